@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace Platform {
+
+/// What an installation may set for every user: `deployment.json` in the product's folder under the configuration
+/// home, else under each configuration directory in turn (Environment.h); the first file that is a JSON object
+/// counts. A value that is absent or of the wrong type is the built-in one; a wrong type is logged once.
+struct DeploymentSettings {
+    /// Host of the web service, with ":port" where it is not 80. A value that is no host name or address with an
+    /// optional port ("http://x/", "a b", "") is logged and counts as absent.
+    std::string serviceHost;
+    /// The published release number.
+    double appKitVersionNumber = 1343.0;
+
+    /// The settings of this process, read from the file at the first use and kept.
+    static const DeploymentSettings& current();
+    /// Replaces the settings of this process; nil reads the files again at the next use.
+    static void replace(std::optional<DeploymentSettings> settings);
+
+    /// Whether `serviceHost` is a loopback name or address ("localhost", a name below it, 127.0.0.0/8, "[::1]";
+    /// RFC 6761, section 6.3).
+    bool hostIsLoopback() const;
+};
+
+} // namespace Platform

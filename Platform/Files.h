@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Platform/Error.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+/// Local files, by path. A path is any text without a zero byte; one that holds a zero byte names nothing. Relative
+/// paths are taken from the process's working directory. Each operation is done when it returns; errors carry the
+/// domain "POSIX" and the number of errno(3).
+namespace Platform::Files {
+
+/// Whether a file, folder or other item is at `path`; a symbolic link counts as what it leads to.
+bool exists(const std::string& path);
+bool isDirectory(const std::string& path);
+/// The size in bytes of what is at `path`, or nil.
+std::optional<std::uint64_t> size(const std::string& path);
+/// Makes the folder and every missing folder above it. A folder that is there already is no error.
+std::optional<Error> createDirectory(const std::string& path);
+/// Moves the item to a path where nothing is yet; an existing item there is an error (EEXIST) and stays untouched.
+/// Between file systems the content is copied under a hidden name beside the target first, so that the target appears
+/// whole or not at all.
+std::optional<Error> moveItem(const std::string& from, const std::string& to);
+/// Copies a file or a whole folder tree to a path where nothing is yet. A copy that fails half way is removed.
+std::optional<Error> copyItem(const std::string& from, const std::string& to);
+/// Removes the item; a folder with all that is in it. Symbolic links are removed, never followed.
+std::optional<Error> removeItem(const std::string& path);
+/// The names of a folder's entries, sorted, without "." and "..".
+std::variant<std::vector<std::string>, Error> contentsOfDirectory(const std::string& path);
+/// The whole content of a file of at most `limit` bytes (a larger one: EFBIG).
+std::variant<std::string, Error> contents(const std::string& path, std::uint64_t limit = UINT64_MAX);
+/// Makes or replaces a file, in place.
+std::optional<Error> write(const std::string& path, std::string_view content);
+/// Replaces a file in one step, so that a reader sees the old content or the new: the content goes to a file beside
+/// it, to disk, and is renamed. Missing folders above are made with mode 0700, the file has mode 0600.
+std::optional<Error> writeAtomically(const std::string& path, std::string_view content);
+
+/// The last component of a path, trailing separators left out ("/a/b.txt" gives "b.txt", "/" gives "/", "" gives "").
+std::string lastPathComponent(std::string_view path);
+/// The path without its last component ("/a/b" gives "/a", "/a" gives "/", "a" gives "").
+std::string deletingLastPathComponent(std::string_view path);
+/// What follows the last "." of the last component, or "" ("a.tar.gz" gives "gz", ".profile" gives "").
+std::string pathExtension(std::string_view path);
+/// The path without its extension and the "." before it.
+std::string deletingPathExtension(std::string_view path);
+/// `path` and `component` with exactly one "/" between them.
+std::string appendingPathComponent(std::string_view path, std::string_view component);
+
+} // namespace Platform::Files

@@ -1,0 +1,112 @@
+#include "Platform/Json.h"
+
+#include "Platform/Utf8.h"
+
+#include <cmath>
+#include <optional>
+
+#include <boost/json.hpp>
+
+namespace Platform::Json {
+
+namespace {
+
+Error errorOf(std::string description) { return Error{errorDomain, errorCode, std::move(description)}; }
+
+std::string atByte(std::size_t offset) { return " at byte " + std::to_string(offset); }
+
+/// Writes a value as it goes; after the first thing that JSON cannot carry, `failure` says what it was.
+class PrettyWriter {
+public:
+    void write(const boost::json::value& value) {
+        switch (value.kind()) {
+        case boost::json::kind::string:
+            return writeString(value.get_string());
+        case boost::json::kind::double_:
+            if (!std::isfinite(value.get_double()))
+                return fail("a number that is not finite");
+            out += boost::json::serialize(value);
+            return;
+        case boost::json::kind::object:
+            return writeAll(value.get_object(), '{', '}', [this](const auto& entry) {
+                writeString(entry.key());
+                out += " : ";
+                write(entry.value());
+            });
+        case boost::json::kind::array:
+            return writeAll(value.get_array(), '[', ']', [this](const auto& element) { write(element); });
+        default:
+            out += boost::json::serialize(value);
+        }
+    }
+
+    std::string out;
+    std::optional<std::string> failure;
+
+private:
+    template <class Container, class WriteOne>
+    void writeAll(const Container& container, char open, char close, const WriteOne& writeOne) {
+        out += open;
+        ++level_;
+        bool first = true;
+        for (const auto& one : container) {
+            out += first ? "\n" : ",\n";
+            first = false;
+            out.append(2 * level_, ' ');
+            writeOne(one);
+        }
+        --level_;
+        if (!first) {
+            out += '\n';
+            out.append(2 * level_, ' ');
+        }
+        out += close;
+    }
+
+    void writeString(std::string_view string) {
+        const std::size_t invalid = firstInvalidUtf8(string);
+        if (invalid != std::string_view::npos)
+            return fail("a string that is not UTF-8" + atByte(invalid));
+        out += boost::json::serialize(boost::json::string_view(string.data(), string.size()));
+    }
+
+    void fail(std::string what) {
+        if (!failure)
+            failure = std::move(what);
+    }
+
+    std::size_t level_ = 0;
+};
+
+} // namespace
+
+std::variant<boost::json::value, Error> parse(std::string_view text) {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    const std::size_t skipped = text.starts_with(byteOrderMark) ? byteOrderMark.size() : 0;
+    text.remove_prefix(skipped);
+
+    boost::json::parse_options options;
+    options.max_depth = maximumDepth;
+    boost::json::parser parser({}, options);
+    boost::json::error_code failure;
+    const std::size_t consumed = parser.write_some(text.data(), text.size(), failure);
+    if (failure)
+        return errorOf("Not JSON: " + failure.message() + atByte(skipped + consumed));
+    const std::size_t more = text.find_first_not_of(" \t\r\n", consumed);
+    if (more != std::string_view::npos)
+        return errorOf("Not JSON: something follows the value" + atByte(skipped + more));
+    auto value = parser.release();
+    if (!value.is_structured())
+        return errorOf("Not JSON: the top level is neither an object nor an array");
+    return value;
+}
+
+std::variant<std::string, Error> prettyPrinted(const boost::json::value& value) {
+    PrettyWriter writer;
+    writer.write(value);
+    if (writer.failure)
+        return errorOf("Cannot be written as JSON: " + *writer.failure);
+    return std::move(writer.out);
+}
+
+} // namespace Platform::Json

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "Platform/Error.h"
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include <boost/json/value.hpp>
+
+namespace Platform::Json {
+
+/// The domain and code of every error of this file.
+inline constexpr const char* errorDomain = "JSON";
+inline constexpr int errorCode = 3840;
+/// How deep arrays and objects may be nested in a text that is read.
+inline constexpr std::size_t maximumDepth = 512;
+
+/// Reads a JSON text (RFC 8259) whose top level is an object or an array; a byte order mark in front is passed over.
+/// The error names what is wrong and the byte where it is.
+std::variant<boost::json::value, Error> parse(std::string_view text);
+
+/// Writes `value` over several lines, two blanks a level. Fails on what JSON cannot carry: a string or a key that is
+/// not UTF-8, a number that is not finite.
+std::variant<std::string, Error> prettyPrinted(const boost::json::value& value);
+
+} // namespace Platform::Json

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+namespace Platform::Log {
+
+/// Writes one entry to the system log: to the journal where the process's standard error is the journal
+/// (systemd.exec(5), JOURNAL_STREAM), else to standard error with time, program name and process id in front. Control
+/// characters other than line feed and tab are written as \xNN; what goes beyond 64 KiB is left out, and said so.
+/// May be called from any thread.
+void write(std::string_view entry);
+
+/// Takes every entry instead of the system log; an empty function gives the system log back. For tests, and for
+/// programs that keep a log of their own.
+using Sink = std::function<void(std::string_view)>;
+void setSink(Sink sink);
+
+} // namespace Platform::Log

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+struct sockaddr;
+
+namespace Platform {
+
+/// Reachability of an address, as bits.
+namespace NetworkFlag {
+inline constexpr std::uint32_t Reachable = 0x2;
+inline constexpr std::uint32_t ConnectionRequired = 0x4;
+inline constexpr std::uint32_t ConnectionOnTraffic = 0x8;
+inline constexpr std::uint32_t InterventionRequired = 0x10;
+inline constexpr std::uint32_t ConnectionOnDemand = 0x20;
+inline constexpr std::uint32_t IsDirect = 0x20000;
+} // namespace NetworkFlag
+
+/// Tells by which flags an address or a host can be reached now, from the kernel's links and routes (rtnetlink(7)).
+/// - The zero address 0.0.0.0: Reachable when an IPv4 or IPv6 default route leads out of a link that is up and has
+///   carrier (IFF_UP, IFF_RUNNING, IFF_LOWER_UP; netdevice(7)). Where the deployment's service host is a loopback one,
+///   the loopback link being up counts too (Reachable, IsDirect).
+/// - Any other address, and each address that a host name has: a route look-up. No route, or an unreachable one: no
+///   flags; a route: Reachable, and IsDirect when it has no gateway.
+class NetworkTarget {
+public:
+    /// A target for an IPv4 or IPv6 address; nil for another family.
+    static std::unique_ptr<NetworkTarget> createWithAddress(const sockaddr& address);
+    /// A target for a host name or a numeric address; nil for an empty name. The name is looked up at each `flags`.
+    static std::unique_ptr<NetworkTarget> createWithName(std::string host);
+
+    virtual ~NetworkTarget() = default;
+
+    /// The flags now, read anew; nil when the kernel cannot be asked. A name that cannot be resolved has no flags (0).
+    virtual std::optional<std::uint32_t> flags() const = 0;
+
+    /// Calls `callback` with the flags on the main queue whenever links, addresses or routes have changed and the
+    /// flags are different from those last seen, until it is replaced by an empty function or the target ends. False
+    /// when the kernel's changes cannot be followed.
+    virtual bool setCallback(std::function<void(std::uint32_t)> callback) = 0;
+
+    /// Replaces the source of flags for every target made afterwards, for tests; an empty function gives the kernel
+    /// back.
+    using FlagSource = std::function<std::optional<std::uint32_t>()>;
+    static void replaceSource(FlagSource source);
+};
+
+} // namespace Platform

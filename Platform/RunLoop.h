@@ -1,0 +1,93 @@
+#pragma once
+
+#include "Platform/Clock.h"
+#include "Platform/Queue.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <typeindex>
+
+struct sd_event;
+
+namespace Platform {
+
+/// Calls its handler whenever the watched descriptor is ready, until it is destroyed. The descriptor stays its
+/// owner's, and must outlive the watch.
+class DescriptorWatch {
+public:
+    virtual ~DescriptorWatch() = default;
+    /// Replaces the awaited events (EPOLLIN, EPOLLOUT; epoll_ctl(2)).
+    virtual void setEvents(std::uint32_t events) = 0;
+};
+
+/// The loop that runs every queue's tasks, fires timers and watches descriptors, all on one thread: the one that
+/// made it. A process has one at a time; the queues find it by `main()`.
+class RunLoop {
+public:
+    /// A loop on the machine's monotonic clock.
+    RunLoop();
+    /// A loop whose queues and timers go by `clock`; descriptors are watched in real time all the same.
+    explicit RunLoop(Clock& clock);
+    /// Drops whatever has not run.
+    ~RunLoop();
+    RunLoop(const RunLoop&) = delete;
+    RunLoop& operator=(const RunLoop&) = delete;
+
+    /// The loop of this process. Throws std::logic_error when there is none.
+    static RunLoop& main();
+    /// Whether there is a loop in this process.
+    static bool exists();
+
+    /// Runs until `stop`, and returns its status.
+    int run();
+    void stop(int status);
+
+    /// One turn: what is ready runs; when nothing is, waits for it, at most `limit` of real time.
+    void runOnce(Duration limit);
+    /// Turns until `condition` holds, and says whether it did within `limit` of real time.
+    bool runUntil(const std::function<bool()>& condition, Duration limit = std::chrono::seconds(20));
+
+    /// For a program with a loop of its own: a descriptor that is readable (EPOLLIN) whenever there is work.
+    int descriptor() const;
+    /// For a program with a loop of its own: runs all that is ready, without waiting. To be called once at the start
+    /// and whenever `descriptor()` is readable.
+    void processPending();
+
+    Duration now() const;
+    const Clock& clock() const;
+
+    /// Calls `handler`, on the loop's thread and outside of any queue, with the events that are ready
+    /// (level-triggered). Throws std::system_error where the descriptor cannot be watched.
+    [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, std::uint32_t events,
+                                                         std::function<void(std::uint32_t)> handler);
+
+    /// The platform's event loop, for libraries that attach to one (sd_bus_attach_event(3)).
+    sd_event* event() const;
+
+    /// The one object of type T that lives and ends with this loop, made on first use.
+    template <class T>
+    T& attachment() {
+        auto& slot = attachmentSlot(typeid(T));
+        if (!slot)
+            slot = std::make_shared<T>(*this);
+        return *static_cast<T*>(slot.get());
+    }
+
+private:
+    friend class Queue;
+    friend class Timer;
+    struct State;
+
+    std::shared_ptr<void>& attachmentSlot(std::type_index type);
+    void add(const Queue& queue, Task task);
+    std::shared_ptr<TimerEntry> addTimer(Duration delay, const Queue& queue, Task task);
+    static void removeTimer(TimerEntry& entry);
+    bool runReadyTasks();
+    void runTask(const Queue& queue, const Task& task);
+    bool waitForEvents(Duration limit);
+
+    std::unique_ptr<State> state_;
+};
+
+} // namespace Platform
