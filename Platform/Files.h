@@ -23,15 +23,18 @@ std::optional<std::uint64_t> size(const std::string& path);
 std::optional<Error> createDirectory(const std::string& path);
 /// Moves the item to a path where nothing is yet; an existing item there is an error (EEXIST) and stays untouched.
 /// Between file systems the content is copied under a hidden name beside the target first, so that the target appears
-/// whole or not at all.
+/// whole or not at all; where the item cannot be removed afterwards, that is the error, and both stay.
 std::optional<Error> moveItem(const std::string& from, const std::string& to);
-/// Copies a file or a whole folder tree to a path where nothing is yet. A copy that fails half way is removed.
+/// Copies a file or a whole folder tree, with its modes and times, to a path where nothing is yet (EEXIST). Symbolic
+/// links are copied as links; devices, sockets and FIFOs are not copied (ENOTSUP). A copy that fails half way is
+/// removed.
 std::optional<Error> copyItem(const std::string& from, const std::string& to);
 /// Removes the item; a folder with all that is in it. Symbolic links are removed, never followed.
 std::optional<Error> removeItem(const std::string& path);
 /// The names of a folder's entries, sorted, without "." and "..".
 std::variant<std::vector<std::string>, Error> contentsOfDirectory(const std::string& path);
-/// The whole content of a file of at most `limit` bytes (a larger one: EFBIG).
+/// The whole content of a regular file of at most `limit` bytes (a larger one: EFBIG; a folder: EISDIR; anything else,
+/// which a read might wait for: EINVAL).
 std::variant<std::string, Error> contents(const std::string& path, std::uint64_t limit = UINT64_MAX);
 /// Makes or replaces a file, in place.
 std::optional<Error> write(const std::string& path, std::string_view content);
@@ -47,7 +50,7 @@ std::string deletingLastPathComponent(std::string_view path);
 std::string pathExtension(std::string_view path);
 /// The path without its extension and the "." before it.
 std::string deletingPathExtension(std::string_view path);
-/// `path` and `component` with exactly one "/" between them.
+/// `path` and `component` with exactly one "/" between them; where one is empty, the other alone.
 std::string appendingPathComponent(std::string_view path, std::string_view component);
 
 } // namespace Platform::Files

@@ -22,15 +22,24 @@ class NotificationCenter {
 public:
     using Handler = std::function<void(const Notification&)>;
 
+    NotificationCenter() = default;
+    NotificationCenter(const NotificationCenter&) = delete;
+    NotificationCenter& operator=(const NotificationCenter&) = delete;
+
     /// Ends its registration when it is destroyed; a notification on its way to the handler is then dropped.
     class Observer {
+        struct Registration;
+        using Registry = std::multimap<std::string, std::weak_ptr<Registration>>;
+        friend class NotificationCenter;
+
     public:
+        /// For `addObserver` alone.
+        explicit Observer(std::shared_ptr<Registration> registration);
+        Observer(const Observer&) = delete;
+        Observer& operator=(const Observer&) = delete;
         ~Observer();
 
     private:
-        friend class NotificationCenter;
-        struct Registration;
-        explicit Observer(std::shared_ptr<Registration> registration);
         std::shared_ptr<Registration> registration_;
     };
 
@@ -45,7 +54,8 @@ public:
     void post(const std::string& name, std::any object);
 
 private:
-    std::multimap<std::string, std::weak_ptr<Observer::Registration>> observers_;
+    // Held by registrations too, weakly: an observer may outlive its center.
+    std::shared_ptr<Observer::Registry> registry_ = std::make_shared<Observer::Registry>();
 };
 
 } // namespace Platform

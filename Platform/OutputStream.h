@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/FileDescriptor.h"
 
 #include <cstdint>
 #include <optional>
@@ -14,10 +15,8 @@ namespace Platform {
 class OutputStream {
 public:
     explicit OutputStream(std::string pathToAppendTo);
-    OutputStream(OutputStream&& other) noexcept;
-    OutputStream& operator=(OutputStream&& other) noexcept;
-    ~OutputStream();
 
+    /// Opens the file. What is no regular file is refused (EINVAL), so that no write can wait for a reader.
     void open();
     void close();
     /// How many bytes were written, at most those given (write(2)); -1 on failure, which `streamError` tells.
@@ -27,7 +26,7 @@ public:
 
 private:
     std::string path_;
-    int descriptor_ = -1;
+    FileDescriptor file_;
     std::optional<Error> error_;
 };
 

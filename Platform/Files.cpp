@@ -1,0 +1,206 @@
+#include "Platform/Files.h"
+
+#include "Platform/FileDescriptor.h"
+#include "Platform/Posix.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <ftw.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace Platform::Files {
+
+namespace {
+
+std::string_view withoutTrailingSeparators(std::string_view path) {
+    while (path.size() > 1 && path.ends_with('/'))
+        path.remove_suffix(1);
+    return path;
+}
+
+std::optional<Error> makeFolders(const std::string& path, mode_t mode) {
+    if (::mkdir(Posix::named(path), mode) == 0)
+        return std::nullopt;
+    int number = errno;
+    const std::string parent = deletingLastPathComponent(path);
+    if (number == ENOENT && path.find('\0') == std::string::npos && !parent.empty() && parent != path) {
+        if (auto error = makeFolders(parent, mode))
+            return error;
+        number = ::mkdir(Posix::named(path), mode) == 0 ? 0 : errno;
+    }
+    if (number == 0 || (number == EEXIST && isDirectory(path)))
+        return std::nullopt;
+    return Posix::error(path, number);
+}
+
+bool writeAll(int file, std::string_view content) {
+    while (!content.empty()) {
+        const auto written = ::write(file, content.data(), content.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return false;
+        content.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+/// Reads to the end, or to the first byte beyond `limit`; false with errno set where a read fails.
+bool readAll(int file, std::string& content, std::uint64_t sizeToExpect, std::uint64_t limit) {
+    constexpr std::uint64_t step = 64 << 10;
+    std::size_t length = 0;
+    while (length <= limit) {
+        // One byte more than there should be, so that the end shows in the same read.
+        const std::uint64_t room = length < sizeToExpect ? sizeToExpect - length + 1 : step;
+        content.resize(length + static_cast<std::size_t>(std::min(room, limit - length + 1)));
+        const auto got = ::read(file, content.data() + length, content.size() - length);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return false;
+        length += static_cast<std::size_t>(got);
+        if (got == 0)
+            break;
+    }
+    content.resize(length);
+    return true;
+}
+
+} // namespace
+
+bool exists(const std::string& path) {
+    return ::access(Posix::named(path), F_OK) == 0;
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat status {};
+    return ::stat(Posix::named(path), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<std::uint64_t> size(const std::string& path) {
+    struct stat status {};
+    if (::stat(Posix::named(path), &status) != 0)
+        return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::optional<Error> createDirectory(const std::string& path) {
+    return makeFolders(path, S_IRWXU | S_IRWXG | S_IRWXO);
+}
+
+std::optional<Error> removeItem(const std::string& path) {
+    constexpr int descriptors = 16;
+    // A separator behind a link's name would have the link followed.
+    const std::string item(withoutTrailingSeparators(path));
+    const auto removeOne = [](const char* one, const struct stat*, int, FTW*) { return ::remove(one); };
+    if (::nftw(Posix::named(item), removeOne, descriptors, FTW_DEPTH | FTW_PHYS) != 0)
+        return Posix::error(path);
+    return std::nullopt;
+}
+
+std::variant<std::vector<std::string>, Error> contentsOfDirectory(const std::string& path) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(Posix::named(path)), ::closedir);
+    if (!folder)
+        return Posix::error(path);
+    std::vector<std::string> names;
+    for (;;) {
+        errno = 0;
+        const dirent* entry = ::readdir(folder.get());
+        if (entry == nullptr)
+            break;
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..")
+            names.emplace_back(name);
+    }
+    if (errno != 0)
+        return Posix::error(path);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::variant<std::string, Error> contents(const std::string& path, std::uint64_t limit) {
+    limit = std::min<std::uint64_t>(limit, std::string().max_size() - 1);
+    const FileDescriptor file(::open(Posix::named(path), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0)
+        return Posix::error(path);
+    if (!S_ISREG(status.st_mode))
+        return Posix::error(path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    const auto length = static_cast<std::uint64_t>(status.st_size);
+    if (length > limit)
+        return Posix::error(path, EFBIG);
+    std::string content;
+    if (!readAll(file.get(), content, length, limit))
+        return Posix::error(path);
+    if (content.size() > limit)
+        return Posix::error(path, EFBIG);
+    return content;
+}
+
+std::optional<Error> write(const std::string& path, std::string_view content) {
+    constexpr mode_t everybody = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    const FileDescriptor file(
+        ::open(Posix::named(path), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, everybody));
+    if (!file || !writeAll(file.get(), content))
+        return Posix::error(path);
+    return std::nullopt;
+}
+
+std::optional<Error> writeAtomically(const std::string& path, std::string_view content) {
+    const std::string folder = deletingLastPathComponent(path);
+    if (!folder.empty() && !isDirectory(folder)) {
+        if (auto error = makeFolders(folder, S_IRWXU))
+            return error;
+    }
+    std::string written = appendingPathComponent(folder, ".writing-XXXXXX");
+    const FileDescriptor file(::mkostemp(written.data(), O_CLOEXEC));
+    if (!file)
+        return Posix::error(path);
+    if (writeAll(file.get(), content) && ::fsync(file.get()) == 0 && ::rename(written.c_str(), Posix::named(path)) == 0)
+        return std::nullopt;
+    auto error = Posix::error(path);
+    ::unlink(written.c_str());
+    return error;
+}
+
+std::string lastPathComponent(std::string_view path) {
+    path = withoutTrailingSeparators(path);
+    return std::string(path == "/" ? path : path.substr(path.rfind('/') + 1));
+}
+
+std::string deletingLastPathComponent(std::string_view path) {
+    path = withoutTrailingSeparators(path);
+    const std::size_t separator = path.rfind('/');
+    if (separator == std::string_view::npos)
+        return {};
+    return std::string(withoutTrailingSeparators(path.substr(0, separator + 1)));
+}
+
+std::string pathExtension(std::string_view path) {
+    const std::string name = lastPathComponent(path);
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string::npos || dot == 0 || name == ".." ? std::string() : name.substr(dot + 1);
+}
+
+std::string deletingPathExtension(std::string_view path) {
+    path = withoutTrailingSeparators(path);
+    const std::string extension = pathExtension(path);
+    return std::string(extension.empty() ? path : path.substr(0, path.size() - extension.size() - 1));
+}
+
+std::string appendingPathComponent(std::string_view path, std::string_view component) {
+    if (path.empty() || component.empty())
+        return std::string(path.empty() ? component : path);
+    while (path.ends_with('/'))
+        path.remove_suffix(1);
+    component.remove_prefix(std::min(component.find_first_not_of('/'), component.size()));
+    std::string result(path);
+    result += '/';
+    return result += component;
+}
+
+} // namespace Platform::Files
