@@ -1,0 +1,86 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace Quenmark {
+
+/// A value was asked for something that values of its kind do not have.
+class UnsupportedOperation : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The JSON object of a record: its fields under their keys, nil ones left out.
+template <class Record>
+boost::json::object encode(const Record& record) {
+    boost::json::object object;
+    forEachField<Record>([&](const auto& field) {
+        if (const auto& value = record.*field.member)
+            object.emplace(field.key, *value);
+    });
+    return object;
+}
+
+template <class Record>
+Record decode(boost::json::value&& answer);
+
+/// Moves the entries of an answer out of it, one key after the other. Keys that come in the order in which they are
+/// asked for are found without a search.
+class EntryReader {
+public:
+    explicit EntryReader(boost::json::object& object) : object_(object), next_(object.begin()) {}
+
+    boost::json::value* find(std::string_view key) {
+        if (next_ == object_.end() || next_->key() != key)
+            next_ = object_.find(key);
+        if (next_ == object_.end())
+            return nullptr;
+        return &(next_++)->value();
+    }
+
+private:
+    boost::json::object& object_;
+    boost::json::object::iterator next_;
+};
+
+inline void decodeField(boost::json::value&& from, AnswerField& into) {
+    into.emplace(std::move(from));
+}
+
+/// A list is a JSON array, each element a record.
+template <class Record>
+void decodeField(boost::json::value&& from, std::vector<Record>& into) {
+    auto* array = from.if_array();
+    if (array == nullptr)
+        throw UnsupportedOperation("the answer has something else in the place of a list");
+    into.reserve(array->size());
+    for (auto& element : *array)
+        into.push_back(decode<Record>(std::move(element)));
+}
+
+/// The record of an answer. Its values are moved out of the answer; keys that are not there leave nil or an empty
+/// list. Throws UnsupportedOperation when the answer has no keys at all, or no list where one belongs.
+template <class Record>
+Record decode(boost::json::value&& answer) {
+    auto* object = answer.if_object();
+    if (object == nullptr)
+        throw UnsupportedOperation("the answer is not a dictionary");
+    Record record;
+    EntryReader entries(*object);
+    forEachField<Record>([&](const auto& field) {
+        if (field.key == notOnTheWire)
+            return;
+        if (auto* value = entries.find(field.key))
+            decodeField(std::move(*value), record.*field.member);
+    });
+    return record;
+}
+
+} // namespace Quenmark

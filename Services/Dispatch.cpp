@@ -1,0 +1,40 @@
+#include "Services/Dispatch.h"
+
+#include "Services/RestConnector.h"
+#include "Services/RestConnector_Old.h"
+
+#include <memory>
+
+namespace Quenmark {
+
+void startRequest(Variant variant, const char* path, boost::json::object params, JsonPost::Finished finished) {
+    const bool old = RestInterface::isLessThan10_10();
+    if (variant == Variant::HeaderUpload) {
+        if (!old)
+            std::make_shared<RestConnector>()->startAsyncUploadWithStreamRequest(path, params, nullptr,
+                                                                                 std::move(finished));
+        return;
+    }
+    const boost::json::value body =
+        variant == Variant::PostList ? std::move(params["syncData"]) : boost::json::value(std::move(params));
+    if (old)
+        std::make_shared<RestConnector_Old>()->startAsyncTask(path, body, nullptr, std::move(finished));
+    else
+        std::make_shared<RestConnector>()->startAsyncTask(path, body, nullptr, std::move(finished));
+}
+
+void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler) {
+    if (RestInterface::isLessThan10_10())
+        return;
+    std::make_shared<RestConnector>()->startAsyncDownloadWithStreamRequest(
+        path, std::move(params), nullptr,
+        [handler = std::move(handler)](std::optional<Platform::HttpUrlResponse> response, Result<Platform::Data> data,
+                                       std::uint64_t status) {
+            if (status == RestStatusSuccess && data.answer() != nullptr)
+                handler(std::move(response), std::move(*data.answer()), RestStatusSuccess);
+            else
+                handler(std::nullopt, std::nullopt, static_cast<std::int64_t>(status));
+        });
+}
+
+} // namespace Quenmark

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "Platform/Log.h"
+#include "Platform/Text.h"
+#include "Services/Catalogue.h"
+#include "Services/JsonPost.h"
+#include "Services/RestInterface.h"
+
+#include <string>
+#include <utility>
+
+/// Carries out what a row of the catalogue says.
+namespace Quenmark {
+
+/// Posts the parameters with the connector that the variant and the release ask for; where they ask for none, nothing
+/// happens.
+void startRequest(Variant variant, const char* path, boost::json::object params, JsonPost::Finished finished);
+/// Posts the parameters and hands on the raw answer; on releases before 10.10 nothing happens.
+void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler);
+
+inline void logIfAny(const char* entry) {
+    if (entry != nullptr)
+        Platform::Log::write(entry);
+}
+
+template <class Query, class Answer>
+void perform(const Operation<Query, Answer>& operation, const Query& query, CompletionHandler<Answer> handler) {
+    auto params = operation.encode(query);
+    if (operation.log.parameters != nullptr)
+        Platform::Log::write(operation.log.parameters + Platform::text(params));
+    startRequest(operation.variant, operation.path, std::move(params),
+                 [&operation, handler = std::move(handler)](Result<boost::json::value> result, std::uint64_t status) {
+                     if (operation.log.completion != nullptr)
+                         Platform::Log::write(operation.log.completion + std::string("<completion handler>"));
+                     if (status != RestStatusSuccess) {
+                         const auto* error = result.error();
+                         handler(error != nullptr ? Result<Answer>(*error) : Result<Answer>(),
+                                 static_cast<std::int64_t>(status));
+                         return logIfAny(operation.log.failure);
+                     }
+                     // Nil has no entries, and gives a record whose fields are all nil.
+                     auto* answer = result.answer();
+                     boost::json::value decoded =
+                         answer != nullptr ? std::move(*answer) : boost::json::value(boost::json::object_kind);
+                     handler(Result<Answer>(operation.decode(std::move(decoded))), RestStatusSuccess);
+                     logIfAny(operation.log.success);
+                 });
+}
+
+template <class Query>
+void perform(const Operation<Query, RawAnswer>& operation, const Query& query,
+             RestInterface::RawCompletionHandler handler) {
+    startRawRequest(operation.path, operation.encode(query), std::move(handler));
+}
+
+} // namespace Quenmark

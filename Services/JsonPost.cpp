@@ -1,0 +1,63 @@
+#include "Services/JsonPost.h"
+
+#include "Platform/Json.h"
+#include "Platform/Log.h"
+#include "Platform/Text.h"
+#include "Services/ServiceRoot.h"
+
+#include <utility>
+
+namespace Quenmark::JsonPost {
+
+namespace Log = Platform::Log;
+using Platform::text;
+
+Result<std::string> body(const boost::json::value& params, std::string_view logPrefix) {
+    auto written = Platform::Json::prettyPrinted(params);
+    auto* json = std::get_if<std::string>(&written);
+    Log::write(std::string(logPrefix) + (json != nullptr ? *json : text(std::nullopt)));
+    if (json == nullptr)
+        return Result<std::string>(std::get<Platform::Error>(written));
+    return Result<std::string>(std::move(*json));
+}
+
+Platform::UrlRequest request(std::string_view path, std::string body) {
+    Platform::UrlRequest request;
+    request.url = absoluteURL(path);
+    request.timeoutInterval = std::chrono::seconds(60);
+    request.setValueForHTTPHeaderField(std::to_string(body.size()), "Content-Length");
+    request.httpMethod = "POST";
+    request.httpBody = std::move(body);
+    return request;
+}
+
+Platform::UrlRequest jsonRequest(std::string_view path, std::string body) {
+    auto result = request(path, std::move(body));
+    result.addValueForHTTPHeaderField("application/json", "Content-Type");
+    return result;
+}
+
+void finish(const std::optional<Platform::Data>& data, const std::optional<Platform::Error>& error,
+            const Finished& finished) {
+    using Answer = Result<boost::json::value>;
+    if (error) {
+        Log::write("error code ...." + text(*error));
+        if (error->code == Platform::UrlError::Unknown) {
+            Log::write("error code at rest connector strt async task......");
+            return;
+        }
+        finished(Answer(*error), RestStatusTransportError);
+        Log::write("network error");
+        return;
+    }
+    auto decoded = Platform::Json::parse(data.value_or(Platform::Data()));
+    if (auto* answer = std::get_if<boost::json::value>(&decoded)) {
+        Log::write("response " + text(*answer));
+        finished(Answer(std::move(*answer)), RestStatusSuccess);
+    } else {
+        Log::write("response " + text(std::nullopt));
+        finished(Answer(std::get<Platform::Error>(decoded)), RestStatusDecodeError);
+    }
+}
+
+} // namespace Quenmark::JsonPost

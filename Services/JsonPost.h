@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Platform/Error.h"
+#include "Platform/UrlLoading/UrlRequest.h"
+#include "Services/Result.h"
+
+#include <boost/json/value.hpp>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// The post of a JSON body that both connectors make, and what they make of its answer.
+namespace Quenmark::JsonPost {
+
+/// Is called with the decoded answer and `RestStatusSuccess`, or with nil or an error and another status.
+using Finished = std::function<void(Result<boost::json::value>, std::uint64_t status)>;
+
+/// The body of a post, written to the log with `logPrefix` in front; or the error that keeps the parameters from being
+/// written as JSON.
+Result<std::string> body(const boost::json::value& params, std::string_view logPrefix);
+
+/// A POST of `body` to the path below the service root, without a "Content-Type".
+Platform::UrlRequest request(std::string_view path, std::string body);
+/// As `request`, with the "Content-Type" of JSON.
+Platform::UrlRequest jsonRequest(std::string_view path, std::string body);
+
+/// Logs the outcome of the post and reports it. An error with code -1 is logged and not reported, which is required.
+void finish(const std::optional<Platform::Data>& data, const std::optional<Platform::Error>& error,
+            const Finished& finished);
+
+} // namespace Quenmark::JsonPost

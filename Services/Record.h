@@ -1,0 +1,36 @@
+#pragma once
+
+#include <boost/json/value.hpp>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+
+namespace Quenmark {
+
+/// A field of a request: text in the form that the web service expects, or nil, which leaves its key out.
+using RequestField = std::optional<std::string>;
+
+/// A field of an answer: the decoded value as it came, whatever its type; nil when the answer has no such key. A JSON
+/// null is a value.
+using AnswerField = std::optional<boost::json::value>;
+
+/// The key of a field that no answer fills.
+inline constexpr std::string_view notOnTheWire{};
+
+/// One row of a record's table: the key on the wire, the property's name, and the property.
+template <class Record, class Value>
+struct Field {
+    std::string_view key;
+    std::string_view property;
+    Value Record::*member;
+};
+
+/// Calls `function` with each row of the record's table, in wire order.
+template <class Record, class Function>
+constexpr void forEachField(Function&& function) {
+    std::apply([&](const auto&... field) { (function(field), ...); }, Record::fields());
+}
+
+} // namespace Quenmark

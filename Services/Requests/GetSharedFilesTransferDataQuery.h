@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// Asks for the whole state of sharing of a user and computer.
+struct GetSharedFilesTransferDataQuery {
+    RequestField userId;
+    RequestField computerId;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"UserID", "userId", &GetSharedFilesTransferDataQuery::userId},
+            Field{"ComputerID", "computerId", &GetSharedFilesTransferDataQuery::computerId},
+        };
+    }
+    bool operator==(const GetSharedFilesTransferDataQuery&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// Asks for the next file that others want from a computer.
+struct GetTopFileRequestQuery {
+    RequestField fromComputerID;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"FromComputerID", "fromComputerID", &GetTopFileRequestQuery::fromComputerID},
+        };
+    }
+    bool operator==(const GetTopFileRequestQuery&) const = default;
+};
+
+} // namespace Quenmark

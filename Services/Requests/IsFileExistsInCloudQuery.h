@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// Asks whether the cloud holds a file.
+struct IsFileExistsInCloudQuery {
+    RequestField strFullPath;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"StrFullPath", "strFullPath", &IsFileExistsInCloudQuery::strFullPath},
+        };
+    }
+    bool operator==(const IsFileExistsInCloudQuery&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// Tells that the stream of a requested file has failed.
+struct UpdateBSDownloadStreamFailedQuery {
+    RequestField fileRequestId;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"FileRequestID", "fileRequestId", &UpdateBSDownloadStreamFailedQuery::fileRequestId},
+        };
+    }
+    bool operator==(const UpdateBSDownloadStreamFailedQuery&) const = default;
+};
+
+} // namespace Quenmark

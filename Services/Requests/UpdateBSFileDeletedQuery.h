@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// Tells that a file has been deleted as asked.
+struct UpdateBSFileDeletedQuery {
+    RequestField deleteRequestID;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"DeleteRequestID", "deleteRequestID", &UpdateBSFileDeletedQuery::deleteRequestID},
+        };
+    }
+    bool operator==(const UpdateBSFileDeletedQuery&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// From which byte the file is to be sent.
+struct CheckFileExistsInDownloadsResponseData {
+    AnswerField byteStartPos;
+    AnswerField returnStatus;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ByteStartPos", "byteStartPos", &CheckFileExistsInDownloadsResponseData::byteStartPos},
+            Field{"ReturnStatus", "returnStatus", &CheckFileExistsInDownloadsResponseData::returnStatus},
+        };
+    }
+    bool operator==(const CheckFileExistsInDownloadsResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// Whether the account is confirmed.
+struct CheckUserMailActivationStatusResponseData {
+    AnswerField returnStatus;
+    AnswerField returnValue;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &CheckUserMailActivationStatusResponseData::returnStatus},
+            Field{"ReturnVal", "returnValue", &CheckUserMailActivationStatusResponseData::returnValue},
+            Field{"error", "error", &CheckUserMailActivationStatusResponseData::error},
+        };
+    }
+    bool operator==(const CheckUserMailActivationStatusResponseData&) const = default;
+};
+
+} // namespace Quenmark

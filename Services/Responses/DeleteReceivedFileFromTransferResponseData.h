@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct DeleteReceivedFileFromTransferResponseData {
+    AnswerField ReturnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "ReturnStatus", &DeleteReceivedFileFromTransferResponseData::ReturnStatus},
+            Field{"error", "error", &DeleteReceivedFileFromTransferResponseData::error},
+        };
+    }
+    bool operator==(const DeleteReceivedFileFromTransferResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct InsertSharedFilesTransferResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &InsertSharedFilesTransferResponseData::returnStatus},
+            Field{"error", "error", &InsertSharedFilesTransferResponseData::error},
+        };
+    }
+    bool operator==(const InsertSharedFilesTransferResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct LogErrorResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &LogErrorResponseData::returnStatus},
+            Field{"error", "error", &LogErrorResponseData::error},
+        };
+    }
+    bool operator==(const LogErrorResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct OneTimeSyncFilesResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &OneTimeSyncFilesResponseData::returnStatus},
+            Field{"error", "error", &OneTimeSyncFilesResponseData::error},
+        };
+    }
+    bool operator==(const OneTimeSyncFilesResponseData&) const = default;
+};
+
+} // namespace Quenmark

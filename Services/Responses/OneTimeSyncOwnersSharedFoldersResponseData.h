@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct OneTimeSyncOwnersSharedFoldersResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &OneTimeSyncOwnersSharedFoldersResponseData::returnStatus},
+            Field{"error", "error", &OneTimeSyncOwnersSharedFoldersResponseData::error},
+        };
+    }
+    bool operator==(const OneTimeSyncOwnersSharedFoldersResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// The identifier of a registered computer.
+struct RegisterComputerResponseData {
+    AnswerField computerId;
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ComputerID", "computerId", &RegisterComputerResponseData::computerId},
+            Field{"ReturnStatus", "returnStatus", &RegisterComputerResponseData::returnStatus},
+            Field{"error", "error", &RegisterComputerResponseData::error},
+        };
+    }
+    bool operator==(const RegisterComputerResponseData&) const = default;
+};
+
+} // namespace Quenmark

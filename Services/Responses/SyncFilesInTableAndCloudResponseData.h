@@ -1,0 +1,27 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of one change; the operation answers with a list of them.
+struct SyncFilesInTableAndCloudResponseData {
+    AnswerField fileId;
+    AnswerField returnStatus;
+    AnswerField baseSystemFileID;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"FileID", "fileId", &SyncFilesInTableAndCloudResponseData::fileId},
+            Field{"ReturnStatus", "returnStatus", &SyncFilesInTableAndCloudResponseData::returnStatus},
+            Field{"BaseSystemFileID", "baseSystemFileID", &SyncFilesInTableAndCloudResponseData::baseSystemFileID},
+            Field{notOnTheWire, "error", &SyncFilesInTableAndCloudResponseData::error},
+        };
+    }
+    bool operator==(const SyncFilesInTableAndCloudResponseData&) const = default;
+};
+
+} // namespace Quenmark

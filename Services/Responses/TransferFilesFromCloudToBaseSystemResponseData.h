@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct TransferFilesFromCloudToBaseSystemResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &TransferFilesFromCloudToBaseSystemResponseData::returnStatus},
+            Field{"error", "error", &TransferFilesFromCloudToBaseSystemResponseData::error},
+        };
+    }
+    bool operator==(const TransferFilesFromCloudToBaseSystemResponseData&) const = default;
+};
+
+} // namespace Quenmark

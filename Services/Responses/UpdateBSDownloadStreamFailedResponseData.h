@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSDownloadStreamFailedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSDownloadStreamFailedResponseData::returnStatus},
+            Field{"error", "error", &UpdateBSDownloadStreamFailedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSDownloadStreamFailedResponseData&) const = default;
+};
+
+} // namespace Quenmark

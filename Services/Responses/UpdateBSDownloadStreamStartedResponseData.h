@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSDownloadStreamStartedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSDownloadStreamStartedResponseData::returnStatus},
+            Field{"error", "error", &UpdateBSDownloadStreamStartedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSDownloadStreamStartedResponseData&) const = default;
+};
+
+} // namespace Quenmark

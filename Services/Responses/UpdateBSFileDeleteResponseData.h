@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSFileDeleteResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSFileDeleteResponseData::returnStatus},
+            Field{notOnTheWire, "error", &UpdateBSFileDeleteResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSFileDeleteResponseData&) const = default;
+};
+
+} // namespace Quenmark

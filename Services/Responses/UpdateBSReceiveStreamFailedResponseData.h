@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSReceiveStreamFailedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSReceiveStreamFailedResponseData::returnStatus},
+            Field{notOnTheWire, "error", &UpdateBSReceiveStreamFailedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSReceiveStreamFailedResponseData&) const = default;
+};
+
+} // namespace Quenmark

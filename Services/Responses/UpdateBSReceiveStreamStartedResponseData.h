@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSReceiveStreamStartedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSReceiveStreamStartedResponseData::returnStatus},
+            Field{notOnTheWire, "error", &UpdateBSReceiveStreamStartedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSReceiveStreamStartedResponseData&) const = default;
+};
+
+} // namespace Quenmark

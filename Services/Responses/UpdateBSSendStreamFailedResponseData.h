@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSSendStreamFailedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSSendStreamFailedResponseData::returnStatus},
+            Field{notOnTheWire, "error", &UpdateBSSendStreamFailedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSSendStreamFailedResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSSendStreamStartedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSSendStreamStartedResponseData::returnStatus},
+            Field{notOnTheWire, "error", &UpdateBSSendStreamStartedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSSendStreamStartedResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSUploadStreamFailedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSUploadStreamFailedResponseData::returnStatus},
+            Field{"error", "error", &UpdateBSUploadStreamFailedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSUploadStreamFailedResponseData&) const = default;
+};
+
+} // namespace Quenmark

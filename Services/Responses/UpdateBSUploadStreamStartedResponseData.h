@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateBSUploadStreamStartedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateBSUploadStreamStartedResponseData::returnStatus},
+            Field{"error", "error", &UpdateBSUploadStreamStartedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateBSUploadStreamStartedResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// The version that the service knows.
+struct UpdateComputerStatusResponseData {
+    AnswerField returnStatus;
+    AnswerField VersionNumber;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateComputerStatusResponseData::returnStatus},
+            Field{"VersionNumber", "VersionNumber", &UpdateComputerStatusResponseData::VersionNumber},
+            Field{"error", "error", &UpdateComputerStatusResponseData::error},
+        };
+    }
+    bool operator==(const UpdateComputerStatusResponseData&) const = default;
+};
+
+} // namespace Quenmark

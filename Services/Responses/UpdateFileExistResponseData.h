@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateFileExistResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateFileExistResponseData::returnStatus},
+            Field{"error", "error", &UpdateFileExistResponseData::error},
+        };
+    }
+    bool operator==(const UpdateFileExistResponseData&) const = default;
+};
+
+} // namespace Quenmark

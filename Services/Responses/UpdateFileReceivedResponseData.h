@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateFileReceivedResponseData {
+    AnswerField ReturnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "ReturnStatus", &UpdateFileReceivedResponseData::ReturnStatus},
+            Field{"error", "error", &UpdateFileReceivedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateFileReceivedResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateFileRequestResponseData {
+    AnswerField ReturnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "ReturnStatus", &UpdateFileRequestResponseData::ReturnStatus},
+            Field{"error", "error", &UpdateFileRequestResponseData::error},
+        };
+    }
+    bool operator==(const UpdateFileRequestResponseData&) const = default;
+};
+
+} // namespace Quenmark

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateFileSendReceivedResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateFileSendReceivedResponseData::returnStatus},
+            Field{"error", "error", &UpdateFileSendReceivedResponseData::error},
+        };
+    }
+    bool operator==(const UpdateFileSendReceivedResponseData&) const = default;
+};
+
+} // namespace Quenmark

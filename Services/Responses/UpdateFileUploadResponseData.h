@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Services/Record.h"
+
+#include <tuple>
+
+namespace Quenmark {
+
+/// What became of the call.
+struct UpdateFileUploadResponseData {
+    AnswerField returnStatus;
+    AnswerField error;
+
+    static constexpr auto fields() {
+        return std::tuple{
+            Field{"ReturnStatus", "returnStatus", &UpdateFileUploadResponseData::returnStatus},
+            Field{"error", "error", &UpdateFileUploadResponseData::error},
+        };
+    }
+    bool operator==(const UpdateFileUploadResponseData&) const = default;
+};
+
+} // namespace Quenmark

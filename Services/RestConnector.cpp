@@ -1,0 +1,187 @@
+#include "Services/RestConnector.h"
+
+#include "Platform/Files.h"
+#include "Platform/Json.h"
+#include "Platform/Log.h"
+#include "Platform/Text.h"
+#include "Services/Reachability/Reachability.h"
+#include "Services/ServiceRoot.h"
+#include "Services/StagedUpload.h"
+
+#include <utility>
+
+namespace Quenmark {
+
+namespace Log = Platform::Log;
+using Platform::Data;
+using Platform::Error;
+using Platform::HttpUrlResponse;
+using Platform::text;
+using Platform::UrlSession;
+using Platform::UrlSessionConfiguration;
+
+std::optional<Platform::Url> RestConnector::getAbsoluteURL(std::string_view path) const {
+    return absoluteURL(path);
+}
+
+// A session without a task would keep its delegate, and this the session: where no task comes of it, it is dropped.
+void RestConnector::makeSession(UrlSessionConfiguration configuration) {
+    session_ =
+        UrlSession::sessionWithConfiguration(std::move(configuration), shared_from_this(), Platform::Queue::main());
+}
+
+void RestConnector::configSessionForData() {
+    auto configuration = UrlSessionConfiguration::defaultSessionConfiguration();
+    configuration.httpAdditionalHeaders.set("Accept", "application/json");
+    configuration.httpAdditionalHeaders.set("Content-Type", "application/json");
+    configuration.allowsCellularAccess = true;
+    configuration.timeoutIntervalForRequest = std::chrono::seconds(60);
+    configuration.timeoutIntervalForResource = std::chrono::seconds(60);
+    configuration.httpMaximumConnectionsPerHost = 1;
+    makeSession(std::move(configuration));
+}
+
+void RestConnector::configSessionForUpload() {
+    auto configuration = UrlSessionConfiguration::defaultSessionConfiguration();
+    configuration.httpMaximumConnectionsPerHost = 1;
+    makeSession(std::move(configuration));
+}
+
+void RestConnector::configSessionForDownload() {
+    auto configuration = UrlSessionConfiguration::defaultSessionConfiguration();
+    configuration.timeoutIntervalForRequest = std::chrono::seconds(60);
+    configuration.timeoutIntervalForResource = std::chrono::seconds(60);
+    makeSession(std::move(configuration));
+}
+
+void RestConnector::startAsyncTask(std::string_view task, const boost::json::value& params, ProgressHandler progress,
+                                   Finished finished) {
+    if (!Reachability::isReachable())
+        return finished({}, RestStatusNotReachable);
+    progressHandler_ = std::move(progress);
+    configSessionForDownload();
+    auto body = JsonPost::body(params, "Json String ");
+    if (body.error() != nullptr) {
+        session_.reset();
+        return finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
+    }
+    sessionTask_ = session_->dataTaskWithRequest(JsonPost::jsonRequest(task, std::move(*body.answer())),
+                                                 [finished = std::move(finished)](const std::optional<Data>& data,
+                                                                                  const std::optional<HttpUrlResponse>&,
+                                                                                  const std::optional<Error>& error) {
+                                                     JsonPost::finish(data, error, finished);
+                                                 });
+    resume();
+}
+
+void RestConnector::startAsyncDownloadWithStreamRequest(std::string_view task, const boost::json::value& params,
+                                                        ProgressHandler progress, RawFinished finished) {
+    if (!Reachability::isReachable())
+        return finished(std::nullopt, {}, RestStatusNotReachable);
+    progressHandler_ = std::move(progress);
+    configSessionForData();
+    auto body = JsonPost::body(params, "");
+    if (body.error() != nullptr) {
+        session_.reset();
+        return finished(std::nullopt, Result<Data>(*body.error()), RestStatusEncodeError);
+    }
+    sessionTask_ = session_->dataTaskWithRequest(
+        JsonPost::jsonRequest(task, std::move(*body.answer())),
+        [finished = std::move(finished)](std::optional<Data> data, std::optional<HttpUrlResponse> response,
+                                         std::optional<Error> error) {
+            if (error)
+                finished(std::nullopt, Result<Data>(std::move(*error)), RestStatusTransportError);
+            else
+                finished(std::move(response), Result<Data>(std::move(data).value_or(Data())), RestStatusSuccess);
+        });
+    resume();
+}
+
+void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, const boost::json::object& params,
+                                                      ProgressHandler progress, Finished finished) {
+    if (!Reachability::isReachable())
+        return finished({}, RestStatusNotReachable);
+    progressHandler_ = std::move(progress);
+    configSessionForUpload();
+    auto upload = std::make_shared<StagedUpload>(params);
+    const auto request = upload->request(getAbsoluteURL(task));
+    // A task that is never started; required so.
+    session_->uploadTaskWithStreamedRequest(request);
+    const auto uploadTask = session_->uploadTaskWithRequest(
+        request, upload->fileUrl(),
+        [finished = std::move(finished), upload](const std::optional<Data>& data, const std::optional<HttpUrlResponse>&,
+                                                 std::optional<Error> error) {
+            using Answer = Result<boost::json::value>;
+            if (error)
+                return finished(Answer(std::move(*error)), RestStatusTransportError);
+            auto decoded = Platform::Json::parse(data.value_or(Data()));
+            upload->removeCopy();
+            auto* answer = std::get_if<boost::json::value>(&decoded);
+            finished(answer != nullptr ? Answer(std::move(*answer)) : Answer(), RestStatusSuccess);
+        });
+    uploadTask->setTaskDescription(upload->name());
+    uploadTask->resume();
+}
+
+void RestConnector::startAsyncDownload(std::string_view url, ProgressHandler progress, DataFinished finished) {
+    if (!Reachability::isReachable())
+        return finished({}, RestStatusNotReachable);
+    progressHandler_ = std::move(progress);
+    configSessionForDownload();
+    sessionTask_ = session_->downloadTaskWithURL(
+        Platform::Url::fromString(url),
+        [finished = std::move(finished)](const std::optional<std::string>& location,
+                                         const std::optional<HttpUrlResponse>&, std::optional<Error> error) {
+            if (error) {
+                finished(Result<Data>(*error), RestStatusTransportError);
+                Log::write("nework error......." + text(*error));
+                return;
+            }
+            auto content = Platform::Files::contents(location.value_or(""));
+            auto* data = std::get_if<std::string>(&content);
+            finished(data != nullptr ? Result<Data>(std::move(*data)) : Result<Data>(), RestStatusSuccess);
+        });
+    resume();
+}
+
+void RestConnector::startAsyncUpload(std::string_view task, const boost::json::value& params, ProgressHandler progress,
+                                     const Finished& finished) {
+    if (!Reachability::isReachable())
+        return finished({}, RestStatusNotReachable);
+    progressHandler_ = std::move(progress);
+    configSessionForDownload();
+    auto body = JsonPost::body(params, "Json String ");
+    if (body.error() != nullptr) {
+        session_.reset();
+        return finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
+    }
+    const auto request = JsonPost::request(task, std::move(*body.answer()));
+    Log::write("url is........" + (request.url ? request.url->absoluteString() : text(std::nullopt)));
+    session_.reset();
+}
+
+void RestConnector::resume() {
+    if (sessionTask_)
+        sessionTask_->resume();
+}
+
+void RestConnector::pause() {
+    resume();
+}
+
+void RestConnector::close() {
+    if (sessionTask_)
+        sessionTask_->cancel();
+}
+
+void RestConnector::URLSessionTaskDidReceiveChallenge(UrlSession&, Platform::UrlSessionTask&,
+                                                      Platform::ChallengeHandler) {}
+
+void RestConnector::URLSessionTaskDidCompleteWithError(UrlSession&, Platform::UrlSessionTask& task,
+                                                       const std::optional<Error>& error) {
+    const auto* response = task.response();
+    Log::write("........." + (response != nullptr ? text(*response) : text(std::nullopt)));
+    Log::write("error ............" + (error ? error->localizedDescription : text(std::nullopt)));
+}
+
+} // namespace Quenmark

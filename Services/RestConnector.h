@@ -1,0 +1,79 @@
+#pragma once
+
+#include "Platform/UrlLoading/UrlSession.h"
+#include "Services/JsonPost.h"
+#include "Services/Result.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Quenmark {
+
+/// Makes one request to the web service over a URL session. It must be held by a shared pointer when a request is
+/// started; the session then keeps it alive until the request has ended. Outcomes are reported on the main queue, but
+/// for `RestStatusNotReachable` and `RestStatusEncodeError`, which are reported before the `start...` function returns.
+class RestConnector : public Platform::UrlSessionDelegate, public std::enable_shared_from_this<RestConnector> {
+public:
+    /// Is stored and never called.
+    using ProgressHandler = std::function<void()>;
+    using Finished = JsonPost::Finished;
+    using DataFinished = std::function<void(Result<Platform::Data>, std::uint64_t status)>;
+    /// The head of the answer; its body, or the error.
+    using RawFinished =
+        std::function<void(std::optional<Platform::HttpUrlResponse>, Result<Platform::Data>, std::uint64_t status)>;
+
+    /// The address of a path below the service root; nil when it forms no URL.
+    std::optional<Platform::Url> getAbsoluteURL(std::string_view path) const;
+
+    /// Each makes a new session, with this as its delegate and the main queue as its delegate queue.
+    void configSessionForData();
+    void configSessionForUpload();
+    void configSessionForDownload();
+
+    /// Posts parameters as JSON and decodes the JSON answer. A transport error with code -1 is logged and never
+    /// reported.
+    void startAsyncTask(std::string_view task, const boost::json::value& params, ProgressHandler progress,
+                        Finished finished);
+    /// Posts parameters as JSON and hands the answer on as it is.
+    void startAsyncDownloadWithStreamRequest(std::string_view task, const boost::json::value& params,
+                                             ProgressHandler progress, RawFinished finished);
+    /// Sends the file at "FilePath" of the parameters, by way of a copy in the home directory, with the parameters
+    /// "FilePath", "TransitDownloadPath" and "FileRequestID" in header fields. An answer that is not JSON is reported
+    /// as nil with `RestStatusSuccess`. The upload is not the `sessionTask`.
+    void startAsyncUploadWithStreamRequest(std::string_view task, const boost::json::object& params,
+                                           ProgressHandler progress, Finished finished);
+    /// Gets an absolute URL into memory.
+    void startAsyncDownload(std::string_view url, ProgressHandler progress, DataFinished finished);
+    /// Builds a request and sends nothing; `finished` is told of failures only. Required so; nothing uses it.
+    void startAsyncUpload(std::string_view task, const boost::json::value& params, ProgressHandler progress,
+                          const Finished& finished);
+
+    /// Starts the `sessionTask`, where there is one.
+    void resume();
+    /// The same as `resume`, which is intended.
+    void pause();
+    /// Cancels the `sessionTask`, where there is one.
+    void close();
+
+    const std::shared_ptr<Platform::UrlSessionTask>& sessionTask() const { return sessionTask_; }
+    const std::shared_ptr<Platform::UrlSession>& session() const { return session_; }
+    const ProgressHandler& progressHandler() const { return progressHandler_; }
+
+    /// Leaves the challenge unanswered, so that the task waits until its time-out.
+    void URLSessionTaskDidReceiveChallenge(Platform::UrlSession& session, Platform::UrlSessionTask& task,
+                                           Platform::ChallengeHandler completionHandler) override;
+    void URLSessionTaskDidCompleteWithError(Platform::UrlSession& session, Platform::UrlSessionTask& task,
+                                            const std::optional<Platform::Error>& error) override;
+
+private:
+    void makeSession(Platform::UrlSessionConfiguration configuration);
+
+    std::shared_ptr<Platform::UrlSession> session_;
+    std::shared_ptr<Platform::UrlSessionTask> sessionTask_;
+    ProgressHandler progressHandler_;
+};
+
+} // namespace Quenmark

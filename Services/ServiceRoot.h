@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Platform/UrlLoading/Url.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Quenmark {
+
+/// The address that every operation's path is appended to, with its trailing "/": plain HTTP to the host of the
+/// deployment settings.
+std::string serviceRoot();
+
+/// Root and path joined as they stand; nil when the path holds a character that a URL may not hold.
+std::optional<Platform::Url> absoluteURL(std::string_view path);
+
+} // namespace Quenmark

@@ -1,0 +1,66 @@
+#include "Services/ServicesUtilities.h"
+
+#include "Platform/DeploymentSettings.h"
+#include "Platform/Files.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+namespace Quenmark {
+
+namespace Files = Platform::Files;
+
+namespace {
+
+constexpr double release10_7 = 1138.0;
+constexpr double release10_10 = 1343.0;
+
+double integralRelease() {
+    return std::floor(Platform::DeploymentSettings::current().appKitVersionNumber);
+}
+
+std::string numberedName(const std::string& path, bool isFolder, unsigned long long number) {
+    const std::string base = Files::deletingPathExtension(Files::lastPathComponent(path));
+    const std::string extension = Files::pathExtension(path);
+    const std::string name = base + " " + std::to_string(number);
+    return isFolder || extension.empty() ? name : name + "." + extension;
+}
+
+} // namespace
+
+bool ServicesUtilities::isLessThan10_10() {
+    return integralRelease() >= release10_7 && integralRelease() < release10_10;
+}
+
+bool ServicesUtilities::is10_7() {
+    return integralRelease() == release10_7;
+}
+
+std::string ServicesUtilities::convertPathToWindows(std::string_view path) {
+    if (path.empty())
+        throw std::out_of_range("convertPathToWindows: the path is empty");
+    std::string result(path.substr(1));
+    std::replace(result.begin(), result.end(), '/', '\\');
+    return result;
+}
+
+std::string ServicesUtilities::convertPathToMac(std::string_view path) {
+    std::string result = "/" + std::string(path);
+    std::replace(result.begin(), result.end(), '\\', '/');
+    return result;
+}
+
+std::string ServicesUtilities::checkDuplicateAndCreate(const std::string& path,
+                                                       [[maybe_unused]] const std::string& quenmarkPath) {
+    const std::string folder = Files::deletingLastPathComponent(path);
+    for (unsigned long long number = 1; Files::exists(path); ++number) {
+        const std::string candidate =
+            Files::appendingPathComponent(folder, numberedName(path, Files::isDirectory(path), number));
+        if (!Files::exists(candidate) && !Files::copyItem(path, candidate))
+            return candidate;
+    }
+    return path;
+}
+
+} // namespace Quenmark

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Platform/UrlLoading/UrlRequest.h"
+
+#include <boost/json/object.hpp>
+
+#include <optional>
+#include <string>
+
+namespace Quenmark {
+
+/// A file that is sent by way of a copy in the home directory.
+class StagedUpload {
+public:
+    /// Reads the file at "FilePath" of the parameters, in either form of separators, and writes the copy, replacing a
+    /// file of the same name. A path that forms no URL (one with a blank, for instance), or that cannot be read, gives
+    /// no copy. Logs size, "TransitDownloadPath" and "FileRequestID".
+    explicit StagedUpload(const boost::json::object& params);
+
+    /// The POST that carries the parameters in its header fields.
+    Platform::UrlRequest request(std::optional<Platform::Url> url) const;
+    /// The copy; a file that does not exist where there is no copy.
+    Platform::Url fileUrl() const;
+    /// The last component of the path.
+    const std::string& name() const { return name_; }
+    /// Removes the copy, unless the file itself lies in the copy's place.
+    void removeCopy() const;
+
+private:
+    std::string localPath_;
+    std::string name_;
+    std::string copyPath_;
+    bool isCopied_ = false;
+    std::optional<std::string> filePath_;
+    std::optional<std::string> transitDownloadPath_;
+    std::optional<std::string> fileRequestID_;
+};
+
+} // namespace Quenmark

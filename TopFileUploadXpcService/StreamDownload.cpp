@@ -1,0 +1,200 @@
+// The engine's streaming download of one item: its request, its reception over either transport, and its end.
+
+#include "Platform/Files.h"
+#include "Platform/Json.h"
+#include "Platform/Log.h"
+#include "Platform/Text.h"
+#include "Services/DownloadConnection.h"
+#include "Services/ServicesUtilities.h"
+#include "TopFileUploadXpcService/TopFileUploadXpcService.h"
+
+#include <exception>
+#include <utility>
+
+namespace Quenmark {
+
+namespace Files = Platform::Files;
+namespace Log = Platform::Log;
+using Platform::HttpUrlResponse;
+using Platform::text;
+using Platform::UrlConnection;
+using Platform::UrlSession;
+using Platform::UrlSessionTask;
+
+namespace {
+
+constexpr const char* finishedMark = "99";
+constexpr int statusDrop = 2;
+
+std::string headerText(const HttpUrlResponse* response, std::string_view name) {
+    return response != nullptr ? text(response->allHeaderFields.valueForExactName(name)) : text(std::nullopt);
+}
+
+Platform::UrlRequest streamRequest(const std::string& address, std::string body) {
+    Platform::UrlRequest request;
+    request.url = Platform::Url::fromString(address);
+    request.timeoutInterval = std::chrono::seconds(60);
+    request.addValueForHTTPHeaderField("application/json", "Content-Type");
+    request.httpMethod = "POST";
+    request.httpBody = std::move(body);
+    return request;
+}
+
+} // namespace
+
+void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::string& request,
+                                                                  const boost::json::object& params) {
+    isFilePathSet_ = false;
+    stream_.reset();
+    const auto* toComputerID = params.if_contains("ToComputerID");
+    const boost::json::object body{{"ToComputerID", toComputerID != nullptr ? *toComputerID : nullptr},
+                                   {"Length", text(fileLength_)}};
+    auto written = Platform::Json::prettyPrinted(body);
+    const auto* json = std::get_if<std::string>(&written);
+    Log::write(json != nullptr ? *json : text(std::nullopt));
+    auto urlRequest = streamRequest(request, json != nullptr ? *json : std::string());
+
+    if (ServicesUtilities::isLessThan10_10()) {
+        const auto connection =
+            DownloadConnection::initWithRequest(std::move(urlRequest), shared_from_this(), false, std::nullopt);
+        connection->setDelegateQueue(Platform::Queue::serial("DownloadConnection"));
+        connection->start();
+    } else {
+        auto configuration = Platform::UrlSessionConfiguration::defaultSessionConfiguration();
+        configuration.timeoutIntervalForRequest = std::chrono::seconds(60);
+        const auto session = UrlSession::sessionWithConfiguration(std::move(configuration), shared_from_this());
+        session->dataTaskWithRequest(std::move(urlRequest))->resume();
+    }
+}
+
+void TopFileUploadXpcService::takeStatus(const HttpUrlResponse* response) {
+    returnStatus_ = headerText(response, "ReturnStatus");
+}
+
+int TopFileUploadXpcService::statusValue() const {
+    return returnStatus_ ? Platform::integerValue(*returnStatus_) : 0;
+}
+
+void TopFileUploadXpcService::dropItemWhenTold() {
+    if (statusValue() == statusDrop) {
+        downloadStatus_ = true;
+        returnStatus_ = finishedMark;
+    }
+}
+
+void TopFileUploadXpcService::takeHeaders(const HttpUrlResponse& response) {
+    isFile_ = headerText(&response, "IsFile");
+    fileName_ = headerText(&response, "FileName");
+    fileUploadID_ = headerText(&response, "FileUploadID");
+    serverPath_ = headerText(&response, "ServerPath");
+    toComputerID_ = headerText(&response, "ToComputerID");
+    transitUploadPath_ = headerText(&response, "TransitUploadPath");
+    uploadProcessed_ = headerText(&response, "UploadProcessed");
+}
+
+void TopFileUploadXpcService::reopenAfterTransportError(const Platform::Error& error) {
+    if (error.code == Platform::UrlError::NetworkConnectionLost ||
+        error.code == Platform::UrlError::CannotConnectToHost)
+        downloadStatus_ = true;
+}
+
+void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
+    if (!isFilePathSet_) {
+        isFilePathSet_ = true;
+        const std::string folder = Files::deletingLastPathComponent(text(tempFilePath_));
+        if (!Files::exists(folder))
+            Files::createDirectory(folder);
+    }
+    // A fresh file and a resumed one are appended to alike.
+    stream_.emplace(text(tempFilePath_));
+    stream_->open();
+    auto remaining = static_cast<std::int64_t>(data.size());
+    while (remaining > 0) {
+        // Each write starts at the first byte of the piece, also after a short one; required so.
+        const std::int64_t written = stream_->write(data.substr(0, static_cast<std::size_t>(remaining)));
+        Log::write("Bytes Written : " + text(written));
+        if (written == -1) {
+            Log::write("Stream error: " + text(stream_->streamError()));
+            downloadStatus_ = true;
+            return;
+        }
+        remaining -= written;
+    }
+}
+
+void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlSessionTask& dataTask,
+                                                               std::string_view data) {
+    takeStatus(dataTask.response());
+    if (statusValue() != 0)
+        return;
+    downloadStatus_ = false;
+    if (isFile_ == "False")
+        createFolderItem();
+    else
+        appendToTemporaryFile(data);
+}
+
+void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask& task,
+                                                                 const std::optional<Platform::Error>& error) {
+    if (task.response() == nullptr) {
+        downloadStatus_ = true;
+        return;
+    }
+    if (error)
+        return reopenAfterTransportError(*error);
+    try {
+        finishItem(task);
+    } catch (const std::exception& exception) {
+        logErrorMethod(std::string(exception.what()));
+    }
+}
+
+void TopFileUploadXpcService::finishItem(UrlSessionTask& task) {
+    const HttpUrlResponse& response = *task.response();
+    Log::write(text(response.allHeaderFields));
+    takeStatus(&response);
+    if (statusValue() != 0)
+        return dropItemWhenTold();
+    takeHeaders(response);
+    // Whatever is not called a folder is a file on this transport, and the name in the head does not move it.
+    if (isFile_ == "False")
+        createFolderItem();
+    else
+        Files::moveItem(text(tempFilePath_), text(filePath_));
+    if (stream_)
+        stream_->close();
+    task.suspend();
+    task.cancel();
+    if (statusValue() == 0)
+        acknowledge();
+}
+
+void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection&, const HttpUrlResponse& response) {
+    Log::write(text(response.allHeaderFields));
+    takeStatus(&response);
+    if (statusValue() != 0)
+        return dropItemWhenTold();
+    takeHeaders(response);
+    if (isFile_ == "False")
+        createFolderItem();
+}
+
+void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection&, std::string_view data) {
+    appendToTemporaryFile(data);
+}
+
+void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connection) {
+    // Only what is called a file is moved on this transport, and whatever the status says.
+    if (isFile_ == "True")
+        Files::moveItem(text(tempFilePath_), text(filePath_));
+    if (returnStatus_ && statusValue() == 0)
+        acknowledge();
+    connection.cancel();
+}
+
+void TopFileUploadXpcService::connectionDidFailWithError(UrlConnection& connection, const Platform::Error& error) {
+    reopenAfterTransportError(error);
+    connection.cancel();
+}
+
+} // namespace Quenmark

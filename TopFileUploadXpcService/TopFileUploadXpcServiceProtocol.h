@@ -1,0 +1,13 @@
+#pragma once
+
+namespace Quenmark {
+
+/// All that the desktop application can ask of the service.
+class TopFileUploadXpcServiceProtocol {
+public:
+    virtual ~TopFileUploadXpcServiceProtocol() = default;
+    /// Starts the poll cycle. Nothing is handed over, and nothing comes back.
+    virtual void GetTopFileUpload() = 0;
+};
+
+} // namespace Quenmark
