@@ -1,0 +1,106 @@
+#pragma once
+
+#include "Platform/FileDescriptor.h"
+
+#include <linux/netlink.h>
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+/// Questions to the kernel's routing socket (netlink(7), rtnetlink(7)), and its changes. Every length that a message
+/// states is checked against the bytes that are there.
+namespace Platform::Netlink {
+
+using Bytes = std::span<const std::byte>;
+
+/// A value at the start of some bytes; nil where they are too few.
+template <class Value>
+std::optional<Value> leading(Bytes bytes) {
+    static_assert(std::is_trivially_copyable_v<Value>);
+    if (bytes.size() < sizeof(Value))
+        return std::nullopt;
+    Value value;
+    std::memcpy(&value, bytes.data(), sizeof value);
+    return value;
+}
+
+/// What follows a header of `length` bytes and its padding; nothing where the bytes are too few.
+inline Bytes after(Bytes bytes, std::size_t length) {
+    const std::size_t aligned = NLMSG_ALIGN(length);
+    return aligned < bytes.size() ? bytes.subspan(aligned) : Bytes();
+}
+
+/// Calls `visit` with type and payload of each attribute, up to the first that states a wrong length.
+template <std::invocable<std::uint16_t, Bytes> Visit>
+void forEachAttribute(Bytes attributes, Visit&& visit) {
+    while (const auto header = leading<nlattr>(attributes)) {
+        if (header->nla_len < sizeof *header || header->nla_len > attributes.size())
+            return;
+        visit(static_cast<std::uint16_t>(header->nla_type & NLA_TYPE_MASK),
+              attributes.subspan(sizeof *header, header->nla_len - sizeof *header));
+        attributes = after(attributes, header->nla_len);
+    }
+}
+
+/// A question: a message header, the fixed part of its type and attributes.
+class Request {
+public:
+    template <class Fixed>
+    Request(std::uint16_t type, std::uint16_t flags, const Fixed& fixed) : bytes_(NLMSG_LENGTH(0)) {
+        header_.nlmsg_type = type;
+        header_.nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | flags);
+        append(&fixed, sizeof fixed);
+    }
+    void addAttribute(std::uint16_t type, Bytes payload);
+    bool isDump() const { return (header_.nlmsg_flags & NLM_F_DUMP) == NLM_F_DUMP; }
+
+    /// The bytes to send, with a number that the answers repeat.
+    Bytes bytes(std::uint32_t sequence);
+
+private:
+    void append(const void* data, std::size_t size);
+
+    nlmsghdr header_{};
+    std::vector<std::byte> bytes_;
+};
+
+/// Is handed the type and the payload of each message that answers.
+using Visitor = std::function<void(std::uint16_t type, Bytes payload)>;
+
+/// A socket that asks, one question after the other.
+class Socket {
+public:
+    /// Opens it; a socket that could not be opened answers every question with EBADF.
+    Socket();
+
+    /// Asks, and hands every message of the answer to `visit`. Gives 0 or the number of errno(3) by which the kernel
+    /// refused, or by which the exchange failed. `interrupted` is set where a dump was disturbed by a change while it
+    /// was read, so that it may be incomplete (NLM_F_DUMP_INTR).
+    int ask(Request& request, const Visitor& visit, bool& interrupted);
+
+private:
+    FileDescriptor socket_;
+    std::uint32_t sequence_ = 0;
+};
+
+/// A socket that tells of changes of links, addresses and routes.
+class ChangeSocket {
+public:
+    ChangeSocket();
+    /// Negative where it could not be opened.
+    int descriptor() const { return socket_.get(); }
+    /// Takes all that has come, without waiting, and says whether anything has changed; changes that were lost for
+    /// want of room (ENOBUFS) are changes too.
+    bool takeChanges();
+
+private:
+    FileDescriptor socket_;
+};
+
+} // namespace Platform::Netlink

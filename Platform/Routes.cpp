@@ -1,0 +1,178 @@
+#include "Platform/Routes.h"
+
+#include "Platform/Netlink.h"
+
+#include <linux/if.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+namespace Platform::Routes {
+
+namespace {
+
+using Netlink::Bytes;
+
+/// Linux gives this number to the loopback link of every network namespace.
+constexpr int loopbackLink = 1;
+/// How often a dump is taken anew because a change disturbed it; the last one counts as it is.
+constexpr int dumpAttempts = 8;
+
+template <class Value>
+Bytes bytesOf(const Value& value) {
+    return std::as_bytes(std::span(&value, 1));
+}
+
+/// Whether a link is up and has carrier. A link that is not there is not.
+std::optional<bool> linkIsUp(Netlink::Socket& socket, int index) {
+    ifinfomsg question{};
+    question.ifi_family = AF_UNSPEC;
+    question.ifi_index = index;
+    Netlink::Request request(RTM_GETLINK, 0, question);
+    const std::uint32_t withoutCounters = RTEXT_FILTER_SKIP_STATS;
+    request.addAttribute(IFLA_EXT_MASK, bytesOf(withoutCounters));
+    bool up = false;
+    bool interrupted = false;
+    const int error = socket.ask(
+        request,
+        [&](std::uint16_t type, Bytes payload) {
+            constexpr unsigned needed = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
+            const auto link = Netlink::leading<ifinfomsg>(payload);
+            up = type == RTM_NEWLINK && link && (link->ifi_flags & needed) == needed;
+        },
+        interrupted);
+    if (error == ENODEV)
+        return false;
+    return error == 0 ? std::optional(up) : std::nullopt;
+}
+
+/// Adds the links of a route that has several (RTA_MULTIPATH).
+void addLinksOfMultipath(Bytes hops, std::vector<int>& links) {
+    while (const auto hop = Netlink::leading<rtnexthop>(hops)) {
+        if (hop->rtnh_len < sizeof *hop || hop->rtnh_len > hops.size())
+            return;
+        links.push_back(hop->rtnh_ifindex);
+        hops = Netlink::after(hops, hop->rtnh_len);
+    }
+}
+
+/// Adds the links that a default route leads out of.
+void addLinksOfDefaultRoute(std::uint16_t type, Bytes payload, std::vector<int>& links) {
+    const auto route = Netlink::leading<rtmsg>(payload);
+    if (type != RTM_NEWROUTE || !route || route->rtm_dst_len != 0 || route->rtm_type != RTN_UNICAST ||
+        (route->rtm_flags & RTM_F_CLONED) != 0)
+        return;
+    Netlink::forEachAttribute(Netlink::after(payload, sizeof *route), [&](std::uint16_t attribute, Bytes value) {
+        if (attribute == RTA_OIF)
+            links.push_back(Netlink::leading<int>(value).value_or(0));
+        else if (attribute == RTA_MULTIPATH)
+            addLinksOfMultipath(value, links);
+    });
+}
+
+/// The links of all default routes of a family, each once. A family that the kernel does not have has none.
+std::optional<std::vector<int>> linksOfDefaultRoutes(Netlink::Socket& socket, int family) {
+    rtmsg question{};
+    question.rtm_family = static_cast<std::uint8_t>(family);
+    question.rtm_type = RTN_UNICAST; // Keeps the kernel from sending the local and broadcast routes.
+    Netlink::Request request(RTM_GETROUTE, NLM_F_DUMP, question);
+    std::vector<int> links;
+    int error = 0;
+    bool interrupted = true;
+    for (int attempt = 0; attempt < dumpAttempts && interrupted && error == 0; ++attempt) {
+        links.clear();
+        error = socket.ask(
+            request, [&](std::uint16_t type, Bytes payload) { addLinksOfDefaultRoute(type, payload, links); },
+            interrupted);
+    }
+    if (error != 0 && error != EOPNOTSUPP && error != EAFNOSUPPORT)
+        return std::nullopt;
+    std::sort(links.begin(), links.end());
+    links.erase(std::unique(links.begin(), links.end()), links.end());
+    return links;
+}
+
+/// Whether an error of a look-up says that there is no way, as against a kernel that could not answer.
+bool meansNoWay(int error) {
+    switch (error) {
+    case ENETUNREACH:  // no route, or IPv4's "unreachable" network
+    case EHOSTUNREACH: // "unreachable"
+    case EACCES:       // "prohibit"
+    case EINVAL:       // "blackhole"
+    case EAFNOSUPPORT:
+    case EOPNOTSUPP: // a family that the kernel does not have
+        return true;
+    default:
+        return false;
+    }
+}
+
+Way wayOf(std::uint16_t type, Bytes payload) {
+    const auto route = Netlink::leading<rtmsg>(payload);
+    if (type != RTM_NEWROUTE || !route || route->rtm_type == RTN_UNREACHABLE || route->rtm_type == RTN_BLACKHOLE ||
+        route->rtm_type == RTN_PROHIBIT || route->rtm_type == RTN_THROW)
+        return Way::None;
+    Way way = Way::Direct;
+    Netlink::forEachAttribute(Netlink::after(payload, sizeof *route), [&](std::uint16_t attribute, Bytes) {
+        if (attribute == RTA_GATEWAY || attribute == RTA_VIA)
+            way = Way::ThroughGateway;
+    });
+    return way;
+}
+
+Netlink::Request lookUp(const sockaddr& address) {
+    rtmsg question{};
+    question.rtm_family = static_cast<std::uint8_t>(address.sa_family);
+    const bool four = address.sa_family == AF_INET;
+    question.rtm_dst_len = four ? 32 : 128;
+    Netlink::Request request(RTM_GETROUTE, 0, question);
+    if (four) {
+        request.addAttribute(RTA_DST, bytesOf(reinterpret_cast<const sockaddr_in&>(address).sin_addr));
+        return request;
+    }
+    const auto& six = reinterpret_cast<const sockaddr_in6&>(address);
+    request.addAttribute(RTA_DST, bytesOf(six.sin6_addr));
+    if (six.sin6_scope_id != 0)
+        request.addAttribute(RTA_OIF, bytesOf(six.sin6_scope_id));
+    return request;
+}
+
+} // namespace
+
+std::optional<bool> defaultRouteIsUsable() {
+    Netlink::Socket socket;
+    for (const int family : {AF_INET, AF_INET6}) {
+        const auto links = linksOfDefaultRoutes(socket, family);
+        if (!links)
+            return std::nullopt;
+        for (const int link : *links) {
+            const auto up = linkIsUp(socket, link);
+            if (!up || *up)
+                return up;
+        }
+    }
+    return false;
+}
+
+std::optional<bool> loopbackIsUp() {
+    Netlink::Socket socket;
+    return linkIsUp(socket, loopbackLink);
+}
+
+std::optional<Way> wayTo(const sockaddr& address) {
+    Netlink::Socket socket;
+    Netlink::Request request = lookUp(address);
+    Way way = Way::None;
+    bool interrupted = false;
+    const int error = socket.ask(
+        request, [&](std::uint16_t type, Bytes payload) { way = wayOf(type, payload); }, interrupted);
+    if (error == 0 || meansNoWay(error))
+        return error == 0 ? way : Way::None;
+    return std::nullopt;
+}
+
+} // namespace Platform::Routes

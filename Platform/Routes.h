@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+
+struct sockaddr;
+
+/// What the kernel's links and routes say now (rtnetlink(7)). Every answer is nil when the kernel cannot be asked.
+namespace Platform::Routes {
+
+/// Whether an IPv4 or IPv6 default route, of whatever table, leads out of a link that is up and has carrier
+/// (IFF_UP, IFF_RUNNING, IFF_LOWER_UP; netdevice(7)).
+std::optional<bool> defaultRouteIsUsable();
+
+/// Whether the loopback link is up.
+std::optional<bool> loopbackIsUp();
+
+/// The way to an address.
+enum class Way { None, Direct, ThroughGateway };
+
+/// Looks up the route to an IPv4 or IPv6 address; unreachable, blackhole and prohibited routes are no way.
+std::optional<Way> wayTo(const sockaddr& address);
+
+} // namespace Platform::Routes
