@@ -1,0 +1,120 @@
+#include "Services/Reachability/Reachability.h"
+
+#include "Platform/NetworkFlags.h"
+#include "Platform/NotificationCenter.h"
+
+#include <netinet/in.h>
+
+#include <utility>
+
+namespace Quenmark {
+
+namespace {
+
+namespace NetworkFlag = Platform::NetworkFlag;
+
+bool isSet(std::uint32_t flags, std::uint32_t flag) {
+    return (flags & flag) != 0;
+}
+
+std::unique_ptr<Reachability> reachabilityWithIPv4Address(std::uint32_t address) {
+    sockaddr_in socketAddress{};
+    socketAddress.sin_family = AF_INET;
+    socketAddress.sin_addr.s_addr = htonl(address);
+    return Reachability::reachabilityWithAddress(reinterpret_cast<const sockaddr*>(&socketAddress));
+}
+
+} // namespace
+
+void PrintReachabilityFlags(std::uint32_t, const char*) {}
+
+Reachability::Reachability() = default;
+
+Reachability::~Reachability() {
+    stopNotifier();
+}
+
+std::unique_ptr<Reachability> Reachability::reachabilityWithTarget(std::unique_ptr<Platform::NetworkTarget> target) {
+    if (!target)
+        return nullptr;
+    auto reachability = std::make_unique<Reachability>();
+    reachability->reachabilityRef = std::move(target);
+    return reachability;
+}
+
+std::unique_ptr<Reachability> Reachability::reachabilityWithHostName(const std::string& hostName) {
+    return reachabilityWithTarget(Platform::NetworkTarget::createWithName(hostName));
+}
+
+std::unique_ptr<Reachability> Reachability::reachabilityWithAddress(const sockaddr* hostAddress) {
+    if (hostAddress == nullptr)
+        return nullptr;
+    return reachabilityWithTarget(Platform::NetworkTarget::createWithAddress(*hostAddress));
+}
+
+std::unique_ptr<Reachability> Reachability::reachabilityForInternetConnection() {
+    return reachabilityWithIPv4Address(INADDR_ANY);
+}
+
+std::unique_ptr<Reachability> Reachability::reachabilityForLocalWiFi() {
+    constexpr std::uint32_t linkLocalNetwork = 0xA9FE0000; // 169.254.0.0 (RFC 3927)
+    auto reachability = reachabilityWithIPv4Address(linkLocalNetwork);
+    if (reachability)
+        reachability->localWiFiRef = true;
+    return reachability;
+}
+
+bool Reachability::isReachable() {
+    const auto internet = reachabilityForInternetConnection();
+    return internet && internet->currentReachabilityStatus() != ReachabilityNone;
+}
+
+bool Reachability::startNotifier() {
+    if (!reachabilityRef)
+        return false;
+    return reachabilityRef->setCallback([this](std::uint32_t) {
+        Platform::NotificationCenter::defaultCenter().post(kNetworkReachabilityChangedNotification, this);
+    });
+}
+
+void Reachability::stopNotifier() {
+    if (reachabilityRef)
+        reachabilityRef->setCallback({});
+}
+
+ReachabilityStatus Reachability::currentReachabilityStatus() const {
+    if (!reachabilityRef)
+        throw ReachabilityAssertion("currentNetworkStatus called with NULL reachabilityRef");
+    const auto flags = reachabilityRef->flags();
+    if (!flags)
+        return ReachabilityNone;
+    return localWiFiRef ? localWiFiStatusForFlags(*flags) : networkStatusForFlags(*flags);
+}
+
+bool Reachability::connectionRequired() const {
+    if (!reachabilityRef)
+        throw ReachabilityAssertion("connectionRequired called with NULL reachabilityRef");
+    const auto flags = reachabilityRef->flags();
+    return flags && isSet(*flags, NetworkFlag::ConnectionRequired);
+}
+
+ReachabilityStatus Reachability::networkStatusForFlags(std::uint32_t flags) const {
+    PrintReachabilityFlags(flags, "networkStatusForFlags");
+    if (!isSet(flags, NetworkFlag::Reachable))
+        return ReachabilityNone;
+    ReachabilityStatus status = ReachabilityNone;
+    if (!isSet(flags, NetworkFlag::ConnectionRequired))
+        status = ReachabilityAvailable;
+    if (isSet(flags, NetworkFlag::ConnectionOnDemand | NetworkFlag::ConnectionOnTraffic) &&
+        !isSet(flags, NetworkFlag::InterventionRequired))
+        status = ReachabilityAvailable;
+    return status;
+}
+
+ReachabilityStatus Reachability::localWiFiStatusForFlags(std::uint32_t flags) const {
+    PrintReachabilityFlags(flags, "localWiFiStatusForFlags");
+    const bool available = isSet(flags, NetworkFlag::Reachable) && isSet(flags, NetworkFlag::IsDirect);
+    return available ? ReachabilityAvailable : ReachabilityNone;
+}
+
+} // namespace Quenmark

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+struct sockaddr;
+
+namespace Platform {
+class NetworkTarget;
+}
+
+namespace Quenmark {
+
+/// Posted on the default notification center by a monitoring `Reachability` whose flags have changed; its object is
+/// the `Reachability*`, valid during the call. The flags are not passed on: whoever observes asks the object again.
+inline constexpr const char* kNetworkReachabilityChangedNotification = "kNetworkReachabilityChangedNotification";
+
+/// Whether something can be reached. There are no further values.
+enum ReachabilityStatus { ReachabilityNone = 0, ReachabilityAvailable = 1 };
+
+/// An operation was called on an object that has no target: a mistake of the program.
+class ReachabilityAssertion : public std::logic_error {
+public:
+    using std::logic_error::logic_error;
+};
+
+/// Is shown the flags, and the name of the rule that is about to be applied to them. A place for a breakpoint: it
+/// does nothing.
+void PrintReachabilityFlags(std::uint32_t flags, const char* comment);
+
+/// Tells whether a host, an address, the Internet or the local network can be reached now, by the flags that the
+/// kernel's links and routes give (Platform/NetworkFlags.h), and on request tells of changes. Every question reads
+/// the flags anew, at once; a read that fails counts as not reachable. Questions may be asked on any thread.
+class Reachability {
+public:
+    /// An object without a target; the factories make those that have one.
+    Reachability();
+    Reachability(const Reachability&) = delete;
+    Reachability& operator=(const Reachability&) = delete;
+    /// Stops the notifier.
+    ~Reachability();
+
+    /// For a host name or numeric address. Nil for an empty name. Each question looks the name up, which may wait for
+    /// a name server.
+    static std::unique_ptr<Reachability> reachabilityWithHostName(const std::string& hostName);
+    /// For an IPv4 or IPv6 address. Nil for a null pointer or another family.
+    static std::unique_ptr<Reachability> reachabilityWithAddress(const sockaddr* hostAddress);
+    /// For the Internet: the zero address.
+    static std::unique_ptr<Reachability> reachabilityForInternetConnection();
+    /// For the local network: the address 169.254.0.0, judged by `localWiFiStatusForFlags`.
+    static std::unique_ptr<Reachability> reachabilityForLocalWiFi();
+
+    /// Whether the Internet can be reached now.
+    static bool isReachable();
+
+    /// Begins to post `kNetworkReachabilityChangedNotification` from the main queue, whenever the flags differ from
+    /// those last seen. False where the kernel's changes cannot be followed, or there is no target. To be called on
+    /// the loop's thread.
+    bool startNotifier();
+    /// Ends that; no notification comes afterwards.
+    void stopNotifier();
+
+    /// The status by the rule of this object's kind. Throws `ReachabilityAssertion` where there is no target.
+    ReachabilityStatus currentReachabilityStatus() const;
+    /// Whether a connection has to be made first; false where the flags cannot be read. Throws
+    /// `ReachabilityAssertion` where there is no target.
+    bool connectionRequired() const;
+
+    /// Available: reachable, and either no connection is required or one is made on traffic or on demand without
+    /// anybody intervening.
+    ReachabilityStatus networkStatusForFlags(std::uint32_t flags) const;
+    /// Available: reachable, and direct.
+    ReachabilityStatus localWiFiStatusForFlags(std::uint32_t flags) const;
+
+private:
+    static std::unique_ptr<Reachability> reachabilityWithTarget(std::unique_ptr<Platform::NetworkTarget> target);
+
+    bool localWiFiRef = false;
+    std::unique_ptr<Platform::NetworkTarget> reachabilityRef;
+};
+
+} // namespace Quenmark
