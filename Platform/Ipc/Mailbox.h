@@ -1,0 +1,62 @@
+#pragma once
+
+#include "Platform/Queue.h"
+
+#include <deque>
+#include <memory>
+
+namespace Platform::Ipc {
+
+/// What a connection has received and not handled yet. Events are handled on the connection's queue, in the order in
+/// which they came, and only while the mailbox is open; it starts shut. A task that is about to handle events keeps
+/// the mailbox alive; events that wait in a shut mailbox go with it.
+template <class Event>
+class Mailbox : public std::enable_shared_from_this<Mailbox<Event>> {
+public:
+    virtual ~Mailbox() = default;
+    Mailbox(const Mailbox&) = delete;
+    Mailbox& operator=(const Mailbox&) = delete;
+
+protected:
+    explicit Mailbox(Queue queue) : queue_(std::move(queue)) {}
+
+    virtual void handle(Event event) = 0;
+
+    void post(Event event) {
+        events_.push_back(std::move(event));
+        schedule();
+    }
+    void setOpen(bool open) {
+        open_ = open;
+        schedule();
+    }
+    void discardEvents() { events_.clear(); }
+
+    const Queue& queue() const { return queue_; }
+    /// What is not on its way to the old queue is handled on the new one.
+    void setQueue(Queue queue) { queue_ = std::move(queue); }
+
+private:
+    void schedule() {
+        if (!open_ || scheduled_ || events_.empty())
+            return;
+        scheduled_ = true;
+        queue_.async([self = this->shared_from_this()] { self->handleEvents(); });
+    }
+
+    void handleEvents() {
+        scheduled_ = false;
+        while (open_ && !events_.empty()) {
+            Event event = std::move(events_.front());
+            events_.pop_front();
+            handle(std::move(event));
+        }
+    }
+
+    Queue queue_;
+    std::deque<Event> events_;
+    bool open_ = false;
+    bool scheduled_ = false;
+};
+
+} // namespace Platform::Ipc

@@ -1,0 +1,175 @@
+#include "Platform/Ipc/Message.h"
+#include "Platform/Utf8.h"
+
+#include <systemd/sd-bus.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace Platform::Ipc {
+
+namespace {
+
+/// More than the head of a message and the padding of a value take.
+constexpr std::size_t headSize = 4096;
+constexpr std::size_t valueOverhead = 24;
+
+/// Leaves the writing of a message; it never leaves this file.
+struct Refusal {
+    MessageFailure failure;
+};
+
+[[noreturn]] void refuse(const char* errorName, std::string text) {
+    throw Refusal{{errorName, std::move(text)}};
+}
+
+void check(int result) {
+    if (result < 0)
+        refuse(SD_BUS_ERROR_FAILED, std::string("a value cannot be written (") + std::strerror(-result) + ")");
+}
+
+class Writer {
+public:
+    explicit Writer(sd_bus_message& message) : message_(&message) {}
+
+    void variant(const Value& value, int depth) {
+        if (++values_ > maximumValues)
+            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED,
+                   "more than " + std::to_string(maximumValues) + " values for one message");
+        const auto write = [&](const auto& content) {
+            open(SD_BUS_TYPE_VARIANT, signature(content), depth);
+            append(content, depth + 1);
+            close();
+        };
+        std::visit(write, value.storage());
+    }
+
+private:
+    static const char* signature(bool) { return "b"; }
+    static const char* signature(std::int64_t) { return "x"; }
+    static const char* signature(std::uint64_t) { return "t"; }
+    static const char* signature(double) { return "d"; }
+    static const char* signature(const Data&) { return "ay"; }
+    static const char* signature(const std::string&) { return "s"; }
+    static const char* signature(const Descriptor&) { return "h"; }
+    static const char* signature(const Array&) { return "av"; }
+    static const char* signature(const Dictionary&) { return "a{sv}"; }
+    /// The kinds that the bus does not have.
+    template <class Kind>
+    static const char* signature(const Kind&) {
+        return "(sv)";
+    }
+
+    void open(char type, const char* contents, int depth) {
+        if (depth >= maximumDepth)
+            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED, "containers nest deeper than " + std::to_string(maximumDepth));
+        check(sd_bus_message_open_container(message_, type, contents));
+    }
+    void close() { check(sd_bus_message_close_container(message_)); }
+
+    void count(std::size_t bytes) {
+        size_ += bytes + valueOverhead;
+        if (size_ > maximumMessageSize - headSize)
+            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED, "a message is larger than 128 MiB");
+    }
+
+    template <class Scalar>
+    void basic(char type, Scalar value) {
+        count(sizeof value);
+        check(sd_bus_message_append_basic(message_, type, &value));
+    }
+
+    void string(const std::string& text) {
+        count(text.size());
+        const std::size_t invalid = std::min(firstInvalidUtf8(text), text.find('\0'));
+        if (invalid != std::string::npos)
+            refuse(SD_BUS_ERROR_INVALID_ARGS,
+                   "byte " + std::to_string(invalid) + " of a string is zero or no part of well-formed UTF-8");
+        check(sd_bus_message_append_basic(message_, SD_BUS_TYPE_STRING, text.c_str()));
+    }
+
+    void append(bool value, int) { basic<int>(SD_BUS_TYPE_BOOLEAN, value ? 1 : 0); }
+    void append(std::int64_t value, int) { basic(SD_BUS_TYPE_INT64, value); }
+    void append(std::uint64_t value, int) { basic(SD_BUS_TYPE_UINT64, value); }
+    void append(double value, int) { basic(SD_BUS_TYPE_DOUBLE, value); }
+    void append(const std::string& value, int) { string(value); }
+    void append(const Data& value, int) { bytes(value.data(), value.size()); }
+
+    void bytes(const std::uint8_t* first, std::size_t size) {
+        count(size);
+        check(sd_bus_message_append_array(message_, SD_BUS_TYPE_BYTE, first, size));
+    }
+
+    void append(const Descriptor& descriptor, int) {
+        if (!descriptor)
+            refuse(SD_BUS_ERROR_INVALID_ARGS, "there is no descriptor to send");
+        if (++descriptors_ > maximumDescriptorsSent)
+            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED,
+                   "more than " + std::to_string(maximumDescriptorsSent) + " descriptors for one message");
+        basic(SD_BUS_TYPE_UNIX_FD, descriptor.number());
+    }
+
+    void append(const Array& elements, int depth) {
+        open(SD_BUS_TYPE_ARRAY, "v", depth);
+        for (const auto& element : elements)
+            variant(element, depth + 1);
+        close();
+    }
+
+    void append(const Dictionary& dictionary, int depth) {
+        open(SD_BUS_TYPE_ARRAY, "{sv}", depth);
+        for (const auto& [name, value] : dictionary.entries()) {
+            open(SD_BUS_TYPE_DICT_ENTRY, "sv", depth + 1);
+            string(name);
+            variant(value, depth + 2);
+            close();
+        }
+        close();
+    }
+
+    template <class Content>
+    void named(const char* name, const char* type, int depth, const Content& content) {
+        open(SD_BUS_TYPE_STRUCT, "sv", depth);
+        string(name);
+        open(SD_BUS_TYPE_VARIANT, type, depth + 1);
+        content();
+        close();
+        close();
+    }
+
+    void append(Null, int depth) {
+        named("null", "y", depth, [this] { basic(SD_BUS_TYPE_BYTE, std::uint8_t{0}); });
+    }
+    void append(Date date, int depth) {
+        named("date", "x", depth, [&] { basic(SD_BUS_TYPE_INT64, date.nanoseconds); });
+    }
+    void append(const Uuid& uuid, int depth) {
+        named("uuid", "ay", depth, [&] { bytes(uuid.bytes.data(), uuid.bytes.size()); });
+    }
+    void append(const SharedMemory& memory, int depth) {
+        named("shmem", "(ht)", depth, [&] {
+            open(SD_BUS_TYPE_STRUCT, "ht", depth + 2);
+            append(memory.descriptor, depth + 3);
+            basic(SD_BUS_TYPE_UINT64, memory.length);
+            close();
+        });
+    }
+
+    sd_bus_message* message_;
+    std::size_t values_ = 0;
+    std::size_t size_ = 0;
+    std::size_t descriptors_ = 0;
+};
+
+} // namespace
+
+std::optional<MessageFailure> appendVariant(sd_bus_message& message, const Value& value) {
+    try {
+        Writer(message).variant(value, 0);
+        return std::nullopt;
+    } catch (const Refusal& refusal) {
+        return refusal.failure;
+    }
+}
+
+} // namespace Platform::Ipc
