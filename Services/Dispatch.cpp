@@ -7,25 +7,24 @@
 
 namespace Quenmark {
 
+bool isCarriedOut(Variant variant) {
+    const bool isStream = variant == Variant::RawStream || variant == Variant::HeaderUpload;
+    return !isStream || !RestInterface::isLessThan10_10();
+}
+
 void startRequest(Variant variant, const char* path, boost::json::object params, JsonPost::Finished finished) {
-    const bool old = RestInterface::isLessThan10_10();
-    if (variant == Variant::HeaderUpload) {
-        if (!old)
-            std::make_shared<RestConnector>()->startAsyncUploadWithStreamRequest(path, params, nullptr,
-                                                                                 std::move(finished));
-        return;
-    }
+    if (variant == Variant::HeaderUpload)
+        return std::make_shared<RestConnector>()->startAsyncUploadWithStreamRequest(path, params, nullptr,
+                                                                                    std::move(finished));
     const boost::json::value body =
         variant == Variant::PostList ? std::move(params["syncData"]) : boost::json::value(std::move(params));
-    if (old)
+    if (RestInterface::isLessThan10_10())
         std::make_shared<RestConnector_Old>()->startAsyncTask(path, body, nullptr, std::move(finished));
     else
         std::make_shared<RestConnector>()->startAsyncTask(path, body, nullptr, std::move(finished));
 }
 
 void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler) {
-    if (RestInterface::isLessThan10_10())
-        return;
     std::make_shared<RestConnector>()->startAsyncDownloadWithStreamRequest(
         path, std::move(params), nullptr,
         [handler = std::move(handler)](std::optional<Platform::HttpUrlResponse> response, Result<Platform::Data> data,

@@ -12,10 +12,12 @@
 /// Carries out what a row of the catalogue says.
 namespace Quenmark {
 
-/// Posts the parameters with the connector that the variant and the release ask for; where they ask for none, nothing
-/// happens.
+/// Whether operations of the variant are carried out on this release.
+bool isCarriedOut(Variant variant);
+/// Posts the parameters with the connector that the variant and the release ask for. Only for a variant that is
+/// carried out.
 void startRequest(Variant variant, const char* path, boost::json::object params, JsonPost::Finished finished);
-/// Posts the parameters and hands on the raw answer; on releases before 10.10 nothing happens.
+/// Posts the parameters and hands on the raw answer. Only where `Variant::RawStream` is carried out.
 void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler);
 
 inline void logIfAny(const char* entry) {
@@ -25,6 +27,8 @@ inline void logIfAny(const char* entry) {
 
 template <class Query, class Answer>
 void perform(const Operation<Query, Answer>& operation, const Query& query, CompletionHandler<Answer> handler) {
+    if (!isCarriedOut(operation.variant))
+        return;
     auto params = operation.encode(query);
     if (operation.log.parameters != nullptr)
         Platform::Log::write(operation.log.parameters + Platform::text(params));
@@ -50,7 +54,8 @@ void perform(const Operation<Query, Answer>& operation, const Query& query, Comp
 template <class Query>
 void perform(const Operation<Query, RawAnswer>& operation, const Query& query,
              RestInterface::RawCompletionHandler handler) {
-    startRawRequest(operation.path, operation.encode(query), std::move(handler));
+    if (isCarriedOut(operation.variant))
+        startRawRequest(operation.path, operation.encode(query), std::move(handler));
 }
 
 } // namespace Quenmark
