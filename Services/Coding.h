@@ -54,9 +54,12 @@ inline void decodeField(boost::json::value&& from, AnswerField& into) {
     into.emplace(std::move(from));
 }
 
-/// A list is a JSON array, each element a record.
+/// A list is a JSON array, each element a record. A dictionary would be walked over its keys, none of which is a
+/// record; one without keys is an empty list.
 template <class Record>
 void decodeField(boost::json::value&& from, std::vector<Record>& into) {
+    if (const auto* object = from.if_object(); object != nullptr && object->empty())
+        return;
     auto* array = from.if_array();
     if (array == nullptr)
         throw UnsupportedOperation("the answer has something else in the place of a list");
