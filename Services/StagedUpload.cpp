@@ -7,7 +7,9 @@
 #include "Services/ServicesUtilities.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 namespace Quenmark {
 
@@ -34,13 +36,15 @@ StagedUpload::StagedUpload(const boost::json::object& params)
     std::optional<std::uint64_t> size;
     if (source)
         size = Files::size(source->path());
-    Platform::Log::write(std::to_string(size.value_or(0)) + " " + text(transitDownloadPath_) + " " +
-                         text(fileRequestID_));
+    Platform::Log::write(text(size) + " " + text(transitDownloadPath_) + " " + text(fileRequestID_));
     if (!source)
         return;
+    // Two spellings of one path, or two ways over symbolic links, are one file.
+    std::error_code failure;
+    isInPlace_ = std::filesystem::equivalent(localPath_, copyPath_, failure);
     const auto content = Files::contents(localPath_);
     if (const auto* data = std::get_if<std::string>(&content))
-        isCopied_ = localPath_ == copyPath_ || !Files::write(copyPath_, *data);
+        isCopied_ = isInPlace_ || !Files::write(copyPath_, *data);
 }
 
 Platform::UrlRequest StagedUpload::request(std::optional<Platform::Url> url) const {
@@ -64,7 +68,7 @@ Platform::Url StagedUpload::fileUrl() const {
 }
 
 void StagedUpload::removeCopy() const {
-    if (isCopied_ && localPath_ != copyPath_)
+    if (isCopied_ && !isInPlace_)
         Files::removeItem(copyPath_);
 }
 

@@ -30,6 +30,8 @@ private:
     std::string localPath_;
     std::string name_;
     std::string copyPath_;
+    /// Whether the file itself lies where its copy would.
+    bool isInPlace_ = false;
     bool isCopied_ = false;
     std::optional<std::string> filePath_;
     std::optional<std::string> transitDownloadPath_;
