@@ -20,6 +20,11 @@ double integralRelease() {
     return std::floor(Platform::DeploymentSettings::current().appKitVersionNumber);
 }
 
+/// Whether the byte continues a character of UTF-8 (RFC 3629, section 3).
+bool isContinuation(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
 std::string numberedName(const std::string& path, bool isFolder, unsigned long long number) {
     const std::string base = Files::deletingPathExtension(Files::lastPathComponent(path));
     const std::string extension = Files::pathExtension(path);
@@ -40,7 +45,10 @@ bool ServicesUtilities::is10_7() {
 std::string ServicesUtilities::convertPathToWindows(std::string_view path) {
     if (path.empty())
         throw std::out_of_range("convertPathToWindows: the path is empty");
-    std::string result(path.substr(1));
+    std::size_t first = 1;
+    while (first < path.size() && isContinuation(path[first]))
+        ++first;
+    std::string result(path.substr(first));
     std::replace(result.begin(), result.end(), '/', '\\');
     return result;
 }
