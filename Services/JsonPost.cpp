@@ -50,7 +50,7 @@ void finish(const std::optional<Platform::Data>& data, const std::optional<Platf
         Log::write("network error");
         return;
     }
-    auto decoded = Platform::Json::parse(data.value_or(Platform::Data()));
+    auto decoded = Platform::Json::parse(data ? std::string_view(*data) : std::string_view());
     if (auto* answer = std::get_if<boost::json::value>(&decoded)) {
         Log::write("response " + text(*answer));
         finished(Answer(std::move(*answer)), RestStatusSuccess);

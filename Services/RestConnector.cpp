@@ -114,7 +114,7 @@ void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, con
             using Answer = Result<boost::json::value>;
             if (error)
                 return finished(Answer(std::move(*error)), RestStatusTransportError);
-            auto decoded = Platform::Json::parse(data.value_or(Data()));
+            auto decoded = Platform::Json::parse(data ? std::string_view(*data) : std::string_view());
             upload->removeCopy();
             auto* answer = std::get_if<boost::json::value>(&decoded);
             finished(answer != nullptr ? Answer(std::move(*answer)) : Answer(), RestStatusSuccess);
@@ -181,7 +181,7 @@ void RestConnector::URLSessionTaskDidCompleteWithError(UrlSession&, Platform::Ur
                                                        const std::optional<Error>& error) {
     const auto* response = task.response();
     Log::write("........." + (response != nullptr ? text(*response) : text(std::nullopt)));
-    Log::write("error ............" + (error ? error->localizedDescription : text(std::nullopt)));
+    Log::write("error ............" + text(error));
 }
 
 } // namespace Quenmark
