@@ -1,0 +1,67 @@
+#include "Platform/UrlLoading/HeaderFields.h"
+
+#include "Platform/Text.h"
+
+#include <boost/json.hpp>
+
+#include <algorithm>
+
+namespace Platform {
+
+namespace {
+
+char lowerCase(char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+template <class Fields>
+auto find(Fields& fields, std::string_view name) {
+    return std::find_if(fields.begin(), fields.end(),
+                        [name](const HeaderFields::Field& field) { return sameFieldName(field.first, name); });
+}
+
+} // namespace
+
+bool sameFieldName(std::string_view one, std::string_view other) {
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [](char left, char right) { return lowerCase(left) == lowerCase(right); });
+}
+
+void HeaderFields::set(std::string_view name, std::string_view value) {
+    const auto found = find(fields_, name);
+    if (found == fields_.end())
+        fields_.emplace_back(name, value);
+    else
+        *found = Field(name, value);
+}
+
+void HeaderFields::add(std::string_view name, std::string_view value) {
+    const auto found = find(fields_, name);
+    if (found == fields_.end())
+        fields_.emplace_back(name, value);
+    else
+        (found->second += ", ") += value;
+}
+
+void HeaderFields::remove(std::string_view name) {
+    std::erase_if(fields_, [name](const Field& field) { return sameFieldName(field.first, name); });
+}
+
+std::optional<std::string> HeaderFields::valueForExactName(std::string_view name) const {
+    const auto found = find(fields_, name);
+    return found != fields_.end() && found->first == name ? std::optional(found->second) : std::nullopt;
+}
+
+std::optional<std::string> HeaderFields::value(std::string_view name) const {
+    const auto found = find(fields_, name);
+    return found != fields_.end() ? std::optional(found->second) : std::nullopt;
+}
+
+std::string text(const HeaderFields& fields) {
+    boost::json::object dictionary;
+    for (const auto& [name, value] : fields)
+        dictionary[name] = value;
+    return text(dictionary);
+}
+
+} // namespace Platform
