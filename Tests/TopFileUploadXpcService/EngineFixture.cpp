@@ -1,0 +1,106 @@
+#include "TopFileUploadXpcService/EngineFixture.h"
+
+#include "Platform/DeploymentSettings.h"
+#include "Platform/Files.h"
+#include "Platform/NetworkFlags.h"
+
+#include <algorithm>
+
+namespace Quenmark {
+
+using TestSupport::Headers;
+using TestSupport::HttpReply;
+
+EngineFixture::EngineFixture() {
+    environment_.set("HOME", home_.path());
+    environment_.set("XDG_CONFIG_HOME", config_.path());
+    environment_.set("TMPDIR", temp_.path());
+    Platform::NetworkTarget::replaceSource([this] { return std::optional(flags_); });
+    setRelease(newRelease);
+    setPreferences(usualPreferences());
+    Platform::Files::createDirectory(home_.path() + "/Quenmark");
+}
+
+EngineFixture::~EngineFixture() {
+    Platform::NetworkTarget::replaceSource(nullptr);
+    Platform::DeploymentSettings::replace(std::nullopt);
+}
+
+void EngineFixture::setRelease(double release) {
+    Platform::DeploymentSettings settings;
+    settings.serviceHost = server_.host();
+    settings.appKitVersionNumber = release;
+    Platform::DeploymentSettings::replace(settings);
+}
+
+void EngineFixture::setPreferences(std::string_view json) {
+    config_.write("quenmark/Velkarin.Quenmark.json", json);
+}
+
+std::string EngineFixture::usualPreferences() const {
+    return R"({"computerIdKey":"7","userIdKey":"42","quenmarkPathKey":")" + home_.path() + "\"}";
+}
+
+void EngineFixture::nextPass() {
+    clock_.advance(std::chrono::seconds(2));
+    loop_.runOnce(std::chrono::seconds(0));
+}
+
+std::size_t EngineFixture::count(std::string_view target) const {
+    const auto& requests = server_.requests();
+    return static_cast<std::size_t>(
+        std::count_if(requests.begin(), requests.end(), [&](const auto& request) { return request.target == target; }));
+}
+
+bool EngineFixture::waitFor(std::string_view target, std::size_t wanted) {
+    return runUntil([&] { return count(target) >= wanted; });
+}
+
+const TestSupport::HttpRequest& EngineFixture::last(std::string_view target) const {
+    const auto& requests = server_.requests();
+    const auto found =
+        std::find_if(requests.rbegin(), requests.rend(), [&](const auto& request) { return request.target == target; });
+    if (found == requests.rend())
+        throw std::out_of_range("no request came for " + std::string(target));
+    return *found;
+}
+
+void EngineFixture::expectStalled() {
+    const auto before = questions();
+    for (int pass = 0; pass < 3; ++pass)
+        nextPass();
+    EXPECT_EQ(questions(), before);
+    EXPECT_FALSE(probe_.gateIsOpen());
+}
+
+std::string EngineFixture::item(std::string_view name, std::string_view isFile) {
+    return R"({"Attachment":null,"FileName":")" + std::string(name) + R"(","FileUploadID":"12","IsFile":")" +
+           std::string(isFile) +
+           R"(","ReturnStatus":"0","ServerPath":"C:\\up\\12","ToComputerID":"7","TransitUploadPath":"t\\12",)"
+           R"("UploadProcessed":"False","error":null})";
+}
+
+Headers EngineFixture::streamHeaders(std::string_view name, std::string_view isFile) {
+    return {{"ReturnStatus", "0"},          {"IsFile", std::string(isFile)}, {"FileName", std::string(name)},
+            {"FileUploadID", "13"},         {"ServerPath", "C:\\up\\13"},    {"ToComputerID", "8"},
+            {"TransitUploadPath", "t\\13"}, {"UploadProcessed", "True"}};
+}
+
+void EngineFixture::enqueueFile(std::string_view jsonName, std::string_view name, std::string_view content) {
+    server_.enqueue(pollTarget, HttpReply::json(item(jsonName)));
+    server_.enqueue(streamTarget, HttpReply::ok(content, streamHeaders(name)));
+    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+}
+
+std::string EngineFixture::contentOf(const std::string& path) {
+    const auto content = Platform::Files::contents(path);
+    const auto* bytes = std::get_if<std::string>(&content);
+    return bytes != nullptr ? *bytes : "(no file at " + path + ")";
+}
+
+void EngineFixture::writeFile(const std::string& path, std::string_view content) {
+    Platform::Files::createDirectory(Platform::Files::deletingLastPathComponent(path));
+    Platform::Files::write(path, content);
+}
+
+} // namespace Quenmark

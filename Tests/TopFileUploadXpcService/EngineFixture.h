@@ -1,0 +1,107 @@
+#pragma once
+
+#include "Platform/Clock.h"
+#include "Platform/RunLoop.h"
+#include "Support/HttpServer.h"
+#include "Support/LogCapture.h"
+#include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
+#include "TopFileUploadXpcService/TopFileUploadXpcService.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Quenmark {
+
+/// What an engine keeps to itself, for its tests.
+class EngineProbe {
+public:
+    explicit EngineProbe(TopFileUploadXpcService& engine) : engine_(engine) {}
+
+    bool gateIsOpen() const { return engine_.downloadStatus_; }
+    void setGate(bool open) { engine_.downloadStatus_ = open; }
+    const std::optional<std::string>& returnStatus() const { return engine_.returnStatus_; }
+    void setReturnStatus(std::optional<std::string> status) { engine_.returnStatus_ = std::move(status); }
+    const std::optional<std::string>& isFile() const { return engine_.isFile_; }
+    const std::optional<std::string>& fileName() const { return engine_.fileName_; }
+    const std::optional<std::string>& fileUploadID() const { return engine_.fileUploadID_; }
+    const std::optional<std::string>& serverPath() const { return engine_.serverPath_; }
+    const std::optional<std::string>& toComputerID() const { return engine_.toComputerID_; }
+    const std::optional<std::string>& transitUploadPath() const { return engine_.transitUploadPath_; }
+    const std::optional<std::string>& uploadProcessed() const { return engine_.uploadProcessed_; }
+    const std::optional<std::string>& filePath() const { return engine_.filePath_; }
+    const std::optional<std::string>& tempFilePath() const { return engine_.tempFilePath_; }
+    const std::optional<std::string>& fileLength() const { return engine_.fileLength_; }
+    const std::optional<boost::json::object>& iAppsPrefs() const { return engine_.iAppsPrefs_; }
+    const std::optional<boost::json::array>& pendingUploadIDs() const { return engine_.pendingUploadIDArray_; }
+
+private:
+    TopFileUploadXpcService& engine_;
+};
+
+/// An engine with a web server of scripted answers, folders of its own, and a clock that the test moves.
+class EngineFixture : public ::testing::Test {
+protected:
+    static constexpr const char* pollTarget = "/QuenmarkRestService/Uploads.svc/GetTopFileUpload";
+    static constexpr const char* streamTarget = "/QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream";
+    static constexpr const char* acknowledgeTarget = "/QuenmarkRestService/Uploads.svc/UpdateFileUpload";
+    static constexpr const char* logErrorTarget = "/QuenmarkRestService/MAC/ErrorLog.svc/LogError";
+    static constexpr const char* nothing = R"({"ReturnStatus":"1"})";
+    static constexpr double newRelease = 1343.0;
+    static constexpr double oldRelease = 1138.6;
+
+    EngineFixture();
+    ~EngineFixture() override;
+
+    void setRelease(double release);
+    /// Writes the shared preferences anew: a JSON text.
+    void setPreferences(std::string_view json);
+    /// The preferences that a test has unless it sets others.
+    std::string usualPreferences() const;
+
+    /// Starts the engine as the desktop application does.
+    void start() { engine_->GetTopFileUpload(); }
+    bool runUntil(const std::function<bool()>& condition) { return loop_.runUntil(condition); }
+    /// Moves the clock to the next pass, and lets that pass run.
+    void nextPass();
+    /// How many requests came for `target`.
+    std::size_t count(std::string_view target) const;
+    bool waitFor(std::string_view target, std::size_t count = 1);
+    const TestSupport::HttpRequest& last(std::string_view target) const;
+    /// The number of passes so far that asked the server.
+    std::size_t questions() const { return log_.count("Connection available... "); }
+    /// Asserts that three more passes ask nothing.
+    void expectStalled();
+
+    /// The poll answer that announces the file or folder `name`, which is written as in JSON.
+    static std::string item(std::string_view name, std::string_view isFile = "True");
+    /// The header fields of a good stream of the file `name`.
+    static TestSupport::Headers streamHeaders(std::string_view name, std::string_view isFile = "True");
+    /// Scripts one poll answer, its stream and its acknowledgement.
+    void enqueueFile(std::string_view jsonName, std::string_view name, std::string_view content);
+
+    std::string placed(std::string_view name) const { return home_.path() + "/Quenmark/" + std::string(name); }
+    std::string temporary(std::string_view name) const { return temp_.path() + "/QuenmarkTemp/" + std::string(name); }
+    static std::string contentOf(const std::string& path);
+    static void writeFile(const std::string& path, std::string_view content);
+
+    Platform::ManualClock clock_;
+    Platform::RunLoop loop_{clock_};
+    TestSupport::LogCapture log_;
+    TestSupport::TemporaryDirectory home_;
+    TestSupport::TemporaryDirectory config_;
+    TestSupport::TemporaryDirectory temp_;
+    TestSupport::ScopedEnvironment environment_;
+    TestSupport::HttpServer server_;
+    std::uint32_t flags_ = 0x2;
+    std::shared_ptr<TopFileUploadXpcService> engine_ = std::make_shared<TopFileUploadXpcService>();
+    EngineProbe probe_{*engine_};
+};
+
+} // namespace Quenmark

@@ -1,0 +1,109 @@
+// Answers that no sound server gives. The engine lives on, and touches nothing but its own paths.
+
+#include "Platform/Files.h"
+#include "TopFileUploadXpcService/EngineFixture.h"
+
+namespace Quenmark {
+
+using TestSupport::HttpReply;
+
+class AHostileAnswer : public EngineFixture {
+protected:
+    /// Lets one poll be answered so, and waits until `condition` holds.
+    void poll(HttpReply reply, const std::function<bool()>& condition) {
+        server_.enqueue(pollTarget, std::move(reply));
+        start();
+        ASSERT_TRUE(runUntil(condition));
+    }
+    void expectNextPassAsks() {
+        const auto asked = questions();
+        nextPass();
+        EXPECT_EQ(questions(), asked + 1);
+    }
+};
+
+TEST_F(AHostileAnswer, ThatIsNoDictionaryOfJsonOpensTheGateAgain) {
+    const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
+    for (const std::string& body : {std::string(), std::string("null"), std::string("7"), std::string("\"0\""), deep,
+                                    std::string("{\"ReturnStatus\":\"0\""), std::string("\xFF\xFE\0{}", 5)}) {
+        poll(HttpReply::ok(body), [&] { return probe_.gateIsOpen(); });
+        expectNextPassAsks();
+    }
+}
+
+TEST_F(AHostileAnswer, ThatIsAnArrayIsLoggedAndLeavesTheGateClosed) {
+    poll(HttpReply::json("[1,2]"),
+         [&] { return log_.contains("Uncaught exception on main: the answer is not a dictionary"); });
+    expectStalled();
+}
+
+TEST_F(AHostileAnswer, ThatAnnouncesAGigabyteOpensTheGateAgainWithoutReadingIt) {
+    poll(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 1073741824\r\n\r\n{"), [&] { return probe_.gateIsOpen(); });
+}
+
+TEST_F(AHostileAnswer, ThatIsNotHttpOpensTheGateAgain) {
+    poll(HttpReply::raw("SSH-2.0-OpenSSH\r\n").thenClose(), [&] { return probe_.gateIsOpen(); });
+}
+
+TEST_F(AHostileAnswer, WithAnyTypeInAnyFieldIsSurvived) {
+    const std::vector<std::string> values = {"null",
+                                             "0",
+                                             "-1.5e300",
+                                             "true",
+                                             "[]",
+                                             "[[[]]]",
+                                             "{}",
+                                             R"({"a":{"b":1}})",
+                                             R"("\u0000")",
+                                             R"("")",
+                                             "18446744073709551615"};
+    for (const char* key : {"FileName", "FileUploadID", "IsFile", "ServerPath", "ToComputerID", "TransitUploadPath",
+                            "UploadProcessed", "Attachment", "error"}) {
+        for (const auto& value : values) {
+            const auto acknowledged = count(acknowledgeTarget);
+            server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+            poll(HttpReply::json(R"({"ReturnStatus":"0","FileName":"\\x",")" + std::string(key) + "\":" + value + "}"),
+                 [&] { return count(acknowledgeTarget) == acknowledged + 1; });
+            EXPECT_TRUE(probe_.gateIsOpen()) << key << " " << value;
+        }
+    }
+    const auto names = Platform::Files::contentsOfDirectory(home_.path());
+    for (const auto& name : std::get<std::vector<std::string>>(names))
+        EXPECT_TRUE(name.starts_with("Quenmark")) << name;
+}
+
+TEST_F(AHostileAnswer, WithAZeroByteInTheNameNamesNoFile) {
+    server_.enqueue(streamTarget, HttpReply::ok("content", streamHeaders("x")));
+    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    poll(HttpReply::json(item(R"(\\a\u0000b)")), [&] { return count(acknowledgeTarget) == 1; });
+    EXPECT_FALSE(Platform::Files::exists(placed("a")));
+    EXPECT_FALSE(Platform::Files::exists(temporary("a")));
+}
+
+TEST_F(AHostileAnswer, WithRepeatedHeaderFieldsIsReadAsTheirJoinedText) {
+    server_.enqueue(streamTarget, HttpReply::ok("content", {{"ReturnStatus", "2"}, {"ReturnStatus", "0"}}));
+    poll(HttpReply::json(item(R"(\\a)")), [&] { return probe_.returnStatus() == "99"; });
+    EXPECT_TRUE(probe_.gateIsOpen()) << "the joined text 2, 0 reads as 2";
+}
+
+TEST_F(AHostileAnswer, WithAHugeHeadEndsTheDownload) {
+    server_.enqueue(streamTarget, HttpReply::ok("content", {{"FileName", std::string(8 << 20, 'x')}}));
+    poll(HttpReply::json(item(R"(\\a)")), [&] { return probe_.gateIsOpen(); });
+    EXPECT_FALSE(Platform::Files::exists(temporary("a")));
+}
+
+TEST_F(AHostileAnswer, CutAtAnyByteLetsTheNextPassAskAgain) {
+    const auto whole = HttpReply::json(R"({"ReturnStatus":"1"})");
+    for (std::size_t length = 0; length < whole.bytes().size(); ++length) {
+        // A connection that was used before is tried once more when nothing came over it at all.
+        server_.closeAll();
+        server_.enqueue(pollTarget, whole.cutAfter(length).thenReset());
+        const auto failures = log_.count("network error");
+        probe_.setGate(true);
+        engine_->TopFileUploadProcess();
+        ASSERT_TRUE(runUntil([&] { return log_.count("network error") == failures + 1; })) << length;
+        EXPECT_TRUE(probe_.gateIsOpen());
+    }
+}
+
+} // namespace Quenmark

@@ -1,0 +1,121 @@
+// The streaming download over the older transport, where the head is read when it arrives.
+
+#include "Platform/Files.h"
+#include "TopFileUploadXpcService/EngineFixture.h"
+
+namespace Quenmark {
+
+using TestSupport::HttpReply;
+
+class AnOlderDownload : public EngineFixture {
+protected:
+    AnOlderDownload() { setRelease(oldRelease); }
+    /// Starts the engine on the file "\Docs\a.txt" whose stream is `reply`.
+    void startStream(HttpReply reply) {
+        server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
+        server_.enqueue(streamTarget, std::move(reply));
+        start();
+        ASSERT_TRUE(waitFor(streamTarget));
+    }
+};
+
+TEST_F(AnOlderDownload, PlacesAFileAcknowledgesItAndAsksAgain) {
+    Platform::Files::createDirectory(placed("Docs"));
+    enqueueFile(R"(\\Docs\\a.txt)", "\\Docs\\a.txt", "the content");
+    server_.enqueue(pollTarget, HttpReply::json(nothing));
+    start();
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    EXPECT_EQ(contentOf(placed("Docs/a.txt")), "the content");
+    nextPass();
+    EXPECT_TRUE(waitFor(pollTarget, 2));
+}
+
+TEST_F(AnOlderDownload, ContinuesAPartialFileFromItsSize) {
+    Platform::Files::createDirectory(placed("Docs"));
+    writeFile(temporary("Docs/a.txt"), std::string(1000, 'x'));
+    enqueueFile(R"(\\Docs\\a.txt)", "\\Docs\\a.txt", "the rest");
+    start();
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    EXPECT_EQ(last(streamTarget).body, "{\n  \"ToComputerID\" : \"7\",\n  \"Length\" : \"1000\"\n}");
+    EXPECT_EQ(contentOf(placed("Docs/a.txt")), std::string(1000, 'x') + "the rest");
+}
+
+TEST_F(AnOlderDownload, TakesTheHeadBeforeTheFirstPiece) {
+    startStream(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 5\r\nReturnStatus: 0\r\nIsFile: True\r\n"
+                               "FileName: \\Other\r\n\r\n"));
+    ASSERT_TRUE(runUntil([&] { return probe_.fileName() == "\\Other"; }));
+    EXPECT_TRUE(log_.contains("{\n    \"Content-Length\" = \"5\";\n    \"ReturnStatus\" = \"0\";\n"
+                              "    \"IsFile\" = \"True\";\n    \"FileName\" = \"\\\\Other\";\n}"));
+    EXPECT_EQ(probe_.filePath(), placed("Docs/a.txt")) << "the head does not move the file";
+}
+
+TEST_F(AnOlderDownload, MakesTheFolderOfTheHeadEvenThoughThePollAnnouncedAFile) {
+    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    startStream(HttpReply::ok("content", streamHeaders("\\New\\Folder", "False")));
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_TRUE(Platform::Files::isDirectory(placed("New/Folder")));
+    EXPECT_EQ(contentOf(temporary("Docs/a.txt")), "content") << "pieces are appended whatever the head says";
+    EXPECT_FALSE(Platform::Files::exists(placed("Docs/a.txt")));
+}
+
+TEST_F(AnOlderDownload, MovesOnlyWhatIsCalledAFileExactly) {
+    Platform::Files::createDirectory(placed("Docs"));
+    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    startStream(HttpReply::ok("content"));
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_EQ(probe_.isFile(), "(null)");
+    EXPECT_FALSE(Platform::Files::exists(placed("Docs/a.txt")));
+    EXPECT_EQ(contentOf(temporary("Docs/a.txt")), "content");
+}
+
+TEST_F(AnOlderDownload, AppendsAndMovesTheBodyOfAnItemThatIsToBeDroppedAndAcknowledgesNothing) {
+    Platform::Files::createDirectory(placed("Docs"));
+    startStream(HttpReply::ok("content", {{"ReturnStatus", "2"}, {"IsFile", "False"}}));
+    ASSERT_TRUE(runUntil([&] { return Platform::Files::exists(placed("Docs/a.txt")); }));
+    EXPECT_EQ(contentOf(placed("Docs/a.txt")), "content");
+    EXPECT_EQ(probe_.isFile(), "True") << "as the poll said";
+    EXPECT_EQ(probe_.returnStatus(), "99");
+    EXPECT_TRUE(probe_.gateIsOpen());
+    nextPass();
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+TEST_F(AnOlderDownload, AppendsAndMovesTheBodyWhateverTheStatus) {
+    Platform::Files::createDirectory(placed("Docs"));
+    startStream(HttpReply::ok("content", {{"ReturnStatus", "1"}}));
+    ASSERT_TRUE(runUntil([&] { return Platform::Files::exists(placed("Docs/a.txt")); }));
+    expectStalled();
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+TEST_F(AnOlderDownload, LeavesTheGateToTheAcknowledgement) {
+    Platform::Files::createDirectory(placed("Docs"));
+    server_.enqueue(acknowledgeTarget, HttpReply::silence());
+    startStream(HttpReply::ok("content", streamHeaders("\\Docs\\a.txt")));
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_FALSE(probe_.gateIsOpen());
+    server_.send(last(acknowledgeTarget).connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+    EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+}
+
+TEST_F(AnOlderDownload, KeepsThePartialFileWhenTheConnectionIsLost) {
+    startStream(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\nabcd")
+                    .thenClose());
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    EXPECT_EQ(contentOf(temporary("Docs/a.txt")), "abcd");
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
+    server_.enqueue(streamTarget, HttpReply::silence());
+    nextPass();
+    ASSERT_TRUE(waitFor(streamTarget, 2));
+    EXPECT_EQ(last(streamTarget).body, "{\n  \"ToComputerID\" : \"7\",\n  \"Length\" : \"4\"\n}");
+}
+
+TEST_F(AnOlderDownload, PlacesNothingForAnItemOfNoBytesAndAcknowledgesIt) {
+    Platform::Files::createDirectory(placed("Docs"));
+    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    startStream(HttpReply::ok("", streamHeaders("\\Docs\\a.txt")));
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_FALSE(Platform::Files::exists(placed("Docs/a.txt")));
+}
+
+} // namespace Quenmark

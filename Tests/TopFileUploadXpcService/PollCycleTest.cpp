@@ -1,0 +1,222 @@
+// The poll cycle: when a pass asks, what it asks, and what it makes of the answer.
+
+#include "Platform/Files.h"
+#include "Platform/NetworkFlags.h"
+#include "TopFileUploadXpcService/EngineFixture.h"
+
+namespace Quenmark {
+
+using TestSupport::HttpReply;
+
+class APollCycle : public EngineFixture {};
+
+TEST_F(APollCycle, AsksAtOnceWhenItIsStartedAndEveryTwoSecondsAfterwards) {
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    ASSERT_TRUE(waitFor(pollTarget, 1));
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+
+    clock_.advance(std::chrono::milliseconds(1999));
+    loop_.runOnce(std::chrono::seconds(0));
+    EXPECT_EQ(questions(), 1U);
+    clock_.advance(std::chrono::milliseconds(1));
+    ASSERT_TRUE(waitFor(pollTarget, 2));
+    EXPECT_EQ(questions(), 2U);
+}
+
+TEST_F(APollCycle, SendsTheComputersIdentifierAndNothingElse) {
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    ASSERT_TRUE(waitFor(pollTarget));
+    EXPECT_EQ(last(pollTarget).method, "POST");
+    EXPECT_EQ(last(pollTarget).body, "{\n  \"ToComputerID\" : \"7\"\n}");
+    EXPECT_EQ(last(pollTarget).header("Content-Type"), "application/json");
+    EXPECT_EQ(last(pollTarget).header("Accept"), std::nullopt);
+}
+
+TEST_F(APollCycle, LogsThatTheConnectionIsAvailableWithItsTrailingBlank) {
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    EXPECT_EQ(log_.entries(),
+              (std::vector<std::string>{"Connection available... ", "Json String {\n  \"ToComputerID\" : \"7\"\n}",
+                                        "response {\n    \"ReturnStatus\" = \"1\";\n}"}));
+}
+
+TEST_F(APollCycle, RunsItsLaterPassesOnTheGlobalBackgroundQueue) {
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    std::optional<Platform::Queue> queue;
+    Platform::NetworkTarget::replaceSource([&] {
+        if (!queue)
+            queue = Platform::Queue::current();
+        return std::optional<std::uint32_t>(0x2);
+    });
+    nextPass();
+    ASSERT_TRUE(queue);
+    EXPECT_EQ(*queue, Platform::Queue::global(Platform::Priority::Background));
+}
+
+TEST_F(APollCycle, ReadsThePreferencesAnewInEveryPass) {
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    setPreferences(R"({"computerIdKey":"8"})");
+    nextPass();
+    ASSERT_TRUE(waitFor(pollTarget, 2));
+    EXPECT_EQ(last(pollTarget).body, "{\n  \"ToComputerID\" : \"8\"\n}");
+}
+
+TEST_F(APollCycle, SendsANumericIdentifierAsItsText) {
+    setPreferences(R"({"computerIdKey":1234})");
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    ASSERT_TRUE(waitFor(pollTarget));
+    EXPECT_EQ(last(pollTarget).body, "{\n  \"ToComputerID\" : \"1234\"\n}");
+}
+
+TEST_F(APollCycle, WithoutAComputerIdentifierReportsAnErrorEveryPassAndNeverPolls) {
+    setPreferences(R"({"userIdKey":"42"})");
+    server_.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
+    start();
+    ASSERT_TRUE(waitFor(logErrorTarget, 1));
+    nextPass();
+    ASSERT_TRUE(waitFor(logErrorTarget, 2));
+    EXPECT_EQ(last(logErrorTarget).body, "{\n  \"ErrorClass\" : \"TopFileUploadtXpcService\",\n"
+                                         "  \"ErrorMethod\" : \"UpdateFileUploadQuery\",\n"
+                                         "  \"ErrorMessage\" : \"Exception has occured\",\n"
+                                         "  \"UserID\" : \"42\"\n}");
+    EXPECT_EQ(count(pollTarget), 0U);
+    EXPECT_TRUE(probe_.gateIsOpen());
+}
+
+TEST_F(APollCycle, WithoutAPreferencesDomainReadsEveryKeyAsNil) {
+    Platform::Files::removeItem(config_.path("quenmark"));
+    server_.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
+    start();
+    ASSERT_TRUE(waitFor(logErrorTarget));
+    EXPECT_EQ(probe_.iAppsPrefs(), std::nullopt);
+    EXPECT_EQ(last(logErrorTarget).body, "{\n  \"ErrorClass\" : \"TopFileUploadtXpcService\",\n"
+                                         "  \"ErrorMethod\" : \"UpdateFileUploadQuery\",\n"
+                                         "  \"ErrorMessage\" : \"Exception has occured\"\n}");
+}
+
+TEST_F(APollCycle, RecoversWhenTheIdentifierIsSetWhileItRuns) {
+    setPreferences("[1, 2");
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    ASSERT_TRUE(waitFor(logErrorTarget));
+    setPreferences(usualPreferences());
+    nextPass();
+    EXPECT_TRUE(waitFor(pollTarget));
+}
+
+TEST_F(APollCycle, WithAClosedGateSendsAndLogsNothingAndStillSchedulesTheNextPass) {
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    probe_.setGate(false);
+    log_.clear();
+    nextPass();
+    EXPECT_TRUE(log_.entries().empty());
+    probe_.setGate(true);
+    nextPass();
+    EXPECT_EQ(questions(), 1U);
+}
+
+TEST_F(APollCycle, StartedTwiceHasTwoChainsOfPassesThatShareOneGate) {
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    start();
+    ASSERT_TRUE(waitFor(pollTarget, 2));
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    log_.clear();
+
+    clock_.advance(std::chrono::seconds(2));
+    loop_.runOnce(std::chrono::seconds(0));
+    EXPECT_EQ(questions(), 1U) << "the first chain's pass closes the gate for the second's";
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    probe_.setGate(true);
+    flags_ = 0;
+    log_.clear();
+    clock_.advance(std::chrono::seconds(2));
+    loop_.runOnce(std::chrono::seconds(0));
+    EXPECT_EQ(log_.count("connection not availble........"), 2U) << "one for each chain";
+}
+
+TEST_F(APollCycle, MakesAndAcknowledgesAFolderAndOpensTheGateInTheSameCompletion) {
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\New)", "False")));
+    server_.enqueue(acknowledgeTarget, HttpReply::silence());
+    start();
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    EXPECT_TRUE(Platform::Files::isDirectory(placed("Docs/New")));
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_EQ(last(acknowledgeTarget).body, "{\n  \"FileUploadID\" : \"12\",\n"
+                                            "  \"FileName\" : \"\\\\Docs\\\\New\",\n"
+                                            "  \"ServerPath\" : \"C:\\\\up\\\\12\",\n"
+                                            "  \"TransitUploadPath\" : \"t\\\\12\"\n}");
+    EXPECT_EQ(count(streamTarget), 0U);
+}
+
+TEST_F(APollCycle, OpensTheGateASecondTimeWhenTheFoldersAcknowledgementIsAnswered) {
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    start();
+    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == "99"; }));
+    EXPECT_TRUE(probe_.gateIsOpen());
+}
+
+TEST_F(APollCycle, TakesAnItemForAFolderUnlessItIsCalledAFileExactly) {
+    for (const char* isFile : {R"("true")", "null", "true", R"("")", R"("Perhaps")", "1"}) {
+        server_.enqueue(pollTarget, HttpReply::json(std::string(R"({"ReturnStatus":"0","FileName":"\\D","IsFile":)") +
+                                                    isFile + "}"));
+        server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+        const auto before = count(acknowledgeTarget);
+        engine_ = std::make_shared<TopFileUploadXpcService>();
+        start();
+        ASSERT_TRUE(waitFor(acknowledgeTarget, before + 1)) << isFile;
+        EXPECT_TRUE(Platform::Files::isDirectory(placed("D"))) << isFile;
+        Platform::Files::removeItem(placed("D"));
+    }
+}
+
+TEST_F(APollCycle, LeavesAFileThatStandsInTheFoldersPlaceAndAcknowledgesAllTheSame) {
+    writeFile(placed("F"), "kept");
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    start();
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_EQ(contentOf(placed("F")), "kept");
+}
+
+TEST_F(APollCycle, ReadsThePendingIdentifiersOfItsOwnStoreWithEveryItem) {
+    config_.write("quenmark/TopFileUploadXpcService.json", R"({"PENDING_UPLOAD_IDS":["1","2"]})");
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    start();
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_EQ(probe_.pendingUploadIDs(), (boost::json::array{"1", "2"}));
+}
+
+TEST_F(APollCycle, KeepsNoPendingIdentifiersWhenItsOwnStoreHasNone) {
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    start();
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_EQ(probe_.pendingUploadIDs(), std::nullopt);
+}
+
+TEST_F(APollCycle, KeepsAnEngineAliveThatNobodyElseHolds) {
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    engine_.reset();
+    ASSERT_TRUE(waitFor(pollTarget, 1));
+    ASSERT_TRUE(runUntil([&] {
+        clock_.advance(std::chrono::seconds(2));
+        return count(pollTarget) >= 3;
+    }));
+}
+
+} // namespace Quenmark

@@ -1,0 +1,19 @@
+#include "TopFileUploadXpcService/ServiceDelegate.h"
+
+#include "TopFileUploadXpcService/ServiceNames.h"
+#include "TopFileUploadXpcService/TopFileUploadXpcService.h"
+
+#include <memory>
+
+namespace Quenmark {
+
+bool ServiceDelegate::listenerShouldAcceptNewConnection(
+    Platform::Ipc::Listener&, const std::shared_ptr<Platform::Ipc::Connection>& newConnection) {
+    newConnection->setExportedInterface(ServiceNames::exportedInterface);
+    newConnection->setExportedObject(
+        {{"GetTopFileUpload", [engine = std::make_shared<TopFileUploadXpcService>()] { engine->GetTopFileUpload(); }}});
+    newConnection->resume();
+    return true;
+}
+
+} // namespace Quenmark

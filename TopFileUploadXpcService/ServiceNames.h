@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Platform/Ipc/Endpoint.h"
+
+/// The names by which other programs reach the service.
+namespace Quenmark::ServiceNames {
+
+inline const Platform::Ipc::ServiceAddress address{"Velkarin.Quenmark.TopFileUploadXpcService",
+                                                   "/Velkarin/Quenmark/TopFileUploadXpcService"};
+inline const Platform::Ipc::Interface exportedInterface{"Velkarin.Quenmark.TopFileUploadXpcServiceProtocol",
+                                                        {"GetTopFileUpload"}};
+
+} // namespace Quenmark::ServiceNames
