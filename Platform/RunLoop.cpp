@@ -1,25 +1,10 @@
 #include "Platform/RunLoop.h"
 
 #include "Platform/Log.h"
+#include "Platform/RunLoopState.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <deque>
-#include <map>
-#include <mutex>
-#include <optional>
 #include <stdexcept>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <system_error>
-#include <thread>
-#include <unistd.h>
-#include <unordered_map>
-#include <utility>
-#include <vector>
-
-#include <systemd/sd-event.h>
 
 namespace Platform {
 
@@ -27,142 +12,20 @@ namespace {
 
 /// Tasks that run before descriptors are looked at again, so that a queue that feeds itself cannot starve them.
 constexpr int tasksPerTurn = 256;
-/// How late the kernel may fire a timer, in microseconds.
-constexpr std::uint64_t timerAccuracy = 1000;
-
-int checked(int result, const char* what) {
-    if (result < 0)
-        throw std::system_error(-result, std::generic_category(), what);
-    return result;
-}
-
-std::uint64_t microseconds(Duration time) {
-    const auto count = std::chrono::ceil<std::chrono::microseconds>(time).count();
-    return count > 0 ? static_cast<std::uint64_t>(count) : 0;
-}
-
 std::atomic<RunLoop*> theLoop = nullptr;
-
-} // namespace
-
-struct TimerEntry {
-    using Key = std::pair<Duration, std::uint64_t>;
-
-    Queue queue;
-    Task task;
-    RunLoop* loop;
-    Key key;
-    bool scheduled = true;
-};
-
-struct RunLoop::State {
-    struct Ready {
-        Queue queue;
-        Task task;
-    };
-    struct Handed {
-        Queue queue;
-        Task task;
-        std::optional<Duration> deadline;
-    };
-
-    SystemClock systemClock;
-    const Clock* clock = &systemClock;
-    bool realTime = true;
-
-    sd_event* event = nullptr;
-    sd_event_source* timerSource = nullptr;
-    sd_event_source* wakeSource = nullptr;
-    int wakeDescriptor = -1;
-    std::optional<Duration> armedDeadline;
-
-    std::deque<Ready> ready;
-    std::map<TimerEntry::Key, std::shared_ptr<TimerEntry>> timers;
-    std::uint64_t timersMade = 0;
-    std::optional<Queue> current;
-    bool running = false;
-    bool ending = false;
-    std::optional<int> status;
-
-    const std::thread::id thread = std::this_thread::get_id();
-    std::mutex handedLock;
-    std::vector<Handed> handed;
-    std::atomic<bool> anyHanded = false;
-
-    std::unordered_map<std::type_index, std::shared_ptr<void>> attachments;
-
-    void wake() const {
-        const std::uint64_t one = 1;
-        // A full counter means that the loop is about to wake anyway.
-        [[maybe_unused]] const auto written = ::write(wakeDescriptor, &one, sizeof one);
-    }
-
-    void schedule(const std::shared_ptr<TimerEntry>& entry) { timers.emplace(entry->key, entry); }
-
-    void takeHanded(RunLoop& loop) {
-        if (!anyHanded.exchange(false))
-            return;
-        std::vector<Handed> taken;
-        {
-            const std::lock_guard guard(handedLock);
-            taken.swap(handed);
-        }
-        for (auto& item : taken) {
-            if (item.deadline)
-                schedule(std::make_shared<TimerEntry>(TimerEntry{
-                    std::move(item.queue), std::move(item.task), &loop, {*item.deadline, timersMade++}}));
-            else
-                ready.push_back({std::move(item.queue), std::move(item.task)});
-        }
-    }
-
-    void takeDueTimers() {
-        while (!timers.empty() && timers.begin()->first.first <= clock->now()) {
-            const auto entry = std::move(timers.begin()->second);
-            timers.erase(timers.begin());
-            entry->scheduled = false;
-            ready.push_back({entry->queue, std::move(entry->task)});
-        }
-    }
-
-    void armTimer() {
-        if (!realTime)
-            return;
-        const std::optional<Duration> deadline =
-            timers.empty() ? std::nullopt : std::optional(timers.begin()->first.first);
-        if (deadline == armedDeadline)
-            return;
-        armedDeadline = deadline;
-        if (deadline)
-            checked(sd_event_source_set_time(timerSource, microseconds(*deadline)), "sd_event_source_set_time");
-        checked(sd_event_source_set_enabled(timerSource, deadline ? SD_EVENT_ONESHOT : SD_EVENT_OFF),
-                "sd_event_source_set_enabled");
-    }
-};
-
-namespace {
-
-int timerFired(sd_event_source*, std::uint64_t, void* data) {
-    static_cast<std::optional<Duration>*>(data)->reset();
-    return 0;
-}
-
-int woken(sd_event_source*, int descriptor, std::uint32_t, void*) {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto got = ::read(descriptor, &count, sizeof count);
-    return 0;
-}
 
 void logException(const char* where, const char* what) {
     Log::write(std::string("Uncaught exception on ") + where + ": " + what);
 }
 
 template <class Function>
-void guarded(const char* where, const Function& function) {
+void guarded(const char* where, const ExceptionHandler& handler, const Function& function) {
     try {
         function();
     } catch (const std::exception& exception) {
         logException(where, exception.what());
+        if (handler)
+            handler(exception);
     } catch (...) {
         logException(where, "not a std::exception");
     }
@@ -170,8 +33,10 @@ void guarded(const char* where, const Function& function) {
 
 class Watch final : public DescriptorWatch {
 public:
-    Watch(sd_event* event, int descriptor, std::uint32_t events, std::function<void(std::uint32_t)> handler)
-        : handler_(std::make_shared<std::function<void(std::uint32_t)>>(std::move(handler))) {
+    Watch(sd_event* event, const ExceptionHandler& exceptionHandler, int descriptor, std::uint32_t events,
+          std::function<void(std::uint32_t)> handler)
+        : exceptionHandler_(exceptionHandler),
+          handler_(std::make_shared<std::function<void(std::uint32_t)>>(std::move(handler))) {
         checked(sd_event_add_io(event, &source_, descriptor, events, &Watch::ready, this), "sd_event_add_io");
     }
     ~Watch() override { sd_event_source_disable_unref(source_); }
@@ -186,11 +51,13 @@ private:
     static int ready(sd_event_source*, int, std::uint32_t events, void* data) {
         // The handler may end the watch, and with it the function that is running.
         const auto handler = static_cast<Watch*>(data)->handler_;
-        guarded("a descriptor", [&] { (*handler)(events); });
+        const auto& exceptionHandler = static_cast<Watch*>(data)->exceptionHandler_;
+        guarded("a descriptor", exceptionHandler, [&] { (*handler)(events); });
         return 0;
     }
 
     sd_event_source* source_ = nullptr;
+    const ExceptionHandler& exceptionHandler_;
     std::shared_ptr<std::function<void(std::uint32_t)>> handler_;
 };
 
@@ -200,16 +67,6 @@ RunLoop::RunLoop() : state_(std::make_unique<State>()) {
     RunLoop* none = nullptr;
     if (!theLoop.compare_exchange_strong(none, this))
         throw std::logic_error("this process has a run loop already");
-    checked(sd_event_new(&state_->event), "sd_event_new");
-    state_->wakeDescriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (state_->wakeDescriptor < 0)
-        throw std::system_error(errno, std::generic_category(), "eventfd");
-    checked(sd_event_add_io(state_->event, &state_->wakeSource, state_->wakeDescriptor, EPOLLIN, woken, nullptr),
-            "sd_event_add_io");
-    checked(sd_event_add_time(state_->event, &state_->timerSource, CLOCK_MONOTONIC, 0, timerAccuracy, timerFired,
-                              &state_->armedDeadline),
-            "sd_event_add_time");
-    checked(sd_event_source_set_enabled(state_->timerSource, SD_EVENT_OFF), "sd_event_source_set_enabled");
 }
 
 RunLoop::RunLoop(Clock& clock) : RunLoop() {
@@ -221,21 +78,22 @@ RunLoop::~RunLoop() {
     state_->ending = true;
     // What is dropped may add more while it goes.
     while (!state_->attachments.empty() || !state_->ready.empty() || !state_->timers.empty()) {
-        const auto attachments = std::move(state_->attachments);
-        state_->attachments.clear();
+        const auto attachments = std::exchange(state_->attachments, {});
         const auto ready = std::exchange(state_->ready, {});
         const auto timers = std::exchange(state_->timers, {});
         for (const auto& [key, entry] : timers)
             entry->scheduled = false;
+        for (const auto& item : ready) {
+            if (item.timer)
+                item.timer->scheduled = false;
+        }
     }
+    std::vector<State::Handed> handed;
     {
         const std::lock_guard guard(state_->handedLock);
-        state_->handed.clear();
+        handed.swap(state_->handed);
     }
-    sd_event_source_disable_unref(state_->timerSource);
-    sd_event_source_disable_unref(state_->wakeSource);
-    sd_event_unref(state_->event);
-    ::close(state_->wakeDescriptor);
+    handed.clear();
     theLoop = nullptr;
 }
 
@@ -246,77 +104,113 @@ RunLoop& RunLoop::main() {
     return *loop;
 }
 
-bool RunLoop::exists() { return theLoop != nullptr; }
-
-int RunLoop::run() {
-    state_->status.reset();
-    while (!state_->status)
-        runOnce(Duration::max());
-    return *state_->status;
+bool RunLoop::exists() {
+    return theLoop != nullptr;
 }
 
-void RunLoop::stop(int status) { state_->status = status; }
+/// Marks that the loop is at work, so that what is added needs no wake-up. Turns may be nested in tasks; the outermost
+/// one leaves the descriptor telling of what is left to do.
+class RunLoop::Turn {
+public:
+    explicit Turn(State& state) : state_(state), outermost_(!std::exchange(state.running, true)) {}
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+        if (!outermost_)
+            return;
+        state_.running = false;
+        if (!state_.ready.empty() || state_.anyHanded || state_.nextDeadline() != state_.armedDeadline)
+            state_.wake();
+    }
+
+private:
+    State& state_;
+    bool outermost_;
+};
+
+int RunLoop::run() {
+    const Turn turn(*state_);
+    while (!state_->status) {
+        runReadyTasks(StopRule::Heed);
+        if (!state_->status)
+            waitForEvents(state_->ready.empty() ? Duration::max() : Duration::zero());
+    }
+    return *std::exchange(state_->status, std::nullopt);
+}
+
+void RunLoop::stop(int status) {
+    state_->status = status;
+}
 
 bool RunLoop::runUntil(const std::function<bool()>& condition, Duration limit) {
-    const auto end = state_->systemClock.now() + limit;
+    const Turn turn(*state_);
+    const Duration start = state_->systemClock.now();
     while (!condition()) {
-        const auto left = end - state_->systemClock.now();
-        if (left <= Duration::zero())
+        if (runReadyTasks(StopRule::Ignore) && condition())
+            return true;
+        const Duration passed = state_->systemClock.now() - start;
+        if (passed >= limit)
             return false;
-        runOnce(left);
+        waitForEvents(state_->ready.empty() ? limit - passed : Duration::zero());
     }
     return true;
 }
 
 void RunLoop::runOnce(Duration limit) {
-    const bool outermost = !std::exchange(state_->running, true);
-    const bool more = runReadyTasks();
-    waitForEvents(more || state_->status ? Duration::zero() : limit);
-    if (outermost)
-        state_->running = false;
+    const Turn turn(*state_);
+    const bool ran = runReadyTasks(StopRule::Ignore);
+    waitForEvents(ran ? Duration::zero() : limit);
 }
 
-int RunLoop::descriptor() const { return sd_event_get_fd(state_->event); }
+int RunLoop::descriptor() const {
+    return sd_event_get_fd(state_->event);
+}
 
 void RunLoop::processPending() {
-    const bool outermost = !std::exchange(state_->running, true);
+    const Turn turn(*state_);
     bool dispatched = true;
-    for (int turn = 0; turn < tasksPerTurn && (dispatched || !state_->ready.empty()); ++turn) {
-        runReadyTasks();
-        // The turn that dispatches nothing leaves the timer armed, so that the descriptor tells of what comes next.
+    for (int count = 0; count < tasksPerTurn && (dispatched || !state_->ready.empty()); ++count) {
+        runReadyTasks(StopRule::Ignore);
+        // The pass that dispatches nothing leaves the timer armed, so that the descriptor tells of what comes next.
         dispatched = waitForEvents(Duration::zero());
     }
-    if (!outermost)
-        return;
-    state_->running = false;
-    if (dispatched || !state_->ready.empty())
+    if (dispatched)
         state_->wake();
 }
 
-Duration RunLoop::now() const { return state_->clock->now(); }
+Duration RunLoop::now() const {
+    return state_->clock->now();
+}
 
-const Clock& RunLoop::clock() const { return *state_->clock; }
+const Clock& RunLoop::clock() const {
+    return *state_->clock;
+}
 
 std::unique_ptr<DescriptorWatch> RunLoop::watch(int descriptor, std::uint32_t events,
                                                 std::function<void(std::uint32_t)> handler) {
-    return std::make_unique<Watch>(state_->event, descriptor, events, std::move(handler));
+    return std::make_unique<Watch>(state_->event, state_->exceptionHandler, descriptor, events, std::move(handler));
 }
 
-sd_event* RunLoop::event() const { return state_->event; }
+void RunLoop::setExceptionHandler(ExceptionHandler handler) {
+    state_->exceptionHandler = std::move(handler);
+}
 
-std::shared_ptr<void>& RunLoop::attachmentSlot(std::type_index type) { return state_->attachments[type]; }
+sd_event* RunLoop::event() const {
+    return state_->event;
+}
+
+std::shared_ptr<void>& RunLoop::attachmentSlot(std::type_index type) {
+    return state_->attachments[type];
+}
 
 void RunLoop::add(const Queue& queue, Task task) {
     if (std::this_thread::get_id() != state_->thread) {
-        const std::lock_guard guard(state_->handedLock);
-        state_->handed.push_back({queue, std::move(task), std::nullopt});
-        state_->anyHanded = true;
-        state_->wake();
+        state_->hand({queue, std::move(task), std::nullopt});
         return;
     }
     if (state_->ending)
         return;
-    state_->ready.push_back({queue, std::move(task)});
+    state_->ready.push_back({queue, std::move(task), nullptr});
     if (!state_->running)
         state_->wake();
 }
@@ -325,10 +219,7 @@ std::shared_ptr<TimerEntry> RunLoop::addTimer(Duration delay, const Queue& queue
     const Duration now = state_->clock->now();
     const Duration deadline = delay > Duration::max() - now ? Duration::max() : now + std::max(delay, Duration::zero());
     if (std::this_thread::get_id() != state_->thread) {
-        const std::lock_guard guard(state_->handedLock);
-        state_->handed.push_back({queue, std::move(task), deadline});
-        state_->anyHanded = true;
-        state_->wake();
+        state_->hand({queue, std::move(task), deadline});
         return nullptr;
     }
     auto entry = std::make_shared<TimerEntry>(
@@ -349,34 +240,47 @@ void RunLoop::removeTimer(TimerEntry& entry) {
     entry.task = nullptr;
 }
 
-bool RunLoop::runReadyTasks() {
+bool RunLoop::runReadyTasks(StopRule stopRule) {
     state_->takeHanded(*this);
     state_->takeDueTimers();
-    for (int count = 0; count < tasksPerTurn && !state_->ready.empty() && !state_->status; ++count) {
+    bool ran = false;
+    for (int count = 0; count < tasksPerTurn && !state_->ready.empty(); ++count) {
+        if (stopRule == StopRule::Heed && state_->status)
+            break;
         auto next = std::move(state_->ready.front());
         state_->ready.pop_front();
+        if (next.timer) {
+            if (!std::exchange(next.timer->scheduled, false))
+                continue;
+            next.task = std::move(next.timer->task);
+        }
         runTask(next.queue, next.task);
+        ran = true;
     }
-    return !state_->ready.empty();
+    return ran;
 }
 
 void RunLoop::runTask(const Queue& queue, const Task& task) {
-    const auto outer = std::exchange(state_->current, queue);
-    guarded(queue.label().c_str(), task);
-    state_->current = outer;
+    auto outer = std::exchange(state_->current, queue);
+    guarded(queue.label().c_str(), state_->exceptionHandler, task);
+    state_->current = std::move(outer);
 }
 
 bool RunLoop::waitForEvents(Duration limit) {
     state_->armTimer();
+    // A task may be waiting here; the handlers of descriptors run outside of its queue.
+    auto outer = std::exchange(state_->current, std::nullopt);
     const std::uint64_t wait = limit == Duration::max() ? UINT64_MAX : microseconds(limit);
-    return checked(sd_event_run(state_->event, wait), "sd_event_run") > 0;
+    const int result = sd_event_run(state_->event, wait);
+    state_->current = std::move(outer);
+    return checked(result, "sd_event_run") > 0;
 }
 
 Queue Queue::current() {
-    if (!RunLoop::exists())
+    const RunLoop* loop = theLoop;
+    if (loop == nullptr || loop->state_->thread != std::this_thread::get_id())
         return main();
-    const auto& current = RunLoop::main().state_->current;
-    return current ? *current : main();
+    return loop->state_->current.value_or(main());
 }
 
 Timer::Timer(std::shared_ptr<TimerEntry> entry) : entry_(std::move(entry)) {}
@@ -390,7 +294,9 @@ Timer& Timer::operator=(Timer&& other) noexcept {
     return *this;
 }
 
-Timer::~Timer() { cancel(); }
+Timer::~Timer() {
+    cancel();
+}
 
 void Timer::cancel() {
     if (entry_)
@@ -398,7 +304,9 @@ void Timer::cancel() {
     entry_.reset();
 }
 
-bool Timer::isScheduled() const { return entry_ && entry_->scheduled; }
+bool Timer::isScheduled() const {
+    return entry_ && entry_->scheduled;
+}
 
 Timer Queue::timer(Duration delay, Task task) const {
     return Timer(RunLoop::main().addTimer(delay, *this, std::move(task)));

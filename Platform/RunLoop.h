@@ -4,6 +4,7 @@
 #include "Platform/Queue.h"
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <typeindex>
@@ -39,13 +40,16 @@ public:
     /// Whether there is a loop in this process.
     static bool exists();
 
-    /// Runs until `stop`, and returns its status.
+    /// Runs until `stop`, and returns its status; where `stop` was called before, that is at once.
     int run();
+    /// Ends `run` after the task that is running, and nothing else.
     void stop(int status);
 
-    /// One turn: what is ready runs; when nothing is, waits for it, at most `limit` of real time.
+    /// One turn: what is ready runs; when nothing is, waits for it, at most `limit` of real time. This and the next
+    /// may be called from tasks too, but not from the handlers of descriptors.
     void runOnce(Duration limit);
-    /// Turns until `condition` holds, and says whether it did within `limit` of real time.
+    /// Turns until `condition` holds, and says whether it did within `limit` of real time. The condition is looked at
+    /// first, and after whatever ran.
     bool runUntil(const std::function<bool()>& condition, Duration limit = std::chrono::seconds(20));
 
     /// For a program with a loop of its own: a descriptor that is readable (EPOLLIN) whenever there is work.
@@ -56,6 +60,10 @@ public:
 
     Duration now() const;
     const Clock& clock() const;
+
+    /// Is told of every std::exception that leaves a task or a descriptor's handler, after it was logged; an empty
+    /// function, which is the default, tells nobody. It must not throw. For programs that end over such an exception.
+    void setExceptionHandler(std::function<void(const std::exception&)> handler);
 
     /// Calls `handler`, on the loop's thread and outside of any queue, with the events that are ready
     /// (level-triggered). Throws std::system_error where the descriptor cannot be watched.
@@ -78,12 +86,15 @@ private:
     friend class Queue;
     friend class Timer;
     struct State;
+    class Turn;
+    /// Whether tasks are left for later once `stop` was called.
+    enum class StopRule { Heed, Ignore };
 
     std::shared_ptr<void>& attachmentSlot(std::type_index type);
     void add(const Queue& queue, Task task);
     std::shared_ptr<TimerEntry> addTimer(Duration delay, const Queue& queue, Task task);
     static void removeTimer(TimerEntry& entry);
-    bool runReadyTasks();
+    bool runReadyTasks(StopRule stopRule);
     void runTask(const Queue& queue, const Task& task);
     bool waitForEvents(Duration limit);
 

@@ -1,0 +1,83 @@
+#include "Platform/StandardStreams.h"
+
+#include "Platform/Posix.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+
+namespace Platform::StandardStreams {
+
+namespace {
+
+constexpr std::size_t pieceSize = std::size_t{64} << 10;
+
+/// Keeps a write to a closed pipe from ending the process, while it lives.
+class IgnoredPipeSignal {
+public:
+    IgnoredPipeSignal() {
+        struct sigaction ignore {};
+        ignore.sa_handler = SIG_IGN;
+        ::sigaction(SIGPIPE, &ignore, &before_);
+    }
+    IgnoredPipeSignal(const IgnoredPipeSignal&) = delete;
+    IgnoredPipeSignal& operator=(const IgnoredPipeSignal&) = delete;
+    ~IgnoredPipeSignal() { ::sigaction(SIGPIPE, &before_, nullptr); }
+
+private:
+    struct sigaction before_ {};
+};
+
+std::optional<Error> writeAll(int descriptor, const char* name, std::string_view bytes) {
+    const IgnoredPipeSignal ignored;
+    while (!bytes.empty()) {
+        const auto written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return Posix::error(name);
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+bool errorIsTerminal() {
+    return ::isatty(STDERR_FILENO) == 1;
+}
+
+std::size_t errorColumns() {
+    struct winsize size {};
+    constexpr std::size_t usual = 80;
+    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usual;
+}
+
+std::optional<Error> writeOutput(std::string_view bytes) {
+    return writeAll(STDOUT_FILENO, "standard output", bytes);
+}
+
+void writeError(std::string_view bytes) {
+    writeAll(STDERR_FILENO, "standard error", bytes);
+}
+
+std::variant<std::string, Error> readInput(std::size_t limit) {
+    std::string input;
+    std::array<char, pieceSize> piece{};
+    while (true) {
+        const auto count = ::read(STDIN_FILENO, piece.data(), piece.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return Posix::error("standard input");
+        if (count == 0)
+            return input;
+        input.append(piece.data(), static_cast<std::size_t>(count));
+        if (input.size() > limit)
+            return Posix::error("standard input", EFBIG);
+    }
+}
+
+} // namespace Platform::StandardStreams

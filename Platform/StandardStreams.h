@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Platform/Error.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+/// The standard streams of this process (stdin(3)). Reading and writing wait until they are done.
+namespace Platform::StandardStreams {
+
+/// Whether a person sees standard error (isatty(3)).
+bool errorIsTerminal();
+/// How many columns the terminal at standard error has; 80 where it does not say.
+std::size_t errorColumns();
+
+/// Writes all of `bytes` to standard output. A reader that has gone is an error (EPIPE) and no signal.
+std::optional<Error> writeOutput(std::string_view bytes);
+/// Writes to standard error as far as that goes.
+void writeError(std::string_view bytes);
+/// All of standard input, up to its end. More than `limit` bytes are an error (EFBIG).
+std::variant<std::string, Error> readInput(std::size_t limit);
+
+} // namespace Platform::StandardStreams
