@@ -12,6 +12,7 @@ namespace {
 
 /// Tasks that run before descriptors are looked at again, so that a queue that feeds itself cannot starve them.
 constexpr int tasksPerTurn = 256;
+
 std::atomic<RunLoop*> theLoop = nullptr;
 
 void logException(const char* where, const char* what) {

@@ -1,0 +1,106 @@
+#pragma once
+
+#include "Platform/FileDescriptor.h"
+#include "Platform/RunLoop.h"
+
+#include <systemd/sd-event.h>
+
+#include <atomic>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+/// What the run loop's files share; for them alone.
+namespace Platform {
+
+using ExceptionHandler = std::function<void(const std::exception&)>;
+
+/// The result of a call of the event loop's library; throws std::system_error for a failure.
+inline int checked(int result, const char* what) {
+    if (result < 0)
+        throw std::system_error(-result, std::generic_category(), what);
+    return result;
+}
+
+/// The time in whole microseconds, rounded up, so that nothing is woken for too early.
+inline std::uint64_t microseconds(Duration time) {
+    const auto count = std::chrono::ceil<std::chrono::microseconds>(time).count();
+    return count > 0 ? static_cast<std::uint64_t>(count) : 0;
+}
+
+struct TimerEntry {
+    /// Deadline and number: timers that are due at the same time fire in the order in which they were made.
+    using Key = std::pair<Duration, std::uint64_t>;
+
+    Queue queue;
+    Task task;
+    RunLoop* loop;
+    Key key;
+    bool scheduled = true;
+};
+
+struct RunLoop::State {
+    struct Ready {
+        Queue queue;
+        Task task;
+        /// In place of a task: the timer whose task it is, for it may still be cancelled.
+        std::shared_ptr<TimerEntry> timer;
+    };
+    struct Handed {
+        Queue queue;
+        Task task;
+        std::optional<Duration> deadline;
+    };
+
+    State();
+    ~State();
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    SystemClock systemClock;
+    const Clock* clock = &systemClock;
+    bool realTime = true;
+
+    sd_event* event = nullptr;
+    sd_event_source* timerSource = nullptr;
+    sd_event_source* wakeSource = nullptr;
+    FileDescriptor wakeDescriptor;
+    std::optional<Duration> armedDeadline;
+
+    std::deque<Ready> ready;
+    std::map<TimerEntry::Key, std::shared_ptr<TimerEntry>> timers;
+    std::uint64_t timersMade = 0;
+    std::optional<Queue> current;
+    bool running = false;
+    bool ending = false;
+    std::optional<int> status;
+    ExceptionHandler exceptionHandler;
+
+    const std::thread::id thread = std::this_thread::get_id();
+    std::mutex handedLock;
+    std::vector<Handed> handed;
+    std::atomic<bool> anyHanded = false;
+
+    std::unordered_map<std::type_index, std::shared_ptr<void>> attachments;
+
+    /// Ends the wait for events.
+    void wake() const;
+    /// Takes work from another thread.
+    void hand(Handed item);
+    /// Puts what was handed over among the tasks and timers.
+    void takeHanded(RunLoop& loop);
+    void schedule(const std::shared_ptr<TimerEntry>& entry) { timers.emplace(entry->key, entry); }
+    /// Makes the tasks of all timers that are due ready.
+    void takeDueTimers();
+    /// What the kernel should wake the loop at.
+    std::optional<Duration> nextDeadline() const;
+    void armTimer();
+};
+
+} // namespace Platform
