@@ -106,6 +106,7 @@ QUENMARK_AVX2 void encodeGroups(std::span<const std::byte> data, char* text) {
     const std::byte* in = data.data();
     std::size_t left = data.size();
     for (; left >= encodeLoad; left -= vectorBytes) {
+        prefetchAfter(in);
         const __m256i bytes = _mm256_set_m128i(loadHalf(in + vectorBytes / 2), loadHalf(in));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(text), encoded(bytes));
         in += vectorBytes;
@@ -119,6 +120,7 @@ QUENMARK_AVX2 Progress decodeGroups(std::string_view text, std::byte* data) {
     const char* in = text.data();
     std::size_t left = text.size();
     for (; left >= vectorCharacters; left -= vectorCharacters) {
+        prefetchAfter(in);
         const __m256i characters = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in));
         const __m256i upper = _mm256_and_si256(_mm256_srli_epi32(characters, 4), lowerBits);
         const __m256i lower = _mm256_and_si256(characters, lowerBits);

@@ -101,6 +101,7 @@ QUENMARK_AVX512 void encodeGroups(std::span<const std::byte> data, char* text) {
     const std::byte* in = data.data();
     std::size_t left = data.size();
     for (; left >= vectorCharacters; left -= vectorBytes) {
+        prefetchAfter(in);
         _mm512_storeu_si512(text, encoded(load(in)));
         in += vectorBytes;
         text += vectorCharacters;
@@ -122,6 +123,7 @@ QUENMARK_AVX512 Progress decodeGroups(std::string_view text, std::byte* data) {
     const char* in = text.data();
     std::size_t left = text.size();
     while (left >= 4) {
+        prefetchAfter(in);
         // Past the end of the text the load gives zeros, which are no characters of the alphabet.
         const __m512i characters = _mm512_maskz_loadu_epi8(lowestBits(left), in);
         const __m512i sextets = _mm512_permutex2var_epi8(low, characters, high);

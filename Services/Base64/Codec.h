@@ -9,7 +9,7 @@ namespace Quenmark::Base64::Codec {
 using Kernels::Kernel;
 
 /// The longest piece of text that is coded at a time: text and data of a piece fit the first-level cache together.
-inline constexpr std::size_t pieceCharacters = 16 * 1024;
+inline constexpr std::size_t pieceCharacters = std::size_t{16} * 1024;
 inline constexpr std::size_t pieceBytes = pieceCharacters / 4 * 3;
 
 void encode(const Kernel& kernel, std::span<const std::byte> data, const TextSink& sink);

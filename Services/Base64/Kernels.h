@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string_view>
 
@@ -16,6 +17,13 @@ struct Progress {
 
 /// A decoding loop may overwrite this many bytes after the last one that it reports.
 inline constexpr std::size_t decodeSlack = 64;
+
+/// Asks for what a wide loop will read half a page later. The processor's own prefetching stops at the end of each
+/// page, which costs a fifth of the speed over large inputs. The address may lie beyond the input: it is not read.
+inline void prefetchAfter(const void* input) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address that may lie outside every object is no pointer's sum.
+    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(input) + 2048));
+}
 
 struct Kernel {
     std::string_view name;

@@ -8,11 +8,11 @@ namespace Quenmark::Base64 {
 
 namespace {
 
-constexpr std::size_t largePage = 2 * 1024 * 1024;
+constexpr std::size_t largePage = std::size_t{2} * 1024 * 1024;
 
 /// Memory from this size on is a mapping of its own that goes back to the system when it is freed (mallopt(3), the
 /// upper limit of M_MMAP_THRESHOLD), so that the advice never outlives the result.
-constexpr std::size_t ownMapping = 32 * 1024 * 1024;
+constexpr std::size_t ownMapping = std::size_t{32} * 1024 * 1024;
 
 } // namespace
 
