@@ -1,0 +1,85 @@
+// How a listener comes to its end, and what its peers see of that.
+
+#include "ListenerFixture.h"
+
+#include <systemd/sd-bus.h>
+
+namespace {
+
+using TestSupport::BusPeer;
+using TestSupport::ScopedEnvironment;
+using Strings = std::vector<std::string>;
+
+class AListenersEnd : public ListenerFixture {};
+
+TEST_F(AListenersEnd, ComesOnceAndLaterWhereThereIsNoBus) {
+    const ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + bus.socketPath() + ".none"}};
+    const auto listener = newListener();
+    EXPECT_EQ(ends, Strings{});
+    EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
+    EXPECT_EQ(ends, (Strings{"there is no session bus (No such file or directory)"}));
+}
+
+TEST_F(AListenersEnd, ComesWhereNothingSaysWhichBus) {
+    const ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}, {"XDG_RUNTIME_DIR", std::nullopt}};
+    const auto listener = newListener();
+    EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
+    EXPECT_EQ(ends, (Strings{"there is no session bus (No medium found)"}));
+}
+
+TEST_F(AListenersEnd, ComesWhereAnotherProcessHasItsName) {
+    BusPeer owner;
+    ASSERT_GE(sd_bus_request_name(owner.handle(), name, 0), 0);
+    const auto listener = newListener();
+    EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
+    EXPECT_EQ(ends, (Strings{"the bus name org.example.Worker is taken by another process"}));
+}
+
+TEST_F(AListenersEnd, ComesWhenTheBusGoesAwayAndFreesItsConnections) {
+    const auto object = std::make_shared<int>(0);
+    decide = [&](const ConnectionPointer& connection) {
+        connection->setExportedInterface({interface, {"Work"}});
+        connection->setExportedObject({{"Work", [object] {}}});
+        connection->resume();
+        return true;
+    };
+    const auto listener = newListener();
+    BusPeer peer;
+    EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
+    EXPECT_EQ(object.use_count(), 2);
+    bus.kill();
+    EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
+    EXPECT_EQ(ends, (Strings{"the session bus is lost"}));
+    EXPECT_EQ(object.use_count(), 1);
+}
+
+TEST_F(AListenersEnd, IsSilentWhenItsOwnerDestroysIt) {
+    auto listener = newListener();
+    BusPeer peer;
+    EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
+    listener.reset();
+    const auto answer = peer.call(work());
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->errorName, "org.freedesktop.DBus.Error.ServiceUnknown");
+    EXPECT_EQ(ends, Strings{});
+    // The name is free again.
+    const auto successor = newListener();
+    EXPECT_TRUE(serves(peer));
+    EXPECT_EQ(ends, Strings{});
+}
+
+TEST_F(AListenersEnd, MayComeWhileItsOwnerHandlesACall) {
+    auto listener = newListener();
+    decide = [&](const ConnectionPointer& connection) {
+        connection->setExportedInterface({interface, {"Work"}});
+        connection->setExportedObject({{"Work", [&] { listener.reset(); }}});
+        connection->resume();
+        return true;
+    };
+    BusPeer peer;
+    const auto answer = peer.call(work());
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(listener, nullptr);
+}
+
+} // namespace

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+struct sd_bus;
+struct sd_bus_message;
+
+namespace TestSupport {
+
+/// Another program on the session bus: a plain connection of its own, made with nothing but the platform's bus
+/// library, which runs on this process's run loop.
+class BusPeer {
+public:
+    /// What came back for a call.
+    struct Answer {
+        /// Empty where the call succeeded.
+        std::string errorName;
+        std::string errorText;
+        /// The types of the reply's values, and the first of them where it is a string.
+        std::string signature;
+        std::string text;
+
+        bool operator==(const Answer&) const = default;
+        friend std::ostream& operator<<(std::ostream& stream, const Answer& answer) {
+            return stream << '{' << answer.errorName << "; " << answer.errorText << "; " << answer.signature << "; "
+                          << answer.text << '}';
+        }
+    };
+    struct Target {
+        std::string destination;
+        std::string objectPath;
+        std::string interface;
+        std::string method;
+    };
+    /// Appends a message's arguments.
+    using Fill = std::function<void(sd_bus_message*)>;
+    using Message = std::unique_ptr<sd_bus_message, void (*)(sd_bus_message*)>;
+
+    BusPeer();
+    /// Leaves the bus.
+    ~BusPeer();
+    BusPeer(const BusPeer&) = delete;
+    BusPeer& operator=(const BusPeer&) = delete;
+
+    std::string uniqueName() const;
+    sd_bus* handle() const;
+
+    /// Calls and runs the loop until there is an answer; nil where there is none in time.
+    std::optional<Answer> call(const Target& target, const Fill& fill = nullptr);
+    /// Calls and keeps the answer in `answer`, once it comes.
+    void start(const Target& target, const Fill& fill, std::shared_ptr<std::optional<Answer>> answer);
+    /// Calls without asking for a reply.
+    void send(const Target& target, const Fill& fill = nullptr);
+    /// Waits until everything that was called or sent has left for the bus.
+    void flush();
+
+    /// Calls by other programs, and replies that no call of this one waits for, in the order in which they came.
+    const std::vector<Message>& received() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace TestSupport
