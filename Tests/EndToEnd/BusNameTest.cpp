@@ -1,0 +1,43 @@
+// A service that cannot serve says so in one line and ends.
+
+#include "EndToEnd/RealServiceFixture.h"
+
+#include <algorithm>
+
+namespace Quenmark {
+
+using TestSupport::runCommand;
+
+class AServiceThatCannotServe : public RealServiceFixture {};
+
+TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereItsNameIsTaken) {
+    deploy(server_.host());
+    start();
+    const auto second = runCommand({QUENMARK_SERVICE});
+    EXPECT_EQ(second.status, 69);
+    EXPECT_EQ(std::count(second.errors.begin(), second.errors.end(), '\n'), 1) << second.errors;
+    EXPECT_NE(second.errors.find("Velkarin.Quenmark.TopFileUploadXpcService"), std::string::npos) << second.errors;
+    EXPECT_TRUE(runUntil([&] { return count(pollTarget) >= 1; })) << "the first one goes on";
+}
+
+TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereIsNoBus) {
+    deploy(server_.host());
+    environment_.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + config_.path("nowhere"));
+    const auto result = runCommand({QUENMARK_SERVICE});
+    EXPECT_EQ(result.status, 69);
+    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
+}
+
+TEST_P(AServiceThatCannotServe, EndsWhenTheBusIsLost) {
+    deploy(server_.host());
+    start();
+    ASSERT_TRUE(serviceProcess());
+    const auto process = *serviceProcess();
+    bus_->kill();
+    EXPECT_TRUE(runUntil([&] { return !exists("/proc/" + std::to_string(process) + "/exe"); }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Variations, AServiceThatCannotServe, ::testing::Values(modern, wrapper),
+                         [](const auto& info) { return info.param.name; });
+
+} // namespace Quenmark

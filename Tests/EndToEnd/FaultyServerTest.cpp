@@ -1,0 +1,85 @@
+// Servers that break off, and a service that is killed: the item continues where it stopped.
+
+#include "EndToEnd/RealServiceFixture.h"
+
+#include <csignal>
+#include <filesystem>
+
+namespace Quenmark {
+
+using TestSupport::HttpReply;
+using TestSupport::HttpRequest;
+
+class ABrokenTransfer : public RealServiceFixture {
+protected:
+    ABrokenTransfer() {
+        content_.reserve(size);
+        for (std::size_t index = 0; index < size; ++index)
+            content_ += static_cast<char>('a' + index * index % 26);
+    }
+    static std::size_t offsetOf(const HttpRequest& request) {
+        const std::string mark = "\"Length\" : \"";
+        return std::stoul(request.body.substr(request.body.find(mark) + mark.size()));
+    }
+    /// Sends the content from the offset that is asked for, and breaks off before the byte `stop` of the content.
+    HttpReply sendUpTo(const HttpRequest& request, std::size_t stop) const {
+        const auto whole = HttpReply::ok(content_.substr(offsetOf(request)), streamHeaders("\\a.bin"));
+        return stop >= content_.size() ? whole : whole.cutAfter(whole.bytes().size() - (content_.size() - stop));
+    }
+
+    static constexpr std::size_t size = 3'000'000;
+    std::string content_;
+};
+
+TEST_P(ABrokenTransfer, ContinuesAfterTheServerCutTheBodyAnywhere) {
+    // Before the first byte, after it, in the middle of a piece, before the last byte.
+    const std::vector<std::size_t> stops = {0, 1, 1'234'567, size - 1};
+    std::vector<std::size_t> offsets;
+    server_.setHandler([&](const HttpRequest& request) {
+        if (request.target == pollTarget)
+            return HttpReply::json(count(acknowledgeTarget) == 0 ? item(R"(\\a.bin)") : nothing);
+        if (request.target != streamTarget)
+            return HttpReply::json(R"({"ReturnStatus":"0"})");
+        offsets.push_back(offsetOf(request));
+        const auto round = offsets.size() - 1;
+        return round < stops.size() ? sendUpTo(request, stops[round]).thenClose() : sendUpTo(request, size);
+    });
+    deploy(server_.host());
+    start();
+    ASSERT_TRUE(runUntil([&] { return count(acknowledgeTarget) == 1; }));
+    EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 0, 1, 1'234'567, size - 1}));
+    EXPECT_TRUE(contentOf(placed("a.bin")) == content_);
+    EXPECT_FALSE(exists(temporary("a.bin")));
+}
+
+TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
+    std::vector<std::size_t> offsets;
+    server_.setHandler([&](const HttpRequest& request) {
+        if (request.target == pollTarget)
+            return HttpReply::json(item(R"(\\a.bin)"));
+        if (request.target != streamTarget)
+            return HttpReply::json(R"({"ReturnStatus":"0"})");
+        offsets.push_back(offsetOf(request));
+        return sendUpTo(request, offsets.size() == 1 ? 2'000'000 : size);
+    });
+    deploy(server_.host());
+    start();
+    ASSERT_TRUE(runUntil([&] {
+        std::error_code none;
+        return std::filesystem::file_size(temporary("a.bin"), none) == 2'000'000 && !none;
+    }));
+    const auto process = serviceProcess();
+    ASSERT_TRUE(process);
+    ASSERT_EQ(::kill(*process, SIGKILL), 0);
+    ASSERT_TRUE(runUntil([&] { return !serviceProcess(); }));
+
+    start();
+    ASSERT_TRUE(runUntil([&] { return count(acknowledgeTarget) >= 1; }));
+    EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 2'000'000}));
+    EXPECT_TRUE(contentOf(placed("a.bin")) == content_);
+}
+
+INSTANTIATE_TEST_SUITE_P(Variations, ABrokenTransfer, ::testing::Values(modern, between, wrapper),
+                         [](const auto& info) { return info.param.name; });
+
+} // namespace Quenmark

@@ -1,0 +1,173 @@
+#include "EndToEnd/RealServiceFixture.h"
+
+#include <systemd/sd-bus.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+namespace Quenmark {
+
+namespace fs = std::filesystem;
+using TestSupport::BusPeer;
+using TestSupport::runCommand;
+
+namespace {
+
+pid_t spawn(const std::vector<std::string>& arguments, int standardOutput) {
+    std::vector<char*> argv;
+    for (const auto& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    const pid_t process = ::fork();
+    if (process < 0)
+        throw std::system_error(errno, std::generic_category(), "fork");
+    if (process == 0) {
+        ::dup2(standardOutput, STDOUT_FILENO);
+        ::execv(argv.front(), argv.data());
+        ::_exit(127);
+    }
+    return process;
+}
+
+pid_t parentOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    const std::string line{std::istreambuf_iterator<char>(file), {}};
+    const auto end = line.rfind(')');
+    return end == std::string::npos ? 0 : static_cast<pid_t>(std::stol(line.substr(end + 4)));
+}
+
+bool descends(pid_t process, pid_t ancestor) {
+    while (process > 1 && process != ancestor)
+        process = parentOf(process);
+    return process == ancestor;
+}
+
+} // namespace
+
+WebServiceProcess::WebServiceProcess(std::string folder, int port) {
+    int ends[2];
+    if (::pipe(ends) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    process_ = spawn({QUENMARK_WEBSERVICE, "--listen", "127.0.0.1:" + std::to_string(port), "--data", folder}, ends[1]);
+    ::close(ends[1]);
+    std::string line;
+    char character = 0;
+    while (::read(ends[0], &character, 1) == 1 && character != '\n')
+        line += character;
+    ::close(ends[0]);
+    const auto colon = line.rfind(':');
+    if (colon == std::string::npos)
+        throw std::runtime_error("the web service did not start: " + line);
+    port_ = std::stoi(line.substr(colon + 1));
+}
+
+WebServiceProcess::~WebServiceProcess() {
+    ::kill(process_, SIGTERM);
+    ::waitpid(process_, nullptr, 0);
+}
+
+RealServiceFixture::RealServiceFixture() {
+    environment_.set("HOME", home_.path());
+    environment_.set("XDG_CONFIG_HOME", config_.path());
+    environment_.set("TMPDIR", temp_.path());
+    fs::create_directories(placed(""));
+    setPreferences("7", home_.path());
+    server_.setHandler([](const auto&) { return TestSupport::HttpReply::json(nothing); });
+}
+
+void RealServiceFixture::deploy(const std::string& serviceHost) {
+    config_.write("quenmark/deployment.json", R"({"serviceHost":")" + serviceHost + R"(","appKitVersionNumber":)" +
+                                                  std::to_string(GetParam().release) + "}");
+    bus_ = std::make_unique<TestSupport::PrivateBus>(
+        std::vector<TestSupport::PrivateBus::Service>{{busName, QUENMARK_SERVICE}});
+}
+
+void RealServiceFixture::setPreferences(const std::string& computer, const std::string& folder) {
+    config_.write("quenmark/Velkarin.Quenmark.json",
+                  R"({"computerIdKey":")" + computer + R"(","userIdKey":"42","quenmarkPathKey":")" + folder + "\"}");
+}
+
+void RealServiceFixture::start() {
+    const auto result = runCommand({QUENMARK_TOOL, "start"});
+    ASSERT_EQ(result.status, 0) << result.errors;
+}
+
+void RealServiceFixture::askToStart(BusPeer& peer) {
+    const std::string object = "/Velkarin/Quenmark/TopFileUploadXpcService";
+    if (!GetParam().isWrapper)
+        return peer.send({busName, object, "Velkarin.Quenmark.TopFileUploadXpcServiceProtocol", "GetTopFileUpload"});
+    peer.send({busName, object, "Velkarin.Quenmark.XPC", "Message"}, [](sd_bus_message* message) {
+        if (sd_bus_message_append(message, "v", "s", "GetTopFileUpload") < 0)
+            throw std::runtime_error("the message cannot be filled");
+    });
+}
+
+std::optional<pid_t> RealServiceFixture::serviceProcess() const {
+    std::error_code ignored;
+    const auto program = fs::canonical(QUENMARK_SERVICE);
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        const std::string name = entry.path().filename();
+        if (name.find_first_not_of("0123456789") != std::string::npos)
+            continue;
+        const auto process = static_cast<pid_t>(std::stol(name));
+        if (fs::read_symlink(entry.path() / "exe", ignored) == program && descends(process, bus_->processId()))
+            return process;
+    }
+    return std::nullopt;
+}
+
+std::size_t RealServiceFixture::count(std::string_view target) const {
+    const auto& requests = server_.requests();
+    return static_cast<std::size_t>(
+        std::count_if(requests.begin(), requests.end(), [&](const auto& request) { return request.target == target; }));
+}
+
+const TestSupport::HttpRequest& RealServiceFixture::last(std::string_view target) const {
+    const auto& requests = server_.requests();
+    const auto found =
+        std::find_if(requests.rbegin(), requests.rend(), [&](const auto& request) { return request.target == target; });
+    if (found == requests.rend())
+        throw std::out_of_range("no request came for " + std::string(target));
+    return *found;
+}
+
+std::optional<std::string> RealServiceFixture::contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file || fs::is_directory(path))
+        return std::nullopt;
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+bool RealServiceFixture::exists(const std::string& path) {
+    return fs::exists(path);
+}
+
+long RealServiceFixture::pendingItems(const WebServiceProcess& service) {
+    const auto result = runCommand({"curl", "-sf", "http://" + service.host() + "/status?computer=7"});
+    const std::string mark = "\"pending\":";
+    const auto place = result.output.find(mark);
+    return place == std::string::npos ? -1 : std::stol(result.output.substr(place + mark.size()));
+}
+
+std::string RealServiceFixture::item(std::string_view name, std::string_view isFile) {
+    return R"({"FileName":")" + std::string(name) + R"(","FileUploadID":"12","IsFile":")" + std::string(isFile) +
+           R"(","ReturnStatus":"0","ServerPath":"s","ToComputerID":"7","TransitUploadPath":"t",)"
+           R"("UploadProcessed":"False","error":null})";
+}
+
+TestSupport::Headers RealServiceFixture::streamHeaders(std::string_view name) {
+    return {{"ReturnStatus", "0"},  {"IsFile", "True"},          {"FileName", std::string(name)},
+            {"FileUploadID", "12"}, {"ServerPath", "s"},         {"TransitUploadPath", "t"},
+            {"ToComputerID", "7"},  {"UploadProcessed", "False"}};
+}
+
+} // namespace Quenmark

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "Platform/RunLoop.h"
+#include "Support/BusPeer.h"
+#include "Support/Command.h"
+#include "Support/HttpServer.h"
+#include "Support/PrivateBus.h"
+#include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/types.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Quenmark {
+
+/// A release number that chooses front end and transport, and what to call it.
+struct Variation {
+    double release;
+    const char* name;
+    /// What the desktop application sends to that front end.
+    bool isWrapper;
+};
+
+inline constexpr Variation modern{1343.0, "ListenerAndSession", false};
+inline constexpr Variation between{1200.0, "ListenerAndConnection", false};
+inline constexpr Variation wrapper{1138.6, "WrapperAndConnection", true};
+
+/// The real web service for development, in a process of its own.
+class WebServiceProcess {
+public:
+    /// Listens on `port`, or on a free one for 0; keeps its data in `folder`.
+    WebServiceProcess(std::string folder, int port);
+    WebServiceProcess(const WebServiceProcess&) = delete;
+    WebServiceProcess& operator=(const WebServiceProcess&) = delete;
+    ~WebServiceProcess();
+
+    int port() const { return port_; }
+    std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
+
+private:
+    pid_t process_ = -1;
+    int port_ = 0;
+};
+
+/// The real service, launched by name over a bus of the test's own, with settings and folders of the test's own.
+class RealServiceFixture : public ::testing::TestWithParam<Variation> {
+protected:
+    static constexpr const char* pollTarget = "/QuenmarkRestService/Uploads.svc/GetTopFileUpload";
+    static constexpr const char* streamTarget = "/QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream";
+    static constexpr const char* acknowledgeTarget = "/QuenmarkRestService/Uploads.svc/UpdateFileUpload";
+    static constexpr const char* nothing = R"({"ReturnStatus":"1"})";
+    static constexpr const char* busName = "Velkarin.Quenmark.TopFileUploadXpcService";
+
+    RealServiceFixture();
+
+    /// Writes the deployment settings and makes the bus; to be called before anything is started.
+    void deploy(const std::string& serviceHost);
+    void setPreferences(const std::string& computer, const std::string& folder);
+
+    /// Starts the engine with the command-line tool.
+    void start();
+    /// Asks for the start as another program does, without waiting.
+    void askToStart(TestSupport::BusPeer& peer);
+    /// The process that the bus launched.
+    std::optional<pid_t> serviceProcess() const;
+
+    bool runUntil(const std::function<bool()>& condition) {
+        return loop_.runUntil(condition, std::chrono::seconds(40));
+    }
+    std::size_t count(std::string_view target) const;
+    const TestSupport::HttpRequest& last(std::string_view target) const;
+
+    std::string outbox(std::string_view name) const { return data_.path() + "/outbox/7/" + std::string(name); }
+    std::string placed(std::string_view name) const { return home_.path() + "/Quenmark/" + std::string(name); }
+    std::string temporary(std::string_view name) const { return temp_.path() + "/QuenmarkTemp/" + std::string(name); }
+    /// The content of a file, or nil.
+    static std::optional<std::string> contentOf(const std::string& path);
+    static bool exists(const std::string& path);
+    /// How many items wait for the computer at the web service; -1 where it does not say.
+    long pendingItems(const WebServiceProcess& service);
+
+    static std::string item(std::string_view name, std::string_view isFile = "True");
+    static TestSupport::Headers streamHeaders(std::string_view name);
+
+    Platform::RunLoop loop_;
+    TestSupport::TemporaryDirectory home_;
+    TestSupport::TemporaryDirectory config_;
+    TestSupport::TemporaryDirectory temp_;
+    TestSupport::TemporaryDirectory data_;
+    TestSupport::ScopedEnvironment environment_;
+    TestSupport::HttpServer server_;
+    std::unique_ptr<TestSupport::PrivateBus> bus_;
+};
+
+} // namespace Quenmark
