@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -45,11 +46,6 @@ double timed(const Task& task) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
 /// A name in the file system that is held in memory; what is written under it goes away with the object.
 class MemoryFile {
 public:
@@ -76,12 +72,8 @@ private:
 
 /// Runs `base64 option input > output` to its end.
 void runCoreutils(const std::string& option, const std::string& input, const std::string& output) {
-    std::vector<std::string> arguments = {"base64", option, input};
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments) {
-        pointers.push_back(argument.data());
-    }
-    pointers.push_back(nullptr);
+    std::array<std::string, 3> arguments = {"base64", option, input};
+    const std::array<char*, 4> pointers = {arguments[0].data(), arguments[1].data(), arguments[2].data(), nullptr};
 
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
@@ -132,20 +124,20 @@ struct Round {
     double memcpy;
 };
 
+template <class Value>
+double medianOf(const std::vector<Round>& results, const Value& value) {
+    std::vector<double> values(results.size());
+    std::transform(results.begin(), results.end(), values.begin(), value);
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
 void report(const char* operation, const std::vector<Round>& results) {
     const auto time = [&](double Round::*which) {
-        std::vector<double> times;
-        for (const Round& round : results) {
-            times.push_back(round.*which);
-        }
-        return median(times);
+        return medianOf(results, [&](const Round& round) { return round.*which; });
     };
     const auto ratio = [&](double Round::*slower, double Round::*faster) {
-        std::vector<double> ratios;
-        for (const Round& round : results) {
-            ratios.push_back(round.*slower / round.*faster);
-        }
-        return median(ratios);
+        return medianOf(results, [&](const Round& round) { return round.*slower / round.*faster; });
     };
     std::printf("%s: %.2f x faster than coreutils base64 (target >= 5), the result handed on in pieces on both sides\n",
                 operation, ratio(&Round::coreutils, &Round::pieces));
