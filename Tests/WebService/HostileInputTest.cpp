@@ -1,0 +1,148 @@
+// What broken and hostile clients send.
+
+#include "Support/HttpClient.h"
+#include "Support/ServiceProcess.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/TestState.h"
+
+#include <csignal>
+
+namespace webservice::test {
+
+namespace {
+
+class AHostileClient : public ::testing::Test {
+protected:
+    // The service must still answer, and end well.
+    void TearDown() override {
+        EXPECT_EQ(HttpClient(service.port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").body,
+                  R"({"ReturnStatus":"1","error":null})");
+        service.signal(SIGTERM);
+        EXPECT_EQ(service.exitStatus(), 0) << service.errors();
+    }
+
+    TemporaryFolder folder;
+    ServiceProcess service{folder.path("data").string()};
+};
+
+std::string errorCode(const std::string& body) {
+    const std::string mark = R"({"ReturnStatus":"1","error":{"code":")";
+    return body.starts_with(mark) ? body.substr(mark.size(), body.find('"', mark.size()) - mark.size()) : body;
+}
+
+} // namespace
+
+TEST_F(AHostileClient, GetsAnErrorForABodyThatIsNoRecord) {
+    HttpClient client(service.port());
+    for (const auto& [body, status, code] :
+         {std::tuple("", 400, "NotJson"), std::tuple("x", 400, "NotJson"), std::tuple("{\"a\":", 400, "NotJson"),
+          std::tuple("[]", 400, "NotAnObject"), std::tuple("null", 400, "NotAnObject"),
+          std::tuple("{}", 200, "MissingKey"), std::tuple(R"({"ToComputerID":[1]})", 200, "WrongType"),
+          std::tuple(R"({"ToComputerID":""})", 200, "MissingKey")}) {
+        const HttpAnswer answer = client.post("Uploads.svc/GetTopFileUpload", body);
+        EXPECT_EQ(answer.status, status) << body;
+        EXPECT_EQ(errorCode(answer.body), code) << body;
+        EXPECT_EQ(answer.headers.at("Content-Type"), "application/json");
+    }
+    EXPECT_EQ(errorCode(client.post("Uploads.svc/GetTopFileUpload", std::string(1'000'000, '[')).body), "NotJson");
+}
+
+TEST_F(AHostileClient, GetsAnErrorForWhatIsNotThere) {
+    HttpClient client(service.port());
+    EXPECT_EQ(errorCode(client.post("Uploads.svc/Bogus", "{}").body), "UnknownOperation");
+    EXPECT_EQ(client.post("Uploads.svc/Bogus", "{}").status, 404);
+    EXPECT_EQ(client.post("uploads.svc/GetTopFileUpload", "{}").status, 404);
+    EXPECT_EQ(client.exchange("GET", "/", "").status, 404);
+    EXPECT_EQ(client.exchange("GET", "/%zz", "").status, 404);
+    const HttpAnswer answer = client.exchange("GET", "/QuenmarkRestService/Uploads.svc/GetTopFileUpload", "");
+    EXPECT_EQ(answer.status, 405);
+    EXPECT_EQ(answer.headers.at("Allow"), "POST");
+    EXPECT_EQ(errorCode(answer.body), "WrongMethod");
+    EXPECT_EQ(client.exchange("POST", "/status", "x").status, 405);
+    EXPECT_EQ(client.exchange("GET", "/outbox/7/a", "").status, 405);
+}
+
+TEST_F(AHostileClient, IsToldWhenItsBodyIsTooLong) {
+    HttpClient client(service.port());
+    client.send(
+        "POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nContent-Length: 999999999999\r\n\r\n");
+    const std::string part(1 << 20, ' ');
+    for (int i = 0; i < 17; ++i) {
+        client.send(part);
+    }
+    const HttpAnswer answer = client.receive();
+    EXPECT_EQ(answer.status, 413);
+    EXPECT_EQ(answer.headers.at("Connection"), "close");
+    EXPECT_EQ(errorCode(answer.body), "TooLong");
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(AHostileClient, IsToldWhenItDoesNotSpeakHttp) {
+    for (const auto& [bytes, status] :
+         {std::pair("\x16\x03\x01\x02\r\n\r\n", "400"), std::pair("GET / HTTP/3.0\r\n\r\n", "505"),
+          std::pair("POST / HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n", "501"),
+          std::pair("POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nTransfer-Encoding: "
+                    "chunked\r\n\r\nzz\r\n",
+                    "400")}) {
+        HttpClient client(service.port());
+        client.send(bytes);
+        const HttpAnswer answer = client.receive();
+        EXPECT_EQ(answer.status, std::stoi(status)) << bytes;
+        EXPECT_EQ(errorCode(answer.body), "BadRequest");
+        EXPECT_TRUE(client.isClosedByPeer());
+    }
+}
+
+TEST_F(AHostileClient, IsToldWhenItsHeadIsTooLong) {
+    HttpClient client(service.port());
+    client.send("GET / HTTP/1.1\r\nA: " + std::string(70'000, 'a'));
+    EXPECT_EQ(client.receive().status, 431);
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(AHostileClient, MayLeaveAtAnyPoint) {
+    folder.write("data/outbox/8/big", std::string(20'000'000, 'x'));
+    const std::string request = "POST /QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream HTTP/1.1\r\n"
+                                "Content-Length: 33\r\n\r\n{\"ToComputerID\":\"8\",\"Length\":\"0\"}";
+    for (std::size_t length = 0; length <= request.size(); length += 7) {
+        HttpClient client(service.port());
+        client.send(std::string_view(request).substr(0, length));
+        client.reset();
+    }
+    HttpClient reader(service.port());
+    reader.send(request);
+    reader.receiveSome(100);
+    reader.reset();
+    HttpClient pusher(service.port());
+    pusher.send("PUT /outbox/8/half HTTP/1.1\r\nContent-Length: 1000\r\n\r\nhalf");
+    pusher.reset();
+    HttpClient other(service.port());
+    EXPECT_EQ(other.exchange("GET", "/status?computer=8", "").body, R"({"pending":1,"acknowledged":0,"withdrawn":0})");
+}
+
+TEST_F(AHostileClient, MaySendOneByteAtATimeOrManyRequestsAtOnce) {
+    const std::string request = "\r\nPOST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\n"
+                                "Transfer-Encoding: chunked\r\n\r\n14\r\n{\"ToComputerID\":\"7\"}\r\n0\r\n\r\n";
+    HttpClient slow(service.port());
+    for (const char byte : request) {
+        slow.send(std::string_view(&byte, 1));
+    }
+    EXPECT_EQ(slow.receive().body, R"({"ReturnStatus":"1","error":null})");
+    std::string many;
+    for (int i = 0; i < 500; ++i) {
+        many += request;
+    }
+    HttpClient eager(service.port());
+    eager.send(many);
+    for (int i = 0; i < 500; ++i) {
+        EXPECT_EQ(eager.receive().body, R"({"ReturnStatus":"1","error":null})");
+    }
+}
+
+TEST_F(AHostileClient, CannotForgeLinesOfTheLogOrHeader) {
+    HttpClient client(service.port());
+    client.post("MAC/ErrorLog.svc/LogError", R"({"ErrorMessage":"x\n2020-01-01 forged\u001b[31m"})");
+    EXPECT_NE(service.errors().find(R"(x\x0a2020-01-01 forged\x1b[31m)"), std::string::npos) << service.errors();
+}
+
+} // namespace webservice::test

@@ -1,0 +1,134 @@
+// The account of what lies in the outbox and what became of it.
+
+#include "WebService/OutboxLedger.h"
+
+#include "Support/TemporaryFolder.h"
+#include "WebService/Schema.h"
+
+#include <gtest/gtest.h>
+
+namespace webservice {
+
+namespace {
+
+constexpr FileIdentity first{.inode = 1, .size = 5, .modified = 10};
+constexpr FileIdentity second{.inode = 2, .size = 6, .modified = 11};
+
+class AnOutboxLedger : public ::testing::Test {
+protected:
+    std::string pending(std::string_view computer = "7") {
+        std::string names;
+        std::int64_t position = -1;
+        while (const auto upload = ledger.nextPending(computer, position)) {
+            names += std::to_string(upload->id) + upload->name + (upload->tainted ? "! " : " ");
+        }
+        return names;
+    }
+
+    Upload upload(std::int64_t id) { return ledger.find(id).value(); }
+
+    test::TemporaryFolder folder;
+    StateDatabase db{folder.path("state.db").string()};
+    OutboxLedger ledger{db};
+};
+
+} // namespace
+
+TEST_F(AnOutboxLedger, QueuesEveryItemOnceInTheOrderItWasSeen) {
+    ledger.folderSeen("7", "\\b");
+    ledger.fileSeen("7", "\\b\\x", first, false);
+    ledger.fileSeen("7", "\\a", second, false);
+    ledger.fileSeen("8", "\\a", second, false);
+    ledger.folderSeen("7", "\\b");
+    ledger.fileSeen("7", "\\a", second, false);
+    EXPECT_EQ(pending(), "1\\b 2\\b\\x 3\\a ");
+    EXPECT_EQ(pending("8"), "4\\a ");
+}
+
+TEST_F(AnOutboxLedger, LetsAPendingUploadStandForAReplacedFile) {
+    ledger.fileSeen("7", "\\a", first, false);
+    ledger.fileSeen("7", "\\b", first, false);
+    ledger.fileSeen("7", "\\a", second, false);
+    EXPECT_EQ(pending(), "1\\a 2\\b ");
+}
+
+TEST_F(AnOutboxLedger, PutsANewUploadInPlaceOfOneThatWasPartlySent) {
+    ledger.fileSeen("7", "\\a", first, false);
+    ledger.fileSeen("7", "\\b", first, false);
+    ledger.sending(upload(1), true);
+    ledger.fileSeen("7", "\\a", second, false);
+    EXPECT_EQ(pending(), "3\\a! 2\\b ");
+    EXPECT_FALSE(upload(1).pending);
+    ledger.sending(upload(3), true);
+    EXPECT_FALSE(upload(3).tainted);
+}
+
+TEST_F(AnOutboxLedger, QueuesAnAcknowledgedFileAgainWhenItIsRewritten) {
+    ledger.fileSeen("7", "\\a", first, false);
+    ledger.acknowledge(upload(1));
+    ledger.fileSeen("7", "\\a", first, false);
+    EXPECT_EQ(pending(), "");
+    ledger.fileSeen("7", "\\a", first, true);
+    EXPECT_EQ(pending(), "2\\a ");
+}
+
+TEST_F(AnOutboxLedger, WithdrawsWhatIsGoneWithEverythingBelowIt) {
+    ledger.folderSeen("7", "\\a");
+    ledger.fileSeen("7", "\\a\\x", first, false);
+    ledger.fileSeen("7", "\\a]", first, false);
+    ledger.fileSeen("7", "\\a.b", first, false);
+    ledger.fileSeen("7", "\\aa", first, false);
+    ledger.gone("7", "\\a");
+    EXPECT_EQ(pending(), "3\\a] 4\\a.b 5\\aa ");
+    ledger.folderSeen("7", "\\a");
+    EXPECT_EQ(pending(), "3\\a] 4\\a.b 5\\aa 6\\a ");
+    ledger.computerGone("7");
+    EXPECT_EQ(pending(), "");
+    EXPECT_EQ(ledger.count("withdrawn", "7"), 6);
+}
+
+TEST_F(AnOutboxLedger, ForgetsWhatAScanDidNotFind) {
+    ledger.fileSeen("7", "\\a", first, false);
+    ledger.fileSeen("8", "\\a", first, false);
+    ledger.keepOnly({{"8", "\\a"}});
+    EXPECT_EQ(pending("7"), "");
+    EXPECT_EQ(pending("8"), "2\\a ");
+}
+
+TEST_F(AnOutboxLedger, TakesAFolderInPlaceOfAFileAsANewItem) {
+    ledger.fileSeen("7", "\\a", first, false);
+    ledger.folderSeen("7", "\\a");
+    EXPECT_EQ(pending(), "2\\a ");
+    EXPECT_FALSE(upload(2).isFile);
+    ledger.fileSeen("7", "\\a", first, false);
+    EXPECT_EQ(pending(), "3\\a ");
+    EXPECT_TRUE(upload(3).isFile);
+}
+
+TEST_F(AnOutboxLedger, PutsAPostponedUploadBehindTheOthers) {
+    ledger.fileSeen("7", "\\a", first, false);
+    ledger.fileSeen("7", "\\b", first, false);
+    ledger.postpone(upload(1));
+    EXPECT_EQ(pending(), "2\\b 1\\a ");
+}
+
+TEST_F(AnOutboxLedger, RemembersTheLastOfferUntilItIsAcknowledged) {
+    ledger.fileSeen("7", "\\a", first, false);
+    EXPECT_FALSE(ledger.offered("7"));
+    ledger.offer(upload(1));
+    EXPECT_EQ(ledger.offered("7").value().id, 1);
+    ledger.acknowledge(upload(1));
+    EXPECT_FALSE(ledger.offered("7"));
+    ledger.acknowledge(upload(1));
+    EXPECT_EQ(ledger.count("acknowledged", std::nullopt), 1);
+}
+
+TEST_F(AnOutboxLedger, DoesNotAcknowledgeAWithdrawnUpload) {
+    ledger.fileSeen("7", "\\a", first, false);
+    ledger.gone("7", "\\a");
+    ledger.acknowledge(upload(1));
+    EXPECT_EQ(ledger.count("acknowledged", std::nullopt), 0);
+    EXPECT_EQ(ledger.count("withdrawn", std::nullopt), 1);
+}
+
+} // namespace webservice

@@ -1,0 +1,104 @@
+#include "Support/HttpClient.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <stdexcept>
+
+namespace webservice::test {
+
+HttpClient::HttpClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        throwErrno("cannot connect");
+    }
+}
+
+void HttpClient::waitFor(short events) {
+    pollfd waiting{.fd = socket_.get(), .events = events, .revents = 0};
+    if (::poll(&waiting, 1, 10'000) != 1) {
+        throw std::runtime_error("nothing happened on the connection for ten seconds");
+    }
+}
+
+void HttpClient::send(std::string_view bytes) {
+    while (!bytes.empty()) {
+        waitFor(POLLOUT);
+        const ssize_t sent = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0) {
+            throwErrno("cannot send");
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+}
+
+std::string HttpClient::receiveSome(std::size_t most) {
+    waitFor(POLLIN);
+    std::string bytes(most, '\0');
+    const ssize_t received = ::recv(socket_.get(), bytes.data(), bytes.size(), 0);
+    bytes.resize(received > 0 ? static_cast<std::size_t>(received) : 0);
+    return bytes;
+}
+
+bool HttpClient::isClosedByPeer() {
+    return pending_.empty() && receiveSome(1).empty();
+}
+
+HttpAnswer HttpClient::receive() {
+    HttpAnswer answer;
+    const auto more = [this] {
+        const std::string bytes = receiveSome(65536);
+        if (bytes.empty()) {
+            throw std::runtime_error("the connection was closed in the middle of an answer");
+        }
+        pending_ += bytes;
+    };
+    while (pending_.find("\r\n\r\n") == std::string::npos) {
+        more();
+    }
+    const std::size_t end = pending_.find("\r\n\r\n") + 4;
+    answer.head = pending_.substr(0, end);
+    pending_.erase(0, end);
+    answer.status = std::stoi(answer.head.substr(answer.head.find(' ') + 1));
+    for (std::size_t at = answer.head.find("\r\n") + 2; answer.head.substr(at, 2) != "\r\n";) {
+        const std::size_t colon = answer.head.find(": ", at);
+        const std::size_t last = answer.head.find("\r\n", at);
+        answer.headers[answer.head.substr(at, colon - at)] = answer.head.substr(colon + 2, last - colon - 2);
+        at = last + 2;
+    }
+    const std::size_t length = answer.status == 100 ? 0 : std::stoull(answer.headers.at("Content-Length"));
+    while (pending_.size() < length) {
+        more();
+    }
+    answer.body = pending_.substr(0, length);
+    pending_.erase(0, length);
+    return answer;
+}
+
+HttpAnswer HttpClient::exchange(std::string_view method, std::string_view target, std::string_view body,
+                                std::string_view headers) {
+    std::string request;
+    request.append(method).append(" ").append(target).append(" HTTP/1.1\r\nHost: localhost\r\n").append(headers);
+    request.append("Content-Length: ").append(std::to_string(body.size())).append("\r\n\r\n").append(body);
+    send(request);
+    return receive();
+}
+
+HttpAnswer HttpClient::post(std::string_view operation, std::string_view json) {
+    return exchange("POST", "/QuenmarkRestService/" + std::string(operation), json,
+                    "Content-Type: application/json\r\n");
+}
+
+void HttpClient::reset() {
+    const linger now{.l_onoff = 1, .l_linger = 0};
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    socket_.close();
+}
+
+} // namespace webservice::test

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "WebService/Descriptor.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace webservice::test {
+
+struct HttpAnswer {
+    std::string head; // status line and header fields as they came
+    int status = 0;
+    std::map<std::string, std::string> headers; // names as they were spelled
+    std::string body;
+};
+
+// One connection to 127.0.0.1 that shows exactly the bytes that were sent and received. Every wait ends within ten
+// seconds, with std::runtime_error.
+class HttpClient {
+public:
+    explicit HttpClient(std::uint16_t port);
+
+    void send(std::string_view bytes);
+    HttpAnswer receive();
+
+    // Reads some bytes; none when the other side has closed.
+    std::string receiveSome(std::size_t most);
+    bool isClosedByPeer();
+
+    // Sends a request with a Content-Length and receives the answer.
+    HttpAnswer exchange(std::string_view method, std::string_view target, std::string_view body,
+                        std::string_view headers = "");
+    HttpAnswer post(std::string_view operation, std::string_view json);
+
+    // Resets the connection.
+    void reset();
+
+private:
+    void waitFor(short events);
+
+    Descriptor socket_;
+    std::string pending_; // received, not yet used
+};
+
+} // namespace webservice::test

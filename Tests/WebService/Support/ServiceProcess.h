@@ -1,0 +1,51 @@
+#pragma once
+
+#include "WebService/Descriptor.h"
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace webservice::test {
+
+// The program itself, run with arguments. Killed at the end of the test if it still runs.
+class Program {
+public:
+    explicit Program(const std::vector<std::string>& arguments);
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+    ~Program();
+
+    // Reads standard output up to the end of a line; std::runtime_error when there is none within ten seconds.
+    std::string line();
+
+    // Waits for the end and gives the exit status, 128 + signal for a signal; std::runtime_error after ten seconds.
+    int exitStatus();
+    void signal(int number) const;
+
+    // What it writes to standard output from the last line() to its end.
+    std::string restOfOutput();
+
+    // What it has written to standard error up to now.
+    std::string errors() const;
+
+private:
+    pid_t pid_ = -1;
+    Descriptor process_;
+    Descriptor output_;
+    Descriptor errors_;
+};
+
+// The program serving a folder on a port of its own.
+class ServiceProcess : public Program {
+public:
+    explicit ServiceProcess(const std::string& data);
+    std::uint16_t port() const { return port_; }
+
+private:
+    std::uint16_t port_;
+};
+
+} // namespace webservice::test

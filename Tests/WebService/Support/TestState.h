@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Support/TemporaryFolder.h"
+#include "WebService/State.h"
+#include "WebService/WebApplication.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace webservice::test {
+
+// The service without its sockets, on a folder of its own.
+class WithState : public ::testing::Test {
+protected:
+    WithState();
+
+    // Closes the state and opens it again, as a new process would.
+    void restart();
+
+    // The answer to one request, headers and all.
+    Response request(std::string_view method, std::string_view target, std::string_view body = "",
+                     std::vector<std::pair<std::string, std::string>> headers = {});
+
+    // The answer's body to a POST of JSON to an operation.
+    std::string call(std::string_view operation, std::string_view json);
+
+    // Asks for the computer's next item: its "FileName", or "" when nothing waits.
+    std::string next(std::string_view computer);
+    // The same, and acknowledges it.
+    std::string take(std::string_view computer);
+    // Takes everything that waits, in order.
+    std::vector<std::string> takeAll(std::string_view computer);
+
+    // The body and a header of a stream answer.
+    static std::string bodyOf(const Response& response);
+    static std::string header(const Response& response, std::string_view name);
+
+    TemporaryFolder folder;
+    std::optional<State> state;
+};
+
+// The text under a key of a JSON object, "(none)" when the key is absent, "(null)" for null.
+std::string field(std::string_view json, std::string_view key);
+
+} // namespace webservice::test

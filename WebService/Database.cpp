@@ -1,0 +1,153 @@
+#include "WebService/Database.h"
+
+#include "WebService/Log.h"
+
+#include <sqlite3.h>
+
+#include <utility>
+
+namespace webservice {
+
+namespace {
+
+[[noreturn]] void fail(sqlite3* db, const std::string& what) {
+    throw DatabaseError(what + ": " + (db != nullptr ? sqlite3_errmsg(db) : "out of memory"));
+}
+
+} // namespace
+
+Query::Query(sqlite3* db, sqlite3_stmt* statement, bool owned) : db_(db), statement_(statement), owned_(owned) {}
+
+Query::Query(Query&& other) noexcept
+    : db_(other.db_), statement_(std::exchange(other.statement_, nullptr)), owned_(other.owned_) {}
+
+Query::~Query() {
+    if (statement_ == nullptr) {
+        return;
+    }
+    if (owned_) {
+        sqlite3_finalize(statement_);
+    } else {
+        sqlite3_reset(statement_);
+        sqlite3_clear_bindings(statement_);
+    }
+}
+
+void Query::bind(int index, std::string_view value) {
+    // An empty view may have no address, which SQLite would take for NULL.
+    const char* data = value.data() != nullptr ? value.data() : "";
+    if (sqlite3_bind_text64(statement_, index, data, value.size(), SQLITE_TRANSIENT, SQLITE_UTF8) != SQLITE_OK) {
+        fail(db_, "cannot bind a text");
+    }
+}
+
+void Query::bind(int index, std::int64_t value) {
+    if (sqlite3_bind_int64(statement_, index, value) != SQLITE_OK) {
+        fail(db_, "cannot bind a number");
+    }
+}
+
+void Query::bind(int index, std::nullptr_t) {
+    if (sqlite3_bind_null(statement_, index) != SQLITE_OK) {
+        fail(db_, "cannot bind NULL");
+    }
+}
+
+bool Query::next() {
+    switch (sqlite3_step(statement_)) {
+    case SQLITE_ROW:
+        return true;
+    case SQLITE_DONE:
+        return false;
+    default:
+        fail(db_, sqlite3_sql(statement_));
+    }
+}
+
+bool Query::isNull(int column) const {
+    return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+std::string Query::text(int column) const {
+    const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+    return data == nullptr ? std::string()
+                           : std::string(data, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
+}
+
+std::int64_t Query::integer(int column) const {
+    return sqlite3_column_int64(statement_, column);
+}
+
+Database::Database(const std::string& path) {
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+    if (sqlite3_open_v2(path.c_str(), &db_, flags, nullptr) != SQLITE_OK) {
+        const std::string reason = db_ != nullptr ? sqlite3_errmsg(db_) : "out of memory";
+        sqlite3_close(db_);
+        throw DatabaseError("cannot open " + path + ": " + reason);
+    }
+    try {
+        sqlite3_busy_timeout(db_, 5000);
+        script("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;");
+    } catch (...) {
+        sqlite3_close(db_);
+        throw;
+    }
+}
+
+Database::~Database() {
+    for (const auto& [sql, statement] : prepared_) {
+        sqlite3_finalize(statement);
+    }
+    sqlite3_close(db_);
+}
+
+Query Database::start(const char* sql) {
+    const auto known = prepared_.find(sql);
+    if (known != prepared_.end() && sqlite3_stmt_busy(known->second) == 0) {
+        return Query(db_, known->second, false);
+    }
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
+        fail(db_, sql);
+    }
+    // The kept statement of this text may be in the middle of its rows; then this use has one of its own.
+    const bool kept = known == prepared_.end() && prepared_.emplace(sql, statement).second;
+    return Query(db_, statement, !kept);
+}
+
+void Database::script(const char* sql) {
+    if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        fail(db_, "cannot run a script");
+    }
+}
+
+std::int64_t Database::lastId() const {
+    return sqlite3_last_insert_rowid(db_);
+}
+
+int Database::changes() const {
+    return sqlite3_changes(db_);
+}
+
+Transaction::Transaction(Database& db) : db_(db) {
+    db_.script("SAVEPOINT transaction_scope");
+}
+
+Transaction::~Transaction() {
+    if (!open_) {
+        return;
+    }
+    try {
+        db_.run("ROLLBACK TO transaction_scope");
+        db_.run("RELEASE transaction_scope");
+    } catch (const DatabaseError& error) {
+        logLine(error.what());
+    }
+}
+
+void Transaction::commit() {
+    db_.run("RELEASE transaction_scope");
+    open_ = false;
+}
+
+} // namespace webservice

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace webservice {
+
+// SQLite refused or failed; the text says what.
+class DatabaseError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// One use of a prepared statement: bound on construction, stepped with next(), reset on destruction.
+class Query {
+public:
+    Query(sqlite3* db, sqlite3_stmt* statement, bool owned);
+    Query(Query&& other) noexcept;
+    Query& operator=(Query&&) = delete;
+    ~Query();
+
+    void bind(int index, std::string_view value);
+    void bind(int index, std::int64_t value);
+    void bind(int index, std::nullptr_t);
+    void bind(int index, const std::string& value) { bind(index, std::string_view(value)); }
+    void bind(int index, const char* value) { bind(index, std::string_view(value)); }
+    template <std::integral T>
+    requires(!std::same_as<T, std::int64_t>) void bind(int index, T value) {
+        bind(index, static_cast<std::int64_t>(value));
+    }
+    template <typename T>
+    void bind(int index, const std::optional<T>& value) {
+        value ? bind(index, *value) : bind(index, nullptr);
+    }
+
+    // Steps to the next row; false when there is none.
+    bool next();
+
+    bool isNull(int column) const;
+    std::string text(int column) const;
+    std::int64_t integer(int column) const;
+
+private:
+    sqlite3* db_;
+    sqlite3_stmt* statement_;
+    bool owned_;
+};
+
+// One SQLite database file, used from one thread. Statements are prepared once for each SQL text and kept.
+class Database {
+public:
+    // Opens or creates the file, in write-ahead mode. Throws DatabaseError.
+    explicit Database(const std::string& path);
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+    ~Database();
+
+    // The SQL text must be a literal: it is kept by address. Values go to ?1, ?2, … in order.
+    template <typename... Values>
+    Query query(const char* sql, const Values&... values) {
+        Query result = start(sql);
+        int index = 0;
+        (result.bind(++index, values), ...);
+        return result;
+    }
+
+    // Runs a statement that gives no rows; answers how many rows it changed.
+    template <typename... Values>
+    int run(const char* sql, const Values&... values) {
+        Query statement = query(sql, values...);
+        while (statement.next()) {
+        }
+        return changes();
+    }
+
+    // Runs any number of statements without values (schema, pragmas).
+    void script(const char* sql);
+
+    std::int64_t lastId() const;
+
+private:
+    Query start(const char* sql);
+    int changes() const;
+
+    sqlite3* db_ = nullptr;
+    std::unordered_map<const char*, sqlite3_stmt*> prepared_;
+};
+
+// All or nothing: rolled back unless commit() was reached. A transaction inside another one joins it.
+class Transaction {
+public:
+    explicit Transaction(Database& db);
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    ~Transaction();
+    void commit();
+
+private:
+    Database& db_;
+    bool open_ = true;
+};
+
+} // namespace webservice

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "WebService/Descriptor.h"
+#include "WebService/OutboxTree.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace webservice {
+
+// A stretch of an open file, sent as a body. When the file changes while it is being sent, the connection is cut
+// before the last byte, so that nobody takes a mixture for the file.
+struct FileSlice {
+    Descriptor file;
+    std::uint64_t offset = 0;
+    std::uint64_t length = 0;
+    FileIdentity identity;
+};
+
+struct Response {
+    int status = 200;
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+    std::optional<FileSlice> file; // instead of `body`
+    bool close = false;            // the connection, after this answer
+};
+
+// An answer with a JSON text as its body.
+Response jsonResponse(int status, std::string json);
+
+// The JSON answer {"ReturnStatus":"1","error":{"code":…,"message":…}}.
+Response errorResponse(int status, std::string_view code, std::string_view message);
+
+// Status line and header fields with Content-Length and Connection, up to and including the empty line.
+std::string responseHead(const Response& response, bool keepAlive);
+
+} // namespace webservice

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <boost/json.hpp>
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace webservice {
+
+// An operation cannot do what it is asked to. It becomes the answer's "error" object, with "ReturnStatus" "1".
+class Refusal : public std::runtime_error {
+public:
+    Refusal(std::string code, const std::string& message) : std::runtime_error(message), code_(std::move(code)) {}
+    const std::string& code() const { return code_; }
+
+private:
+    std::string code_;
+};
+
+// The flat JSON object that an operation receives. Its values are texts; an integer is taken as its decimal text, and
+// null as an absent key. Anything else is refused with "WrongType".
+class Record {
+public:
+    // Throws Refusal ("NotJson", "NotAnObject").
+    static Record parse(std::string_view body);
+
+    explicit Record(boost::json::object fields) : fields_(std::move(fields)) {}
+
+    std::optional<std::string> optional(std::string_view key) const;
+
+    // Throws Refusal "MissingKey" when it is absent or empty.
+    std::string text(std::string_view key) const;
+
+    // A number of this service's own making, written in decimal. Nothing when it is anything else.
+    std::optional<std::int64_t> id(std::string_view key) const;
+
+private:
+    boost::json::object fields_;
+};
+
+// Parses any JSON text; throws Refusal "NotJson" with the place of the error.
+boost::json::value parseJson(std::string_view body);
+
+// The text as a number, when it is nothing but decimal digits and fits.
+std::optional<std::int64_t> decimal(std::string_view text);
+
+// "True" or "False".
+std::string_view flag(bool value);
+
+// {"ReturnStatus":"0"} for the answer's keys to follow, and the same closed with "error": null.
+boost::json::object success();
+boost::json::object done();
+
+// {"ReturnStatus":"1","error":{"code":…,"message":…}}
+boost::json::object refused(const Refusal& refusal);
+
+} // namespace webservice

@@ -1,0 +1,114 @@
+#include "WebService/Operations/Uploads.h"
+
+#include "WebService/Log.h"
+
+#include <array>
+#include <utility>
+
+namespace webservice {
+
+namespace {
+
+using Fields = std::array<std::pair<std::string_view, std::string>, 7>;
+
+// The item as it is told in an answer's keys and in a stream's header fields.
+Fields fieldsOf(const Upload& upload) {
+    const std::string id = std::to_string(upload.id);
+    return {{{"FileName", upload.name},
+             {"FileUploadID", id},
+             {"IsFile", std::string(flag(upload.isFile))},
+             {"ServerPath", '\\' + upload.computer + upload.name},
+             {"ToComputerID", upload.computer},
+             {"TransitUploadPath", "\\Transit\\" + id},
+             {"UploadProcessed", "False"}}};
+}
+
+Response streamResponse(std::string status) {
+    Response response;
+    response.headers.emplace_back("Content-Type", "application/octet-stream");
+    response.headers.emplace_back("ReturnStatus", std::move(status));
+    return response;
+}
+
+Response itemResponse(const Upload& upload) {
+    Response response = streamResponse("0");
+    for (auto& [name, value] : fieldsOf(upload)) {
+        response.headers.emplace_back(name, std::move(value));
+    }
+    return response;
+}
+
+Response streamFile(State& state, const Upload& upload, std::uint64_t offset) {
+    FileSlice slice{.file = state.queue.openFile(upload), .offset = offset, .length = 0, .identity = {}};
+    struct stat status {};
+    if (!slice.file || ::fstat(slice.file.get(), &status) != 0) {
+        state.ledger.forgetOffer(upload.computer);
+        return streamResponse("2");
+    }
+    slice.identity = identityOf(status);
+    if (offset > slice.identity.size || (offset > 0 && upload.tainted)) {
+        logLine("upload " + std::to_string(upload.id) + " of computer " + upload.computer + " cannot go on at byte " +
+                std::to_string(offset) + (upload.tainted ? ", which counts an earlier content" : ", beyond its end") +
+                "; it goes behind the others. Remove " + upload.name + " from the computer's temporary area.");
+        state.ledger.postpone(upload);
+        state.ledger.forgetOffer(upload.computer);
+        return streamResponse("2");
+    }
+    Response response = itemResponse(upload);
+    slice.length = slice.identity.size - offset;
+    if (slice.length > 0) {
+        state.ledger.sending(upload, offset == 0);
+        response.file = std::move(slice);
+    }
+    return response;
+}
+
+} // namespace
+
+boost::json::object getTopFileUpload(State& state, const Record& request) {
+    const auto upload = state.queue.offerTop(request.text("ToComputerID"));
+    if (!upload) {
+        return {{"ReturnStatus", "1"}, {"error", nullptr}};
+    }
+    boost::json::object answer = success();
+    answer["Attachment"] = nullptr;
+    for (const auto& [key, value] : fieldsOf(*upload)) {
+        answer[key] = value;
+    }
+    answer["error"] = nullptr;
+    return answer;
+}
+
+Response getTopFileUploadWithStream(State& state, const Record& request) {
+    try {
+        const std::string computer = request.text("ToComputerID");
+        const auto offset = decimal(request.optional("Length").value_or("0"));
+        if (!offset) {
+            throw Refusal("BadLength", "\"Length\" is not a number of bytes");
+        }
+        const auto upload = state.queue.current(computer);
+        if (!upload || !upload->pending) {
+            return streamResponse("2");
+        }
+        return upload->isFile ? streamFile(state, *upload, static_cast<std::uint64_t>(*offset)) : itemResponse(*upload);
+    } catch (const Refusal& refusal) {
+        Response response = streamResponse("1");
+        response.headers.emplace_back("Error", refusal.code() + ": " + refusal.what());
+        return response;
+    }
+}
+
+boost::json::object updateFileUpload(State& state, const Record& request) {
+    const auto id = request.id("FileUploadID");
+    const auto upload = id ? state.ledger.find(*id) : std::nullopt;
+    if (!upload) {
+        throw Refusal("UnknownUpload", "there is no upload " + request.text("FileUploadID"));
+    }
+    if (const auto name = request.optional("FileName"); name && *name != upload->name) {
+        logLine("upload " + std::to_string(upload->id) + " is " + upload->name + ", but acknowledged as " + *name);
+    }
+    state.ledger.acknowledge(*upload);
+    return done();
+}
+
+} // namespace webservice

@@ -1,0 +1,106 @@
+#include "WebService/OutboxTree.h"
+
+#include <fcntl.h>
+
+#include <filesystem>
+
+namespace webservice {
+
+namespace {
+
+constexpr int folderFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+} // namespace
+
+FileIdentity identityOf(const struct stat& status) {
+    return {.inode = status.st_ino,
+            .size = static_cast<std::uint64_t>(status.st_size),
+            .modified = std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec};
+}
+
+Writers writersOf(int fd) {
+    if (::fcntl(fd, F_SETLEASE, F_RDLCK) == 0) {
+        ::fcntl(fd, F_SETLEASE, F_UNLCK);
+        return Writers::None;
+    }
+    return errno == EAGAIN ? Writers::Some : Writers::Unknown;
+}
+
+OutboxTree::OutboxTree(std::string path) : path_(std::move(path)) {
+    renew();
+}
+
+void OutboxTree::renew() {
+    std::filesystem::create_directories(path_);
+    root_ = Descriptor(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!root_) {
+        throwErrno("cannot open " + path_);
+    }
+}
+
+bool OutboxTree::isCurrent() const {
+    struct stat named {};
+    struct stat opened {};
+    return ::stat(path_.c_str(), &named) == 0 && ::fstat(root_.get(), &opened) == 0 && named.st_dev == opened.st_dev &&
+           named.st_ino == opened.st_ino;
+}
+
+std::string OutboxTree::absolute(std::string_view relative) const {
+    return relative.empty() ? path_ : (path_ + '/').append(relative);
+}
+
+// The folder that holds the path's last component, which is stored in `last`.
+Descriptor OutboxTree::openParent(std::string_view relative, std::string& last) const {
+    Descriptor folder(::openat(root_.get(), ".", folderFlags));
+    while (folder) {
+        const std::size_t end = relative.find('/');
+        last = relative.substr(0, end);
+        if (end == std::string_view::npos) {
+            break;
+        }
+        folder = Descriptor(::openat(folder.get(), last.c_str(), folderFlags));
+        relative.remove_prefix(end + 1);
+    }
+    return folder;
+}
+
+Descriptor OutboxTree::open(std::string_view relative) const {
+    std::string last;
+    const Descriptor parent = openParent(relative, last);
+    if (!parent) {
+        return {};
+    }
+    return Descriptor(::openat(parent.get(), last.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
+std::optional<struct stat> OutboxTree::status(std::string_view relative) const {
+    std::string last;
+    const Descriptor parent = openParent(relative, last);
+    struct stat found {};
+    if (!parent || ::fstatat(parent.get(), last.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
+        return std::nullopt;
+    }
+    return found;
+}
+
+void OutboxTree::makeFolder(std::string_view relative) const {
+    std::string last;
+    const Descriptor parent = openParent(relative, last);
+    if (!parent || (::mkdirat(parent.get(), last.c_str(), 0777) != 0 && errno != EEXIST)) {
+        throwErrno("cannot make the folder " + absolute(relative));
+    }
+    if (!Descriptor(::openat(parent.get(), last.c_str(), folderFlags))) {
+        errno = EEXIST;
+        throwErrno("cannot make the folder " + absolute(relative));
+    }
+}
+
+void OutboxTree::moveIn(const std::string& from, std::string_view relative) const {
+    std::string last;
+    const Descriptor parent = openParent(relative, last);
+    if (!parent || ::renameat(AT_FDCWD, from.c_str(), parent.get(), last.c_str()) != 0) {
+        throwErrno("cannot place " + absolute(relative));
+    }
+}
+
+} // namespace webservice

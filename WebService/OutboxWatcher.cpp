@@ -1,0 +1,346 @@
+#include "WebService/OutboxWatcher.h"
+
+#include "WebService/Log.h"
+#include "WebService/OutboxName.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/inotify.h>
+
+#include <algorithm>
+#include <memory>
+#include <tuple>
+
+namespace webservice {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t interesting = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
+                                      IN_ONLYDIR | IN_DONT_FOLLOW | IN_EXCL_UNLINK;
+
+constexpr auto settlingTime = 1s;
+constexpr auto quietTime = 3s;
+constexpr auto scanInterval = 5s;
+
+std::string joined(const std::string& folder, std::string_view name) {
+    return folder.empty() ? std::string(name) : (folder + '/').append(name);
+}
+
+// "7/Docs/a.txt" is the computer "7" and the path "Docs/a.txt" in its folder.
+std::pair<std::string_view, std::string_view> splitComputer(std::string_view path) {
+    const std::size_t end = path.find('/');
+    return end == std::string_view::npos ? std::pair(path, std::string_view())
+                                         : std::pair(path.substr(0, end), path.substr(end + 1));
+}
+
+} // namespace
+
+OutboxWatcher::OutboxWatcher(OutboxTree& tree, OutboxLedger& ledger, Database& db)
+    : tree_(tree), ledger_(ledger), db_(db), inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    if (!inotify_) {
+        throwErrno("cannot watch the outbox");
+    }
+    rescan();
+}
+
+void OutboxWatcher::drain() {
+    try {
+        takeEvents();
+    } catch (...) {
+        rescanWanted_ = true; // the events have been read and are lost
+        throw;
+    }
+    if (rescanWanted_) {
+        rescan();
+    }
+}
+
+void OutboxWatcher::takeEvents() {
+    std::optional<Transaction> transaction;
+    while (true) {
+        const ssize_t length = ::read(inotify_.get(), events_.data(), events_.size());
+        if (length <= 0) {
+            break;
+        }
+        if (!transaction) {
+            transaction.emplace(db_);
+        }
+        for (std::size_t at = 0; at < static_cast<std::size_t>(length);) {
+            const auto* event = reinterpret_cast<const inotify_event*>(events_.data() + at);
+            handle(*event, event->len > 0 ? std::string_view(event->name) : std::string_view());
+            at += sizeof(inotify_event) + event->len;
+        }
+    }
+    if (transaction) {
+        transaction->commit();
+    }
+}
+
+void OutboxWatcher::handle(const inotify_event& event, std::string_view name) {
+    if ((event.mask & IN_Q_OVERFLOW) != 0) {
+        logLine("more happened in the outbox than inotify could tell; looking through all of it");
+        rescanWanted_ = true;
+        return;
+    }
+    const auto folder = folders_.find(event.wd);
+    if (folder == folders_.end()) {
+        return; // an event of a folder that has moved away since
+    }
+    if ((event.mask & IN_IGNORED) != 0) {
+        const auto watched = watches_.find(folder->second);
+        if (watched != watches_.end() && watched->second == event.wd) {
+            watches_.erase(watched);
+        }
+        folders_.erase(folder);
+        return;
+    }
+    if (name.empty()) {
+        return;
+    }
+    const std::string path = joined(folder->second, name);
+    if ((event.mask & IN_ISDIR) == 0) {
+        handleFile(path, event.mask);
+    } else if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0) {
+        folderAppeared(path);
+    } else if ((event.mask & (IN_DELETE | IN_MOVED_FROM)) != 0) {
+        unwatch(path);
+        gone(path);
+    }
+}
+
+void OutboxWatcher::handleFile(const std::string& path, std::uint32_t mask) {
+    if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0) {
+        unsettled_.erase(path);
+        modified_.erase(path);
+        gone(path);
+    } else if ((mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) != 0) {
+        consider(path, Seen::Closed);
+    } else if ((mask & IN_MODIFY) != 0) {
+        modified_.insert(path);
+    } else if ((mask & IN_CREATE) != 0) {
+        consider(path, Seen::Created);
+    }
+}
+
+// Looks through the whole outbox, for what is there and for what is not there any more.
+void OutboxWatcher::rescan() {
+    watchMissing_ = false;
+    lastScan_ = Clock::now();
+    tree_.renew();
+    if (!watch("")) {
+        throwErrno("cannot watch " + tree_.path());
+    }
+    Transaction transaction(db_);
+    std::vector<Found> found;
+    collect("", found);
+    std::set<std::pair<std::string, std::string>> present;
+    for (const Found& item : found) {
+        const auto [computer, rest] = splitComputer(item.path);
+        if (const auto name = wireName(rest)) {
+            present.emplace(computer, *name);
+        }
+    }
+    ledger_.keepOnly(present);
+    take(found);
+    transaction.commit();
+    rescanWanted_ = false;
+}
+
+bool OutboxWatcher::watch(const std::string& path) {
+    const int watch = ::inotify_add_watch(inotify_.get(), tree_.absolute(path).c_str(), interesting);
+    if (watch < 0) {
+        return false;
+    }
+    // A folder that was renamed keeps its watch under its new path.
+    if (const auto before = folders_.find(watch); before != folders_.end() && before->second != path) {
+        watches_.erase(before->second);
+    }
+    folders_[watch] = path;
+    watches_[path] = watch;
+    return true;
+}
+
+// Ends the watches of a folder and of all below it.
+void OutboxWatcher::unwatch(const std::string& path) {
+    const std::string below = path + '/';
+    for (auto next = watches_.lower_bound(path); next != watches_.end() && next->first.starts_with(path);) {
+        if (next->first != path && !next->first.starts_with(below)) {
+            ++next;
+            continue;
+        }
+        ::inotify_rm_watch(inotify_.get(), next->second);
+        folders_.erase(next->second);
+        next = watches_.erase(next);
+    }
+}
+
+void OutboxWatcher::folderAppeared(const std::string& path) {
+    std::vector<Found> found;
+    if (tellFolders(path)) {
+        collect(path, found);
+        take(found);
+    }
+}
+
+// Watches the folder and everything below it, and lists what is there. Folders are watched before they are read, so
+// what comes later is told by an event.
+void OutboxWatcher::collect(const std::string& top, std::vector<Found>& found) {
+    std::vector<std::string> waiting = {top};
+    while (!waiting.empty()) {
+        const std::string folder = std::move(waiting.back());
+        waiting.pop_back();
+        if (!watch(folder)) {
+            if (errno == ENOENT || errno == ENOTDIR) {
+                continue;
+            }
+            complainOnce(folder, "it cannot be watched: " + std::generic_category().message(errno));
+            watchMissing_ = true;
+        }
+        const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(tree_.absolute(folder).c_str()), &::closedir);
+        while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
+            const std::string_view name = entry->d_name;
+            if (name == "." || name == "..") {
+                continue;
+            }
+            const std::string path = joined(folder, name);
+            const auto status = tree_.status(path);
+            if (!status) {
+                continue;
+            }
+            const bool isFolder = S_ISDIR(status->st_mode);
+            found.push_back(
+                {path, isFolder, std::int64_t{status->st_ctim.tv_sec} * 1'000'000'000 + status->st_ctim.tv_nsec});
+            if (isFolder && isExpressible(name)) {
+                waiting.push_back(path);
+            }
+        }
+    }
+}
+
+// Takes in what a scan has found, in the order of arrival.
+void OutboxWatcher::take(std::vector<Found>& found) {
+    std::ranges::sort(found, {}, [](const Found& item) { return std::tie(item.changed, item.path); });
+    for (const Found& item : found) {
+        if (item.isFolder) {
+            tellFolders(item.path);
+        } else {
+            consider(item.path, Seen::Scanned);
+        }
+    }
+}
+
+void OutboxWatcher::consider(const std::string& path, Seen how) {
+    const auto status = tree_.status(path);
+    if (!status) {
+        return; // gone again; the event that says so follows
+    }
+    const auto [computer, rest] = splitComputer(path);
+    if (rest.empty()) {
+        return complainOnce(path, "it lies in no computer's folder");
+    }
+    if (!S_ISREG(status->st_mode)) {
+        return complainOnce(path, "it is neither a file nor a folder");
+    }
+    if (!isExpressible(computer) || !wireName(rest)) {
+        return complainOnce(path, "its name cannot be told on the wire");
+    }
+    const Descriptor file = tree_.open(path);
+    if (!file) {
+        return complainOnce(path, "it cannot be read: " + std::generic_category().message(errno));
+    }
+    const Writers writers = writersOf(file.get());
+    if (writers == Writers::Some) {
+        unsettled_.erase(path);
+        return; // its closing is told by an event
+    }
+    const bool linked = how == Seen::Created && status->st_nlink > 1;
+    const bool complete = how == Seen::Scanned && status->st_size > 0;
+    if (how == Seen::Closed || (writers == Writers::None && (linked || complete))) {
+        finished(path, identityOf(*status));
+    } else {
+        unsettled_[path] = {.since = std::nullopt, .identity = identityOf(*status)};
+    }
+}
+
+void OutboxWatcher::finished(const std::string& path, const FileIdentity& identity) {
+    unsettled_.erase(path);
+    const bool rewritten = modified_.erase(path) > 0;
+    if (tellFolders(path.substr(0, path.rfind('/')))) {
+        const auto [computer, rest] = splitComputer(path);
+        ledger_.fileSeen(computer, *wireName(rest), identity, rewritten);
+    }
+}
+
+// Tells the ledger of the folder and, first, of those that it lies in. False when one of them cannot be told.
+bool OutboxWatcher::tellFolders(std::string_view path) {
+    const auto [computer, rest] = splitComputer(path);
+    if (!isExpressible(computer) || (!rest.empty() && !wireName(rest))) {
+        complainOnce(std::string(path), "its name cannot be told on the wire");
+        return false;
+    }
+    for (std::size_t end = 0; !rest.empty() && end != std::string_view::npos;) {
+        end = rest.find('/', end + 1);
+        ledger_.folderSeen(computer, *wireName(rest.substr(0, end)));
+    }
+    return true;
+}
+
+void OutboxWatcher::gone(const std::string& path) {
+    const auto [computer, rest] = splitComputer(path);
+    if (rest.empty()) {
+        ledger_.computerGone(computer);
+    } else if (const auto name = wireName(rest)) {
+        ledger_.gone(computer, *name);
+    }
+    complained_.erase(path);
+}
+
+void OutboxWatcher::settle(Clock::time_point now) {
+    const bool isCurrent = tree_.isCurrent();
+    if (!isCurrent) {
+        logLine("the outbox was removed or renamed; going on with a new one");
+        for (const auto& [watch, path] : folders_) {
+            ::inotify_rm_watch(inotify_.get(), watch);
+        }
+        folders_.clear();
+        watches_.clear();
+    }
+    if (!isCurrent || rescanWanted_ || (watchMissing_ && now - lastScan_ >= scanInterval)) {
+        rescan();
+    }
+    std::vector<std::string> waiting;
+    for (const auto& [path, state] : unsettled_) {
+        waiting.push_back(path);
+    }
+    for (const std::string& path : waiting) {
+        settleFile(path, now);
+    }
+}
+
+void OutboxWatcher::settleFile(const std::string& path, Clock::time_point now) {
+    const Descriptor file = tree_.open(path);
+    struct stat status {};
+    const bool there = file && ::fstat(file.get(), &status) == 0;
+    const Writers writers = there ? writersOf(file.get()) : Writers::Unknown;
+    if (!there || writers == Writers::Some) {
+        unsettled_.erase(path); // an event tells of what it becomes
+        return;
+    }
+    Unsettled& state = unsettled_[path];
+    const FileIdentity identity = identityOf(status);
+    if (!state.since || identity != state.identity) {
+        state = {.since = now, .identity = identity};
+    } else if (now - *state.since >= (writers == Writers::None ? settlingTime : quietTime)) {
+        finished(path, identity);
+    }
+}
+
+void OutboxWatcher::complainOnce(const std::string& path, std::string_view why) {
+    if (complained_.insert(path).second) {
+        logLine("left alone in the outbox: " + path + ": " + std::string(why));
+    }
+}
+
+} // namespace webservice

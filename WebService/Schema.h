@@ -1,0 +1,19 @@
+#pragma once
+
+#include "WebService/Database.h"
+
+#include <string>
+
+namespace webservice {
+
+// Brings the database to the present schema, whichever earlier version it has, in one transaction. Throws
+// DatabaseError when the file was written by a later version.
+void prepareSchema(Database& db);
+
+// A database that has the present schema.
+class StateDatabase : public Database {
+public:
+    explicit StateDatabase(const std::string& path) : Database(path) { prepareSchema(*this); }
+};
+
+} // namespace webservice
