@@ -4,6 +4,46 @@
 
 namespace Platform {
 
+namespace {
+
+std::string_view description(int code) {
+    switch (code) {
+    case UrlError::Cancelled:
+        return "The request was cancelled";
+    case UrlError::BadUrl:
+        return "The request has no usable address or head";
+    case UrlError::TimedOut:
+        return "The request timed out";
+    case UrlError::UnsupportedUrl:
+        return "The address has an unsupported scheme";
+    case UrlError::CannotFindHost:
+        return "The host name was not found";
+    case UrlError::CannotConnectToHost:
+        return "Could not connect to the host";
+    case UrlError::NetworkConnectionLost:
+        return "The network connection was lost";
+    case UrlError::TooManyRedirects:
+        return "Too many redirects";
+    case UrlError::BadServerResponse:
+        return "The answer is not HTTP";
+    case UrlError::FileDoesNotExist:
+        return "The file does not exist or cannot be read";
+    case UrlError::DataLengthExceedsMaximum:
+        return "The answer is too long to be held in memory";
+    default:
+        return "Loading failed";
+    }
+}
+
+} // namespace
+
+Error UrlError::make(int code, std::string_view detail) {
+    std::string whole(description(code));
+    if (!detail.empty())
+        (whole += ": ") += detail;
+    return Error{domain, code, std::move(whole)};
+}
+
 std::string text(const HttpUrlResponse& response) {
     return (response.url ? response.url->absoluteString() : text(std::nullopt)) + " status " +
            std::to_string(response.statusCode) + ", headers " + text(response.allHeaderFields);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Error.h"
 #include "Platform/UrlLoading/HeaderFields.h"
 #include "Platform/UrlLoading/Url.h"
 
@@ -7,13 +8,17 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace Platform {
 
 /// Bytes; no encoding is implied.
 using Data = std::string;
 
-/// What is asked of a server.
+/// What is asked of a server. The fields must be ones that HTTP allows: a name or method that is no token, or a value
+/// with a control character other than the tabulator (RFC 9110, sections 5.1 and 5.5), ends loading with
+/// `UrlError::BadUrl`, and nothing of the request is sent. "Content-Length" and "Transfer-Encoding" always
+/// tell the body as it is, whatever the fields say.
 struct UrlRequest {
     /// Nil where no URL could be formed; loading then ends with `UrlError::BadUrl`.
     std::optional<Url> url;
@@ -29,7 +34,8 @@ struct UrlRequest {
     void addValueForHTTPHeaderField(std::string_view value, std::string_view field) { headerFields.add(field, value); }
 };
 
-/// The head of an HTTP answer.
+/// The head of an HTTP answer: of the last one, where others came before it (redirects, interim answers). A field that
+/// came several times has its values joined with ", ". A head of more than 256 KiB or 1000 lines is taken for no HTTP.
 struct HttpUrlResponse {
     std::optional<Url> url;
     int statusCode = 0;
@@ -55,6 +61,9 @@ inline constexpr int TooManyRedirects = -1007;
 inline constexpr int BadServerResponse = -1011;
 inline constexpr int FileDoesNotExist = -1100;
 inline constexpr int DataLengthExceedsMaximum = -1103;
+
+/// The error of that code; its description is the code's own text, and `detail` where there is any.
+Error make(int code, std::string_view detail = {});
 } // namespace UrlError
 
 /// An answer that is held in memory may be this long; a longer one ends with `DataLengthExceedsMaximum`.

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Platform/UrlLoading/HttpLoad.h"
+#include "Platform/UrlLoading/HttpSession.h"
+#include "Platform/UrlLoading/TaskReceiver.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Platform {
+
+/// A task of an `HttpSession`: turns the events of a load into calls of the delegate or of the completion handler.
+class HttpSessionTask final : public UrlSessionTask,
+                              public HttpLoadClient,
+                              public std::enable_shared_from_this<HttpSessionTask> {
+public:
+    /// Without a receiver the answer goes to the session's delegate.
+    HttpSessionTask(std::shared_ptr<HttpSession> session, UrlRequest request, std::unique_ptr<TaskReceiver> receiver,
+                    std::optional<std::string> bodyFile);
+    HttpSessionTask(const HttpSessionTask&) = delete;
+    HttpSessionTask& operator=(const HttpSessionTask&) = delete;
+    ~HttpSessionTask() override;
+
+    void resume() override;
+    void suspend() override;
+    void cancel() override;
+    State state() const override { return state_; }
+    const UrlRequest& originalRequest() const override { return load_->request(); }
+    const HttpUrlResponse* response() const override { return response_ ? &*response_ : nullptr; }
+    void setTaskDescription(std::string description) override { description_ = std::move(description); }
+    const std::string& taskDescription() const override { return description_; }
+
+    /// Where the request goes; its place is there.
+    const std::string& origin() const { return origin_; }
+    void start() { load_->start(); }
+    bool hasStarted() const { return load_->hasStarted(); }
+
+    void loadDidReceiveHead(const HttpUrlResponse& head) override;
+    void loadDidReceiveData(std::string_view data) override;
+    void loadDidEnd(const std::optional<Error>& error) override;
+
+private:
+    void begin();
+    void challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, const HttpUrlResponse& head);
+    void answerChallenge(ChallengeDisposition disposition);
+    void receiveHead(const HttpUrlResponse& head);
+    void letGoOfSession();
+
+    /// Nil once the task is done.
+    std::shared_ptr<HttpSession> session_;
+    std::shared_ptr<HttpLoad> load_;
+    std::unique_ptr<TaskReceiver> receiver_;
+    std::string origin_;
+    std::string description_;
+    State state_ = State::Suspended;
+    bool begun_ = false;
+    std::optional<HttpUrlResponse> response_;
+    /// The head that waits for the answer to its challenge.
+    std::optional<HttpUrlResponse> challenging_;
+};
+
+} // namespace Platform

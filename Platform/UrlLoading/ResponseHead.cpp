@@ -1,0 +1,100 @@
+#include "Platform/UrlLoading/ResponseHead.h"
+
+#include <charconv>
+
+namespace Platform {
+
+namespace {
+
+constexpr std::size_t maximumBytes = 256 << 10;
+constexpr std::size_t maximumLines = 1000;
+constexpr std::string_view blanks = " \t";
+
+std::string_view trimmed(std::string_view value) {
+    const auto first = value.find_first_not_of(blanks);
+    return first == std::string_view::npos ? std::string_view()
+                                           : value.substr(first, value.find_last_not_of(blanks) - first + 1);
+}
+
+std::optional<std::uint64_t> number(std::string_view digits) {
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return error == std::errc() && end == digits.data() + digits.size() ? std::optional(value) : std::nullopt;
+}
+
+/// The one number that a list consists of, however often it is repeated (RFC 9112, section 6.3).
+std::optional<std::uint64_t> repeatedNumber(std::string_view list) {
+    std::optional<std::uint64_t> result;
+    while (true) {
+        const auto comma = std::min(list.find(','), list.size());
+        const auto value = number(trimmed(list.substr(0, comma)));
+        if (!value || (result && result != value))
+            return std::nullopt;
+        result = value;
+        if (comma == list.size())
+            return result;
+        list.remove_prefix(comma + 1);
+    }
+}
+
+} // namespace
+
+ResponseHead::State ResponseHead::addLine(std::string_view line) {
+    if (state_ != State::Reading)
+        return state_;
+    bytes_ += line.size();
+    if (bytes_ > maximumBytes || ++lines_ > maximumLines)
+        return state_ = State::Malformed;
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r'))
+        line.remove_suffix(1);
+    if (atStatusLine_)
+        return state_ = addStatusLine(line);
+    return state_ = line.empty() ? addEnd() : addField(line);
+}
+
+ResponseHead::State ResponseHead::addStatusLine(std::string_view line) {
+    // Behind the protocol's name and version there are three digits.
+    const auto blank = line.find(' ');
+    const auto code = blank == std::string_view::npos ? std::nullopt : number(line.substr(blank + 1, 3));
+    if (!line.starts_with("HTTP/") || !code || *code < 100)
+        return State::Malformed;
+    statusCode_ = static_cast<int>(*code);
+    fields_ = {};
+    atStatusLine_ = false;
+    return State::Reading;
+}
+
+ResponseHead::State ResponseHead::addField(std::string_view line) {
+    if (blanks.find(line.front()) != std::string_view::npos) {
+        // The line goes on with the field above it (RFC 9112, section 5.2).
+        if (open_)
+            (open_->second += ' ') += trimmed(line);
+        return State::Reading;
+    }
+    if (open_)
+        fields_.add(open_->first, open_->second);
+    open_.reset();
+    const auto colon = line.find(':');
+    if (colon != std::string_view::npos && colon > 0)
+        open_.emplace(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+    return State::Reading;
+}
+
+ResponseHead::State ResponseHead::addEnd() {
+    if (open_)
+        fields_.add(open_->first, open_->second);
+    open_.reset();
+    atStatusLine_ = true;
+    if (statusCode_ == 101)
+        return State::Malformed; // No request asks for another protocol.
+    if (statusCode_ < 200)
+        return State::Reading;
+    if (const auto length = fields_.value("Content-Length"); length && !fields_.value("Transfer-Encoding")) {
+        contentLength_ = repeatedNumber(*length);
+        if (!contentLength_)
+            return State::Malformed;
+    }
+    return State::Complete;
+}
+
+} // namespace Platform

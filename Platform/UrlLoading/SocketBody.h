@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Platform/FileDescriptor.h"
+#include "Platform/RunLoop.h"
+#include "Platform/UrlLoading/PieceBuffer.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace Platform {
+
+/// Receives the rest of a body of known length straight from its connection, into the memory that is handed on: no
+/// byte is copied on the way, and as much as has come is taken with one call.
+class SocketBody {
+public:
+    /// Receives `length` bytes from `socket` into `pieces`. `changed` is called by the loop, after bytes have come and
+    /// at the end; it may destroy this.
+    SocketBody(FileDescriptor socket, std::uint64_t length, PieceBuffer& pieces, std::function<void()> changed);
+
+    /// To be called when `pieces` has room again.
+    void continueReading();
+
+    bool isComplete() const { return left_ == 0; }
+    /// Whether the connection ended before the body; `error` then tells how, 0 where it was closed in order.
+    bool isBroken() const { return broken_; }
+    int error() const { return error_; }
+
+private:
+    void receive();
+
+    FileDescriptor socket_;
+    std::uint64_t left_;
+    PieceBuffer& pieces_;
+    std::function<void()> changed_;
+    bool broken_ = false;
+    int error_ = 0;
+    std::unique_ptr<DescriptorWatch> watch_;
+};
+
+} // namespace Platform

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Platform/UrlLoading/DownloadedFile.h"
+#include "Platform/UrlLoading/GatheredBody.h"
+#include "Platform/UrlLoading/UrlSession.h"
+
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace Platform {
+
+/// Takes the answer of a task that has a completion handler, and calls that handler.
+class TaskReceiver {
+public:
+    virtual ~TaskReceiver() = default;
+    /// An error ends the task with it.
+    virtual std::optional<Error> receiveHead(const HttpUrlResponse& head) = 0;
+    virtual std::optional<Error> receive(std::string_view data) = 0;
+    /// Calls the handler: once, last. `head` is nil where none came.
+    virtual void end(std::optional<HttpUrlResponse> head, std::optional<Error> error) = 0;
+};
+
+class MemoryReceiver final : public TaskReceiver {
+public:
+    explicit MemoryReceiver(UrlSession::DataHandler handler) : handler_(std::move(handler)) {}
+
+    std::optional<Error> receiveHead(const HttpUrlResponse& head) override { return body_.expect(head); }
+    std::optional<Error> receive(std::string_view data) override { return body_.append(data); }
+    void end(std::optional<HttpUrlResponse> head, std::optional<Error> error) override {
+        auto data = error ? std::nullopt : std::optional(body_.take());
+        if (handler_)
+            handler_(std::move(data), std::move(head), std::move(error));
+    }
+
+private:
+    UrlSession::DataHandler handler_;
+    GatheredBody body_;
+};
+
+class FileReceiver final : public TaskReceiver {
+public:
+    explicit FileReceiver(UrlSession::DownloadHandler handler) : handler_(std::move(handler)) {}
+
+    std::optional<Error> receiveHead(const HttpUrlResponse&) override { return file_.append({}); }
+    std::optional<Error> receive(std::string_view data) override { return file_.append(data); }
+    void end(std::optional<HttpUrlResponse> head, std::optional<Error> error) override {
+        auto location = error ? std::nullopt : std::optional(file_.path());
+        if (handler_)
+            handler_(std::move(location), std::move(head), std::move(error));
+    }
+
+private:
+    UrlSession::DownloadHandler handler_;
+    DownloadedFile file_;
+};
+
+} // namespace Platform

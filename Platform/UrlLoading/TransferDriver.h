@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Platform/RunLoop.h"
+
+#include <memory>
+
+namespace Platform {
+
+class Transfer;
+
+/// Runs every transfer of a loop: the loop's descriptors and a timer of the machine's own time drive the transport,
+/// whose callbacks only record. What they recorded is settled after the transport has returned. Connections stay open
+/// for a while and serve whoever comes next. Found by `RunLoop::attachment`.
+class TransferDriver {
+public:
+    explicit TransferDriver(RunLoop& loop);
+    TransferDriver(const TransferDriver&) = delete;
+    TransferDriver& operator=(const TransferDriver&) = delete;
+    /// Lets go of every transfer; none of them changes any more.
+    ~TransferDriver();
+
+    /// Every transfer is known here from its beginning to its end.
+    void add(Transfer& transfer);
+    void remove(Transfer& transfer);
+    /// Starts what a transport's handle says, as far as it goes without waiting.
+    void start(void* easy);
+    /// Ends it; an answer that is not complete costs its connection.
+    void stop(void* easy);
+    /// Has the transfer settled once the transport has returned.
+    void touch(Transfer& transfer);
+    /// Does what is due now, and settles what it touched.
+    void perform();
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace Platform

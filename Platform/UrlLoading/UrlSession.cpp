@@ -1,0 +1,26 @@
+#include "Platform/UrlLoading/UrlSession.h"
+
+#include "Platform/UrlLoading/HttpSession.h"
+
+#include <utility>
+
+namespace Platform {
+
+void UrlSessionDelegate::URLSessionTaskDidReceiveChallenge(UrlSession&, UrlSessionTask&,
+                                                           ChallengeHandler completionHandler) {
+    completionHandler(ChallengeDisposition::PerformDefaultHandling);
+}
+
+void UrlSessionDelegate::URLSessionDataTaskDidReceiveData(UrlSession&, UrlSessionTask&, std::string_view) {}
+
+void UrlSessionDelegate::URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask&, const std::optional<Error>&) {
+}
+
+std::shared_ptr<UrlSession> UrlSession::sessionWithConfiguration(UrlSessionConfiguration configuration,
+                                                                 std::shared_ptr<UrlSessionDelegate> delegate,
+                                                                 std::optional<Queue> delegateQueue) {
+    auto queue = delegateQueue ? std::move(*delegateQueue) : Queue::serial("url session");
+    return std::make_shared<HttpSession>(std::move(configuration), std::move(delegate), std::move(queue));
+}
+
+} // namespace Platform
