@@ -15,6 +15,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <mutex>
 #include <string_view>
 
 namespace Platform {
@@ -119,8 +120,14 @@ DeploymentSettings readSettings() {
     return settings;
 }
 
-std::optional<DeploymentSettings>& settingsOfProcess() {
-    static std::optional<DeploymentSettings> settings;
+/// The settings of this process. Whoever asks first reads the files, on whatever thread that is.
+struct ProcessSettings {
+    std::mutex lock;
+    std::optional<DeploymentSettings> settings;
+};
+
+ProcessSettings& processSettings() {
+    static ProcessSettings settings;
     return settings;
 }
 
@@ -133,14 +140,17 @@ std::string lowerCase(std::string text) {
 } // namespace
 
 const DeploymentSettings& DeploymentSettings::current() {
-    auto& settings = settingsOfProcess();
-    if (!settings)
-        settings = readSettings();
-    return *settings;
+    auto& process = processSettings();
+    const std::lock_guard guard(process.lock);
+    if (!process.settings)
+        process.settings = readSettings();
+    return *process.settings;
 }
 
 void DeploymentSettings::replace(std::optional<DeploymentSettings> settings) {
-    settingsOfProcess() = std::move(settings);
+    auto& process = processSettings();
+    const std::lock_guard guard(process.lock);
+    process.settings = std::move(settings);
 }
 
 bool DeploymentSettings::hostIsLoopback() const {

@@ -15,7 +15,7 @@ struct DeploymentSettings {
     /// The published release number.
     double appKitVersionNumber = 1343.0;
 
-    /// The settings of this process, read from the file at the first use and kept.
+    /// The settings of this process, read from the file at the first use and kept; valid until the next `replace`.
     static const DeploymentSettings& current();
     /// Replaces the settings of this process; nil reads the files again at the next use.
     static void replace(std::optional<DeploymentSettings> settings);

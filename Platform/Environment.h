@@ -3,8 +3,9 @@
 #include <string>
 #include <vector>
 
-/// The directories of this user (XDG Base Directory Specification). Only this file reads the environment; it is read
-/// anew at each call. A variable that is unset, empty or not an absolute path counts as unset.
+/// The directories of this user (XDG Base Directory Specification). No other part of the program asks
+/// the environment for them; it is read anew at each call. A variable that is unset, empty or not an absolute path
+/// counts as unset.
 namespace Platform::Environment {
 
 /// $HOME, else the home directory of the user database; never empty.

@@ -2,18 +2,22 @@
 
 #include "Platform/Utf8.h"
 
+#include <boost/json.hpp>
+
 #include <cmath>
 #include <optional>
-
-#include <boost/json.hpp>
 
 namespace Platform::Json {
 
 namespace {
 
-Error errorOf(std::string description) { return Error{errorDomain, errorCode, std::move(description)}; }
+Error errorOf(std::string description) {
+    return Error{errorDomain, errorCode, std::move(description)};
+}
 
-std::string atByte(std::size_t offset) { return " at byte " + std::to_string(offset); }
+std::string atByte(std::size_t offset) {
+    return " at byte " + std::to_string(offset);
+}
 
 /// Writes a value as it goes; after the first thing that JSON cannot carry, `failure` says what it was.
 class PrettyWriter {
@@ -97,7 +101,8 @@ std::variant<boost::json::value, Error> parse(std::string_view text) {
         return errorOf("Not JSON: something follows the value" + atByte(skipped + more));
     auto value = parser.release();
     if (!value.is_structured())
-        return errorOf("Not JSON: the top level is neither an object nor an array");
+        return errorOf("Not JSON: the top level is neither an object nor an array" +
+                       atByte(skipped + text.find_first_not_of(" \t\r\n")));
     return value;
 }
 

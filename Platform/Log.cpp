@@ -1,5 +1,11 @@
 #include "Platform/Log.h"
 
+#include <systemd/sd-journal.h>
+
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -8,11 +14,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <sys/stat.h>
-#include <sys/uio.h>
-#include <unistd.h>
-
-#include <systemd/sd-journal.h>
 
 namespace Platform::Log {
 
@@ -29,19 +30,52 @@ bool standardErrorIsJournal() {
     return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream;
 }
 
+bool isTrail(char character) {
+    return (static_cast<unsigned char>(character) & 0xC0) == 0x80;
+}
+
+/// How much of an entry is written: all of it, or what fits without its last character being cut.
+std::size_t lengthToWrite(std::string_view entry) {
+    if (entry.size() <= maximumEntry)
+        return entry.size();
+    constexpr std::size_t longestTrail = 3;
+    for (std::size_t length = maximumEntry; length + longestTrail >= maximumEntry; --length) {
+        if (!isTrail(entry[length]))
+            return length;
+    }
+    return maximumEntry;
+}
+
+/// Whether a control character begins at `at`: C0 but for line feed and tab, DEL, or C1, which UTF-8 writes as two
+/// bytes (ECMA-48).
+bool isControl(std::string_view entry, std::size_t at) {
+    const auto byte = static_cast<unsigned char>(entry[at]);
+    if (byte < 0x20)
+        return byte != '\n' && byte != '\t';
+    const bool trailIsC1 = at + 1 < entry.size() && (static_cast<unsigned char>(entry[at + 1]) & 0xE0) == 0x80;
+    return byte == 0x7F || (byte == 0xC2 && trailIsC1);
+}
+
 std::string printable(std::string_view entry) {
     constexpr std::string_view digits = "0123456789ABCDEF";
+    const std::string_view written = entry.substr(0, lengthToWrite(entry));
     std::string result;
-    result.reserve(std::min(entry.size(), maximumEntry) + 64);
-    for (const char character : entry.substr(0, maximumEntry)) {
+    result.reserve(written.size() + 64);
+    const auto escape = [&](char character) {
         const auto byte = static_cast<unsigned char>(character);
-        if ((byte < 0x20 && character != '\n' && character != '\t') || byte == 0x7F)
-            (((result += "\\x") += digits[byte >> 4]) += digits[byte & 15]);
-        else
-            result += character;
+        (((result += "\\x") += digits[byte >> 4]) += digits[byte & 15]);
+    };
+    for (std::size_t at = 0; at < written.size(); ++at) {
+        if (!isControl(written, at)) {
+            result += written[at];
+            continue;
+        }
+        escape(written[at]);
+        if (written[at] == '\xC2')
+            escape(written[++at]);
     }
-    if (entry.size() > maximumEntry)
-        result += " ... (" + std::to_string(entry.size() - maximumEntry) + " more bytes)";
+    if (entry.size() > written.size())
+        result += " ... (" + std::to_string(entry.size() - written.size()) + " more bytes)";
     return result;
 }
 
@@ -94,8 +128,8 @@ void write(std::string_view entry) {
         return writeToStandardError(text);
     const std::string message = "MESSAGE=" + text;
     const std::string priority = "PRIORITY=6";
-    const std::array<iovec, 2> fields{{{const_cast<char*>(message.data()), message.size()},
-                                       {const_cast<char*>(priority.data()), priority.size()}}};
+    const std::array<iovec, 2> fields{
+        {{const_cast<char*>(message.data()), message.size()}, {const_cast<char*>(priority.data()), priority.size()}}};
     if (::sd_journal_sendv(fields.data(), static_cast<int>(fields.size())) < 0)
         writeToStandardError(text);
 }

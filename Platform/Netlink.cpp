@@ -1,5 +1,7 @@
 #include "Platform/Netlink.h"
 
+#include <climits>
+
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -46,57 +48,45 @@ Received receive(int socket, Buffer& buffer, int flags) {
     return {0, Bytes(buffer.data(), static_cast<std::size_t>(length)), fromKernel};
 }
 
-/// Reads the messages of one answer as they come in, until the one that ends it.
-class AnswerReader {
-public:
-    AnswerReader(std::uint32_t sequence, bool dump, const Visitor& visit)
-        : sequence_(sequence), dump_(dump), visit_(visit) {}
-
-    void read(Bytes datagram) {
-        while (!ended_) {
-            const auto header = leading<nlmsghdr>(datagram);
-            if (!header || header->nlmsg_len < sizeof *header || header->nlmsg_len > datagram.size())
-                return;
-            if (header->nlmsg_seq == sequence_)
-                readMessage(*header, after(datagram.first(header->nlmsg_len), sizeof *header));
-            datagram = after(datagram, header->nlmsg_len);
-        }
-    }
-
-    bool ended() const { return ended_; }
-    int error() const { return error_; }
-    bool interrupted() const { return interrupted_; }
-
-private:
-    void readMessage(const nlmsghdr& header, Bytes payload) {
-        interrupted_ = interrupted_ || (header.nlmsg_flags & NLM_F_DUMP_INTR) != 0;
-        switch (header.nlmsg_type) {
-        case NLMSG_NOOP:
-            return;
-        case NLMSG_DONE:
-        case NLMSG_ERROR: // Both begin with zero or the negated number of an error.
-            error_ = -leading<int>(payload).value_or(header.nlmsg_type == NLMSG_DONE ? 0 : -EBADMSG);
-            ended_ = true;
-            return;
-        default:
-            visit_(header.nlmsg_type, payload);
-            ended_ = !dump_;
-        }
-    }
-
-    std::uint32_t sequence_;
-    bool dump_;
-    const Visitor& visit_;
-    bool ended_ = false;
-    bool interrupted_ = false;
-    int error_ = 0;
-};
+/// The number that an ending message states. Some kernels' "done" states none, which means that all went well.
+int errorOf(std::optional<int> stated, std::uint16_t type) {
+    if (!stated)
+        return type == NLMSG_DONE ? 0 : EBADMSG;
+    return *stated > 0 || *stated == INT_MIN ? EBADMSG : -*stated;
+}
 
 FileDescriptor openSocket(int flags) {
     return FileDescriptor(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | flags, NETLINK_ROUTE));
 }
 
 } // namespace
+
+void AnswerReader::read(Bytes datagram) {
+    while (!ended_) {
+        const auto header = leading<nlmsghdr>(datagram);
+        if (!header || header->nlmsg_len < sizeof *header || header->nlmsg_len > datagram.size())
+            return;
+        if (header->nlmsg_seq == sequence_)
+            readMessage(*header, after(datagram.first(header->nlmsg_len), sizeof *header));
+        datagram = after(datagram, header->nlmsg_len);
+    }
+}
+
+void AnswerReader::readMessage(const nlmsghdr& header, Bytes payload) {
+    interrupted_ = interrupted_ || (header.nlmsg_flags & NLM_F_DUMP_INTR) != 0;
+    switch (header.nlmsg_type) {
+    case NLMSG_NOOP:
+        return;
+    case NLMSG_DONE:
+    case NLMSG_ERROR: // Both begin with zero or the negated number of an error.
+        error_ = errorOf(leading<int>(payload), header.nlmsg_type);
+        ended_ = true;
+        return;
+    default:
+        visit_(header.nlmsg_type, payload);
+        ended_ = !dump_;
+    }
+}
 
 void Request::append(const void* data, std::size_t size) {
     const std::size_t start = bytes_.size();

@@ -73,6 +73,33 @@ private:
 /// Is handed the type and the payload of each message that answers.
 using Visitor = std::function<void(std::uint16_t type, Bytes payload)>;
 
+/// Reads the messages of one answer, datagram after datagram, until the one that ends it. Messages with another
+/// number than the question's are passed over.
+class AnswerReader {
+public:
+    /// `dump` says whether the answer has several parts and a message of its own that ends it.
+    AnswerReader(std::uint32_t sequence, bool dump, const Visitor& visit)
+        : sequence_(sequence), dump_(dump), visit_(visit) {}
+
+    /// Reads on, up to the first message that states a wrong length.
+    void read(Bytes datagram);
+    bool ended() const { return ended_; }
+    /// The number of errno(3) by which the kernel refused, or 0.
+    int error() const { return error_; }
+    /// Whether a dump was disturbed by a change while it was taken, so that it may be incomplete (NLM_F_DUMP_INTR).
+    bool interrupted() const { return interrupted_; }
+
+private:
+    void readMessage(const nlmsghdr& header, Bytes payload);
+
+    std::uint32_t sequence_;
+    bool dump_;
+    const Visitor& visit_;
+    bool ended_ = false;
+    bool interrupted_ = false;
+    int error_ = 0;
+};
+
 /// A socket that asks, one question after the other.
 class Socket {
 public:
@@ -80,8 +107,7 @@ public:
     Socket();
 
     /// Asks, and hands every message of the answer to `visit`. Gives 0 or the number of errno(3) by which the kernel
-    /// refused, or by which the exchange failed. `interrupted` is set where a dump was disturbed by a change while it
-    /// was read, so that it may be incomplete (NLM_F_DUMP_INTR).
+    /// refused, or by which the exchange failed; sets `interrupted` as `AnswerReader` tells.
     int ask(Request& request, const Visitor& visit, bool& interrupted);
 
 private:
