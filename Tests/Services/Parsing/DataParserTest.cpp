@@ -1,0 +1,126 @@
+// Answers and the records that are made of them: what is kept as it came, and what fails.
+
+#include "Services/DataParser.h"
+
+#include "Services/Coding.h"
+
+#include <boost/json/parse.hpp>
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+namespace ServicesTests {
+
+namespace {
+
+using Quenmark::AnswerField;
+using Quenmark::DataParser;
+using Quenmark::UnsupportedOperation;
+
+boost::json::value json(std::string_view text) {
+    return boost::json::parse({text.data(), text.size()});
+}
+
+TEST(ADataParser, KeepsAStringAndLeavesAMissingErrorNil) {
+    const auto record = DataParser::parseUpdateFileUploadResponseData(json(R"({"ReturnStatus": "True"})"));
+    EXPECT_EQ(record.returnStatus, AnswerField("True"));
+    EXPECT_EQ(record.error, std::nullopt);
+}
+
+TEST(ADataParser, KeepsANumberApartFromItsText) {
+    const auto record = DataParser::parseUpdateFileUploadResponseData(json(R"({"ReturnStatus": 1})"));
+    EXPECT_EQ(record.returnStatus, AnswerField(1));
+    EXPECT_NE(record.returnStatus, AnswerField("1"));
+}
+
+TEST(ADataParser, KeepsANullApartFromNil) {
+    const auto record = DataParser::parseGetTopFileUploadResponseData(json(R"({"FileName": null})"));
+    ASSERT_TRUE(record.fileName.has_value());
+    EXPECT_TRUE(record.fileName->is_null());
+    EXPECT_EQ(record.fileUploadId, std::nullopt);
+}
+
+TEST(ADataParser, KeepsObjectsAndListsAsTheyStand) {
+    const auto record = DataParser::parseUpdateFileUploadResponseData(
+        json(R"({"error": {"Code": [1, {"deep": null}]}, "ReturnStatus": ["a"]})"));
+    EXPECT_EQ(record.error, AnswerField(json(R"({"Code": [1, {"deep": null}]})")));
+    EXPECT_EQ(record.returnStatus, AnswerField(json(R"(["a"])")));
+}
+
+TEST(ADataParser, FindsKeysInAnyOrderAmongUnknownOnes) {
+    const auto record = DataParser::parseGetTopFileUploadResponseData(
+        json(R"({"zz": 1, "error": 2, "UploadProcessed": 3, "Attachment": 4, "aa": 5, "FileName": 6})"));
+    EXPECT_EQ(record.error, AnswerField(2));
+    EXPECT_EQ(record.uploadProcessed, AnswerField(3));
+    EXPECT_EQ(record.attachment, AnswerField(4));
+    EXPECT_EQ(record.fileName, AnswerField(6));
+    EXPECT_EQ(record.isFile, std::nullopt);
+}
+
+TEST(ADataParser, TellsKeysApartByTheirCase) {
+    const auto record = DataParser::parseUpdateFileUploadResponseData(json(R"({"returnStatus": 1, "Error": 2})"));
+    EXPECT_EQ(record, Quenmark::UpdateFileUploadResponseData{});
+}
+
+TEST(ADataParser, ReadsNoKeyThatARecordDoesNotHave) {
+    const auto record = DataParser::parseUpdateFileUploadResponseData(json(R"({"": "empty"})"));
+    EXPECT_EQ(record, Quenmark::UpdateFileUploadResponseData{});
+    const auto withUnreadError = DataParser::parseUpdateBSFileDeleteResponseData(json(R"({"": 1, "error": 2})"));
+    EXPECT_EQ(withUnreadError, Quenmark::UpdateBSFileDeleteResponseData{});
+}
+
+TEST(ADataParser, MakesOneRecordForEachChange) {
+    const auto records =
+        DataParser::parseSyncFilesInTableAndCloudResponseData(json(R"([{"FileID": "7", "ReturnStatus": "True"}])"));
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].fileId, AnswerField("7"));
+    EXPECT_EQ(records[0].returnStatus, AnswerField("True"));
+    EXPECT_EQ(records[0].baseSystemFileID, std::nullopt);
+    EXPECT_EQ(records[0].error, std::nullopt);
+}
+
+TEST(ADataParser, KeepsTheOrderOfTheChanges) {
+    const auto records = DataParser::parseSyncFilesInTableAndCloudResponseData(
+        json(R"([{"FileID": 3}, {"FileID": 1}, {}, {"FileID": 2}])"));
+    ASSERT_EQ(records.size(), 4U);
+    EXPECT_EQ(records[0].fileId, AnswerField(3));
+    EXPECT_EQ(records[1].fileId, AnswerField(1));
+    EXPECT_EQ(records[2].fileId, std::nullopt);
+    EXPECT_EQ(records[3].fileId, AnswerField(2));
+}
+
+TEST(ADataParser, MakesAnEmptyListOfNoChanges) {
+    EXPECT_TRUE(DataParser::parseSyncFilesInTableAndCloudResponseData(json("[]")).empty());
+    EXPECT_TRUE(DataParser::parseSyncFilesInTableAndCloudResponseData(json("{}")).empty());
+}
+
+TEST(ADataParser, FailsForChangesThatAreNoObjects) {
+    for (const auto* answer : {R"([{}, 1])", R"(["FileID"])", "[null]", "[[]]", R"({"FileID": "7"})"})
+        EXPECT_THROW(DataParser::parseSyncFilesInTableAndCloudResponseData(json(answer)), UnsupportedOperation)
+            << answer;
+}
+
+TEST(ADataParser, FailsForAnArrayInThePlaceOfARecord) {
+    EXPECT_THROW(DataParser::parseUpdateFileUploadResponseData(json("[]")), UnsupportedOperation);
+    EXPECT_THROW(DataParser::parseLogErrorResponseData(json(R"([{"ReturnStatus": "0"}])")), UnsupportedOperation);
+}
+
+TEST(ADataParser, GivesNilForABareStatusThatIsNotThere) {
+    for (const auto* answer : {"{}", R"({"error": {"Code": 1}})", R"({"returnStatus": "0"})"}) {
+        EXPECT_EQ(DataParser::parseUploadFileWithStreamResponseData(json(answer)), std::nullopt) << answer;
+        EXPECT_EQ(DataParser::parseUpdateSendFileToTransferResponseData(json(answer)), std::nullopt) << answer;
+    }
+}
+
+TEST(ADataParser, FailsForABareStatusThatIsThereSinceItHasNoErrorToSet) {
+    for (const auto* answer : {R"({"ReturnStatus": "True"})", R"({"ReturnStatus": 0})", R"({"ReturnStatus": null})",
+                               R"({"ReturnStatus": {}, "error": {}})"}) {
+        EXPECT_THROW(DataParser::parseUploadFileWithStreamResponseData(json(answer)), UnsupportedOperation) << answer;
+        EXPECT_THROW(DataParser::parseUpdateSendFileToTransferResponseData(json(answer)), UnsupportedOperation)
+            << answer;
+    }
+}
+
+} // namespace
+
+} // namespace ServicesTests

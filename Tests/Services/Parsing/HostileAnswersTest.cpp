@@ -1,0 +1,134 @@
+// Every parser of the catalogue against answers that no server should send.
+
+#include "Platform/Json.h"
+#include "Services/Catalogue.h"
+#include "Services/Coding.h"
+#include "Services/Properties.h"
+
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <variant>
+#include <vector>
+
+namespace ServicesTests {
+
+namespace {
+
+using Quenmark::UnsupportedOperation;
+
+boost::json::value json(std::string_view text) {
+    return boost::json::parse({text.data(), text.size()});
+}
+
+boost::json::value nested(std::size_t depth) {
+    boost::json::value value = "innermost";
+    for (std::size_t level = 0; level < depth; ++level)
+        value = level % 2 == 0 ? boost::json::value(boost::json::array{std::move(value)})
+                               : boost::json::value(boost::json::object{{"k", std::move(value)}});
+    return value;
+}
+
+/// One value of every kind, and some that are large or deep.
+std::vector<boost::json::value> everyKindOfValue() {
+    return {json("null"),
+            json("true"),
+            json("false"),
+            json("0"),
+            json("-9223372036854775808"),
+            json("18446744073709551615"),
+            json("1e308"),
+            json("\"\""),
+            json("\"text\\u0000with\\u0000zeros\""),
+            boost::json::value(std::string(1 << 14, 'x')),
+            json("[]"),
+            json("[[], [1, null]]"),
+            json("{}"),
+            json(R"({"": {"": {}}})"),
+            nested(Platform::Json::maximumDepth - 2)};
+}
+
+template <class T>
+struct IsList : std::false_type {};
+template <class T>
+struct IsList<std::vector<T>> : std::true_type {};
+
+/// Calls `visit` with each operation of the catalogue that parses its answer into one record.
+template <class Visit>
+void forEachRecordOperation(const Visit& visit) {
+    const auto visitOne = [&](const auto& operation) {
+        using Answer = typename std::decay_t<decltype(operation)>::Answer;
+        if constexpr (!IsList<Answer>::value && !std::is_same_v<Answer, Quenmark::RawAnswer> &&
+                      !std::is_same_v<Answer, Quenmark::AnswerField>)
+            visit(operation);
+    };
+    std::apply([&](const auto&... operation) { (visitOne(operation), ...); }, Quenmark::Catalogue::operations);
+}
+
+TEST(EveryParser, FailsForWhatIsNoObject) {
+    std::size_t parsers = 0;
+    for (const auto& value : everyKindOfValue()) {
+        if (value.is_object())
+            continue;
+        parsers = 0;
+        forEachRecordOperation([&](const auto& operation) {
+            ++parsers;
+            EXPECT_THROW(operation.decode(boost::json::value(value)), UnsupportedOperation) << operation.name;
+        });
+        EXPECT_THROW(Quenmark::DataParser::parseUploadFileWithStreamResponseData(boost::json::value(value)),
+                     UnsupportedOperation);
+        EXPECT_THROW(Quenmark::DataParser::parseUpdateSendFileToTransferResponseData(boost::json::value(value)),
+                     UnsupportedOperation);
+    }
+    EXPECT_EQ(parsers, 35U);
+}
+
+TEST(EveryParser, KeepsAValueOfAnyKindInAnyFieldOfItsRecord) {
+    std::size_t fields = 0;
+    for (const auto& value : everyKindOfValue()) {
+        fields = 0;
+        forEachRecordOperation([&](const auto& operation) {
+            using Record = typename std::decay_t<decltype(operation)>::Answer;
+            Quenmark::forEachField<Record>([&](const auto& field) {
+                using Member = std::decay_t<decltype(std::declval<Record>().*field.member)>;
+                if constexpr (std::is_same_v<Member, Quenmark::AnswerField>) {
+                    if (field.key == Quenmark::notOnTheWire)
+                        return;
+                    ++fields;
+                    const auto record = operation.decode(boost::json::object{{field.key, value}});
+                    Record only;
+                    only.*field.member = value;
+                    EXPECT_EQ(record, only) << operation.name << ' ' << field.key;
+                }
+            });
+        });
+    }
+    EXPECT_GT(fields, 80U);
+}
+
+TEST(EveryParser, TakesAnObjectOfOtherKeysForARecordOfNils) {
+    boost::json::object others;
+    for (int key = 0; key < 1000; ++key)
+        others.emplace("Key" + std::to_string(key), nested(3));
+    forEachRecordOperation([&](const auto& operation) {
+        using Record = typename std::decay_t<decltype(operation)>::Answer;
+        EXPECT_EQ(operation.decode(boost::json::value(others)), Record{}) << operation.name;
+    });
+}
+
+TEST(AnAnswer, IsNotReadWhenItIsNestedTooDeep) {
+    const std::size_t most = Platform::Json::maximumDepth;
+    const auto text = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+    EXPECT_TRUE(std::holds_alternative<boost::json::value>(Platform::Json::parse(text(most))));
+    EXPECT_TRUE(std::holds_alternative<Platform::Error>(Platform::Json::parse(text(most + 1))));
+    EXPECT_TRUE(std::holds_alternative<Platform::Error>(Platform::Json::parse(std::string(1 << 20, '['))));
+}
+
+} // namespace
+
+} // namespace ServicesTests
