@@ -55,10 +55,10 @@ ResponseHead::State ResponseHead::addLine(std::string_view line) {
 ResponseHead::State ResponseHead::addStatusLine(std::string_view line) {
     // Behind the protocol's name and version there are three digits.
     const auto blank = line.find(' ');
-    const auto code = blank == std::string_view::npos ? std::nullopt : number(line.substr(blank + 1, 3));
-    if (!line.starts_with("HTTP/") || !code || *code < 100)
+    const auto code = blank == std::string_view::npos ? 0 : number(line.substr(blank + 1, 3)).value_or(0);
+    if (!line.starts_with("HTTP/") || code < 100)
         return State::Malformed;
-    statusCode_ = static_cast<int>(*code);
+    statusCode_ = static_cast<int>(code);
     fields_ = {};
     atStatusLine_ = false;
     return State::Reading;
