@@ -1,0 +1,118 @@
+// Users and computers: registration, confirmation of accounts, and what a new computer asks for.
+
+#include "OperationCase.h"
+#include "Services/RestInterface.h"
+
+namespace ServicesTests {
+
+using Quenmark::RestInterface;
+
+std::vector<OperationCase> registrationOperations() {
+    return {
+        operation("asyncUserRegistration", &RestInterface::asyncUserRegistration,
+                  {.query = {.mailId = "ann@example.org",
+                             .passWord = "s3cret \"quoted\"",
+                             .firstName = "Ann",
+                             .lastName = "Ångström",
+                             .nickName = "annie"},
+                   .queryProperties = R"({"mailId": "ann@example.org", "passWord": "s3cret \"quoted\"",
+                                          "firstName": "Ann", "lastName": "Ångström", "nickName": "annie"})",
+                   .path = "Registration.svc/VerifyAndRegisterUserFromTool",
+                   .body = R"({
+  "MailID" : "ann@example.org",
+  "Password" : "s3cret \"quoted\"",
+  "FirstName" : "Ann",
+  "LastName" : "Ångström",
+  "NickName" : "annie"
+})",
+                   .answer = R"({"ReturnStatus": "True", "ReturnVal": 3, "UserID": "17",
+                                 "CloudComputerID": "90", "error": {"ErrorCode": 0}})",
+                   .record = {.returnStatus = "True",
+                              .returnValue = 3,
+                              .userId = "17",
+                              .cloudComputerId = "90",
+                              .error = json(R"({"ErrorCode": 0})")},
+                   .recordProperties = R"({"returnStatus": "True", "returnValue": 3, "userId": "17",
+                                           "cloudComputerId": "90", "error": {"ErrorCode": 0}})"}),
+        operation("asyncRegisterComputer", &RestInterface::asyncRegisterComputer,
+                  {.query = {.userId = "17", .quenmarkPath = "/home/ann/My Files"},
+                   .queryProperties = R"({"userId": "17", "quenmarkPath": "/home/ann/My Files"})",
+                   .path = "Registration.svc/RegisterComputer",
+                   .body = R"({
+  "UserID" : "17",
+  "QuenmarkPath" : "/home/ann/My Files"
+})",
+                   .answer = R"({"ComputerID": "91", "ReturnStatus": "0", "error": null})",
+                   .record = {.computerId = "91", .returnStatus = "0", .error = json("null")},
+                   .recordProperties = R"({"computerId": "91", "returnStatus": "0", "error": null})"}),
+        operation("asyncSendActivationMail", &RestInterface::asyncSendActivationMail,
+                  {.query = {.mailId = "ann@example.org", .userId = "17"},
+                   .queryProperties = R"({"mailId": "ann@example.org", "userId": "17"})",
+                   .path = "Registration.svc/SendActivationMail",
+                   .body = R"({
+  "MailID" : "ann@example.org",
+  "UserID" : "17"
+})",
+                   .answer = R"({"ReturnStatus": "True", "ReturnMsg": "Mail sent", "error": {}})",
+                   .record = {.returnStatus = "True", .returnMsg = "Mail sent", .error = json("{}")},
+                   .recordProperties = R"({"returnStatus": "True", "returnMsg": "Mail sent", "error": {}})"}),
+        operation("asyncOneTimeSyncOwnersSharedFolders", &RestInterface::asyncOneTimeSyncOwnersSharedFolders,
+                  {.query = {.computerId = "91", .userId = "17"},
+                   .queryProperties = R"({"computerId": "91", "userId": "17"})",
+                   .path = "Registration.svc/OneTimeSyncOwnersSharedFolders",
+                   .body = R"({
+  "ComputerID" : "91",
+  "UserID" : "17"
+})",
+                   .answer = R"({"error": {"Message": "none"}, "ReturnStatus": "1"})",
+                   .record = {.returnStatus = "1", .error = json(R"({"Message": "none"})")},
+                   .recordProperties = R"({"returnStatus": "1", "error": {"Message": "none"}})"}),
+        operation("asyncTransferFilesFromCloudToBaseSystem", &RestInterface::asyncTransferFilesFromCloudToBaseSystem,
+                  {.query = {.computerID = "91", .quenmarkPath = "C:\\Users\\ann"},
+                   .queryProperties = R"({"computerID": "91", "quenmarkPath": "C:\\Users\\ann"})",
+                   .path = "Registration.svc/TransferFilesFromCloudToBaseSystem",
+                   .body = R"({
+  "ComputerID" : "91",
+  "QuenmarkPath" : "C:\\Users\\ann"
+})",
+                   .answer = R"({"ReturnStatus": 0, "error": {"Code": 12}})",
+                   .record = {.returnStatus = 0, .error = json(R"({"Code": 12})")},
+                   .recordProperties = R"({"returnStatus": 0, "error": {"Code": 12}})"}),
+        operation("asyncCheckUserMailActivationStatus", &RestInterface::asyncCheckUserMailActivationStatus,
+                  {.query = {.userId = "17"},
+                   .queryProperties = R"({"userId": "17"})",
+                   .path = "Registration.svc/CheckUserMailActivationStatus",
+                   .body = R"({
+  "UserID" : "17"
+})",
+                   .answer = R"({"ReturnStatus": "False", "ReturnVal": "2", "error": {"Message": "wait"}})",
+                   .record = {.returnStatus = "False", .returnValue = "2", .error = json(R"({"Message": "wait"})")},
+                   .recordProperties = R"({"returnStatus": "False", "returnValue": "2",
+                                           "error": {"Message": "wait"}})"}),
+        operation("asyncOneTimeSyncFiles", &RestInterface::asyncOneTimeSyncFiles,
+                  {.query = {.allFiles = "[{\"FullPath\":\"a\"}]", .computerId = "91", .quenmarkPath = "/q"},
+                   .queryProperties = R"({"allFiles": "[{\"FullPath\":\"a\"}]", "computerId": "91",
+                                          "quenmarkPath": "/q"})",
+                   .path = "Registration.svc/OneTimeSyncFiles",
+                   .body = R"({
+  "AllFiles" : "[{\"FullPath\":\"a\"}]",
+  "ComputerID" : "91",
+  "QuenmarkPath" : "/q"
+})",
+                   .answer = R"({"ReturnStatus": true, "error": []})",
+                   .record = {.returnStatus = true, .error = json("[]")},
+                   .recordProperties = R"({"returnStatus": true, "error": []})"}),
+        operation("asyncSendPasswordToMailId", &RestInterface::asyncSendPasswordToMailId,
+                  {.query = {.mailId = "ann@example.org"},
+                   .queryProperties = R"({"mailId": "ann@example.org"})",
+                   .path = "Registration.svc/SendPasswordToMailID",
+                   .body = R"({
+  "MailID" : "ann@example.org"
+})",
+                   .answer = R"({"ReturnMsg": "Sent", "ReturnStatus": "True", "error": "none"})",
+                   .record = {.returnStatus = "True", .returnMsg = "Sent", .error = "none"},
+                   .recordProperties = R"({"returnStatus": "True", "returnMsg": "Sent", "error": "none"})"}),
+    };
+}
+
+} // namespace ServicesTests
