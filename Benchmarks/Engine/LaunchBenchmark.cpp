@@ -1,0 +1,73 @@
+// From the launch by name to the first poll on the wire, and what the service then holds in memory while it idles. The
+// bus, the service and the sockets are real.
+//   LaunchBenchmark [ROUNDS]
+
+#include "Engine/Settings.h"
+#include "Platform/RunLoop.h"
+#include "Support/BusPeer.h"
+#include "Support/HttpServer.h"
+#include "Support/PrivateBus.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr const char* busName = "Velkarin.Quenmark.TopFileUploadXpcService";
+constexpr const char* objectPath = "/Velkarin/Quenmark/TopFileUploadXpcService";
+constexpr const char* interface = "Velkarin.Quenmark.TopFileUploadXpcServiceProtocol";
+
+/// The process that runs the service's program and was started last.
+std::optional<int> serviceProcess() {
+    std::error_code ignored;
+    const auto program = std::filesystem::canonical(QUENMARK_SERVICE);
+    std::optional<int> found;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const std::string name = entry.path().filename();
+        if (name.find_first_not_of("0123456789") == std::string::npos &&
+            std::filesystem::read_symlink(entry.path() / "exe", ignored) == program)
+            found = std::max(found.value_or(0), std::stoi(name));
+    }
+    return found;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int rounds = argc > 1 ? std::atoi(argv[1]) : 15;
+    using Clock = std::chrono::steady_clock;
+    Platform::RunLoop loop;
+    TestSupport::HttpServer server;
+    server.setHandler([](const auto&) { return TestSupport::HttpReply::json(R"({"ReturnStatus":"1"})"); });
+    const Benchmarks::Settings settings(server.host());
+
+    std::vector<double> milliseconds;
+    for (int round = 0; round < rounds; ++round) {
+        const TestSupport::PrivateBus bus({{busName, QUENMARK_SERVICE}});
+        TestSupport::BusPeer peer;
+        const auto before = server.requests().size();
+        const auto begin = Clock::now();
+        peer.send({busName, objectPath, interface, "GetTopFileUpload"});
+        if (!loop.runUntil([&] { return server.requests().size() > before; })) {
+            std::fprintf(stderr, "no poll came\n");
+            return 70;
+        }
+        milliseconds.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
+        if (round + 1 < rounds)
+            continue;
+        // Idle: past the release of the start's pages, and a few passes more.
+        const auto end = Clock::now() + std::chrono::seconds(12);
+        loop.runUntil([&] { return Clock::now() >= end; }, std::chrono::seconds(12));
+        const auto process = serviceProcess();
+        std::printf("launch by name to first poll    %.1f ms, median of %d (at most 40)\n",
+                    Benchmarks::median(milliseconds), rounds);
+        std::printf("idle resident memory            %.2f MiB (at most 9)\n",
+                    static_cast<double>(process ? Benchmarks::statusKib("VmRSS", *process) : -1) / 1024);
+    }
+    return 0;
+}

@@ -1,0 +1,101 @@
+// What an idle poll pass costs, the exchange over HTTP included: CPU time and wakeups; and what 100,000 of them leave
+// behind. The engine's clock is replaced; the sockets are real, the server is nginx on loopback.
+//   PollBenchmark [PASSES]
+
+#include "Engine/Nginx.h"
+#include "Engine/Settings.h"
+#include "Platform/Clock.h"
+#include "Platform/Log.h"
+#include "Platform/Memory.h"
+#include "Platform/RunLoop.h"
+#include "TopFileUploadXpcService/TopFileUploadXpcService.h"
+
+#include <sys/epoll.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+namespace {
+
+long wakeups = 0;
+long answers = 0;
+
+} // namespace
+
+// The loop's waits end here instead of in the C library, and are counted.
+extern "C" int epoll_wait(int epoll, epoll_event* events, int count, int timeout) {
+    ++wakeups;
+    return static_cast<int>(::syscall(SYS_epoll_pwait, epoll, events, count, timeout, nullptr, 8));
+}
+
+extern "C" int epoll_pwait2(int epoll, epoll_event* events, int count, const timespec* timeout, const sigset_t* mask) {
+    ++wakeups;
+    return static_cast<int>(::syscall(SYS_epoll_pwait2, epoll, events, count, timeout, mask, 8));
+}
+
+namespace {
+
+double cpuMilliseconds() {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    const auto of = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
+    };
+    return of(usage.ru_utime) + of(usage.ru_stime);
+}
+
+struct State {
+    double cpu = cpuMilliseconds();
+    long wakeupsSoFar = wakeups;
+    long resident = Benchmarks::statusKib("VmRSS");
+    long descriptors = Benchmarks::openDescriptors();
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const long passes = argc > 1 ? std::atol(argv[1]) : 100'000;
+    const Benchmarks::Nginx nginx(
+        "    location / { default_type application/json; return 200 '{\"ReturnStatus\":\"1\"}'; }");
+    const Benchmarks::Settings settings(nginx.host());
+    Platform::Memory::keepSmall();
+    Platform::Log::setSink([](std::string_view entry) { answers += entry.starts_with("response "); });
+    Platform::ManualClock clock;
+    Platform::RunLoop loop(clock);
+    const auto engine = std::make_shared<Quenmark::TopFileUploadXpcService>();
+    engine->GetTopFileUpload();
+
+    const auto runUpTo = [&](long pass) {
+        while (answers < pass) {
+            const long before = answers;
+            clock.advance(std::chrono::seconds(2));
+            if (!loop.runUntil([&] { return answers > before; })) {
+                std::fprintf(stderr, "pass %ld got no answer\n", before);
+                std::exit(70);
+            }
+        }
+    };
+    const long early = passes / 100;
+    runUpTo(early);
+    Platform::Memory::releaseStartupPages();
+    runUpTo(early + 10);
+    const State first;
+    runUpTo(passes);
+    const State last;
+
+    const auto counted = static_cast<double>(passes - early - 10);
+    std::printf("poll passes                     %ld\n", passes);
+    std::printf("CPU a pass                      %.3f ms (at most 0.3)\n", (last.cpu - first.cpu) / counted);
+    std::printf("wakeups a pass                  %.2f, without the timer's own (at most 4 with it)\n",
+                static_cast<double>(last.wakeupsSoFar - first.wakeupsSoFar) / counted);
+    std::printf("resident after %-7ld          %ld KiB\n", early, first.resident);
+    std::printf("resident after %-7ld          %ld KiB, %+ld (at most +64)\n", passes, last.resident,
+                last.resident - first.resident);
+    std::printf("descriptors                     %ld and %ld (the same)\n", first.descriptors, last.descriptors);
+    return 0;
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace Benchmarks {
+
+/// Settings of a benchmark's own for an engine of computer 7 that talks to `host`: preferences, deployment settings, a
+/// Quenmark folder and a temporary area, on tmpfs.
+class Settings {
+public:
+    explicit Settings(const std::string& host);
+
+    std::string placed(const std::string& name) const { return home_ + "/Quenmark/" + name; }
+    std::string temporary(const std::string& name) const { return home_ + "/tmp/QuenmarkTemp/" + name; }
+    const std::string& home() const { return home_; }
+    ~Settings();
+    Settings(const Settings&) = delete;
+    Settings& operator=(const Settings&) = delete;
+
+private:
+    std::string home_;
+    TestSupport::ScopedEnvironment environment_;
+};
+
+/// Names of files that nginx and an engine exchange.
+inline constexpr const char* servicePath = "/QuenmarkRestService/Uploads.svc/";
+
+template <class Number>
+Number median(std::vector<Number> numbers) {
+    std::sort(numbers.begin(), numbers.end());
+    return numbers[numbers.size() / 2];
+}
+
+/// A number of /proc/PID/status in KiB, such as "VmRSS"; the process's own for 0.
+long statusKib(const std::string& key, int process = 0);
+/// How many descriptors this process has open.
+long openDescriptors();
+
+} // namespace Benchmarks
