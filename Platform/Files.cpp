@@ -56,14 +56,17 @@ bool readAll(int file, std::string& content, std::uint64_t sizeToExpect, std::ui
     while (length <= limit) {
         // One byte more than there should be, so that the end shows in the same read.
         const std::uint64_t room = length < sizeToExpect ? sizeToExpect - length + 1 : step;
-        content.resize(length + static_cast<std::size_t>(std::min(room, limit - length + 1)));
-        const auto got = ::read(file, content.data() + length, content.size() - length);
+        const auto asked = static_cast<std::size_t>(std::min(room, limit - length + 1));
+        content.resize(length + asked);
+        const auto got = ::read(file, content.data() + length, asked);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
             return false;
         length += static_cast<std::size_t>(got);
-        if (got == 0)
+        // Files of the kernel's own have size 0 and give what they have in any pieces.
+        const bool reachedKnownEnd = length == sizeToExpect && static_cast<std::size_t>(got) < asked;
+        if (got == 0 || reachedKnownEnd)
             break;
     }
     content.resize(length);

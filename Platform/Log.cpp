@@ -21,13 +21,15 @@ namespace {
 
 constexpr std::size_t maximumEntry = 64 << 10;
 
-/// Whether standard error is the journal's stream, as its device and inode tell (systemd.exec(5), JOURNAL_STREAM).
+/// Whether standard error is the journal's stream, as its device and inode tell (systemd.exec(5), JOURNAL_STREAM), and
+/// the journal takes entries: sd_journal_sendv(3) drops them without a word where its socket is missing.
 bool standardErrorIsJournal() {
     const char* stream = std::getenv("JOURNAL_STREAM");
     struct stat status {};
     if (stream == nullptr || ::fstat(STDERR_FILENO, &status) != 0)
         return false;
-    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream;
+    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream &&
+           ::access("/run/systemd/journal/socket", W_OK) == 0;
 }
 
 bool isTrail(char character) {
@@ -122,9 +124,8 @@ std::shared_ptr<const Sink> sink() {
 void write(std::string_view entry) {
     if (const auto taker = sink())
         return (*taker)(entry);
-    static const bool journal = standardErrorIsJournal();
     const std::string text = printable(entry);
-    if (!journal)
+    if (!standardErrorIsJournal())
         return writeToStandardError(text);
     const std::string message = "MESSAGE=" + text;
     const std::string priority = "PRIORITY=6";

@@ -32,6 +32,12 @@ void guarded(const char* where, const ExceptionHandler& handler, const Function&
     }
 }
 
+/// Keeps a timer from firing, and drops its task.
+void retire(TimerEntry& entry) {
+    entry.scheduled = false;
+    entry.task = nullptr;
+}
+
 class Watch final : public DescriptorWatch {
 public:
     Watch(sd_event* event, const ExceptionHandler& exceptionHandler, int descriptor, std::uint32_t events,
@@ -82,11 +88,12 @@ RunLoop::~RunLoop() {
         const auto attachments = std::exchange(state_->attachments, {});
         const auto ready = std::exchange(state_->ready, {});
         const auto timers = std::exchange(state_->timers, {});
+        // Whoever holds a timer still has it, but nothing of what it captured.
         for (const auto& [key, entry] : timers)
-            entry->scheduled = false;
+            retire(*entry);
         for (const auto& item : ready) {
             if (item.timer)
-                item.timer->scheduled = false;
+                retire(*item.timer);
         }
     }
     std::vector<State::Handed> handed;
@@ -234,11 +241,11 @@ std::shared_ptr<TimerEntry> RunLoop::addTimer(Duration delay, const Queue& queue
 }
 
 void RunLoop::removeTimer(TimerEntry& entry) {
-    if (!std::exchange(entry.scheduled, false))
+    if (!entry.scheduled)
         return;
     // The map lets the entry go; whoever cancels still holds it.
     entry.loop->state_->timers.erase(entry.key);
-    entry.task = nullptr;
+    retire(entry);
 }
 
 bool RunLoop::runReadyTasks(StopRule stopRule) {

@@ -5,27 +5,51 @@
 #include "Platform/Memory.h"
 #include "Platform/Queue.h"
 #include "Platform/RunLoop.h"
+#include "Services/ServicesUtilities.h"
 #include "TopFileUploadXpcService/ServiceDelegate.h"
 #include "TopFileUploadXpcService/ServiceNames.h"
+#include "TopFileUploadXpcService/TopFileUploadXpcService.h"
+#include "XPCWrappers/XPCService.h"
 
 #include <sysexits.h>
 
 #include <chrono>
+#include <memory>
 
-int main() {
-    using Platform::Priority;
-    using Platform::Queue;
+namespace {
 
-    Platform::Memory::keepSmall();
-    Platform::RunLoop loop;
-    Quenmark::ServiceDelegate delegate;
-    Platform::Ipc::Listener listener(Quenmark::ServiceNames::address, Quenmark::ServiceNames::exportedInterface);
+using namespace Quenmark;
+
+/// Every message starts one more engine; what it says, and whether an engine runs already, plays no part.
+void startEngine() {
+    std::make_shared<TopFileUploadXpcService>()->GetTopFileUpload();
+}
+
+int runWrapper() {
+    const auto acceptConnection = [](const std::shared_ptr<XPCConnection>& connection) {
+        connection->setEventHandler([](const auto&, XPCConnection&) { startEngine(); });
+    };
+    return XPCService::runServiceWithConnectionHandler(acceptConnection, ServiceNames::address.name);
+}
+
+int runListener(Platform::RunLoop& loop) {
+    ServiceDelegate delegate;
+    Platform::Ipc::Listener listener(ServiceNames::address, ServiceNames::exportedInterface);
     listener.setDelegate(&delegate);
     listener.setEndHandler([&loop](const std::string& reason) {
         Platform::Log::write(reason);
         loop.stop(EX_UNAVAILABLE);
     });
     listener.resume();
-    Queue::global(Priority::Background).after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
     return loop.run();
+}
+
+} // namespace
+
+int main() {
+    Platform::Memory::keepSmall();
+    Platform::RunLoop loop;
+    Platform::Queue::global(Platform::Priority::Background)
+        .after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
+    return ServicesUtilities::is10_7() ? runWrapper() : runListener(loop);
 }

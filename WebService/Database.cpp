@@ -74,6 +74,10 @@ std::string Query::text(int column) const {
                            : std::string(data, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
 }
 
+std::optional<std::string> Query::optionalText(int column) const {
+    return isNull(column) ? std::nullopt : std::optional(text(column));
+}
+
 std::int64_t Query::integer(int column) const {
     return sqlite3_column_int64(statement_, column);
 }

@@ -47,6 +47,7 @@ public:
 
     bool isNull(int column) const;
     std::string text(int column) const;
+    std::optional<std::string> optionalText(int column) const;
     std::int64_t integer(int column) const;
 
 private:

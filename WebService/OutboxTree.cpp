@@ -95,11 +95,26 @@ void OutboxTree::makeFolder(std::string_view relative) const {
     }
 }
 
+void OutboxTree::makeFoldersOf(std::string_view relative) const {
+    for (std::size_t end = relative.find('/'); end != std::string_view::npos; end = relative.find('/', end + 1)) {
+        makeFolder(relative.substr(0, end));
+    }
+}
+
 void OutboxTree::moveIn(const std::string& from, std::string_view relative) const {
     std::string last;
     const Descriptor parent = openParent(relative, last);
     if (!parent || ::renameat(AT_FDCWD, from.c_str(), parent.get(), last.c_str()) != 0) {
         throwErrno("cannot place " + absolute(relative));
+    }
+}
+
+void OutboxTree::remove(std::string_view relative) const {
+    std::string last;
+    const Descriptor parent = openParent(relative, last);
+    if (parent) {
+        // The folder's own name in /proc leads to it whatever has become of its path.
+        std::filesystem::remove_all("/proc/self/fd/" + std::to_string(parent.get()) + '/' + last);
     }
 }
 

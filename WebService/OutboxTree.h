@@ -55,8 +55,14 @@ public:
     // A folder, made if it is missing; throws std::system_error (EEXIST where something else has the name).
     void makeFolder(std::string_view relative) const;
 
+    // The same for every folder that leads to the item.
+    void makeFoldersOf(std::string_view relative) const;
+
     // Puts a finished file from elsewhere on the same file system into the outbox, in place of a file of that name.
     void moveIn(const std::string& from, std::string_view relative) const;
+
+    // Removes the file, or the folder with everything in it; nothing when there is none.
+    void remove(std::string_view relative) const;
 
 private:
     Descriptor openParent(std::string_view relative, std::string& last) const;

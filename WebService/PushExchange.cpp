@@ -1,9 +1,11 @@
 #include "WebService/PushExchange.h"
 
+#include "WebService/IncomingFile.h"
 #include "WebService/Operations/Record.h"
 #include "WebService/OutboxName.h"
 
-#include <fcntl.h>
+#include <optional>
+#include <system_error>
 
 namespace webservice {
 
@@ -61,35 +63,22 @@ class PushExchange : public Exchange {
 public:
     PushExchange(State& state, PushTarget target) : state_(state), target_(std::move(target)) {
         if (!target_.isFolder) {
-            incoming_ = state_.incomingPath();
-            file_ = Descriptor(::open(incoming_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-            if (!file_) {
-                throwErrno("cannot open " + incoming_);
-            }
-        }
-    }
-
-    ~PushExchange() override {
-        if (!incoming_.empty()) {
-            ::unlink(incoming_.c_str());
+            file_.emplace(state_.incomingPath());
         }
     }
 
     void receive(std::string_view piece) override {
-        if (target_.isFolder) {
+        if (!file_) {
             throw Refused{errorResponse(400, "BadPath", "a folder has no body")};
         }
-        while (!piece.empty()) {
-            const ssize_t written = ::write(file_.get(), piece.data(), piece.size());
-            if (written < 0) {
-                throw Refused{failed(std::system_error(errno, std::generic_category(), "cannot write"))};
-            }
-            piece.remove_prefix(static_cast<std::size_t>(written));
+        try {
+            file_->append(piece);
+        } catch (const std::system_error& error) {
+            throw Refused{failed(error)};
         }
     }
 
     Response finish() override {
-        file_.close();
         try {
             place();
         } catch (const std::system_error& error) {
@@ -106,24 +95,21 @@ private:
     // The watcher takes in what was made before the file comes, so that the file is told as it arrives.
     void place() {
         const std::string path = target_.computer + '/' + target_.path;
-        for (std::size_t end = path.find('/'); end != std::string::npos; end = path.find('/', end + 1)) {
-            state_.tree.makeFolder(std::string_view(path).substr(0, end));
-        }
+        state_.tree.makeFoldersOf(path);
         if (target_.isFolder) {
             state_.tree.makeFolder(path);
         }
         state_.watcher.drain();
-        if (!target_.isFolder) {
-            state_.tree.moveIn(incoming_, path);
-            incoming_.clear();
+        if (file_) {
+            file_->close();
+            state_.tree.moveIn(file_->path(), path);
             state_.watcher.drain();
         }
     }
 
     State& state_;
     PushTarget target_;
-    std::string incoming_;
-    Descriptor file_;
+    std::optional<IncomingFile> file_;
 };
 
 } // namespace

@@ -51,7 +51,110 @@ CREATE TABLE errors (
 );
 )sql";
 
-constexpr std::array versions = {version1};
+// Version 2: accounts, file tables, requests, deletions and sharing.
+//
+// `files` is what the computers have told of their own files; a row stays, not `present`, when the file is deleted.
+// `name` is the path within the Quenmark folder as a wire name, NULL when it cannot be expressed. `cloud` has the
+// contents that were streamed up; the file cloud/ID holds the bytes. A transfer goes from 'waiting' through 'sent' and
+// 'received' to 'deleted'. `stream`, `send_stream` and `receive_stream` are what was last reported: NULL, 'started' or
+// 'failed'.
+constexpr const char* version2 = R"sql(
+ALTER TABLE uploads ADD COLUMN stream TEXT;
+CREATE TABLE users (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    mail TEXT NOT NULL UNIQUE,
+    password TEXT NOT NULL,
+    first_name TEXT,
+    last_name TEXT,
+    nick_name TEXT,
+    code TEXT NOT NULL UNIQUE,
+    activated INTEGER NOT NULL DEFAULT 0
+);
+CREATE TABLE computers (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    user INTEGER NOT NULL REFERENCES users (id),
+    quenmark_path TEXT NOT NULL,
+    is_cloud INTEGER NOT NULL,
+    last_seen TEXT,
+    version TEXT
+);
+CREATE INDEX computers_by_user ON computers (user);
+CREATE TABLE mails (
+    id INTEGER PRIMARY KEY,
+    sent_at TEXT NOT NULL,
+    recipient TEXT NOT NULL,
+    subject TEXT NOT NULL,
+    body TEXT NOT NULL
+);
+CREATE TABLE files (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    computer INTEGER NOT NULL REFERENCES computers (id),
+    full_path TEXT NOT NULL,
+    name TEXT,
+    is_file INTEGER NOT NULL,
+    size TEXT,
+    modified TEXT,
+    base_system_file TEXT,
+    present INTEGER NOT NULL DEFAULT 1
+);
+CREATE UNIQUE INDEX files_by_path ON files (computer, full_path) WHERE present;
+CREATE TABLE requests (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    file INTEGER NOT NULL REFERENCES files (id),
+    from_shared INTEGER NOT NULL,
+    state TEXT NOT NULL DEFAULT 'waiting' CHECK (state IN ('waiting', 'done', 'cancelled')),
+    stream TEXT,
+    attachment TEXT
+);
+CREATE INDEX requests_waiting ON requests (file) WHERE state = 'waiting';
+CREATE TABLE cloud (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    user INTEGER REFERENCES users (id),
+    full_path TEXT NOT NULL,
+    name TEXT,
+    size INTEGER NOT NULL,
+    request TEXT NOT NULL,
+    transit_path TEXT,
+    received_at TEXT NOT NULL
+);
+CREATE UNIQUE INDEX cloud_by_path ON cloud (coalesce(user, 0), full_path);
+CREATE TABLE deletions (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    computer INTEGER NOT NULL REFERENCES computers (id),
+    path TEXT NOT NULL,
+    state TEXT NOT NULL DEFAULT 'waiting' CHECK (state IN ('waiting', 'done'))
+);
+CREATE TABLE computer_maps (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    owner INTEGER NOT NULL REFERENCES computers (id),
+    subscriber INTEGER NOT NULL REFERENCES computers (id),
+    UNIQUE (owner, subscriber)
+);
+CREATE TABLE transfers (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    file INTEGER NOT NULL REFERENCES files (id),
+    from_computer INTEGER NOT NULL REFERENCES computers (id),
+    to_computer INTEGER NOT NULL REFERENCES computers (id),
+    state TEXT NOT NULL DEFAULT 'waiting' CHECK (state IN ('waiting', 'sent', 'received', 'deleted')),
+    is_file INTEGER NOT NULL,
+    change_type TEXT,
+    full_path TEXT NOT NULL,
+    old_full_path TEXT,
+    new_full_path TEXT,
+    base_system_file TEXT,
+    prev_folder_file TEXT,
+    xml_file TEXT,
+    saved_file TEXT,
+    length TEXT,
+    is_exists TEXT,
+    send_stream TEXT,
+    receive_stream TEXT
+);
+CREATE INDEX transfers_out ON transfers (from_computer, state);
+CREATE INDEX transfers_in ON transfers (to_computer, state);
+)sql";
+
+constexpr std::array versions = {version1, version2};
 
 } // namespace
 

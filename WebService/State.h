@@ -1,5 +1,6 @@
 #pragma once
 
+#include "WebService/Cloud.h"
 #include "WebService/Descriptor.h"
 #include "WebService/OutboxLedger.h"
 #include "WebService/OutboxQueue.h"
@@ -21,6 +22,7 @@ public:
 // Everything that the web service keeps, in one folder that belongs to one process at a time:
 //   state.db    the SQLite database
 //   outbox/     what the computers are to receive, COMPUTER/…
+//   cloud/      contents that computers have streamed up
 //   incoming/   files on their way in over HTTP; emptied at the start
 //   lock        held while a process works on the folder
 class State {
@@ -42,6 +44,7 @@ public:
     OutboxLedger ledger;
     OutboxWatcher watcher;
     OutboxQueue queue;
+    Cloud cloud;
 };
 
 } // namespace webservice

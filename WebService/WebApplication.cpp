@@ -1,6 +1,7 @@
 #include "WebService/WebApplication.h"
 
 #include "WebService/Operations/OperationTable.h"
+#include "WebService/Pages.h"
 #include "WebService/PushExchange.h"
 
 namespace webservice {
@@ -15,27 +16,6 @@ Refused wrongMethod(std::string allowed) {
     return refused;
 }
 
-// GET /status[?computer=X]: how many uploads are in which state, of one computer or of all.
-class StatusExchange : public Exchange {
-public:
-    StatusExchange(State& state, std::optional<std::string> computer) : state_(state), computer_(std::move(computer)) {}
-
-    void receive(std::string_view) override {}
-
-    Response finish() override {
-        state_.watcher.drain();
-        boost::json::object counts;
-        for (const char* uploadState : {"pending", "acknowledged", "withdrawn"}) {
-            counts[uploadState] = state_.ledger.count(uploadState, computer_);
-        }
-        return jsonResponse(200, boost::json::serialize(counts));
-    }
-
-private:
-    State& state_;
-    std::optional<std::string> computer_;
-};
-
 } // namespace
 
 std::unique_ptr<Exchange> WebApplication::begin(const RequestHead& head) {
@@ -48,7 +28,7 @@ std::unique_ptr<Exchange> WebApplication::begin(const RequestHead& head) {
         if (head.method != "POST") {
             throw wrongMethod("POST");
         }
-        return beginOperation(state_, *operation);
+        return beginOperation(state_, *operation, head);
     }
     if (head.path().starts_with("/outbox/")) {
         if (head.method != "PUT") {
@@ -56,11 +36,11 @@ std::unique_ptr<Exchange> WebApplication::begin(const RequestHead& head) {
         }
         return beginPush(state_, head);
     }
-    if (path == "/status") {
+    if (auto page = beginPage(state_, path, head)) {
         if (head.method != "GET") {
             throw wrongMethod("GET");
         }
-        return std::make_unique<StatusExchange>(state_, queryValue(head.query(), "computer"));
+        return page;
     }
     throw Refused{errorResponse(404, "UnknownPath", "there is nothing at this path")};
 }

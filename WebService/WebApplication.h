@@ -6,7 +6,7 @@
 namespace webservice {
 
 // Everything that the development web service answers: the operations below "/QuenmarkRestService/", which are POSTs
-// of JSON, and its own PUT /outbox/COMPUTER/PATH and GET /status.
+// of JSON, and what it has of its own: PUT /outbox/COMPUTER/PATH and a few pages to GET.
 class WebApplication : public Application {
 public:
     explicit WebApplication(State& state) : state_(state) {}

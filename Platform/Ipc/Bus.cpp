@@ -324,6 +324,14 @@ void Bus::callBus(const std::string& method, const std::string& name, AnswerHand
     state_->start(std::move(message), Duration::max(), std::move(handler));
 }
 
+void Bus::startService(const std::string& name, AnswerHandler handler) {
+    if (!isOpen())
+        return;
+    auto message = state_->newCall({busName, busPath, busName, "StartServiceByName"});
+    check(sd_bus_message_append(message.get(), "su", name.c_str(), 0), "sd_bus_message_append");
+    state_->start(std::move(message), Duration::max(), std::move(handler));
+}
+
 std::optional<std::string> Bus::send(const BusTarget& target, const Value& variantArgument) {
     if (!isOpen())
         return std::nullopt;

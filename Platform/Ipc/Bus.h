@@ -79,6 +79,8 @@ public:
     void call(const BusTarget& target, std::optional<Value> variantArgument, Duration limit, AnswerHandler handler);
     /// As `call`, of a method of the bus itself that takes a name.
     void callBus(const std::string& method, const std::string& name, AnswerHandler handler);
+    /// Has the bus launch a service that does not run; the answer comes when it has its name.
+    void startService(const std::string& name, AnswerHandler handler);
     /// Calls a method with a variant and asks for no reply. Says why where the value cannot travel.
     std::optional<std::string> send(const BusTarget& target, const Value& variantArgument);
 

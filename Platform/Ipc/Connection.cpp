@@ -1,7 +1,5 @@
 #include "Platform/Ipc/Connection.h"
 
-#include "Platform/Log.h"
-
 #include <algorithm>
 
 namespace Platform::Ipc {
@@ -64,8 +62,8 @@ void Connection::run(const IncomingCall& call) {
         object->at(name)();
         call.reply();
     } catch (const std::exception& exception) {
-        Log::write("Uncaught exception on " + queue().label() + ": " + exception.what());
         call.fail(failed, exception.what());
+        throw;
     }
 }
 

@@ -32,7 +32,7 @@ public:
     /// org.freedesktop.DBus.Error.UnknownInterface; a method that is not in it, or not in the exported object, with
     /// org.freedesktop.DBus.Error.UnknownMethod.
     void setExportedInterface(Interface interface);
-    /// What the calls do. An exception that leaves a method is logged; a caller that waits for the reply is told
+    /// What the calls do. An exception that leaves a method goes to the loop; a caller that waits for the reply is told
     /// org.freedesktop.DBus.Error.Failed, with the exception's text.
     void setExportedObject(ExportedObject object);
     /// Lets calls through.

@@ -1,24 +1,11 @@
 #include "Platform/Ipc/Descriptor.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace Platform::Ipc {
 
-class Descriptor::Owner {
-public:
-    explicit Owner(int number) : number_(number) {}
-    ~Owner() { ::close(number_); }
-    Owner(const Owner&) = delete;
-    Owner& operator=(const Owner&) = delete;
-    int number() const { return number_; }
-
-private:
-    int number_;
-};
-
 Descriptor Descriptor::adopt(int number) {
-    return number < 0 ? Descriptor() : Descriptor(std::make_shared<const Owner>(number));
+    return number < 0 ? Descriptor() : Descriptor(std::make_shared<const FileDescriptor>(number));
 }
 
 std::optional<Descriptor> Descriptor::duplicate(int number) {
@@ -26,10 +13,6 @@ std::optional<Descriptor> Descriptor::duplicate(int number) {
     if (copy < 0)
         return std::nullopt;
     return adopt(copy);
-}
-
-int Descriptor::number() const {
-    return owner_ ? owner_->number() : -1;
 }
 
 } // namespace Platform::Ipc

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/FileDescriptor.h"
+
 #include <memory>
 #include <optional>
 
@@ -16,14 +18,13 @@ public:
     /// A duplicate of an open descriptor, closed on exec (fcntl(2), F_DUPFD_CLOEXEC); nil where that fails.
     static std::optional<Descriptor> duplicate(int number);
 
-    int number() const;
+    int number() const { return shared_ ? shared_->get() : -1; }
     explicit operator bool() const { return number() >= 0; }
     bool operator==(const Descriptor&) const = default;
 
 private:
-    class Owner;
-    explicit Descriptor(std::shared_ptr<const Owner> owner) : owner_(std::move(owner)) {}
-    std::shared_ptr<const Owner> owner_;
+    explicit Descriptor(std::shared_ptr<const FileDescriptor> shared) : shared_(std::move(shared)) {}
+    std::shared_ptr<const FileDescriptor> shared_;
 };
 
 } // namespace Platform::Ipc

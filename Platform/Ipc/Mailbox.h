@@ -2,8 +2,9 @@
 
 #include "Platform/Queue.h"
 
-#include <deque>
+#include <list>
 #include <memory>
+#include <utility>
 
 namespace Platform::Ipc {
 
@@ -30,7 +31,8 @@ protected:
         open_ = open;
         schedule();
     }
-    void discardEvents() { events_.clear(); }
+    /// Takes out what has not been handled.
+    std::list<Event> takeEvents() { return std::exchange(events_, {}); }
 
     const Queue& queue() const { return queue_; }
     /// What is not on its way to the old queue is handled on the new one.
@@ -49,12 +51,17 @@ private:
         while (open_ && !events_.empty()) {
             Event event = std::move(events_.front());
             events_.pop_front();
-            handle(std::move(event));
+            try {
+                handle(std::move(event));
+            } catch (...) {
+                schedule();
+                throw;
+            }
         }
     }
 
     Queue queue_;
-    std::deque<Event> events_;
+    std::list<Event> events_; // takes no memory while it is empty, as it is nearly always
     bool open_ = false;
     bool scheduled_ = false;
 };

@@ -29,6 +29,8 @@ inline constexpr int maximumDepth = 64;
 inline constexpr std::size_t maximumDescriptorsSent = 16;
 /// How many descriptors are read from one message: as many as the system passes in one (unix(7), SCM_RIGHTS).
 inline constexpr std::size_t maximumDescriptorsRead = 253;
+/// How many bytes an array's elements, or a dictionary's entries, may take (D-Bus Specification, "Marshaling").
+inline constexpr std::size_t maximumArraySize = std::size_t{64} << 20;
 /// How many bytes a message may have, its head included (D-Bus Specification, "Message Protocol").
 inline constexpr std::size_t maximumMessageSize = std::size_t{128} << 20;
 

@@ -73,6 +73,11 @@ private:
             refuse(SD_BUS_ERROR_LIMITS_EXCEEDED, "a message is larger than 128 MiB");
     }
 
+    static void checkArray(std::size_t bytes) {
+        if (bytes > maximumArraySize)
+            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED, "an array is larger than 64 MiB");
+    }
+
     template <class Scalar>
     void basic(char type, Scalar value) {
         count(sizeof value);
@@ -97,6 +102,7 @@ private:
 
     void bytes(const std::uint8_t* first, std::size_t size) {
         count(size);
+        checkArray(size);
         check(sd_bus_message_append_array(message_, SD_BUS_TYPE_BYTE, first, size));
     }
 
@@ -111,19 +117,23 @@ private:
 
     void append(const Array& elements, int depth) {
         open(SD_BUS_TYPE_ARRAY, "v", depth);
+        const std::size_t start = size_;
         for (const auto& element : elements)
             variant(element, depth + 1);
+        checkArray(size_ - start);
         close();
     }
 
     void append(const Dictionary& dictionary, int depth) {
         open(SD_BUS_TYPE_ARRAY, "{sv}", depth);
+        const std::size_t start = size_;
         for (const auto& [name, value] : dictionary.entries()) {
             open(SD_BUS_TYPE_DICT_ENTRY, "sv", depth + 1);
             string(name);
             variant(value, depth + 2);
             close();
         }
+        checkArray(size_ - start);
         close();
     }
 

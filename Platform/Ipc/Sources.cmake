@@ -4,8 +4,12 @@ target_sources(Platform PRIVATE
   Ipc/Descriptor.cpp
   Ipc/IncomingCall.cpp
   Ipc/Listener.cpp
+  Ipc/MessageConnection.cpp
   Ipc/MessageReader.cpp
+  Ipc/MessageService.cpp
   Ipc/MessageWriter.cpp
+  Ipc/PeerIdentity.cpp
   Ipc/ServiceCall.cpp
+  Ipc/ServiceRoute.cpp
   Ipc/Value.cpp
 )

@@ -2,7 +2,7 @@
 
 #include "Platform/Text.h"
 
-#include <boost/json.hpp>
+#include <boost/json/object.hpp>
 
 #include <algorithm>
 

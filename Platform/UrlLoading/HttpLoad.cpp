@@ -39,9 +39,16 @@ std::optional<BodyFile> openBodyFile(const std::string& path) {
     return body;
 }
 
-bool isHttp(const Url& url) {
-    const auto scheme = url.scheme();
-    return scheme == "http" || scheme == "https";
+/// Why nothing can be loaded from `url`; nil when something can.
+std::optional<Error> unusable(const std::optional<Url>& url) {
+    const auto scheme = url ? url->scheme() : std::string();
+    if (scheme.empty())
+        return UrlError::make(UrlError::BadUrl, url ? url->absoluteString() : "no URL");
+    if (scheme != "http" && scheme != "https")
+        return UrlError::make(UrlError::UnsupportedUrl, url->absoluteString());
+    if (url->origin().ends_with('/'))
+        return UrlError::make(UrlError::BadUrl, url->absoluteString() + " names no host");
+    return std::nullopt;
 }
 
 } // namespace
@@ -82,10 +89,8 @@ void HttpLoad::start() {
 
 std::optional<Error> HttpLoad::prepare() {
     url_ = settings_.request.url;
-    if (!url_ || url_->scheme().empty())
-        return UrlError::make(UrlError::BadUrl, url_ ? url_->absoluteString() : "");
-    if (!isHttp(*url_))
-        return UrlError::make(UrlError::UnsupportedUrl, url_->absoluteString());
+    if (auto error = unusable(url_))
+        return error;
     auto head = RequestHead::of(settings_.request, settings_.additionalHeaders);
     if (auto* error = std::get_if<Error>(&head))
         return std::move(*error);
@@ -131,10 +136,8 @@ void HttpLoad::followRedirect(int status) {
     if (++redirects_ > maximumRedirects)
         return fail(UrlError::make(UrlError::TooManyRedirects, url_->absoluteString()));
     const auto next = resolve(*url_, location);
-    if (!next)
-        return fail(UrlError::make(UrlError::BadUrl, "a redirect leads to no address"));
-    if (!isHttp(*next))
-        return fail(UrlError::make(UrlError::UnsupportedUrl, next->absoluteString()));
+    if (auto error = unusable(next))
+        return fail(std::move(*error));
     if (!head_.redirect(status, next->origin() != url_->origin()))
         sendsBody_ = false;
     url_ = next;

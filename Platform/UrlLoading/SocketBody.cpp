@@ -20,6 +20,9 @@ void SocketBody::continueReading() {
 }
 
 void SocketBody::receive() {
+    // A full piece has nearly always been taken by now, so the watch is not ended before it is clear that it was not.
+    if (pieces_.room() == 0)
+        return watch_.reset();
     const auto space = pieces_.space();
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(space.size(), left_));
     const auto count = ::recv(socket_.get(), space.data(), wanted, MSG_DONTWAIT);
@@ -32,7 +35,7 @@ void SocketBody::receive() {
         broken_ = true;
         error_ = count < 0 ? errno : 0;
     }
-    if (isComplete() || isBroken() || pieces_.room() == 0)
+    if (isComplete() || isBroken())
         watch_.reset();
     const auto changed = changed_;
     changed();

@@ -114,6 +114,10 @@ struct Transfer::Callbacks {
 
     static std::size_t bodySlice(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
         auto& transfer = touched(self);
+        if (transfer.reader_ == Reader::Undecided)
+            transfer.reader_ = transfer.canTakeOverConnection() ? Reader::Changing : Reader::Transport;
+        if (transfer.reader_ == Reader::Changing)
+            return CURL_WRITEFUNC_PAUSE;
         if (!transfer.pieces_.append({bytes, size * count})) {
             transfer.paused_ = true;
             return CURL_WRITEFUNC_PAUSE;
@@ -274,21 +278,26 @@ void Transfer::continueReading() {
     driver.perform();
 }
 
-/// A long body over plain HTTP/1.1 with a length, whose request is out: all that is still to come on the connection is
-/// the body, as it is.
+/// Whether a long body of known length is to come over plain HTTP/1.1, the request being out: nothing but the body, as
+/// it is, is then still to be read from the connection.
 bool Transfer::canTakeOverConnection() const {
-    if (easy_ == nullptr || outcome_ || failure_ || paused_ || connection_ < 0 || sent_ < bodySize())
-        return false;
-    const auto length = head_.state() == ResponseHead::State::Complete ? head_.contentLength() : std::nullopt;
-    return length && *length >= received_ + worthTakingOver && request_.url.scheme() == "http";
+    curl_off_t sent = 0;
+    curl_easy_getinfo(easy_, CURLINFO_SIZE_UPLOAD_T, &sent);
+    const auto length = head_.contentLength();
+    return length && *length >= worthTakingOver && connection_ >= 0 && static_cast<std::uint64_t>(sent) == bodySize() &&
+           request_.url.scheme() == "http";
 }
 
 /// The transport hands out bodies in slices of 16 KiB, each copied once more. It has nothing to add to a long one, so
-/// its connection is taken from it: the descriptor is doubled, and the transport closes its own.
+/// its connection is taken from it: it hands out what it has read, the descriptor is doubled, and the transport closes
+/// its own.
 void Transfer::takeOverConnection() {
+    reader_ = Reader::Transport;
+    if (const CURLcode result = curl_easy_pause(easy_, CURLPAUSE_CONT); result != CURLE_OK)
+        return finish(static_cast<int>(result));
     FileDescriptor connection(::fcntl(connection_, F_DUPFD_CLOEXEC, 0));
     if (!connection)
-        return; // There is no descriptor left; the transport goes on.
+        return driver_->perform(); // There is no descriptor left; the transport goes on.
     releaseHandle();
     directBody_ = std::make_unique<SocketBody>(std::move(connection), *head_.contentLength() - received_, pieces_,
                                                [this] { receivedFromConnection(); });
@@ -307,7 +316,7 @@ void Transfer::receivedFromConnection() {
 }
 
 void Transfer::settle() {
-    if (canTakeOverConnection())
+    if (reader_ == Reader::Changing && easy_ != nullptr)
         takeOverConnection();
     const auto changed = changed_;
     changed();

@@ -68,6 +68,8 @@ public:
 private:
     friend class TransferDriver;
     struct Callbacks;
+    /// Who reads the body from the connection: known when its first bytes are there.
+    enum class Reader { Undecided, Transport, Changing };
 
     void configure();
     void configureBody();
@@ -97,6 +99,7 @@ private:
     std::uint64_t sent_ = 0;
     std::uint64_t fileOffset_ = 0;
     bool paused_ = false;
+    Reader reader_ = Reader::Undecided;
 
     ResponseHead head_;
     PieceBuffer pieces_;

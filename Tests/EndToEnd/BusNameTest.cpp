@@ -38,6 +38,6 @@ TEST_P(AServiceThatCannotServe, EndsWhenTheBusIsLost) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, AServiceThatCannotServe, ::testing::Values(modern, wrapper),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& suite) { return suite.param.name; });
 
 } // namespace Quenmark

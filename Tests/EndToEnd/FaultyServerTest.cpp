@@ -80,6 +80,6 @@ TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, ABrokenTransfer, ::testing::Values(modern, between, wrapper),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& suite) { return suite.param.name; });
 
 } // namespace Quenmark

@@ -45,6 +45,6 @@ TEST_P(APeer, HasAnEngineOfItsOwn) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, APeer, ::testing::Values(modern, between, wrapper),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& suite) { return suite.param.name; });
 
 } // namespace Quenmark

@@ -84,6 +84,6 @@ TEST_P(TheWholeRoad, FollowsSettingsThatChangeWhileItRuns) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, TheWholeRoad, ::testing::Values(modern, between, wrapper),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& suite) { return suite.param.name; });
 
 } // namespace Quenmark

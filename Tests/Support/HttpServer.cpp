@@ -194,6 +194,11 @@ std::size_t HttpServer::unfinishedRequests() const {
                                                   [](const auto& entry) { return !entry.second->received.empty(); }));
 }
 
+std::size_t HttpServer::unsentBytes(std::size_t number) const {
+    const auto found = connections_.find(number);
+    return found == connections_.end() ? 0 : found->second->toSend.size() - found->second->sent;
+}
+
 void HttpServer::send(std::size_t number, std::string_view bytes) {
     const auto found = connections_.find(number);
     if (found == connections_.end())

@@ -104,11 +104,16 @@ public:
 
     /// Every request that has come whole, in order.
     const std::vector<HttpRequest>& requests() const { return requests_; }
+    /// Empties `requests`.
+    void forgetRequests() { requests_ = {}; }
     /// How many connections were taken so far, and how many of them are still open on this side.
     std::size_t acceptedConnections() const { return accepted_; }
     std::size_t openConnections() const { return connections_.size(); }
     /// How many of the open ones have sent something that is no whole request yet.
     std::size_t unfinishedRequests() const;
+
+    /// How many bytes of that connection's answer wait for the client to take what was sent before.
+    std::size_t unsentBytes(std::size_t connection) const;
 
     /// Sends more bytes, closes or resets on the connection of that number; no effect on one that is closed.
     void send(std::size_t connection, std::string_view bytes);

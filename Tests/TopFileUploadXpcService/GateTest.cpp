@@ -205,7 +205,7 @@ TEST_P(TheGateOnBothTransports, OpensWhenAWriteFails) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Transports, TheGateOnBothTransports, ::testing::Values(1343.0, 1138.6),
-                         [](const auto& info) { return info.param == 1343.0 ? "Session" : "Connection"; });
+                         [](const auto& suite) { return suite.param == 1343.0 ? "Session" : "Connection"; });
 
 TEST_F(TheGate, ClosesAgainOnTheNextPieceAfterAFailedWriteOnTheSessionTransport) {
     Platform::Files::createDirectory(temporary("a"));

@@ -24,7 +24,7 @@ TEST(ARecord, HasTextsAndTakesIntegersAsTexts) {
     EXPECT_EQ(record.text("A"), "xä");
     EXPECT_EQ(record.text("B"), "12");
     EXPECT_EQ(record.id("B"), 12);
-    EXPECT_EQ(record.id("A"), std::nullopt);
+    EXPECT_EQ(record.id("A"), -1);
     EXPECT_EQ(record.optional("C"), std::nullopt);
     EXPECT_EQ(record.optional("D"), "");
     EXPECT_EQ(record.optional("E"), std::nullopt);
@@ -46,6 +46,16 @@ TEST(ARecord, RefusesWhatIsNotAFlatObjectOfTexts) {
     EXPECT_EQ(refusalOf("{\"Key\":true}"), "WrongType");
     EXPECT_EQ(refusalOf("{\"Key\":[]}"), "WrongType");
     EXPECT_EQ(refusalOf("{\"Key\":{}}"), "WrongType");
+}
+
+TEST(ARecord, TakesTrueInAnyCaseAndOneForTrue) {
+    const Record record = Record::parse(R"({"A":"True","B":"true","C":"1","D":1,"E":"False","F":"0","G":"yes"})");
+    for (const char* key : {"A", "B", "C", "D"}) {
+        EXPECT_TRUE(record.isTrue(key)) << key;
+    }
+    for (const char* key : {"E", "F", "G", "H"}) {
+        EXPECT_FALSE(record.isTrue(key)) << key;
+    }
 }
 
 TEST(ADecimalNumber, IsDigitsOnlyAndFits) {

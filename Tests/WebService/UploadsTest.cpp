@@ -186,6 +186,25 @@ TEST_F(Uploads, MayBeAcknowledgedTwiceButNotWhenUnknown) {
               R"({"ReturnStatus":"1","error":{"code":"MissingKey","message":"\"FileUploadID\" is missing"}})");
 }
 
+TEST_F(Uploads, TakeReportsOnTheStreamOfAPendingItem) {
+    folder.write("data/outbox/7/a.txt", "hello");
+    poll();
+    expect("Uploads.svc/UpdateBSUploadStreamStarted", R"({"FileUploadID":"1"})",
+           R"({"ReturnStatus":"0","error":null})");
+    expect("Uploads.svc/UpdateBSUploadStreamFailed", R"({"FileUploadID":"1"})", R"({"ReturnStatus":"0","error":null})");
+    {
+        Query row = state->db.query("SELECT stream FROM uploads WHERE id = 1");
+        ASSERT_TRUE(row.next());
+        EXPECT_EQ(row.text(0), "failed");
+    }
+    EXPECT_EQ(take("7"), "\\a.txt");
+    for (const char* operation :
+         {"Uploads.svc/UpdateBSUploadStreamStarted", "Uploads.svc/UpdateBSUploadStreamFailed"}) {
+        expectRefusal(operation, R"({"FileUploadID":"1"})", "NotPending", "upload 1 is no longer pending");
+        expectRefusal(operation, R"({"FileUploadID":"2"})", "UnknownUpload", "there is no upload 2");
+    }
+}
+
 TEST_F(Uploads, NeedAComputer) {
     EXPECT_EQ(call("Uploads.svc/GetTopFileUpload", "{}"),
               R"({"ReturnStatus":"1","error":{"code":"MissingKey","message":"\"ToComputerID\" is missing"}})");

@@ -1,5 +1,9 @@
 #include "WebService/Operations/Record.h"
 
+#include <algorithm>
+#include <cctype>
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 
 namespace webservice {
@@ -50,8 +54,15 @@ std::string Record::text(std::string_view key) const {
     return *value;
 }
 
-std::optional<std::int64_t> Record::id(std::string_view key) const {
-    return decimal(text(key));
+std::int64_t Record::id(std::string_view key) const {
+    return decimal(text(key)).value_or(-1);
+}
+
+bool Record::isTrue(std::string_view key) const {
+    std::string value = optional(key).value_or("");
+    std::transform(value.begin(), value.end(), value.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return value == "true" || value == "1";
 }
 
 std::optional<std::int64_t> decimal(std::string_view text) {
@@ -67,12 +78,20 @@ std::string_view flag(bool value) {
     return value ? "True" : "False";
 }
 
+boost::json::value orNull(const std::optional<std::string>& text) {
+    return text ? boost::json::value(boost::json::string(*text)) : boost::json::value(nullptr);
+}
+
 boost::json::object success() {
     return {{"ReturnStatus", "0"}};
 }
 
 boost::json::object done() {
     return {{"ReturnStatus", "0"}, {"error", nullptr}};
+}
+
+boost::json::object nothing() {
+    return {{"ReturnStatus", "1"}, {"error", nullptr}};
 }
 
 boost::json::object refused(const Refusal& refusal) {

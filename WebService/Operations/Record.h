@@ -34,8 +34,12 @@ public:
     // Throws Refusal "MissingKey" when it is absent or empty.
     std::string text(std::string_view key) const;
 
-    // A number of this service's own making, written in decimal. Nothing when it is anything else.
-    std::optional<std::int64_t> id(std::string_view key) const;
+    // An identifier that this service has given out, a decimal number; -1, which it never gives out, for any other
+    // text. Throws like text().
+    std::int64_t id(std::string_view key) const;
+
+    // Whether the text is "True", in any case, or "1". Absent is false.
+    bool isTrue(std::string_view key) const;
 
 private:
     boost::json::object fields_;
@@ -50,9 +54,15 @@ std::optional<std::int64_t> decimal(std::string_view text);
 // "True" or "False".
 std::string_view flag(bool value);
 
-// {"ReturnStatus":"0"} for the answer's keys to follow, and the same closed with "error": null.
+// The text, or null where there is none.
+boost::json::value orNull(const std::optional<std::string>& text);
+
+// {"ReturnStatus":"0"}, for the answer's keys to follow, and {"ReturnStatus":"0","error":null}.
 boost::json::object success();
 boost::json::object done();
+
+// {"ReturnStatus":"1","error":null}: there is nothing to tell of, and nothing is wrong.
+boost::json::object nothing();
 
 // {"ReturnStatus":"1","error":{"code":…,"message":…}}
 boost::json::object refused(const Refusal& refusal);

@@ -63,12 +63,28 @@ Response streamFile(State& state, const Upload& upload, std::uint64_t offset) {
     return response;
 }
 
+Upload requireUpload(State& state, const Record& request) {
+    auto upload = state.ledger.find(request.id("FileUploadID"));
+    if (!upload) {
+        throw Refusal("UnknownUpload", "there is no upload " + request.text("FileUploadID"));
+    }
+    return std::move(*upload);
+}
+
+void reportStream(State& state, const Record& request, std::string_view report) {
+    const Upload upload = requireUpload(state, request);
+    if (!upload.pending) {
+        throw Refusal("NotPending", "upload " + std::to_string(upload.id) + " is no longer pending");
+    }
+    state.db.run("UPDATE uploads SET stream = ?2 WHERE id = ?1", upload.id, report);
+}
+
 } // namespace
 
 boost::json::object getTopFileUpload(State& state, const Record& request) {
     const auto upload = state.queue.offerTop(request.text("ToComputerID"));
     if (!upload) {
-        return {{"ReturnStatus", "1"}, {"error", nullptr}};
+        return nothing();
     }
     boost::json::object answer = success();
     answer["Attachment"] = nullptr;
@@ -99,15 +115,21 @@ Response getTopFileUploadWithStream(State& state, const Record& request) {
 }
 
 boost::json::object updateFileUpload(State& state, const Record& request) {
-    const auto id = request.id("FileUploadID");
-    const auto upload = id ? state.ledger.find(*id) : std::nullopt;
-    if (!upload) {
-        throw Refusal("UnknownUpload", "there is no upload " + request.text("FileUploadID"));
+    const Upload upload = requireUpload(state, request);
+    if (const auto name = request.optional("FileName"); name && *name != upload.name) {
+        logLine("upload " + std::to_string(upload.id) + " is " + upload.name + ", but acknowledged as " + *name);
     }
-    if (const auto name = request.optional("FileName"); name && *name != upload->name) {
-        logLine("upload " + std::to_string(upload->id) + " is " + upload->name + ", but acknowledged as " + *name);
-    }
-    state.ledger.acknowledge(*upload);
+    state.ledger.acknowledge(upload);
+    return done();
+}
+
+boost::json::object updateBSUploadStreamStarted(State& state, const Record& request) {
+    reportStream(state, request, "started");
+    return done();
+}
+
+boost::json::object updateBSUploadStreamFailed(State& state, const Record& request) {
+    reportStream(state, request, "failed");
     return done();
 }
 

@@ -24,4 +24,8 @@ Response getTopFileUploadWithStream(State& state, const Record& request);
 // The computer has the item "FileUploadID". May be repeated.
 boost::json::object updateFileUpload(State& state, const Record& request);
 
+// Notes that a pending item has begun to be streamed, or has failed to be. It stays pending either way.
+boost::json::object updateBSUploadStreamStarted(State& state, const Record& request);
+boost::json::object updateBSUploadStreamFailed(State& state, const Record& request);
+
 } // namespace webservice

@@ -7,7 +7,35 @@ namespace {
 
 using TestSupport::HttpReply;
 
-class AnAnswer : public UrlLoadingTest {};
+class AnAnswer : public UrlLoadingTest {
+protected:
+    std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
+
+    /// Starts a task whose answer goes to the recorder.
+    std::shared_ptr<UrlSessionTask> startStreaming(std::string_view target) {
+        auto task = makeSession(recorder)->dataTaskWithRequest(get(target));
+        task->resume();
+        return task;
+    }
+    void runToEnd() {
+        ASSERT_TRUE(loop.runUntil([&] { return recorder->done; }));
+    }
+};
+
+Data pattern(std::size_t size) {
+    Data data(size, '\0');
+    for (std::size_t at = 0; at < size; ++at)
+        data[at] = static_cast<char>((at * 7 + at / 1000) % 253);
+    return data;
+}
+
+std::string chunk(std::string_view bytes) {
+    std::array<char, 20> size{};
+    std::snprintf(size.data(), size.size(), "%zx", bytes.size());
+    return std::string(size.data()) + "\r\n" + std::string(bytes) + "\r\n";
+}
+
+const std::string chunkedHead = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
 
 TEST_F(AnAnswer, IsHandedOverWholeWithItsHead) {
     server.enqueue(HttpReply::json("{\"ReturnStatus\":\"0\"}"));
@@ -19,6 +47,184 @@ TEST_F(AnAnswer, IsHandedOverWholeWithItsHead) {
     EXPECT_EQ(answer.response->url, url("/Uploads.svc/GetTopFileUpload"));
     EXPECT_EQ(answer.response->expectedContentLength, 20U);
     EXPECT_EQ(answer.response->allHeaderFields.valueForExactName("Content-Type"), "application/json");
+}
+
+TEST_F(AnAnswer, OfAnyStatusIsAnAnswer) {
+    for (const int status : {200, 206, 300, 304, 400, 401, 404, 500, 599}) {
+        server.enqueue(status == 304 ? HttpReply::raw("HTTP/1.1 304 x\r\nContent-Length: 9\r\n\r\n")
+                                     : HttpReply::status(status, "{}"));
+        const Answer answer = load(post("/", "{}"));
+        EXPECT_EQ(answer.error, std::nullopt) << status;
+        EXPECT_EQ(answer.data, status == 304 ? "" : "{}") << status;
+        EXPECT_EQ(answer.response->statusCode, status);
+    }
+}
+
+TEST_F(AnAnswer, OfNoBytesIsNoDataRatherThanNone) {
+    server.enqueue(HttpReply::ok());
+    EXPECT_EQ(load(get("/")).data, "");
+    server.enqueue(HttpReply::raw("HTTP/1.1 204 No Content\r\n\r\n"));
+    EXPECT_EQ(load(get("/")).data, "");
+}
+
+TEST_F(AnAnswer, KeepsTheNamesAndBytesOfItsHeadExactly) {
+    const Answer answer = loadRaw("HTTP/1.1 200 OK\r\nrETURNsTATUS:0\r\nFileName: \\Docs\\\xC3\xA4\xFF \t\r\nVia: 1\r\n"
+                                  "VIA: 2\r\nFolded: a\r\n b\r\nNothing:\r\nContent-Length: 0\r\n\r\n");
+    ASSERT_TRUE(answer.response);
+    const auto& fields = answer.response->allHeaderFields;
+    EXPECT_EQ(fields.valueForExactName("rETURNsTATUS"), "0");
+    EXPECT_EQ(fields.valueForExactName("ReturnStatus"), std::nullopt);
+    EXPECT_EQ(fields.valueForExactName("FileName"), "\\Docs\\\xC3\xA4\xFF");
+    EXPECT_EQ(fields.valueForExactName("Via"), "1, 2");
+    EXPECT_EQ(fields.valueForExactName("Folded"), "a b");
+    EXPECT_EQ(fields.valueForExactName("Nothing"), "");
+    EXPECT_EQ(fields.size(), 6U);
+}
+
+TEST_F(AnAnswer, HasTheFieldsOfItsLastHeadAndNoTrailers) {
+    const Answer answer = loadRaw("HTTP/1.1 100 Continue\r\nA: 1\r\n\r\nHTTP/1.1 103 Hints\r\nB: 2\r\n\r\n"
+                                  "HTTP/1.1 200 OK\r\nC: 3\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                  "2\r\nab\r\n0\r\nD: 4\r\n\r\n");
+    EXPECT_EQ(answer.data, "ab");
+    ASSERT_TRUE(answer.response);
+    EXPECT_EQ(answer.response->allHeaderFields.size(), 2U);
+    EXPECT_EQ(answer.response->allHeaderFields.valueForExactName("C"), "3");
+}
+
+TEST_F(AnAnswer, MayEndWithItsConnectionWhereNoLengthIsAnnounced) {
+    const Answer old = loadRaw("HTTP/1.0 200 OK\r\n\r\nolder server");
+    EXPECT_EQ(old.data, "older server");
+    EXPECT_EQ(old.response->expectedContentLength, std::nullopt);
+    EXPECT_EQ(loadRaw("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n").data, "");
+}
+
+TEST_F(AnAnswer, EndsWhereItsLengthSays) {
+    EXPECT_EQ(loadRaw("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef").data, "abc");
+}
+
+TEST_F(AnAnswer, MayComeInChunksOfAnySize) {
+    EXPECT_EQ(loadRaw(chunkedHead + chunk("hello ") + chunk("world") + "0\r\n\r\n").data, "hello world");
+    EXPECT_EQ(loadRaw(chunkedHead + "5;name=value\r\nhello\r\n000\r\n\r\n").data, "hello");
+    EXPECT_EQ(loadRaw(chunkedHead + "0\r\n\r\n").data, "");
+    server.enqueue(HttpReply::raw(chunkedHead + chunk("hello ") + chunk("world") + "0\r\n\r\n").inPiecesOf(1));
+    EXPECT_EQ(load(get("/")).data, "hello world");
+    const Data large = pattern(3 << 20);
+    EXPECT_EQ(loadRaw(chunkedHead + chunk(large) + chunk(large) + "0\r\n\r\n").data, large + large);
+}
+
+TEST_F(AnAnswer, WithAHeadOf200KiBIsRead) {
+    std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n";
+    for (int field = 0; field < 100; ++field)
+        head += "X-" + std::to_string(field) + ": " + std::string(2048, 'x') + "\r\n";
+    const Answer answer = loadRaw(head + "\r\n");
+    ASSERT_TRUE(answer.response);
+    EXPECT_EQ(answer.response->allHeaderFields.size(), 101U);
+    EXPECT_EQ(answer.response->allHeaderFields.valueForExactName("X-99"), std::string(2048, 'x'));
+}
+
+TEST_F(AnAnswer, GoesToTheDelegateInOrderInPiecesOfAtMostOneMiB) {
+    const Data body = pattern((5 << 20) + 12345);
+    server.enqueue(HttpReply::ok(body));
+    startStreaming("/");
+    runToEnd();
+    EXPECT_EQ(recorder->error, std::nullopt);
+    EXPECT_TRUE(recorder->data == body);
+    for (const auto size : recorder->pieces)
+        EXPECT_LE(size, 1U << 20);
+    EXPECT_EQ(recorder->calls.back(), "end 0");
+}
+
+TEST_F(AnAnswer, InChunksGoesToTheDelegateInOrderInPiecesOfAtMostOneMiB) {
+    const Data body = pattern((5 << 20) + 12345);
+    std::string bytes = chunkedHead;
+    for (std::size_t at = 0; at < body.size(); at += 70000)
+        bytes += chunk(std::string_view(body).substr(at, 70000));
+    server.enqueue(HttpReply::raw(bytes + "0\r\n\r\n"));
+    startStreaming("/");
+    runToEnd();
+    EXPECT_EQ(recorder->error, std::nullopt);
+    EXPECT_TRUE(recorder->data == body);
+    for (const auto size : recorder->pieces)
+        EXPECT_LE(size, 1U << 20);
+}
+
+TEST_F(AnAnswer, GoesToTheDelegateAsItArrives) {
+    server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 37\r\nReturnStatus: 0\r\n\r\n"));
+    const auto task = startStreaming("/");
+    ASSERT_TRUE(loop.runUntil([&] { return task->response() != nullptr; }));
+    EXPECT_TRUE(recorder->calls.empty());
+    for (const std::size_t size : {16U, 16U, 5U}) {
+        const std::size_t before = recorder->pieces.size();
+        server.send(0, std::string(size, 'x'));
+        ASSERT_TRUE(loop.runUntil([&] { return recorder->pieces.size() > before; }));
+    }
+    runToEnd();
+    EXPECT_EQ(recorder->calls, (std::vector<std::string>{"data 16", "data 16", "data 5", "end 0"}));
+    EXPECT_EQ(recorder->data, std::string(37, 'x'));
+}
+
+TEST_F(AnAnswer, ThatCameAtOnceIsOnePiece) {
+    server.enqueue(HttpReply::raw(chunkedHead + chunk("one") + chunk("two") + chunk("three") + "0\r\n\r\n"));
+    startStreaming("/");
+    runToEnd();
+    EXPECT_EQ(recorder->calls, (std::vector<std::string>{"data 11", "end 0"}));
+}
+
+TEST_F(AnAnswer, OfNoBytesGivesTheDelegateItsEndAlone) {
+    server.enqueue(HttpReply::ok({}, {{"ReturnStatus", "2"}}));
+    const auto task = startStreaming("/");
+    runToEnd();
+    EXPECT_EQ(recorder->calls, (std::vector<std::string>{"end 0"}));
+    ASSERT_NE(task->response(), nullptr);
+    EXPECT_EQ(task->response()->allHeaderFields.valueForExactName("ReturnStatus"), "2");
+}
+
+TEST_F(AnAnswer, HasItsHeadAtTheFirstPiece) {
+    server.enqueue(HttpReply::ok("x", {{"ReturnStatus", "0"}}));
+    std::optional<std::string> status;
+    recorder->duringData = [&](UrlSessionTask& task) {
+        ASSERT_NE(task.response(), nullptr);
+        status = task.response()->allHeaderFields.valueForExactName("ReturnStatus");
+    };
+    startStreaming("/");
+    runToEnd();
+    EXPECT_EQ(status, "0");
+}
+
+TEST_F(AnAnswer, ThatNobodyTakesIsNotReadOn) {
+    // More than the kernel keeps for a connection (tcp(7), tcp_rmem and tcp_wmem).
+    const Data body(64 << 20, 'x');
+    for (const auto& reply : {HttpReply::ok(body), HttpReply::raw(chunkedHead + chunk(body) + "0\r\n\r\n")}) {
+        recorder = std::make_shared<Recorder>();
+        server.enqueue(reply);
+        const auto task = startStreaming("/");
+        ASSERT_TRUE(loop.runUntil([&] { return !recorder->pieces.empty(); }));
+        task->suspend();
+        settle();
+        const std::size_t taken = recorder->data.size();
+        settle();
+        EXPECT_EQ(recorder->data.size(), taken);
+        EXPECT_GT(server.unsentBytes(server.acceptedConnections() - 1), 0U);
+        task->resume();
+        runToEnd();
+        EXPECT_EQ(recorder->data.size(), body.size());
+    }
+}
+
+TEST_F(AnAnswer, ThatIsAnnouncedTooLongForMemoryEndsAtOnce) {
+    server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 1073741824\r\n\r\nabc"));
+    const Answer answer = load(get("/"));
+    EXPECT_EQ(answer.code(), -1103);
+    EXPECT_EQ(answer.data, std::nullopt);
+    ASSERT_TRUE(answer.response);
+    EXPECT_EQ(answer.response->expectedContentLength, 1073741824U);
+    ASSERT_TRUE(loop.runUntil([&] { return server.openConnections() == 0; }));
+}
+
+TEST_F(AnAnswer, IsLoggedWithAddressStatusAndFields) {
+    server.enqueue(HttpReply::ok("x"));
+    EXPECT_EQ(text(*load(get("/a")).response),
+              server.url("/a") + " status 200, headers {\n    \"Content-Length\" = \"1\";\n}");
 }
 
 } // namespace

@@ -28,6 +28,9 @@ struct Outcome {
     int calls = 0;
     std::int64_t status = -1;
     std::optional<Platform::Queue> queue;
+    /// Whether it was given nothing, or the code of the error that it was given.
+    bool isNil = false;
+    std::optional<int> errorCode;
     /// Whether it was given a record, and that equals the expected one.
     bool isExpectedRecord = false;
     /// The record's properties by name.
@@ -96,6 +99,9 @@ OperationCase operation(const char* name, void (*call)(const Query&, Quenmark::C
             ++outcome.calls;
             outcome.status = status;
             outcome.queue = Platform::Queue::current();
+            outcome.isNil = answer.isNil();
+            if (answer.error() != nullptr)
+                outcome.errorCode = answer.error()->code;
             if (answer.answer() == nullptr)
                 return;
             outcome.isExpectedRecord = *answer.answer() == record;

@@ -70,6 +70,39 @@ TEST_P(AnOperation, HandsOnARecordOfNilsForAnAnswerThatLacksEveryKey) {
         EXPECT_EQ(outcome.record, json(answersWithAList ? "[{}]" : "{}"));
 }
 
+TEST_P(AnOperation, ReportsAtOnceThatTheNetworkIsNotReachableAndSendsNothing) {
+    const auto& [operation, release] = GetParam();
+    setRelease(release);
+    setNetworkFlags(0);
+
+    Outcome outcome;
+    operation.call(outcome);
+    EXPECT_EQ(outcome.calls, 1);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.isNil);
+    EXPECT_TRUE(everyRequest().empty());
+    EXPECT_EQ(outcome.calls, 1);
+}
+
+TEST_P(AnOperation, HandsOnTheErrorsOfTheTransferAndOfTheDecoder) {
+    const auto& [operation, release] = GetParam();
+    setRelease(release);
+    server.enqueue(HttpReply::ok("not JSON"));
+    Outcome undecoded;
+    operation.call(undecoded);
+    ASSERT_TRUE(runUntil([&] { return undecoded.calls > 0; }));
+    EXPECT_EQ(undecoded.status, 5);
+    EXPECT_EQ(undecoded.errorCode, 3840);
+
+    server.enqueue(HttpReply::json("{}").cutAfter(20).thenClose());
+    Outcome lost;
+    operation.call(lost);
+    ASSERT_TRUE(runUntil([&] { return lost.calls > 0; }));
+    EXPECT_EQ(lost.status, 2);
+    EXPECT_EQ(lost.errorCode, -1005);
+    EXPECT_EQ(lost.queue == Platform::Queue::main(), release == release10_10);
+}
+
 std::string nameOf(const ::testing::TestParamInfo<std::tuple<OperationCase, double>>& test) {
     const bool session = std::get<double>(test.param) == release10_10;
     return std::get<OperationCase>(test.param).name + (session ? "OnTheSession" : "OnTheConnection");

@@ -50,7 +50,7 @@ std::vector<boost::json::value> everyKindOfValue() {
             json("[[], [1, null]]"),
             json("{}"),
             json(R"({"": {"": {}}})"),
-            nested(Platform::Json::maximumDepth - 2)};
+            nested(50)};
 }
 
 template <class T>
@@ -118,6 +118,20 @@ TEST(EveryParser, TakesAnObjectOfOtherKeysForARecordOfNils) {
     forEachRecordOperation([&](const auto& operation) {
         using Record = typename std::decay_t<decltype(operation)>::Answer;
         EXPECT_EQ(operation.decode(boost::json::value(others)), Record{}) << operation.name;
+    });
+}
+
+TEST(EveryParser, TakesTheDeepestAnswerThatIsRead) {
+    const std::size_t depth = Platform::Json::maximumDepth - 1;
+    const std::string text = R"({"ReturnStatus": )" + std::string(depth, '[') + std::string(depth, ']') + "}";
+    forEachRecordOperation([&](const auto& operation) {
+        auto answer = Platform::Json::parse(text);
+        ASSERT_TRUE(std::holds_alternative<boost::json::value>(answer));
+        const auto properties =
+            Quenmark::propertiesOf(operation.decode(std::move(std::get<boost::json::value>(answer))));
+        EXPECT_EQ(boost::json::serialize(properties.begin()->value()),
+                  std::string(depth, '[') + std::string(depth, ']'))
+            << operation.name;
     });
 }
 

@@ -40,6 +40,16 @@ std::string WithState::call(std::string_view operation, std::string_view json) {
     return request("POST", "/QuenmarkRestService/" + std::string(operation), json).body;
 }
 
+void WithState::expect(std::string_view operation, std::string_view json, std::string_view answer) {
+    EXPECT_EQ(call(operation, json), answer) << operation << ' ' << json;
+}
+
+void WithState::expectRefusal(std::string_view operation, std::string_view json, std::string_view code,
+                              std::string_view message) {
+    const boost::json::object error = {{"code", code}, {"message", message}};
+    expect(operation, json, R"({"ReturnStatus":"1","error":)" + boost::json::serialize(error) + "}");
+}
+
 std::string WithState::next(std::string_view computer) {
     const std::string answer =
         call("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":")" + std::string(computer) + R"("})");

@@ -28,6 +28,13 @@ protected:
     // The answer's body to a POST of JSON to an operation.
     std::string call(std::string_view operation, std::string_view json);
 
+    // Checks that an operation, asked with the JSON text, answers exactly the other one.
+    void expect(std::string_view operation, std::string_view json, std::string_view answer);
+
+    // Checks that an operation refuses with this code and message.
+    void expectRefusal(std::string_view operation, std::string_view json, std::string_view code,
+                       std::string_view message);
+
     // Asks for the computer's next item: its "FileName", or "" when nothing waits.
     std::string next(std::string_view computer);
     // The same, and acknowledges it.

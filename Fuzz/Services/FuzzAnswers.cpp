@@ -1,0 +1,87 @@
+// Any bytes as the answer of every operation: what is JSON becomes a record or is refused, and nothing else happens.
+
+#include "Platform/Json.h"
+#include "Platform/Text.h"
+#include "Services/Catalogue.h"
+#include "Services/Coding.h"
+#include "Services/Properties.h"
+
+#include <boost/json/serialize.hpp>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <variant>
+#include <vector>
+
+namespace {
+
+void require(bool condition, const char* operation, const char* what) {
+    if (!condition) {
+        std::fprintf(stderr, "%s: %s\n", operation, what);
+        std::abort();
+    }
+}
+
+/// Reads every value of a record, so that one that is not its own is noticed.
+template <class Record>
+void readWhole(const Record& record) {
+    const auto properties = Quenmark::propertiesOf(record);
+    Platform::text(properties);
+    boost::json::serialize(properties);
+}
+template <class Record>
+void readWhole(const std::vector<Record>& records) {
+    for (const auto& record : records)
+        readWhole(record);
+}
+void readWhole(const Quenmark::AnswerField& status) {
+    Platform::text(status);
+}
+
+template <class T>
+struct HasLists : std::false_type {};
+template <class T>
+struct HasLists<std::vector<T>> : std::true_type {};
+template <>
+struct HasLists<Quenmark::GetSharedFilesTransferDataResponseData> : std::true_type {};
+template <>
+struct HasLists<Quenmark::AnswerField> : std::true_type {};
+
+/// A record without lists takes any object and nothing else.
+template <class Query, class Answer>
+void decode(const Quenmark::Operation<Query, Answer>& operation, const boost::json::value& answer) {
+    bool refused = false;
+    try {
+        readWhole(operation.decode(boost::json::value(answer)));
+    } catch (const Quenmark::UnsupportedOperation&) {
+        refused = true;
+    }
+    if constexpr (!HasLists<Answer>::value)
+        require(refused == !answer.is_object(), operation.name, "refuses an object, or takes something else");
+}
+template <class Query>
+void decode(const Quenmark::Operation<Query, Quenmark::RawAnswer>&, const boost::json::value&) {}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t size) {
+    const auto parsed = Platform::Json::parse({reinterpret_cast<const char*>(input), size});
+    const auto* answer = std::get_if<boost::json::value>(&parsed);
+    if (answer == nullptr)
+        return 0;
+    std::apply([&](const auto&... operation) { (decode(operation, *answer), ...); }, Quenmark::Catalogue::operations);
+
+    // What was read can be written, and is the same when it is read again.
+    const auto written = Platform::Json::prettyPrinted(*answer);
+    const auto* text = std::get_if<std::string>(&written);
+    require(text != nullptr, "JSON", "an answer that was read cannot be written");
+    const auto again = Platform::Json::parse(*text);
+    const auto* same = std::get_if<boost::json::value>(&again);
+    require(same != nullptr && boost::json::serialize(*same) == boost::json::serialize(*answer), "JSON",
+            "an answer changes on its way out and in");
+    return 0;
+}

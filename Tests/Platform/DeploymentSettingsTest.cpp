@@ -1,0 +1,136 @@
+#include "Platform/DeploymentSettings.h"
+
+#include "Support/LogCapture.h"
+#include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Entries = std::vector<std::string>;
+using Platform::DeploymentSettings;
+
+class TheDeploymentSettings : public testing::Test {
+protected:
+    void SetUp() override {
+        DeploymentSettings::replace(std::nullopt);
+        builtInHost = DeploymentSettings::current().serviceHost;
+        DeploymentSettings::replace(std::nullopt);
+    }
+    void TearDown() override { DeploymentSettings::replace(std::nullopt); }
+
+    /// The settings of a user whose file has that content.
+    DeploymentSettings read(std::string_view content) {
+        folder.write("home/quenmark/deployment.json", content);
+        DeploymentSettings::replace(std::nullopt);
+        log.clear();
+        return DeploymentSettings::current();
+    }
+    std::string homeFile() const { return folder.path("home/quenmark/deployment.json"); }
+
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::ScopedEnvironment environment{{"XDG_CONFIG_HOME", folder.path("home")},
+                                               {"XDG_CONFIG_DIRS", folder.path("first") + ":" + folder.path("second")}};
+    TestSupport::LogCapture log;
+    std::string builtInHost;
+};
+
+TEST_F(TheDeploymentSettings, AreTheBuiltInOnesWithoutAFile) {
+    EXPECT_FALSE(builtInHost.empty());
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, builtInHost);
+    EXPECT_EQ(DeploymentSettings::current().appKitVersionNumber, 1343.0);
+    EXPECT_EQ(log.entries(), Entries{});
+}
+
+TEST_F(TheDeploymentSettings, AreReadFromTheUsersFile) {
+    const auto settings = read(R"({"serviceHost": "127.0.0.1:8080", "appKitVersionNumber": 1138.5, "other": []})");
+    EXPECT_EQ(settings.serviceHost, "127.0.0.1:8080");
+    EXPECT_EQ(settings.appKitVersionNumber, 1138.5);
+    EXPECT_EQ(log.entries(), Entries{});
+}
+
+TEST_F(TheDeploymentSettings, MayNameAWholeNumber) {
+    EXPECT_EQ(read(R"({"appKitVersionNumber": 1138})").appKitVersionNumber, 1138.0);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, builtInHost);
+}
+
+TEST_F(TheDeploymentSettings, ComeFromTheFirstFileThatIsAnObject) {
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    folder.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example", "appKitVersionNumber": 1})");
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "first.example");
+    EXPECT_EQ(DeploymentSettings::current().appKitVersionNumber, 1343.0);
+    EXPECT_EQ(read(R"({"serviceHost": "home.example"})").serviceHost, "home.example");
+}
+
+TEST_F(TheDeploymentSettings, PassOverAMalformedFileAndSaySo) {
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    EXPECT_EQ(read("[]").serviceHost, "first.example");
+    EXPECT_EQ(log.entries(), Entries{"A settings file counts as absent: " + homeFile() +
+                                     ": Not a JSON object: the top level is an array at byte 0"});
+}
+
+TEST_F(TheDeploymentSettings, AreReadOnceForTheProcess) {
+    EXPECT_EQ(read(R"({"serviceHost": "a.example"})").serviceHost, "a.example");
+    folder.write("home/quenmark/deployment.json", R"({"serviceHost": "b.example"})");
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "a.example");
+    DeploymentSettings::replace(std::nullopt);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "b.example");
+}
+
+TEST_F(TheDeploymentSettings, CanBeReplaced) {
+    DeploymentSettings settings;
+    settings.serviceHost = "test.example";
+    settings.appKitVersionNumber = 7;
+    DeploymentSettings::replace(settings);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "test.example");
+    EXPECT_EQ(DeploymentSettings::current().appKitVersionNumber, 7);
+}
+
+TEST_F(TheDeploymentSettings, KeepTheBuiltInValueWhereOneIsOfTheWrongType) {
+    EXPECT_EQ(read(R"({"serviceHost": 17, "appKitVersionNumber": 1138})").serviceHost, builtInHost);
+    EXPECT_EQ(log.entries(),
+              Entries{homeFile() + ": \"serviceHost\" is not a host with an optional port and counts as absent: 17"});
+    EXPECT_EQ(DeploymentSettings::current().appKitVersionNumber, 1138.0);
+    EXPECT_EQ(read(R"({"appKitVersionNumber": "1138"})").appKitVersionNumber, 1343.0);
+    EXPECT_EQ(log.entries(),
+              Entries{homeFile() + ": \"appKitVersionNumber\" is not a number and counts as absent: 1138"});
+    EXPECT_EQ(read(R"({"serviceHost": null, "appKitVersionNumber": true})").serviceHost, builtInHost);
+    EXPECT_EQ(log.entries().size(), 2U);
+}
+
+TEST_F(TheDeploymentSettings, TakeHostsOfEveryKind) {
+    for (const std::string host :
+         {"localhost", "a", "a.example", "a.example.", "A-1.example:80", "x_y.example:65535", "1.2.3.4", "1.2.3.4:8080",
+          "[::1]", "[::1]:8080", "[fe80::1]", "1a.example", "xn--bcher-kva.example"}) {
+        EXPECT_EQ(read("{\"serviceHost\": \"" + host + "\"}").serviceHost, host);
+        EXPECT_EQ(log.entries(), Entries{}) << host;
+    }
+}
+
+TEST_F(TheDeploymentSettings, RefuseWhatIsNoHost) {
+    for (const std::string host :
+         {"",       "http://x/", "a b",       "a/b",   "a:",           "a:0",       "a:65536",    "a:-1", "a:+1",
+          "a:1x",   "a:80:80",   ":80",       "::1",   "[::1",         "[::1]80",   "[::1]:",     "[]",   "[1.2.3.4]",
+          "user@a", "a..b",      ".a",        ".",     "-a",           "a-",        "a?b",        "a#b",  "a\\\\b",
+          "1.2.3",  "1.2.3.4.5", "256.1.1.1", "127.1", "b\\u00fccher", "a\\u0000b", "a\\r\\nX: y"}) {
+        EXPECT_EQ(read("{\"serviceHost\": \"" + host + "\"}").serviceHost, builtInHost) << host;
+        EXPECT_EQ(log.entries().size(), 1U) << host;
+    }
+    const std::string longName = std::string(64, 'a') + ".example";
+    EXPECT_EQ(read("{\"serviceHost\": \"" + longName + "\"}").serviceHost, builtInHost);
+}
+
+TEST(TheServiceHost, IsALoopbackOne) {
+    for (const char* host : {"localhost", "LocalHost:80", "localhost.", "a.localhost", "a.b.LOCALHOST.:8080",
+                             "127.0.0.1", "127.255.0.9:1", "[::1]", "[::1]:8080", "[0:0:0:0:0:0:0:1]"})
+        EXPECT_TRUE((DeploymentSettings{host, 1343.0}).hostIsLoopback()) << host;
+}
+
+TEST(TheServiceHost, IsNoLoopbackOne) {
+    for (const char* host : {"", "service.example", "localhost.example", "mylocalhost", "128.0.0.1", "10.0.0.127",
+                             "[::2]", "[fe80::1]", "127.0.0.1.example", "http://localhost/", "::1", "0.0.0.0"})
+        EXPECT_FALSE((DeploymentSettings{host, 1343.0}).hostIsLoopback()) << host;
+}
+
+} // namespace

@@ -1,0 +1,117 @@
+#include "Platform/Log.h"
+#include "Support/Namespaces.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+
+namespace {
+
+constexpr const char* journalSocket = "/run/systemd/journal/socket";
+
+/// A socket in the place of the journal's, in a mount namespace of its own.
+class Journal {
+public:
+    Journal() : socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        EXPECT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+        EXPECT_EQ(::mount("run", "/run", "tmpfs", 0, nullptr), 0);
+        std::filesystem::create_directories(std::filesystem::path(journalSocket).parent_path());
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::string(journalSocket).copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    Journal(const Journal&) = delete;
+    Journal& operator=(const Journal&) = delete;
+    ~Journal() { ::close(socket_); }
+
+    /// What came, or an empty text where nothing has.
+    std::string receive() const {
+        std::array<char, 4096> message{};
+        const auto length = ::recv(socket_, message.data(), message.size(), 0);
+        return length > 0 ? std::string(message.data(), static_cast<std::size_t>(length)) : std::string();
+    }
+
+private:
+    int socket_;
+};
+
+/// Says to programs that standard error is the journal (systemd.exec(5)).
+void claimStandardErrorAsJournal() {
+    struct stat status {};
+    ASSERT_EQ(::fstat(STDERR_FILENO, &status), 0);
+    const std::string stream = std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+    ASSERT_EQ(::setenv("JOURNAL_STREAM", stream.c_str(), 1), 0);
+}
+
+bool inTheJournalsPlace(const std::function<void(const Journal&)>& body) {
+    return TestSupport::succeedsInNamespaces(CLONE_NEWNS, [&] {
+        const Journal journal;
+        claimStandardErrorAsJournal();
+        body(journal);
+        return !testing::Test::HasFailure();
+    });
+}
+
+bool hasLine(const std::string& message, const std::string& line) {
+    return ("\n" + message).find("\n" + line + "\n") != std::string::npos;
+}
+
+TEST(TheJournal, GetsEntriesAsFields) {
+    EXPECT_TRUE(inTheJournalsPlace([](const Journal& journal) {
+        Platform::Log::write("nework error.......x");
+        const std::string message = journal.receive();
+        EXPECT_TRUE(hasLine(message, "MESSAGE=nework error.......x")) << message;
+        EXPECT_TRUE(hasLine(message, "PRIORITY=6")) << message;
+        EXPECT_EQ(journal.receive(), "");
+    }));
+}
+
+TEST(TheJournal, GetsControlCharactersAsNumbers) {
+    EXPECT_TRUE(inTheJournalsPlace([](const Journal& journal) {
+        Platform::Log::write("a\x1B[0m\rPRIORITY=0");
+        const std::string message = journal.receive();
+        EXPECT_TRUE(hasLine(message, "MESSAGE=a\\x1B[0m\\x0DPRIORITY=0")) << message;
+    }));
+}
+
+TEST(TheJournal, GetsSeveralLinesAsOneEntry) {
+    EXPECT_TRUE(inTheJournalsPlace([](const Journal& journal) {
+        Platform::Log::write("{\nPRIORITY=0\n}");
+        const std::string message = journal.receive();
+        // A value with line feeds follows its length in eight bytes, so that nothing in it is a field.
+        EXPECT_NE(message.find(std::string("MESSAGE\n\x0E\0\0\0\0\0\0\0{\nPRIORITY=0\n}\n", 31)), std::string::npos);
+        EXPECT_TRUE(hasLine(message, "PRIORITY=6"));
+    }));
+}
+
+TEST(TheJournal, ThatIsNotThereLosesNothing) {
+    EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNS, [] {
+        { const Journal gone; }
+        EXPECT_EQ(::unlink(journalSocket), 0);
+        std::array<int, 2> ends{};
+        EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+        const int before = ::dup(STDERR_FILENO);
+        ::dup2(ends[1], STDERR_FILENO);
+        claimStandardErrorAsJournal();
+        Platform::Log::write("entry");
+        ::dup2(before, STDERR_FILENO);
+        std::array<char, 4096> text{};
+        const auto length = ::read(ends[0], text.data(), text.size());
+        const std::string_view line(text.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
+        EXPECT_TRUE(line.ends_with("] entry\n")) << line;
+        return !testing::Test::HasFailure();
+    }));
+}
+
+} // namespace

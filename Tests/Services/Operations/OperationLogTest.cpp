@@ -1,0 +1,147 @@
+// What the operations log besides their connector, and in which order.
+
+#include "OperationCase.h"
+#include "Platform/Log.h"
+#include "ServiceFixture.h"
+#include "Services/RestInterface.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace ServicesTests {
+
+namespace {
+
+using Quenmark::RestInterface;
+using TestSupport::HttpReply;
+using Log = std::vector<std::string>;
+
+/// One operation that logs, and what it logs.
+struct LoggingOperation {
+    std::string name;
+    /// Makes the call; the handler writes "handler" to the log.
+    std::function<void()> call;
+    std::string parameters;
+    std::string body;
+    /// Right before and after the handler, by outcome.
+    std::vector<std::string> before{};
+    std::vector<std::string> afterSuccess{};
+    std::vector<std::string> afterFailure{};
+};
+
+void PrintTo(const LoggingOperation& operation, std::ostream* stream) {
+    *stream << operation.name;
+}
+
+template <class Query, class Answer>
+std::function<void()> calling(void (*operation)(const Query&, Quenmark::CompletionHandler<Answer>),
+                              std::type_identity_t<Query> query) {
+    return [operation, query = std::move(query)] {
+        operation(query, [](const Quenmark::Result<Answer>&, std::int64_t) { Platform::Log::write("handler"); });
+    };
+}
+
+std::vector<LoggingOperation> loggingOperations() {
+    const std::string transferText = "{\n    \"SharedFileTransferID\" = \"12\";\n}";
+    const std::string transferBody = "{\n  \"SharedFileTransferID\" : \"12\"\n}";
+    return {
+        {"asyncSendPasswordToMailId", calling(&RestInterface::asyncSendPasswordToMailId, {.mailId = "a@b"}),
+         "{\n    \"MailID\" = \"a@b\";\n}", "{\n  \"MailID\" : \"a@b\"\n}"},
+        {"asyncLogError",
+         calling(&RestInterface::asyncLogError,
+                 {.errorClass = "C", .errorMethod = nil, .errorMessage = "x \"y\"", .computerId = nil, .userId = "17"}),
+         "{\n    \"ErrorClass\" = \"C\";\n    \"ErrorMessage\" = \"x \\\"y\\\"\";\n    \"UserID\" = \"17\";\n}",
+         "{\n  \"ErrorClass\" : \"C\",\n  \"ErrorMessage\" : \"x \\\"y\\\"\",\n  \"UserID\" : \"17\"\n}"},
+        {"asyncGetSharedFilesTransferData",
+         calling(&RestInterface::asyncGetSharedFilesTransferData, {.userId = "17", .computerId = "91"}),
+         " {\n    \"UserID\" = \"17\";\n    \"ComputerID\" = \"91\";\n}",
+         "{\n  \"UserID\" : \"17\",\n  \"ComputerID\" : \"91\"\n}"},
+        {"asyncUpdateFileExist", calling(&RestInterface::asyncUpdateFileExist, {.SharedFileTransferID = "12"}),
+         "data from updatefileexist." + transferText, transferBody},
+        {"asyncUpdateFileSendReceived",
+         calling(&RestInterface::asyncUpdateFileSendReceived, {.SharedFileTransferID = "12"}),
+         "data from updatefilesendreceived." + transferText, transferBody},
+        {"asyncUploadFileWithStream", calling(&RestInterface::asyncUploadFileWithStream, {}),
+         "data from uploadfilewithstream.{\n}", "{}"},
+        {"asyncupdateSendFileToTransfer", calling(&RestInterface::asyncupdateSendFileToTransfer, {}),
+         "data from updatesendfiletotransfer.{\n}", "{}"},
+        {"asyncIsFileExistsInCloud",
+         calling(&RestInterface::asyncIsFileExistsInCloud, {.strFullPath = "a"}),
+         "data in could query...{\n    \"StrFullPath\" = \"a\";\n}",
+         "{\n  \"StrFullPath\" : \"a\"\n}",
+         {"rest connector at cloud ....<completion handler>"},
+         {"trace code sucesss........."},
+         {"trace code error..........."}},
+        {"asyncDeleteReceivedFileFromTransfer",
+         calling(&RestInterface::asyncDeleteReceivedFileFromTransfer,
+                 {.isFileExists = nil, .savedFileID = nil, .sharedFileTransferID = "12"}),
+         "data for delete Received File from Transfer....." + transferText,
+         transferBody,
+         {},
+         {"trace code sucess.............."},
+         {"  trce code error deleteReceivedFile From Transfer ............"}},
+    };
+}
+
+class ALoggingOperation : public ServiceFixture,
+                          public ::testing::WithParamInterface<std::tuple<LoggingOperation, double>> {
+protected:
+    ALoggingOperation() { setRelease(std::get<double>(GetParam())); }
+
+    const LoggingOperation& operation() const { return std::get<LoggingOperation>(GetParam()); }
+    static Log joined(Log entries, const Log& more) {
+        entries.insert(entries.end(), more.begin(), more.end());
+        return entries;
+    }
+    /// Waits for an entry that comes last, and for anything behind it.
+    Log logUpTo(const std::string& last) {
+        EXPECT_TRUE(runUntil([&] { return log.contains(last); }));
+        everyRequest();
+        return log.entries();
+    }
+};
+
+TEST_P(ALoggingOperation, LogsItsParametersFirstAndItsSuccessLast) {
+    server.enqueue(HttpReply::json("{}"));
+    operation().call();
+    auto expected = joined({operation().parameters, "Json String " + operation().body, "response {\n}"},
+                           joined(joined(operation().before, {"handler"}), operation().afterSuccess));
+    EXPECT_EQ(logUpTo(expected.back()), expected);
+}
+
+TEST_P(ALoggingOperation, LogsItsFailureBeforeTheConnectorsLastLine) {
+    server.stopListening();
+    operation().call();
+    ASSERT_TRUE(runUntil([&] { return log.contains("network error"); }));
+    ASSERT_GT(log.entries().size(), 3U);
+    const std::string error = log.entries()[2];
+    EXPECT_TRUE(error.starts_with("error code ....Error Domain=UrlLoading Code=-1004 ")) << error;
+    EXPECT_EQ(log.entries(), joined({operation().parameters, "Json String " + operation().body, error},
+                                    joined(joined(operation().before, {"handler"}),
+                                           joined(operation().afterFailure, {"network error"}))));
+}
+
+TEST_P(ALoggingOperation, LogsItsParametersWhereTheNetworkIsNotReachable) {
+    setNetworkFlags(0);
+    operation().call();
+    EXPECT_EQ(log.entries(), joined({operation().parameters},
+                                    joined(joined(operation().before, {"handler"}), operation().afterFailure)));
+}
+
+std::string nameOf(const ::testing::TestParamInfo<std::tuple<LoggingOperation, double>>& test) {
+    return std::get<LoggingOperation>(test.param).name +
+           (std::get<double>(test.param) == release10_10 ? "OnTheSession" : "OnTheConnection");
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, ALoggingOperation,
+                         ::testing::Combine(::testing::ValuesIn(loggingOperations()),
+                                            ::testing::Values(release10_10, release10_7)),
+                         nameOf);
+
+} // namespace
+
+} // namespace ServicesTests

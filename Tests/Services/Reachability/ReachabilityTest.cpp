@@ -1,0 +1,86 @@
+#include "Services/Reachability/Reachability.h"
+
+#include "Platform/DeploymentSettings.h"
+#include "Support/Namespaces.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/un.h>
+
+namespace {
+
+using Quenmark::Reachability;
+using Quenmark::ReachabilityAvailable;
+using Quenmark::ReachabilityNone;
+using TestSupport::ip;
+
+std::unique_ptr<Reachability> forAddress(const char* address) {
+    sockaddr_in socketAddress{};
+    socketAddress.sin_family = AF_INET;
+    EXPECT_EQ(::inet_pton(AF_INET, address, &socketAddress.sin_addr), 1);
+    return Reachability::reachabilityWithAddress(reinterpret_cast<const sockaddr*>(&socketAddress));
+}
+
+TEST(AReachabilityObject, IsNilForWhatIsNoAddressAndNoName) {
+    sockaddr_un local{};
+    local.sun_family = AF_UNIX;
+    EXPECT_EQ(Reachability::reachabilityWithAddress(reinterpret_cast<const sockaddr*>(&local)), nullptr);
+    EXPECT_EQ(Reachability::reachabilityWithAddress(nullptr), nullptr);
+    EXPECT_EQ(Reachability::reachabilityWithHostName(""), nullptr);
+}
+
+TEST(AReachabilityObject, HasTwoStatusesOnly) {
+    EXPECT_EQ(static_cast<int>(ReachabilityNone), 0);
+    EXPECT_EQ(static_cast<int>(ReachabilityAvailable), 1);
+}
+
+template <class Operation>
+std::string assertionOf(const Operation& operation) {
+    try {
+        operation();
+    } catch (const std::logic_error& assertion) {
+        return assertion.what();
+    }
+    return "nothing was thrown";
+}
+
+TEST(AReachabilityObject, WithoutATargetCannotBeAsked) {
+    const Reachability reachability;
+    EXPECT_EQ(assertionOf([&] { (void)reachability.currentReachabilityStatus(); }),
+              "currentNetworkStatus called with NULL reachabilityRef");
+    EXPECT_EQ(assertionOf([&] { (void)reachability.connectionRequired(); }),
+              "connectionRequired called with NULL reachabilityRef");
+    EXPECT_THROW((void)reachability.connectionRequired(), Quenmark::ReachabilityAssertion);
+}
+
+TEST(AReachabilityObject, JudgesARealNetworkByItsKind) {
+    EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNET, [] {
+        Platform::DeploymentSettings::replace(Platform::DeploymentSettings{"service.example", 1343.0});
+        ip("link add out type veth peer name peer");
+        ip("link set out up");
+        ip("link set peer up");
+        ip("address add 10.0.0.1/24 dev out");
+        const auto internet = Reachability::reachabilityForInternetConnection();
+        const auto local = Reachability::reachabilityForLocalWiFi();
+        const auto neighbour = forAddress("10.0.0.2");
+        const auto host = Reachability::reachabilityWithHostName("192.0.2.1");
+        EXPECT_EQ(internet->currentReachabilityStatus(), ReachabilityNone);
+        EXPECT_EQ(local->currentReachabilityStatus(), ReachabilityNone);
+        EXPECT_EQ(neighbour->currentReachabilityStatus(), ReachabilityAvailable);
+        EXPECT_EQ(host->currentReachabilityStatus(), ReachabilityNone);
+        ip("route add default via 10.0.0.2");
+        EXPECT_EQ(internet->currentReachabilityStatus(), ReachabilityAvailable);
+        // Through a gateway is not the local network.
+        EXPECT_EQ(local->currentReachabilityStatus(), ReachabilityNone);
+        EXPECT_EQ(host->currentReachabilityStatus(), ReachabilityAvailable);
+        EXPECT_FALSE(internet->connectionRequired());
+        ip("route add 169.254.0.0/16 dev out");
+        EXPECT_EQ(local->currentReachabilityStatus(), ReachabilityAvailable);
+        return !testing::Test::HasFailure();
+    }));
+}
+
+} // namespace

@@ -1,0 +1,108 @@
+// What the facade decides for every operation alike: the transport by the release, anew at each call.
+
+#include "Services/RestInterface.h"
+
+#include "Platform/Queue.h"
+#include "ServiceFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace ServicesTests {
+
+namespace {
+
+using Platform::Queue;
+using Quenmark::RestInterface;
+using TestSupport::HttpReply;
+
+class TheFacade : public ServiceFixture {
+protected:
+    /// The queues on which the handlers of calls at these releases ran; all calls are made before the first answer.
+    std::vector<Queue> queuesOfCallsAt(const std::vector<double>& releases) {
+        std::vector<std::optional<Queue>> queues(releases.size());
+        std::size_t calls = 0;
+        for (std::size_t call = 0; call < releases.size(); ++call) {
+            setRelease(releases[call]);
+            server.enqueue(HttpReply::json("{}"));
+            RestInterface::asyncGetTopFileUpload({}, [&, call](const auto&, std::int64_t status) {
+                EXPECT_EQ(status, 0);
+                queues[call] = Queue::current();
+                ++calls;
+            });
+        }
+        EXPECT_TRUE(runUntil([&] { return calls == releases.size(); }));
+        std::vector<Queue> result;
+        for (const auto& queue : queues)
+            result.push_back(queue.value());
+        return result;
+    }
+};
+
+TEST_F(TheFacade, ChoosesTheTransportByTheReleaseAtEachCall) {
+    const auto queues = queuesOfCallsAt({1137.9, 1138.0, 1343.0, 1342.9, 1138.6, 0.0, 2000.0});
+    const std::vector<bool> onMainQueue{true, false, true, false, false, true, true};
+    for (std::size_t call = 0; call < queues.size(); ++call)
+        EXPECT_EQ(queues[call] == Queue::main(), onMainQueue[call]) << call;
+}
+
+TEST_F(TheFacade, GivesEachCallAQueueOfItsOwnOnOldReleases) {
+    const auto queues = queuesOfCallsAt({1138.0, 1138.0, 1138.0});
+    EXPECT_NE(queues[0], queues[1]);
+    EXPECT_NE(queues[1], queues[2]);
+    EXPECT_NE(queues[0], queues[2]);
+}
+
+TEST_F(TheFacade, AnswersManyCallsAtOnce) {
+    for (const double release : {release10_10, release10_7}) {
+        setRelease(release);
+        server.setHandler([](const auto& request) { return HttpReply::json(R"({"FileName": )" + request.body + "}"); });
+        std::vector<std::string> names;
+        for (int call = 0; call < 50; ++call) {
+            Quenmark::GetTopFileUploadQuery query;
+            query.toComputerId = std::to_string(call);
+            RestInterface::asyncGetTopFileUpload(query, [&names](auto result, std::int64_t) {
+                names.emplace_back(result.answer()->fileName->at("ToComputerID").as_string());
+            });
+        }
+        ASSERT_TRUE(runUntil([&] { return names.size() == 50; }));
+        std::sort(names.begin(), names.end());
+        EXPECT_EQ(std::unique(names.begin(), names.end()), names.end());
+    }
+}
+
+TEST_F(TheFacade, LetsGoOfTheHandlerAfterItsCall) {
+    for (const double release : {release10_10, release10_7}) {
+        setRelease(release);
+        server.enqueue(HttpReply::json("{}"));
+        auto held = std::make_shared<int>(0);
+        const std::weak_ptr<int> watched = held;
+        RestInterface::asyncGetTopFileUpload({}, [held](const auto&, std::int64_t) { ++*held; });
+        held.reset();
+        EXPECT_FALSE(watched.expired());
+        ASSERT_TRUE(runUntil([&] { return watched.expired(); }));
+    }
+}
+
+TEST_F(TheFacade, SurvivesAHandlerThatThrows) {
+    for (const double release : {release10_10, release10_7}) {
+        setRelease(release);
+        log.clear();
+        server.enqueue(HttpReply::json("{}"));
+        RestInterface::asyncGetTopFileUpload(
+            {}, [](const auto&, std::int64_t) { throw std::runtime_error("thrown by the handler"); });
+        ASSERT_TRUE(runUntil([&] { return log.entries().size() == 3; }));
+        EXPECT_TRUE(log.entries()[2].ends_with(": thrown by the handler")) << log.entries()[2];
+        EXPECT_EQ(queuesOfCallsAt({release}).size(), 1U);
+    }
+}
+
+} // namespace
+
+} // namespace ServicesTests

@@ -1,0 +1,276 @@
+// The upload of a file whose description travels in header fields, by way of a copy in the home directory.
+
+#include "ConnectorReports.h"
+#include "Platform/UrlLoading/UrlSession.h"
+#include "ServiceFixture.h"
+#include "Services/RestConnector.h"
+
+#include <boost/json/parse.hpp>
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace ServicesTests {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Quenmark::RestConnector;
+using TestSupport::HttpReply;
+using Log = std::vector<std::string>;
+
+class AStagedUpload : public ServiceFixture {
+protected:
+    /// The path as the web service writes it: "\" between the components and none in front.
+    static std::string windowsForm(const std::string& path) {
+        std::string result = path.substr(1);
+        std::replace(result.begin(), result.end(), '/', '\\');
+        return result;
+    }
+    static boost::json::object params(const std::string& filePath) {
+        return {{"FilePath", filePath}, {"FileRequestID", "601"}, {"TransitDownloadPath", "transit/601"}};
+    }
+    std::shared_ptr<RestConnector> upload(const boost::json::object& parameters) {
+        auto connector = std::make_shared<RestConnector>();
+        connector->startAsyncUploadWithStreamRequest("Downloads.svc/UpdateFileRequestWithStream", parameters, nullptr,
+                                                     reports.handler());
+        return connector;
+    }
+    [[nodiscard]] bool awaitReport() {
+        return runUntil([&] { return !reports.all.empty(); });
+    }
+    bool homeIsEmpty() const { return fs::is_empty(home.path()); }
+    /// That the upload ends like one of a file that is not there, and that nothing is sent or staged.
+    void expectNoFile() {
+        ASSERT_TRUE(awaitReport());
+        EXPECT_EQ(reports.all[0].status, 2U);
+        ASSERT_NE(reports.all[0].result.error(), nullptr);
+        EXPECT_EQ(reports.all[0].result.error()->code, -1100);
+        EXPECT_EQ(reports.all[0].queue, Platform::Queue::main());
+        EXPECT_TRUE(homeIsEmpty());
+        EXPECT_TRUE(everyRequest().empty());
+    }
+
+    TestSupport::TemporaryDirectory folder;
+    Reports<boost::json::value> reports{log};
+};
+
+TEST_F(AStagedUpload, SendsExactlyTheseBytes) {
+    const std::string content("line\r\n\0\xFF", 8);
+    const std::string filePath = windowsForm(folder.write("report.txt", content));
+    server.enqueue(HttpReply::json("{}"));
+    upload(params(filePath));
+    ASSERT_TRUE(awaitReport());
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].bytes,
+              "POST /QuenmarkRestService/Downloads.svc/UpdateFileRequestWithStream HTTP/1.1\r\n"
+              "Host: " +
+                  server.host() +
+                  "\r\n"
+                  "User-Agent: ServicesTests/1.0.0\r\n"
+                  "Content-Type: application/octet-stream\r\n"
+                  "FilePath: " +
+                  filePath +
+                  "\r\n"
+                  "TransitDownloadPath: transit/601\r\n"
+                  "FileRequestID: 601\r\n"
+                  "Content-Length: 8\r\n"
+                  "\r\n" +
+                  content);
+}
+
+TEST_F(AStagedUpload, ReportsTheDecodedAnswerOnTheMainQueueAndRemovesTheCopy) {
+    const std::string filePath = windowsForm(folder.write("report.txt", "content"));
+    std::string copyWhileSending;
+    server.setHandler([&](const auto&) {
+        copyWhileSending = home.read("report.txt");
+        return HttpReply::json(R"({"ReturnStatus": "0"})");
+    });
+    upload(params(filePath));
+    EXPECT_TRUE(reports.all.empty());
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(copyWhileSending, "content");
+    EXPECT_EQ(reports.all[0].status, 0U);
+    EXPECT_EQ(*reports.all[0].result.answer(), boost::json::parse(R"({"ReturnStatus": "0"})"));
+    EXPECT_EQ(reports.all[0].queue, Platform::Queue::main());
+    EXPECT_TRUE(homeIsEmpty());
+    EXPECT_EQ(folder.read("report.txt"), "content");
+    EXPECT_EQ(log.entries(), Log{"7 transit/601 601"});
+}
+
+TEST_F(AStagedUpload, RunsOnTheUploadConfigurationAndIsNoSessionTask) {
+    server.enqueue(HttpReply::silence());
+    const auto connector = upload(params(windowsForm(folder.write("report.txt", "content"))));
+    const auto& configuration = connector->session()->configuration();
+    const auto defaults = Platform::UrlSessionConfiguration::defaultSessionConfiguration();
+    EXPECT_EQ(configuration.httpMaximumConnectionsPerHost, 1);
+    EXPECT_EQ(configuration.httpAdditionalHeaders.size(), 0U);
+    EXPECT_EQ(configuration.timeoutIntervalForRequest, defaults.timeoutIntervalForRequest);
+    EXPECT_EQ(configuration.timeoutIntervalForResource, defaults.timeoutIntervalForResource);
+    EXPECT_EQ(connector->session()->delegateQueue(), Platform::Queue::main());
+    EXPECT_EQ(connector->sessionTask(), nullptr);
+    connector->close();
+    ASSERT_TRUE(runUntil([&] { return server.requests().size() == 1; }));
+    server.send(0, HttpReply::json("{}").bytes());
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 0U);
+}
+
+TEST_F(AStagedUpload, ReportsAnAnswerThatIsNotJsonAsNilAndRemovesTheCopy) {
+    const std::string filePath = windowsForm(folder.write("report.txt", "content"));
+    for (const auto* body : {"", "plain text", "7"}) {
+        reports.all.clear();
+        server.enqueue(HttpReply::ok(body));
+        upload(params(filePath));
+        ASSERT_TRUE(awaitReport());
+        EXPECT_EQ(reports.all[0].status, 0U) << body;
+        EXPECT_TRUE(reports.all[0].result.isNil());
+        EXPECT_TRUE(homeIsEmpty());
+    }
+}
+
+TEST_F(AStagedUpload, LeavesTheCopyBehindWhenTheTransferFails) {
+    server.enqueue(HttpReply::silence().thenReset());
+    upload(params(windowsForm(folder.write("report.txt", "content"))));
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 2U);
+    EXPECT_EQ(reports.all[0].result.error()->code, -1005);
+    EXPECT_EQ(home.read("report.txt"), "content");
+    EXPECT_EQ(log.entries(), Log{"7 transit/601 601"});
+}
+
+TEST_F(AStagedUpload, ReplacesAFileOfItsNameInTheHomeDirectory) {
+    home.write("report.txt", "a longer content that was there before");
+    server.enqueue(HttpReply::json("{}"));
+    upload(params(windowsForm(folder.write("report.txt", "new"))));
+    EXPECT_EQ(home.read("report.txt"), "new");
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(server.requests().at(0).body, "new");
+    EXPECT_TRUE(homeIsEmpty());
+}
+
+TEST_F(AStagedUpload, LeavesAFileThatLiesInTheHomeDirectoryThere) {
+    const std::string path = home.write("mine.txt", "content");
+    fs::create_symlink(home.path(), folder.path("link"));
+    for (const auto& filePath : {windowsForm(path), path, windowsForm(folder.path("link") + "/mine.txt")}) {
+        reports.all.clear();
+        server.enqueue(HttpReply::json("{}"));
+        upload(params(filePath));
+        ASSERT_TRUE(awaitReport());
+        EXPECT_EQ(reports.all[0].status, 0U) << filePath;
+        EXPECT_EQ(server.requests().back().body, "content");
+        EXPECT_EQ(home.read("mine.txt"), "content");
+    }
+}
+
+TEST_F(AStagedUpload, SendsAnEmptyFile) {
+    server.enqueue(HttpReply::json("{}"));
+    upload(params(windowsForm(folder.write("empty.txt", ""))));
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 0U);
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].header("Content-Length"), "0");
+    EXPECT_EQ(server.requests()[0].body, "");
+    EXPECT_TRUE(homeIsEmpty());
+    EXPECT_EQ(log.entries(), Log{"0 transit/601 601"});
+}
+
+TEST_F(AStagedUpload, SendsAFileOfSeveralMegabytesWhole) {
+    std::string content(5'000'011, '\0');
+    for (std::size_t at = 0; at < content.size(); ++at)
+        content[at] = static_cast<char>((at * 2654435761U) >> 13);
+    server.enqueue(HttpReply::json("{}"));
+    upload(params(windowsForm(folder.write("large.bin", content))));
+    ASSERT_TRUE(awaitReport());
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_TRUE(server.requests()[0].body == content);
+}
+
+TEST_F(AStagedUpload, FindsNoFileWhosePathHoldsABlank) {
+    upload(params(windowsForm(folder.write("my report.txt", "content"))));
+    EXPECT_EQ(log.entries(), Log{"(null) transit/601 601"});
+    expectNoFile();
+}
+
+TEST_F(AStagedUpload, FindsNoFileWhereThereIsNone) {
+    upload(params(windowsForm(folder.path("missing.txt"))));
+    EXPECT_EQ(log.entries(), Log{"(null) transit/601 601"});
+    expectNoFile();
+}
+
+TEST_F(AStagedUpload, SendsNoOtherFileOfTheNameInPlaceOfAMissingOne) {
+    home.write("missing.txt", "private");
+    upload(params(windowsForm(folder.path("missing.txt"))));
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 2U);
+    EXPECT_EQ(reports.all[0].result.error()->code, -1100);
+    EXPECT_EQ(home.read("missing.txt"), "private");
+    EXPECT_TRUE(everyRequest().empty());
+}
+
+TEST_F(AStagedUpload, FindsNoFileThatCannotBeRead) {
+    fs::create_directory(folder.path("folder"));
+    ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
+    // A regular file that opens, and whose first byte no process may read.
+    for (const std::string& path : {folder.path("folder"), folder.path("fifo"), std::string("/proc/self/mem")}) {
+        reports.all.clear();
+        upload(params(windowsForm(path)));
+        expectNoFile();
+    }
+}
+
+TEST_F(AStagedUpload, HasNoCopyWhereTheHomeDirectoryIsMissing) {
+    environment.set("HOME", folder.path("nobody"));
+    upload(params(windowsForm(folder.write("report.txt", "content"))));
+    EXPECT_EQ(log.entries(), Log{"7 transit/601 601"});
+    expectNoFile();
+}
+
+TEST_F(AStagedUpload, LeavesHeaderFieldsOutForParametersThatAreNil) {
+    const std::string filePath = windowsForm(folder.write("report.txt", "x"));
+    server.enqueue(HttpReply::json("{}"));
+    upload({{"FilePath", filePath}});
+    ASSERT_TRUE(awaitReport());
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].header("FilePath"), filePath);
+    EXPECT_EQ(server.requests()[0].header("TransitDownloadPath"), std::nullopt);
+    EXPECT_EQ(server.requests()[0].header("FileRequestID"), std::nullopt);
+    EXPECT_EQ(log.entries(), Log{"1 (null) (null)"});
+}
+
+TEST_F(AStagedUpload, FindsNoFileWithoutAPath) {
+    upload({});
+    EXPECT_EQ(log.entries(), Log{"(null) (null) (null)"});
+    expectNoFile();
+}
+
+TEST_F(AStagedUpload, SendsNoHeaderFieldThatWouldEndItsLine) {
+    auto parameters = params(windowsForm(folder.write("report.txt", "x")));
+    parameters["FileRequestID"] = "601\r\nX-More: 1";
+    upload(parameters);
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 2U);
+    EXPECT_EQ(reports.all[0].result.error()->code, -1000);
+    EXPECT_TRUE(everyRequest().empty());
+}
+
+TEST_F(AStagedUpload, StagesNothingWhereTheNetworkIsNotReachable) {
+    setNetworkFlags(0);
+    const auto connector = upload(params(windowsForm(folder.write("report.txt", "x"))));
+    ASSERT_EQ(reports.all.size(), 1U);
+    EXPECT_EQ(reports.all[0].status, 1U);
+    EXPECT_TRUE(reports.all[0].result.isNil());
+    EXPECT_EQ(connector->session(), nullptr);
+    EXPECT_TRUE(log.entries().empty());
+    EXPECT_TRUE(homeIsEmpty());
+    EXPECT_TRUE(everyRequest().empty());
+}
+
+} // namespace
+
+} // namespace ServicesTests

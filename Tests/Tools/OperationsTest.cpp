@@ -1,0 +1,66 @@
+// quenmark operations: the catalogue as text and as JSON.
+
+#include "ToolFixture.h"
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+
+namespace ToolTest {
+
+class TheCatalogue : public AQuenmarkTool {
+protected:
+    boost::json::array asJson() const {
+        const auto result = run({"operations", "--json"});
+        EXPECT_EQ(result.status, 0) << result.errors;
+        return boost::json::parse(result.output).as_array();
+    }
+};
+
+TEST_F(TheCatalogue, HasThirtyNineOperationsInTheirOrder) {
+    const auto operations = asJson();
+    ASSERT_EQ(operations.size(), 39U);
+    EXPECT_EQ(operations[0].at("name"), "asyncUserRegistration");
+    EXPECT_EQ(operations[5].at("name"), "asyncGetTopFileUpload");
+    EXPECT_EQ(operations[21].at("name"), "asyncupdateSendFileToTransfer");
+    EXPECT_EQ(operations[38].at("name"), "asyncUpdateBSFileDeleted");
+}
+
+TEST_F(TheCatalogue, TellsAllOfAnOperation) {
+    EXPECT_EQ(boost::json::serialize(asJson()[7]),
+              R"({"name":"asyncUpdateFileUpload","path":"Uploads.svc/UpdateFileUpload","variant":"Post",)"
+              R"("requestKeys":["FileUploadID","FileName","ServerPath","TransitUploadPath"],)"
+              R"("answerProperties":["returnStatus","error"]})");
+}
+
+TEST_F(TheCatalogue, TellsHowEachOperationIsCarriedOut) {
+    const auto operations = asJson();
+    EXPECT_EQ(operations[10].at("variant"), "PostList");
+    EXPECT_EQ(operations[14].at("variant"), "RawStream");
+    EXPECT_EQ(operations[14].at("answerProperties"), boost::json::array());
+    EXPECT_EQ(operations[15].at("variant"), "HeaderUpload");
+    EXPECT_EQ(operations[20].at("variant"), "PostForStatus");
+    EXPECT_EQ(operations[21].at("variant"), "PostForStatus");
+    EXPECT_EQ(operations[36].at("path"), "Downloads.svc/UpdateBSDownloadStreamFailed\xEF\xBF\xBC");
+}
+
+TEST_F(TheCatalogue, IsPrintedAsTextWithoutAnOption) {
+    const auto result = run({"operations"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_NE(result.output.find("asyncGetTopFileUploadWithStream\n"
+                                 "  path     Uploads.svc/GetTopFileUploadWithStream\n"
+                                 "  variant  RawStream\n"
+                                 "  request  ToComputerID\n"
+                                 "  answer   -\n"
+                                 "asyncUpdateFileRequestWithStream\n"
+                                 "  path     Downloads.svc/UpdateFileRequestWithStream\n"
+                                 "  variant  HeaderUpload\n"
+                                 "  request  FilePath FileRequestID TransitDownloadPath Attachment\n"
+                                 "  answer   ReturnStatus error\n"),
+              std::string::npos)
+        << result.output;
+}
+
+} // namespace ToolTest

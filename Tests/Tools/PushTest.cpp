@@ -1,0 +1,125 @@
+// quenmark push: what it sends to a development web service, and how it ends.
+
+#include "ToolFixture.h"
+
+#include <filesystem>
+
+namespace ToolTest {
+
+using TestSupport::HttpReply;
+
+class APush : public AQuenmarkTool {
+protected:
+    APush() {
+        server.setHandler([](const auto&) { return HttpReply::status(201, "{}"); });
+    }
+};
+
+TEST_F(APush, PutsAFileUnderItsOwnName) {
+    const auto path = folder.write("a b.txt", "hello");
+    const auto result = run({"push", path, "--to", "17"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "\\a b.txt\n");
+    EXPECT_EQ(result.errors, "");
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].method, "PUT");
+    EXPECT_EQ(server.requests()[0].target, "/outbox/17/a%20b.txt");
+    EXPECT_EQ(server.requests()[0].header("Content-Length"), "5");
+    EXPECT_EQ(server.requests()[0].body, "hello");
+}
+
+TEST_F(APush, PutsAFileUnderTheGivenNameAtTheGivenServer) {
+    deploy("127.0.0.1:9");
+    const auto path = folder.write("a.txt", "");
+    const auto result = run({"push", path, "--to", "17", "--as", "\\Docs\\b.txt", "--server", server.host()});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.output, "\\Docs\\b.txt\n");
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].target, "/outbox/17/Docs/b.txt");
+    EXPECT_EQ(server.requests()[0].header("Content-Length"), "0");
+}
+
+TEST_F(APush, PutsAFolderBeforeWhatIsInIt) {
+    folder.write("root/x/y", "1");
+    folder.write("root/b", "2");
+    std::filesystem::create_directory(folder.path("root/empty"));
+    const auto result = run({"push", folder.path("root"), "--to", "pc"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.output, "\\root\n\\root\\b\n\\root\\empty\n\\root\\x\n\\root\\x\\y\n");
+    std::vector<std::string> targets;
+    for (const auto& request : server.requests()) {
+        EXPECT_EQ(request.method, "PUT");
+        targets.push_back(request.target);
+    }
+    EXPECT_EQ(targets, (std::vector<std::string>{"/outbox/pc/root/", "/outbox/pc/root/b", "/outbox/pc/root/empty/",
+                                                 "/outbox/pc/root/x/", "/outbox/pc/root/x/y"}));
+    EXPECT_EQ(server.requests()[0].header("Content-Length"), "0");
+}
+
+TEST_F(APush, SendsALargeFileByteByByte) {
+    std::string content;
+    for (std::uint32_t number = 0; content.size() < (std::size_t{5} << 20); ++number)
+        content.append(reinterpret_cast<const char*>(&number), sizeof number);
+    const auto result = run({"push", folder.write("large", content), "--to", "17"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_TRUE(server.requests()[0].body == content);
+}
+
+TEST_F(APush, SaysWhatItLeavesOut) {
+    folder.write("root/a", "");
+    std::filesystem::create_symlink("a", folder.path("root/link"));
+    const auto result = run({"push", folder.path("root"), "--to", "17"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors,
+              "quenmark: left out, since it is neither a file nor a folder: " + folder.path("root/link") + "\n");
+    EXPECT_EQ(server.requests().size(), 2U);
+}
+
+TEST_F(APush, EndsWith66WhereNoFileIs) {
+    const auto result = run({"push", folder.path("none"), "--to", "17"});
+    EXPECT_EQ(result.status, 66);
+    EXPECT_EQ(result.errors, "quenmark: " + folder.path("none") + ": No such file or directory\n");
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
+TEST_F(APush, EndsWith69WhereTheServerCannotBeReached) {
+    server.stopListening();
+    const auto result = run({"push", folder.write("a", ""), "--to", "17"});
+    EXPECT_EQ(result.status, 69);
+    EXPECT_EQ(result.output, "");
+    EXPECT_TRUE(result.errors.starts_with("quenmark: \\a: ")) << result.errors;
+}
+
+TEST_F(APush, EndsWith74WhereTheConnectionBreaks) {
+    server.enqueue(HttpReply::status(201, "{}").cutAfter(10).thenReset());
+    const auto result = run({"push", folder.write("a", ""), "--to", "17"});
+    EXPECT_EQ(result.status, 74);
+    EXPECT_EQ(result.output, "");
+}
+
+TEST_F(APush, EndsWith76AtTheFirstItemThatTheServerRefuses) {
+    folder.write("root/a", "");
+    server.enqueue("/outbox/17/root/", HttpReply::status(201, "{}"));
+    server.enqueue("/outbox/17/root/a", HttpReply::status(507, "{\"error\":\"full\"}\n"));
+    const auto result = run({"push", folder.path("root"), "--to", "17"});
+    EXPECT_EQ(result.status, 76);
+    EXPECT_EQ(result.output, "\\root\n");
+    EXPECT_EQ(result.errors, "quenmark: \\root\\a: the server answered 507: {\"error\":\"full\"}\\x0A\n");
+}
+
+TEST_F(APush, EndsWith64ForAServerThatIsNoHost) {
+    const auto result = run({"push", folder.write("a", ""), "--to", "17", "--server", "a b"});
+    EXPECT_EQ(result.status, 64);
+    EXPECT_EQ(result.errors, "quenmark: \"a b\" is no host with an optional port\n");
+}
+
+TEST_F(APush, EndsWith64ForWhatIsNoComputerOrName) {
+    const auto path = folder.write("a", "");
+    EXPECT_EQ(run({"push", path, "--to", ""}).status, 64);
+    EXPECT_EQ(run({"push", path, "--to", "../x"}).status, 64);
+    EXPECT_EQ(run({"push", path, "--to", "17", "--as", "..\\x"}).status, 64);
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
+} // namespace ToolTest

@@ -1,0 +1,39 @@
+#include "ToolFixture.h"
+
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+
+namespace ToolTest {
+
+using TestSupport::CommandResult;
+
+AQuenmarkTool::AQuenmarkTool()
+    : environment({{"HOME", folder.path("home")},
+                   {"XDG_CONFIG_HOME", folder.path("config")},
+                   {"XDG_CONFIG_DIRS", folder.path("etc")},
+                   {"XDG_CACHE_HOME", folder.path("cache")},
+                   {"TMPDIR", folder.path("tmp/")},
+                   {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder.path("no-bus")}}) {
+    folder.write("home/.keep", "");
+    folder.write("tmp/.keep", "");
+    deploy(server.host());
+}
+
+CommandResult AQuenmarkTool::run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), QUENMARK_PROGRAM);
+    return TestSupport::runCommand(arguments);
+}
+
+CommandResult AQuenmarkTool::runWithInput(const std::string& input, const std::vector<std::string>& arguments) const {
+    std::vector<std::string> command{
+        "sh", "-c", "input=$1; shift; exec \"$@\" < \"$input\"", "sh", folder.write("input", input), QUENMARK_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return TestSupport::runCommand(command);
+}
+
+void AQuenmarkTool::deploy(const std::string& host, double release) const {
+    const boost::json::object settings{{"serviceHost", host}, {"appKitVersionNumber", release}};
+    folder.write("config/quenmark/deployment.json", boost::json::serialize(settings));
+}
+
+} // namespace ToolTest

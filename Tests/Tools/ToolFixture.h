@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Platform/RunLoop.h"
+#include "Support/Command.h"
+#include "Support/HttpServer.h"
+#include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace ToolTest {
+
+/// The real program, in an environment of the test's own, with a scripted web service.
+class AQuenmarkTool : public testing::Test {
+protected:
+    AQuenmarkTool();
+
+    /// Runs the program to its end.
+    TestSupport::CommandResult run(std::vector<std::string> arguments) const;
+    /// As `run`, with `input` on standard input.
+    TestSupport::CommandResult runWithInput(const std::string& input, const std::vector<std::string>& arguments) const;
+    /// Names the web service and the release in the deployment settings.
+    void deploy(const std::string& host, double release = 1343.0) const;
+    /// The file of the shared preferences domain.
+    std::string preferencesFile() const { return folder.path("config/quenmark/Velkarin.Quenmark.json"); }
+
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::ScopedEnvironment environment;
+    Platform::RunLoop loop;
+    TestSupport::HttpServer server;
+};
+
+} // namespace ToolTest

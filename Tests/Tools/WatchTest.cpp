@@ -1,0 +1,110 @@
+// quenmark watch: what it tells of items that arrive and of those on their way, and how it ends.
+
+#include "RunningTool.h"
+#include "ToolFixture.h"
+
+#include <csignal>
+#include <filesystem>
+
+namespace ToolTest {
+
+namespace fs = std::filesystem;
+
+class AWatch : public AQuenmarkTool {
+protected:
+    AWatch() {
+        folder.write("config/quenmark/Velkarin.Quenmark.json", "{\"quenmarkPathKey\":\"" + folder.path("home") + "\"}");
+        fs::create_directories(root);
+    }
+
+    /// Puts a file in its place in one step, as the service does.
+    void place(const std::string& name, const std::string& content) const {
+        const auto temporary = folder.write("elsewhere", content);
+        fs::rename(temporary, root + "/" + name);
+    }
+    /// Makes sure that the program watches: it has told of an item that was made after its start.
+    void awaitReadiness(RunningTool& tool) {
+        int number = 0;
+        const bool ready = loop.runUntil([&] {
+            if (!tool.output().empty())
+                return true;
+            fs::create_directory(root + "/ready" + std::to_string(number++));
+            loop.runOnce(std::chrono::milliseconds(20));
+            return false;
+        });
+        ASSERT_TRUE(ready) << tool.errors();
+    }
+
+    const std::string root = folder.path("home/Quenmark");
+};
+
+TEST_F(AWatch, TellsOfEachItemThatArrives) {
+    fs::create_directory(root + "/old");
+    folder.write("home/Quenmark/before.txt", "");
+    RunningTool tool({"watch"});
+    awaitReadiness(tool);
+    place("a b.txt", "1");
+    fs::create_directory(root + "/Docs");
+    place("Docs/x.txt", "2");
+    place("old/y.txt", "3");
+    place("Docs/two\nlines", "4");
+    EXPECT_TRUE(tool.waitForOutput("two\\x0Alines\n")) << tool.output();
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(tool.errors(), "");
+    const auto start = tool.output().find(root + "/a b.txt\n");
+    ASSERT_NE(start, std::string::npos) << tool.output();
+    EXPECT_EQ(tool.output().substr(start), root + "/a b.txt\n" + root + "/Docs/\n" + root + "/Docs/x.txt\n" + root +
+                                               "/old/y.txt\n" + root + "/Docs/two\\x0Alines\n");
+    EXPECT_EQ(tool.output().find("before"), std::string::npos);
+}
+
+TEST_F(AWatch, ShowsOnATerminalHowMuchHasBeenReceived) {
+    RunningTool tool({"watch"}, RunningTool::Errors::OnTerminal);
+    awaitReadiness(tool);
+    folder.write("tmp/QuenmarkTemp/Docs/movie.bin", std::string(3 << 20, 'm'));
+    EXPECT_TRUE(tool.waitForErrors("\r\x1b[Kmovie.bin 3.0 MiB")) << tool.errors();
+    fs::rename(folder.path("tmp/QuenmarkTemp/Docs/movie.bin"), root + "/movie.bin");
+    EXPECT_TRUE(tool.waitForOutput(root + "/movie.bin\n")) << tool.output();
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_TRUE(tool.errors().ends_with("\r\x1b[K")) << "the line is taken away";
+}
+
+TEST_F(AWatch, ShowsNoProgressElsewhere) {
+    RunningTool tool({"watch"});
+    awaitReadiness(tool);
+    folder.write("tmp/QuenmarkTemp/movie.bin", "m");
+    place("end", "");
+    EXPECT_TRUE(tool.waitForOutput("/end\n"));
+    tool.signal(SIGTERM);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(tool.errors(), "");
+}
+
+TEST_F(AWatch, WaitsForAFolderThatIsNotThereYet) {
+    fs::remove(root);
+    RunningTool tool({"watch"});
+    const bool told = loop.runUntil([&] {
+        fs::remove_all(root);
+        fs::create_directory(root);
+        place("first", "");
+        loop.runOnce(std::chrono::milliseconds(20));
+        return !tool.output().empty();
+    });
+    EXPECT_TRUE(told) << tool.errors();
+    EXPECT_TRUE(tool.output().starts_with(root + "/first\n")) << tool.output();
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+}
+
+TEST_F(AWatch, EndsWith78WhereItDoesNotKnowTheFolder) {
+    folder.write("config/quenmark/Velkarin.Quenmark.json", "{}");
+    const auto result = run({"watch"});
+    EXPECT_EQ(result.status, 78);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "quenmark: quenmarkPathKey is not set; set it with: quenmark prefs set quenmarkPathKey "
+                             "FOLDER\n");
+}
+
+} // namespace ToolTest

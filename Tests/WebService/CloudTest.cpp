@@ -1,0 +1,47 @@
+// Names of computers' paths, and the upgrade of a state without a cloud.
+
+#include "WebService/Cloud.h"
+
+#include "Support/TemporaryFolder.h"
+#include "WebService/Schema.h"
+
+#include <gtest/gtest.h>
+
+namespace webservice {
+
+TEST(ANameWithinTheQuenmarkFolder, IsThePathWithoutThatFolder) {
+    EXPECT_EQ(nameWithin("", "Docs\\a.txt"), "\\Docs\\a.txt");
+    EXPECT_EQ(nameWithin("", "\\Docs\\a.txt"), "\\Docs\\a.txt");
+    EXPECT_EQ(nameWithin("", "/Docs/a b ü.txt/"), "\\Docs\\a b ü.txt");
+    EXPECT_EQ(nameWithin("Users\\ann", "Users\\ann\\Quenmark\\Docs\\a.txt"), "\\Docs\\a.txt");
+    EXPECT_EQ(nameWithin("/Users/ann/", "Users\\ann\\Docs\\a.txt"), "\\Docs\\a.txt");
+    EXPECT_EQ(nameWithin("Users\\ann", "Users\\anna\\a.txt"), "\\Users\\anna\\a.txt");
+    EXPECT_EQ(nameWithin("Users\\ann", "Quenmark\\a.txt"), "\\Quenmark\\a.txt");
+}
+
+TEST(ANameWithinTheQuenmarkFolder, IsMissingWhereItCannotBeExpressed) {
+    for (const char* path : {"", "\\", "..\\a", "a\\..\\b", "a\\\\b", "a\nb", "\xff"}) {
+        EXPECT_EQ(nameWithin("", path), std::nullopt) << path;
+    }
+}
+
+TEST(AStateOfTheFirstVersion, IsBroughtToThePresentOne) {
+    const test::TemporaryFolder folder;
+    {
+        StateDatabase db(folder.path("state.db").string());
+        // The tables of the second version are taken away again, as if they had never been.
+        db.script("PRAGMA foreign_keys = OFF; DROP TABLE transfers; DROP TABLE computer_maps; DROP TABLE deletions; "
+                  "DROP TABLE cloud; DROP TABLE requests; DROP TABLE files; DROP TABLE mails; DROP TABLE computers; "
+                  "DROP TABLE users; ALTER TABLE uploads DROP COLUMN stream; PRAGMA user_version = 1; "
+                  "INSERT INTO uploads (computer, name, is_file, position, state) "
+                  "VALUES ('7', '\\a', 1, 1, 'acknowledged')");
+    }
+    StateDatabase db(folder.path("state.db").string());
+    Query row = db.query("SELECT name, stream, (SELECT count(*) FROM transfers) FROM uploads");
+    ASSERT_TRUE(row.next());
+    EXPECT_EQ(row.text(0), "\\a");
+    EXPECT_TRUE(row.isNull(1));
+    EXPECT_EQ(row.integer(2), 0);
+}
+
+} // namespace webservice

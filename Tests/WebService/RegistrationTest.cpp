@@ -1,0 +1,125 @@
+// Registration.svc: users and computers.
+
+#include "Support/TestState.h"
+
+namespace webservice::test {
+
+namespace {
+
+class Registration : public WithState {
+protected:
+    std::string page(std::string_view target) { return request("GET", target).body; }
+};
+
+constexpr const char* ann =
+    R"({"MailID":"ann@example.org","Password":"secret","FirstName":"Ann","LastName":"Lee","NickName":"annie"})";
+
+} // namespace
+
+TEST_F(Registration, OfAUserGivesAUserAndACloudComputer) {
+    expect("Registration.svc/VerifyAndRegisterUserFromTool", ann,
+           R"({"ReturnStatus":"0","ReturnVal":"Registered","UserID":"1","CloudComputerID":"1","error":null})");
+    expect("Registration.svc/VerifyAndRegisterUserFromTool", R"({"MailID":"bob@example.org","Password":"x"})",
+           R"({"ReturnStatus":"0","ReturnVal":"Registered","UserID":"2","CloudComputerID":"2","error":null})");
+}
+
+TEST_F(Registration, OfAKnownAddressIsVerifiedByThePassword) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
+    restart();
+    expect("Registration.svc/VerifyAndRegisterUserFromTool", ann,
+           R"({"ReturnStatus":"0","ReturnVal":"Verified","UserID":"1","CloudComputerID":"1","error":null})");
+    expectRefusal("Registration.svc/VerifyAndRegisterUserFromTool", R"({"MailID":"ann@example.org","Password":"no"})",
+                  "WrongPassword", "the password of ann@example.org is another one");
+}
+
+TEST_F(Registration, NeedsAnAddressAndAPassword) {
+    expectRefusal("Registration.svc/VerifyAndRegisterUserFromTool", R"({"Password":"x"})", "MissingKey",
+                  "\"MailID\" is missing");
+    expectRefusal("Registration.svc/VerifyAndRegisterUserFromTool", R"({"MailID":"ann@example.org"})", "MissingKey",
+                  "\"Password\" is missing");
+    for (const char* mail : {"ann", "@example.org", "ann@"}) {
+        expectRefusal("Registration.svc/VerifyAndRegisterUserFromTool",
+                      R"({"MailID":")" + std::string(mail) + R"(","Password":"x"})", "BadMail",
+                      std::string(mail) + " is not a mail address");
+    }
+}
+
+TEST_F(Registration, OfAComputerGivesAnIdentifierEveryTime) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
+    const char* request = R"({"UserID":"1","QuenmarkPath":"Users\\ann"})";
+    expect("Registration.svc/RegisterComputer", request, R"({"ComputerID":"2","ReturnStatus":"0","error":null})");
+    expect("Registration.svc/RegisterComputer", request, R"({"ComputerID":"3","ReturnStatus":"0","error":null})");
+    expectRefusal("Registration.svc/RegisterComputer", R"({"UserID":"9","QuenmarkPath":"x"})", "UnknownUser",
+                  "there is no user 9");
+    expectRefusal("Registration.svc/RegisterComputer", R"({"UserID":"1"})", "MissingKey",
+                  "\"QuenmarkPath\" is missing");
+}
+
+TEST_F(Registration, IsActivatedByTheMailThatWasNoted) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
+    expect("Registration.svc/CheckUserMailActivationStatus", R"({"UserID":"1"})",
+           R"({"ReturnStatus":"0","ReturnVal":"False","error":null})");
+    expect("Registration.svc/SendActivationMail", R"({"MailID":"ann@example.org","UserID":"1"})",
+           R"({"ReturnStatus":"0","ReturnMsg":"The mail has been noted.","error":null})");
+    const std::string mails = page("/mails?to=ann@example.org");
+    const std::string mark = R"("to":"ann@example.org","subject":"Activate your account","body":")";
+    ASSERT_NE(mails.find(mark), std::string::npos) << mails;
+    const std::size_t at = mails.find(mark) + mark.size();
+    const std::string link = mails.substr(at, mails.find('"', at) - at);
+    EXPECT_EQ(link.size(), std::string_view("/activate?code=").size() + 32) << link;
+    EXPECT_EQ(page(link), R"({"ReturnStatus":"0","error":null})");
+    expect("Registration.svc/CheckUserMailActivationStatus", R"({"UserID":"1"})",
+           R"({"ReturnStatus":"0","ReturnVal":"True","error":null})");
+}
+
+TEST_F(Registration, IsNotActivatedByAnythingElse) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
+    EXPECT_EQ(request("GET", "/activate?code=0").status, 404);
+    EXPECT_EQ(request("GET", "/activate").status, 404);
+    expect("Registration.svc/CheckUserMailActivationStatus", R"({"UserID":"1"})",
+           R"({"ReturnStatus":"0","ReturnVal":"False","error":null})");
+    expectRefusal("Registration.svc/CheckUserMailActivationStatus", R"({"UserID":"2"})", "UnknownUser",
+                  "there is no user 2");
+    expectRefusal("Registration.svc/SendActivationMail", R"({"MailID":"bob@example.org","UserID":"1"})", "WrongMail",
+                  "user 1 has another mail address");
+    expectRefusal("Registration.svc/SendActivationMail", R"({"MailID":"ann@example.org","UserID":"2"})", "UnknownUser",
+                  "there is no user 2");
+    EXPECT_EQ(page("/mails"), "[]");
+}
+
+TEST_F(Registration, NotesAMailWithThePassword) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
+    expect("Registration.svc/SendPasswordToMailID", R"({"MailID":"ann@example.org"})",
+           R"({"ReturnStatus":"0","ReturnMsg":"The mail has been noted.","error":null})");
+    EXPECT_NE(page("/mails").find(R"("to":"ann@example.org","subject":"Your password","body":"secret")"),
+              std::string::npos);
+    EXPECT_EQ(page("/mails?to=bob@example.org"), "[]");
+    expectRefusal("Registration.svc/SendPasswordToMailID", R"({"MailID":"bob@example.org"})", "UnknownUser",
+                  "nobody has registered with bob@example.org");
+}
+
+TEST_F(Registration, KeepsPasswordsFromOtherUsersOfTheMachine) {
+    const auto permissions = std::filesystem::status(folder.path("data/state.db")).permissions();
+    EXPECT_EQ(permissions, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(Registration, TakesAComputersSignsOfLife) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
+    call("Registration.svc/RegisterComputer", R"({"UserID":"1","QuenmarkPath":"a"})");
+    call("Registration.svc/RegisterComputer", R"({"UserID":"1","QuenmarkPath":"b"})");
+    expect("UpdateSystemTime.svc/UpdateComputerStatus", R"({"ComputerID":"2"})",
+           R"({"ReturnStatus":"0","VersionNumber":null,"error":null})");
+    expect("UpdateSystemTime.svc/UpdateComputerStatus",
+           R"({"ComputerID":"2","DateTime":"2024-03-01 10:00","VersionNumber":"1.10"})",
+           R"({"ReturnStatus":"0","VersionNumber":"1.10","error":null})");
+    expect("UpdateSystemTime.svc/UpdateComputerStatus", R"({"ComputerID":"3","VersionNumber":"1.9"})",
+           R"({"ReturnStatus":"0","VersionNumber":"1.10","error":null})");
+    Query row = state->db.query("SELECT last_seen, version FROM computers WHERE id = 2");
+    ASSERT_TRUE(row.next());
+    EXPECT_EQ(row.text(0), "2024-03-01 10:00");
+    EXPECT_EQ(row.text(1), "1.10");
+    expectRefusal("UpdateSystemTime.svc/UpdateComputerStatus", R"({"ComputerID":"9"})", "UnknownComputer",
+                  "there is no computer 9");
+}
+
+} // namespace webservice::test

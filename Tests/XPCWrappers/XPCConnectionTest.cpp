@@ -1,0 +1,199 @@
+// A client's end of a connection to a real service, which the bus launches.
+
+#include "XPCWrappers/XPCConnection.h"
+
+#include "Platform/RunLoop.h"
+#include "Support/LogCapture.h"
+#include "Support/PrivateBus.h"
+#include "XPCWrappers/XPCParse.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <csignal>
+
+namespace {
+
+using namespace Quenmark;
+using Platform::Queue;
+using XPC::Array;
+using XPC::Dictionary;
+using XPC::Number;
+using XPC::Object;
+using Strings = std::vector<std::string>;
+
+class AnXPCConnection : public testing::Test {
+protected:
+    std::shared_ptr<XPCConnection> connect(const std::string& name = "org.example.Echo") {
+        auto connection = XPCConnection::initWithServiceName(name);
+        connection->setEventHandler([this](const std::optional<Object>& message, XPCConnection& from) {
+            EXPECT_EQ(Queue::current(), from.dispatchQueue());
+            messages.push_back(message);
+        });
+        connection->setErrorHandler([this](XPCConnection& from, const std::string& description) {
+            EXPECT_EQ(Queue::current(), from.dispatchQueue());
+            errors.push_back(description);
+        });
+        return connection;
+    }
+    /// The object that came back for the one that was sent, or nil.
+    std::optional<Object> echo(XPCConnection& connection, const Object& object) {
+        const auto count = messages.size();
+        connection.sendMessage(object);
+        if (!loop.runUntil([&] { return messages.size() > count; }))
+            return std::nullopt;
+        const auto* answer = messages.back()->as<Dictionary>();
+        const auto* returned = answer == nullptr ? nullptr : answer->objectForKey("echo");
+        return returned == nullptr ? std::nullopt : std::optional(*returned);
+    }
+
+    Platform::RunLoop loop;
+    TestSupport::PrivateBus bus{{{"org.example.Echo", std::string(XPC_TEST_SERVICE) + " org.example.Echo"}}};
+    std::vector<std::optional<Object>> messages;
+    Strings errors;
+};
+
+TEST_F(AnXPCConnection, ExchangesDictionariesWithAServiceThatItLaunches) {
+    const auto connection = connect();
+    EXPECT_EQ(connection->connectionName(), "org.example.Echo");
+    EXPECT_EQ(connection->dispatchQueue().label(), "org.example.Echo");
+    const Dictionary object{{"text", std::string("naïve")},
+                            {"long", Number(-1LL)},
+                            {"unsigned", Number(18446744073709551615ULL)},
+                            {"true", Number(true)},
+                            {"data", XPC::Data{1, 2, 3}},
+                            {"date", XPC::Date{0.5}},
+                            {"uuid", XPCUUID::initWithUUIDRef({7})},
+                            {"list", Array{std::string("a"), Dictionary{}}}};
+    EXPECT_EQ(echo(*connection, object), Object(object));
+    // What the two kinds that do not survive become.
+    EXPECT_EQ(echo(*connection, Dictionary{{"false", Number(false)}, {"int", Number(7)}}),
+              Object(Dictionary{{"false", Number(0.0)}, {"int", Number(7.0)}}));
+    EXPECT_EQ(errors, Strings{});
+}
+
+TEST_F(AnXPCConnection, WrapsWhatIsNoDictionary) {
+    const auto connection = connect();
+    EXPECT_EQ(echo(*connection, std::string("bare")), Object(Dictionary{{"contents", std::string("bare")}}));
+    EXPECT_EQ(echo(*connection, Array{Number(1LL)}), Object(Dictionary{{"contents", Array{Number(1LL)}}}));
+    EXPECT_EQ(echo(*connection, XPC::Null()), Object(Dictionary{}));
+}
+
+TEST_F(AnXPCConnection, HandsOverOpenFiles) {
+    const auto connection = connect();
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    const auto reading = Platform::Ipc::Descriptor::adopt(ends[0]);
+    auto returned = echo(*connection, Dictionary{{"file", XPC::FileHandle(Platform::Ipc::Descriptor::adopt(ends[1]))}});
+    ASSERT_TRUE(returned);
+    const auto* handle = returned->as<Dictionary>()->objectForKey("file")->as<XPC::FileHandle>();
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(::write(handle->fileDescriptor(), "through", 7), 7);
+    std::array<char, 8> text{};
+    EXPECT_EQ(::read(reading.number(), text.data(), text.size()), 7);
+    EXPECT_STREQ(text.data(), "through");
+}
+
+TEST_F(AnXPCConnection, TellsEachSideWhoTheOtherIs) {
+    const auto connection = connect();
+    ASSERT_TRUE(echo(*connection, std::string("who am I?")));
+    const auto* process = messages.back()->as<Dictionary>()->objectForKey("process")->as<Number>();
+    ASSERT_NE(process, nullptr);
+    EXPECT_EQ(process->longValue(), ::getpid());
+    EXPECT_TRUE(loop.runUntil([&] { return connection->connectionProcessID() != 4294967295; }));
+    EXPECT_NE(connection->connectionProcessID(), static_cast<std::uint32_t>(::getpid()));
+    EXPECT_EQ(connection->connectionEUID(), ::geteuid());
+    EXPECT_EQ(connection->connectionEGID(), ::getegid());
+    EXPECT_EQ(connection->connectionAuditSessionID(), [] {
+        std::uint32_t session = 4294967295;
+        if (std::FILE* file = std::fopen("/proc/self/sessionid", "re")) {
+            EXPECT_EQ(std::fscanf(file, "%u", &session), 1);
+            std::fclose(file);
+        }
+        return session;
+    }());
+}
+
+TEST_F(AnXPCConnection, SendsLogMessages) {
+    const auto connection = connect();
+    connection->_sendLog("a line for the log");
+    // What is logged comes before the answer to a later message.
+    ASSERT_TRUE(echo(*connection, std::string("done")));
+    EXPECT_NE(bus.log().find("] LOG: a line for the log\n"), std::string::npos) << bus.log();
+    EXPECT_EQ(messages.size(), 1U);
+}
+
+TEST_F(AnXPCConnection, SendsLaterOnItsQueueInOrder) {
+    const auto connection = connect();
+    for (int count = 0; count < 20; ++count)
+        connection->sendMessage(Dictionary{{"number", Number(std::int64_t{count})}});
+    ASSERT_TRUE(loop.runUntil([&] { return messages.size() == 20; }));
+    for (int count = 0; count < 20; ++count)
+        EXPECT_EQ(*messages[static_cast<std::size_t>(count)]->as<Dictionary>()->objectForKey("echo"),
+                  Object(Dictionary{{"number", Number(std::int64_t{count})}}));
+}
+
+TEST_F(AnXPCConnection, HoldsEventsBackWhileItIsSuspended) {
+    const auto connection = connect();
+    ASSERT_TRUE(echo(*connection, std::string("first")));
+    connection->suspend();
+    connection->sendMessage(std::string("second"));
+    const auto other = connect();
+    ASSERT_TRUE(echo(*other, std::string("third")));
+    EXPECT_EQ(messages.size(), 2U);
+    connection->resume();
+    EXPECT_TRUE(loop.runUntil([&] { return messages.size() == 3; }));
+}
+
+TEST_F(AnXPCConnection, UsesTheQueueThatItIsGiven) {
+    const auto connection = connect();
+    connection->setDispatchQueue(Queue::serial("another"));
+    EXPECT_EQ(connection->dispatchQueue().label(), "another");
+    EXPECT_TRUE(echo(*connection, std::string("hello")));
+}
+
+TEST_F(AnXPCConnection, HearsThatItsServiceWasInterrupted) {
+    const auto connection = connect();
+    ASSERT_TRUE(echo(*connection, std::string("hello")));
+    ASSERT_TRUE(loop.runUntil([&] { return connection->connectionProcessID() != 4294967295; }));
+    ::kill(static_cast<pid_t>(connection->connectionProcessID()), SIGKILL);
+    EXPECT_TRUE(loop.runUntil([&] { return !errors.empty(); }));
+    EXPECT_EQ(errors, (Strings{"Connection interrupted"}));
+    EXPECT_EQ(echo(*connection, std::string("again")), Object(Dictionary{{"contents", std::string("again")}}));
+}
+
+TEST_F(AnXPCConnection, HearsThatItIsInvalid) {
+    const TestSupport::LogCapture log;
+    const auto connection = connect("org.example.Nobody");
+    connection->sendMessage(std::string("hello"));
+    EXPECT_TRUE(loop.runUntil([&] { return !errors.empty(); }));
+    EXPECT_EQ(errors, (Strings{"Connection invalid"}));
+}
+
+TEST_F(AnXPCConnection, DropsErrorsWithoutAHandler) {
+    const TestSupport::LogCapture log;
+    const auto connection = connect("org.example.Nobody");
+    const auto witness = connect("org.example.Nobody");
+    connection->setErrorHandler(nullptr);
+    connection->sendMessage(std::string("hello"));
+    witness->sendMessage(std::string("hello"));
+    EXPECT_TRUE(loop.runUntil([&] { return !errors.empty(); }));
+    EXPECT_EQ(errors.size(), 1U);
+}
+
+TEST_F(AnXPCConnection, IsNilForNoConnection) {
+    EXPECT_EQ(XPCConnection::initWithConnection(nullptr), nullptr);
+}
+
+TEST_F(AnXPCConnection, EndsWithItsLastHolder) {
+    auto connection = connect();
+    ASSERT_TRUE(echo(*connection, std::string("hello")));
+    const std::weak_ptr<Platform::Ipc::MessageConnection> platform = connection->connection();
+    connection.reset();
+    EXPECT_TRUE(loop.runUntil([&] { return platform.expired(); }));
+    EXPECT_TRUE(
+        loop.runUntil([&] { return bus.log().find("error handler: Connection invalid") != std::string::npos; }));
+}
+
+} // namespace

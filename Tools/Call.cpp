@@ -1,0 +1,159 @@
+#include "Tools/Call.h"
+
+#include "Platform/DeploymentSettings.h"
+#include "Platform/Files.h"
+#include "Platform/Log.h"
+#include "Platform/Queue.h"
+#include "Platform/RunLoop.h"
+#include "Services/Dispatch.h"
+#include "Services/Properties.h"
+#include "Tools/Output.h"
+
+#include <boost/json/array.hpp>
+
+#include <functional>
+#include <tuple>
+
+namespace Tools {
+
+using Quenmark::AnswerField;
+using Quenmark::Operation;
+using Quenmark::RawAnswer;
+
+namespace {
+
+/// How a call ended: the bytes to print, or a failure.
+struct Outcome {
+    std::optional<std::string> bytes;
+    std::optional<Failure> failure;
+};
+using Finish = std::function<void(Outcome)>;
+
+Outcome failed(ExitStatus status, const std::string& text) {
+    return {std::nullopt, Failure(status, text)};
+}
+
+std::string reason(const char* text, const Platform::Error* error) {
+    if (error == nullptr)
+        return text;
+    return text + (": " + error->localizedDescription) + " (" + std::to_string(error->code) + ")";
+}
+
+Outcome failureOf(std::int64_t status, const Platform::Error* error) {
+    switch (status) {
+    case Quenmark::RestStatusNotReachable:
+        return failed(ExitStatus::Unavailable, "not reachable: there is no network");
+    case Quenmark::RestStatusTransportError:
+        return failed(ExitStatus::InputOutput, reason("the transfer failed", error));
+    case Quenmark::RestStatusEncodeError:
+        return failed(ExitStatus::DataError, reason("the request cannot be sent", error));
+    case Quenmark::RestStatusDecodeError:
+        return failed(ExitStatus::Protocol, reason("the answer is not JSON", error));
+    default:
+        return failed(ExitStatus::Software, "the call ended with the unknown status " + std::to_string(status));
+    }
+}
+
+template <class Record>
+boost::json::value printedAnswer(const Record& record) {
+    return Quenmark::propertiesOf(record);
+}
+boost::json::value printedAnswer(const AnswerField& status) {
+    return status.value_or(boost::json::value());
+}
+template <class Record>
+boost::json::value printedAnswer(const std::vector<Record>& records) {
+    boost::json::array array;
+    array.reserve(records.size());
+    for (const auto& record : records)
+        array.emplace_back(Quenmark::propertiesOf(record));
+    return array;
+}
+
+template <class Query, class Answer>
+void start(const Operation<Query, Answer>& operation, const Query& query, Finish finish) {
+    const Quenmark::CompletionHandler<Answer> handler =
+        [finish = std::move(finish)](const Quenmark::Result<Answer>& result, std::int64_t status) {
+            if (status == Quenmark::RestStatusSuccess && result.answer() != nullptr)
+                finish({prettyJson(printedAnswer(*result.answer())), std::nullopt});
+            else
+                finish(failureOf(status, result.error()));
+        };
+    Quenmark::perform(operation, query, handler);
+}
+
+template <class Query>
+void start(const Operation<Query, RawAnswer>& operation, const Query& query, Finish finish) {
+    Quenmark::perform(operation, query,
+                      [finish = std::move(finish)](const std::optional<Platform::HttpUrlResponse>& response,
+                                                   std::optional<Platform::Data> data, std::int64_t status) {
+                          if (response)
+                              Platform::Log::write(text(*response));
+                          if (status == Quenmark::RestStatusSuccess && data)
+                              finish({std::move(data), std::nullopt});
+                          else
+                              finish(failureOf(status, nullptr));
+                      });
+}
+
+/// Starts the operation at that place of the catalogue.
+void startOperation(std::size_t place, const boost::json::value& body, const Finish& finish) {
+    std::size_t at = 0;
+    const auto startIfHere = [&](const auto& operation) {
+        if (at++ != place)
+            return;
+        typename std::remove_cvref_t<decltype(operation)>::Query query;
+        fill(query, body);
+        start(operation, query, finish);
+    };
+    std::apply([&](const auto&... operation) { (startIfHere(operation), ...); }, Quenmark::Catalogue::operations);
+}
+
+/// Keeps the library's log from standard error, while it lives.
+class SilencedLog {
+public:
+    explicit SilencedLog(bool silenced) {
+        if (silenced)
+            Platform::Log::setSink([](std::string_view) {});
+    }
+    SilencedLog(const SilencedLog&) = delete;
+    SilencedLog& operator=(const SilencedLog&) = delete;
+    ~SilencedLog() { Platform::Log::setSink({}); }
+};
+
+Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform::Duration limit) {
+    Platform::RunLoop loop;
+    Outcome outcome;
+    const Finish finish = [&](Outcome ended) {
+        outcome = std::move(ended);
+        loop.stop(0);
+    };
+    loop.setExceptionHandler([&](const std::exception& exception) {
+        finish(failed(ExitStatus::Software, std::string("the answer cannot be read: ") + exception.what()));
+    });
+    const auto timer = Platform::Queue::main().timer(
+        limit, [&] { finish(failed(ExitStatus::NoAnswer, "there was no answer in time")); });
+    Platform::Queue::main().async([&] { startOperation(place, body, finish); });
+    loop.run();
+    return outcome;
+}
+
+} // namespace
+
+ExitStatus call(const CallArguments& arguments) {
+    const std::size_t place = operationNamed(arguments.operation);
+    const auto body = requestBody(operationTable()[place], arguments);
+    const SilencedLog silencedLog(!arguments.verbose);
+    const auto outcome = awaitOutcome(place, body, std::chrono::duration_cast<Platform::Duration>(arguments.timeout));
+    if (outcome.failure)
+        throw Failure(*outcome.failure);
+    if (!arguments.output) {
+        print(*outcome.bytes);
+        return ExitStatus::Success;
+    }
+    if (const auto error = Platform::Files::write(*arguments.output, *outcome.bytes))
+        throw Failure(ExitStatus::CannotCreate, error->localizedDescription);
+    return ExitStatus::Success;
+}
+
+} // namespace Tools

@@ -1,0 +1,56 @@
+#include "Tools/Call.h"
+#include "Tools/Verbs.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace Tools {
+
+namespace {
+
+constexpr const char* help =
+    "OPERATION is a name from `quenmark operations`, also without \"async\" and in any case of letters. Key is a key\n"
+    "of its request, spelled exactly; a key that is not given is not sent. The answer is printed as JSON under the\n"
+    "names of its properties: a record as an object, a list as an array, a bare status as a value or null. A stream\n"
+    "is written as it comes.\n\n"
+    "A body of --json is an object with the operation's keys; for asyncSyncFilesInTableAndCloud an array of such\n"
+    "objects, for which Key=value gives a list of one. Requests carry texts: a whole number stands for its digits,\n"
+    "true and false for \"True\" and \"False\", and null for a key that is not sent.\n\n"
+    "Examples:\n"
+    "  quenmark call GetTopFileUpload ToComputerID=17\n"
+    "  quenmark call asyncSyncFilesInTableAndCloud --json - < changes.json\n"
+    "  quenmark call GetTopFileUploadWithStream ToComputerID=17 --output item.bin\n"
+    "  quenmark call UpdateFileRequestWithStream FileRequestID=3 'TransitDownloadPath=t\\3' --file report.pdf\n\n";
+
+} // namespace
+
+void addCall(CLI::App& program, Action& action) {
+    auto& verb = *program.add_subcommand("call", "Carry out an operation of the web service and print its answer");
+    const auto arguments = std::make_shared<CallArguments>();
+    verb.add_option("OPERATION", arguments->operation, "The operation")->required()->type_name("");
+    auto* pairs = verb.add_option("PAIR", arguments->pairs, "A field of the request")->type_name("Key=value");
+    verb.add_option_function<std::string>(
+            "--json", [arguments](const std::string& source) { arguments->json = source; },
+            "The whole request as JSON, from a file or, as \"-\", from standard input")
+        ->type_name("FILE")
+        ->excludes(pairs);
+    verb.add_option_function<std::string>(
+            "--file", [arguments](const std::string& path) { arguments->file = path; },
+            "The file that an upload sends, in the place of FilePath; no blanks in its path")
+        ->type_name("PATH");
+    verb.add_option_function<std::string>(
+            "--output", [arguments](const std::string& path) { arguments->output = path; },
+            "Where the answer goes (standard output)")
+        ->type_name("FILE");
+    verb.add_option_function<double>(
+            "--timeout", [arguments](double seconds) { arguments->timeout = std::chrono::duration<double>(seconds); },
+            "How long to wait for an answer (90)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.001, 1e9).description(""));
+    verb.add_flag("--verbose", arguments->verbose, "Let the library's log through to standard error");
+    verb.footer(help + describedExitStatuses());
+    verb.callback([&action, arguments] { action = [arguments] { return call(*arguments); }; });
+}
+
+} // namespace Tools

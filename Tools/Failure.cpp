@@ -1,0 +1,37 @@
+#include "Tools/Failure.h"
+
+#include <array>
+#include <utility>
+
+namespace Tools {
+
+namespace {
+
+using enum ExitStatus;
+
+constexpr std::array meanings{
+    std::pair{Success, "done; for a call: the service answered (status 0)"},
+    std::pair{Usage, "wrong usage: an unknown verb, option, operation or key"},
+    std::pair{DataError, "the input is no good, or cannot be written as JSON (status 4)"},
+    std::pair{NoInput, "the file, folder or preference is not there"},
+    std::pair{Unavailable, "no network (status 1), or the bus, service or server cannot be reached"},
+    std::pair{Software, "the answer does not have the form of the operation's answer"},
+    std::pair{CannotCreate, "a file or folder cannot be made"},
+    std::pair{InputOutput, "the transfer failed (status 2), or reading or writing did"},
+    std::pair{NoAnswer, "no answer in time"},
+    std::pair{Protocol, "the answer is not JSON (status 5), or the server refused"},
+    std::pair{Configuration, "the preferences are malformed, or one that is needed is not set"},
+};
+
+} // namespace
+
+std::string describedExitStatuses() {
+    std::string text = "Exit status:";
+    for (const auto& [status, meaning] : meanings) {
+        const std::string number = std::to_string(static_cast<int>(status));
+        text += "\n  " + number + std::string(4 - number.size(), ' ') + meaning;
+    }
+    return text;
+}
+
+} // namespace Tools

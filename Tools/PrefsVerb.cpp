@@ -1,0 +1,141 @@
+#include "Platform/Files.h"
+#include "Platform/Preferences.h"
+#include "Platform/SettingsFile.h"
+#include "Platform/Utf8.h"
+#include "Tools/Output.h"
+#include "Tools/Verbs.h"
+
+#include <CLI/CLI.hpp>
+#include <boost/json/serialize.hpp>
+
+#include <memory>
+
+namespace Tools {
+
+namespace Preferences = Platform::Preferences;
+
+namespace {
+
+constexpr const char* domain = "Velkarin.Quenmark";
+constexpr const char* quenmarkPathKey = "quenmarkPathKey";
+constexpr const char* quenmarkFolder = "Quenmark";
+
+struct Arguments {
+    std::string key;
+    std::string value;
+    bool asJson = false;
+};
+using SharedArguments = std::shared_ptr<Arguments>;
+
+[[noreturn]] void fail(const Platform::Error& error) {
+    // An error of a system call has the number of errno(3); any other is about the file's content.
+    throw Failure(error.domain == "POSIX" ? ExitStatus::InputOutput : ExitStatus::Configuration,
+                  error.localizedDescription);
+}
+
+boost::json::object allPreferences() {
+    auto read = Platform::SettingsFile::read(Preferences::pathOfDomain(domain));
+    if (const auto* error = std::get_if<Platform::Error>(&read))
+        fail(*error);
+    return std::get<0>(std::move(read)).value_or(boost::json::object());
+}
+
+/// A string as it is, any other value as JSON.
+std::string textOf(const boost::json::value& value) {
+    if (const auto* string = value.if_string())
+        return {string->data(), string->size()};
+    return boost::json::serialize(value);
+}
+
+ExitStatus list(const Arguments& arguments) {
+    const auto preferences = allPreferences();
+    if (arguments.asJson) {
+        print(prettyJson(preferences));
+        return ExitStatus::Success;
+    }
+    std::string lines;
+    for (const auto& [key, value] : preferences)
+        lines.append(key).append("=").append(textOf(value)).append("\n");
+    print(lines);
+    return ExitStatus::Success;
+}
+
+ExitStatus get(const Arguments& arguments) {
+    const auto preferences = allPreferences();
+    const auto* value = preferences.if_contains(arguments.key);
+    if (value == nullptr)
+        throw Failure(ExitStatus::NoInput, arguments.key + " is not set");
+    print(textOf(*value) + "\n");
+    return ExitStatus::Success;
+}
+
+void requireUtf8(const std::string& text, const char* what) {
+    const auto place = Platform::firstInvalidUtf8(text);
+    if (place != std::string::npos)
+        throw Failure(ExitStatus::DataError, std::string(what) + " is not UTF-8 at byte " + std::to_string(place));
+}
+
+/// The folder that items are placed in must be there before the first of them comes.
+void makeQuenmarkFolder(const std::string& path) {
+    if (!path.starts_with('/'))
+        throw Failure(ExitStatus::Usage, std::string(quenmarkPathKey) + " must be an absolute path");
+    if (const auto error =
+            Platform::Files::createDirectory(Platform::Files::appendingPathComponent(path, quenmarkFolder)))
+        throw Failure(ExitStatus::CannotCreate, error->localizedDescription);
+}
+
+ExitStatus set(const Arguments& arguments) {
+    requireUtf8(arguments.key, "the key");
+    requireUtf8(arguments.value, "the value");
+    if (arguments.key == quenmarkPathKey)
+        makeQuenmarkFolder(arguments.value);
+    if (const auto error = Preferences::setObject(domain, arguments.key, boost::json::value(arguments.value)))
+        fail(*error);
+    return ExitStatus::Success;
+}
+
+ExitStatus unset(const Arguments& arguments) {
+    if (const auto error = Preferences::removeObject(domain, arguments.key))
+        fail(*error);
+    return ExitStatus::Success;
+}
+
+CLI::App& addCommand(CLI::App& verb, Action& action, const SharedArguments& arguments, const char* name,
+                     const char* description, ExitStatus (*run)(const Arguments&)) {
+    auto& command = *verb.add_subcommand(name, description);
+    command.callback([&action, arguments, run] { action = [arguments, run] { return run(*arguments); }; });
+    return command;
+}
+
+} // namespace
+
+void addPrefs(CLI::App& program, Action& action) {
+    auto& verb = *program.add_subcommand("prefs", "Read and change the preferences that the service goes by");
+    verb.require_subcommand(1);
+    verb.footer("Keys that the service reads: computerIdKey (this computer's identifier), userIdKey (the signed-in\n"
+                "user's), quenmarkPathKey (the folder that holds the Quenmark folder, which `set` makes). Changes are\n"
+                "atomic, and the running service goes by them at its next request.\n\n"
+                "Example:\n  quenmark prefs set computerIdKey 17");
+    const auto arguments = std::make_shared<Arguments>();
+
+    auto& listing = addCommand(verb, action, arguments, "list", "Print every preference, one KEY=VALUE a line", list);
+    listing.add_flag("--json", arguments->asJson, "Print a JSON object");
+    listing.footer("Example:\n  quenmark prefs list");
+
+    auto& getting = addCommand(verb, action, arguments, "get", "Print the value of one preference", get);
+    getting.add_option("KEY", arguments->key, "The preference's name")->required();
+    getting.footer("Ends with 66 where the preference is not set.\n\nExample:\n  quenmark prefs get quenmarkPathKey");
+
+    auto& setting = addCommand(verb, action, arguments, "set", "Set one preference", set);
+    setting.add_option("KEY", arguments->key, "The preference's name")->required();
+    setting.add_option("VALUE", arguments->value, "Its value, kept as a string")->required();
+    setting.footer("Setting quenmarkPathKey also makes the folder VALUE/Quenmark. Behind \"--\" a value may begin\n"
+                   "with \"-\".\n\nExamples:\n  quenmark prefs set quenmarkPathKey \"$HOME\"\n"
+                   "  quenmark prefs set -- userIdKey -1");
+
+    auto& unsetting = addCommand(verb, action, arguments, "unset", "Remove one preference", unset);
+    unsetting.add_option("KEY", arguments->key, "The preference's name")->required();
+    unsetting.footer("A preference that is not set is no error.\n\nExample:\n  quenmark prefs unset userIdKey");
+}
+
+} // namespace Tools

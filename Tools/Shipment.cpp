@@ -1,0 +1,159 @@
+#include "Tools/Shipment.h"
+
+#include "Platform/Files.h"
+#include "Platform/Utf8.h"
+#include "Tools/Failure.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <variant>
+
+namespace Tools {
+
+namespace Files = Platform::Files;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char separator = '\\';
+
+bool isControl(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < 0x20 || byte == 0x7f;
+}
+
+/// Why the text can be no part of an item's name; nil where it can.
+std::optional<std::string> objection(std::string_view part) {
+    if (part.empty() || part == "." || part == "..")
+        return "a part of a name cannot be empty, \".\" or \"..\"";
+    if (part.find_first_of("\\/") != std::string_view::npos)
+        return "a part of a name cannot hold a slash or backslash";
+    if (std::ranges::any_of(part, isControl))
+        return "a name cannot hold control characters";
+    if (Platform::firstInvalidUtf8(part) != std::string_view::npos)
+        return "a name must be UTF-8";
+    return std::nullopt;
+}
+
+void require(std::string_view part, std::string_view whole, ExitStatus status) {
+    if (const auto why = objection(part))
+        throw Failure(status, "\"" + std::string(whole) + "\": " + *why);
+}
+
+std::vector<std::string> partsOf(std::string name) {
+    std::ranges::replace(name, '/', separator);
+    if (name.starts_with(separator))
+        name.erase(0, 1);
+    std::vector<std::string> parts;
+    for (std::size_t start = 0; start <= name.size();) {
+        const auto end = std::min(name.find(separator, start), name.size());
+        parts.push_back(name.substr(start, end - start));
+        start = end + 1;
+    }
+    return parts;
+}
+
+std::string givenName(const std::string& name) {
+    std::string wire;
+    for (const auto& part : partsOf(name)) {
+        require(part, name, ExitStatus::Usage);
+        wire += separator + part;
+    }
+    return wire;
+}
+
+std::string localName(const std::string& path) {
+    std::error_code failure;
+    const auto name = Files::lastPathComponent(fs::absolute(path, failure).lexically_normal().string());
+    require(name, path, ExitStatus::DataError);
+    return separator + name;
+}
+
+[[noreturn]] void fail(const std::string& path, const std::error_code& failure) {
+    const bool isMissing = failure == std::errc::no_such_file_or_directory;
+    throw Failure(isMissing ? ExitStatus::NoInput : ExitStatus::InputOutput, path + ": " + failure.message());
+}
+
+class Collector {
+public:
+    explicit Collector(Consignment& into) : into_(into) {}
+
+    /// Takes the item in; says whether it can be sent.
+    bool add(const std::string& path, const std::string& name, const fs::file_status& status) {
+        std::error_code failure;
+        if (fs::is_regular_file(status)) {
+            const auto size = fs::file_size(path, failure);
+            if (failure)
+                fail(path, failure);
+            into_.shipments.push_back({path, name, false, size});
+            return true;
+        }
+        if (!fs::is_directory(status))
+            return false;
+        into_.shipments.push_back({path, name, true, 0});
+        addContents(path, name);
+        return true;
+    }
+
+private:
+    void addContents(const std::string& folder, const std::string& name) {
+        const auto contents = Files::contentsOfDirectory(folder);
+        if (const auto* error = std::get_if<Platform::Error>(&contents))
+            throw Failure(ExitStatus::InputOutput, error->localizedDescription);
+        for (const auto& child : std::get<std::vector<std::string>>(contents)) {
+            const std::string path = Files::appendingPathComponent(folder, child);
+            require(child, path, ExitStatus::DataError);
+            std::error_code failure;
+            const auto status = fs::symlink_status(path, failure);
+            if (failure)
+                fail(path, failure);
+            if (!add(path, name + separator + child, status))
+                into_.leftOut.push_back(path);
+        }
+    }
+
+    Consignment& into_;
+};
+
+std::string percentEncoded(std::string_view text) {
+    std::string encoded;
+    for (const char character : text) {
+        const bool isUnreserved = (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
+                                  (character >= '0' && character <= '9') ||
+                                  std::string_view("-._~").find(character) != std::string_view::npos;
+        if (isUnreserved) {
+            encoded += character;
+            continue;
+        }
+        std::array<char, 4> escape{};
+        std::snprintf(escape.data(), escape.size(), "%%%02X", static_cast<unsigned char>(character));
+        encoded += escape.data();
+    }
+    return encoded;
+}
+
+} // namespace
+
+Consignment consignmentOf(const std::string& path, const std::optional<std::string>& name) {
+    std::error_code failure;
+    const auto status = fs::status(path, failure);
+    if (!fs::exists(status))
+        fail(path, failure ? failure : std::make_error_code(std::errc::no_such_file_or_directory));
+    Consignment consignment;
+    if (!Collector(consignment).add(path, name ? givenName(*name) : localName(path), status))
+        throw Failure(ExitStatus::DataError, path + " is neither a file nor a folder");
+    return consignment;
+}
+
+std::string outboxTarget(const std::string& computer, const Shipment& shipment) {
+    require(computer, computer, ExitStatus::Usage);
+    std::string target = "/outbox/" + percentEncoded(computer);
+    for (const auto& part : partsOf(shipment.name))
+        target += "/" + percentEncoded(part);
+    return shipment.isFolder ? target + "/" : target;
+}
+
+} // namespace Tools

@@ -1,0 +1,49 @@
+#include "Tools/Output.h"
+#include "Tools/Verbs.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+
+namespace {
+
+using Tools::ExitStatus;
+
+ExitStatus run(int argc, char** argv) {
+    CLI::App program("The command-line tool of the top-file service", "quenmark");
+    program.set_version_flag("--version", "quenmark " QUENMARK_VERSION);
+    program.require_subcommand(1);
+    program.footer("Each verb tells more of itself: quenmark VERB --help\n\n" + Tools::describedExitStatuses());
+    Tools::Action action;
+    Tools::addStart(program, action);
+    Tools::addPrefs(program, action);
+    Tools::addWatch(program, action);
+    Tools::addPush(program, action);
+    Tools::addOperations(program, action);
+    Tools::addCall(program, action);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            program.exit(error);
+            return ExitStatus::Success;
+        }
+        throw Tools::Failure(ExitStatus::Usage, std::string(error.what()) + " (--help tells more)");
+    }
+    return action();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    ExitStatus status = ExitStatus::Software;
+    try {
+        status = run(argc, argv);
+    } catch (const Tools::Failure& failure) {
+        Tools::complain(failure.what());
+        status = failure.status();
+    } catch (const std::exception& exception) {
+        Tools::complain(exception.what());
+    }
+    return static_cast<int>(status);
+}

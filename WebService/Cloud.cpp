@@ -1,0 +1,111 @@
+#include "WebService/Cloud.h"
+
+#include "WebService/Log.h"
+#include "WebService/OutboxName.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace webservice {
+
+namespace {
+
+// With backslashes only, and none at either end.
+std::string bare(std::string_view path) {
+    std::string text(path);
+    std::ranges::replace(text, '/', '\\');
+    text.erase(0, std::min(text.find_first_not_of('\\'), text.size()));
+    text.erase(text.find_last_not_of('\\') + 1);
+    return text;
+}
+
+CloudFile readFile(const Query& row) {
+    return {.id = row.integer(0),
+            .user = row.isNull(1) ? std::nullopt : std::optional(row.integer(1)),
+            .fullPath = row.text(2),
+            .name = row.optionalText(3),
+            .size = row.integer(4),
+            .request = row.text(5),
+            .transitPath = row.optionalText(6)};
+}
+
+} // namespace
+
+std::optional<std::string> nameWithin(std::string_view quenmarkPath, std::string_view fullPath) {
+    std::string path = bare(fullPath);
+    const std::string base = bare(quenmarkPath);
+    if (!base.empty() && path.starts_with(base + '\\')) {
+        path.erase(0, base.size() + 1);
+        if (path.starts_with("Quenmark\\")) {
+            path.erase(0, std::string_view("Quenmark\\").size());
+        }
+    }
+    return wireName(outboxPath(path));
+}
+
+Cloud::Cloud(Database& db, std::string directory) : db_(db), directory_(std::move(directory)) {
+    std::filesystem::create_directories(directory_);
+}
+
+std::string Cloud::contentPath(std::int64_t id) const {
+    return directory_ + '/' + std::to_string(id);
+}
+
+std::int64_t Cloud::store(const CloudFile& file, const std::string& content) {
+    db_.run("INSERT INTO cloud (user, full_path, name, size, request, transit_path, received_at) "
+            "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT DO UPDATE SET name = excluded.name, "
+            "size = excluded.size, request = excluded.request, transit_path = excluded.transit_path, "
+            "received_at = excluded.received_at",
+            file.user, file.fullPath, file.name, file.size, file.request, file.transitPath, timestamp());
+    Query row = db_.query("SELECT id FROM cloud WHERE coalesce(user, 0) = coalesce(?1, 0) AND full_path = ?2",
+                          file.user, file.fullPath);
+    row.next();
+    const std::int64_t id = row.integer(0);
+    std::filesystem::rename(content, contentPath(id));
+    return id;
+}
+
+std::optional<CloudFile> Cloud::find(std::string_view path, std::optional<std::int64_t> user) const {
+    Query row = db_.query("SELECT id, user, full_path, name, size, request, transit_path FROM cloud "
+                          "WHERE (full_path = ?1 OR name = ?2) AND (?3 IS NULL OR user = ?3) ORDER BY id DESC",
+                          path, nameWithin("", path), user);
+    return row.next() ? std::optional(readFile(row)) : std::nullopt;
+}
+
+std::vector<CloudFile> Cloud::filesOf(std::int64_t user) const {
+    std::vector<CloudFile> files;
+    for (Query row = db_.query("SELECT id, user, full_path, name, size, request, transit_path FROM cloud "
+                               "WHERE user = ?1 ORDER BY id",
+                               user);
+         row.next();) {
+        files.push_back(readFile(row));
+    }
+    return files;
+}
+
+void Cloud::remove(std::int64_t user, std::string_view fullPath) {
+    Query row = db_.query("DELETE FROM cloud WHERE user = ?1 AND full_path = ?2 RETURNING id", user, fullPath);
+    while (row.next()) {
+        std::filesystem::remove(contentPath(row.integer(0)));
+    }
+}
+
+void Cloud::rename(std::int64_t user, std::string_view from, std::string_view to,
+                   const std::optional<std::string>& name) {
+    remove(user, to);
+    db_.run("UPDATE cloud SET full_path = ?3, name = ?4 WHERE user = ?1 AND full_path = ?2", user, from, to, name);
+}
+
+void Cloud::deliver(const CloudFile& file, const OutboxTree& outbox, std::string_view computer, std::string_view name,
+                    const std::string& scratch) const {
+    const std::string path = std::string(computer) + '/' + outboxPath(name);
+    outbox.makeFoldersOf(path);
+    std::filesystem::create_hard_link(contentPath(file.id), scratch);
+    outbox.moveIn(scratch, path);
+    // A rename onto another name of the same file does nothing (rename(2)): it lies there already.
+    ::unlink(scratch.c_str());
+}
+
+} // namespace webservice

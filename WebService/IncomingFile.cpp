@@ -1,0 +1,29 @@
+#include "WebService/IncomingFile.h"
+
+#include <fcntl.h>
+
+namespace webservice {
+
+IncomingFile::IncomingFile(std::string path)
+    : path_(std::move(path)), file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+    if (!file_) {
+        throwErrno("cannot open " + path_);
+    }
+}
+
+IncomingFile::~IncomingFile() {
+    ::unlink(path_.c_str());
+}
+
+void IncomingFile::append(std::string_view piece) {
+    size_ += piece.size();
+    while (!piece.empty()) {
+        const ssize_t written = ::write(file_.get(), piece.data(), piece.size());
+        if (written < 0) {
+            throwErrno("cannot write " + path_);
+        }
+        piece.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+} // namespace webservice

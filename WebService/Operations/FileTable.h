@@ -1,0 +1,81 @@
+#pragma once
+
+#include "WebService/Operations/Accounts.h"
+#include "WebService/State.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace webservice {
+
+// What a computer tells of one of its files or folders.
+struct FileDescription {
+    std::string fullPath;
+    bool isFile = true;
+    std::optional<std::string> size;
+    std::optional<std::string> modified;
+    std::optional<std::string> baseSystemFile;
+};
+
+// Described by its path alone: a separator at the end, which is not part of the path, tells a folder.
+FileDescription describedBy(std::string path);
+
+struct KnownFile {
+    std::int64_t id = 0;
+    std::int64_t computer = 0;
+    std::string fullPath;
+    std::optional<std::string> name; // within the Quenmark folder; none when it cannot be expressed
+    bool isFile = true;
+    bool isPresent = true;
+};
+
+// The table of one computer's files, and what a change in it means for the user's other computers: a content is asked
+// for and travels to them once it has come, a folder goes to them at once, a deletion becomes a request to delete.
+class FileTable {
+public:
+    FileTable(State& state, Computer computer) : state_(state), computer_(std::move(computer)) {}
+
+    std::optional<KnownFile> find(std::string_view fullPath) const;
+
+    // Enters the file, or brings its row up to date. Nothing follows from it. Gives its identifier.
+    std::int64_t enter(const FileDescription& file);
+
+    // The file is new or has a new content.
+    std::int64_t saved(const FileDescription& file);
+
+    // The file or folder has another path now, and so has everything in it. Throws Refusal "UnknownFile".
+    std::int64_t renamed(std::string_view from, const FileDescription& file);
+
+    // The file or folder is gone with everything in it. Throws Refusal "UnknownFile".
+    std::int64_t deleted(std::string_view fullPath);
+
+    // Everything that the table has and that is not among the paths is gone, without the others being told.
+    void keepOnly(const std::vector<FileDescription>& files);
+
+    // Asks the computer for the content, unless that is being waited for already.
+    void request(const KnownFile& file, bool fromShared);
+
+private:
+    std::vector<KnownFile> withContents(std::string_view fullPath) const;
+    KnownFile require(std::string_view fullPath) const;
+    void forget(const KnownFile& file);
+    void forgetWithContents(std::string_view fullPath);
+    void makeFolder(const KnownFile& folder);
+    void askOthersToDelete(const KnownFile& file);
+
+    State& state_;
+    Computer computer_;
+};
+
+std::optional<KnownFile> findFile(Database& db, std::int64_t id);
+
+// Lays a content of the cloud into a computer's outbox, where it has a name; what hinders that is logged.
+void deliver(State& state, std::int64_t computer, const CloudFile& file, const std::optional<std::string>& name);
+
+// A content has arrived in the cloud: it goes to the user's other computers.
+void distribute(State& state, const Computer& from, const CloudFile& file);
+
+} // namespace webservice

@@ -1,0 +1,109 @@
+#include "WebService/Operations/Registration.h"
+
+#include "WebService/Operations/Accounts.h"
+
+#include <sys/random.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace webservice {
+
+namespace {
+
+// 32 hexadecimal digits that nobody can guess.
+std::string randomCode() {
+    std::array<std::uint8_t, 16> bytes{};
+    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+        throwErrno("cannot get random bytes");
+    }
+    std::string code;
+    for (const std::uint8_t byte : bytes) {
+        code += "0123456789abcdef"[byte >> 4];
+        code += "0123456789abcdef"[byte & 15];
+    }
+    return code;
+}
+
+std::int64_t cloudComputer(Database& db, std::int64_t user) {
+    Query row = db.query("SELECT id FROM computers WHERE user = ?1 AND is_cloud", user);
+    row.next();
+    return row.integer(0);
+}
+
+boost::json::object userAnswer(Database& db, std::string_view value, std::int64_t user) {
+    boost::json::object answer = success();
+    answer["ReturnVal"] = value;
+    answer["UserID"] = std::to_string(user);
+    answer["CloudComputerID"] = std::to_string(cloudComputer(db, user));
+    answer["error"] = nullptr;
+    return answer;
+}
+
+boost::json::object mailAnswer() {
+    boost::json::object answer = success();
+    answer["ReturnMsg"] = "The mail has been noted.";
+    answer["error"] = nullptr;
+    return answer;
+}
+
+} // namespace
+
+boost::json::object verifyAndRegisterUserFromTool(State& state, const Record& request) {
+    const std::string mail = request.text("MailID");
+    const std::string password = request.text("Password");
+    if (const auto known = findUserByMail(state.db, mail)) {
+        if (known->password != password) {
+            throw Refusal("WrongPassword", "the password of " + mail + " is another one");
+        }
+        return userAnswer(state.db, "Verified", known->id);
+    }
+    const std::size_t at = mail.find('@');
+    if (at == 0 || at == std::string::npos || at + 1 == mail.size()) {
+        throw Refusal("BadMail", mail + " is not a mail address");
+    }
+    state.db.run("INSERT INTO users (mail, password, first_name, last_name, nick_name, code) "
+                 "VALUES (?1, ?2, ?3, ?4, ?5, ?6)",
+                 mail, password, request.optional("FirstName"), request.optional("LastName"),
+                 request.optional("NickName"), randomCode());
+    const std::int64_t user = state.db.lastId();
+    state.db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, '', 1)", user);
+    return userAnswer(state.db, "Registered", user);
+}
+
+boost::json::object registerComputer(State& state, const Record& request) {
+    const User user = requireUser(state.db, request);
+    state.db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, ?2, 0)", user.id,
+                 request.text("QuenmarkPath"));
+    boost::json::object answer = {{"ComputerID", std::to_string(state.db.lastId())}};
+    answer.insert({{"ReturnStatus", "0"}, {"error", nullptr}});
+    return answer;
+}
+
+boost::json::object sendActivationMail(State& state, const Record& request) {
+    const User user = requireUser(state.db, request);
+    if (request.text("MailID") != user.mail) {
+        throw Refusal("WrongMail", "user " + std::to_string(user.id) + " has another mail address");
+    }
+    recordMail(state.db, user.mail, "Activate your account", "/activate?code=" + user.code);
+    return mailAnswer();
+}
+
+boost::json::object checkUserMailActivationStatus(State& state, const Record& request) {
+    boost::json::object answer = success();
+    answer["ReturnVal"] = flag(requireUser(state.db, request).isActivated);
+    answer["error"] = nullptr;
+    return answer;
+}
+
+boost::json::object sendPasswordToMailID(State& state, const Record& request) {
+    const auto user = findUserByMail(state.db, request.text("MailID"));
+    if (!user) {
+        throw Refusal("UnknownUser", "nobody has registered with " + request.text("MailID"));
+    }
+    recordMail(state.db, user->mail, "Your password", user->password);
+    return mailAnswer();
+}
+
+} // namespace webservice

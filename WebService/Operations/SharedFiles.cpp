@@ -1,0 +1,176 @@
+#include "WebService/Operations/SharedFiles.h"
+
+#include "WebService/Operations/FileTable.h"
+
+namespace webservice {
+
+namespace {
+
+struct Transfer {
+    std::int64_t id = 0;
+    std::int64_t file = 0;
+    std::int64_t toComputer = 0;
+    std::string state;
+    std::optional<std::string> newFullPath;
+};
+
+Transfer requireTransfer(State& state, const Record& request) {
+    Query row = state.db.query("SELECT id, file, to_computer, state, new_full_path FROM transfers WHERE id = ?1",
+                               request.id("SharedFileTransferID"));
+    if (!row.next()) {
+        throw Refusal("UnknownTransfer", "there is no transfer " + request.text("SharedFileTransferID"));
+    }
+    return {.id = row.integer(0),
+            .file = row.integer(1),
+            .toComputer = row.integer(2),
+            .state = row.text(3),
+            .newFullPath = row.optionalText(4)};
+}
+
+[[noreturn]] void refuseState(const Transfer& transfer) {
+    throw Refusal("WrongState", "transfer " + std::to_string(transfer.id) + " is " + transfer.state);
+}
+
+void enterState(State& state, const Transfer& transfer, std::string_view next) {
+    state.db.run("UPDATE transfers SET state = ?2 WHERE id = ?1", transfer.id, next);
+}
+
+// From waiting to sent. A content that is in the cloud goes on to the receiving computer.
+void markSent(State& state, const Transfer& transfer) {
+    if (transfer.state != "waiting" && transfer.state != "sent") {
+        refuseState(transfer);
+    }
+    enterState(state, transfer, "sent");
+    const auto file = findFile(state.db, transfer.file);
+    const auto owner = file ? findComputer(state.db, file->computer) : std::nullopt;
+    const auto content = owner ? state.cloud.find(file->fullPath, owner->user) : std::nullopt;
+    if (content && transfer.state == "waiting") {
+        const auto receiver = findComputer(state.db, transfer.toComputer);
+        deliver(state, transfer.toComputer, *content,
+                transfer.newFullPath ? nameWithin(receiver->quenmarkPath, *transfer.newFullPath) : content->name);
+    }
+}
+
+void reportStream(State& state, const Transfer& transfer, bool isSending, std::string_view report) {
+    if (isSending) {
+        state.db.run("UPDATE transfers SET send_stream = ?2 WHERE id = ?1", transfer.id, report);
+    } else {
+        state.db.run("UPDATE transfers SET receive_stream = ?2 WHERE id = ?1", transfer.id, report);
+    }
+}
+
+} // namespace
+
+boost::json::object updateFileExists(State& state, const Record& request) {
+    const Transfer transfer = requireTransfer(state, request);
+    if (transfer.state == "deleted") {
+        refuseState(transfer);
+    }
+    state.db.run("UPDATE transfers SET is_exists = 'True' WHERE id = ?1", transfer.id);
+    enterState(state, transfer, "received");
+    return done();
+}
+
+boost::json::object updateFileSendReceived(State& state, const Record& request) {
+    markSent(state, requireTransfer(state, request));
+    return done();
+}
+
+boost::json::object uploadFileWithStream(State& state, const Record& request) {
+    FileTable table(state, requireComputer(state.db, request));
+    const auto file = table.find(request.text("FullPathFromFileTable"));
+    if (!file || !file->isFile) {
+        throw Refusal("UnknownFile", "the computer has no file " + request.text("FullPathFromFileTable"));
+    }
+    table.request(*file, true);
+    return done();
+}
+
+boost::json::object updateSendFileToTransfer(State& state, const Record& request) {
+    Transfer transfer = requireTransfer(state, request);
+    state.db.run("UPDATE transfers SET change_type = coalesce(?2, change_type), is_file = coalesce(?3, is_file), "
+                 "new_full_path = coalesce(?4, new_full_path), length = coalesce(?5, length) WHERE id = ?1",
+                 transfer.id, request.optional("ChangeType"),
+                 request.optional("IsFile") ? std::optional(request.isTrue("IsFile")) : std::nullopt,
+                 request.optional("NewFullPath"), request.optional("Length"));
+    if (const auto newFullPath = request.optional("NewFullPath")) {
+        transfer.newFullPath = newFullPath;
+    }
+    markSent(state, transfer);
+    return done();
+}
+
+boost::json::object isFileExistsInCloud(State& state, const Record& request) {
+    const bool exists = state.cloud.find(request.text("StrFullPath")).has_value();
+    return {{"IsExists", flag(exists)}, {"ReturnStatus", "0"}, {"error", nullptr}};
+}
+
+boost::json::object updateFileReceived(State& state, const Record& request) {
+    const Transfer transfer = requireTransfer(state, request);
+    const bool exists = request.isTrue("IsExists");
+    if (transfer.state == "deleted" || (transfer.state == "waiting" && !exists)) {
+        refuseState(transfer);
+    }
+    state.db.run("UPDATE transfers SET is_exists = ?2 WHERE id = ?1", transfer.id, flag(exists));
+    enterState(state, transfer, "received");
+    return done();
+}
+
+boost::json::object deleteReceivedFileFromTransfer(State& state, const Record& request) {
+    const Transfer transfer = requireTransfer(state, request);
+    if (transfer.state != "received" && transfer.state != "deleted" && !request.isTrue("IsExists")) {
+        refuseState(transfer);
+    }
+    state.db.run("UPDATE transfers SET saved_file = coalesce(?2, saved_file) WHERE id = ?1", transfer.id,
+                 request.optional("SavedFileID"));
+    enterState(state, transfer, "deleted");
+    return done();
+}
+
+boost::json::object checkFileExistsInTransfers(State& state, const Record& request) {
+    const Transfer transfer = requireTransfer(state, request);
+    const auto file = findFile(state.db, transfer.file);
+    const auto owner = findComputer(state.db, file->computer);
+    const auto content =
+        state.cloud.find(request.optional("FullPathfromFileTable").value_or(file->fullPath), owner->user);
+    return {{"ByteStartPos", std::to_string(content ? content->size : 0)}, {"ReturnStatus", "0"}};
+}
+
+boost::json::object updateBSSendStreamStarted(State& state, const Record& request) {
+    const Transfer transfer = requireTransfer(state, request);
+    if (transfer.state != "waiting") {
+        refuseState(transfer);
+    }
+    reportStream(state, transfer, true, "started");
+    return success();
+}
+
+boost::json::object updateBSSendStreamFailed(State& state, const Record& request) {
+    const Transfer transfer = requireTransfer(state, request);
+    if (transfer.state != "waiting" && transfer.state != "sent") {
+        refuseState(transfer);
+    }
+    reportStream(state, transfer, true, "failed");
+    enterState(state, transfer, "waiting");
+    return success();
+}
+
+boost::json::object updateBSReceiveStreamStarted(State& state, const Record& request) {
+    const Transfer transfer = requireTransfer(state, request);
+    if (transfer.state != "sent") {
+        refuseState(transfer);
+    }
+    reportStream(state, transfer, false, "started");
+    return success();
+}
+
+boost::json::object updateBSReceiveStreamFailed(State& state, const Record& request) {
+    const Transfer transfer = requireTransfer(state, request);
+    if (transfer.state != "sent") {
+        refuseState(transfer);
+    }
+    reportStream(state, transfer, false, "failed");
+    return success();
+}
+
+} // namespace webservice

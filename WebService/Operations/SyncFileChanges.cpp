@@ -1,0 +1,111 @@
+#include "WebService/Operations/SyncFileChanges.h"
+
+#include "WebService/Log.h"
+#include "WebService/Operations/FileTable.h"
+
+namespace webservice {
+
+namespace {
+
+enum class Change { Created, Deleted, Changed, Renamed };
+
+Change changeOf(const Record& request) {
+    const std::string type = request.text("ChangeType");
+    if (type == "1" || type == "Created") {
+        return Change::Created;
+    }
+    if (type == "2" || type == "Deleted") {
+        return Change::Deleted;
+    }
+    if (type == "4" || type == "Changed") {
+        return Change::Changed;
+    }
+    if (type == "8" || type == "Renamed") {
+        return Change::Renamed;
+    }
+    throw Refusal("UnknownChange", "\"ChangeType\" is Created, Changed, Renamed or Deleted, not " + type);
+}
+
+std::int64_t apply(State& state, const Record& request) {
+    Computer computer = requireComputer(state.db, request);
+    // The computer's folder may have moved since it was registered.
+    if (const auto path = request.optional("QuenmarkPath")) {
+        computer.quenmarkPath = *path;
+    }
+    FileTable table(state, computer);
+    const FileDescription file{.fullPath = request.text("FullPath"),
+                               .isFile = !request.optional("IsFile") || request.isTrue("IsFile"),
+                               .size = request.optional("FileSize"),
+                               .modified = request.optional("FileModifiedDate"),
+                               .baseSystemFile = request.optional("BaseSystemFileID")};
+    switch (changeOf(request)) {
+    case Change::Renamed:
+        return table.renamed(request.text("OldFullPath"), file);
+    case Change::Deleted:
+        return table.deleted(file.fullPath);
+    case Change::Created:
+    case Change::Changed:
+        break;
+    }
+    return table.saved(file);
+}
+
+boost::json::object applied(State& state, const boost::json::value& change) {
+    if (!change.is_object()) {
+        throw Refusal("NotAnObject", "a change is not a JSON object");
+    }
+    const Record request(change.get_object());
+    Transaction transaction(state.db);
+    const std::int64_t file = apply(state, request);
+    transaction.commit();
+    return {{"FileID", std::to_string(file)},
+            {"ReturnStatus", "0"},
+            {"BaseSystemFileID", orNull(request.optional("BaseSystemFileID"))}};
+}
+
+} // namespace
+
+boost::json::array syncFilesInTableAndCloud(State& state, const boost::json::array& changes) {
+    boost::json::array answers;
+    for (const boost::json::value& change : changes) {
+        try {
+            answers.push_back(applied(state, change));
+        } catch (const Refusal& refusal) {
+            logLine("a change of a file is refused: " + std::string(refusal.what()));
+            answers.push_back(refused(refusal));
+        }
+    }
+    return answers;
+}
+
+boost::json::object insertFile(State& state, const Record& request) {
+    FileTable table(state, requireComputer(state.db, request));
+    const std::int64_t file = table.enter(describedBy(request.text("FullPath")));
+    boost::json::object answer = {{"FileID", std::to_string(file)}};
+    answer.insert({{"ReturnStatus", "0"}, {"error", nullptr}});
+    return answer;
+}
+
+boost::json::object insertSharedFilesTransfer(State& state, const Record& request) {
+    const Computer from = requireComputer(state.db, request);
+    const Computer to = requireComputer(state.db, request, "UserComputerID");
+    const auto file = findFile(state.db, request.id("FileID"));
+    if (!file || file->computer != from.id || !file->isPresent) {
+        throw Refusal("UnknownFile", "computer " + std::to_string(from.id) + " has no file " + request.text("FileID"));
+    }
+    if (from.id == to.id) {
+        throw Refusal("SameComputer", "a computer does not send files to itself");
+    }
+    state.db.run("INSERT INTO computer_maps (owner, subscriber) VALUES (?1, ?2) ON CONFLICT DO NOTHING", from.id,
+                 to.id);
+    state.db.run("INSERT INTO transfers (file, from_computer, to_computer, is_file, change_type, full_path, "
+                 "old_full_path, base_system_file, prev_folder_file, xml_file) "
+                 "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)",
+                 file->id, from.id, to.id, request.optional("IsFile") ? request.isTrue("IsFile") : file->isFile,
+                 request.optional("ChangeType"), request.optional("FullPath").value_or(file->fullPath),
+                 request.optional("OldFullPath"), request.optional("BaseSystemFileID"),
+                 request.optional("PrevFolderFileID"), request.optional("StrXMLFileID"));
+    return done();
+}
+
+} // namespace webservice

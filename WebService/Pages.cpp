@@ -1,0 +1,77 @@
+#include "WebService/Pages.h"
+
+#include "WebService/Operations/Record.h"
+
+#include <algorithm>
+#include <array>
+
+namespace webservice {
+
+namespace {
+
+using Parameter = std::optional<std::string>;
+
+Response status(State& state, const Parameter& computer) {
+    state.watcher.drain();
+    boost::json::object counts;
+    for (const char* uploadState : {"pending", "acknowledged", "withdrawn"}) {
+        counts[uploadState] = state.ledger.count(uploadState, computer);
+    }
+    return jsonResponse(200, boost::json::serialize(counts));
+}
+
+Response mails(State& state, const Parameter& recipient) {
+    boost::json::array list;
+    for (Query row = state.db.query("SELECT sent_at, recipient, subject, body FROM mails "
+                                    "WHERE ?1 IS NULL OR recipient = ?1 ORDER BY id",
+                                    recipient);
+         row.next();) {
+        list.push_back({{"sentAt", row.text(0)}, {"to", row.text(1)}, {"subject", row.text(2)}, {"body", row.text(3)}});
+    }
+    return jsonResponse(200, boost::json::serialize(list));
+}
+
+Response activate(State& state, const Parameter& code) {
+    if (state.db.run("UPDATE users SET activated = 1 WHERE code = ?1", code) == 0) {
+        return errorResponse(404, "UnknownCode", "there is no user with this code");
+    }
+    return jsonResponse(200, boost::json::serialize(done()));
+}
+
+struct Page {
+    std::string_view path;
+    std::string_view parameter;
+    Response (*answer)(State& state, const Parameter& parameter);
+};
+
+constexpr std::array pages = {
+    Page{"/status", "computer", &status},
+    Page{"/mails", "to", &mails},
+    Page{"/activate", "code", &activate},
+};
+
+class PageExchange : public Exchange {
+public:
+    PageExchange(State& state, const Page& page, Parameter parameter)
+        : state_(state), page_(page), parameter_(std::move(parameter)) {}
+
+    void receive(std::string_view) override {}
+    Response finish() override { return page_.answer(state_, parameter_); }
+
+private:
+    State& state_;
+    const Page& page_;
+    Parameter parameter_;
+};
+
+} // namespace
+
+std::unique_ptr<Exchange> beginPage(State& state, std::string_view path, const RequestHead& head) {
+    const auto* const page = std::ranges::find(pages, path, &Page::path);
+    if (page == pages.end()) {
+        return nullptr;
+    }
+    return std::make_unique<PageExchange>(state, *page, queryValue(head.query(), page->parameter));
+}
+
+} // namespace webservice

@@ -1,0 +1,96 @@
+#include "WebService/ReceivedFile.h"
+
+#include "WebService/IncomingFile.h"
+#include "WebService/Log.h"
+#include "WebService/Operations/FileTable.h"
+
+#include <optional>
+
+namespace webservice {
+
+namespace {
+
+std::optional<std::string> fieldOf(const RequestHead& head, std::string_view name) {
+    const auto value = head.header(name);
+    return value && !value->empty() ? std::optional<std::string>(*value) : std::nullopt;
+}
+
+class ReceivedFileExchange : public Exchange {
+public:
+    ReceivedFileExchange(State& state, const RequestHead& head)
+        : state_(state), path_(fieldOf(head, "FilePath")), request_(fieldOf(head, "FileRequestID")),
+          transitPath_(fieldOf(head, "TransitDownloadPath")) {
+        if (path_ && request_) {
+            file_.emplace(state.incomingPath());
+        }
+    }
+
+    // Without the fields that say what it is, a body is read and dropped.
+    void receive(std::string_view piece) override {
+        if (file_) {
+            file_->append(piece);
+        }
+    }
+
+    Response finish() override {
+        if (!file_) {
+            return errorResponse(200, "MissingKey", path_ ? "\"FileRequestID\" is missing" : "\"FilePath\" is missing");
+        }
+        file_->close();
+        Transaction transaction(state_.db);
+        store();
+        transaction.commit();
+        state_.watcher.drain();
+        return jsonResponse(200, boost::json::serialize(done()));
+    }
+
+private:
+    void store() {
+        const auto file = answeredFile();
+        const auto computer = file ? findComputer(state_.db, file->computer) : std::nullopt;
+        CloudFile content{.id = 0,
+                          .user = std::nullopt,
+                          .fullPath = *path_,
+                          .name = nameWithin("", *path_),
+                          .size = static_cast<std::int64_t>(file_->size()),
+                          .request = *request_,
+                          .transitPath = transitPath_};
+        if (computer) {
+            content.user = computer->user;
+            content.fullPath = file->fullPath;
+            content.name = file->name;
+        } else {
+            logLine("nobody has asked for " + *path_ + "; it is kept");
+        }
+        content.id = state_.cloud.store(content, file_->path());
+        if (computer) {
+            distribute(state_, *computer, content);
+        }
+    }
+
+    // The file of the request, which is thereby done. What was cancelled meanwhile is not asked for any more.
+    std::optional<KnownFile> answeredFile() {
+        Query row = state_.db.query("UPDATE requests SET state = 'done' WHERE id = ?1 AND state <> 'cancelled' "
+                                    "RETURNING file",
+                                    decimal(*request_).value_or(-1));
+        std::optional<std::int64_t> id;
+        while (row.next()) {
+            id = row.integer(0);
+        }
+        return id ? findFile(state_.db, *id) : std::nullopt;
+    }
+
+    State& state_;
+    std::optional<std::string> path_;
+    std::optional<std::string> request_;
+    std::optional<std::string> transitPath_;
+    std::optional<IncomingFile> file_;
+};
+
+} // namespace
+
+std::unique_ptr<Exchange> beginReceivedFile(State& state, const RequestHead& head) {
+    return std::make_unique<ReceivedFileExchange>(state, head);
+}
+
+} // namespace webservice

@@ -1,0 +1,13 @@
+#include "XPCWrappers/MessageAddress.h"
+
+#include <algorithm>
+
+namespace Quenmark {
+
+Platform::Ipc::MessageAddress messageAddress(const std::string& serviceName) {
+    std::string objectPath = "/" + serviceName;
+    std::ranges::replace(objectPath, '.', '/');
+    return {{serviceName, objectPath}, "Velkarin.Quenmark.XPC"};
+}
+
+} // namespace Quenmark
