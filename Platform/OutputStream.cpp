@@ -29,6 +29,8 @@ void OutputStream::close() {
 }
 
 std::int64_t OutputStream::write(std::string_view bytes) {
+    if (!file_ && error_)
+        return -1; // Why it could not be opened says more than that it is not open.
     ssize_t written = 0;
     do
         written = ::write(file_.get(), bytes.data(), bytes.size());

@@ -145,7 +145,7 @@ void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, Ur
     try {
         finishItem(task);
     } catch (const std::exception& exception) {
-        logErrorMethod(std::string(exception.what()));
+        report(exception);
     }
 }
 

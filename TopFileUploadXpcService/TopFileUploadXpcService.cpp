@@ -51,11 +51,20 @@ void TopFileUploadXpcService::TopFileUploadProcess() {
     try {
         runPass();
     } catch (const std::exception& exception) {
-        logErrorMethod(std::string(exception.what()));
+        report(exception);
     }
     Queue::global(Platform::Priority::Background).after(Settings::pollInterval, [self = shared_from_this()] {
         self->TopFileUploadProcess();
     });
+}
+
+void TopFileUploadXpcService::report(const std::exception& exception) {
+    try {
+        logErrorMethod(std::string(exception.what()));
+    } catch (const std::exception& another) {
+        // The next pass is scheduled all the same.
+        Log::write(std::string("The error report cannot be sent: ") + another.what());
+    }
 }
 
 void TopFileUploadXpcService::runPass() {

@@ -13,6 +13,7 @@
 
 #include <any>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -67,6 +68,7 @@ private:
     friend class EngineProbe;
 
     void runPass();
+    void report(const std::exception& exception);
     void pollCompleted(const GetTopFileUploadResponseData* answer, std::int64_t status,
                        const boost::json::object& params);
     void takeItem(const GetTopFileUploadResponseData& answer);

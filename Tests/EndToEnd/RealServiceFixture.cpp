@@ -38,17 +38,10 @@ pid_t spawn(const std::vector<std::string>& arguments, int standardOutput) {
     return process;
 }
 
-pid_t parentOf(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    const std::string line{std::istreambuf_iterator<char>(file), {}};
-    const auto end = line.rfind(')');
-    return end == std::string::npos ? 0 : static_cast<pid_t>(std::stol(line.substr(end + 4)));
-}
-
-bool descends(pid_t process, pid_t ancestor) {
-    while (process > 1 && process != ancestor)
-        process = parentOf(process);
-    return process == ancestor;
+/// A file of /proc, whose entries end in zero bytes.
+std::string procFile(const fs::path& process, const char* name) {
+    std::ifstream file(process / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 } // namespace
@@ -112,17 +105,27 @@ void RealServiceFixture::askToStart(BusPeer& peer) {
 }
 
 std::optional<pid_t> RealServiceFixture::serviceProcess() const {
-    std::error_code ignored;
-    const auto program = fs::canonical(QUENMARK_SERVICE);
+    // The settings' folder is this test's own, and so is a service that was started with it.
+    const std::string program = std::string(QUENMARK_SERVICE) + '\0';
+    const std::string setting = "XDG_CONFIG_HOME=" + config_.path() + '\0';
     for (const auto& entry : fs::directory_iterator("/proc")) {
         const std::string name = entry.path().filename();
-        if (name.find_first_not_of("0123456789") != std::string::npos)
-            continue;
-        const auto process = static_cast<pid_t>(std::stol(name));
-        if (fs::read_symlink(entry.path() / "exe", ignored) == program && descends(process, bus_->processId()))
-            return process;
+        if (name.find_first_not_of("0123456789") == std::string::npos &&
+            procFile(entry.path(), "cmdline").starts_with(program) &&
+            procFile(entry.path(), "environ").find(setting) != std::string::npos)
+            return static_cast<pid_t>(std::stol(name));
     }
     return std::nullopt;
+}
+
+bool RealServiceFixture::runUntil(const std::function<bool()>& condition) {
+    const auto end = loop_.now() + std::chrono::seconds(60);
+    while (!condition()) {
+        if (loop_.now() > end)
+            return false;
+        loop_.runOnce(std::chrono::milliseconds(20));
+    }
+    return true;
 }
 
 std::size_t RealServiceFixture::count(std::string_view target) const {

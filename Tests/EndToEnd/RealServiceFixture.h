@@ -14,6 +14,7 @@
 
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,8 @@ struct Variation {
     /// What the desktop application sends to that front end.
     bool isWrapper;
 };
+
+inline std::ostream& operator<<(std::ostream& stream, const Variation& variation) { return stream << variation.name; }
 
 inline constexpr Variation modern{1343.0, "ListenerAndSession", false};
 inline constexpr Variation between{1200.0, "ListenerAndConnection", false};

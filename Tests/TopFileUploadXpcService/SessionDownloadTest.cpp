@@ -79,9 +79,11 @@ TEST_F(ASessionDownload, TakesAnAnswerWithoutAReturnStatusForAGoodOne) {
 }
 
 TEST_F(ASessionDownload, ComparesHeaderNamesExactly) {
-    startStream(HttpReply::ok("content", {{"returnstatus", "2"}, {"ReturnStatus", "1"}}));
-    ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == "1"; }));
-    EXPECT_FALSE(probe_.gateIsOpen());
+    Platform::Files::createDirectory(placed("Docs"));
+    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    startStream(HttpReply::ok("content", {{"returnstatus", "2"}, {"FILENAME", "\\x"}}));
+    ASSERT_TRUE(waitFor(acknowledgeTarget)) << "a field of another spelling is no ReturnStatus, and a missing one is 0";
+    EXPECT_EQ(probe_.fileName(), "(null)");
 }
 
 TEST_F(ASessionDownload, DropsThePiecesOfAnAnswerWithAnotherStatus) {
