@@ -59,8 +59,10 @@ struct HttpLoad::Running {
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
     ~Running() {
-        for (const auto& load : std::exchange(loads, {}))
-            load->leave();
+        for (const auto& load : std::exchange(loads, {})) {
+            if (const auto client = load->leave())
+                client->loadWasDropped();
+        }
     }
 
     std::unordered_set<std::shared_ptr<HttpLoad>> loads;

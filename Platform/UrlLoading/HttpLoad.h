@@ -26,6 +26,8 @@ public:
     virtual void loadDidReceiveData(std::string_view data) = 0;
     /// The last call; not made for a load whose loop has ended.
     virtual void loadDidEnd(const std::optional<Error>& error) = 0;
+    /// The loop ends before the load does: instead of `loadDidEnd`, and without a word to anybody.
+    virtual void loadWasDropped() {}
 };
 
 /// What every interface of URL loading is built on: one request from its beginning to its end, with redirects, limits

@@ -126,6 +126,12 @@ void HttpSessionTask::loadDidEnd(const std::optional<Error>& error) {
         delegate->URLSessionTaskDidCompleteWithError(*session_, *this, error);
 }
 
+void HttpSessionTask::loadWasDropped() {
+    const auto self = shared_from_this();
+    receiver_.reset();
+    letGoOfSession();
+}
+
 void HttpSessionTask::letGoOfSession() {
     if (const auto session = std::exchange(session_, nullptr))
         session->taskIsDone();

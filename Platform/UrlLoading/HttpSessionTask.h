@@ -40,6 +40,7 @@ public:
     void loadDidReceiveHead(const HttpUrlResponse& head) override;
     void loadDidReceiveData(std::string_view data) override;
     void loadDidEnd(const std::optional<Error>& error) override;
+    void loadWasDropped() override;
 
 private:
     void begin();

@@ -74,9 +74,9 @@ protected:
     /// The process that the bus launched.
     std::optional<pid_t> serviceProcess() const;
 
-    bool runUntil(const std::function<bool()>& condition) {
-        return loop_.runUntil(condition, std::chrono::seconds(40));
-    }
+    /// Runs the loop until the condition holds, and says whether it did in time. The condition is looked at again and
+    /// again, since files and processes change without an event of the loop's.
+    bool runUntil(const std::function<bool()>& condition);
     std::size_t count(std::string_view target) const;
     const TestSupport::HttpRequest& last(std::string_view target) const;
 

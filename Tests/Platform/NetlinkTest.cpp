@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <random>
 #include <string>
+#include <sys/socket.h>
 
 namespace {
 
@@ -149,8 +150,9 @@ TEST_F(AnAnswer, SurvivesRandomBytes) {
         const Buffer exact(bytes.begin(), bytes.end());
         AnswerReader reader(sequence, true, [](std::uint16_t, Bytes payload) {
             Netlink::forEachAttribute(Netlink::after(payload, sizeof(rtmsg)), [](std::uint16_t, Bytes value) {
-                if (!value.empty())
+                if (!value.empty()) {
                     EXPECT_GE(std::to_integer<int>(value.front()) + std::to_integer<int>(value.back()), 0);
+                }
             });
         });
         reader.read(exact);
