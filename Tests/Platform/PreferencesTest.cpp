@@ -165,12 +165,12 @@ TEST_F(ThePreferences, LoseNoChangeOfSeveralProcesses) {
 }
 
 TEST_F(ThePreferences, AreNeverSeenHalfWritten) {
-    ASSERT_EQ(Preferences::setObject(domain, "a", std::string(100'000, 'x')), std::nullopt);
+    ASSERT_EQ(Preferences::setObject(domain, "a", boost::json::string(100'000, 'x')), std::nullopt);
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
         for (int change = 0; change < 100; ++change)
-            Preferences::setObject(domain, "a", std::string(100'000, change % 2 == 0 ? 'y' : 'z'));
+            Preferences::setObject(domain, "a", boost::json::string(100'000, change % 2 == 0 ? 'y' : 'z'));
         ::_exit(0);
     }
     int status = -1;

@@ -12,7 +12,8 @@
 #include <thread>
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+// The compiler's package lacks the header that declares it (sanitizer/allocator_interface.h).
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 namespace {

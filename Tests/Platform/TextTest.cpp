@@ -22,7 +22,7 @@ TEST(ATextOfAValue, IsAMarkWhereThereIsNone) {
 }
 
 TEST(ATextOfAValue, IsTheStringItself) {
-    EXPECT_EQ(text("a \"b\"\n"), "a \"b\"\n");
+    EXPECT_EQ(text(std::string_view("a \"b\"\n")), "a \"b\"\n");
     EXPECT_EQ(text(std::optional<std::string>("")), "");
     EXPECT_EQ(text(value("é")), "é");
 }

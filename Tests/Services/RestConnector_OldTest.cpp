@@ -62,7 +62,7 @@ TEST_F(ALegacyConnector, SendsExactlyTheseBytes) {
                                               "\r\n"
                                               "User-Agent: ServicesTests/1.0.0\r\n"
                                               "Content-Type: application/json\r\n"
-                                              "Content-Length: 26\r\n"
+                                              "Content-Length: 27\r\n"
                                               "\r\n"
                                               "{\n  \"ToComputerID\" : \"91\"\n}");
 }
