@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
 
     std::vector<double> milliseconds;
     for (int round = 0; round < rounds; ++round) {
-        const TestSupport::PrivateBus bus({{busName, QUENMARK_SERVICE}});
+        const TestSupport::PrivateBus bus(std::vector<TestSupport::PrivateBus::Service>{{busName, QUENMARK_SERVICE}});
         TestSupport::BusPeer peer;
         const auto before = server.requests().size();
         const auto begin = Clock::now();
