@@ -208,6 +208,7 @@ void deliver(State& state, std::int64_t computer, const CloudFile& file, const s
         logLine(file.fullPath + " stays in the cloud: its name cannot be told on the wire");
         return;
     }
+    takeBackDeletion(state.db, computer, *name);
     placing(*name,
             [&] { state.cloud.deliver(file, state.tree, std::to_string(computer), *name, state.incomingPath()); });
 }
