@@ -137,7 +137,8 @@ void HttpLoad::followRedirect(int status) {
     transfer_.reset();
     if (++redirects_ > maximumRedirects)
         return fail(UrlError::make(UrlError::TooManyRedirects, url_->absoluteString()));
-    const auto next = resolve(*url_, location);
+    const auto absolute = Url::fromString(location);
+    const auto next = absolute && !absolute->scheme().empty() ? absolute : resolve(*url_, location);
     if (auto error = unusable(next))
         return fail(std::move(*error));
     if (!head_.redirect(status, next->origin() != url_->origin()))

@@ -56,7 +56,7 @@ ResponseHead::State ResponseHead::addStatusLine(std::string_view line) {
     // Behind the protocol's name and version there are three digits.
     const auto blank = line.find(' ');
     const auto code = blank == std::string_view::npos ? 0 : number(line.substr(blank + 1, 3)).value_or(0);
-    if (!line.starts_with("HTTP/") || code < 100)
+    if (!line.starts_with("HTTP/1.") || code < 100)
         return State::Malformed;
     statusCode_ = static_cast<int>(code);
     fields_ = {};

@@ -82,21 +82,8 @@ std::string headerLine(const HeaderFields::Field& field) {
 struct Transfer::Callbacks {
     static Transfer& touched(void* self) {
         auto& transfer = *static_cast<Transfer*>(self);
-        transfer.progress_ = true;
-        transfer.driver_->touch(transfer);
+        transfer.progressed();
         return transfer;
-    }
-
-    static int connected(void* self, char*, char*, int, int) noexcept {
-        touched(self);
-        return CURL_PREREQFUNC_OK;
-    }
-
-    static int progressed(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) noexcept {
-        auto& transfer = *static_cast<Transfer*>(self);
-        if (std::exchange(transfer.sent_, static_cast<std::uint64_t>(sent)) != static_cast<std::uint64_t>(sent))
-            touched(self);
-        return 0;
     }
 
     static std::size_t headLine(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
@@ -148,6 +135,11 @@ struct Transfer::Callbacks {
     }
 };
 
+void Transfer::progressed() {
+    progress_ = true;
+    driver_->touch(*this);
+}
+
 Transfer::Transfer(TransferDriver& driver, Request request, std::function<void()> changed)
     : driver_(&driver), request_(std::move(request)), changed_(std::move(changed)) {
     driver.add(*this);
@@ -185,11 +177,6 @@ void Transfer::configure() {
     // The limits of time are the loader's; the transport's own is put out of the way.
     set(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
     set(easy_, CURLOPT_BUFFERSIZE, bufferSize);
-    set(easy_, CURLOPT_PREREQFUNCTION, Callbacks::connected);
-    set(easy_, CURLOPT_PREREQDATA, this);
-    set(easy_, CURLOPT_NOPROGRESS, 0L);
-    set(easy_, CURLOPT_XFERINFOFUNCTION, Callbacks::progressed);
-    set(easy_, CURLOPT_XFERINFODATA, this);
     set(easy_, CURLOPT_HEADERFUNCTION, Callbacks::headLine);
     set(easy_, CURLOPT_HEADERDATA, this);
     set(easy_, CURLOPT_WRITEFUNCTION, Callbacks::bodySlice);

@@ -81,6 +81,7 @@ private:
     bool canTakeOverConnection() const;
     void takeOverConnection();
     void receivedFromConnection();
+    void progressed();
     void settle();
     void driverEnds();
     void releaseHandle();
@@ -96,7 +97,6 @@ private:
     std::array<char, 256> errorText_{};
     /// The connection that the handle uses, as far as it was told.
     int connection_ = -1;
-    std::uint64_t sent_ = 0;
     std::uint64_t fileOffset_ = 0;
     bool paused_ = false;
     Reader reader_ = Reader::Undecided;

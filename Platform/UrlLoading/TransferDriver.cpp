@@ -66,16 +66,22 @@ struct TransferDriver::State {
 
     static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
     static int timerChanged(CURLM*, long milliseconds, void* self) noexcept;
-    void watchSocket(curl_socket_t socket, std::uint32_t events);
+    void watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer);
     void socketReady(curl_socket_t socket, std::uint32_t events);
     void timerFired();
     void perform();
     void collectFinished();
     void armTimer();
 
+    struct Watched {
+        std::unique_ptr<DescriptorWatch> watch;
+        /// Whose socket it is at present.
+        Transfer* transfer = nullptr;
+    };
+
     RunLoop& loop;
     CURLM* multi = newMulti();
-    std::unordered_map<curl_socket_t, std::unique_ptr<DescriptorWatch>> watches;
+    std::unordered_map<curl_socket_t, Watched> watched;
     FileDescriptor timer;
     std::unique_ptr<DescriptorWatch> timerWatch;
     /// When the transport wants to be called, and when the timer fires. The timer may be early: putting it off at each
@@ -99,13 +105,12 @@ Transfer* transferOf(CURL* easy) {
 int TransferDriver::State::socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept {
     auto& state = *static_cast<State*>(self);
     if (what == CURL_POLL_REMOVE) {
-        state.watches.erase(socket);
+        state.watched.erase(socket);
         return 0;
     }
-    if (Transfer* transfer = transferOf(easy))
-        transfer->connection_ = socket;
     state.watchSocket(socket,
-                      ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U));
+                      ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U),
+                      transferOf(easy));
     return 0;
 }
 
@@ -118,15 +123,21 @@ int TransferDriver::State::timerChanged(CURLM*, long milliseconds, void* self) n
     return 0;
 }
 
-void TransferDriver::State::watchSocket(curl_socket_t socket, std::uint32_t events) {
-    auto& watch = watches[socket];
-    if (watch)
-        watch->setEvents(events);
+void TransferDriver::State::watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer) {
+    if (transfer != nullptr)
+        transfer->connection_ = socket;
+    auto& entry = watched[socket];
+    entry.transfer = transfer;
+    if (entry.watch)
+        entry.watch->setEvents(events);
     else
-        watch = loop.watch(socket, events, [this, socket](std::uint32_t ready) { socketReady(socket, ready); });
+        entry.watch = loop.watch(socket, events, [this, socket](std::uint32_t ready) { socketReady(socket, ready); });
 }
 
 void TransferDriver::State::socketReady(curl_socket_t socket, std::uint32_t events) {
+    // The transport waits for what moves it on: a connection that is made, room for bytes to go, bytes that have come.
+    if (Transfer* transfer = watched[socket].transfer)
+        transfer->progressed();
     const int ready = ((events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
                       ((events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
                       ((events & (EPOLLERR | EPOLLHUP)) != 0 ? CURL_CSELECT_ERR : 0);

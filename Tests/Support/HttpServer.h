@@ -105,7 +105,7 @@ public:
     /// Every request that has come whole, in order.
     const std::vector<HttpRequest>& requests() const { return requests_; }
     /// Empties `requests`.
-    void forgetRequests() { requests_ = {}; }
+    void forgetRequests() { requests_ = std::vector<HttpRequest>(); }
     /// How many connections were taken so far, and how many of them are still open on this side.
     std::size_t acceptedConnections() const { return accepted_; }
     std::size_t openConnections() const { return connections_.size(); }
