@@ -1,5 +1,6 @@
 #include "WebService/Log.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -39,9 +40,19 @@ std::string timestamp() {
 }
 
 void logLine(std::string_view text) {
-    const std::string line = timestamp() + ' ' + printable(text) + '\n';
-    // A log that cannot be written has nowhere to be reported.
-    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
+    // A pipe that can be written to takes this much at once (pipe(7), PIPE_BUF).
+    constexpr std::size_t longest = 4096;
+    std::string line = timestamp() + ' ' + printable(text.substr(0, longest));
+    if (line.size() >= longest) {
+        line.resize(longest - 4);
+        line += "...";
+    }
+    line += '\n';
+    pollfd output{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
+    if (::poll(&output, 1, 0) == 1) {
+        // A log that cannot be written has nowhere to be reported.
+        [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
+    }
 }
 
 } // namespace webservice

@@ -1,4 +1,3 @@
-#include "WebService/EventLoop.h"
 #include "WebService/Http/Listener.h"
 #include "WebService/Http/Server.h"
 #include "WebService/Log.h"
@@ -6,54 +5,82 @@
 #include "WebService/WebApplication.h"
 
 #include <CLI/CLI.hpp>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
 
-#include <sys/epoll.h>
-#include <sys/signalfd.h>
 #include <sysexits.h>
+#include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
+#include <functional>
 #include <iostream>
+#include <optional>
 
 namespace {
 
 using namespace webservice;
-
-// A descriptor that is readable once the process is asked to end. SIGIO would come from a writer that meets one of
-// the leases by which files are tested, SIGPIPE from a client that has gone; neither is of interest.
-Descriptor endSignals() {
-    std::signal(SIGIO, SIG_IGN);
-    std::signal(SIGPIPE, SIG_IGN);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    Descriptor descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-    if (!descriptor) {
-        throwErrno("cannot receive signals");
-    }
-    return descriptor;
-}
+namespace asio = boost::asio;
 
 int fail(int status, const std::string& message) {
     std::cerr << "quenmark-webservice: " << message << '\n';
     return status;
 }
 
-int serve(State& state, Descriptor listener, const Descriptor& signals) {
-    const std::string address = localAddress(listener.get());
-    EventLoop loop;
+// SIGIO would come from a writer that meets one of the leases by which files are tested, SIGPIPE from a client that
+// has gone or a log that nobody reads; neither is of interest.
+void ignoreStraySignals() {
+    std::signal(SIGIO, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+void guarded(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const std::exception& error) {
+        logLine(std::string("an event could not be handled: ") + error.what());
+    }
+}
+
+// Takes in what happens in the outbox, as it happens and, for what has to settle first, once a second.
+asio::awaitable<void> watchEvents(State& state) {
+    asio::posix::stream_descriptor events(co_await asio::this_coro::executor, ::dup(state.watcher.descriptor()));
+    while (true) {
+        co_await events.async_wait(asio::posix::stream_descriptor::wait_read, asio::use_awaitable);
+        guarded([&] { state.watcher.drain(); });
+    }
+}
+
+asio::awaitable<void> settleEverySecond(State& state) {
+    asio::steady_timer timer(co_await asio::this_coro::executor);
+    while (true) {
+        timer.expires_after(std::chrono::seconds(1));
+        co_await timer.async_wait(asio::use_awaitable);
+        guarded([&] { state.watcher.settle(OutboxWatcher::Clock::now()); });
+    }
+}
+
+int serve(State& state, const std::string& listen, const ListenAddress& address) {
     WebApplication application(state);
-    Server server(loop, application, std::move(listener));
-    loop.watch(signals.get(), EPOLLIN, [&](std::uint32_t) { loop.stop(); });
-    loop.watch(state.watcher.descriptor(), EPOLLIN, [&](std::uint32_t) { state.watcher.drain(); });
-    loop.everySecond([&] {
-        state.watcher.settle(OutboxWatcher::Clock::now());
-        server.sweep();
-    });
-    std::cout << "listening on " << address << std::endl;
-    loop.run();
+    asio::io_context context(1);
+    asio::signal_set signals(context, SIGTERM, SIGINT);
+    signals.async_wait([&](const boost::system::error_code&, int) { context.stop(); });
+    try {
+        auto acceptor = listenOn(context, address);
+        const std::string bound = addressText(acceptor.local_endpoint());
+        serveConnections(std::move(acceptor), application);
+        std::cout << "listening on " << bound << std::endl;
+    } catch (const boost::system::system_error& error) {
+        return fail(EX_UNAVAILABLE, "cannot listen on " + listen + ": " + error.code().message());
+    }
+    asio::co_spawn(context, watchEvents(state), asio::detached);
+    asio::co_spawn(context, settleEverySecond(state), asio::detached);
+    context.run();
     logLine("asked to end");
     return EX_OK;
 }
@@ -65,7 +92,7 @@ int run(const std::string& listen, const std::string& data) {
     } catch (const std::invalid_argument& error) {
         return fail(EX_USAGE, "--listen " + listen + ": " + error.what());
     }
-    const Descriptor signals = endSignals();
+    ignoreStraySignals();
     std::optional<State> state;
     try {
         state.emplace(data);
@@ -76,13 +103,7 @@ int run(const std::string& listen, const std::string& data) {
     } catch (const std::system_error& error) {
         return fail(EX_CANTCREAT, error.what());
     }
-    Descriptor listener;
-    try {
-        listener = listenOn(address);
-    } catch (const std::runtime_error& error) {
-        return fail(EX_UNAVAILABLE, "cannot listen on " + listen + ": " + error.what());
-    }
-    return serve(*state, std::move(listener), signals);
+    return serve(*state, listen, address);
 }
 
 } // namespace

@@ -121,7 +121,7 @@ TEST_F(AHostileClient, MayLeaveAtAnyPoint) {
 }
 
 TEST_F(AHostileClient, MaySendOneByteAtATimeOrManyRequestsAtOnce) {
-    const std::string request = "\r\nPOST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\n"
+    const std::string request = "POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\n"
                                 "Transfer-Encoding: chunked\r\n\r\n14\r\n{\"ToComputerID\":\"7\"}\r\n0\r\n\r\n";
     HttpClient slow(service.port());
     for (const char byte : request) {

@@ -2,6 +2,7 @@
 
 #include "WebService/Http/Listener.h"
 
+#include <boost/asio/io_context.hpp>
 #include <gtest/gtest.h>
 
 namespace webservice {
@@ -21,10 +22,11 @@ TEST(AListenAddress, IsRefusedWhenMalformed) {
 }
 
 TEST(AListener, TakesAFreePortAndTellsIt) {
-    const Descriptor first = listenOn({.host = "127.0.0.1", .port = "0"});
-    const std::string address = localAddress(first.get());
+    boost::asio::io_context context;
+    const auto first = listenOn(context, {.host = "127.0.0.1", .port = "0"});
+    const std::string address = addressText(first.local_endpoint());
     EXPECT_TRUE(address.starts_with("127.0.0.1:")) << address;
-    EXPECT_THROW(listenOn(parseListenAddress(address)), std::runtime_error);
+    EXPECT_THROW(listenOn(context, parseListenAddress(address)), boost::system::system_error);
 }
 
 } // namespace webservice

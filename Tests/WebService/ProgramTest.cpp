@@ -85,6 +85,18 @@ TEST_F(TheProgram, LogsOneLineForEachRequest) {
     EXPECT_TRUE(log.ends_with(" asked to end\n")) << log;
 }
 
+TEST_F(TheProgram, GoesOnWhenNobodyReadsItsLog) {
+    // Far more than a pipe holds.
+    ServiceProcess service(data, ServiceProcess::Errors::UnreadPipe);
+    HttpClient client(service.port());
+    const std::string report = R"({"ErrorMessage":")" + std::string(10'000, 'x') + R"("})";
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(client.post("MAC/ErrorLog.svc/LogError", report).body, R"({"ReturnStatus":"0","error":null})");
+    }
+    service.signal(SIGTERM);
+    EXPECT_EQ(service.exitStatus(), 0);
+}
+
 TEST_F(TheProgram, RemembersAcknowledgementsAfterBeingKilled) {
     folder.write("data/outbox/7/a.txt", "a");
     folder.write("data/outbox/7/b.txt", "b");

@@ -1,9 +1,14 @@
 #include "WebService/Http/Connection.h"
 
+#include "WebService/Http/Listener.h"
 #include "WebService/Log.h"
 
-#include <sys/sendfile.h>
-#include <sys/socket.h>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http.hpp>
 
 #include <algorithm>
 #include <array>
@@ -13,13 +18,56 @@ namespace webservice {
 
 namespace {
 
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
 using namespace std::chrono_literals;
+using asio::awaitable;
+using asio::ip::tcp;
+using boost::system::error_code;
+using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t longestHead = 65536;
-constexpr std::size_t pieceSize = 1 << 20;
+constexpr std::uint32_t longestHead = 65536;
+constexpr std::size_t pieceSize = 65536;
 constexpr std::size_t shortBody = 65536;         // read to the end for the sake of the connection, though refused
 constexpr std::size_t mostDiscarded = 256 << 20; // of a refused body, before the connection is cut
-constexpr int stepsAtOnce = 32;                  // before other connections have their turn
+constexpr auto longestStillness = 90s;
+constexpr auto longestLinger = 2s;
+
+// The client has gone, or will not be waited for any longer.
+struct Ended {};
+
+// The line that the log gets when a request is done with, in whatever way.
+class LogLine {
+public:
+    explicit LogLine(std::string peer) : peer_(std::move(peer)) {}
+    LogLine(const LogLine&) = delete;
+    LogLine& operator=(const LogLine&) = delete;
+    ~LogLine() {
+        const std::chrono::duration<double, std::milli> time = Clock::now() - started_;
+        std::array<char, 64> numbers{};
+        std::snprintf(numbers.data(), numbers.size(), " %d %llu %.1fms", status,
+                      static_cast<unsigned long long>(bytes), time.count());
+        logLine(peer_ + ' ' + method + ' ' + path + numbers.data() + (isWhole ? "" : " cut short"));
+    }
+
+    std::string method = "-";
+    std::string path = "-";
+    int status = 0;
+    std::uint64_t bytes = 0;
+    bool isWhole = false;
+
+private:
+    std::string peer_;
+    Clock::time_point started_ = Clock::now();
+};
+
+int statusOf(const error_code& error) {
+    if (error == http::error::header_limit || error == http::error::buffer_overflow) {
+        return 431;
+    }
+    return error == http::error::bad_version ? 505 : 400;
+}
 
 // Answers a refused request once its body, which is short, has been read.
 class RefusedExchange : public Exchange {
@@ -32,223 +80,226 @@ private:
     Response response_;
 };
 
+Refused badRequest(int status, const std::string& why) {
+    return Refused{errorResponse(status, "BadRequest", why)};
+}
+
+class Connection {
+public:
+    Connection(tcp::socket socket, Application& application) : stream_(std::move(socket)), application_(application) {
+        error_code error;
+        stream_.socket().set_option(tcp::no_delay(true), error);
+        peer_ = addressText(stream_.socket().remote_endpoint(error));
+    }
+
+    awaitable<void> serve() {
+        while (keepAlive_) {
+            co_await serveRequest();
+        }
+        co_await linger();
+    }
+
+private:
+    using Parser = http::request_parser<http::buffer_body>;
+
+    awaitable<void> serveRequest() {
+        Parser parser;
+        parser.header_limit(longestHead);
+        parser.body_limit(boost::none);
+        error_code error;
+        stream_.expires_after(longestStillness);
+        co_await http::async_read_header(stream_, input_, parser, asio::redirect_error(asio::use_awaitable, error));
+        endWhereGone(error);
+        LogLine line(peer_);
+        Response response;
+        try {
+            if (error) {
+                throw badRequest(statusOf(error), error.message());
+            }
+            response = co_await answer(parser, line);
+            keepAlive_ = parser.keep_alive() && !response.close;
+        } catch (Refused& refused) {
+            // The rest of the request is not read, so nothing more can be understood on this connection.
+            keepAlive_ = false;
+            response = std::move(refused.response);
+        } catch (const std::exception& failure) {
+            logLine(std::string("a request failed: ") + failure.what());
+            keepAlive_ = false;
+            response = errorResponse(500, "InternalError", failure.what());
+        }
+        co_await send(std::move(response), line);
+        line.isWhole = true;
+    }
+
+    awaitable<Response> answer(Parser& parser, LogLine& line) {
+        const RequestHead head = headOf(parser);
+        line.method = head.method;
+        line.path = head.path();
+        const bool expectsContinue = checkExpectation(parser);
+        checkFraming(parser);
+        const auto exchange = begin(parser, head, expectsContinue);
+        if (expectsContinue && !parser.is_done() && input_.size() == 0) {
+            http::response<http::empty_body> goOn(http::status::continue_, 11);
+            co_await http::async_write(stream_, goOn, asio::use_awaitable);
+        }
+        co_await receiveBody(parser, *exchange);
+        co_return exchange->finish();
+    }
+
+    static RequestHead headOf(const Parser& parser) {
+        const auto& message = parser.get();
+        RequestHead head{.method = message.method_string(), .target = message.target(), .headers = {}};
+        for (const auto& field : message) {
+            head.headers.emplace_back(field.name_string(), field.value());
+        }
+        return head;
+    }
+
+    static bool checkExpectation(const Parser& parser) {
+        const auto expectation = parser.get()[http::field::expect];
+        if (!expectation.empty() && !beast::iequals(expectation, "100-continue")) {
+            throw badRequest(417, "the only expectation met here is 100-continue");
+        }
+        return !expectation.empty();
+    }
+
+    // A transfer coding that does not end in "chunked" leaves the end of the body unknown (RFC 9112, 6.3).
+    static void checkFraming(const Parser& parser) {
+        if (parser.get().count(http::field::transfer_encoding) != 0 &&
+            !beast::iequals(parser.get()[http::field::transfer_encoding], "chunked")) {
+            throw badRequest(501, "the only Transfer-Encoding known here is chunked");
+        }
+    }
+
+    std::unique_ptr<Exchange> begin(const Parser& parser, const RequestHead& head, bool expectsContinue) {
+        try {
+            return application_.begin(head);
+        } catch (Refused& refused) {
+            if (parser.chunked() || parser.content_length().value_or(0) > shortBody || expectsContinue) {
+                throw;
+            }
+            return std::make_unique<RefusedExchange>(std::move(refused.response));
+        }
+    }
+
+    awaitable<void> receiveBody(Parser& parser, Exchange& exchange) {
+        while (!parser.is_done()) {
+            auto& body = parser.get().body();
+            body.data = piece_.data();
+            body.size = piece_.size();
+            error_code error;
+            stream_.expires_after(longestStillness);
+            co_await http::async_read(stream_, input_, parser, asio::redirect_error(asio::use_awaitable, error));
+            if (error == http::error::need_buffer) {
+                error.clear();
+            }
+            endWhereGone(error);
+            if (error) {
+                throw badRequest(statusOf(error), error.message());
+            }
+            exchange.receive({piece_.data(), piece_.size() - body.size});
+        }
+    }
+
+    // What is left to answer is an error of the request's own.
+    static void endWhereGone(const error_code& error) {
+        const bool isMalformed = error && error.category() == make_error_code(http::error::bad_method).category() &&
+                                 error != http::error::end_of_stream && error != http::error::partial_message;
+        if (error && !isMalformed) {
+            throw Ended{};
+        }
+    }
+
+    template <class Body>
+    http::response<Body> messageOf(const Response& response, std::uint64_t length) const {
+        http::response<Body> message(http::int_to_status(static_cast<unsigned>(response.status)), 11);
+        for (const auto& [name, value] : response.headers) {
+            message.insert(name, value);
+        }
+        message.content_length(length);
+        message.keep_alive(keepAlive_);
+        return message;
+    }
+
+    awaitable<void> send(Response response, LogLine& line) {
+        line.status = response.status;
+        if (!response.file) {
+            auto message = messageOf<http::string_body>(response, response.body.size());
+            message.body() = std::move(response.body);
+            co_await write(message, line);
+        } else {
+            auto message = messageOf<http::empty_body>(response, response.file->length);
+            co_await write(message, line);
+            co_await sendFile(*response.file, line);
+        }
+    }
+
+    template <class Message>
+    awaitable<void> write(Message& message, LogLine& line) {
+        error_code error;
+        stream_.expires_after(longestStillness);
+        line.bytes +=
+            co_await http::async_write(stream_, message, asio::redirect_error(asio::use_awaitable, error));
+        if (error) {
+            throw Ended{};
+        }
+    }
+
+    awaitable<void> sendFile(FileSlice& slice, LogLine& line) {
+        while (slice.length > 0) {
+            const std::size_t size = std::min<std::uint64_t>(piece_.size(), slice.length);
+            const ssize_t length = ::pread(slice.file.get(), piece_.data(), size, static_cast<off_t>(slice.offset));
+            if (length <= 0 || (static_cast<std::uint64_t>(length) == slice.length && hasChanged(slice))) {
+                throw Ended{};
+            }
+            error_code error;
+            stream_.expires_after(longestStillness);
+            const std::size_t sent =
+                co_await asio::async_write(stream_, asio::buffer(piece_, static_cast<std::size_t>(length)),
+                                           asio::redirect_error(asio::use_awaitable, error));
+            line.bytes += sent;
+            if (error) {
+                throw Ended{};
+            }
+            slice.offset += sent;
+            slice.length -= sent;
+        }
+    }
+
+    static bool hasChanged(const FileSlice& slice) {
+        struct stat status {};
+        return ::fstat(slice.file.get(), &status) != 0 || identityOf(status) != slice.identity;
+    }
+
+    // Closing with unread input would reset the connection and take the answer from a client that has not read it yet.
+    awaitable<void> linger() {
+        error_code error;
+        stream_.socket().shutdown(tcp::socket::shutdown_send, error);
+        std::size_t discarded = 0;
+        while (!error && discarded <= mostDiscarded) {
+            stream_.expires_after(longestLinger);
+            discarded += co_await stream_.async_read_some(asio::buffer(piece_),
+                                                          asio::redirect_error(asio::use_awaitable, error));
+        }
+    }
+
+    beast::tcp_stream stream_;
+    Application& application_;
+    std::string peer_;
+    beast::flat_buffer input_;
+    std::vector<char> piece_ = std::vector<char>(pieceSize);
+    bool keepAlive_ = true;
+};
+
 } // namespace
 
-Connection::Connection(Descriptor socket, std::string peer, Application& application, std::vector<char>& buffer)
-    : socket_(std::move(socket)), peer_(std::move(peer)), application_(application), buffer_(buffer) {}
-
-Connection::~Connection() {
-    if (stage_ == Stage::Body || stage_ == Stage::Answer) {
-        log(" cut short");
-    }
-}
-
-bool Connection::isStale(Clock::time_point now) const {
-    return now - lastProgress_ > (stage_ == Stage::Linger ? 2s : 90s);
-}
-
-Connection::Wait Connection::advance() {
-    for (int i = 0; i < stepsAtOnce; ++i) {
-        switch (step()) {
-        case Progress::Made:
-            lastProgress_ = Clock::now();
-            break;
-        case Progress::Blocked:
-            return stage_ == Stage::Answer ? Wait::Output : Wait::Input;
-        case Progress::Ended:
-            return Wait::Nothing;
-        }
-    }
-    return Wait::Output; // there is more to do, perhaps on input that is here already, and output is possible soon
-}
-
-Connection::Progress Connection::step() {
-    Progress progress = Progress::Blocked;
-    switch (stage_) {
-    case Stage::Head:
-        progress = takeHead();
-        break;
-    case Stage::Body:
-        progress = takeBody();
-        break;
-    case Stage::Answer:
-        return send();
-    case Stage::Linger:
-        discarded_ += input().size();
-        taken_ = input_.size();
-        if (discarded_ > mostDiscarded) {
-            return Progress::Ended;
-        }
-        break;
-    }
-    return progress == Progress::Blocked ? read() : progress;
-}
-
-Connection::Progress Connection::read() {
-    input_.erase(0, taken_);
-    taken_ = 0;
-    const ssize_t length = ::recv(socket_.get(), buffer_.data(), buffer_.size(), 0);
-    if (length > 0) {
-        input_.append(buffer_.data(), static_cast<std::size_t>(length));
-        return Progress::Made;
-    }
-    return length < 0 && (errno == EAGAIN || errno == EINTR) ? Progress::Blocked : Progress::Ended;
-}
-
-Connection::Progress Connection::takeHead() {
-    // Empty lines before a request are to be passed over (RFC 9112, 2.2).
-    while (input().starts_with("\r\n") || input().starts_with('\n')) {
-        taken_ += input().starts_with('\n') ? 1 : 2;
-    }
-    const std::size_t crlf = input().find("\r\n\r\n");
-    const std::size_t bare = input().find("\n\n");
-    const std::size_t end =
-        std::min(crlf == std::string_view::npos ? crlf : crlf + 4, bare == std::string_view::npos ? bare : bare + 2);
-    if (std::min(end, input().size()) > longestHead) {
-        startRequest();
-        refuse(errorResponse(431, "BadRequest", "the request's head is longer than 64 KiB"));
-        return Progress::Made;
-    }
-    if (end == std::string_view::npos) {
-        return Progress::Blocked;
-    }
-    startRequest();
+awaitable<void> serveConnection(tcp::socket socket, Application& application) {
+    Connection connection(std::move(socket), application);
     try {
-        request_ = parseRequestHead(input().substr(0, end));
-        taken_ += end;
-        begin();
-    } catch (const BadRequest& bad) {
-        refuse(errorResponse(bad.status(), "BadRequest", bad.what()));
+        co_await connection.serve();
+    } catch (const Ended&) {
+        // Its log line, if a request had begun, says that it was cut short.
     }
-    return Progress::Made;
-}
-
-void Connection::startRequest() {
-    started_ = Clock::now();
-    request_ = {};
-    response_ = {};
-    response_.status = 0;
-    bytes_ = 0;
-}
-
-void Connection::begin() {
-    keepAlive_ = request_.keepAlive;
-    decoder_.emplace(request_);
-    try {
-        exchange_ = application_.begin(request_);
-    } catch (Refused& refused) {
-        if (request_.chunked || request_.length > shortBody || request_.expectsContinue) {
-            return refuse(std::move(refused.response));
-        }
-        exchange_ = std::make_unique<RefusedExchange>(std::move(refused.response));
-    } catch (const std::exception& error) {
-        return refuse(errorResponse(500, "InternalError", error.what()));
-    }
-    stage_ = Stage::Body;
-    if (request_.expectsContinue && !decoder_->done() && input().empty()) {
-        constexpr std::string_view goOn = "HTTP/1.1 100 Continue\r\n\r\n";
-        // So short a text fits into the socket's buffer; a client that does not get it sends the body by itself.
-        [[maybe_unused]] const auto length = ::send(socket_.get(), goOn.data(), goOn.size(), MSG_NOSIGNAL);
-    }
-}
-
-Connection::Progress Connection::takeBody() {
-    try {
-        std::string_view rest = input();
-        const std::string_view piece = decoder_->take(rest);
-        taken_ = input_.size() - rest.size();
-        if (!piece.empty()) {
-            exchange_->receive(piece);
-            return Progress::Made;
-        }
-        if (!decoder_->done()) {
-            return Progress::Blocked;
-        }
-        answer(exchange_->finish());
-    } catch (const BadRequest& bad) {
-        refuse(errorResponse(bad.status(), "BadRequest", bad.what()));
-    } catch (Refused& refused) {
-        refuse(std::move(refused.response));
-    } catch (const std::exception& error) {
-        logLine(std::string("a request failed: ") + error.what());
-        refuse(errorResponse(500, "InternalError", error.what()));
-    }
-    return Progress::Made;
-}
-
-// Answers without having read the whole request, so nothing more can be understood on this connection.
-void Connection::refuse(Response response) {
-    keepAlive_ = false;
-    answer(std::move(response));
-}
-
-void Connection::answer(Response response) {
-    exchange_.reset();
-    response_ = std::move(response);
-    keepAlive_ = keepAlive_ && !response_.close;
-    output_ = responseHead(response_, keepAlive_) + response_.body;
-    sent_ = 0;
-    stage_ = Stage::Answer;
-}
-
-Connection::Progress Connection::send() {
-    if (sent_ < output_.size()) {
-        const int flags = MSG_NOSIGNAL | (response_.file && response_.file->length > 0 ? MSG_MORE : 0);
-        const ssize_t length = ::send(socket_.get(), output_.data() + sent_, output_.size() - sent_, flags);
-        if (length < 0) {
-            return errno == EAGAIN || errno == EINTR ? Progress::Blocked : Progress::Ended;
-        }
-        sent_ += static_cast<std::size_t>(length);
-        bytes_ += static_cast<std::uint64_t>(length);
-        return sent_ < output_.size() || response_.file ? Progress::Made : answered();
-    }
-    return response_.file->length > 0 ? sendFile() : answered();
-}
-
-Connection::Progress Connection::sendFile() {
-    FileSlice& slice = *response_.file;
-    if (slice.length <= pieceSize) {
-        struct stat status {};
-        if (::fstat(slice.file.get(), &status) != 0 || identityOf(status) != slice.identity) {
-            return Progress::Ended;
-        }
-    }
-    auto offset = static_cast<off_t>(slice.offset);
-    const ssize_t length = ::sendfile(socket_.get(), slice.file.get(), &offset,
-                                      static_cast<std::size_t>(std::min<std::uint64_t>(slice.length, pieceSize)));
-    if (length < 0 && (errno == EAGAIN || errno == EINTR)) {
-        return Progress::Blocked;
-    }
-    if (length <= 0) {
-        return Progress::Ended; // the client has gone, or the file has become shorter
-    }
-    slice.offset += static_cast<std::uint64_t>(length);
-    slice.length -= static_cast<std::uint64_t>(length);
-    bytes_ += static_cast<std::uint64_t>(length);
-    return Progress::Made;
-}
-
-Connection::Progress Connection::answered() {
-    log("");
-    response_ = {};
-    output_.clear();
-    if (keepAlive_) {
-        stage_ = Stage::Head;
-        return Progress::Made;
-    }
-    // Closing with unread input would reset the connection and take the answer from a client that has not read it yet.
-    ::shutdown(socket_.get(), SHUT_WR);
-    stage_ = Stage::Linger;
-    return Progress::Made;
-}
-
-void Connection::log(std::string_view remark) const {
-    const std::chrono::duration<double, std::milli> time = Clock::now() - started_;
-    std::array<char, 64> numbers{};
-    std::snprintf(numbers.data(), numbers.size(), " %d %llu %.1fms", response_.status,
-                  static_cast<unsigned long long>(bytes_), time.count());
-    logLine(peer_ + ' ' + (request_.method.empty() ? "-" : request_.method) + ' ' +
-            (request_.target.empty() ? "-" : std::string(request_.path())) + numbers.data() + std::string(remark));
 }
 
 } // namespace webservice

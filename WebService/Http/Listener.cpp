@@ -1,15 +1,15 @@
 #include "WebService/Http/Listener.h"
 
-#include <netdb.h>
-#include <netinet/in.h>
+#include <boost/asio/io_context.hpp>
 
-#include <array>
 #include <charconv>
 #include <cstdint>
-#include <memory>
+#include <sstream>
 #include <stdexcept>
 
 namespace webservice {
+
+using boost::asio::ip::tcp;
 
 ListenAddress parseListenAddress(std::string_view text) {
     ListenAddress address;
@@ -35,42 +35,33 @@ ListenAddress parseListenAddress(std::string_view text) {
     return address;
 }
 
-Descriptor listenOn(const ListenAddress& address) {
-    addrinfo hints{};
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_PASSIVE;
-    addrinfo* list = nullptr;
-    if (const int error = ::getaddrinfo(address.host.c_str(), address.port.c_str(), &hints, &list); error != 0) {
-        throw std::runtime_error(::gai_strerror(error));
-    }
-    const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owned(list, &::freeaddrinfo);
-    for (const addrinfo* info = list; info != nullptr; info = info->ai_next) {
-        Descriptor socket(::socket(info->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-        const int on = 1;
-        if (socket && ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
-            ::bind(socket.get(), info->ai_addr, info->ai_addrlen) == 0 && ::listen(socket.get(), SOMAXCONN) == 0) {
-            return socket;
+tcp::acceptor listenOn(boost::asio::io_context& context, const ListenAddress& address) {
+    boost::system::error_code error;
+    for (const auto& entry :
+         tcp::resolver(context).resolve(address.host, address.port, tcp::resolver::passive)) {
+        tcp::acceptor acceptor(context);
+        error.clear();
+        acceptor.open(entry.endpoint().protocol(), error);
+        if (!error) {
+            acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+        }
+        if (!error) {
+            acceptor.bind(entry.endpoint(), error);
+        }
+        if (!error) {
+            acceptor.listen(tcp::acceptor::max_listen_connections, error);
+        }
+        if (!error) {
+            return acceptor;
         }
     }
-    throw std::runtime_error(std::generic_category().message(errno));
+    throw boost::system::system_error(error);
 }
 
-std::string addressText(const sockaddr_storage& address, socklen_t length) {
-    std::array<char, NI_MAXHOST> host{};
-    std::array<char, NI_MAXSERV> port{};
-    if (::getnameinfo(reinterpret_cast<const sockaddr*>(&address), length, host.data(), host.size(), port.data(),
-                      port.size(), NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
-        return "unknown";
-    }
-    const std::string name = host.data();
-    return (name.find(':') != std::string::npos ? '[' + name + ']' : name) + ':' + port.data();
-}
-
-std::string localAddress(int socket) {
-    sockaddr_storage address{};
-    socklen_t length = sizeof address;
-    ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
-    return addressText(address, length);
+std::string addressText(const tcp::endpoint& endpoint) {
+    std::ostringstream text;
+    text << endpoint;
+    return text.str();
 }
 
 } // namespace webservice

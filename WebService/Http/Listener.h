@@ -1,8 +1,6 @@
 #pragma once
 
-#include "WebService/Descriptor.h"
-
-#include <sys/socket.h>
+#include <boost/asio/ip/tcp.hpp>
 
 #include <string>
 #include <string_view>
@@ -18,13 +16,10 @@ struct ListenAddress {
 // Throws std::invalid_argument when the text is no such address.
 ListenAddress parseListenAddress(std::string_view text);
 
-// A listening, non-blocking TCP socket. Throws std::runtime_error that says why the address cannot be had.
-Descriptor listenOn(const ListenAddress& address);
+// Throws boost::system::system_error, whose code says why the address cannot be had.
+boost::asio::ip::tcp::acceptor listenOn(boost::asio::io_context& context, const ListenAddress& address);
 
-// The numeric text of a socket address, "127.0.0.1:8080" or "[::1]:8080".
-std::string addressText(const sockaddr_storage& address, socklen_t length);
-
-// The address that a socket is bound to.
-std::string localAddress(int socket);
+// The numeric text of a socket's address, "127.0.0.1:8080" or "[::1]:8080".
+std::string addressText(const boost::asio::ip::tcp::endpoint& endpoint);
 
 } // namespace webservice

@@ -35,7 +35,4 @@ Response jsonResponse(int status, std::string json);
 // The JSON answer {"ReturnStatus":"1","error":{"code":…,"message":…}}.
 Response errorResponse(int status, std::string_view code, std::string_view message);
 
-// Status line and header fields with Content-Length and Connection, up to and including the empty line.
-std::string responseHead(const Response& response, bool keepAlive);
-
 } // namespace webservice

@@ -1,101 +1,89 @@
 #include "WebService/Http/Server.h"
 
-#include "WebService/Http/Listener.h"
+#include "WebService/Http/Connection.h"
 #include "WebService/Log.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/epoll.h>
-#include <sys/socket.h>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include <exception>
 
 namespace webservice {
 
 namespace {
 
-constexpr std::size_t mostConnections = 1000;
+namespace asio = boost::asio;
+using asio::ip::tcp;
+
+constexpr int mostConnections = 1000;
+
+class Server {
+public:
+    Server(tcp::acceptor acceptor, Application& application)
+        : acceptor_(std::move(acceptor)), application_(application), pause_(acceptor_.get_executor()) {}
+
+    // Keeps the server alive as long as the coroutine lives.
+    static asio::awaitable<void> run(std::shared_ptr<Server> server) {
+        while (true) {
+            if (server->connections_ == mostConnections) {
+                co_await server->waitAMoment();
+                continue;
+            }
+            boost::system::error_code error;
+            tcp::socket socket =
+                co_await server->acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, error));
+            if (!error) {
+                serve(server, std::move(socket));
+            } else if (error != asio::error::connection_aborted) {
+                logLine("cannot accept a connection: " + error.message());
+                co_await server->waitAMoment();
+            }
+        }
+    }
+
+private:
+    static void serve(const std::shared_ptr<Server>& server, tcp::socket socket) {
+        ++server->connections_;
+        const auto executor = socket.get_executor();
+        asio::co_spawn(executor, serveConnection(std::move(socket), server->application_),
+                       [server](const std::exception_ptr& failure) {
+                           --server->connections_;
+                           server->pause_.cancel();
+                           report(failure);
+                       });
+    }
+
+    static void report(const std::exception_ptr& failure) {
+        try {
+            if (failure) {
+                std::rethrow_exception(failure);
+            }
+        } catch (const std::exception& error) {
+            logLine(std::string("a connection failed: ") + error.what());
+        }
+    }
+
+    // A second, or until a connection ends.
+    asio::awaitable<void> waitAMoment() {
+        boost::system::error_code cancelled;
+        pause_.expires_after(std::chrono::seconds(1));
+        co_await pause_.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+    }
+
+    tcp::acceptor acceptor_;
+    Application& application_;
+    asio::steady_timer pause_;
+    int connections_ = 0;
+};
 
 } // namespace
 
-Server::Server(EventLoop& loop, Application& application, Descriptor listener)
-    : loop_(loop), application_(application), listener_(std::move(listener)) {
-    loop_.watch(listener_.get(), EPOLLIN, [this](std::uint32_t) { accept(); });
-}
-
-Server::~Server() {
-    for (const auto& [fd, entry] : connections_) {
-        loop_.forget(fd);
-    }
-    loop_.forget(listener_.get());
-}
-
-void Server::accept() {
-    while (connections_.size() < mostConnections) {
-        sockaddr_storage address{};
-        socklen_t length = sizeof address;
-        Descriptor socket(
-            ::accept4(listener_.get(), reinterpret_cast<sockaddr*>(&address), &length, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (!socket) {
-            if (errno == ECONNABORTED || errno == EINTR) {
-                continue;
-            }
-            if (errno == EAGAIN) {
-                return;
-            }
-            logLine("cannot accept a connection: " + std::generic_category().message(errno));
-            break;
-        }
-        const int on = 1;
-        ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        const int fd = socket.get();
-        connections_[fd] = {
-            std::make_unique<Connection>(std::move(socket), addressText(address, length), application_, buffer_),
-            Connection::Wait::Input};
-        loop_.watch(fd, EPOLLIN, [this, fd](std::uint32_t) { advance(fd); });
-    }
-    full_ = true;
-    loop_.change(listener_.get(), 0);
-}
-
-void Server::advance(int fd) {
-    Entry& entry = connections_.at(fd);
-    Connection::Wait wait = Connection::Wait::Nothing;
-    try {
-        wait = entry.connection->advance();
-    } catch (const std::exception& error) {
-        logLine(std::string("a connection failed: ") + error.what());
-    }
-    if (wait == Connection::Wait::Nothing) {
-        return end(fd);
-    }
-    if (wait != entry.wait) {
-        entry.wait = wait;
-        loop_.change(fd, wait == Connection::Wait::Input ? EPOLLIN : EPOLLOUT);
-    }
-}
-
-void Server::end(int fd) {
-    loop_.forget(fd);
-    connections_.erase(fd);
-    if (full_) {
-        full_ = false;
-        loop_.change(listener_.get(), EPOLLIN);
-    }
-}
-
-void Server::sweep() {
-    std::vector<int> stale;
-    for (const auto& [fd, entry] : connections_) {
-        if (entry.connection->isStale(Connection::Clock::now())) {
-            stale.push_back(fd);
-        }
-    }
-    for (const int fd : stale) {
-        end(fd);
-    }
-    if (full_) {
-        full_ = false;
-        loop_.change(listener_.get(), EPOLLIN);
-    }
+void serveConnections(tcp::acceptor acceptor, Application& application) {
+    const auto executor = acceptor.get_executor();
+    asio::co_spawn(executor, Server::run(std::make_shared<Server>(std::move(acceptor), application)), asio::detached);
 }
 
 } // namespace webservice

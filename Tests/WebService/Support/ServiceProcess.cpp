@@ -24,7 +24,7 @@ void waitReadable(int fd) {
 
 } // namespace
 
-Program::Program(const std::vector<std::string>& arguments)
+Program::Program(const std::vector<std::string>& arguments, Errors errors)
     // Standard error goes to memory, where any amount of it fits without being read meanwhile.
     : errors_(::memfd_create("errors", MFD_CLOEXEC)) {
     std::array<int, 2> pipe{};
@@ -33,6 +33,13 @@ Program::Program(const std::vector<std::string>& arguments)
     }
     output_ = Descriptor(pipe[0]);
     const Descriptor writing(pipe[1]);
+    if (errors == Errors::UnreadPipe) {
+        if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
+            throwErrno("cannot make a pipe");
+        }
+        unread_ = Descriptor(pipe[0]);
+        errors_ = Descriptor(pipe[1]);
+    }
     std::string program = WEBSERVICE_PROGRAM;
     std::vector<std::string> texts = arguments;
     std::vector<char*> argv = {program.data()};
@@ -106,7 +113,8 @@ std::string Program::errors() const {
     return text;
 }
 
-ServiceProcess::ServiceProcess(const std::string& data) : Program({"--listen", "127.0.0.1:0", "--data", data}) {
+ServiceProcess::ServiceProcess(const std::string& data, Errors errors)
+    : Program({"--listen", "127.0.0.1:0", "--data", data}, errors) {
     const std::string ready = line();
     const std::string expected = "listening on 127.0.0.1:";
     if (!ready.starts_with(expected)) {

@@ -13,7 +13,10 @@ namespace webservice::test {
 // The program itself, run with arguments. Killed at the end of the test if it still runs.
 class Program {
 public:
-    explicit Program(const std::vector<std::string>& arguments);
+    // Where standard error goes.
+    enum class Errors { Memory, UnreadPipe };
+
+    explicit Program(const std::vector<std::string>& arguments, Errors errors = Errors::Memory);
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
     ~Program();
@@ -28,7 +31,7 @@ public:
     // What it writes to standard output from the last line() to its end.
     std::string restOfOutput();
 
-    // What it has written to standard error up to now.
+    // What it has written to standard error up to now, if that goes to memory.
     std::string errors() const;
 
 private:
@@ -36,12 +39,13 @@ private:
     Descriptor process_;
     Descriptor output_;
     Descriptor errors_;
+    Descriptor unread_;
 };
 
 // The program serving a folder on a port of its own.
 class ServiceProcess : public Program {
 public:
-    explicit ServiceProcess(const std::string& data);
+    explicit ServiceProcess(const std::string& data, Errors errors = Errors::Memory);
     std::uint16_t port() const { return port_; }
 
 private:

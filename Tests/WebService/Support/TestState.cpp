@@ -23,7 +23,6 @@ Response WithState::request(std::string_view method, std::string_view target, st
     head.method = method;
     head.target = target;
     head.headers = std::move(headers);
-    head.length = body.size();
     WebApplication application(*state);
     try {
         const auto exchange = application.begin(head);
