@@ -103,6 +103,18 @@ void OutboxLedger::replace(std::string_view computer, std::string_view name, con
     enter(computer, name, true, identity, upload);
 }
 
+bool OutboxLedger::touched(std::string_view computer, std::string_view name, const FileIdentity& identity) {
+    const auto old = known(computer, name);
+    if (!old || !old->isFile) {
+        return false;
+    }
+    // Another inode or size is another content, and another event tells of that.
+    if (old->identity.inode == identity.inode && old->identity.size == identity.size && old->identity != identity) {
+        enter(computer, name, true, identity, old->upload);
+    }
+    return true;
+}
+
 void OutboxLedger::gone(std::string_view computer, std::string_view name) {
     // Everything below a folder sorts between its name with a backslash and its name with the next character, "]".
     const std::string below = std::string(name) + '\\';

@@ -40,6 +40,9 @@ public:
     // - it was acknowledged: the file becomes a new upload at the end of the queue.
     void fileSeen(std::string_view computer, std::string_view name, const FileIdentity& identity, bool rewritten);
 
+    // The file's times or rights have changed, not its content. False when no such file is known.
+    bool touched(std::string_view computer, std::string_view name, const FileIdentity& identity);
+
     // The item, and everything below it, no longer lies in the outbox: its pending uploads are withdrawn.
     void gone(std::string_view computer, std::string_view name);
     void computerGone(std::string_view computer);

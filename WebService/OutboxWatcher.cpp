@@ -17,8 +17,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t interesting = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
-                                      IN_ONLYDIR | IN_DONT_FOLLOW | IN_EXCL_UNLINK;
+constexpr std::uint32_t interesting = IN_CREATE | IN_MODIFY | IN_ATTRIB | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM |
+                                      IN_DELETE | IN_ONLYDIR | IN_DONT_FOLLOW | IN_EXCL_UNLINK;
 
 constexpr auto settlingTime = 1s;
 constexpr auto quietTime = 3s;
@@ -119,8 +119,24 @@ void OutboxWatcher::handleFile(const std::string& path, std::uint32_t mask) {
         consider(path, Seen::Closed);
     } else if ((mask & IN_MODIFY) != 0) {
         modified_.insert(path);
+    } else if ((mask & IN_ATTRIB) != 0) {
+        touched(path);
     } else if ((mask & IN_CREATE) != 0) {
         consider(path, Seen::Created);
+    }
+}
+
+// Many programs set a copy's time after they have closed it. That makes no new content of it, now or when the time is
+// compared after a restart. While somebody writes, the closing tells what has become of the file.
+void OutboxWatcher::touched(const std::string& path) {
+    const auto [computer, rest] = splitComputer(path);
+    const auto status = tree_.status(path);
+    const auto name = wireName(rest);
+    if (!status || !S_ISREG(status->st_mode) || !name || modified_.contains(path)) {
+        return;
+    }
+    if (!ledger_.touched(computer, *name, identityOf(*status))) {
+        consider(path, Seen::Created); // perhaps it can be read now
     }
 }
 

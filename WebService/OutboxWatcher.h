@@ -61,6 +61,7 @@ private:
     void takeEvents();
     void handle(const inotify_event& event, std::string_view name);
     void handleFile(const std::string& path, std::uint32_t mask);
+    void touched(const std::string& path);
     void rescan();
 
     bool watch(const std::string& path);

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 
 namespace webservice::test {
 
@@ -211,6 +212,33 @@ TEST_F(AnOutbox, OffersAnAcknowledgedFileAgainWhenItIsRewritten) {
     folder.write("data/outbox/7/a.txt", "two");
     EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
     EXPECT_EQ(takeAll("7"), Names());
+}
+
+TEST_F(AnOutbox, DoesNotOfferAFileAgainBecauseItsTimeOrRightsChange) {
+    folder.write("data/outbox/7/a.txt", "one");
+    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
+    const std::string path = folder.path("data/outbox/7/a.txt").string();
+    const std::array<timespec, 2> longAgo = {timespec{.tv_sec = 1000, .tv_nsec = 0},
+                                             timespec{.tv_sec = 1000, .tv_nsec = 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), longAgo.data(), 0), 0);
+    ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
+    EXPECT_EQ(takeAll("7"), Names());
+    openForWriting("data/outbox/7/a.txt").close();
+    EXPECT_EQ(takeAll("7"), Names());
+    restart();
+    EXPECT_EQ(takeAll("7"), Names());
+}
+
+TEST_F(AnOutbox, OffersAFileAgainThatIsRewrittenAndGetsItsOldTimeBack) {
+    folder.write("data/outbox/7/a.txt", "one");
+    const std::string path = folder.path("data/outbox/7/a.txt").string();
+    struct stat before {};
+    ASSERT_EQ(::stat(path.c_str(), &before), 0);
+    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
+    folder.write("data/outbox/7/a.txt", "two");
+    const std::array<timespec, 2> times = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0);
+    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
 }
 
 TEST_F(AnOutbox, OffersWhatChangedWhileTheServiceWasDown) {
