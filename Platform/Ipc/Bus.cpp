@@ -124,6 +124,7 @@ struct Bus::State {
     BusHandlers handlers;
     std::string objectPath;
     std::string claimedName;
+    bool hasName = false;
     bool ended = false;
     std::unique_ptr<MethodTable> methods;
     Owned<sd_bus> bus;
@@ -144,6 +145,13 @@ struct Bus::State {
             return;
         if (handlers.ended)
             handlers.ended(reason);
+    }
+
+    void disconnected() {
+        if (!hasName || !handlers.cut)
+            return end(lost);
+        if (!std::exchange(ended, true))
+            handlers.cut();
     }
 
     static State& of(void* data) { return *static_cast<State*>(data); }
@@ -167,7 +175,7 @@ int Bus::State::everyMessage(sd_bus_message* message, void* data, sd_bus_error* 
             return 0;
         // The library's own message; the bus lets nobody send from that name (D-Bus Specification, "Reserved names").
         if (std::string_view(sender) == localName && sd_bus_message_is_signal(message, localName, "Disconnected") > 0)
-            state.end("the session bus is lost");
+            state.disconnected();
         const char* path = sd_bus_message_get_path(message);
         if (sd_bus_message_is_method_call(message, nullptr, nullptr) > 0 && path != nullptr &&
             path == state.objectPath && state.handlers.peerSent)
@@ -204,6 +212,8 @@ int Bus::State::nameClaimed(sd_bus_message* message, void* data, sd_bus_error* e
             state.end("the bus name " + state.claimedName + " cannot be claimed: " + failed->text);
         else if (std::get<Value>(claimed) != Value(primaryOwner))
             state.end("the bus name " + state.claimedName + " is taken by another process");
+        else
+            state.hasName = true;
         return 0;
     });
 }

@@ -1,6 +1,7 @@
 #include "Platform/Ipc/Listener.h"
 
 #include "Platform/Ipc/Bus.h"
+#include "Platform/Log.h"
 
 #include <unordered_map>
 
@@ -22,6 +23,9 @@ struct Listener::State : std::enable_shared_from_this<State> {
     std::unique_ptr<Bus> bus;
 
     void resume();
+    std::optional<std::string> goToBus();
+    void returnToBus();
+    void dismissAll();
     void meet(const std::string& peer);
     void decide(const std::shared_ptr<Connection>& connection);
     void receive(IncomingCall call);
@@ -30,20 +34,46 @@ struct Listener::State : std::enable_shared_from_this<State> {
 };
 
 void Listener::State::resume() {
+    if (const auto reason = goToBus())
+        end(*reason);
+}
+
+/// The reason why there is none, or nil.
+std::optional<std::string> Listener::State::goToBus() {
     BusHandlers handlers;
     handlers.ended = [this](const std::string& reason) { end(reason); };
+    handlers.cut = [this] { returnToBus(); };
     handlers.peerSent = [this](const std::string& peer) { meet(peer); };
     handlers.called = [this](IncomingCall call) { receive(std::move(call)); };
     handlers.ownerChanged = [this](const std::string& name, const auto&) { forget(name); };
     bus = std::make_unique<Bus>(std::move(handlers));
-    if (const auto reason = bus->open())
-        return end(*reason);
+    if (auto reason = bus->open())
+        return reason;
     std::vector<BusMethod> methods;
     for (const auto& method : interface.methods)
         methods.push_back({method, "", {}, true});
     bus->exportObject(address.objectPath, interface.name, methods);
     bus->watchVanishingNames();
     bus->claimName(address.name);
+    return std::nullopt;
+}
+
+void Listener::State::returnToBus() {
+    dismissAll();
+    queue.async([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (!self || self->listener == nullptr)
+            return;
+        Log::write("The connection to the session bus was cut and is made again");
+        if (self->goToBus())
+            self->end(Bus::lost);
+    });
+}
+
+void Listener::State::dismissAll() {
+    for (const auto& [peer, connection] : connections)
+        connection->peerHasLeft();
+    connections.clear();
 }
 
 void Listener::State::meet(const std::string& peer) {
@@ -84,9 +114,7 @@ void Listener::State::forget(const std::string& peer) {
 }
 
 void Listener::State::end(const std::string& reason) {
-    for (const auto& [peer, connection] : connections)
-        connection->peerHasLeft();
-    connections.clear();
+    dismissAll();
     Queue::main().async([weak = weak_from_this(), reason] {
         const auto self = weak.lock();
         if (self && self->listener != nullptr && self->endHandler)

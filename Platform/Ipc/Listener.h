@@ -38,7 +38,8 @@ public:
     void setDelegate(ListenerDelegate* delegate);
 
     /// Called once, on the main queue, when the listener cannot serve any more: there is no session bus, the name is
-    /// taken, or the bus is lost. `reason` says which in one line that ends in no full stop.
+    /// taken, or the bus is lost. `reason` says which in one line that ends in no full stop. Where only the connection
+    /// to the bus was cut, every peer is taken for gone and the listener goes back to the bus by itself.
     void setEndHandler(std::function<void(const std::string& reason)> handler);
 
     /// Goes to the session bus and claims the name. To be called once.

@@ -45,6 +45,9 @@ struct MessageService::State : std::enable_shared_from_this<State> {
     std::shared_ptr<Bus> bus;
 
     void resume();
+    std::optional<std::string> goToBus();
+    void returnToBus();
+    void dismissAll();
     void meet(const std::string& peer);
     void introduce(const std::shared_ptr<MessageConnection>& connection);
     void forget(const std::string& peer);
@@ -53,18 +56,43 @@ struct MessageService::State : std::enable_shared_from_this<State> {
 };
 
 void MessageService::State::resume() {
+    if (const auto reason = goToBus())
+        end(*reason);
+}
+
+/// The reason why there is none, or nil.
+std::optional<std::string> MessageService::State::goToBus() {
     BusHandlers handlers;
     handlers.ended = [this](const std::string& reason) { end(reason); };
+    handlers.cut = [this] { returnToBus(); };
     handlers.peerSent = [this](const std::string& peer) { meet(peer); };
     // The bus tells of every sender before it hands on what was sent.
     handlers.called = [this](IncomingCall call) { connections.at(call.sender())->receive(std::move(call)); };
     handlers.ownerChanged = [this](const std::string& name, const auto&) { forget(name); };
     bus = std::make_shared<Bus>(std::move(handlers));
-    if (const auto reason = bus->open())
-        return end(*reason);
+    if (auto reason = bus->open())
+        return reason;
     bus->exportObject(address.service.objectPath, address.interface, {{"Message", "v", {"message"}, false}});
     bus->watchVanishingNames();
     bus->claimName(address.service.name);
+    return std::nullopt;
+}
+
+void MessageService::State::returnToBus() {
+    dismissAll();
+    Queue::main().async([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (!self || !self->bus)
+            return;
+        Log::write("The connection to the session bus was cut and is made again");
+        if (self->goToBus())
+            self->end(Bus::lost);
+    });
+}
+
+void MessageService::State::dismissAll() {
+    tellAll(ConnectionError::Kind::Invalid);
+    connections.clear();
 }
 
 void MessageService::State::meet(const std::string& peer) {
@@ -104,8 +132,7 @@ void MessageService::State::tellAll(ConnectionError::Kind kind) {
 }
 
 void MessageService::State::end(const std::string& reason) {
-    tellAll(ConnectionError::Kind::Invalid);
-    connections.clear();
+    dismissAll();
     Queue::main().async([weak = weak_from_this(), reason] {
         const auto self = weak.lock();
         if (self && self->endHandler)
