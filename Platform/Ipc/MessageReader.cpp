@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <optional>
+#include <span>
 #include <unordered_map>
 
 namespace Platform::Ipc {
@@ -40,8 +42,7 @@ public:
 
     Value read(int depth) {
         const auto [type, contents] = next();
-        if (++values_ > maximumValues)
-            refuseAsTooMuch("more than " + std::to_string(maximumValues) + " values in one message");
+        count(1);
         const bool isContainer = type == SD_BUS_TYPE_ARRAY || type == SD_BUS_TYPE_VARIANT || type == SD_BUS_TYPE_STRUCT;
         if (!isContainer)
             return basic(type);
@@ -63,6 +64,12 @@ private:
         char code;
         std::string contents;
     };
+
+    void count(std::size_t values) {
+        values_ += values;
+        if (values_ > maximumValues)
+            refuseAsTooMuch("more than " + std::to_string(maximumValues) + " values in one message");
+    }
 
     Type next() const {
         char code = 0;
@@ -159,9 +166,48 @@ private:
         return bytes;
     }
 
+    /// The elements of an array of numbers, which lie in the message one after the other; nil where the library hands
+    /// out no whole array.
+    template <class Wide, class Number>
+    std::optional<Array> numbers(char type) {
+        const void* bytes = nullptr;
+        std::size_t size = 0;
+        const int result = sd_bus_message_read_array(message_, type, &bytes, &size);
+        if (result == -EOPNOTSUPP)
+            return std::nullopt;
+        checked(result);
+        count(size / sizeof(Number));
+        const std::span elements(static_cast<const Number*>(bytes), size / sizeof(Number));
+        Array array;
+        array.reserve(elements.size());
+        for (const Number element : elements)
+            array.emplace_back(Wide{element});
+        return array;
+    }
+
+    std::optional<Array> numbers(const std::string& contents) {
+        if (contents == "n")
+            return numbers<std::int64_t, std::int16_t>(SD_BUS_TYPE_INT16);
+        if (contents == "i")
+            return numbers<std::int64_t, std::int32_t>(SD_BUS_TYPE_INT32);
+        if (contents == "x")
+            return numbers<std::int64_t, std::int64_t>(SD_BUS_TYPE_INT64);
+        if (contents == "q")
+            return numbers<std::uint64_t, std::uint16_t>(SD_BUS_TYPE_UINT16);
+        if (contents == "u")
+            return numbers<std::uint64_t, std::uint32_t>(SD_BUS_TYPE_UINT32);
+        if (contents == "t")
+            return numbers<std::uint64_t, std::uint64_t>(SD_BUS_TYPE_UINT64);
+        if (contents == "d")
+            return numbers<double, double>(SD_BUS_TYPE_DOUBLE);
+        return std::nullopt;
+    }
+
     Value array(const std::string& contents, int depth) {
         if (contents == "y")
             return data();
+        if (auto whole = numbers(contents))
+            return std::move(*whole);
         if (contents.starts_with(SD_BUS_TYPE_DICT_ENTRY_BEGIN))
             return dictionary(contents, depth);
         Array elements;

@@ -33,9 +33,8 @@ public:
     explicit Writer(sd_bus_message& message) : message_(&message) {}
 
     void variant(const Value& value, int depth) {
-        if (++values_ > maximumValues)
-            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED,
-                   "more than " + std::to_string(maximumValues) + " values for one message");
+        checkRoom(1);
+        ++values_;
         const auto write = [&](const auto& content) {
             open(SD_BUS_TYPE_VARIANT, signature(content), depth);
             append(content, depth + 1);
@@ -58,6 +57,12 @@ private:
     template <class Kind>
     static const char* signature(const Kind&) {
         return "(sv)";
+    }
+
+    void checkRoom(std::size_t values) const {
+        if (values > maximumValues - values_)
+            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED,
+                   "more than " + std::to_string(maximumValues) + " values for one message");
     }
 
     void open(char type, const char* contents, int depth) {
@@ -116,6 +121,7 @@ private:
     }
 
     void append(const Array& elements, int depth) {
+        checkRoom(elements.size());
         open(SD_BUS_TYPE_ARRAY, "v", depth);
         const std::size_t start = size_;
         for (const auto& element : elements)
@@ -125,6 +131,7 @@ private:
     }
 
     void append(const Dictionary& dictionary, int depth) {
+        checkRoom(dictionary.entries().size());
         open(SD_BUS_TYPE_ARRAY, "{sv}", depth);
         const std::size_t start = size_;
         for (const auto& [name, value] : dictionary.entries()) {
