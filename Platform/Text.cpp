@@ -1,10 +1,12 @@
 #include "Platform/Text.h"
 
+#include <boost/json.hpp>
+
+#include <array>
 #include <cctype>
+#include <charconv>
 #include <cstdint>
 #include <limits>
-
-#include <boost/json.hpp>
 
 namespace Platform {
 
@@ -12,6 +14,14 @@ namespace {
 
 /// Longer texts end in "..."; no log entry has use for more, and an answer may be of any size.
 constexpr std::size_t maximumLength = 128 << 10;
+
+/// With as many digits as always come back from a double, and an exponent only where the number calls for one.
+std::string decimal(double number) {
+    std::array<char, 32> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general,
+                                   std::numeric_limits<double>::max_digits10 - 1);
+    return {text.data(), end.ptr};
+}
 
 class Writer {
 public:
@@ -87,13 +97,17 @@ private:
 
 } // namespace
 
-std::string text(std::nullopt_t) { return "(null)"; }
+std::string text(std::nullopt_t) {
+    return "(null)";
+}
 
-std::string text(std::string_view string) { return std::string(string); }
+std::string text(std::string_view string) {
+    return std::string(string);
+}
 
 std::string text(const Error& error) {
-    return "Error Domain=" + error.domain + " Code=" + std::to_string(error.code) + " \"" +
-           error.localizedDescription + "\"";
+    return "Error Domain=" + error.domain + " Code=" + std::to_string(error.code) + " \"" + error.localizedDescription +
+           "\"";
 }
 
 std::string text(const boost::json::value& value) {
@@ -108,6 +122,8 @@ std::string text(const boost::json::value& value) {
         return text(value.get_object());
     case boost::json::kind::array:
         return text(value.get_array());
+    case boost::json::kind::double_:
+        return decimal(value.get_double());
     default:
         return boost::json::serialize(value);
     }

@@ -76,8 +76,7 @@ TEST_F(TheBusDocument, TellsHowToCallTheListener) {
     listener.resume();
     const auto lines = commands("listener");
     ASSERT_EQ(lines.size(), 3U);
-    BusPeer peer;
-    EXPECT_TRUE(peer.call({serviceName, objectPath, "org.freedesktop.DBus.Peer", "Ping"}));
+    ASSERT_TRUE(BusPeer().waitForOwner(serviceName));
     for (const auto& line : lines) {
         const auto result = run(line);
         EXPECT_EQ(result.status, 0) << line << '\n' << result.errors;
@@ -89,7 +88,7 @@ class TheBusDocumentOnMessages : public TheBusDocument {
 protected:
     TheBusDocumentOnMessages() {
         messages.resume();
-        EXPECT_TRUE(peer.call({serviceName, objectPath, "org.freedesktop.DBus.Peer", "Ping"}));
+        EXPECT_TRUE(BusPeer().waitForOwner(serviceName));
     }
 
     Strings received;
@@ -98,7 +97,6 @@ protected:
             [this](const std::optional<XPC::Object>& object, XPCConnection&) { received.push_back(text(object)); });
     }};
     Ipc::MessageService messages{messageAddress(serviceName), XPCServiceConnectionHandler};
-    BusPeer peer;
 };
 
 TEST_F(TheBusDocumentOnMessages, TellsHowToSendThem) {
@@ -110,11 +108,13 @@ TEST_F(TheBusDocumentOnMessages, TellsHowToSendThem) {
         EXPECT_EQ(result.status, 0) << line << '\n' << result.errors;
     }
     EXPECT_EQ(log.entries(), (Strings{"LOG: one line for the log"}));
-    EXPECT_EQ(received,
-              (Strings{"start", "start", "start",
-                       "{\n    \"when\" = \"1.5E9 seconds since 1970\";\n    \"list\" = (\n        \"a\",\n        "
-                       "\"b\"\n    );\n}",
-                       "<XPCUUID 00010203-0405-0607-0809-0A0B0C0D0E0F>", "{\n    \"one\" = 1;\n    \"two\" = 2;\n}"}));
+    EXPECT_EQ(
+        received,
+        (Strings{
+            "start", "start", "start",
+            "{\n    \"when\" = \"1500000000.123457 seconds since 1970\";\n    \"list\" = (\n        \"a\",\n        "
+            "\"b\"\n    );\n}",
+            "<XPCUUID 00010203-0405-0607-0809-0A0B0C0D0E0F>", "{\n    \"one\" = 1;\n    \"two\" = 2;\n}"}));
 }
 
 TEST_F(TheBusDocumentOnMessages, TellsWhatARefusalLooksLike) {

@@ -49,6 +49,7 @@ TEST_F(AnXPCService, HandsEachConnectionToItsHandlerOnTheMainQueueBeforeAnyEvent
     });
     Platform::Ipc::MessageService messages(messageAddress(serviceName), XPCServiceConnectionHandler);
     messages.resume();
+    ASSERT_TRUE(BusPeer().waitForOwner(serviceName));
     BusPeer first;
     BusPeer second;
     first.send(message, text("one"));
@@ -69,6 +70,7 @@ TEST_F(AnXPCService, NotifiesOfEachConnection) {
     const XPCService service(nullptr);
     Platform::Ipc::MessageService messages(messageAddress(serviceName), XPCServiceConnectionHandler);
     messages.resume();
+    ASSERT_TRUE(BusPeer().waitForOwner(serviceName));
     BusPeer peer;
     EXPECT_EQ(peer.call(message, text("hello")), emptyReply);
     ASSERT_EQ(notified.size(), 1U);
@@ -79,6 +81,7 @@ TEST_F(AnXPCService, KeepsEveryConnectionForGood) {
     const XPCService service([](const std::shared_ptr<XPCConnection>&) {});
     Platform::Ipc::MessageService messages(messageAddress(serviceName), XPCServiceConnectionHandler);
     messages.resume();
+    ASSERT_TRUE(BusPeer().waitForOwner(serviceName));
     for (std::size_t count = 1; count <= 3; ++count) {
         auto peer = std::make_unique<BusPeer>();
         EXPECT_EQ(peer->call(message, text("hello")), emptyReply);
@@ -98,6 +101,7 @@ TEST_F(AnXPCService, LogsMessagesForTheLogAndPassesThemOnToNobody) {
     });
     Platform::Ipc::MessageService messages(messageAddress(serviceName), XPCServiceConnectionHandler);
     messages.resume();
+    ASSERT_TRUE(BusPeer().waitForOwner(serviceName));
     const auto withEntry = [](const char* type, auto value) {
         return [=](sd_bus_message* call) {
             sd_bus_message_append(call, "v", "a{sv}", 2, "other", "s", "x", "XPCDebugLog", type, value);
@@ -125,6 +129,7 @@ TEST_F(AnXPCService, PassesOnMessagesOfEveryKindNilIncluded) {
     });
     Platform::Ipc::MessageService messages(messageAddress(serviceName), XPCServiceConnectionHandler);
     messages.resume();
+    ASSERT_TRUE(BusPeer().waitForOwner(serviceName));
     BusPeer peer;
     EXPECT_EQ(peer.call(message, text("XPCDebugLog")), emptyReply);
     EXPECT_EQ(peer.call(message, [](sd_bus_message* call) { sd_bus_message_append(call, "v", "b", 1); }), emptyReply);
@@ -139,6 +144,7 @@ TEST_F(AnXPCService, DropsErrorsThatNobodyHandles) {
     const XPCService service([](const std::shared_ptr<XPCConnection>&) {});
     Platform::Ipc::MessageService messages(messageAddress(serviceName), XPCServiceConnectionHandler);
     messages.resume();
+    ASSERT_TRUE(BusPeer().waitForOwner(serviceName));
     BusPeer other;
     auto peer = std::make_unique<BusPeer>();
     EXPECT_EQ(peer->call(message, text("hello")), emptyReply);
@@ -175,13 +181,11 @@ TEST_F(AnXPCService, EndsWith0OnATerminationSignalAfterItsConnectionsWereTold) {
         Queue::main().async([&, peer] {
             EXPECT_EQ(peer->call(message, text("hello")), emptyReply);
             ASSERT_TRUE(loop.runUntil([&] { return !peer->received().empty(); }));
-            std::uint32_t process = 0;
             sd_bus_creds* owner = nullptr;
             ASSERT_GE(sd_bus_get_name_creds(peer->handle(), serviceName.c_str(), SD_BUS_CREDS_PID, &owner), 0);
             pid_t pid = 0;
             ASSERT_GE(sd_bus_creds_get_pid(owner, &pid), 0);
             sd_bus_creds_unref(owner);
-            static_cast<void>(process);
             ::kill(pid, SIGTERM);
         });
     };
