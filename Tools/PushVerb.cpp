@@ -32,7 +32,7 @@ public:
           session_(Platform::UrlSession::sessionWithConfiguration(configuration(), nullptr, Platform::Queue::main())) {}
 
     void run() {
-        Platform::Queue::main().async([this] { sendNext(); });
+        Platform::Queue::main().async([this] { guarded([this] { sendNext(); }); });
         loop().run();
         if (failure_)
             throw Failure(*failure_);
@@ -58,7 +58,9 @@ private:
         if (!request.url)
             return fail(ExitStatus::Usage, "\"" + server_ + "\" is no host with an optional port");
         auto handler = [this](const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,
-                              const std::optional<Error>& error) { answered(data, response, error); };
+                              const std::optional<Error>& error) {
+            guarded([&] { answered(data, response, error); });
+        };
         if (shipment.isFolder) {
             request.httpBody = Data();
             session_->dataTaskWithRequest(std::move(request), handler)->resume();
@@ -99,10 +101,22 @@ private:
         }
     }
 
-    void fail(ExitStatus status, const std::string& text) {
+    void fail(ExitStatus status, const std::string& text) { fail(Failure(status, text)); }
+
+    void fail(Failure failure) {
         progress_.clear();
-        failure_.emplace(status, text);
+        failure_ = std::move(failure);
         loop().stop(0);
+    }
+
+    /// What a task throws, the loop would only log.
+    template <class Work>
+    void guarded(const Work& work) {
+        try {
+            work();
+        } catch (const Failure& failure) {
+            fail(failure);
+        }
     }
 
     static constexpr std::size_t longestAnswer = 400;

@@ -58,19 +58,19 @@ TEST_F(AStart, CallsTheEngineWhereTheServiceListensForCalls) {
 
 TEST_F(AStart, SendsAnEmptyMessageWhereTheServiceTakesMessages) {
     bus.emplace();
-    std::vector<Ipc::ConnectionEvent> events;
-    Ipc::MessageService service({name, path, "Velkarin.Quenmark.XPC", "Message"}, [&](const auto& connection) {
-        connection->setEventHandler([&](const Ipc::ConnectionEvent& event) { events.push_back(event); });
+    std::vector<Ipc::Value> received;
+    Ipc::MessageService service({{name, path}, "Velkarin.Quenmark.XPC"}, [&](const auto& connection) {
+        connection->setEventHandler([&](const Ipc::ConnectionEvent& event) {
+            if (const auto* message = std::get_if<Ipc::Value>(&event))
+                received.push_back(*message);
+        });
         connection->resume();
     });
     service.resume();
     const auto result = run({"start"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.errors, "");
-    ASSERT_GE(events.size(), 1U);
-    const auto* message = std::get_if<Ipc::Value>(events.data());
-    ASSERT_NE(message, nullptr);
-    EXPECT_EQ(*message, Ipc::Value(Ipc::Dictionary()));
+    EXPECT_EQ(received, std::vector<Ipc::Value>{Ipc::Dictionary()});
 }
 
 TEST_F(AStart, LaunchesTheServiceByItsName) {
