@@ -83,11 +83,11 @@ private:
             return Posix::error(from);
         if (isTop(status))
             return Posix::error(from, EINVAL); // A folder cannot be copied to a place inside itself.
+        if (::mkdir(to.c_str(), S_IRWXU) != 0 || !rememberTop(to))
+            return Posix::error(to);
         const auto listed = contentsOfDirectory(from);
         if (const auto* error = std::get_if<Error>(&listed))
             return *error;
-        if (::mkdir(to.c_str(), S_IRWXU) != 0 || !rememberTop(to))
-            return Posix::error(to);
         for (const auto& name : std::get<0>(listed)) {
             if (auto error = copy(appendingPathComponent(from, name), appendingPathComponent(to, name)))
                 return error;

@@ -78,8 +78,8 @@ using Visitor = std::function<void(std::uint16_t type, Bytes payload)>;
 class AnswerReader {
 public:
     /// `dump` says whether the answer has several parts and a message of its own that ends it.
-    AnswerReader(std::uint32_t sequence, bool dump, const Visitor& visit)
-        : sequence_(sequence), dump_(dump), visit_(visit) {}
+    AnswerReader(std::uint32_t sequence, bool dump, Visitor visit)
+        : sequence_(sequence), dump_(dump), visit_(std::move(visit)) {}
 
     /// Reads on, up to the first message that states a wrong length.
     void read(Bytes datagram);
@@ -94,7 +94,7 @@ private:
 
     std::uint32_t sequence_;
     bool dump_;
-    const Visitor& visit_;
+    Visitor visit_;
     bool ended_ = false;
     bool interrupted_ = false;
     int error_ = 0;

@@ -88,7 +88,7 @@ TEST(AJsonText, HasAnObjectOrAnArrayAtItsTop) {
 }
 
 TEST(AJsonText, IsRefusedWithThePlaceOfTheFirstWrongByte) {
-    EXPECT_EQ(failure("{\"a\": tru}"), "Not JSON: syntax error at byte 9");
+    EXPECT_EQ(failure("{\"a\": tru}"), "Not JSON: syntax error at byte 6");
     EXPECT_EQ(failure("{\"a\" 1}"), "Not JSON: syntax error at byte 5");
     EXPECT_EQ(failure("<html>"), "Not JSON: syntax error at byte 0");
     EXPECT_EQ(failure(std::string_view("\0{}", 3)), "Not JSON: syntax error at byte 0");

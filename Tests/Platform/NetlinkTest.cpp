@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <linux/rtnetlink.h>
+#include <sys/socket.h>
 
 #include <cerrno>
 #include <random>
 #include <string>
-#include <sys/socket.h>
 
 namespace {
 
@@ -213,7 +213,7 @@ TEST(AQuestion, IsAHeaderItsFixedPartAndItsAttributes) {
 }
 
 TEST(AQuestion, IsRefusedByTheKernelWhereItIsMalformed) {
-    const std::uint8_t tooShort = 0;
+    const std::uint8_t tooShort = AF_INET;
     Netlink::Request request(RTM_GETROUTE, 0, tooShort);
     Netlink::Socket socket;
     bool interrupted = false;

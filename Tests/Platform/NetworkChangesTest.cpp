@@ -7,7 +7,6 @@
 
 #include <netinet/in.h>
 #include <sched.h>
-#include <sys/resource.h>
 
 #include <fstream>
 #include <sstream>
@@ -219,11 +218,10 @@ TEST_F(ANetworkThatChanges, MayEndAfterTheLoop) {
     });
 }
 
-TEST_F(ANetworkThatChanges, CannotBeFollowedWithoutADescriptor) {
+TEST_F(ANetworkThatChanges, CannotBeFollowedWithoutANetlinkSocket) {
     inItsOwnNamespace([](RunLoop&) {
         const auto target = internet();
-        const rlimit noDescriptors{0, 0};
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &noDescriptors), 0);
+        TestSupport::refuseNetlinkSockets();
         EXPECT_FALSE(target->setCallback([](std::uint32_t) {}));
         EXPECT_TRUE(target->setCallback({}));
     });

@@ -9,7 +9,6 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sched.h>
-#include <sys/resource.h>
 #include <sys/un.h>
 
 namespace {
@@ -306,8 +305,7 @@ TEST_F(ANetwork, ReachesNothingThatTheKernelCannotBeAskedFor) {
     inItsOwnNamespace([] {
         const auto target = target4("0.0.0.0");
         const auto other = target4("10.0.0.1");
-        const rlimit noDescriptors{0, 0};
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &noDescriptors), 0);
+        TestSupport::refuseNetlinkSockets();
         EXPECT_EQ(target->flags(), std::nullopt);
         EXPECT_EQ(other->flags(), std::nullopt);
         useServiceHost("localhost");

@@ -59,7 +59,7 @@ using AWaitingSessionConnector = AWaitingConnector<Quenmark::RestConnector>;
 using AWaitingLegacyConnector = AWaitingConnector<Quenmark::RestConnector_Old>;
 
 TEST_F(AWaitingSessionConnector, GivesUpASlowServerAfterSixtySecondsAltogether) {
-    server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{"));
+    server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n{"));
     post();
     clock.advance(seconds(40));
     EXPECT_FALSE(isReported());

@@ -76,6 +76,16 @@ std::string BusPeer::uniqueName() const {
     return name;
 }
 
+bool BusPeer::waitForOwner(const std::string& name) {
+    const Target getNameOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner"};
+    return Platform::RunLoop::main().runUntil([&] {
+        const auto owner = call(getNameOwner, [&](sd_bus_message* message) {
+            checked(sd_bus_message_append(message, "s", name.c_str()), "sd_bus_message_append");
+        });
+        return owner && owner->errorName.empty();
+    });
+}
+
 sd_bus* BusPeer::handle() const {
     return state_->bus;
 }

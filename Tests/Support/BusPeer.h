@@ -48,6 +48,8 @@ public:
     BusPeer& operator=(const BusPeer&) = delete;
 
     std::string uniqueName() const;
+    /// Runs the loop until somebody on the bus has that name; says whether that was in time.
+    bool waitForOwner(const std::string& name);
     sd_bus* handle() const;
 
     /// Calls and runs the loop until there is an answer; nil where there is none in time.

@@ -1,10 +1,18 @@
 #include "Support/Namespaces.h"
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sched.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -66,8 +74,24 @@ bool succeedsInNamespaces(int namespaces, const std::function<bool()>& body) {
     return WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
 }
 
+void refuseNetlinkSockets() {
+    constexpr std::uint32_t family = offsetof(seccomp_data, args);
+    std::array<sock_filter, 6> filter{{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_socket, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, family),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_NETLINK, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    }};
+    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+    if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+        throw std::system_error(errno, std::generic_category(), "seccomp");
+}
+
 void ip(const std::string& arguments) {
-    ipBatch(arguments + "\n");
+    if (std::system(("ip " + arguments).c_str()) != 0)
+        throw std::runtime_error("ip " + arguments);
 }
 
 void ipBatch(const std::string& lines) {

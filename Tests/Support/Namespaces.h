@@ -10,6 +10,9 @@ namespace TestSupport {
 /// that is a failure too; standard error tells why.
 bool succeedsInNamespaces(int namespaces, const std::function<bool()>& body);
 
+/// Lets no netlink socket be opened by this process from now on (EPERM; seccomp(2)).
+void refuseNetlinkSockets();
+
 /// Runs a command line of ip(8), without the leading "ip". Throws std::runtime_error where it fails.
 void ip(const std::string& arguments);
 /// Runs many, one a line, in one process.

@@ -37,6 +37,17 @@ protected:
         before = usage();
     }
 
+    /// The service's unique name; "" while nobody has the well-known one.
+    std::string ownerOfTheService() const {
+        sd_bus_creds* owner = nullptr;
+        const char* name = "";
+        if (sd_bus_get_name_creds(innocent->handle(), message.destination.c_str(), SD_BUS_CREDS_UNIQUE_NAME, &owner) >=
+            0)
+            sd_bus_creds_get_unique_name(owner, &name);
+        const std::string result = name;
+        sd_bus_creds_unref(owner);
+        return result;
+    }
     bool serves() { return innocent->call(message, text("hello")) == emptyReply; }
 
     Usage usage() const {
@@ -178,7 +189,7 @@ TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryType) {
     BusPeer peer;
     int taken = 0;
     int refused = 0;
-    for (unsigned seed = 0; seed < 2000; ++seed) {
+    for (unsigned seed = 0; seed < 500; ++seed) {
         const auto answer = peer.call(message, [&](sd_bus_message* call) { RandomMessage(seed).fill(call); });
         ASSERT_TRUE(answer) << seed;
         if (*answer == emptyReply)
@@ -190,8 +201,8 @@ TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryType) {
         }
     }
     // Chance picks a good many of each.
-    EXPECT_GT(taken, 200);
-    EXPECT_GT(refused, 200);
+    EXPECT_GT(taken, 50);
+    EXPECT_GT(refused, 50);
     expectAllWell();
 }
 
@@ -230,10 +241,17 @@ TEST_F(AServiceAmongHostilePeers, TakesTheLargestMessagesOfTheBusAndSurvivesThos
     const std::size_t head = bytes(1).size() - 1;
     // The bus adds the sender's name to what a peer sends, so the largest message that arrives whole is a little
     // smaller than the largest that can be sent.
-    for (const std::size_t total : {maximumMessageSize - 64, maximumMessageSize - 1, maximumMessageSize}) {
+    RawPeer largest(bus.socketPath());
+    largest.introduceItself();
+    EXPECT_TRUE(largest.write(bytes(maximumMessageSize - 64 - head)));
+    expectAllWell();
+    // The library cuts its connection to the bus when a longer one comes, and the service goes back there.
+    for (const std::size_t total : {maximumMessageSize - 1, maximumMessageSize}) {
+        const auto owner = ownerOfTheService();
         RawPeer peer(bus.socketPath());
         peer.introduceItself();
         EXPECT_TRUE(peer.write(bytes(total - head))) << total;
+        EXPECT_TRUE(loop.runUntil([&] { return ownerOfTheService() != owner && serves(); })) << total;
         expectAllWell();
     }
     RawPeer beyond(bus.socketPath());

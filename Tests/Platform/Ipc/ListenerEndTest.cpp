@@ -45,6 +45,7 @@ TEST_F(AListenersEnd, ComesWhenTheBusGoesAwayAndFreesItsConnections) {
     };
     const auto listener = newListener();
     BusPeer peer;
+    ASSERT_TRUE(peer.waitForOwner(name));
     EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
     EXPECT_EQ(object.use_count(), 2);
     bus.kill();
@@ -56,6 +57,7 @@ TEST_F(AListenersEnd, ComesWhenTheBusGoesAwayAndFreesItsConnections) {
 TEST_F(AListenersEnd, IsSilentWhenItsOwnerDestroysIt) {
     auto listener = newListener();
     BusPeer peer;
+    ASSERT_TRUE(peer.waitForOwner(name));
     EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
     listener.reset();
     const auto answer = peer.call(work());
@@ -64,7 +66,7 @@ TEST_F(AListenersEnd, IsSilentWhenItsOwnerDestroysIt) {
     EXPECT_EQ(ends, Strings{});
     // The name is free again.
     const auto successor = newListener();
-    EXPECT_TRUE(serves(peer));
+    EXPECT_TRUE(peer.waitForOwner(name));
     EXPECT_EQ(ends, Strings{});
 }
 
@@ -77,6 +79,7 @@ TEST_F(AListenersEnd, MayComeWhileItsOwnerHandlesACall) {
         return true;
     };
     BusPeer peer;
+    ASSERT_TRUE(peer.waitForOwner(name));
     const auto answer = peer.call(work());
     ASSERT_TRUE(answer);
     EXPECT_EQ(listener, nullptr);

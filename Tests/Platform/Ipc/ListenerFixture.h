@@ -33,16 +33,6 @@ protected:
         listener->resume();
         return listener;
     }
-    /// Makes sure that the listener has its name: what it asked of the bus before this peer did is done.
-    bool serves(TestSupport::BusPeer& peer) {
-        return loop.runUntil([&] {
-            const auto owner = peer.call(
-                {"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "ListActivatableNames"});
-            const auto ping = peer.call({name, path, "org.freedesktop.DBus.Peer", "Ping"});
-            return owner && ping && ping->errorName.empty();
-        });
-    }
-
     /// What the delegate does with a new connection; as given, it exports methods that note their name and peer.
     std::function<bool(const ConnectionPointer&)> decide = [this](const ConnectionPointer& connection) {
         connection->setExportedInterface({interface, methods});

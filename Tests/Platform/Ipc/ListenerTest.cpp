@@ -16,6 +16,8 @@ using Strings = std::vector<std::string>;
 
 class AListener : public ListenerFixture {
 protected:
+    AListener() { EXPECT_TRUE(BusPeer().waitForOwner(name)); }
+
     std::unique_ptr<Platform::Ipc::Listener> listener = newListener();
 };
 
@@ -70,7 +72,6 @@ TEST_F(AListener, AsksItsDelegateOnItsOwnQueueAndRunsCallsOnTheConnections) {
 
 TEST_F(AListener, RunsThePeersCallsInTheirOrder) {
     BusPeer peer;
-    ASSERT_TRUE(serves(peer));
     for (int count = 0; count < 100; ++count)
         peer.send(count % 3 == 0 ? rest() : work());
     ASSERT_TRUE(loop.runUntil([&] { return calls.size() == 100; }));
@@ -80,7 +81,6 @@ TEST_F(AListener, RunsThePeersCallsInTheirOrder) {
 
 TEST_F(AListener, SendsNothingToACallerThatAsksForNoReply) {
     BusPeer peer;
-    ASSERT_TRUE(serves(peer));
     peer.send(work());
     peer.send({name, path, interface, "Missing"});
     // What would have come for these two would come before the answer to a later call.
@@ -105,7 +105,7 @@ TEST_F(AListener, LetsCallsWaitUntilTheConnectionIsResumed) {
     peer.start(work(), nullptr, std::make_shared<std::optional<BusPeer::Answer>>());
     BusPeer other;
     ASSERT_TRUE(loop.runUntil([&] { return held != nullptr; }));
-    ASSERT_TRUE(serves(other));
+    EXPECT_EQ(other.call({name, path, "org.freedesktop.DBus.Peer", "Ping"}), emptyReply);
     EXPECT_EQ(calls, Strings{});
     EXPECT_FALSE(answer->has_value());
     held->resume();
@@ -226,8 +226,6 @@ TEST_F(AListener, AnswersForItsProperties) {
 }
 
 TEST_F(AListener, IsCalledByTheUsualCommands) {
-    BusPeer peer;
-    ASSERT_TRUE(serves(peer));
     const auto busctl = runCommand({"busctl", "--user", "call", name, path, interface, "Work"});
     EXPECT_EQ(busctl.status, 0) << busctl.errors;
     EXPECT_EQ(busctl.output, "");
@@ -239,7 +237,7 @@ TEST_F(AListener, IsCalledByTheUsualCommands) {
                                       path, std::string(interface) + ".Work"});
     EXPECT_EQ(dbusSend.status, 0) << dbusSend.errors;
     EXPECT_EQ(calls.size(), 3U);
-    EXPECT_EQ(asked.size(), 4U);
+    EXPECT_EQ(asked.size(), 3U);
 }
 
 TEST_F(AListener, LetsTheExportedObjectGoWhenThePeerLeaves) {
@@ -262,7 +260,6 @@ TEST_F(AListener, LetsTheExportedObjectGoWhenThePeerLeaves) {
 
 TEST_F(AListener, RunsWhatAPeerCalledBeforeItLeft) {
     BusPeer other;
-    ASSERT_TRUE(serves(other));
     auto peer = std::make_unique<BusPeer>();
     const auto leaving = peer->uniqueName();
     for (int count = 0; count < 10; ++count)

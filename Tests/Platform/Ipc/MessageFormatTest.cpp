@@ -190,6 +190,12 @@ TEST_F(AMessage, ReadsWhatPlainClientsSendAsWhatItMeans) {
     EXPECT_EQ(read(of("as", 2, "a", "b")), Value(Array{"a", "b"}));
     EXPECT_EQ(read(of("ai", 2, 1, -1)), Value(Array{std::int64_t{1}, std::int64_t{-1}}));
     EXPECT_EQ(read(of("ab", 2, 1, 0)), Value(Array{true, false}));
+    EXPECT_EQ(read(of("an", 2, -1, 5)), Value(Array{std::int64_t{-1}, std::int64_t{5}}));
+    EXPECT_EQ(read(of("aq", 1, 65535)), Value(Array{std::uint64_t{65535}}));
+    EXPECT_EQ(read(of("au", 1, 4294967295U)), Value(Array{std::uint64_t{4294967295}}));
+    EXPECT_EQ(read(of("ax", 1, std::int64_t{-9})), Value(Array{std::int64_t{-9}}));
+    EXPECT_EQ(read(of("at", 1, std::uint64_t{9})), Value(Array{std::uint64_t{9}}));
+    EXPECT_EQ(read(of("ad", 2, 0.5, -0.5)), Value(Array{0.5, -0.5}));
     EXPECT_EQ(read(of("ad", 0)), Value(Array{}));
     EXPECT_EQ(read(of("aas", 2, 1, "a", 0)), Value(Array{Array{"a"}, Array{}}));
     EXPECT_EQ(read(of("ay", 3, 1, 2, 3)), Value(Data{1, 2, 3}));
@@ -277,7 +283,7 @@ TEST_F(AMessage, RefusesToBeWrittenWithWhatTheBusWouldNotTake) {
     EXPECT_EQ(refusal(maker.travel(std::string((std::size_t{128} << 20) - 4096, 'a'))),
               limits + "a message is larger than 128 MiB");
     EXPECT_EQ(refusal(maker.travel(Data((std::size_t{64} << 20) + 1))), limits + "an array is larger than 64 MiB");
-    const std::string half(std::size_t{32} << 20, 'a');
+    const Data half(std::size_t{32} << 20);
     EXPECT_EQ(refusal(maker.travel(Array{half, half})), limits + "an array is larger than 64 MiB");
     EXPECT_EQ(refusal(maker.travel(Dictionary{{"a", half}, {"b", half}})), limits + "an array is larger than 64 MiB");
 }

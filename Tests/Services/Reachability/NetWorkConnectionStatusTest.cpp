@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <sched.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <thread>
@@ -56,8 +55,7 @@ TEST(TheConnectionStatus, OfAServiceOnThisMachineNeedsNoNetwork) {
 TEST(TheConnectionStatus, IsNoWhereTheKernelCannotBeAsked) {
     inANetwork("127.0.0.1:8080", [] {
         ip("link set lo up");
-        const rlimit noDescriptors{0, 0};
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &noDescriptors), 0);
+        TestSupport::refuseNetlinkSockets();
         EXPECT_FALSE(NetWorkConnectionStatus::ConectionStatus());
         EXPECT_FALSE(Reachability::isReachable());
     });
