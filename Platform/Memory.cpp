@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <memory>
 
 namespace Platform::Memory {
 
@@ -16,6 +17,11 @@ namespace {
 /// from raising the limit, and with it the memory that it holds on to.
 constexpr int ownMapping = 128 << 10;
 constexpr int freeHeapKept = 64 << 10;
+
+constexpr std::size_t largePage = 2 << 20;
+/// Memory from this size on is a mapping of its own that goes back to the system when it is freed, whatever a program
+/// has set (mallopt(3), the upper limit of M_MMAP_THRESHOLD), so that the advice never outlives the memory.
+constexpr std::size_t alwaysOwnMapping = 32 << 20;
 
 /// Drops the pages of an object's segments that cannot be written, so that none of them holds anything but what is in
 /// the file. Relocations are done in writable segments alone.
@@ -54,6 +60,13 @@ void keepSmall() {
 void releaseStartupPages() {
     ::dl_iterate_phdr(dropUnwritableSegments, nullptr);
     ::malloc_trim(0);
+}
+
+void adviseLargePages(void* memory, std::size_t size) {
+    // Whole large pages alone, so that nothing beside the memory is advised.
+    void* const aligned = size < alwaysOwnMapping ? nullptr : std::align(largePage, largePage, memory, size);
+    if (aligned != nullptr)
+        ::madvise(aligned, size / largePage * largePage, MADV_HUGEPAGE);
 }
 
 } // namespace Platform::Memory

@@ -1,6 +1,7 @@
 #include "Platform/Utf8.h"
 
 #include <cstdint>
+#include <cstring>
 
 namespace Platform {
 
@@ -31,12 +32,21 @@ std::size_t sequenceLength(std::string_view string) {
     return 0;
 }
 
+bool beginsWithEightAscii(std::string_view string) {
+    std::uint64_t bytes = 0;
+    if (string.size() < sizeof bytes)
+        return false;
+    std::memcpy(&bytes, string.data(), sizeof bytes);
+    return (bytes & 0x8080808080808080) == 0;
+}
+
 } // namespace
 
 std::size_t firstInvalidUtf8(std::string_view string) {
     std::size_t at = 0;
     while (at < string.size()) {
-        const std::size_t length = sequenceLength(string.substr(at, 4));
+        const auto rest = string.substr(at);
+        const std::size_t length = beginsWithEightAscii(rest) ? 8 : sequenceLength(rest);
         if (length == 0)
             return at;
         at += length;

@@ -58,9 +58,7 @@ private:
         if (!request.url)
             return fail(ExitStatus::Usage, "\"" + server_ + "\" is no host with an optional port");
         auto handler = [this](const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,
-                              const std::optional<Error>& error) {
-            guarded([&] { answered(data, response, error); });
-        };
+                              const std::optional<Error>& error) { guarded([&] { answered(data, response, error); }); };
         if (shipment.isFolder) {
             request.httpBody = Data();
             session_->dataTaskWithRequest(std::move(request), handler)->resume();

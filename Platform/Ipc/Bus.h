@@ -19,8 +19,9 @@ namespace Platform::Ipc {
 struct BusHandlers {
     /// The bus is of no use any more, for the reason given. Called once at most.
     std::function<void(const std::string& reason)> ended;
-    /// The connection, which had its name, was cut, though the bus may still be there: a peer's message that is too long
-    /// for the library once the bus has written the sender into it is enough. The bus is of no use any more either.
+    /// The connection, which had its name, was cut, though the bus may still be there: a peer's message that is too
+    /// long for the library once the bus has written the sender into it is enough. The bus is of no use any more
+    /// either.
     std::function<void()> cut;
     /// A peer sent a method call to the exported object; called before the call itself is answered in any way.
     std::function<void(const std::string& peer)> peerSent;

@@ -1,8 +1,8 @@
 #include "Services/Base64/Codec.h"
 
+#include "Platform/Memory.h"
+#include "Platform/Utf8.h"
 #include "Services/Base64/Alphabet.h"
-#include "Services/Base64/LargePages.h"
-#include "Services/Base64/Utf8.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -91,7 +91,7 @@ template <class Container>
 std::optional<Container> decoded(const Kernel& kernel, std::string_view text) {
     Container result;
     result.reserve(text.size() / 4 * 3);
-    adviseLargePages(result.data(), result.capacity());
+    Platform::Memory::adviseLargePages(result.data(), result.capacity());
     const bool wellFormed = decode(kernel, text, [&result](std::span<const std::byte> piece) {
         const auto* const first = reinterpret_cast<const typename Container::value_type*>(piece.data());
         result.insert(result.end(), first, first + piece.size());
@@ -150,7 +150,7 @@ std::optional<std::string> encodedText(const Kernel& kernel, std::span<const std
 
     std::string text;
     text.reserve(characters + lineEnds * 2);
-    adviseLargePages(text.data(), text.capacity());
+    Platform::Memory::adviseLargePages(text.data(), text.capacity());
     const auto append = [&text](std::string_view piece) { text.append(piece); };
     if (wrapWidth > 0 && characters > wrapWidth) {
         // With lines of no characters this has no end, which is required: see the widths 1 to 3 in Base64.h.
@@ -170,7 +170,7 @@ std::optional<Bytes> decodedData(const Kernel& kernel, std::string_view text) {
 
 std::optional<std::string> decodedString(const Kernel& kernel, std::string_view text) {
     std::optional<std::string> string = decoded<std::string>(kernel, text);
-    return string && isUtf8(*string) ? std::move(string) : std::nullopt;
+    return string && Platform::firstInvalidUtf8(*string) == std::string::npos ? std::move(string) : std::nullopt;
 }
 
 } // namespace Quenmark::Base64::Codec

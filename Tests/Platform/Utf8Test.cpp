@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 
 namespace {
@@ -10,6 +11,29 @@ using Platform::firstInvalidUtf8;
 using namespace std::string_literals;
 
 constexpr std::size_t none = std::string_view::npos;
+
+bool isUtf8(std::string_view text) {
+    return firstInvalidUtf8(text) == none;
+}
+
+/// A code point in the form of `length` bytes, whether or not that form is allowed.
+std::string inForm(std::uint32_t codePoint, std::size_t length) {
+    constexpr unsigned leads[] = {0, 0, 0xC0, 0xE0, 0xF0, 0xF8};
+    std::string bytes(length, '\0');
+    for (std::size_t index = length; --index > 0; codePoint >>= 6) {
+        bytes[index] = static_cast<char>(0x80 | (codePoint & 0x3F));
+    }
+    bytes[0] = static_cast<char>(leads[length] | codePoint);
+    return bytes;
+}
+
+std::size_t rightLength(std::uint32_t codePoint) {
+    return codePoint < 0x80 ? 1 : codePoint < 0x800 ? 2 : codePoint < 0x10000 ? 3 : 4;
+}
+
+bool isSurrogate(std::uint32_t codePoint) {
+    return codePoint >= 0xD800 && codePoint <= 0xDFFF;
+}
 
 TEST(Utf8, AcceptsTheFirstAndTheLastCharacterOfEachLength) {
     for (const std::string& text : {""s, "\0"s, "\x7F"s, "\xC2\x80"s, "\xDF\xBF"s, "\xE0\xA0\x80"s, "\xEF\xBF\xBF"s,
@@ -36,6 +60,49 @@ TEST(Utf8, RefusesSequencesThatEndEarly) {
 TEST(Utf8, TellsThePlaceOfTheFirstWrongByte) {
     EXPECT_EQ(firstInvalidUtf8("a\xC3\xA9z\xC3("), 4U);
     EXPECT_EQ(firstInvalidUtf8("\xE2\x82\xAC\xFF"), 3U);
+}
+
+TEST(Utf8, IsEveryCodePointButTheSurrogatesInItsShortestForm) {
+    for (std::uint32_t codePoint = 0; codePoint <= 0x10FFFF; ++codePoint) {
+        ASSERT_EQ(isUtf8(inForm(codePoint, rightLength(codePoint))), !isSurrogate(codePoint)) << codePoint;
+    }
+}
+
+TEST(Utf8, IsNoLongerFormOfACodePoint) {
+    for (std::uint32_t codePoint = 0; codePoint < 0x10000; ++codePoint) {
+        for (std::size_t length = rightLength(codePoint) + 1; length <= 5; ++length) {
+            ASSERT_FALSE(isUtf8(inForm(codePoint, length))) << codePoint << " in " << length;
+        }
+    }
+}
+
+TEST(Utf8, HasNothingAboveTheLastCodePoint) {
+    for (std::uint32_t codePoint = 0x110000; codePoint <= 0x1FFFFF; ++codePoint) {
+        ASSERT_FALSE(isUtf8(inForm(codePoint, 4))) << codePoint;
+    }
+}
+
+TEST(Utf8, HasNoCharacterThatIsCutShortOrBeginsInTheMiddle) {
+    for (const std::uint32_t codePoint : {0xE4U, 0x20ACU, 0x1F600U}) {
+        const std::string whole = inForm(codePoint, rightLength(codePoint));
+        for (std::size_t cut = 1; cut < whole.size(); ++cut) {
+            EXPECT_FALSE(isUtf8(whole.substr(0, cut)));
+            EXPECT_FALSE(isUtf8(whole.substr(cut)));
+            EXPECT_FALSE(isUtf8(whole.substr(0, cut) + "a"));
+            EXPECT_FALSE(isUtf8(whole.substr(0, cut) + whole));
+        }
+    }
+}
+
+TEST(Utf8, IsCheckedAtEveryPlaceOfALongText) {
+    for (std::size_t before = 0; before < 40; ++before) {
+        const std::string start(before, 'a');
+        const std::string end(20, 'z');
+        EXPECT_TRUE(isUtf8(start + "\xF0\x9F\x98\x80" + end));
+        EXPECT_FALSE(isUtf8(start + "\xFF" + end));
+        EXPECT_FALSE(isUtf8(start + "\xC3"));
+    }
+    EXPECT_TRUE(isUtf8(""));
 }
 
 } // namespace

@@ -46,8 +46,8 @@ public:
     ~LogLine() {
         const std::chrono::duration<double, std::milli> time = Clock::now() - started_;
         std::array<char, 64> numbers{};
-        std::snprintf(numbers.data(), numbers.size(), " %d %llu %.1fms", status,
-                      static_cast<unsigned long long>(bytes), time.count());
+        std::snprintf(numbers.data(), numbers.size(), " %d %llu %.1fms", status, static_cast<unsigned long long>(bytes),
+                      time.count());
         logLine(peer_ + ' ' + method + ' ' + path + numbers.data() + (isWhole ? "" : " cut short"));
     }
 
@@ -238,8 +238,7 @@ private:
     awaitable<void> write(Message& message, LogLine& line) {
         error_code error;
         stream_.expires_after(longestStillness);
-        line.bytes +=
-            co_await http::async_write(stream_, message, asio::redirect_error(asio::use_awaitable, error));
+        line.bytes += co_await http::async_write(stream_, message, asio::redirect_error(asio::use_awaitable, error));
         if (error) {
             throw Ended{};
         }

@@ -37,8 +37,7 @@ ListenAddress parseListenAddress(std::string_view text) {
 
 tcp::acceptor listenOn(boost::asio::io_context& context, const ListenAddress& address) {
     boost::system::error_code error;
-    for (const auto& entry :
-         tcp::resolver(context).resolve(address.host, address.port, tcp::resolver::passive)) {
+    for (const auto& entry : tcp::resolver(context).resolve(address.host, address.port, tcp::resolver::passive)) {
         tcp::acceptor acceptor(context);
         error.clear();
         acceptor.open(entry.endpoint().protocol(), error);

@@ -1,16 +1,22 @@
 // How a listener comes to its end, and what its peers see of that.
 
 #include "ListenerFixture.h"
+#include "Platform/Ipc/Message.h"
+#include "RawPeer.h"
 
 #include <systemd/sd-bus.h>
 
 namespace {
 
+using IpcTests::RawPeer;
 using TestSupport::BusPeer;
 using TestSupport::ScopedEnvironment;
 using Strings = std::vector<std::string>;
 
-class AListenersEnd : public ListenerFixture {};
+class AListenersEnd : public ListenerFixture {
+protected:
+    TestSupport::LogCapture log;
+};
 
 TEST_F(AListenersEnd, ComesOnceAndLaterWhereThereIsNoBus) {
     const ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + bus.socketPath() + ".none"}};
@@ -52,6 +58,25 @@ TEST_F(AListenersEnd, ComesWhenTheBusGoesAwayAndFreesItsConnections) {
     EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
     EXPECT_EQ(ends, (Strings{"the session bus is lost"}));
     EXPECT_EQ(object.use_count(), 1);
+}
+
+TEST_F(AListenersEnd, DoesNotComeWhereOnlyItsConnectionWasCut) {
+    const auto listener = newListener();
+    BusPeer peer;
+    ASSERT_TRUE(peer.waitForOwner(name));
+    EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
+    const auto empty = RawPeer::call(name, path, interface, "Work", 1).size() - 1;
+    RawPeer longest(bus.socketPath());
+    longest.introduceItself();
+    // With the sender's name, which the bus adds, the message is too long for the library.
+    EXPECT_TRUE(longest.write(RawPeer::call(name, path, interface, "Work", Platform::Ipc::maximumMessageSize - empty)));
+    ASSERT_TRUE(loop.runUntil([&] { return !log.entries().empty(); }));
+    EXPECT_EQ(log.entries(), (Strings{"The connection to the session bus was cut and is made again"}));
+    ASSERT_TRUE(peer.waitForOwner(name));
+    EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
+    // A peer that was known before comes as a new one.
+    EXPECT_EQ(asked, (Strings{peer.uniqueName(), peer.uniqueName()}));
+    EXPECT_EQ(ends, Strings{});
 }
 
 TEST_F(AListenersEnd, IsSilentWhenItsOwnerDestroysIt) {
