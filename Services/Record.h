@@ -26,6 +26,8 @@ struct Field {
     std::string_view property;
     Value Record::*member;
 };
+template <class Record, class Value>
+Field(std::string_view, std::string_view, Value Record::*) -> Field<Record, Value>;
 
 /// Calls `function` with each row of the record's table, in wire order.
 template <class Record, class Function>

@@ -21,8 +21,8 @@ class Number {
 
 public:
     template <class Value>
-    requires std::constructible_from<Storage, std::in_place_type_t<Stored<Value>>, Value> Number(Value value)
-        : value_(std::in_place_type<Stored<Value>>, value) {}
+    requires std::is_arithmetic_v<Value> && std::constructible_from<Storage, std::in_place_type_t<Stored<Value>>, Value>
+    Number(Value value) : value_(std::in_place_type<Stored<Value>>, value) {}
 
     /// The type's encoding: "c" for booleans and signed 8-bit integers, "s", "i" and "q" for signed ones of 16, 32 and
     /// 64 bits, the capitals "C", "S", "I" and "Q" for unsigned ones, "f" and "d" for floats and doubles.
