@@ -4,6 +4,7 @@
 
 #include <boost/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -82,6 +83,20 @@ private:
     std::size_t level_ = 0;
 };
 
+/// Whether every number has a value; the parser takes one that is too large for infinity.
+bool isFinite(const boost::json::value& value) {
+    switch (value.kind()) {
+    case boost::json::kind::double_:
+        return std::isfinite(value.get_double());
+    case boost::json::kind::array:
+        return std::ranges::all_of(value.get_array(), isFinite);
+    case boost::json::kind::object:
+        return std::ranges::all_of(value.get_object(), [](const auto& entry) { return isFinite(entry.value()); });
+    default:
+        return true;
+    }
+}
+
 } // namespace
 
 std::variant<boost::json::value, Error> parse(std::string_view text) {
@@ -91,7 +106,9 @@ std::variant<boost::json::value, Error> parse(std::string_view text) {
 
     boost::json::parse_options options;
     options.max_depth = maximumDepth;
+    // An answer is taken apart and let go of as a whole: all its parts lie in blocks that are freed together.
     boost::json::parser parser({}, options);
+    parser.reset(boost::json::make_shared_resource<boost::json::monotonic_resource>());
     boost::json::error_code failure;
     const std::size_t consumed = parser.write_some(text.data(), text.size(), failure);
     if (failure)
@@ -103,6 +120,8 @@ std::variant<boost::json::value, Error> parse(std::string_view text) {
     if (!value.is_structured())
         return errorOf("Not JSON: the top level is neither an object nor an array" +
                        atByte(skipped + text.find_first_not_of(" \t\r\n")));
+    if (!isFinite(value))
+        return errorOf("Not JSON: a number that is too large");
     return value;
 }
 

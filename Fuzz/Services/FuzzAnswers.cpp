@@ -8,6 +8,8 @@
 
 #include <boost/json/serialize.hpp>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -66,6 +68,19 @@ void decode(const Quenmark::Operation<Query, Answer>& operation, const boost::js
 template <class Query>
 void decode(const Quenmark::Operation<Query, Quenmark::RawAnswer>&, const boost::json::value&) {}
 
+/// Equal, but for the last digits of a double, which the library does not round exactly when it reads it.
+bool isSame(const boost::json::value& a, const boost::json::value& b) {
+    if (a.is_double() && b.is_double())
+        return std::abs(a.get_double() - b.get_double()) <= 1e-14 * std::abs(a.get_double()) + 1e-300;
+    if (a.is_array() && b.is_array())
+        return std::ranges::equal(a.get_array(), b.get_array(), isSame);
+    if (a.is_object() && b.is_object())
+        return std::ranges::equal(a.get_object(), b.get_object(), [](const auto& one, const auto& other) {
+            return one.key() == other.key() && isSame(one.value(), other.value());
+        });
+    return a == b;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t size) {
@@ -81,7 +96,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t siz
     require(text != nullptr, "JSON", "an answer that was read cannot be written");
     const auto again = Platform::Json::parse(*text);
     const auto* same = std::get_if<boost::json::value>(&again);
-    require(same != nullptr && boost::json::serialize(*same) == boost::json::serialize(*answer), "JSON",
-            "an answer changes on its way out and in");
+    require(same != nullptr && isSame(*answer, *same), "JSON", "an answer changes on its way out and in");
     return 0;
 }

@@ -87,6 +87,12 @@ TEST(AJsonText, HasAnObjectOrAnArrayAtItsTop) {
     EXPECT_EQ(failure("\xEF\xBB\xBF  1"), "Not JSON: the top level is neither an object nor an array at byte 5");
 }
 
+TEST(AJsonText, HasNoNumberThatIsTooLarge) {
+    EXPECT_EQ(failure("{\"a\": [1, {\"b\": 1e388}]}"), "Not JSON: a number that is too large");
+    EXPECT_EQ(failure("[-1e309]"), "Not JSON: a number that is too large");
+    EXPECT_EQ(failure("[" + std::string(400, '9') + "]"), "Not JSON: a number that is too large");
+}
+
 TEST(AJsonText, IsRefusedWithThePlaceOfTheFirstWrongByte) {
     EXPECT_EQ(failure("{\"a\": tru}"), "Not JSON: syntax error at byte 6");
     EXPECT_EQ(failure("{\"a\" 1}"), "Not JSON: syntax error at byte 5");
