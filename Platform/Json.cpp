@@ -12,6 +12,9 @@ namespace Platform::Json {
 
 namespace {
 
+/// Freeing the values of a long text one by one takes as long as reading it.
+constexpr std::size_t longText = 1 << 20;
+
 Error errorOf(std::string description) {
     return Error{errorDomain, errorCode, std::move(description)};
 }
@@ -106,9 +109,9 @@ std::variant<boost::json::value, Error> parse(std::string_view text) {
 
     boost::json::parse_options options;
     options.max_depth = maximumDepth;
-    // An answer is taken apart and let go of as a whole: all its parts lie in blocks that are freed together.
     boost::json::parser parser({}, options);
-    parser.reset(boost::json::make_shared_resource<boost::json::monotonic_resource>());
+    if (text.size() >= longText)
+        parser.reset(boost::json::make_shared_resource<boost::json::monotonic_resource>());
     boost::json::error_code failure;
     const std::size_t consumed = parser.write_some(text.data(), text.size(), failure);
     if (failure)

@@ -17,7 +17,8 @@ inline constexpr int errorCode = 3840;
 inline constexpr std::size_t maximumDepth = 512;
 
 /// Reads a JSON text (RFC 8259) whose top level is an object or an array; a byte order mark in front is passed over.
-/// The error names what is wrong and the byte where it is.
+/// The error names what is wrong and the byte where it is. The value of a text of 1 MiB or more lies in blocks that are
+/// freed together, when the last part of it goes: of such a value, copy what is to be kept for long.
 std::variant<boost::json::value, Error> parse(std::string_view text);
 
 /// Writes `value` over several lines, two blanks a level. Fails on what JSON cannot carry: a string or a key that is

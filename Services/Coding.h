@@ -64,10 +64,8 @@ void decodeField(boost::json::value&& from, std::vector<Record>& into) {
     if (array == nullptr)
         throw UnsupportedOperation("the answer has something else in the place of a list");
     into.reserve(array->size());
-    for (auto& element : *array) {
-        // What the record leaves of the element is freed at once, while it is still in the processor's cache.
-        decodeInto(into.emplace_back(), boost::json::value(std::move(element)));
-    }
+    for (auto& element : *array)
+        decodeInto(into.emplace_back(), std::move(element));
 }
 
 /// Fills an empty record with an answer. Its values are moved out of the answer; keys that are not there leave nil or

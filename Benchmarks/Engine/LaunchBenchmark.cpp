@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
         std::printf("launch by name to first poll    %.1f ms, median of %d (at most 40)\n",
                     Benchmarks::median(milliseconds), rounds);
         std::printf("idle resident memory            %.2f MiB (at most 9)\n",
-                    static_cast<double>(process ? Benchmarks::statusKib("VmRSS", *process) : -1) / 1024);
+                    static_cast<double>(process ? Benchmarks::residentKib(*process) : -1) / 1024);
     }
     return 0;
 }

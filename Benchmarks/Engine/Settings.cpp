@@ -31,11 +31,12 @@ Settings::~Settings() {
     fs::remove_all(home_, ignored);
 }
 
-long statusKib(const std::string& key, int process) {
-    std::ifstream file("/proc/" + (process == 0 ? "self" : std::to_string(process)) + "/status");
+long residentKib(int process) {
+    std::ifstream file("/proc/" + (process == 0 ? "self" : std::to_string(process)) + "/smaps_rollup");
+    const std::string key = "Rss:";
     for (std::string line; std::getline(file, line);) {
-        if (line.starts_with(key + ":"))
-            return std::stol(line.substr(key.size() + 1));
+        if (line.starts_with(key))
+            return std::stol(line.substr(key.size()));
     }
     return -1;
 }

@@ -36,8 +36,8 @@ Number median(std::vector<Number> numbers) {
     return numbers[numbers.size() / 2];
 }
 
-/// A number of /proc/PID/status in KiB, such as "VmRSS"; the process's own for 0.
-long statusKib(const std::string& key, int process = 0);
+/// The resident memory of a process, this one for 0, exactly: what /proc/PID/status says of it is inaccurate (proc(5)).
+long residentKib(int process = 0);
 /// How many descriptors this process has open.
 long openDescriptors();
 
