@@ -107,7 +107,7 @@ std::string locations(const std::string& folder) {
     return "    root " + folder + ";\n" + "    location = " + service + "GetTopFileUpload { " + json +
            "'{\"FileName\":\"\\\\\\\\item\",\"FileUploadID\":\"1\",\"IsFile\":\"True\",\"ReturnStatus\":\"0\"}'; }\n" +
            "    location = " + service + "UpdateFileUpload { " + json + "'{\"ReturnStatus\":\"0\"}'; }\n" +
-           "    location = " + service + "GetTopFileUploadWithStream { error_page 405 =200 /item; }\n" +
+           "    location = " + service + "GetTopFileUploadWithStream { error_page 405 =200 /item; return 405; }\n" +
            "    location = /item { add_header ReturnStatus 0; add_header IsFile True; add_header FileName '\\\\item'; "
            "}";
 }
