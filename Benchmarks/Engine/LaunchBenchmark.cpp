@@ -11,8 +11,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,20 +19,6 @@ namespace {
 constexpr const char* busName = "Velkarin.Quenmark.TopFileUploadXpcService";
 constexpr const char* objectPath = "/Velkarin/Quenmark/TopFileUploadXpcService";
 constexpr const char* interface = "Velkarin.Quenmark.TopFileUploadXpcServiceProtocol";
-
-/// The process that runs the service's program and was started last.
-std::optional<int> serviceProcess() {
-    std::error_code ignored;
-    const auto program = std::filesystem::canonical(QUENMARK_SERVICE);
-    std::optional<int> found;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename();
-        if (name.find_first_not_of("0123456789") == std::string::npos &&
-            std::filesystem::read_symlink(entry.path() / "exe", ignored) == program)
-            found = std::max(found.value_or(0), std::stoi(name));
-    }
-    return found;
-}
 
 } // namespace
 
@@ -63,7 +47,7 @@ int main(int argc, char** argv) {
         // Idle: past the release of the start's pages, and a few passes more.
         const auto end = Clock::now() + std::chrono::seconds(12);
         loop.runUntil([&] { return Clock::now() >= end; }, std::chrono::seconds(12));
-        const auto process = serviceProcess();
+        const auto process = Benchmarks::newestProcess(QUENMARK_SERVICE);
         std::printf("launch by name to first poll    %.1f ms, median of %d (at most 40)\n",
                     Benchmarks::median(milliseconds), rounds);
         std::printf("idle resident memory            %.2f MiB (at most 9)\n",

@@ -51,12 +51,13 @@ Nginx::Nginx(const std::string& locations) : port_(freePort()) {
     std::string temporaries;
     for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
         temporaries += "  " + std::string(kind) + "_temp_path " + path + "/" + kind + ";\n";
-    const auto configuration = folder_.write(
-        "nginx.conf", "daemon off;\nmaster_process off;\npid " + path + "/pid;\nerror_log " + path +
-                          "/error.log;\nevents { worker_connections 20000; }\nhttp {\n" + temporaries +
-                          "  access_log off;\n  sendfile on;\n  tcp_nopush on;\n  keepalive_requests 10000000;\n"
-                          "  keepalive_timeout 600s;\n  server {\n    listen 127.0.0.1:" +
-                          std::to_string(port_) + " backlog=4096;\n" + locations + "\n  }\n}\n");
+    const auto configuration =
+        folder_.write("nginx.conf", "daemon off;\nmaster_process off;\npid " + path + "/pid;\nerror_log " + path +
+                                        "/error.log;\nevents { worker_connections 20000; }\nhttp {\n" + temporaries +
+                                        "  log_format time '$msec';\n  access_log off;\n  sendfile on;\n  tcp_nopush "
+                                        "on;\n  keepalive_requests 10000000;\n"
+                                        "  keepalive_timeout 600s;\n  server {\n    listen 127.0.0.1:" +
+                                        std::to_string(port_) + " backlog=4096;\n" + locations + "\n  }\n}\n");
     process_ = ::fork();
     if (process_ == 0) {
         ::execlp("nginx", "nginx", "-e", (path + "/error.log").c_str(), "-c", configuration.c_str(), nullptr);

@@ -12,13 +12,14 @@ namespace Benchmarks {
 
 namespace fs = std::filesystem;
 
-Settings::Settings(const std::string& host) : home_("/dev/shm/quenmark-benchmark-XXXXXX") {
+Settings::Settings(const std::string& host, double release) : home_("/dev/shm/quenmark-benchmark-XXXXXX") {
     if (::mkdtemp(home_.data()) == nullptr)
         throw std::system_error(errno, std::generic_category(), "mkdtemp");
     fs::create_directories(home_ + "/Quenmark");
     fs::create_directories(home_ + "/tmp");
     fs::create_directories(home_ + "/config/quenmark");
-    std::ofstream(home_ + "/config/quenmark/deployment.json") << R"({"serviceHost":")" << host << "\"}";
+    std::ofstream(home_ + "/config/quenmark/deployment.json")
+        << R"({"serviceHost":")" << host << R"(","appKitVersionNumber":)" << release << "}";
     std::ofstream(home_ + "/config/quenmark/Velkarin.Quenmark.json")
         << R"({"computerIdKey":"7","userIdKey":"42","quenmarkPathKey":")" << home_ << "\"}";
     environment_.set("HOME", home_);
@@ -39,6 +40,19 @@ long residentKib(int process) {
             return std::stol(line.substr(key.size()));
     }
     return -1;
+}
+
+std::optional<int> newestProcess(const std::string& program) {
+    std::error_code ignored;
+    const auto path = fs::canonical(program);
+    std::optional<int> found;
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        const std::string name = entry.path().filename();
+        if (name.find_first_not_of("0123456789") == std::string::npos &&
+            fs::read_symlink(entry.path() / "exe", ignored) == path)
+            found = std::max(found.value_or(0), std::stoi(name));
+    }
+    return found;
 }
 
 long openDescriptors() {

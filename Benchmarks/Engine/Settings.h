@@ -4,6 +4,7 @@
 #include "Support/TemporaryDirectory.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@ namespace Benchmarks {
 /// Quenmark folder and a temporary area, on tmpfs.
 class Settings {
 public:
-    explicit Settings(const std::string& host);
+    explicit Settings(const std::string& host, double release = 1343.0);
 
     std::string placed(const std::string& name) const { return home_ + "/Quenmark/" + name; }
     std::string temporary(const std::string& name) const { return home_ + "/tmp/QuenmarkTemp/" + name; }
@@ -38,6 +39,8 @@ Number median(std::vector<Number> numbers) {
 
 /// The resident memory of a process, this one for 0, exactly: what /proc/PID/status says of it is inaccurate (proc(5)).
 long residentKib(int process = 0);
+/// The process that runs a program and was started last.
+std::optional<int> newestProcess(const std::string& program);
 /// How many descriptors this process has open.
 long openDescriptors();
 

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <list>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
@@ -22,8 +23,9 @@ namespace Platform {
 
 namespace {
 
-/// How many connections stay open unused, and for how long, in seconds.
-constexpr long idleConnections = 8;
+/// How many transfers have a connection at once; those beyond wait their turn. Thousands at once would run out of
+/// descriptors, and a server's queue of new connections overflows long before (listen(2)). As many stay open unused.
+constexpr std::size_t maximumConnections = 128;
 /// How often the transport may ask to be called again at once before others have their turn.
 constexpr int roundsInARow = 8;
 
@@ -57,7 +59,8 @@ struct TransferDriver::State {
         checked(curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this), "CURLMOPT_SOCKETDATA");
         checked(curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, timerChanged), "CURLMOPT_TIMERFUNCTION");
         checked(curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this), "CURLMOPT_TIMERDATA");
-        checked(curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, idleConnections), "CURLMOPT_MAXCONNECTS");
+        checked(curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, static_cast<long>(maximumConnections)),
+                "CURLMOPT_MAXCONNECTS");
         checked(curl_multi_setopt(multi, CURLMOPT_PIPELINING, CURLPIPE_NOTHING), "CURLMOPT_PIPELINING");
     }
     State(const State&) = delete;
@@ -66,6 +69,8 @@ struct TransferDriver::State {
 
     static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
     static int timerChanged(CURLM*, long milliseconds, void* self) noexcept;
+    void begin(CURL* easy);
+    void beginNext();
     void watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer);
     void socketReady(curl_socket_t socket, std::uint32_t events);
     void timerFired();
@@ -89,6 +94,10 @@ struct TransferDriver::State {
     std::optional<Duration> due;
     std::optional<Duration> armed;
     std::unordered_set<Transfer*> transfers;
+    /// Handles that the transport has, and those that wait for one of these to end, in order.
+    std::unordered_set<CURL*> running;
+    std::list<CURL*> waiting;
+    std::unordered_map<CURL*, std::list<CURL*>::iterator> placesOfWaiting;
     std::vector<Transfer*> touched;
 };
 
@@ -123,6 +132,22 @@ int TransferDriver::State::timerChanged(CURLM*, long milliseconds, void* self) n
     return 0;
 }
 
+void TransferDriver::State::begin(CURL* easy) {
+    checked(curl_multi_add_handle(multi, easy), "curl_multi_add_handle");
+    running.insert(easy);
+}
+
+/// Gives the place of a transfer that has ended to the one that has waited longest; the timer moves it on.
+void TransferDriver::State::beginNext() {
+    if (waiting.empty())
+        return;
+    CURL* easy = waiting.front();
+    waiting.pop_front();
+    placesOfWaiting.erase(easy);
+    begin(easy);
+    armTimer();
+}
+
 void TransferDriver::State::watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer) {
     if (transfer != nullptr)
         transfer->connection_ = socket;
@@ -141,8 +166,8 @@ void TransferDriver::State::socketReady(curl_socket_t socket, std::uint32_t even
     const int ready = ((events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
                       ((events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
                       ((events & (EPOLLERR | EPOLLHUP)) != 0 ? CURL_CSELECT_ERR : 0);
-    int running = 0;
-    checked(curl_multi_socket_action(multi, socket, ready, &running), "curl_multi_socket_action");
+    int stillRunning = 0;
+    checked(curl_multi_socket_action(multi, socket, ready, &stillRunning), "curl_multi_socket_action");
     perform();
 }
 
@@ -156,8 +181,8 @@ void TransferDriver::State::timerFired() {
 void TransferDriver::State::perform() {
     for (int round = 0; round < roundsInARow && due && *due <= machineTime(); ++round) {
         due.reset();
-        int running = 0;
-        checked(curl_multi_socket_action(multi, CURL_SOCKET_TIMEOUT, 0, &running), "curl_multi_socket_action");
+        int stillRunning = 0;
+        checked(curl_multi_socket_action(multi, CURL_SOCKET_TIMEOUT, 0, &stillRunning), "curl_multi_socket_action");
     }
     collectFinished();
     armTimer();
@@ -206,12 +231,24 @@ void TransferDriver::remove(Transfer& transfer) {
 }
 
 void TransferDriver::start(void* easy) {
-    checked(curl_multi_add_handle(state_->multi, easy), "curl_multi_add_handle");
+    if (state_->running.size() >= maximumConnections) {
+        state_->placesOfWaiting[easy] = state_->waiting.insert(state_->waiting.end(), easy);
+        return;
+    }
+    state_->begin(easy);
     state_->perform();
 }
 
 void TransferDriver::stop(void* easy) {
+    if (const auto place = state_->placesOfWaiting.find(easy); place != state_->placesOfWaiting.end()) {
+        state_->waiting.erase(place->second);
+        state_->placesOfWaiting.erase(place);
+        return;
+    }
+    if (state_->running.erase(easy) == 0)
+        return;
     curl_multi_remove_handle(state_->multi, easy);
+    state_->beginNext();
 }
 
 void TransferDriver::touch(Transfer& transfer) {

@@ -22,7 +22,8 @@ public:
     /// Every transfer is known here from its beginning to its end.
     void add(Transfer& transfer);
     void remove(Transfer& transfer);
-    /// Starts what a transport's handle says, as far as it goes without waiting.
+    /// Starts what a transport's handle says, as far as it goes without waiting; where very many are under way, once
+    /// its turn has come.
     void start(void* easy);
     /// Ends it; an answer that is not complete costs its connection.
     void stop(void* easy);
