@@ -117,8 +117,14 @@ int main(int argc, char** argv) {
     const Benchmarks::Nginx nginx("    location / { access_log " + log +
                                   " time; default_type application/json; return 200 '{\"ReturnStatus\":\"1\"}'; }");
     const Benchmarks::Settings settings(nginx.host(), 1138.6);
-    const Figures among = Run(log, few).measure();
-    print(few, among);
+    // Ten engines use so little that one look at them says little.
+    std::vector<Figures> looks(5);
+    for (auto& look : looks) {
+        look = Run(log, few).measure();
+        print(few, look);
+    }
+    std::ranges::sort(looks, {}, &Figures::cpuMilliseconds);
+    const Figures among = looks[looks.size() / 2];
     const Figures crowd = Run(log, many).measure();
     print(many, crowd);
     std::printf("CPU an engine    %.2f of that among %zu (at most 1.1)\n",

@@ -23,9 +23,11 @@ namespace Platform {
 
 namespace {
 
+/// How many connections stay open unused.
+constexpr std::size_t idleConnections = 8;
 /// How many transfers have a connection at once; those beyond wait their turn. Thousands at once would run out of
-/// descriptors, and a server's queue of new connections overflows long before (listen(2)). As many stay open unused.
-constexpr std::size_t maximumConnections = 128;
+/// descriptors, and a server's queue of new connections overflows long before (listen(2)).
+constexpr std::size_t maximumConnections = 32;
 /// How often the transport may ask to be called again at once before others have their turn.
 constexpr int roundsInARow = 8;
 
@@ -59,8 +61,7 @@ struct TransferDriver::State {
         checked(curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this), "CURLMOPT_SOCKETDATA");
         checked(curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, timerChanged), "CURLMOPT_TIMERFUNCTION");
         checked(curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this), "CURLMOPT_TIMERDATA");
-        checked(curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, static_cast<long>(maximumConnections)),
-                "CURLMOPT_MAXCONNECTS");
+        limitConnections();
         checked(curl_multi_setopt(multi, CURLMOPT_PIPELINING, CURLPIPE_NOTHING), "CURLMOPT_PIPELINING");
     }
     State(const State&) = delete;
@@ -69,6 +70,7 @@ struct TransferDriver::State {
 
     static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
     static int timerChanged(CURLM*, long milliseconds, void* self) noexcept;
+    void limitConnections();
     void begin(CURL* easy);
     void beginNext();
     void watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer);
@@ -132,9 +134,16 @@ int TransferDriver::State::timerChanged(CURLM*, long milliseconds, void* self) n
     return 0;
 }
 
+/// The transport's limit is for connections in use as well, and it keeps to it when one falls free.
+void TransferDriver::State::limitConnections() {
+    const auto limit = static_cast<long>(std::max(idleConnections, running.size()));
+    checked(curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, limit), "CURLMOPT_MAXCONNECTS");
+}
+
 void TransferDriver::State::begin(CURL* easy) {
     checked(curl_multi_add_handle(multi, easy), "curl_multi_add_handle");
     running.insert(easy);
+    limitConnections();
 }
 
 /// Gives the place of a transfer that has ended to the one that has waited longest; the timer moves it on.
@@ -248,6 +257,7 @@ void TransferDriver::stop(void* easy) {
     if (state_->running.erase(easy) == 0)
         return;
     curl_multi_remove_handle(state_->multi, easy);
+    state_->limitConnections();
     state_->beginNext();
 }
 
