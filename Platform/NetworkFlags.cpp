@@ -21,8 +21,8 @@ namespace {
 using Flags = std::optional<std::uint32_t>;
 using FlagSource = NetworkTarget::FlagSource;
 
-Flags internetFlags() {
-    if (DeploymentSettings::current().hostIsLoopback()) {
+Flags readInternetFlags(bool loopbackCounts) {
+    if (loopbackCounts) {
         const auto up = Routes::loopbackIsUp();
         if (!up)
             return std::nullopt;
@@ -33,6 +33,34 @@ Flags internetFlags() {
     if (!usable)
         return std::nullopt;
     return *usable ? NetworkFlag::Reachable : 0;
+}
+
+/// The flags of the zero address, kept until the kernel tells of a change: to look whether it has costs far less than
+/// to ask it anew. One for each loop, for its thread alone.
+class KnownInternetFlags {
+public:
+    explicit KnownInternetFlags(RunLoop&) {}
+
+    Flags now(bool loopbackCounts) {
+        if (changes_.descriptor() < 0 || changes_.takeChanges() || loopbackCounts != loopbackCounts_)
+            flags_.reset();
+        loopbackCounts_ = loopbackCounts;
+        if (!flags_)
+            flags_ = readInternetFlags(loopbackCounts);
+        return flags_;
+    }
+
+private:
+    Netlink::ChangeSocket changes_;
+    bool loopbackCounts_ = false;
+    Flags flags_;
+};
+
+Flags internetFlags() {
+    const bool loopbackCounts = DeploymentSettings::current().hostIsLoopback();
+    if (!RunLoop::isOfThisThread())
+        return readInternetFlags(loopbackCounts);
+    return RunLoop::main().attachment<KnownInternetFlags>().now(loopbackCounts);
 }
 
 bool isZeroAddress(const sockaddr& address) {

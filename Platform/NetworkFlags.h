@@ -35,7 +35,8 @@ public:
 
     virtual ~NetworkTarget() = default;
 
-    /// The flags now, read anew; nil when the kernel cannot be asked. A name that cannot be resolved has no flags (0).
+    /// The flags as they are now, every change heeded; nil when the kernel cannot be asked. A name that cannot be
+    /// resolved has no flags (0).
     virtual std::optional<std::uint32_t> flags() const = 0;
 
     /// Calls `callback` with the flags on the main queue whenever links, addresses or routes have changed and the

@@ -116,6 +116,11 @@ bool RunLoop::exists() {
     return theLoop != nullptr;
 }
 
+bool RunLoop::isOfThisThread() {
+    const RunLoop* loop = theLoop;
+    return loop != nullptr && loop->state_->thread == std::this_thread::get_id();
+}
+
 /// Marks that the loop is at work, so that what is added needs no wake-up. Turns may be nested in tasks; the outermost
 /// one leaves the descriptor telling of what is left to do.
 class RunLoop::Turn {
@@ -285,10 +290,9 @@ bool RunLoop::waitForEvents(Duration limit) {
 }
 
 Queue Queue::current() {
-    const RunLoop* loop = theLoop;
-    if (loop == nullptr || loop->state_->thread != std::this_thread::get_id())
+    if (!RunLoop::isOfThisThread())
         return main();
-    return loop->state_->current.value_or(main());
+    return RunLoop::main().state_->current.value_or(main());
 }
 
 Timer::Timer(std::shared_ptr<TimerEntry> entry) : entry_(std::move(entry)) {}

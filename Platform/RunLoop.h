@@ -39,6 +39,8 @@ public:
     static RunLoop& main();
     /// Whether there is a loop in this process.
     static bool exists();
+    /// Whether there is one and this thread is the one that it runs on.
+    static bool isOfThisThread();
 
     /// Runs until `stop`, and returns its status; where `stop` was called before, that is at once.
     int run();

@@ -75,6 +75,25 @@ TEST_F(ANetworkThatChanges, TellsOfCarrierAndLinks) {
     });
 }
 
+TEST_F(ANetworkThatChanges, HasItsNewFlagsAtOnce) {
+    inItsOwnNamespace([](RunLoop&) {
+        EXPECT_EQ(internet()->flags(), 2U);
+        EXPECT_EQ(internet()->flags(), 2U);
+        ip("route del default");
+        EXPECT_EQ(internet()->flags(), 0U);
+        ip("route add default via 10.0.0.2");
+        EXPECT_EQ(internet()->flags(), 2U);
+        ip("link set out down");
+        EXPECT_EQ(internet()->flags(), 0U);
+        ip("link set lo up");
+        EXPECT_EQ(internet()->flags(), 0U);
+        DeploymentSettings::replace(DeploymentSettings{"127.0.0.1:80", 1343.0});
+        EXPECT_EQ(internet()->flags(), 0x20002U);
+        ip("link set lo down");
+        EXPECT_EQ(internet()->flags(), 0U);
+    });
+}
+
 TEST_F(ANetworkThatChanges, TellsOfIPv6Routes) {
     inItsOwnNamespace([](RunLoop& loop) {
         ip("route del default");
