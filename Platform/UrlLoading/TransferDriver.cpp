@@ -7,6 +7,7 @@
 
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -69,6 +70,7 @@ struct TransferDriver::State {
     ~State() { curl_multi_cleanup(multi); }
 
     static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
+    static int socketClosing(void* self, curl_socket_t socket) noexcept;
     static int timerChanged(CURLM*, long milliseconds, void* self) noexcept;
     void limitConnections();
     void begin(CURL* easy);
@@ -82,7 +84,7 @@ struct TransferDriver::State {
 
     struct Watched {
         std::unique_ptr<DescriptorWatch> watch;
-        /// Whose socket it is at present.
+        /// Whose socket it is at present; nobody's, while the connection is kept.
         Transfer* transfer = nullptr;
     };
 
@@ -116,13 +118,20 @@ Transfer* transferOf(CURL* easy) {
 int TransferDriver::State::socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept {
     auto& state = *static_cast<State*>(self);
     if (what == CURL_POLL_REMOVE) {
-        state.watched.erase(socket);
+        // The next request on this connection most often comes soon, and finds the watch in place.
+        if (const auto place = state.watched.find(socket); place != state.watched.end())
+            place->second.transfer = nullptr;
         return 0;
     }
     state.watchSocket(socket,
                       ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U),
                       transferOf(easy));
     return 0;
+}
+
+int TransferDriver::State::socketClosing(void* self, curl_socket_t socket) noexcept {
+    static_cast<State*>(self)->watched.erase(socket);
+    return ::close(socket);
 }
 
 int TransferDriver::State::timerChanged(CURLM*, long milliseconds, void* self) noexcept {
@@ -141,6 +150,8 @@ void TransferDriver::State::limitConnections() {
 }
 
 void TransferDriver::State::begin(CURL* easy) {
+    curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, socketClosing);
+    curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, this);
     checked(curl_multi_add_handle(multi, easy), "curl_multi_add_handle");
     running.insert(easy);
     limitConnections();
@@ -169,9 +180,14 @@ void TransferDriver::State::watchSocket(curl_socket_t socket, std::uint32_t even
 }
 
 void TransferDriver::State::socketReady(curl_socket_t socket, std::uint32_t events) {
+    Transfer* transfer = watched[socket].transfer;
+    if (transfer == nullptr) {
+        // The server has closed a connection that nobody uses; the transport notices when it would use it.
+        watched.erase(socket);
+        return;
+    }
     // The transport waits for what moves it on: a connection that is made, room for bytes to go, bytes that have come.
-    if (Transfer* transfer = watched[socket].transfer)
-        transfer->progressed();
+    transfer->progressed();
     const int ready = ((events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
                       ((events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
                       ((events & (EPOLLERR | EPOLLHUP)) != 0 ? CURL_CSELECT_ERR : 0);
