@@ -30,6 +30,7 @@ int dropUnwritableSegments(dl_phdr_info* object, std::size_t, void*) {
     for (int index = 0; index < object->dlpi_phnum; ++index) {
         const auto& header = object->dlpi_phdr[index];
         if (header.p_type == PT_DYNAMIC) {
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): dl_iterate_phdr(3) gives numbers.
             const auto* entry = reinterpret_cast<const ElfW(Dyn)*>(object->dlpi_addr + header.p_vaddr);
             for (; entry->d_tag != DT_NULL; ++entry) {
                 if (entry->d_tag == DT_TEXTREL)
@@ -45,6 +46,7 @@ int dropUnwritableSegments(dl_phdr_info* object, std::size_t, void*) {
         // The last page of a segment may be shared with the next one: it stays.
         const std::uintptr_t end = (object->dlpi_addr + header.p_vaddr + header.p_filesz) & ~(pageSize - 1);
         if (end > begin)
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): dl_iterate_phdr(3) gives numbers.
             ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
     }
     return 0;

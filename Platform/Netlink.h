@@ -25,7 +25,7 @@ std::optional<Value> leading(Bytes bytes) {
     static_assert(std::is_trivially_copyable_v<Value>);
     if (bytes.size() < sizeof(Value))
         return std::nullopt;
-    Value value;
+    Value value{};
     std::memcpy(&value, bytes.data(), sizeof value);
     return value;
 }

@@ -105,7 +105,7 @@ RunLoop::~RunLoop() {
     theLoop = nullptr;
 }
 
-RunLoop& RunLoop::main() {
+RunLoop& RunLoop::main() { // NOLINT(bugprone-exception-escape): not a program's main
     RunLoop* loop = theLoop;
     if (loop == nullptr)
         throw std::logic_error("this process has no run loop");

@@ -36,7 +36,7 @@ public:
     RunLoop& operator=(const RunLoop&) = delete;
 
     /// The loop of this process. Throws std::logic_error when there is none.
-    static RunLoop& main();
+    static RunLoop& main(); // NOLINT(bugprone-exception-escape): not a program's main
     /// Whether there is a loop in this process.
     static bool exists();
     /// Whether there is one and this thread is the one that it runs on.

@@ -102,7 +102,8 @@ void Listener::State::decide(const std::shared_ptr<Connection>& connection) {
 
 void Listener::State::receive(IncomingCall call) {
     // The bus tells of every sender before it hands on what was sent.
-    connections.at(call.sender())->receive(std::move(call));
+    const auto& connection = connections.at(call.sender());
+    connection->receive(std::move(call));
 }
 
 void Listener::State::forget(const std::string& peer) {

@@ -67,7 +67,10 @@ std::optional<std::string> MessageService::State::goToBus() {
     handlers.cut = [this] { returnToBus(); };
     handlers.peerSent = [this](const std::string& peer) { meet(peer); };
     // The bus tells of every sender before it hands on what was sent.
-    handlers.called = [this](IncomingCall call) { connections.at(call.sender())->receive(std::move(call)); };
+    handlers.called = [this](IncomingCall call) {
+        const auto& connection = connections.at(call.sender());
+        connection->receive(std::move(call));
+    };
     handlers.ownerChanged = [this](const std::string& name, const auto&) { forget(name); };
     bus = std::make_shared<Bus>(std::move(handlers));
     if (auto reason = bus->open())

@@ -77,9 +77,10 @@ public:
                                  Descriptor, SharedMemory, Array, Dictionary>;
 
     Value() = default;
+    // The requirement leaves copies and moves to their own constructors.
     template <class Kind>
     requires(!std::same_as<std::remove_cvref_t<Kind>, Value> && std::constructible_from<Storage, Kind>)
-        Value(Kind&& kind)
+        Value(Kind&& kind) // NOLINT(bugprone-forwarding-reference-overload)
         : storage_(std::forward<Kind>(kind)) {}
 
     /// The content where the value is of that kind, else nullptr.
