@@ -54,18 +54,29 @@ void RestConnector::configSessionForDownload() {
     makeSession(std::move(configuration));
 }
 
-void RestConnector::startAsyncTask(std::string_view task, const boost::json::value& params, ProgressHandler progress,
-                                   Finished finished) {
-    if (!Reachability::isReachable())
-        return finished({}, RestStatusNotReachable);
+std::optional<std::string> RestConnector::beginPost(const boost::json::value& params, ProgressHandler progress,
+                                                    const Finished& finished) {
+    if (!Reachability::isReachable()) {
+        finished({}, RestStatusNotReachable);
+        return std::nullopt;
+    }
     progressHandler_ = std::move(progress);
     configSessionForDownload();
     auto body = JsonPost::body(params, "Json String ");
     if (body.error() != nullptr) {
         session_.reset();
-        return finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
+        finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
+        return std::nullopt;
     }
-    sessionTask_ = session_->dataTaskWithRequest(JsonPost::jsonRequest(task, std::move(*body.answer())),
+    return std::move(*body.answer());
+}
+
+void RestConnector::startAsyncTask(std::string_view task, const boost::json::value& params, ProgressHandler progress,
+                                   Finished finished) {
+    auto body = beginPost(params, std::move(progress), finished);
+    if (!body)
+        return;
+    sessionTask_ = session_->dataTaskWithRequest(JsonPost::jsonRequest(task, std::move(*body)),
                                                  [finished = std::move(finished)](const std::optional<Data>& data,
                                                                                   const std::optional<HttpUrlResponse>&,
                                                                                   const std::optional<Error>& error) {
@@ -146,16 +157,10 @@ void RestConnector::startAsyncDownload(std::string_view url, ProgressHandler pro
 
 void RestConnector::startAsyncUpload(std::string_view task, const boost::json::value& params, ProgressHandler progress,
                                      const Finished& finished) {
-    if (!Reachability::isReachable())
-        return finished({}, RestStatusNotReachable);
-    progressHandler_ = std::move(progress);
-    configSessionForDownload();
-    auto body = JsonPost::body(params, "Json String ");
-    if (body.error() != nullptr) {
-        session_.reset();
-        return finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
-    }
-    const auto request = JsonPost::request(task, std::move(*body.answer()));
+    auto body = beginPost(params, std::move(progress), finished);
+    if (!body)
+        return;
+    const auto request = JsonPost::request(task, std::move(*body));
     Log::write("url is........" + (request.url ? request.url->absoluteString() : text(std::nullopt)));
     session_.reset();
 }
