@@ -42,13 +42,13 @@ struct Operation {
     using Answer = A;
 
     /// The name of the facade's function.
-    const char* name;
+    const char* name = nullptr;
     /// The keyword of its completion handler.
-    const char* handlerKeyword;
+    const char* handlerKeyword = nullptr;
     /// The path below the service root.
-    const char* path;
-    boost::json::object (*encode)(const Query&);
-    Answer (*decode)(boost::json::value&&);
+    const char* path = nullptr;
+    boost::json::object (*encode)(const Query&) = nullptr;
+    Answer (*decode)(boost::json::value&&) = nullptr;
     Variant variant = Variant::Post;
     OperationLog log{};
 };

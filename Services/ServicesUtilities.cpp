@@ -63,7 +63,7 @@ std::string ServicesUtilities::checkDuplicateAndCreate(const std::string& path,
                                                        [[maybe_unused]] const std::string& quenmarkPath) {
     const std::string folder = Files::deletingLastPathComponent(path);
     for (unsigned long long number = 1; Files::exists(path); ++number) {
-        const std::string candidate =
+        std::string candidate =
             Files::appendingPathComponent(folder, numberedName(path, Files::isDirectory(path), number));
         if (!Files::exists(candidate) && !Files::copyItem(path, candidate))
             return candidate;

@@ -110,7 +110,9 @@ private:
             const auto status = fs::symlink_status(path, failure);
             if (failure)
                 fail(path, failure);
-            if (!add(path, name + separator + child, status))
+            std::string childName = name;
+            childName.append(1, separator).append(child);
+            if (!add(path, childName, status))
                 into_.leftOut.push_back(path);
         }
     }

@@ -192,7 +192,7 @@ void TopFileUploadXpcService::clearTemp(const std::string& path) {
     const auto contents = Files::contentsOfDirectory(folder);
     if (const auto* names = std::get_if<std::vector<std::string>>(&contents)) {
         for (const auto& name : *names)
-            Files::removeItem(folder + "/" + name);
+            Files::removeItem(Files::appendingPathComponent(folder, name));
     }
 }
 

@@ -73,9 +73,9 @@ public:
 
 private:
     struct Known {
-        bool isFile;
+        bool isFile = false;
         FileIdentity identity;
-        std::int64_t upload;
+        std::int64_t upload = 0;
     };
     std::optional<Known> known(std::string_view computer, std::string_view name);
     void enter(std::string_view computer, std::string_view name, bool isFile, const FileIdentity& identity,

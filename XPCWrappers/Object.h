@@ -76,7 +76,7 @@ public:
 
     template <class Kind>
     requires(!std::same_as<std::remove_cvref_t<Kind>, Object> && std::constructible_from<Storage, Kind>)
-        Object(Kind&& kind)
+        Object(Kind&& kind) // NOLINT(bugprone-forwarding-reference-overload): the requirement leaves copies alone
         : storage_(std::forward<Kind>(kind)) {}
 
     /// The object as that class where it is of it, else nullptr.

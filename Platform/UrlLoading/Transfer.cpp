@@ -20,7 +20,6 @@ namespace {
 
 /// A rest of a body that is shorter is not worth a connection of its own.
 constexpr std::uint64_t worthTakingOver = 256 << 10;
-constexpr long bufferSize = 64 << 10;
 
 void checked(CURLcode result, const char* what) {
     if (result != CURLE_OK)
@@ -115,7 +114,7 @@ struct Transfer::Callbacks {
 
     static std::size_t readFile(char* space, std::size_t size, std::size_t count, void* self) noexcept {
         auto& transfer = touched(self);
-        const BodyFile& body = *std::get<const BodyFile*>(transfer.request_.body);
+        const BodyFile& body = **std::get_if<const BodyFile*>(&transfer.request_.body);
         const std::uint64_t left = body.size - transfer.fileOffset_;
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size * count, left));
         const auto got = ::pread(body.file.get(), space, wanted, static_cast<off_t>(transfer.fileOffset_));
@@ -152,9 +151,7 @@ Transfer::~Transfer() {
 }
 
 void Transfer::start() {
-    easy_ = curl_easy_init();
-    if (easy_ == nullptr)
-        throw std::runtime_error("curl_easy_init");
+    easy_ = driver_->newHandle();
     configure();
     configureBody();
     setHeaderFields();
@@ -176,7 +173,6 @@ void Transfer::configure() {
     set(easy_, CURLOPT_QUICK_EXIT, 1L);
     // The limits of time are the loader's; the transport's own is put out of the way.
     set(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
-    set(easy_, CURLOPT_BUFFERSIZE, bufferSize);
     set(easy_, CURLOPT_HEADERFUNCTION, Callbacks::headLine);
     set(easy_, CURLOPT_HEADERDATA, this);
     set(easy_, CURLOPT_WRITEFUNCTION, Callbacks::bodySlice);
@@ -317,9 +313,7 @@ void Transfer::driverEnds() {
 void Transfer::releaseHandle() {
     if (easy_ == nullptr)
         return;
-    driver_->stop(easy_);
-    curl_easy_cleanup(easy_);
-    easy_ = nullptr;
+    driver_->release(std::exchange(easy_, nullptr));
     curl_slist_free_all(headerLines_);
     headerLines_ = nullptr;
 }

@@ -29,6 +29,7 @@ constexpr std::size_t idleConnections = 8;
 /// How many transfers have a connection at once; those beyond wait their turn. Thousands at once would run out of
 /// descriptors, and a server's queue of new connections overflows long before (listen(2)).
 constexpr std::size_t maximumConnections = 32;
+constexpr std::size_t spareHandles = 2;
 /// How often the transport may ask to be called again at once before others have their turn.
 constexpr int roundsInARow = 8;
 
@@ -67,7 +68,11 @@ struct TransferDriver::State {
     }
     State(const State&) = delete;
     State& operator=(const State&) = delete;
-    ~State() { curl_multi_cleanup(multi); }
+    ~State() {
+        for (CURL* easy : spare)
+            curl_easy_cleanup(easy);
+        curl_multi_cleanup(multi);
+    }
 
     static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
     static int socketClosing(void* self, curl_socket_t socket) noexcept;
@@ -75,6 +80,7 @@ struct TransferDriver::State {
     void limitConnections();
     void begin(CURL* easy);
     void beginNext();
+    void end(CURL* easy);
     void watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer);
     void socketReady(curl_socket_t socket, std::uint32_t events);
     void timerFired();
@@ -102,6 +108,8 @@ struct TransferDriver::State {
     std::unordered_set<CURL*> running;
     std::list<CURL*> waiting;
     std::unordered_map<CURL*, std::list<CURL*>::iterator> placesOfWaiting;
+    /// Handles that the next transfers take, since making one costs a tenth of an exchange.
+    std::vector<CURL*> spare;
     std::vector<Transfer*> touched;
 };
 
@@ -166,6 +174,17 @@ void TransferDriver::State::beginNext() {
     placesOfWaiting.erase(easy);
     begin(easy);
     armTimer();
+}
+
+void TransferDriver::State::end(CURL* easy) {
+    if (const auto place = placesOfWaiting.find(easy); place != placesOfWaiting.end()) {
+        waiting.erase(place->second);
+        placesOfWaiting.erase(place);
+    } else if (running.erase(easy) != 0) {
+        curl_multi_remove_handle(multi, easy);
+        limitConnections();
+        beginNext();
+    }
 }
 
 void TransferDriver::State::watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer) {
@@ -264,17 +283,22 @@ void TransferDriver::start(void* easy) {
     state_->perform();
 }
 
-void TransferDriver::stop(void* easy) {
-    if (const auto place = state_->placesOfWaiting.find(easy); place != state_->placesOfWaiting.end()) {
-        state_->waiting.erase(place->second);
-        state_->placesOfWaiting.erase(place);
-        return;
-    }
-    if (state_->running.erase(easy) == 0)
-        return;
-    curl_multi_remove_handle(state_->multi, easy);
-    state_->limitConnections();
-    state_->beginNext();
+void* TransferDriver::newHandle() {
+    auto& spare = state_->spare;
+    CURL* easy = spare.empty() ? curl_easy_init() : spare.back();
+    if (easy == nullptr)
+        throw std::runtime_error("curl_easy_init");
+    if (!spare.empty())
+        spare.pop_back();
+    return easy;
+}
+
+void TransferDriver::release(void* easy) {
+    state_->end(easy);
+    if (state_->spare.size() >= spareHandles)
+        return curl_easy_cleanup(easy);
+    curl_easy_reset(easy);
+    state_->spare.push_back(easy);
 }
 
 void TransferDriver::touch(Transfer& transfer) {

@@ -1,7 +1,9 @@
 #include "Platform/UrlLoading/Url.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cstddef>
 #include <filesystem>
 #include <system_error>
 
@@ -27,8 +29,16 @@ int hexadecimalValue(char character) {
     return place == npos ? -1 : static_cast<int>(place);
 }
 
+/// Every request asks this of each character of its address.
+constexpr std::array<bool, 256> standsInUrl = [] {
+    std::array<bool, 256> table{};
+    for (std::size_t character = 0x21; character < 0x7F; ++character)
+        table[character] = alwaysEscaped.find(static_cast<char>(character)) == npos;
+    return table;
+}();
+
 bool mayStandInUrl(char character) {
-    return character > 0x20 && character < 0x7F && alwaysEscaped.find(character) == npos;
+    return standsInUrl[static_cast<unsigned char>(character)];
 }
 
 std::string lowerCase(std::string_view string) {

@@ -6,7 +6,9 @@
 
 namespace Platform {
 
+// An overrider may keep the handler.
 void UrlSessionDelegate::URLSessionTaskDidReceiveChallenge(UrlSession&, UrlSessionTask&,
+                                                           // NOLINTNEXTLINE(performance-unnecessary-value-param)
                                                            ChallengeHandler completionHandler) {
     completionHandler(ChallengeDisposition::PerformDefaultHandling);
 }

@@ -64,7 +64,7 @@ std::string fieldTable(const std::vector<FieldDescription>& fields) {
     for (const auto& field : fields) {
         const std::string key = field.key.empty() ? "not on the wire" : code(field.key);
         const std::string list = field.listOf.empty() ? "" : ", a list of " + code(field.listOf);
-        rows += "| " + key + " | " + code(field.property) + list + " |\n";
+        rows.append("| ").append(key).append(" | ").append(code(field.property)).append(list).append(" |\n");
     }
     return rows + "\n";
 }

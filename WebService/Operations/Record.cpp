@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <algorithm>
-#include <cctype>
 #include <charconv>
 
 namespace webservice {
