@@ -29,7 +29,7 @@ std::string quenmarkFolder() {
     if (!path)
         throw Failure(ExitStatus::Configuration,
                       "quenmarkPathKey is not set; set it with: quenmark prefs set quenmarkPathKey FOLDER");
-    const std::string folder = Platform::text(*path) + "/Quenmark";
+    std::string folder = Platform::text(*path) + "/Quenmark";
     if (!folder.starts_with('/'))
         throw Failure(ExitStatus::Configuration, "quenmarkPathKey is not an absolute path");
     return folder;

@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <functional>
 #include <iostream>
 #include <optional>
@@ -106,9 +107,7 @@ int run(const std::string& listen, const std::string& data) {
     return serve(*state, listen, address);
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int runCommandLine(int argc, char** argv) {
     CLI::App app("The development web service: holds items for computers and answers the service's operations.");
     std::string listen = "127.0.0.1:8080";
     std::string data;
@@ -127,9 +126,16 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EX_OK : EX_USAGE;
     }
+    return run(listen, data);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
     try {
-        return run(listen, data);
+        return runCommandLine(argc, argv);
     } catch (const std::exception& error) {
-        return fail(EX_SOFTWARE, error.what());
+        std::fprintf(stderr, "quenmark-webservice: %s\n", error.what());
+        return EX_SOFTWARE;
     }
 }

@@ -7,7 +7,8 @@ std::string stringWithXPCObject(const Value& object) {
 }
 
 Value newXPCObject(const std::string& string) {
-    return std::string(string.c_str());
+    // A text of the message ends where a zero byte is.
+    return string.substr(0, string.find('\0'));
 }
 
 } // namespace Quenmark::XPCParse
