@@ -56,9 +56,9 @@ struct Components {
     std::string_view path;
 
     explicit Components(std::string_view text) {
-        std::string_view rest = text.substr(0, text.find_first_of("?#"));
-        const auto colon = rest.find_first_of(":/");
-        if (colon != npos && rest[colon] == ':' && colon > 0 && isLetter(rest[0]) &&
+        std::string_view rest = text.substr(0, std::min(text.find('?'), text.find('#')));
+        const auto colon = rest.find(':');
+        if (colon != npos && colon < rest.find('/') && colon > 0 && isLetter(rest[0]) &&
             std::all_of(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(colon), [](char character) {
                 return isLetter(character) || isDigit(character) || character == '+' || character == '-' ||
                        character == '.';

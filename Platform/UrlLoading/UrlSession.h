@@ -26,7 +26,8 @@ struct UrlSessionConfiguration {
     std::chrono::duration<double> timeoutIntervalForRequest = std::chrono::seconds(60);
     /// The longest time of a whole transfer.
     std::chrono::duration<double> timeoutIntervalForResource = std::chrono::hours(7 * 24);
-    /// How many connections to one host this session uses at once; further tasks wait for a place.
+    /// How many connections to one host this session uses at once; further tasks wait for a place. All sessions of a
+    /// process together have at most 32 exchanges under way, long bodies aside.
     int httpMaximumConnectionsPerHost = 6;
 
     static UrlSessionConfiguration defaultSessionConfiguration() { return {}; }

@@ -117,7 +117,7 @@ private:
                 throw badRequest(statusOf(error), error.message());
             }
             response = co_await answer(parser, line);
-            keepAlive_ = parser.keep_alive() && !response.close;
+            keepAlive_ = parser.keep_alive();
         } catch (Refused& refused) {
             // The rest of the request is not read, so nothing more can be understood on this connection.
             keepAlive_ = false;

@@ -26,7 +26,6 @@ struct Response {
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
     std::optional<FileSlice> file; // instead of `body`
-    bool close = false;            // the connection, after this answer
 };
 
 // An answer with a JSON text as its body.
