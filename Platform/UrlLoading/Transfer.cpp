@@ -151,17 +151,20 @@ Transfer::~Transfer() {
 }
 
 void Transfer::start() {
-    easy_ = driver_->newHandle();
+    easy_ = driver_->takeSpareHandle();
+    if (easy_ == nullptr)
+        makeHandle();
     configure();
     configureBody();
     setHeaderFields();
     driver_->start(easy_);
 }
 
-void Transfer::configure() {
-    set(easy_, CURLOPT_PRIVATE, this);
-    set(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
-    set(easy_, CURLOPT_URL, request_.url.absoluteString().c_str());
+/// Makes a handle, with what is the same for every transfer.
+void Transfer::makeHandle() {
+    easy_ = curl_easy_init();
+    if (easy_ == nullptr)
+        throw std::runtime_error("curl_easy_init");
     set(easy_, CURLOPT_PATH_AS_IS, 1L);
     set(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
     set(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
@@ -174,8 +177,14 @@ void Transfer::configure() {
     // The limits of time are the loader's; the transport's own is put out of the way.
     set(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
     set(easy_, CURLOPT_HEADERFUNCTION, Callbacks::headLine);
-    set(easy_, CURLOPT_HEADERDATA, this);
     set(easy_, CURLOPT_WRITEFUNCTION, Callbacks::bodySlice);
+}
+
+void Transfer::configure() {
+    set(easy_, CURLOPT_PRIVATE, this);
+    set(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
+    set(easy_, CURLOPT_URL, request_.url.absoluteString().c_str());
+    set(easy_, CURLOPT_HEADERDATA, this);
     set(easy_, CURLOPT_WRITEDATA, this);
 }
 
@@ -184,6 +193,12 @@ bool Transfer::sendsBody() const {
     // A method that is about its body says so with a length even where there is none (RFC 9110, section 8.6).
     return method != "HEAD" && (!std::holds_alternative<std::monostate>(request_.body) || method == "POST" ||
                                 method == "PUT" || method == "PATCH");
+}
+
+/// Whether the next transfer sets whatever this one has set of its own.
+bool Transfer::leavesPlainHandle() const {
+    const std::string& method = request_.head.method;
+    return (method == "GET" || method == "POST") && !std::holds_alternative<const BodyFile*>(request_.body);
 }
 
 std::uint64_t Transfer::bodySize() const {
@@ -210,6 +225,7 @@ void Transfer::configureBody() {
         set(easy_, CURLOPT_POSTFIELDS, bodySize() == 0 ? "" : bytes->data());
         return;
     }
+    set(easy_, CURLOPT_POSTFIELDS, nullptr);
     set(easy_, CURLOPT_READFUNCTION, Callbacks::readFile);
     set(easy_, CURLOPT_READDATA, this);
     set(easy_, CURLOPT_SEEKFUNCTION, Callbacks::seekFile);
@@ -313,7 +329,9 @@ void Transfer::driverEnds() {
 void Transfer::releaseHandle() {
     if (easy_ == nullptr)
         return;
-    driver_->release(std::exchange(easy_, nullptr));
+    set(easy_, CURLOPT_ERRORBUFFER, nullptr);
+    set(easy_, CURLOPT_HTTPHEADER, nullptr);
+    driver_->release(std::exchange(easy_, nullptr), leavesPlainHandle());
     curl_slist_free_all(headerLines_);
     headerLines_ = nullptr;
 }

@@ -71,12 +71,14 @@ private:
     /// Who reads the body from the connection: known when its first bytes are there.
     enum class Reader { Undecided, Transport, Changing };
 
+    void makeHandle();
     void configure();
     void configureBody();
     void setHeaderFields();
     void finish(int code);
     void finish(std::optional<Error> error) { outcome_ = Outcome{std::move(error)}; }
     bool sendsBody() const;
+    bool leavesPlainHandle() const;
     std::uint64_t bodySize() const;
     bool canTakeOverConnection() const;
     void takeOverConnection();

@@ -283,21 +283,19 @@ void TransferDriver::start(void* easy) {
     state_->perform();
 }
 
-void* TransferDriver::newHandle() {
+void* TransferDriver::takeSpareHandle() {
     auto& spare = state_->spare;
-    CURL* easy = spare.empty() ? curl_easy_init() : spare.back();
-    if (easy == nullptr)
-        throw std::runtime_error("curl_easy_init");
-    if (!spare.empty())
-        spare.pop_back();
+    if (spare.empty())
+        return nullptr;
+    CURL* easy = spare.back();
+    spare.pop_back();
     return easy;
 }
 
-void TransferDriver::release(void* easy) {
+void TransferDriver::release(void* easy, bool reusable) {
     state_->end(easy);
-    if (state_->spare.size() >= spareHandles)
+    if (!reusable || state_->spare.size() >= spareHandles)
         return curl_easy_cleanup(easy);
-    curl_easy_reset(easy);
     state_->spare.push_back(easy);
 }
 
