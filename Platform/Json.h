@@ -2,11 +2,11 @@
 
 #include "Platform/Error.h"
 
+#include <boost/json/value.hpp>
+
 #include <string>
 #include <string_view>
 #include <variant>
-
-#include <boost/json/value.hpp>
 
 namespace Platform::Json {
 

@@ -29,7 +29,9 @@ struct Variation {
     bool isWrapper;
 };
 
-inline std::ostream& operator<<(std::ostream& stream, const Variation& variation) { return stream << variation.name; }
+inline std::ostream& operator<<(std::ostream& stream, const Variation& variation) {
+    return stream << variation.name;
+}
 
 inline constexpr Variation modern{1343.0, "ListenerAndSession", false};
 inline constexpr Variation between{1200.0, "ListenerAndConnection", false};
