@@ -241,12 +241,14 @@ TEST_F(AServiceAmongHostilePeers, SurvivesMessagesThatAreLongerThanTheLibraryTak
     const std::size_t head = bytes(1).size() - 1;
     // The bus adds the sender's name to the longest message that may be sent, which is then too long for the library:
     // it cuts its connection to the bus, and the service goes back there.
-    const auto owner = ownerOfTheService();
-    RawPeer longest(bus.socketPath());
-    longest.introduceItself();
-    EXPECT_TRUE(longest.write(bytes(maximumMessageSize - head)));
-    EXPECT_TRUE(loop.runUntil([&] { return ownerOfTheService() != owner && serves(); }));
-    expectAllWell();
+    for (const std::size_t total : {maximumMessageSize - 1, maximumMessageSize}) {
+        const auto owner = ownerOfTheService();
+        RawPeer longest(bus.socketPath());
+        longest.introduceItself();
+        EXPECT_TRUE(longest.write(bytes(total - head))) << total;
+        EXPECT_TRUE(loop.runUntil([&] { return ownerOfTheService() != owner && serves(); })) << total;
+        expectAllWell();
+    }
     RawPeer beyond(bus.socketPath());
     beyond.introduceItself();
     beyond.write(bytes(maximumMessageSize + 1 - head));
