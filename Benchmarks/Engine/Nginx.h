@@ -20,6 +20,7 @@ public:
 
     std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
     std::uint16_t port() const { return port_; }
+    pid_t process() const { return process_; }
 
 private:
     TestSupport::TemporaryDirectory folder_;

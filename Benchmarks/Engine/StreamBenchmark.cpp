@@ -1,5 +1,7 @@
-// A large item from nginx on loopback to tmpfs, through the service's URL layer and engine, beside `curl -o` and a bare
-// loop of recv and write. Each round runs all three, one after the other; the ratios are of the same round.
+// A large item from nginx on loopback to tmpfs, through the service's URL layer and engine, beside `curl -o`, a bare
+// loop of recv and write, and a loop that only writes: what the file alone costs. Each round runs all four, one after
+// the other; the ratios are of the same round. Everything is done twice, on a tmpfs of small pages, as most systems
+// mount it, and on one of large pages (tmpfs(5), "huge").
 //   StreamBenchmark [ROUNDS [MIB [RELEASE]]]
 
 #include "Engine/Nginx.h"
@@ -8,16 +10,21 @@
 #include "Platform/Log.h"
 #include "Platform/Memory.h"
 #include "Platform/RunLoop.h"
+#include "Support/Namespaces.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +34,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -39,7 +47,27 @@ struct Figures {
     long peakKib = 0;
 };
 
-Figures measure(const std::vector<std::string>& command) {
+/// Two parts of the processors that this program may use, one for nginx and one for its peers: where the two share a
+/// processor, the peers do more or less of nginx's sending, as it happens.
+struct Processors {
+    cpu_set_t nginx{};
+    cpu_set_t peers{};
+
+    Processors() {
+        ::sched_getaffinity(0, sizeof peers, &peers);
+        nginx = peers;
+        if (CPU_COUNT(&peers) < 2)
+            return;
+        std::size_t first = 0;
+        while (!CPU_ISSET(first, &peers))
+            ++first;
+        CPU_ZERO(&nginx);
+        CPU_SET(first, &nginx);
+        CPU_CLR(first, &peers);
+    }
+};
+
+Figures measure(const cpu_set_t& processors, const std::vector<std::string>& command) {
     std::vector<char*> arguments;
     for (const auto& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -47,6 +75,7 @@ Figures measure(const std::vector<std::string>& command) {
     const auto begin = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
     if (child == 0) {
+        ::sched_setaffinity(0, sizeof processors, &processors);
         ::execvp(arguments.front(), arguments.data());
         ::_exit(127);
     }
@@ -81,6 +110,17 @@ int bareLoop(const char* port, const char* target, const char* path) {
     // The head goes into the file as well; it weighs nothing.
     for (ssize_t count = 0; (count = ::recv(connection, buffer.data(), buffer.size(), 0)) > 0;) {
         if (::write(file, buffer.data(), static_cast<std::size_t>(count)) != count)
+            return 1;
+    }
+    return 0;
+}
+
+/// The peer that receives nothing: it makes a file of the item's length.
+int fill(long mebibytes, const char* path) {
+    const int file = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    const std::vector<char> buffer(1 << 20, 'x');
+    for (long count = 0; count < mebibytes; ++count) {
+        if (::write(file, buffer.data(), buffer.size()) != static_cast<ssize_t>(buffer.size()))
             return 1;
     }
     return 0;
@@ -122,19 +162,98 @@ void makeItem(const std::string& path, long mebibytes) {
         file.write(block.data(), static_cast<std::streamsize>(block.size()));
 }
 
-void print(const char* what, const std::vector<Figures>& ours, const std::vector<Figures>& peer, double target) {
+/// Memory that is free in blocks of 2 MiB may be taken back by the machine that runs this one, and costs whoever gets
+/// it next far more. This leaves twice the item's length free, in blocks that are a page short of that.
+void leaveMemoryFree(const std::string& path, long mebibytes) {
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const std::vector<char> block(2 << 20, 'x');
+    const auto length = static_cast<off_t>(block.size());
+    for (off_t offset = 0; offset < 2 * mebibytes << 20; offset += length) {
+        if (::pwrite(file, block.data(), block.size(), offset) != length)
+            throw std::system_error(errno, std::generic_category(), path);
+    }
+    constexpr off_t page = 4096;
+    for (off_t offset = 0; offset < 2 * mebibytes << 20; offset += length) {
+        if (::fallocate(file, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, offset + page, length - page) != 0)
+            throw std::system_error(errno, std::generic_category(), path);
+    }
+    ::close(file);
+}
+
+enum Peer : std::size_t { Engine, Curl, Bare, Fill };
+using Round = std::array<Figures, 4>;
+
+void print(const char* what, const std::vector<Round>& rounds, Peer ours, Peer peer, double target) {
     std::vector<double> wall;
     std::vector<double> cpu;
-    for (std::size_t round = 0; round < ours.size(); ++round) {
-        wall.push_back(ours[round].wall / peer[round].wall);
-        cpu.push_back(ours[round].cpu / peer[round].cpu);
+    for (const Round& round : rounds) {
+        wall.push_back(round.at(ours).wall / round.at(peer).wall);
+        cpu.push_back(round.at(ours).cpu / round.at(peer).cpu);
     }
-    std::printf("ratio to %-22s wall %.2f  CPU %.2f", what, Benchmarks::median(wall), Benchmarks::median(cpu));
+    std::printf("%-44s wall %.2f  CPU %.2f", what, Benchmarks::median(wall), Benchmarks::median(cpu));
     std::printf(target > 0 ? "  (at most %.2f)\n" : "\n", target);
 }
 
-/// Each comes before and behind each other one: what one has freed may cost the next one less, or more.
-constexpr std::array<std::array<int, 3>, 6> orders{{{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}}};
+struct Plan {
+    int rounds = 6;
+    long mebibytes = 2048;
+    std::string release = "1343";
+};
+
+/// Runs all rounds in a tmpfs of its own and prints what came out.
+bool run(const Plan& plan, const char* pages) {
+    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount("none", "/dev/shm", "tmpfs", 0, (std::string("size=100%,huge=") + pages).c_str()) != 0)
+        throw std::system_error(errno, std::generic_category(), "a tmpfs of this program's own");
+    const Processors processors;
+    TestSupport::ScopedEnvironment environment;
+    const Benchmarks::Settings source("unused");
+    makeItem(source.home() + "/item", plan.mebibytes);
+    leaveMemoryFree(source.home() + "/held", plan.mebibytes);
+    const Benchmarks::Nginx nginx(locations(source.home()));
+    ::sched_setaffinity(nginx.process(), sizeof processors.nginx, &processors.nginx);
+    const Benchmarks::Settings settings(nginx.host());
+    const std::string self = fs::read_symlink("/proc/self/exe");
+    const std::string target = settings.home() + "/peer";
+    const std::array<std::vector<std::string>, 4> commands{{
+        {self, "engine", plan.release},
+        {"curl", "-s", "-o", target, "http://" + nginx.host() + "/item"},
+        {self, "bare", std::to_string(nginx.port()), "/item", target},
+        {self, "fill", std::to_string(plan.mebibytes), target},
+    }};
+
+    std::vector<Round> rounds;
+    // Each comes before and behind each other one.
+    std::array<Peer, 4> order{Engine, Curl, Bare, Fill};
+    for (int number = 0; number <= plan.rounds; ++number) {
+        Round round;
+        for (const Peer peer : order) {
+            round.at(peer) = measure(processors.peers, commands.at(peer));
+            if (peer == Engine)
+                fs::rename(settings.placed("item"), target);
+            // The bare loop keeps the answer's head in the file.
+            if (fs::file_size(target) < static_cast<std::uintmax_t>(plan.mebibytes) << 20)
+                throw std::runtime_error("the item is not whole");
+            fs::remove(target);
+        }
+        std::next_permutation(order.begin(), order.end());
+        std::fprintf(stderr, "round %d%s: ours %.2f s, curl %.2f s, bare %.2f s, writing alone %.2f s\n", number,
+                     number == 0 ? " (to warm up)" : "", round[Engine].wall, round[Curl].wall, round[Bare].wall,
+                     round[Fill].wall);
+        if (number > 0)
+            rounds.push_back(round);
+    }
+    long peak = 0;
+    for (const Round& round : rounds)
+        peak = std::max(peak, round[Engine].peakKib);
+    std::printf("an item of %ld MiB, tmpfs huge=%s, %d rounds, release %s\n", plan.mebibytes, pages, plan.rounds,
+                plan.release.c_str());
+    print("  ratio to curl -o", rounds, Engine, Curl, 0.40);
+    print("  ratio to a bare recv+write loop", rounds, Engine, Bare, 0);
+    print("  writing alone, as a ratio to curl -o", rounds, Fill, Curl, 0);
+    std::printf("  peak memory %37.1f MiB  (at most 16)\n", static_cast<double>(peak) / 1024);
+    return true;
+}
 
 } // namespace
 
@@ -142,58 +261,21 @@ int main(int argc, char** argv) {
     const std::string mode = argc > 1 ? argv[1] : "";
     if (mode == "bare" && argc == 5)
         return bareLoop(argv[2], argv[3], argv[4]);
+    if (mode == "fill" && argc == 4)
+        return fill(std::atol(argv[2]), argv[3]);
     if (mode == "engine" && argc == 3)
         return engine(std::atof(argv[2]));
 
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 6;
-    const long mebibytes = argc > 2 ? std::atol(argv[2]) : 2048;
-    const std::string release = argc > 3 ? argv[3] : "1343";
-    TestSupport::ScopedEnvironment environment;
-    const Benchmarks::Settings source("unused");
-    makeItem(source.home() + "/item", mebibytes);
-    const Benchmarks::Nginx nginx(locations(source.home()));
-    const Benchmarks::Settings settings(nginx.host());
-    const std::string self = fs::read_symlink("/proc/self/exe");
-    const std::string target = settings.home() + "/peer";
-
-    std::vector<Figures> ours;
-    std::vector<Figures> curl;
-    std::vector<Figures> bare;
-    long peak = 0;
-    for (int round = 0; round <= rounds; ++round) {
-        Figures o;
-        Figures c;
-        Figures b;
-        for (const int peer : orders.at(static_cast<std::size_t>(round) % orders.size())) {
-            switch (peer) {
-            case 0:
-                b = measure({self, "bare", std::to_string(nginx.port()), "/item", target});
-                break;
-            case 1:
-                o = measure({self, "engine", release});
-                fs::rename(settings.placed("item"), target);
-                break;
-            default:
-                c = measure({"curl", "-s", "-o", target, "http://" + nginx.host() + "/item"});
-            }
-            // The bare loop keeps the answer's head in the file.
-            if (fs::file_size(target) < static_cast<std::uintmax_t>(mebibytes) << 20) {
-                std::fprintf(stderr, "the item is not whole\n");
-                return 70;
-            }
-            fs::remove(target);
-        }
-        if (round == 0)
-            continue; // The first round warms the memory up.
-        ours.push_back(o);
-        curl.push_back(c);
-        bare.push_back(b);
-        peak = std::max(peak, o.peakKib);
-        std::fprintf(stderr, "round %d: ours %.2f s, curl %.2f s, bare %.2f s\n", round, o.wall, c.wall, b.wall);
+    Plan plan;
+    if (argc > 1)
+        plan.rounds = std::atoi(argv[1]);
+    if (argc > 2)
+        plan.mebibytes = std::atol(argv[2]);
+    if (argc > 3)
+        plan.release = argv[3];
+    for (const char* pages : {"never", "within_size"}) {
+        if (!TestSupport::succeedsInNamespaces(CLONE_NEWNS, [&] { return run(plan, pages); }))
+            return 70;
     }
-    std::printf("an item of %ld MiB, %d rounds, release %s\n", mebibytes, rounds, release.c_str());
-    print("curl -o", ours, curl, 0.40);
-    print("a bare recv+write loop", ours, bare, 0);
-    std::printf("peak memory                     %.1f MiB (at most 16)\n", static_cast<double>(peak) / 1024);
     return 0;
 }

@@ -2,12 +2,22 @@
 
 #include <sys/epoll.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <utility>
 
 namespace Platform {
+
+namespace {
+
+/// How many bytes are gathered, and how many one call must have brought for that to begin.
+constexpr int gathered = 256 << 10;
+constexpr long gatheringLimit = 50'000'000; // nanoseconds
+
+} // namespace
 
 SocketBody::SocketBody(FileDescriptor socket, std::uint64_t length, PieceBuffer& pieces, std::function<void()> changed)
     : socket_(std::move(socket)), left_(length), pieces_(pieces), changed_(std::move(changed)) {
@@ -35,10 +45,49 @@ void SocketBody::receive() {
         broken_ = true;
         error_ = count < 0 ? errno : 0;
     }
+    received_ = true;
     if (isComplete() || isBroken())
         watch_.reset();
+    if (left_ < static_cast<std::uint64_t>(gathered))
+        stopGathering();
+    else if (count >= gathered)
+        startGathering();
     const auto changed = changed_;
     changed();
+}
+
+void SocketBody::startGathering() {
+    if (timerWatch_)
+        return;
+    timer_ = FileDescriptor(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
+    const itimerspec every{{0, gatheringLimit}, {0, gatheringLimit}};
+    if (!timer_ || ::timerfd_settime(timer_.get(), 0, &every, nullptr) != 0)
+        return; // Where there is no descriptor left, bytes are taken as they come.
+    timerWatch_ = RunLoop::main().watch(timer_.get(), EPOLLIN, [this](std::uint32_t) { timerFired(); });
+    gatherAtLeast(gathered);
+}
+
+void SocketBody::stopGathering() {
+    if (!timerWatch_)
+        return;
+    timerWatch_.reset();
+    timer_.reset();
+    gatherAtLeast(1);
+}
+
+/// Only ever too little is gathered where the kernel refuses this.
+void SocketBody::gatherAtLeast(int count) {
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVLOWAT, &count, sizeof count);
+}
+
+void SocketBody::timerFired() {
+    std::uint64_t times = 0;
+    [[maybe_unused]] const auto got = ::read(timer_.get(), &times, sizeof times);
+    if (std::exchange(received_, false))
+        return;
+    stopGathering();
+    if (watch_)
+        receive();
 }
 
 } // namespace Platform

@@ -163,6 +163,24 @@ TEST_F(AnAnswer, GoesToTheDelegateAsItArrives) {
     EXPECT_EQ(recorder->data, std::string(37, 'x'));
 }
 
+TEST_F(AnAnswer, GoesToTheDelegateAsItArrivesAlsoWhereMuchCameFastBefore) {
+    const Data much = pattern(16 << 20);
+    server.enqueue(
+        HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(3 * much.size()) + "\r\n\r\n" + much));
+    startStreaming("/");
+    std::size_t sent = much.size();
+    for (const std::size_t size : {std::size_t{1000}, std::size_t{1}, much.size(), std::size_t{70000}}) {
+        ASSERT_TRUE(loop.runUntil([&] { return recorder->data.size() == sent; })) << recorder->data.size();
+        server.send(0, std::string(size, 'x'));
+        sent += size;
+    }
+    server.send(0, std::string(3 * much.size() - sent, 'y'));
+    runToEnd();
+    EXPECT_EQ(recorder->calls.back(), "end 0");
+    EXPECT_EQ(recorder->data.size(), 3 * much.size());
+    EXPECT_TRUE(recorder->data.starts_with(much));
+}
+
 TEST_F(AnAnswer, ThatCameAtOnceIsOnePiece) {
     server.enqueue(HttpReply::raw(chunkedHead + chunk("one") + chunk("two") + chunk("three") + "0\r\n\r\n"));
     startStreaming("/");
