@@ -19,9 +19,10 @@ AQuenmarkTool::AQuenmarkTool()
     deploy(server.host());
 }
 
-CommandResult AQuenmarkTool::run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), QUENMARK_PROGRAM);
-    return TestSupport::runCommand(arguments);
+CommandResult AQuenmarkTool::run(const std::vector<std::string>& arguments) const {
+    std::vector<std::string> command{QUENMARK_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return TestSupport::runCommand(command);
 }
 
 CommandResult AQuenmarkTool::runWithInput(const std::string& input, const std::vector<std::string>& arguments) const {

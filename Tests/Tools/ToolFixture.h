@@ -19,7 +19,7 @@ protected:
     AQuenmarkTool();
 
     /// Runs the program to its end.
-    TestSupport::CommandResult run(std::vector<std::string> arguments) const;
+    TestSupport::CommandResult run(const std::vector<std::string>& arguments) const;
     /// As `run`, with `input` on standard input.
     TestSupport::CommandResult runWithInput(const std::string& input, const std::vector<std::string>& arguments) const;
     /// Names the web service and the release in the deployment settings.
