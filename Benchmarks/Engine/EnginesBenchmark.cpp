@@ -3,9 +3,9 @@
 // pass comes. The bus, the service and the sockets are real.
 //   EnginesBenchmark [ENGINES]
 
-#include "Engine/Nginx.h"
 #include "Engine/Settings.h"
 #include "Platform/RunLoop.h"
+#include "Servers/Nginx.h"
 #include "Support/BusPeer.h"
 #include "Support/PrivateBus.h"
 

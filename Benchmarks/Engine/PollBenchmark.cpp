@@ -2,12 +2,12 @@
 // behind. The engine's clock is replaced; the sockets are real, the server is nginx on loopback.
 //   PollBenchmark [PASSES]
 
-#include "Engine/Nginx.h"
 #include "Engine/Settings.h"
 #include "Platform/Clock.h"
 #include "Platform/Log.h"
 #include "Platform/Memory.h"
 #include "Platform/RunLoop.h"
+#include "Servers/Nginx.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
 #include <sys/epoll.h>

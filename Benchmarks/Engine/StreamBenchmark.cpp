@@ -4,12 +4,12 @@
 // mount it, and on one of large pages (tmpfs(5), "huge").
 //   StreamBenchmark [ROUNDS [MIB [RELEASE]]]
 
-#include "Engine/Nginx.h"
 #include "Engine/Settings.h"
 #include "Platform/DeploymentSettings.h"
 #include "Platform/Log.h"
 #include "Platform/Memory.h"
 #include "Platform/RunLoop.h"
+#include "Servers/Nginx.h"
 #include "Support/Namespaces.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 

@@ -30,17 +30,21 @@ bool sameFieldName(std::string_view one, std::string_view other) {
 void HeaderFields::set(std::string_view name, std::string_view value) {
     const auto found = find(fields_, name);
     if (found == fields_.end())
-        fields_.emplace_back(name, value);
+        append(name, value);
     else
         *found = Field(name, value);
 }
 
-void HeaderFields::add(std::string_view name, std::string_view value) {
+std::string& HeaderFields::add(std::string_view name, std::string_view value) {
     const auto found = find(fields_, name);
-    if (found == fields_.end())
-        fields_.emplace_back(name, value);
-    else
-        (found->second += ", ") += value;
+    return found == fields_.end() ? append(name, value) : (found->second += ", ") += value;
+}
+
+std::string& HeaderFields::append(std::string_view name, std::string_view value) {
+    constexpr std::size_t usual = 8;
+    if (fields_.empty())
+        fields_.reserve(usual);
+    return fields_.emplace_back(name, value).second;
 }
 
 void HeaderFields::remove(std::string_view name) {
@@ -55,6 +59,10 @@ std::optional<std::string> HeaderFields::valueForExactName(std::string_view name
 std::optional<std::string> HeaderFields::value(std::string_view name) const {
     const auto found = find(fields_, name);
     return found != fields_.end() ? std::optional(found->second) : std::nullopt;
+}
+
+bool HeaderFields::has(std::string_view name) const {
+    return find(fields_, name) != fields_.end();
 }
 
 std::string text(const HeaderFields& fields) {

@@ -15,14 +15,17 @@ public:
 
     /// Replaces the field of that name (in any case of letters), or adds it.
     void set(std::string_view name, std::string_view value);
-    /// Adds to the field of that name with ", " between the values (RFC 9110, section 5.3), or adds the field.
-    void add(std::string_view name, std::string_view value);
+    /// Adds to the field of that name with ", " between the values (RFC 9110, section 5.3), or adds the field. Returns
+    /// its value, which is valid until another field is added.
+    std::string& add(std::string_view name, std::string_view value);
     /// Removes the field of that name (in any case of letters), where there is one.
     void remove(std::string_view name);
     /// The value of the field with exactly that name, letter case included; nil when there is none.
     std::optional<std::string> valueForExactName(std::string_view name) const;
     /// The value of the field of that name in any case of letters (as field names are compared on the wire).
     std::optional<std::string> value(std::string_view name) const;
+    /// Whether there is a field of that name in any case of letters.
+    bool has(std::string_view name) const;
 
     auto begin() const { return fields_.begin(); }
     auto end() const { return fields_.end(); }
@@ -31,6 +34,8 @@ public:
     bool operator==(const HeaderFields&) const = default;
 
 private:
+    std::string& append(std::string_view name, std::string_view value);
+
     std::vector<Field> fields_;
 };
 

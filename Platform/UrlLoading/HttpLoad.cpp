@@ -46,7 +46,7 @@ std::optional<Error> unusable(const std::optional<Url>& url) {
         return UrlError::make(UrlError::BadUrl, url ? url->absoluteString() : "no URL");
     if (scheme != "http" && scheme != "https")
         return UrlError::make(UrlError::UnsupportedUrl, url->absoluteString());
-    if (url->origin().ends_with('/'))
+    if (!url->hasHost())
         return UrlError::make(UrlError::BadUrl, url->absoluteString() + " names no host");
     return std::nullopt;
 }
@@ -85,7 +85,6 @@ void HttpLoad::start() {
     lastProgress_ = RunLoop::main().now();
     if (auto error = prepare())
         return fail(std::move(*error));
-    armTimer();
     transfer();
 }
 
@@ -119,16 +118,16 @@ void HttpLoad::transferChanged() {
         lastProgress_ = RunLoop::main().now();
     if (!answer_ && transfer_->head().state() == ResponseHead::State::Complete) {
         const int status = transfer_->head().statusCode();
-        if (isRedirect(status) && transfer_->head().fields().value("Location"))
+        if (isRedirect(status) && transfer_->head().fields().has("Location"))
             return followRedirect(status);
-        answer_ = answer();
+        answer_ = takeAnswer();
     }
     scheduleDelivery();
 }
 
-HttpUrlResponse HttpLoad::answer() const {
-    const ResponseHead& head = transfer_->head();
-    return HttpUrlResponse{*url_, head.statusCode(), head.fields(), head.contentLength()};
+HttpUrlResponse HttpLoad::takeAnswer() {
+    ResponseHead& head = transfer_->head();
+    return HttpUrlResponse{*url_, head.statusCode(), head.takeFields(), head.contentLength()};
 }
 
 void HttpLoad::followRedirect(int status) {
@@ -231,7 +230,7 @@ public:
     void makeCall() {
         const auto client = load_.client_;
         if (!std::exchange(load_.headDelivered_, true))
-            return client->loadDidReceiveHead(*load_.answer_);
+            return client->loadDidReceiveHead(std::move(*load_.answer_));
         piece_ = load_.transfer_->pieces().take();
         client->loadDidReceiveData(piece_.view());
     }
@@ -267,12 +266,14 @@ std::optional<Duration> HttpLoad::deadline() const {
     return first == Duration::max() ? std::nullopt : std::optional(first);
 }
 
-/// One timer serves both limits, and progress does not move it: when it fires too early, it is set anew.
+/// One timer serves both limits, and neither progress nor the start moves it: when it fires too early, it is set anew.
 void HttpLoad::armTimer() {
-    const auto end = deadline();
-    if (!end || suspended_ || failure_)
+    if (suspended_ || failure_)
         return;
-    timer_ = Queue::main().timer(*end - RunLoop::main().now(), [this] { timerFired(); });
+    const Duration now = RunLoop::main().now();
+    const Duration end = std::min(deadline().value_or(Duration::max()), later(now, toDuration(settings_.idleLimit)));
+    if (end != Duration::max())
+        timer_ = Queue::main().timer(end - now, [this] { timerFired(); });
 }
 
 void HttpLoad::timerFired() {

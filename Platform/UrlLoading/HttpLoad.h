@@ -21,7 +21,7 @@ class HttpLoadClient {
 public:
     virtual ~HttpLoadClient() = default;
     /// The head of the answer, redirects left out.
-    virtual void loadDidReceiveHead(const HttpUrlResponse& head) = 0;
+    virtual void loadDidReceiveHead(HttpUrlResponse head) = 0;
     /// The next bytes, at most `maximumDataPiece`; valid during the call.
     virtual void loadDidReceiveData(std::string_view data) = 0;
     /// The last call; not made for a load whose loop has ended.
@@ -76,7 +76,7 @@ private:
     void transfer();
     void transferChanged();
     void followRedirect(int status);
-    HttpUrlResponse answer() const;
+    HttpUrlResponse takeAnswer();
 
     bool hasNews() const;
     void scheduleDelivery();
@@ -105,7 +105,7 @@ private:
     bool scheduled_ = false;
     bool delivering_ = false;
     bool headDelivered_ = false;
-    /// The head of the answer that the client gets.
+    /// The head of the answer, which the client gets.
     std::optional<HttpUrlResponse> answer_;
     /// An end that the transfer did not bring: everything else is dropped for it.
     std::optional<Error> failure_;

@@ -2,7 +2,7 @@
 
 #include "Platform/UrlLoading/UrlSession.h"
 
-#include <deque>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -43,11 +43,12 @@ public:
 private:
     struct Places {
         int taken = 0;
-        std::deque<std::weak_ptr<HttpSessionTask>> waiting;
+        std::list<std::weak_ptr<HttpSessionTask>> waiting;
     };
 
     std::shared_ptr<UrlSessionTask> makeTask(UrlRequest request, std::unique_ptr<TaskReceiver> receiver,
                                              std::optional<std::string> bodyFile);
+    bool hasRoom(const Places& places) const;
     void startWaiting(Places& places) const;
 
     const UrlSessionConfiguration configuration_;

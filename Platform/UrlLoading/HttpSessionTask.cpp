@@ -61,17 +61,17 @@ void HttpSessionTask::cancel() {
     load_->fail(UrlError::make(UrlError::Cancelled));
 }
 
-void HttpSessionTask::loadDidReceiveHead(const HttpUrlResponse& head) {
+void HttpSessionTask::loadDidReceiveHead(HttpUrlResponse head) {
     const auto delegate = session_->delegate();
     if (delegate && asksForAuthentication(head))
-        challenge(delegate, head);
+        challenge(delegate, std::move(head));
     else
-        receiveHead(head);
+        receiveHead(std::move(head));
 }
 
-void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, const HttpUrlResponse& head) {
+void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse head) {
     load_->hold();
-    challenging_ = head;
+    challenging_ = std::move(head);
     delegate->URLSessionTaskDidReceiveChallenge(*session_, *this,
                                                 [task = weak_from_this()](ChallengeDisposition disposition) {
                                                     if (const auto alive = task.lock())
@@ -80,19 +80,19 @@ void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& deleg
 }
 
 void HttpSessionTask::answerChallenge(ChallengeDisposition disposition) {
-    const auto head = std::exchange(challenging_, std::nullopt);
+    auto head = std::exchange(challenging_, std::nullopt);
     if (!head || state_ == State::Canceling || state_ == State::Completed)
         return;
     if (disposition == ChallengeDisposition::CancelChallenge)
         return cancel();
-    receiveHead(*head);
+    receiveHead(std::move(*head));
     load_->proceed();
 }
 
-void HttpSessionTask::receiveHead(const HttpUrlResponse& head) {
-    response_ = head;
+void HttpSessionTask::receiveHead(HttpUrlResponse head) {
+    response_ = std::move(head);
     if (receiver_) {
-        if (auto error = receiver_->receiveHead(head))
+        if (auto error = receiver_->receiveHead(*response_))
             load_->fail(std::move(*error));
     }
 }

@@ -37,16 +37,16 @@ public:
     void start() { load_->start(); }
     bool hasStarted() const { return load_->hasStarted(); }
 
-    void loadDidReceiveHead(const HttpUrlResponse& head) override;
+    void loadDidReceiveHead(HttpUrlResponse head) override;
     void loadDidReceiveData(std::string_view data) override;
     void loadDidEnd(const std::optional<Error>& error) override;
     void loadWasDropped() override;
 
 private:
     void begin();
-    void challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, const HttpUrlResponse& head);
+    void challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse head);
     void answerChallenge(ChallengeDisposition disposition);
-    void receiveHead(const HttpUrlResponse& head);
+    void receiveHead(HttpUrlResponse head);
     void letGoOfSession();
 
     /// Nil once the task is done.

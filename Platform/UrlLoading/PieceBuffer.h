@@ -19,7 +19,7 @@ public:
     /// Sets how many bytes it can hold, at most a piece's length, before the first byte comes.
     void setCapacity(std::size_t capacity) {
         if (!bytes_)
-            capacity_ = std::clamp(capacity, minimumCapacity, maximumDataPiece);
+            capacity_ = std::clamp<std::size_t>(capacity, 1, maximumDataPiece);
     }
 
     bool empty() const { return size_ == 0; }
@@ -32,8 +32,12 @@ public:
         return {bytes_.get() + size_, room()};
     }
     void commit(std::size_t count) { size_ += count; }
-    /// Takes all of `bytes`, or none of them and says no.
+    /// Takes all of `bytes`, or none of them and says no. An empty one takes all, however many were announced.
     bool append(std::string_view bytes) {
+        if (empty() && bytes.size() > capacity_) {
+            bytes_.reset();
+            capacity_ = bytes.size();
+        }
         if (bytes.size() > room())
             return false;
         std::memcpy(space().data(), bytes.data(), bytes.size());
@@ -49,9 +53,6 @@ public:
     }
 
 private:
-    /// No slice that the transport hands out is longer than this.
-    static constexpr std::size_t minimumCapacity = 16 << 10;
-
     std::unique_ptr<char[]> bytes_;
     std::size_t capacity_ = maximumDataPiece;
     std::size_t size_ = 0;

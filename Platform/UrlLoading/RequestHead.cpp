@@ -61,13 +61,15 @@ std::variant<RequestHead, Error> RequestHead::of(const UrlRequest& request, cons
         return UrlError::make(UrlError::BadUrl, "the method is not one that HTTP allows");
     RequestHead head;
     head.method = request.httpMethod;
-    if (!request.headerFields.value("User-Agent") && !additional.value("User-Agent"))
-        head.fields.set("User-Agent", userAgent());
+    if (!request.headerFields.has("User-Agent") && !additional.has("User-Agent")) {
+        static const std::string own = userAgent();
+        head.fields.set("User-Agent", own);
+    }
     for (const HeaderFields* fields : {&request.headerFields, &additional}) {
         for (const auto& field : *fields) {
             if (auto error = defect(field))
                 return std::move(*error);
-            if (fields == &request.headerFields || !request.headerFields.value(field.first))
+            if (fields == &request.headerFields || !request.headerFields.has(field.first))
                 head.fields.set(field.first, trimmed(field.second));
         }
     }

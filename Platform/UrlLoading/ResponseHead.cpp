@@ -68,28 +68,23 @@ ResponseHead::State ResponseHead::addField(std::string_view line) {
     if (blanks.find(line.front()) != std::string_view::npos) {
         // The line goes on with the field above it (RFC 9112, section 5.2).
         if (open_)
-            (open_->second += ' ') += trimmed(line);
+            (*open_ += ' ') += trimmed(line);
         return State::Reading;
     }
-    if (open_)
-        fields_.add(open_->first, open_->second);
-    open_.reset();
     const auto colon = line.find(':');
-    if (colon != std::string_view::npos && colon > 0)
-        open_.emplace(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+    const bool isField = colon != std::string_view::npos && colon > 0;
+    open_ = isField ? &fields_.add(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1))) : nullptr;
     return State::Reading;
 }
 
 ResponseHead::State ResponseHead::addEnd() {
-    if (open_)
-        fields_.add(open_->first, open_->second);
-    open_.reset();
+    open_ = nullptr;
     atStatusLine_ = true;
     if (statusCode_ == 101)
         return State::Malformed; // No request asks for another protocol.
     if (statusCode_ < 200)
         return State::Reading;
-    if (const auto length = fields_.value("Content-Length"); length && !fields_.value("Transfer-Encoding")) {
+    if (const auto length = fields_.value("Content-Length"); length && !fields_.has("Transfer-Encoding")) {
         contentLength_ = repeatedNumber(*length);
         if (!contentLength_)
             return State::Malformed;

@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace Platform {
 
@@ -21,6 +23,7 @@ public:
     State state() const { return state_; }
     int statusCode() const { return statusCode_; }
     const HeaderFields& fields() const { return fields_; }
+    HeaderFields takeFields() { return std::move(fields_); }
     /// The length of the body as "Content-Length" tells it; nil where it does not, or where a transfer coding does.
     std::optional<std::uint64_t> contentLength() const { return contentLength_; }
 
@@ -35,8 +38,8 @@ private:
     std::size_t lines_ = 0;
     int statusCode_ = 0;
     HeaderFields fields_;
-    /// The field that is being read, which the next line may go on with.
-    std::optional<HeaderFields::Field> open_;
+    /// The value of the last field, which the next line may go on with; null where that was none.
+    std::string* open_ = nullptr;
     std::optional<std::uint64_t> contentLength_;
 };
 

@@ -70,11 +70,6 @@ int errorCode(CURLcode code, bool headComplete) {
     }
 }
 
-/// The line that makes the transport send exactly that field (CURLOPT_HTTPHEADER(3)).
-std::string headerLine(const HeaderFields::Field& field) {
-    return field.second.empty() ? field.first + ";" : field.first + ": " + field.second;
-}
-
 } // namespace
 
 /// What the transport calls, in the middle of its work: each only records.
@@ -233,18 +228,27 @@ void Transfer::configureBody() {
 }
 
 void Transfer::setHeaderFields() {
-    const auto append = [this](const std::string& line) {
-        curl_slist* lines = curl_slist_append(headerLines_, line.c_str());
+    const auto append = [this](const char* line) {
+        curl_slist* lines = curl_slist_append(headerLines_, line);
         if (lines == nullptr)
             throw std::bad_alloc();
         headerLines_ = lines;
     };
-    for (const auto& field : request_.head.fields)
-        append(headerLine(field));
+    // The lines that make the transport send exactly these fields (CURLOPT_HTTPHEADER(3)).
+    std::string line;
+    for (const auto& [name, value] : request_.head.fields) {
+        line = name;
+        if (value.empty())
+            line += ';';
+        else
+            (line += ": ") += value;
+        append(line.c_str());
+    }
     // A name without a value keeps the transport from adding the field on its own.
-    for (const char* own : {"Accept", "Content-Type", "Expect"}) {
-        if (!request_.head.fields.value(own))
-            append(std::string(own) + ":");
+    for (const auto& [name, none] :
+         {std::pair("Accept", "Accept:"), std::pair("Content-Type", "Content-Type:"), std::pair("Expect", "Expect:")}) {
+        if (!request_.head.fields.has(name))
+            append(none);
     }
     set(easy_, CURLOPT_HTTPHEADER, headerLines_);
 }

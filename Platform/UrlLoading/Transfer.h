@@ -32,10 +32,10 @@ struct BodyFile {
 /// answers like others here, and nothing has a time limit.
 class Transfer {
 public:
-    /// What is sent. What a body refers to must outlive the transfer.
+    /// What is sent. All of it must outlive the transfer.
     struct Request {
-        Url url;
-        RequestHead head;
+        const Url& url;
+        const RequestHead& head;
         std::variant<std::monostate, std::string_view, const BodyFile*> body;
     };
     /// How a transfer ended: well, or with an error.
@@ -56,6 +56,7 @@ public:
     const Url& url() const { return request_.url; }
     /// The head of the answer; still being read, complete or malformed.
     const ResponseHead& head() const { return head_; }
+    ResponseHead& head() { return head_; }
     /// What was received of the body and not taken yet. Receiving stands still while it is full.
     PieceBuffer& pieces() { return pieces_; }
     /// To be called when `pieces` has room again.

@@ -144,6 +144,11 @@ std::string Url::path() const {
     return result;
 }
 
+bool Url::hasHost() const {
+    const std::string_view place = Components(text_).place();
+    return !place.empty() && place.front() != ':';
+}
+
 std::string Url::origin() const {
     const Components components(text_);
     const std::string scheme = lowerCase(components.scheme);

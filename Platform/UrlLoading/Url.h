@@ -23,6 +23,8 @@ public:
     /// The path with its escapes undone, without query and fragment.
     std::string path() const;
 
+    /// Whether a host stands behind "//".
+    bool hasHost() const;
     /// Scheme, host and port in lower case, the scheme's usual port left out: "http://host:8080". What one connection
     /// can serve (RFC 9110, section 4.3.1).
     std::string origin() const;

@@ -23,9 +23,9 @@ public:
     WholeAnswer(std::weak_ptr<HttpLoad> load, UrlConnection::Handler handler)
         : load_(std::move(load)), handler_(std::move(handler)) {}
 
-    void loadDidReceiveHead(const HttpUrlResponse& head) override {
-        head_ = head;
-        failWith(body_.expect(head));
+    void loadDidReceiveHead(HttpUrlResponse head) override {
+        head_ = std::move(head);
+        failWith(body_.expect(*head_));
     }
     void loadDidReceiveData(std::string_view data) override { failWith(body_.append(data)); }
     void loadDidEnd(const std::optional<Error>& error) override {
@@ -52,7 +52,7 @@ public:
     ConnectionEvents(std::shared_ptr<UrlConnection> connection, std::shared_ptr<UrlConnectionDelegate> delegate)
         : connection_(std::move(connection)), delegate_(std::move(delegate)) {}
 
-    void loadDidReceiveHead(const HttpUrlResponse& head) override {
+    void loadDidReceiveHead(HttpUrlResponse head) override {
         if (delegate_)
             delegate_->connectionDidReceiveResponse(*connection_, head);
     }

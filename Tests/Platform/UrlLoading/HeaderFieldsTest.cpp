@@ -54,6 +54,8 @@ TEST(HeaderFieldsTest, AreFoundByTheirExactNameOrInAnyCase) {
     EXPECT_EQ(fields.valueForExactName("returnstatus"), std::nullopt);
     EXPECT_EQ(fields.value("returnstatus"), "0");
     EXPECT_EQ(fields.value("Return"), std::nullopt);
+    EXPECT_TRUE(fields.has("returnstatus"));
+    EXPECT_FALSE(fields.has("Return"));
 }
 
 TEST(HeaderFieldsTest, AnEmptyValueIsAValue) {

@@ -75,5 +75,12 @@ TEST(UrlTest, TellsWhereItLeads) {
     EXPECT_EQ(Url::fromString("http://[::1]:8080/x")->origin(), "http://[::1]:8080");
 }
 
+TEST(UrlTest, HasAHostWhereOneStandsBeforeThePort) {
+    for (const char* text : {"http://host", "http://user@host:80/x", "http://[::1]:8080/", "file://host/path"})
+        EXPECT_TRUE(Url::fromString(text)->hasHost()) << text;
+    for (const char* text : {"http://", "http:///x", "http://:80", "http://user@:8080/x", "http:path", "/path"})
+        EXPECT_FALSE(Url::fromString(text)->hasHost()) << text;
+}
+
 } // namespace
 } // namespace Platform

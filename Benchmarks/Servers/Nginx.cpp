@@ -1,4 +1,4 @@
-#include "Engine/Nginx.h"
+#include "Servers/Nginx.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
