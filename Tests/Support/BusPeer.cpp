@@ -76,14 +76,27 @@ std::string BusPeer::uniqueName() const {
     return name;
 }
 
-bool BusPeer::waitForOwner(const std::string& name) {
+std::string BusPeer::ownerOf(const std::string& name) {
     const Target getNameOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner"};
-    return Platform::RunLoop::main().runUntil([&] {
-        const auto owner = call(getNameOwner, [&](sd_bus_message* message) {
-            checked(sd_bus_message_append(message, "s", name.c_str()), "sd_bus_message_append");
-        });
-        return owner && owner->errorName.empty();
+    const auto owner = call(getNameOwner, [&](sd_bus_message* message) {
+        checked(sd_bus_message_append(message, "s", name.c_str()), "sd_bus_message_append");
     });
+    return owner && owner->errorName.empty() ? owner->text : "";
+}
+
+bool BusPeer::waitForOwner(const std::string& name, const std::string& former) {
+    // Each change of an owner turns the loop, and has it look again.
+    sd_bus_slot* changes = nullptr;
+    checked(sd_bus_match_signal(
+                state_->bus, &changes, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "NameOwnerChanged", [](sd_bus_message*, void*, sd_bus_error*) { return 0; }, nullptr),
+            "sd_bus_match_signal");
+    const bool inTime = Platform::RunLoop::main().runUntil([&] {
+        const auto owner = ownerOf(name);
+        return !owner.empty() && owner != former;
+    });
+    sd_bus_slot_unref(changes);
+    return inTime;
 }
 
 sd_bus* BusPeer::handle() const {

@@ -48,8 +48,10 @@ public:
     BusPeer& operator=(const BusPeer&) = delete;
 
     std::string uniqueName() const;
-    /// Runs the loop until somebody on the bus has that name; says whether that was in time.
-    bool waitForOwner(const std::string& name);
+    /// The unique name of whoever has that name; "" while nobody has.
+    std::string ownerOf(const std::string& name);
+    /// Runs the loop until somebody on the bus has that name, and other than `former`; says whether that was in time.
+    bool waitForOwner(const std::string& name, const std::string& former = "");
     sd_bus* handle() const;
 
     /// Calls and runs the loop until there is an answer; nil where there is none in time.

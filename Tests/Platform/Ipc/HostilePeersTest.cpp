@@ -30,21 +30,15 @@ protected:
     AServiceAmongHostilePeers() {
         innocent = std::make_unique<BusPeer>();
         EXPECT_TRUE(serves());
-        sd_bus_creds* owner = nullptr;
-        EXPECT_GE(sd_bus_get_name_creds(innocent->handle(), message.destination.c_str(), SD_BUS_CREDS_PID, &owner), 0);
-        EXPECT_GE(sd_bus_creds_get_pid(owner, &process), 0);
-        sd_bus_creds_unref(owner);
+        process = processOfTheService();
         before = usage();
     }
 
-    /// The service's unique name; "" while nobody has the well-known one.
-    std::string ownerOfTheService() const {
+    pid_t processOfTheService() const {
+        pid_t result = 0;
         sd_bus_creds* owner = nullptr;
-        const char* name = "";
-        if (sd_bus_get_name_creds(innocent->handle(), message.destination.c_str(), SD_BUS_CREDS_UNIQUE_NAME, &owner) >=
-            0)
-            sd_bus_creds_get_unique_name(owner, &name);
-        const std::string result = name;
+        EXPECT_GE(sd_bus_get_name_creds(innocent->handle(), message.destination.c_str(), SD_BUS_CREDS_PID, &owner), 0);
+        EXPECT_GE(sd_bus_creds_get_pid(owner, &result), 0);
         sd_bus_creds_unref(owner);
         return result;
     }
@@ -69,6 +63,7 @@ protected:
     /// The same process serves, and has as many descriptors and threads as before.
     void expectAllWell() {
         EXPECT_TRUE(serves());
+        EXPECT_EQ(processOfTheService(), process);
         Usage after;
         // What the service still closes it closes soon.
         EXPECT_TRUE(loop.runUntil([&] {
@@ -242,11 +237,11 @@ TEST_F(AServiceAmongHostilePeers, SurvivesMessagesThatAreLongerThanTheLibraryTak
     // The bus adds the sender's name to the longest message that may be sent, which is then too long for the library:
     // it cuts its connection to the bus, and the service goes back there.
     for (const std::size_t total : {maximumMessageSize - 1, maximumMessageSize}) {
-        const auto owner = ownerOfTheService();
+        const auto owner = innocent->ownerOf(message.destination);
         RawPeer longest(bus.socketPath());
         longest.introduceItself();
         EXPECT_TRUE(longest.write(bytes(total - head))) << total;
-        EXPECT_TRUE(loop.runUntil([&] { return ownerOfTheService() != owner && serves(); })) << total;
+        EXPECT_TRUE(innocent->waitForOwner(message.destination, owner)) << total;
         expectAllWell();
     }
     RawPeer beyond(bus.socketPath());
