@@ -80,6 +80,7 @@ TEST_F(AHostileClient, IsToldWhenItsBodyIsTooLong) {
 TEST_F(AHostileClient, IsToldWhenItDoesNotSpeakHttp) {
     for (const auto& [bytes, status] :
          {std::pair("\x16\x03\x01\x02\r\n\r\n", "400"), std::pair("GET / HTTP/3.0\r\n\r\n", "505"),
+          std::pair("\r\n\r\nGET / HTTP/1.1\r\n\r\n", "400"),
           std::pair("POST / HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n", "501"),
           std::pair("POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nTransfer-Encoding: "
                     "chunked\r\n\r\nzz\r\n",
@@ -121,7 +122,7 @@ TEST_F(AHostileClient, MayLeaveAtAnyPoint) {
 }
 
 TEST_F(AHostileClient, MaySendOneByteAtATimeOrManyRequestsAtOnce) {
-    const std::string request = "POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\n"
+    const std::string request = "\r\nPOST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\n"
                                 "Transfer-Encoding: chunked\r\n\r\n14\r\n{\"ToComputerID\":\"7\"}\r\n0\r\n\r\n";
     HttpClient slow(service.port());
     for (const char byte : request) {

@@ -108,6 +108,7 @@ private:
         parser.body_limit(boost::none);
         error_code error;
         stream_.expires_after(longestStillness);
+        co_await passOverEmptyLine();
         co_await http::async_read_header(stream_, input_, parser, asio::redirect_error(asio::use_awaitable, error));
         endWhereGone(error);
         LogLine line(peer_);
@@ -130,6 +131,23 @@ private:
         co_await send(std::move(response), line);
         line.isWhole = true;
     }
+
+    // Some clients send one behind the body of the request before (RFC 9112, section 2.2). An error shows again when
+    // the request is read.
+    awaitable<void> passOverEmptyLine() {
+        constexpr std::string_view emptyLine = "\r\n";
+        error_code error;
+        while (!error && input_.size() < emptyLine.size() && emptyLine.starts_with(received())) {
+            const auto count = co_await stream_.async_read_some(input_.prepare(longestHead),
+                                                                asio::redirect_error(asio::use_awaitable, error));
+            input_.commit(count);
+        }
+        if (received().starts_with(emptyLine)) {
+            input_.consume(emptyLine.size());
+        }
+    }
+
+    std::string_view received() const { return {static_cast<const char*>(input_.data().data()), input_.size()}; }
 
     awaitable<Response> answer(Parser& parser, LogLine& line) {
         const RequestHead head = headOf(parser);

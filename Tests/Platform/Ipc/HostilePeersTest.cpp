@@ -184,7 +184,7 @@ TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryType) {
     BusPeer peer;
     int taken = 0;
     int refused = 0;
-    for (unsigned seed = 0; seed < 500; ++seed) {
+    for (unsigned seed = 0; seed < 2000; ++seed) {
         const auto answer = peer.call(message, [&](sd_bus_message* call) { RandomMessage(seed).fill(call); });
         ASSERT_TRUE(answer) << seed;
         if (*answer == emptyReply)
