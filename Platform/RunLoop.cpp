@@ -256,6 +256,7 @@ void RunLoop::removeTimer(TimerEntry& entry) {
 bool RunLoop::runReadyTasks(StopRule stopRule) {
     state_->takeHanded(*this);
     state_->takeDueTimers();
+    state_->mostReady = std::max(state_->mostReady, state_->ready.size());
     bool ran = false;
     for (int count = 0; count < tasksPerTurn && !state_->ready.empty(); ++count) {
         if (stopRule == StopRule::Heed && state_->status)
@@ -270,6 +271,7 @@ bool RunLoop::runReadyTasks(StopRule stopRule) {
         runTask(next.queue, next.task);
         ran = true;
     }
+    state_->releaseReady();
     return ran;
 }
 

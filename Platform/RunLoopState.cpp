@@ -81,6 +81,12 @@ void RunLoop::State::takeDueTimers() {
     }
 }
 
+void RunLoop::State::releaseReady() {
+    constexpr std::size_t many = 4096;
+    if (ready.empty() && std::exchange(mostReady, 0) > many)
+        std::deque<Ready>().swap(ready);
+}
+
 std::optional<Duration> RunLoop::State::nextDeadline() const {
     if (!realTime || timers.empty())
         return std::nullopt;

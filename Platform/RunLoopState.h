@@ -74,6 +74,8 @@ struct RunLoop::State {
     std::optional<Duration> armedDeadline;
 
     std::deque<Ready> ready;
+    /// How many were ready at once since `releaseReady` last gave memory back.
+    std::size_t mostReady = 0;
     std::map<TimerEntry::Key, std::shared_ptr<TimerEntry>> timers;
     std::uint64_t timersMade = 0;
     std::optional<Queue> current;
@@ -98,6 +100,8 @@ struct RunLoop::State {
     void schedule(const std::shared_ptr<TimerEntry>& entry) { timers.emplace(entry->key, entry); }
     /// Makes the tasks of all timers that are due ready.
     void takeDueTimers();
+    /// Gives back the table that the queue of tasks keeps of its blocks, where many tasks have made it long.
+    void releaseReady();
     /// What the kernel should wake the loop at.
     std::optional<Duration> nextDeadline() const;
     void armTimer();
