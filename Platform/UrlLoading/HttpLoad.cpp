@@ -85,6 +85,7 @@ void HttpLoad::start() {
     lastProgress_ = RunLoop::main().now();
     if (auto error = prepare())
         return fail(std::move(*error));
+    armTimer();
     transfer();
 }
 
@@ -108,7 +109,7 @@ void HttpLoad::transfer() {
         request.body = &*bodyFile_;
     else if (sendsBody_ && settings_.request.httpBody)
         request.body = std::string_view(*settings_.request.httpBody);
-    transfer_ = std::make_unique<Transfer>(RunLoop::main().attachment<TransferDriver>(), std::move(request),
+    transfer_ = std::make_unique<Transfer>(RunLoop::main().attachment<TransferDriver>(), request,
                                            [this] { transferChanged(); });
     transfer_->start();
 }
@@ -266,14 +267,12 @@ std::optional<Duration> HttpLoad::deadline() const {
     return first == Duration::max() ? std::nullopt : std::optional(first);
 }
 
-/// One timer serves both limits, and neither progress nor the start moves it: when it fires too early, it is set anew.
+/// One timer serves both limits, and progress does not move it: when it fires too early, it is set anew.
 void HttpLoad::armTimer() {
-    if (suspended_ || failure_)
+    const auto end = deadline();
+    if (!end || suspended_ || failure_)
         return;
-    const Duration now = RunLoop::main().now();
-    const Duration end = std::min(deadline().value_or(Duration::max()), later(now, toDuration(settings_.idleLimit)));
-    if (end != Duration::max())
-        timer_ = Queue::main().timer(end - now, [this] { timerFired(); });
+    timer_ = Queue::main().timer(*end - RunLoop::main().now(), [this] { timerFired(); });
 }
 
 void HttpLoad::timerFired() {

@@ -75,7 +75,7 @@ void SocketBody::stopGathering() {
     gatherAtLeast(1);
 }
 
-/// Only ever too little is gathered where the kernel refuses this.
+/// Every connection of TCP takes this (tcp(7)); where one does not, bytes are taken as they come.
 void SocketBody::gatherAtLeast(int count) {
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVLOWAT, &count, sizeof count);
 }

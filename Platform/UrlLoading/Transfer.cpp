@@ -134,8 +134,8 @@ void Transfer::progressed() {
     driver_->touch(*this);
 }
 
-Transfer::Transfer(TransferDriver& driver, Request request, std::function<void()> changed)
-    : driver_(&driver), request_(std::move(request)), changed_(std::move(changed)) {
+Transfer::Transfer(TransferDriver& driver, const Request& request, std::function<void()> changed)
+    : driver_(&driver), request_(request), changed_(std::move(changed)) {
     driver.add(*this);
 }
 
@@ -333,8 +333,9 @@ void Transfer::driverEnds() {
 void Transfer::releaseHandle() {
     if (easy_ == nullptr)
         return;
-    set(easy_, CURLOPT_ERRORBUFFER, nullptr);
-    set(easy_, CURLOPT_HTTPHEADER, nullptr);
+    // Neither can fail: both only forget a pointer.
+    curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);
+    curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, nullptr);
     driver_->release(std::exchange(easy_, nullptr), leavesPlainHandle());
     curl_slist_free_all(headerLines_);
     headerLines_ = nullptr;

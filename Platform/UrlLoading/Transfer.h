@@ -45,7 +45,7 @@ public:
 
     /// `changed` is called whenever something below may have changed, never from inside the transport; it may destroy
     /// the transfer. It may be called before `start` or `continueReading` returns.
-    Transfer(TransferDriver& driver, Request request, std::function<void()> changed);
+    Transfer(TransferDriver& driver, const Request& request, std::function<void()> changed);
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
     /// Ends the transfer wherever it stands; a connection in the middle of an answer is closed.
