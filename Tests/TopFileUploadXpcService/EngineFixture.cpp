@@ -92,6 +92,13 @@ void EngineFixture::enqueueFile(std::string_view jsonName, std::string_view name
     server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
 }
 
+void EngineFixture::startStream(HttpReply reply) {
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
+    server_.enqueue(streamTarget, std::move(reply));
+    start();
+    ASSERT_TRUE(waitFor(streamTarget));
+}
+
 std::string EngineFixture::contentOf(const std::string& path) {
     const auto content = Platform::Files::contents(path);
     const auto* bytes = std::get_if<std::string>(&content);

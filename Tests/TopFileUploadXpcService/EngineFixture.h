@@ -86,6 +86,9 @@ protected:
     /// Scripts one poll answer, its stream and its acknowledgement.
     void enqueueFile(std::string_view jsonName, std::string_view name, std::string_view content);
 
+    /// Starts the engine on the file "\Docs\a.txt" whose stream is `reply`, and lets the stream be asked for.
+    void startStream(TestSupport::HttpReply reply);
+
     std::string placed(std::string_view name) const { return home_.path() + "/Quenmark/" + std::string(name); }
     std::string temporary(std::string_view name) const { return temp_.path() + "/QuenmarkTemp/" + std::string(name); }
     static std::string contentOf(const std::string& path);

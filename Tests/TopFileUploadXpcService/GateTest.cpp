@@ -132,13 +132,6 @@ TEST_F(TheGate, IsOpenedByAnotherStartAfterAStall) {
 class TheGateOnBothTransports : public EngineFixture, public ::testing::WithParamInterface<double> {
 protected:
     TheGateOnBothTransports() { setRelease(GetParam()); }
-    /// Starts the engine on a file whose stream is `reply`.
-    void startStream(HttpReply reply) {
-        server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a)")));
-        server_.enqueue(streamTarget, std::move(reply));
-        start();
-        ASSERT_TRUE(waitFor(streamTarget));
-    }
     /// Bytes of a stream that announces ten bytes and brings four.
     static HttpReply fourOfTenBytes() {
         return HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\nabcd");
@@ -148,7 +141,7 @@ protected:
 TEST_P(TheGateOnBothTransports, OpensWhenTheConnectionIsLost) {
     startStream(fourOfTenBytes().thenClose());
     EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    EXPECT_EQ(contentOf(temporary("Docs/a")), "abcd");
+    EXPECT_EQ(contentOf(temporary("Docs/a.txt")), "abcd");
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }
 
@@ -170,7 +163,7 @@ TEST_P(TheGateOnBothTransports, OpensWhenNobodyListensForTheStream) {
 
 TEST_P(TheGateOnBothTransports, StaysClosedWhenTheStreamStandsStillAfterItsHead) {
     startStream(fourOfTenBytes());
-    ASSERT_TRUE(runUntil([&] { return contentOf(temporary("Docs/a")) == "abcd"; }));
+    ASSERT_TRUE(runUntil([&] { return contentOf(temporary("Docs/a.txt")) == "abcd"; }));
     const auto asked = questions();
     clock_.advance(std::chrono::seconds(61));
     ASSERT_TRUE(runUntil([&] { return server_.openConnections() == 0 || questions() > asked; }));
@@ -190,19 +183,19 @@ TEST_P(TheGateOnBothTransports, StaysClosedOnAnyOtherStatus) {
         startStream(HttpReply::ok("", {{"ReturnStatus", status}, {"IsFile", "False"}, {"FileName", "\\other"}}));
         ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == status; })) << status;
         expectStalled();
-        EXPECT_EQ(probe_.fileName(), "\\Docs\\a") << "nothing else is taken from the head";
+        EXPECT_EQ(probe_.fileName(), "\\Docs\\a.txt") << "nothing else is taken from the head";
         EXPECT_FALSE(Platform::Files::exists(placed("other")));
     }
 }
 
 TEST_P(TheGateOnBothTransports, OpensWhenAWriteFails) {
     // A folder stands where the temporary file is to be.
-    Platform::Files::createDirectory(temporary("Docs/a"));
+    Platform::Files::createDirectory(temporary("Docs/a.txt"));
     startStream(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\nabcd"));
     ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
     EXPECT_EQ(log_.count("Bytes Written : -1"), 1U);
-    EXPECT_TRUE(log_.contains("Stream error: Error Domain=POSIX Code=21 \"" + temporary("Docs/a") +
-                              ": Is a directory\""));
+    EXPECT_TRUE(
+        log_.contains("Stream error: Error Domain=POSIX Code=21 \"" + temporary("Docs/a.txt") + ": Is a directory\""));
 }
 
 INSTANTIATE_TEST_SUITE_P(Transports, TheGateOnBothTransports, ::testing::Values(1343.0, 1138.6),

@@ -10,13 +10,6 @@ using TestSupport::HttpReply;
 class AnOlderDownload : public EngineFixture {
 protected:
     AnOlderDownload() { setRelease(oldRelease); }
-    /// Starts the engine on the file "\Docs\a.txt" whose stream is `reply`.
-    void startStream(HttpReply reply) {
-        server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
-        server_.enqueue(streamTarget, std::move(reply));
-        start();
-        ASSERT_TRUE(waitFor(streamTarget));
-    }
 };
 
 TEST_F(AnOlderDownload, PlacesAFileAcknowledgesItAndAsksAgain) {

@@ -7,16 +7,7 @@ namespace Quenmark {
 
 using TestSupport::HttpReply;
 
-class ASessionDownload : public EngineFixture {
-protected:
-    /// Starts the engine on the file "\Docs\a.txt" whose stream is `reply`.
-    void startStream(HttpReply reply) {
-        server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
-        server_.enqueue(streamTarget, std::move(reply));
-        start();
-        ASSERT_TRUE(waitFor(streamTarget));
-    }
-};
+class ASessionDownload : public EngineFixture {};
 
 TEST_F(ASessionDownload, PlacesAFileAcknowledgesItAndAsksAgain) {
     Platform::Files::createDirectory(placed("Docs"));
