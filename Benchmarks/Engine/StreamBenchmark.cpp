@@ -2,6 +2,7 @@
 // loop of recv and write, and a loop that only writes: what the file alone costs. Each round runs all four, one after
 // the other; the ratios are of the same round. Everything is done twice, on a tmpfs of small pages, as most systems
 // mount it, and on one of large pages (tmpfs(5), "huge").
+// Takes three times the item's length of memory.
 //   StreamBenchmark [ROUNDS [MIB [RELEASE]]]
 
 #include "Engine/Settings.h"
@@ -165,15 +166,16 @@ void makeItem(const std::string& path, long mebibytes) {
 /// Memory that is free in blocks of 2 MiB may be taken back by the machine that runs this one, and costs whoever gets
 /// it next far more. This leaves twice the item's length free, in blocks that are a page short of that.
 void leaveMemoryFree(const std::string& path, long mebibytes) {
+    const off_t whole = static_cast<off_t>(2 * mebibytes) << 20;
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     const std::vector<char> block(2 << 20, 'x');
     const auto length = static_cast<off_t>(block.size());
-    for (off_t offset = 0; offset < 2 * mebibytes << 20; offset += length) {
+    for (off_t offset = 0; offset < whole; offset += length) {
         if (::pwrite(file, block.data(), block.size(), offset) != length)
             throw std::system_error(errno, std::generic_category(), path);
     }
     constexpr off_t page = 4096;
-    for (off_t offset = 0; offset < 2 * mebibytes << 20; offset += length) {
+    for (off_t offset = 0; offset < whole; offset += length) {
         if (::fallocate(file, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, offset + page, length - page) != 0)
             throw std::system_error(errno, std::generic_category(), path);
     }
