@@ -11,8 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <set>
@@ -58,6 +58,12 @@ public:
     }
 
 private:
+    /// What is in a folder, and where the events end that were waiting when it was looked at.
+    struct Listing {
+        std::vector<std::string> names;
+        std::uint64_t position = 0;
+    };
+
     /// Watches the tree, or, where the folder is not there, the nearest folder above it.
     void attach(bool tell) {
         while (true) {
@@ -70,7 +76,7 @@ private:
             }
             attached_ = isRoot;
             if (isRoot)
-                return watchContents(root_, tell);
+                return takeContents(root_, list(root_), tell);
             // What was made before the watch stood told nothing.
             if (nearestFolder() == nearest)
                 return;
@@ -102,32 +108,38 @@ private:
         return true;
     }
 
-    /// Watches the folders in a folder; with `tell`, what is there is reported as arrived.
-    void watchContents(const std::string& folder, bool tell) {
-        const auto contents = Files::contentsOfDirectory(folder);
-        const auto* names = std::get_if<std::vector<std::string>>(&contents);
-        if (names == nullptr)
-            return;
-        for (const auto& name : *names) {
+    /// Takes the folders among what is in a watched folder; with `tell`, all of it is reported as arrived.
+    void takeContents(const std::string& folder, const Listing& found, bool tell) {
+        for (const auto& name : found.names) {
             const std::string path = Files::appendingPathComponent(folder, name);
             const bool isDirectory = isRealDirectory(path);
-            if (tell && (isDirectory || !isHidden(path))) {
-                alreadyTold_.insert(path);
-                handler_({FileEvent::Kind::Arrived, path, isDirectory});
-            }
+            const bool counts = tell && (isDirectory || !isHidden(path));
+            if (counts && found.position > position_)
+                alreadyFound_[path] = lastFound_ = found.position;
             if (isDirectory)
-                watchFolder(path, tell);
+                takeFolder(path, tell);
+            else if (counts)
+                handler_({FileEvent::Kind::Arrived, path, false});
         }
-        eventsBeforeTelling_ = unreadBytes();
-        if (eventsBeforeTelling_ == 0)
-            alreadyTold_.clear();
     }
 
-    void watchFolder(const std::string& path, bool tell) {
-        if (addWatch(path, eventsOfTree | IN_DONT_FOLLOW))
-            watchContents(path, tell);
-        else if (errno != ENOENT && errno != ENOTDIR)
+    /// Watches a folder with those in it. It is listed before it is told of: what is made in it by one who has been
+    /// told comes later, by an event of its own.
+    void takeFolder(const std::string& path, bool tell) {
+        const bool isWatched = addWatch(path, eventsOfTree | IN_DONT_FOLLOW);
+        const bool isMissed = !isWatched && errno != ENOENT && errno != ENOTDIR;
+        const Listing found = isWatched ? list(path) : Listing();
+        if (tell)
+            handler_({FileEvent::Kind::Arrived, path, true});
+        if (isMissed)
             handler_({FileEvent::Kind::Missed, path, true});
+        takeContents(path, found, tell);
+    }
+
+    Listing list(const std::string& folder) const {
+        auto contents = Files::contentsOfDirectory(folder);
+        auto* names = std::get_if<std::vector<std::string>>(&contents);
+        return {names != nullptr ? std::move(*names) : std::vector<std::string>(), position_ + unreadBytes()};
     }
 
     /// The events that the system holds, and those of the buffer that come after the current one.
@@ -148,10 +160,10 @@ private:
             const std::size_t length = sizeof event + event.len;
             at += length;
             bytesAfterCurrent_ -= length;
-            eventsBeforeTelling_ -= std::min(eventsBeforeTelling_, length);
+            position_ += length;
             take(event, event.len > 0 ? std::string(name, ::strnlen(name, event.len)) : std::string());
-            if (eventsBeforeTelling_ == 0)
-                alreadyTold_.clear();
+            if (position_ >= lastFound_)
+                alreadyFound_.clear();
         }
     }
 
@@ -179,7 +191,7 @@ private:
         const bool isDirectory = (mask & IN_ISDIR) != 0;
         if ((mask & (IN_MOVED_FROM | IN_DELETE)) != 0)
             return itemLeft(path, isDirectory);
-        if ((mask & (IN_CREATE | IN_MOVED_TO)) != 0 && alreadyTold_.contains(path))
+        if ((mask & (IN_CREATE | IN_MOVED_TO)) != 0 && wasFound(path))
             return;
         if ((mask & IN_MODIFY) != 0)
             return handler_({FileEvent::Kind::Changed, path, isDirectory});
@@ -189,14 +201,21 @@ private:
         }
         if ((mask & IN_CLOSE_WRITE) != 0 && (beingWritten_.erase(path) == 0 || isHidden(path)))
             return;
-        handler_({FileEvent::Kind::Arrived, path, isDirectory});
         if (isDirectory)
-            watchFolder(path, true);
+            takeFolder(path, true);
+        else
+            handler_({FileEvent::Kind::Arrived, path, false});
+    }
+
+    /// Whether the current event is of an item that has been found and told of since.
+    bool wasFound(const std::string& path) const {
+        const auto found = alreadyFound_.find(path);
+        return found != alreadyFound_.end() && position_ <= found->second;
     }
 
     void itemLeft(const std::string& path, bool isDirectory) {
         beingWritten_.erase(path);
-        alreadyTold_.erase(path);
+        alreadyFound_.erase(path);
         // A folder that was moved away is still watched, under a path that is no longer its own.
         for (auto folder = folders_.begin(); isDirectory && folder != folders_.end();) {
             const auto next = std::next(folder);
@@ -217,10 +236,11 @@ private:
     bool attached_ = false;
     std::map<int, std::string> folders_;
     std::set<std::string> beingWritten_;
-    /// Items that were found in a folder and told of, for which an event may be waiting still: as long as there are
-    /// bytes of events from before.
-    std::set<std::string> alreadyTold_;
-    std::size_t eventsBeforeTelling_ = 0;
+    /// How far the events have been taken, in bytes.
+    std::uint64_t position_ = 0;
+    /// Items that were found in a folder, for which an event may be waiting still, up to the position given here.
+    std::map<std::string, std::uint64_t> alreadyFound_;
+    std::uint64_t lastFound_ = 0;
     std::size_t bytesAfterCurrent_ = 0;
 };
 

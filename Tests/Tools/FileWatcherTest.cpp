@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <utility>
 #include <vector>
 
 using Platform::FileEvent;
@@ -24,7 +26,11 @@ protected:
     AFileWatcher() { fs::create_directories(root); }
 
     FileWatcher watch() {
-        return FileWatcher(root, [this](const FileEvent& event) { events.push_back(event); });
+        return FileWatcher(root, [this](const FileEvent& event) {
+            events.push_back(event);
+            if (answer && event.path == root + "/" + answered)
+                std::exchange(answer, {})();
+        });
     }
     /// Waits until the item has arrived, and gives the items that had until then, folders with "/" behind.
     std::vector<std::string> arrivedUpTo(const std::string& name) {
@@ -51,6 +57,9 @@ protected:
     Platform::RunLoop loop;
     const std::string root = folder.path("root");
     std::vector<FileEvent> events;
+    /// What is done when the watcher first tells of the item `answered`.
+    std::string answered;
+    std::function<void()> answer;
 };
 
 using Names = std::vector<std::string>;
@@ -120,6 +129,31 @@ TEST_F(AFileWatcher, TellsOnceOfWhatIsMadeInFoldersFasterThanTheyAreWatched) {
     std::ranges::sort(names);
     std::ranges::sort(expected);
     EXPECT_EQ(names, expected);
+}
+
+TEST_F(AFileWatcher, TellsInTheirOrderOfItemsThatAreMadeInAFolderSinceItWasToldOf) {
+    fs::create_directory(root + "/old");
+    answered = "new";
+    answer = [this] {
+        moveIn("new/b");
+        moveIn("old/a");
+        moveIn("new/a");
+    };
+    const auto watcher = watch();
+    fs::create_directory(root + "/new");
+    EXPECT_EQ(arrivedUpTo("new/a"), (Names{"new/", "new/b", "old/a", "new/a"}));
+}
+
+TEST_F(AFileWatcher, TellsAgainOfAFileOfANewFolderThatIsReplacedOnceItWasToldOf) {
+    folder.write("tree/a", "");
+    answered = "tree/a";
+    answer = [this] {
+        moveIn("tree/a");
+        moveIn("end");
+    };
+    const auto watcher = watch();
+    fs::rename(folder.path("tree"), root + "/tree");
+    EXPECT_EQ(arrivedUpTo("end"), (Names{"tree/", "tree/a", "tree/a", "end"}));
 }
 
 TEST_F(AFileWatcher, TellsAgainOfAnItemThatComesBack) {
