@@ -1,5 +1,8 @@
 #include "Support/PrivateBus.h"
 
+#include "Platform/FileWatcher.h"
+#include "Platform/RunLoop.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
@@ -122,6 +125,12 @@ PrivateBus::PrivateBus(const std::vector<Service>& services) {
     environment_.set("DBUS_SESSION_BUS_ADDRESS", address_);
     environment_.set("DBUS_STARTER_ADDRESS", std::nullopt);
     environment_.set("DBUS_STARTER_BUS_TYPE", std::nullopt);
+}
+
+bool PrivateBus::waitForLog(std::string_view text) const {
+    // Wakes the loop whenever the log grows.
+    const Platform::FileWatcher watcher(folder_.path(), [](const Platform::FileEvent&) {});
+    return Platform::RunLoop::main().runUntil([&] { return log().find(text) != std::string::npos; });
 }
 
 PrivateBus::~PrivateBus() {

@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace TestSupport {
@@ -33,6 +34,8 @@ public:
     pid_t processId() const { return process_; }
     /// What the daemon, and the services that it launched, have written to standard error.
     std::string log() const { return folder_.read("bus.log"); }
+    /// Runs the loop until `log` holds `text`; false where it does not come to that.
+    bool waitForLog(std::string_view text) const;
 
     /// Ends the daemon at once, and with it all its connections.
     void kill();

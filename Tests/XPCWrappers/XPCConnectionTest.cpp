@@ -192,8 +192,7 @@ TEST_F(AnXPCConnection, EndsWithItsLastHolder) {
     const std::weak_ptr<Platform::Ipc::MessageConnection> platform = connection->connection();
     connection.reset();
     EXPECT_TRUE(loop.runUntil([&] { return platform.expired(); }));
-    EXPECT_TRUE(
-        loop.runUntil([&] { return bus.log().find("error handler: Connection invalid") != std::string::npos; }));
+    EXPECT_TRUE(bus.waitForLog("error handler: Connection invalid")) << bus.log();
 }
 
 } // namespace
