@@ -1,4 +1,4 @@
-// Tasks: their states, the order and the queue of what they report, and how long they and their session live.
+// Tasks: their states, and the order and the queue of what they report.
 
 #include "UrlLoadingFixture.h"
 
@@ -298,87 +298,6 @@ TEST_F(ATask, MayRunTheLoopWithinItsCalls) {
     EXPECT_TRUE(recorder->data == body);
 }
 
-TEST_F(ATask, IsKeptAliveWhileItRunsAndFreedAfterwards) {
-    server.enqueue(HttpReply::ok("x"));
-    auto task = makeTask();
-    const std::weak_ptr<UrlSessionTask> watch = task;
-    task->resume();
-    task.reset();
-    EXPECT_FALSE(watch.expired());
-    runToEnd();
-    settle();
-    EXPECT_TRUE(watch.expired());
-}
-
-TEST_F(ATask, LetsItsSessionAndDelegateGoAtItsEnd) {
-    server.enqueue(HttpReply::ok("x"));
-    auto delegate = std::make_shared<Recorder>();
-    const std::weak_ptr<Recorder> delegateWatch = delegate;
-    auto session = makeSession(delegate);
-    const std::weak_ptr<UrlSession> sessionWatch = session;
-    bool done = false;
-    delegate->duringEnd = [&](UrlSessionTask&) { done = true; };
-    const auto task = session->dataTaskWithRequest(get("/"));
-    task->resume();
-    session.reset();
-    delegate.reset();
-    EXPECT_FALSE(sessionWatch.expired());
-    EXPECT_FALSE(delegateWatch.expired());
-    ASSERT_TRUE(loop.runUntil([&] { return done; }));
-    settle();
-    EXPECT_TRUE(sessionWatch.expired());
-    EXPECT_TRUE(delegateWatch.expired());
-    EXPECT_EQ(task->state(), State::Completed);
-}
-
-/// A delegate that keeps its session, as one that makes its own sessions does.
-class Owner : public UrlSessionDelegate {
-public:
-    std::shared_ptr<UrlSession> session;
-};
-
-TEST_F(ATask, FreesASessionThatItsDelegateKeeps) {
-    server.setHandler([](const auto&) { return HttpReply::ok("x"); });
-    auto owner = std::make_shared<Owner>();
-    owner->session = makeSession(owner);
-    const std::weak_ptr<Owner> watch = owner;
-    Answer first;
-    start(*owner->session, get("/"), first);
-    ASSERT_TRUE(loop.runUntil([&] { return first.done; }));
-    Answer second;
-    start(*owner->session, get("/"), second);
-    owner.reset();
-    EXPECT_FALSE(watch.expired());
-    ASSERT_TRUE(loop.runUntil([&] { return second.done; }));
-    settle();
-    EXPECT_TRUE(watch.expired());
-}
-
-TEST_F(ATask, ThatNeverRanFreesItsSession) {
-    auto owner = std::make_shared<Owner>();
-    owner->session = makeSession(owner);
-    auto task = owner->session->uploadTaskWithStreamedRequest(get("/"));
-    const std::weak_ptr<Owner> watch = owner;
-    owner.reset();
-    EXPECT_FALSE(watch.expired());
-    task.reset();
-    EXPECT_TRUE(watch.expired());
-}
-
-TEST_F(ATask, CanBeTheLastToHoldEverythingInItsHandler) {
-    server.enqueue(HttpReply::ok("x"));
-    auto session = makeSession();
-    auto task = std::make_shared<std::shared_ptr<UrlSessionTask>>();
-    bool done = false;
-    *task = session->dataTaskWithRequest(get("/"), [&, task](const auto&, const auto&, const auto&) {
-        session.reset();
-        task->reset();
-        done = true;
-    });
-    (*task)->resume();
-    ASSERT_TRUE(loop.runUntil([&] { return done; }));
-}
-
 TEST_F(ATask, IsConfiguredAsItsSessionWasWhenItWasMade) {
     UrlSessionConfiguration configuration;
     configuration.httpMaximumConnectionsPerHost = 3;
@@ -386,36 +305,6 @@ TEST_F(ATask, IsConfiguredAsItsSessionWasWhenItWasMade) {
     configuration.httpMaximumConnectionsPerHost = 4;
     EXPECT_EQ(session->configuration().httpMaximumConnectionsPerHost, 3);
     EXPECT_EQ(UrlSessionConfiguration::defaultSessionConfiguration().httpMaximumConnectionsPerHost, 6);
-}
-
-TEST(ALoopThatEnds, DropsEveryLoadWithoutACall) {
-    const auto recorder = std::make_shared<Recorder>();
-    std::shared_ptr<UrlSessionTask> kept;
-    std::weak_ptr<UrlSession> session;
-    {
-        RunLoop loop;
-        TestSupport::HttpServer server;
-        server.enqueue("/silent", HttpReply::silence());
-        server.enqueue("/long",
-                       HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 9000000\r\n\r\n" + Data(400000, 'x')));
-        UrlSessionConfiguration configuration;
-        configuration.httpMaximumConnectionsPerHost = 2;
-        auto strong = UrlSession::sessionWithConfiguration(configuration, recorder);
-        session = strong;
-        // The last one waits for a place.
-        for (const auto* target : {"/silent", "/long", "/waiting"}) {
-            UrlRequest request;
-            request.url = Url::fromString(server.url(target));
-            kept = strong->dataTaskWithRequest(request);
-            kept->resume();
-        }
-        ASSERT_TRUE(loop.runUntil([&] { return recorder->data.size() == 400000; }));
-        recorder->calls.clear();
-    }
-    EXPECT_TRUE(recorder->calls.empty());
-    kept.reset();
-    EXPECT_TRUE(session.expired());
-    EXPECT_EQ(recorder.use_count(), 1);
 }
 
 } // namespace
