@@ -65,20 +65,12 @@ void HttpSession::taskIsDone() {
 
 void HttpSession::takePlace(const std::shared_ptr<HttpSessionTask>& task) {
     auto& places = placesByOrigin_[task->origin()];
-    if (places.waiting.empty() && hasRoom(places)) {
-        ++places.taken;
-        return task->start();
-    }
     places.waiting.push_back(task);
     startWaiting(places);
 }
 
-bool HttpSession::hasRoom(const Places& places) const {
-    return places.taken < std::max(configuration_.httpMaximumConnectionsPerHost, 1);
-}
-
 void HttpSession::startWaiting(Places& places) const {
-    while (!places.waiting.empty() && hasRoom(places)) {
+    while (!places.waiting.empty() && places.taken < std::max(configuration_.httpMaximumConnectionsPerHost, 1)) {
         const auto next = places.waiting.front().lock();
         places.waiting.pop_front();
         if (!next)

@@ -48,7 +48,6 @@ private:
 
     std::shared_ptr<UrlSessionTask> makeTask(UrlRequest request, std::unique_ptr<TaskReceiver> receiver,
                                              std::optional<std::string> bodyFile);
-    bool hasRoom(const Places& places) const;
     void startWaiting(Places& places) const;
 
     const UrlSessionConfiguration configuration_;
