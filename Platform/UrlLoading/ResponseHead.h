@@ -23,6 +23,7 @@ public:
     State state() const { return state_; }
     int statusCode() const { return statusCode_; }
     const HeaderFields& fields() const { return fields_; }
+    /// The same, to keep; `fields` is empty from then on.
     HeaderFields takeFields() { return std::move(fields_); }
     /// The length of the body as "Content-Length" tells it; nil where it does not, or where a transfer coding does.
     std::optional<std::uint64_t> contentLength() const { return contentLength_; }

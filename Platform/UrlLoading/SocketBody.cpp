@@ -75,7 +75,7 @@ void SocketBody::stopGathering() {
     gatherAtLeast(1);
 }
 
-/// Every connection of TCP takes this (tcp(7)); where one does not, bytes are taken as they come.
+/// Where the kernel does not take this, bytes are received as they come.
 void SocketBody::gatherAtLeast(int count) {
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVLOWAT, &count, sizeof count);
 }

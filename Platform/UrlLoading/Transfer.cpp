@@ -245,10 +245,11 @@ void Transfer::setHeaderFields() {
         append(line.c_str());
     }
     // A name without a value keeps the transport from adding the field on its own.
-    for (const auto& [name, none] :
-         {std::pair("Accept", "Accept:"), std::pair("Content-Type", "Content-Type:"), std::pair("Expect", "Expect:")}) {
-        if (!request_.head.fields.has(name))
-            append(none);
+    for (const char* own : {"Accept", "Content-Type", "Expect"}) {
+        if (request_.head.fields.has(own))
+            continue;
+        (line = own) += ':';
+        append(line.c_str());
     }
     set(easy_, CURLOPT_HTTPHEADER, headerLines_);
 }
