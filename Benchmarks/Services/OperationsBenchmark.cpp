@@ -7,8 +7,9 @@
 #include "Platform/Log.h"
 #include "Platform/RunLoop.h"
 #include "Servers/Nginx.h"
-#include "Servers/WebService.h"
 #include "Services/RestInterface.h"
+#include "Support/ServiceProcess.h"
+#include "Support/TemporaryDirectory.h"
 
 #include <curl/curl.h>
 
@@ -80,22 +81,23 @@ public:
     }
 
     void run(std::size_t count) {
-        for (; count > 0; --count) {
-            received_.clear();
-            require(curl_easy_perform(easy_.get()) == CURLE_OK && received_.find("Report.pdf") != std::string::npos,
-                    "an exchange failed");
-        }
+        for (; count > 0; --count)
+            require(bringsItem(), "an answer without the item");
     }
 
     /// Exchanges until the answer names the item, which a service may have to find first.
     void awaitItem() {
-        do {
-            received_.clear();
-            require(curl_easy_perform(easy_.get()) == CURLE_OK, "an exchange failed");
-        } while (received_.find("Report.pdf") == std::string::npos);
+        while (!bringsItem()) {
+        }
     }
 
 private:
+    /// Makes one exchange.
+    bool bringsItem() {
+        received_.clear();
+        require(curl_easy_perform(easy_.get()) == CURLE_OK, "an exchange failed");
+        return received_.find("Report.pdf") != std::string::npos;
+    }
     static std::size_t receive(char* bytes, std::size_t size, std::size_t count, void* self) {
         static_cast<CurlLoop*>(self)->received_.append(bytes, size * count);
         return size * count;
@@ -145,11 +147,13 @@ int main() try {
     Platform::Log::setSink([](std::string_view) {});
     const Benchmarks::Nginx nginx("    default_type application/json;\n    location / { return 200 '" +
                                   std::string(answer) + "'; }\n");
-    const Benchmarks::WebService service("91/Report.pdf");
+    const TestSupport::TemporaryDirectory folder;
+    folder.write("outbox/91/Report.pdf", "x");
+    const webservice::test::ServiceProcess service(folder.path());
     for (const auto& [transport, release] :
          {std::pair("session transport", 1343.0), std::pair("connection transport", 1138.6)}) {
         compare("nginx", transport, release, nginx.host());
-        compare("development web service", transport, release, service.host());
+        compare("development web service", transport, release, "127.0.0.1:" + std::to_string(service.port()));
     }
 } catch (const std::exception& exception) {
     std::fprintf(stderr, "OperationsBenchmark: %s\n", exception.what());
