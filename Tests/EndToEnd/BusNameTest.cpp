@@ -17,7 +17,7 @@ TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereItsNameIsTaken) {
     EXPECT_EQ(second.status, 69);
     EXPECT_EQ(std::count(second.errors.begin(), second.errors.end(), '\n'), 1) << second.errors;
     EXPECT_NE(second.errors.find("Velkarin.Quenmark.TopFileUploadXpcService"), std::string::npos) << second.errors;
-    EXPECT_TRUE(runUntil([&] { return count(pollTarget) >= 1; })) << "the first one goes on";
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) >= 1; })) << "the first one goes on";
 }
 
 TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereIsNoBus) {
@@ -34,7 +34,7 @@ TEST_P(AServiceThatCannotServe, EndsWhenTheBusIsLost) {
     ASSERT_TRUE(serviceProcess());
     const auto process = *serviceProcess();
     bus_->kill();
-    EXPECT_TRUE(runUntil([&] { return !exists("/proc/" + std::to_string(process) + "/exe"); }));
+    EXPECT_TRUE(pollUntil([&] { return !exists("/proc/" + std::to_string(process) + "/exe"); }));
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, AServiceThatCannotServe, ::testing::Values(modern, wrapper),

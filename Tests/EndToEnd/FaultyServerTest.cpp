@@ -46,7 +46,7 @@ TEST_P(ABrokenTransfer, ContinuesAfterTheServerCutTheBodyAnywhere) {
     });
     deploy(server_.host());
     start();
-    ASSERT_TRUE(runUntil([&] { return count(acknowledgeTarget) == 1; }));
+    ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
     EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 0, 1, 1'234'567, size - 1}));
     EXPECT_TRUE(contentOf(placed("a.bin")) == content_);
     EXPECT_FALSE(exists(temporary("a.bin")));
@@ -64,17 +64,17 @@ TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
     });
     deploy(server_.host());
     start();
-    ASSERT_TRUE(runUntil([&] {
+    ASSERT_TRUE(pollUntil([&] {
         std::error_code none;
         return std::filesystem::file_size(temporary("a.bin"), none) == 2'000'000 && !none;
     }));
     const auto process = serviceProcess();
     ASSERT_TRUE(process);
     ASSERT_EQ(::kill(*process, SIGKILL), 0);
-    ASSERT_TRUE(runUntil([&] { return !serviceProcess(); }));
+    ASSERT_TRUE(pollUntil([&] { return !serviceProcess(); }));
 
     start();
-    ASSERT_TRUE(runUntil([&] { return count(acknowledgeTarget) >= 1; }));
+    ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) >= 1; }));
     EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 2'000'000}));
     EXPECT_TRUE(contentOf(placed("a.bin")) == content_);
 }

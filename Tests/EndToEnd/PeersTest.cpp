@@ -26,9 +26,9 @@ TEST_P(APeer, ThatLeavesAfterItsCallHasStartedTheEngineForGood) {
     {
         BusPeer peer;
         askToStart(peer);
-        ASSERT_TRUE(runUntil([&] { return count(pollTarget) == 1; }));
+        ASSERT_TRUE(pollUntil([&] { return count(pollTarget) == 1; }));
     }
-    EXPECT_TRUE(runUntil([&] { return count(pollTarget) == 3; }));
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) == 3; }));
 }
 
 TEST_P(APeer, ThatCallsTwiceIsHeardTwice) {
@@ -38,9 +38,9 @@ TEST_P(APeer, ThatCallsTwiceIsHeardTwice) {
     deploy(server_.host());
     BusPeer peer;
     askToStart(peer);
-    ASSERT_TRUE(runUntil([&] { return count(pollTarget) == 1; }));
+    ASSERT_TRUE(pollUntil([&] { return count(pollTarget) == 1; }));
     askToStart(peer);
-    EXPECT_TRUE(runUntil([&] { return count(pollTarget) == 2; }));
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) == 2; }));
 }
 
 TEST_P(APeer, HasAnEngineOfItsOwn) {
@@ -50,9 +50,9 @@ TEST_P(APeer, HasAnEngineOfItsOwn) {
     askToStart(first);
     askToStart(second);
     // Two engines, each with a gate of its own, ask twice in each interval of two seconds.
-    ASSERT_TRUE(runUntil([&] { return count(pollTarget) >= 2; }));
+    ASSERT_TRUE(pollUntil([&] { return count(pollTarget) >= 2; }));
     const auto before = count(pollTarget);
-    EXPECT_TRUE(runUntil([&] { return count(pollTarget) >= before + 2; }));
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) >= before + 2; }));
     EXPECT_TRUE(serviceProcess());
 }
 
@@ -71,7 +71,7 @@ TEST_P(APeer, IsServedAfterAnotherHasSentAsMuchAsTheBusTakes) {
     const auto process = serviceProcess();
     BusPeer innocent;
     askToStart(innocent);
-    EXPECT_TRUE(runUntil([&] { return count(pollTarget) == 1; }));
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) == 1; }));
     EXPECT_EQ(serviceProcess(), process);
 }
 

@@ -1,5 +1,7 @@
 #include "EndToEnd/RealServiceFixture.h"
 
+#include "Platform/Files.h"
+
 #include <systemd/sd-bus.h>
 
 #include <sys/wait.h>
@@ -10,9 +12,9 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <system_error>
+#include <variant>
 
 namespace Quenmark {
 
@@ -38,10 +40,11 @@ pid_t spawn(const std::vector<std::string>& arguments, int standardOutput) {
     return process;
 }
 
-/// A file of /proc, whose entries end in zero bytes.
+/// A file of /proc, whose entries end in zero bytes; empty where the process has ended meanwhile.
 std::string procFile(const fs::path& process, const char* name) {
-    std::ifstream file(process / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    auto content = Platform::Files::contents(process / name);
+    const auto* text = std::get_if<std::string>(&content);
+    return text != nullptr ? *text : "";
 }
 
 } // namespace
@@ -116,16 +119,6 @@ std::optional<pid_t> RealServiceFixture::serviceProcess() const {
             return static_cast<pid_t>(std::stol(name));
     }
     return std::nullopt;
-}
-
-bool RealServiceFixture::runUntil(const std::function<bool()>& condition) {
-    const auto end = loop_.now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (loop_.now() > end)
-            return false;
-        loop_.runOnce(std::chrono::milliseconds(20));
-    }
-    return true;
 }
 
 std::size_t RealServiceFixture::count(std::string_view target) const {

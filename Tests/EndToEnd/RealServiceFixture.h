@@ -4,6 +4,7 @@
 #include "Support/BusPeer.h"
 #include "Support/Command.h"
 #include "Support/HttpServer.h"
+#include "Support/Polling.h"
 #include "Support/PrivateBus.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
@@ -20,6 +21,8 @@
 #include <vector>
 
 namespace Quenmark {
+
+using TestSupport::pollUntil;
 
 /// A release number that chooses front end and transport, and what to call it.
 struct Variation {
@@ -76,9 +79,6 @@ protected:
     /// The process that the bus launched.
     std::optional<pid_t> serviceProcess() const;
 
-    /// Runs the loop until the condition holds, and says whether it did in time. The condition is looked at again and
-    /// again, since files and processes change without an event of the loop's.
-    bool runUntil(const std::function<bool()>& condition);
     std::size_t count(std::string_view target) const;
     const TestSupport::HttpRequest& last(std::string_view target) const;
 

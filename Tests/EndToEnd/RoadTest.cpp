@@ -26,14 +26,14 @@ TEST_P(TheWholeRoad, BringsFilesAndFoldersAtAnyDepth) {
     WebServiceProcess service(data_.path(), 0);
     deploy(service.host());
     start();
-    ASSERT_TRUE(runUntil([&] { return contentOf(placed("A/B/deep.txt")) == "deep down"; }));
-    ASSERT_TRUE(runUntil([&] { return contentOf(placed("Grüße – 日本.txt")) == "letters of many kinds"; }));
-    ASSERT_TRUE(runUntil([&] { return fs::is_directory(placed("Empty")); }));
-    ASSERT_TRUE(runUntil([&] { return pendingItems(service) == 0; }));
+    ASSERT_TRUE(pollUntil([&] { return contentOf(placed("A/B/deep.txt")) == "deep down"; }));
+    ASSERT_TRUE(pollUntil([&] { return contentOf(placed("Grüße – 日本.txt")) == "letters of many kinds"; }));
+    ASSERT_TRUE(pollUntil([&] { return fs::is_directory(placed("Empty")); }));
+    ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
 
     send("later.txt", "sent while it runs");
-    ASSERT_TRUE(runUntil([&] { return contentOf(placed("later.txt")) == "sent while it runs"; }));
-    ASSERT_TRUE(runUntil([&] { return pendingItems(service) == 0; }));
+    ASSERT_TRUE(pollUntil([&] { return contentOf(placed("later.txt")) == "sent while it runs"; }));
+    ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
     EXPECT_FALSE(exists(temporary("later.txt")));
 }
 
@@ -42,10 +42,10 @@ TEST_P(TheWholeRoad, AcknowledgesAnItemOfNoBytesAndPlacesNothing) {
     WebServiceProcess service(data_.path(), 0);
     deploy(service.host());
     start();
-    ASSERT_TRUE(runUntil([&] { return pendingItems(service) == 0; }));
+    ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
     EXPECT_FALSE(exists(placed("empty.txt")));
     send("next.txt", "x");
-    EXPECT_TRUE(runUntil([&] { return contentOf(placed("next.txt")) == "x"; }));
+    EXPECT_TRUE(pollUntil([&] { return contentOf(placed("next.txt")) == "x"; }));
 }
 
 TEST_P(TheWholeRoad, AcknowledgesAFileWhoseParentFolderIsMissing) {
@@ -54,10 +54,10 @@ TEST_P(TheWholeRoad, AcknowledgesAFileWhoseParentFolderIsMissing) {
     server_.enqueue(acknowledgeTarget, TestSupport::HttpReply::json(R"({"ReturnStatus":"0"})"));
     deploy(server_.host());
     start();
-    ASSERT_TRUE(runUntil([&] { return count(acknowledgeTarget) == 1; }));
+    ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
     EXPECT_FALSE(exists(placed("Nowhere")));
     EXPECT_EQ(contentOf(temporary("Nowhere/a.txt")), "content");
-    EXPECT_TRUE(runUntil([&] { return count(pollTarget) == 2; }));
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) == 2; }));
 }
 
 TEST_P(TheWholeRoad, WaitsForAWebServiceThatIsAbsentAtTheStart) {
@@ -67,7 +67,7 @@ TEST_P(TheWholeRoad, WaitsForAWebServiceThatIsAbsentAtTheStart) {
     start();
     send("a.txt", "after all");
     const WebServiceProcess service(data_.path(), port);
-    EXPECT_TRUE(runUntil([&] { return contentOf(placed("a.txt")) == "after all"; }));
+    EXPECT_TRUE(pollUntil([&] { return contentOf(placed("a.txt")) == "after all"; }));
 }
 
 TEST_P(TheWholeRoad, FollowsSettingsThatChangeWhileItRuns) {
@@ -79,7 +79,7 @@ TEST_P(TheWholeRoad, FollowsSettingsThatChangeWhileItRuns) {
     const auto moved = home_.path("moved");
     fs::create_directories(moved + "/Quenmark");
     setPreferences("7", moved);
-    ASSERT_TRUE(runUntil([&] { return contentOf(moved + "/Quenmark/a.txt") == "for computer 7"; }));
+    ASSERT_TRUE(pollUntil([&] { return contentOf(moved + "/Quenmark/a.txt") == "for computer 7"; }));
     EXPECT_FALSE(exists(placed("a.txt")));
 }
 

@@ -4,6 +4,7 @@
 #include "MessageFixture.h"
 #include "Platform/Ipc/Message.h"
 #include "RawPeer.h"
+#include "Support/Polling.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -66,9 +67,9 @@ protected:
         EXPECT_EQ(processOfTheService(), process);
         Usage after;
         // What the service still closes it closes soon.
-        EXPECT_TRUE(loop.runUntil([&] {
+        EXPECT_TRUE(TestSupport::pollUntil([&] {
             after = usage();
-            return (after.descriptors == before.descriptors && after.threads == before.threads) || !serves();
+            return after.descriptors == before.descriptors && after.threads == before.threads;
         })) << after.descriptors
             << " descriptors and " << after.threads << " threads instead of " << before.descriptors << " and "
             << before.threads;
