@@ -153,7 +153,7 @@ int main() try {
     for (const auto& [transport, release] :
          {std::pair("session transport", 1343.0), std::pair("connection transport", 1138.6)}) {
         compare("nginx", transport, release, nginx.host());
-        compare("development web service", transport, release, "127.0.0.1:" + std::to_string(service.port()));
+        compare("development web service", transport, release, service.host());
     }
 } catch (const std::exception& exception) {
     std::fprintf(stderr, "OperationsBenchmark: %s\n", exception.what());

@@ -44,7 +44,7 @@ protected:
     Platform::RunLoop loop_;
     TestSupport::TemporaryDirectory folder_;
     TestSupport::ScopedEnvironment environment_;
-    WebServiceProcess service_{folder_.path("data"), 0};
+    ServiceProcess service_{folder_.path("data")};
 };
 
 TEST_F(TheOperations, AreAllAnsweredByTheDevelopmentWebService) {

@@ -4,16 +4,10 @@
 
 #include <systemd/sd-bus.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
-#include <system_error>
 #include <variant>
 
 namespace Quenmark {
@@ -24,22 +18,6 @@ using TestSupport::runCommand;
 
 namespace {
 
-pid_t spawn(const std::vector<std::string>& arguments, int standardOutput) {
-    std::vector<char*> argv;
-    for (const auto& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    const pid_t process = ::fork();
-    if (process < 0)
-        throw std::system_error(errno, std::generic_category(), "fork");
-    if (process == 0) {
-        ::dup2(standardOutput, STDOUT_FILENO);
-        ::execv(argv.front(), argv.data());
-        ::_exit(127);
-    }
-    return process;
-}
-
 /// A file of /proc, whose entries end in zero bytes; empty where the process has ended meanwhile.
 std::string procFile(const fs::path& process, const char* name) {
     auto content = Platform::Files::contents(process / name);
@@ -48,28 +26,6 @@ std::string procFile(const fs::path& process, const char* name) {
 }
 
 } // namespace
-
-WebServiceProcess::WebServiceProcess(std::string folder, int port) {
-    int ends[2];
-    if (::pipe(ends) != 0)
-        throw std::system_error(errno, std::generic_category(), "pipe");
-    process_ = spawn({QUENMARK_WEBSERVICE, "--listen", "127.0.0.1:" + std::to_string(port), "--data", folder}, ends[1]);
-    ::close(ends[1]);
-    std::string line;
-    char character = 0;
-    while (::read(ends[0], &character, 1) == 1 && character != '\n')
-        line += character;
-    ::close(ends[0]);
-    const auto colon = line.rfind(':');
-    if (colon == std::string::npos)
-        throw std::runtime_error("the web service did not start: " + line);
-    port_ = std::stoi(line.substr(colon + 1));
-}
-
-WebServiceProcess::~WebServiceProcess() {
-    ::kill(process_, SIGTERM);
-    ::waitpid(process_, nullptr, 0);
-}
 
 RealServiceFixture::RealServiceFixture() {
     environment_.set("HOME", home_.path());
@@ -147,7 +103,7 @@ bool RealServiceFixture::exists(const std::string& path) {
     return fs::exists(path);
 }
 
-long RealServiceFixture::pendingItems(const WebServiceProcess& service) {
+long RealServiceFixture::pendingItems(const ServiceProcess& service) {
     const auto result = runCommand({"curl", "-sf", "http://" + service.host() + "/status?computer=7"});
     const std::string mark = "\"pending\":";
     const auto place = result.output.find(mark);

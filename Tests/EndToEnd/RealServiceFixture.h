@@ -7,6 +7,7 @@
 #include "Support/Polling.h"
 #include "Support/PrivateBus.h"
 #include "Support/ScopedEnvironment.h"
+#include "Support/ServiceProcess.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +24,7 @@
 namespace Quenmark {
 
 using TestSupport::pollUntil;
+using webservice::test::ServiceProcess;
 
 /// A release number that chooses front end and transport, and what to call it.
 struct Variation {
@@ -39,23 +41,6 @@ inline std::ostream& operator<<(std::ostream& stream, const Variation& variation
 inline constexpr Variation modern{1343.0, "ListenerAndSession", false};
 inline constexpr Variation between{1200.0, "ListenerAndConnection", false};
 inline constexpr Variation wrapper{1138.6, "WrapperAndConnection", true};
-
-/// The real web service for development, in a process of its own.
-class WebServiceProcess {
-public:
-    /// Listens on `port`, or on a free one for 0; keeps its data in `folder`.
-    WebServiceProcess(std::string folder, int port);
-    WebServiceProcess(const WebServiceProcess&) = delete;
-    WebServiceProcess& operator=(const WebServiceProcess&) = delete;
-    ~WebServiceProcess();
-
-    int port() const { return port_; }
-    std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
-
-private:
-    pid_t process_ = -1;
-    int port_ = 0;
-};
 
 /// The real service, launched by name over a bus of the test's own, with settings and folders of the test's own.
 class RealServiceFixture : public ::testing::TestWithParam<Variation> {
@@ -89,7 +74,7 @@ protected:
     static std::optional<std::string> contentOf(const std::string& path);
     static bool exists(const std::string& path);
     /// How many items wait for the computer at the web service; -1 where it does not say.
-    long pendingItems(const WebServiceProcess& service);
+    long pendingItems(const ServiceProcess& service);
 
     static std::string item(std::string_view name, std::string_view isFile = "True");
     static TestSupport::Headers streamHeaders(std::string_view name);

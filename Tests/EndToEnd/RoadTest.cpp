@@ -23,7 +23,7 @@ TEST_P(TheWholeRoad, BringsFilesAndFoldersAtAnyDepth) {
     send("Grüße – 日本.txt", "letters of many kinds");
     send("A/B/deep.txt", "deep down");
     fs::create_directories(outbox("Empty"));
-    WebServiceProcess service(data_.path(), 0);
+    ServiceProcess service(data_.path());
     deploy(service.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return contentOf(placed("A/B/deep.txt")) == "deep down"; }));
@@ -39,7 +39,7 @@ TEST_P(TheWholeRoad, BringsFilesAndFoldersAtAnyDepth) {
 
 TEST_P(TheWholeRoad, AcknowledgesAnItemOfNoBytesAndPlacesNothing) {
     send("empty.txt", "");
-    WebServiceProcess service(data_.path(), 0);
+    ServiceProcess service(data_.path());
     deploy(service.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
@@ -61,17 +61,16 @@ TEST_P(TheWholeRoad, AcknowledgesAFileWhoseParentFolderIsMissing) {
 }
 
 TEST_P(TheWholeRoad, WaitsForAWebServiceThatIsAbsentAtTheStart) {
-    int port = 0;
-    { port = WebServiceProcess(data_.path(), 0).port(); }
+    const auto port = ServiceProcess(data_.path()).port();
     deploy("127.0.0.1:" + std::to_string(port));
     start();
     send("a.txt", "after all");
-    const WebServiceProcess service(data_.path(), port);
+    const ServiceProcess service(data_.path(), port);
     EXPECT_TRUE(pollUntil([&] { return contentOf(placed("a.txt")) == "after all"; }));
 }
 
 TEST_P(TheWholeRoad, FollowsSettingsThatChangeWhileItRuns) {
-    WebServiceProcess service(data_.path(), 0);
+    ServiceProcess service(data_.path());
     deploy(service.host());
     setPreferences("another computer", home_.path());
     start();

@@ -87,7 +87,7 @@ TEST_F(TheProgram, LogsOneLineForEachRequest) {
 
 TEST_F(TheProgram, GoesOnWhenNobodyReadsItsLog) {
     // Far more than a pipe holds.
-    ServiceProcess service(data, ServiceProcess::Errors::UnreadPipe);
+    ServiceProcess service(data, 0, ServiceProcess::Errors::UnreadPipe);
     HttpClient client(service.port());
     const std::string report = R"({"ErrorMessage":")" + std::string(10'000, 'x') + R"("})";
     for (int i = 0; i < 50; ++i) {

@@ -113,8 +113,8 @@ std::string Program::errors() const {
     return text;
 }
 
-ServiceProcess::ServiceProcess(const std::string& data, Errors errors)
-    : Program({"--listen", "127.0.0.1:0", "--data", data}, errors) {
+ServiceProcess::ServiceProcess(const std::string& data, std::uint16_t port, Errors errors)
+    : Program({"--listen", "127.0.0.1:" + std::to_string(port), "--data", data}, errors) {
     const std::string ready = line();
     const std::string expected = "listening on 127.0.0.1:";
     if (!ready.starts_with(expected)) {

@@ -42,11 +42,12 @@ private:
     Descriptor unread_;
 };
 
-// The program serving a folder on a port of its own.
+// The program serving a folder on `port`, or on a free one for 0.
 class ServiceProcess : public Program {
 public:
-    explicit ServiceProcess(const std::string& data, Errors errors = Errors::Memory);
+    explicit ServiceProcess(const std::string& data, std::uint16_t port = 0, Errors errors = Errors::Memory);
     std::uint16_t port() const { return port_; }
+    std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
 
 private:
     std::uint16_t port_;
