@@ -2,16 +2,16 @@
 
 #include "Platform/Error.h"
 
+#include <boost/json/object.hpp>
+
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include <boost/json/object.hpp>
-
 /// The user's preferences: one JSON object for each domain, in a file `<domain>.json` of the product's folder under
 /// the user's configuration home (Environment.h). A file that cannot be read or is not a JSON object counts as
-/// absent, and that is logged once for each state of the file, with its path and the place of the error. A domain name that is not a
-/// plain file name ("", ".", "..", or one with "/") names no domain.
+/// absent, and that is logged once for each state of the file, with its path and the place of the error. A domain name
+/// that is not a plain file name ("", ".", "..", or one with "/") names no domain.
 namespace Platform::Preferences {
 
 /// The file of a domain.

@@ -21,12 +21,20 @@ Queue Queue::global(Priority priority) {
     return Queue(priority == Priority::Background ? background : normal);
 }
 
-Queue Queue::serial(std::string label) { return Queue(makeLabel(std::move(label))); }
+Queue Queue::serial(std::string label) {
+    return Queue(makeLabel(std::move(label)));
+}
 
-const std::string& Queue::label() const { return *label_; }
+const std::string& Queue::label() const {
+    return *label_;
+}
 
-void Queue::async(Task task) const { RunLoop::main().add(*this, std::move(task)); }
+void Queue::async(Task task) const {
+    RunLoop::main().add(*this, std::move(task));
+}
 
-void Queue::after(Duration delay, Task task) const { RunLoop::main().addTimer(delay, *this, std::move(task)); }
+void Queue::after(Duration delay, Task task) const {
+    RunLoop::main().addTimer(delay, *this, std::move(task));
+}
 
 } // namespace Platform

@@ -2,13 +2,13 @@
 
 #include "Platform/Error.h"
 
+#include <boost/json/fwd.hpp>
+
 #include <concepts>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <boost/json/fwd.hpp>
 
 namespace Platform {
 

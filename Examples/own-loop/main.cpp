@@ -4,12 +4,12 @@
 #include <Platform/Log.h>
 #include <Platform/RunLoop.h>
 #include <Services/RestInterface.h>
+#include <sys/epoll.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <iostream>
 #include <optional>
-#include <sys/epoll.h>
-#include <unistd.h>
 
 int main(int argc, char** argv) {
     if (argc != 2) {
@@ -30,8 +30,8 @@ int main(int argc, char** argv) {
     std::optional<std::int64_t> outcome;
     Quenmark::GetTopFileUploadQuery query;
     query.toComputerId = argv[1];
-    Quenmark::RestInterface::asyncGetTopFileUpload(
-        query, [&outcome](const auto&, std::int64_t status) { outcome = status; });
+    Quenmark::RestInterface::asyncGetTopFileUpload(query,
+                                                   [&outcome](const auto&, std::int64_t status) { outcome = status; });
 
     library.processPending();
     while (!outcome) {
