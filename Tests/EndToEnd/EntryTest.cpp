@@ -14,6 +14,10 @@ struct Release {
     bool isWrapper;
 };
 
+std::ostream& operator<<(std::ostream& stream, const Release& release) {
+    return stream << release.name;
+}
+
 class TheEntry : public ::testing::TestWithParam<Release> {
 protected:
     TheEntry() {

@@ -65,12 +65,13 @@ void RealServiceFixture::askToStart(BusPeer& peer) {
 
 std::optional<pid_t> RealServiceFixture::serviceProcess() const {
     // The settings' folder is this test's own, and so is a service that was started with it.
-    const std::string program = std::string(QUENMARK_SERVICE) + '\0';
+    // Under valgrind it is an argument of another program.
+    const std::string program = '\0' + std::string(QUENMARK_SERVICE) + '\0';
     const std::string setting = "XDG_CONFIG_HOME=" + config_.path() + '\0';
     for (const auto& entry : fs::directory_iterator("/proc")) {
         const std::string name = entry.path().filename();
         if (name.find_first_not_of("0123456789") == std::string::npos &&
-            procFile(entry.path(), "cmdline").starts_with(program) &&
+            ('\0' + procFile(entry.path(), "cmdline")).find(program) != std::string::npos &&
             procFile(entry.path(), "environ").find(setting) != std::string::npos)
             return static_cast<pid_t>(std::stol(name));
     }
