@@ -1,0 +1,68 @@
+// How much memory the value of a text may take.
+
+#include "Platform/Json.h"
+
+#include <boost/json.hpp>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace {
+
+namespace Json = Platform::Json;
+
+std::string listOf(std::string_view element, std::size_t count) {
+    std::string text = "[";
+    text.reserve(count * (element.size() + 1) + 2);
+    for (std::size_t index = 0; index < count; ++index) {
+        if (index > 0)
+            text += ',';
+        text += element;
+    }
+    return text + "]";
+}
+
+std::string outcome(std::string_view text) {
+    const auto result = Json::parse(text);
+    const auto* error = std::get_if<Platform::Error>(&result);
+    return error != nullptr ? error->localizedDescription : "read";
+}
+
+constexpr const char* refusal = "Not JSON: the value takes more than 256 MiB";
+
+static_assert(sizeof(boost::json::value) == 24);
+
+TEST(TheValueOfAText, TakesAtMost256MiB) {
+    const std::string quoted = '"' + std::string(85 << 20, 'x') + '"';
+    EXPECT_EQ(outcome(listOf(quoted, 3)), "read");
+    EXPECT_EQ(outcome(listOf(quoted, 4)), refusal);
+}
+
+TEST(TheValueOfAText, IsRefusedWhileItIsReadNotAfterwards) {
+    // 24 bytes an element, and the list is still open.
+    std::string text = listOf("1", 11'200'000);
+    text.pop_back();
+    EXPECT_EQ(outcome(text), refusal);
+}
+
+TEST(TheValueOfAText, MayGrowInTheHandsOfItsOwner) {
+    auto result = Json::parse(listOf('"' + std::string(100 << 20, 'x') + '"', 1));
+    auto& string = std::get<boost::json::value>(result).as_array().at(0).as_string();
+    string.append(100 << 20, 'y');
+    EXPECT_EQ(string.size(), 200U << 20);
+    EXPECT_EQ(string.back(), 'y');
+}
+
+TEST(TheValueOfAText, OutlivesTheRestOfItsAnswer) {
+    boost::json::value kept;
+    {
+        auto result = Json::parse(listOf(R"({"name": "a text that is too long to lie in its value"})", 40'000));
+        auto& array = std::get<boost::json::value>(result).as_array();
+        kept = boost::json::value(std::move(array.at(39'999)), boost::json::storage_ptr());
+    }
+    EXPECT_EQ(kept.at("name"), "a text that is too long to lie in its value");
+}
+
+} // namespace
