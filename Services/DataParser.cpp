@@ -52,9 +52,7 @@ UpdateFileRequestResponseData DataParser::parseUpdateFileRequestResponseData(val
 }
 std::vector<SyncFilesInTableAndCloudResponseData>
 DataParser::parseSyncFilesInTableAndCloudResponseData(value&& answer) {
-    std::vector<SyncFilesInTableAndCloudResponseData> results;
-    decodeField(std::move(answer), results);
-    return results;
+    return decodeList<SyncFilesInTableAndCloudResponseData>(std::move(answer));
 }
 UpdateComputerStatusResponseData DataParser::parseUpdateComputerStatusResponseData(value&& answer) {
     return decode<UpdateComputerStatusResponseData>(std::move(answer));

@@ -43,7 +43,8 @@
 namespace Quenmark {
 
 /// Turns decoded answers into response records. The values are moved out of the answer and kept as they came; a
-/// missing key leaves nil. An answer of the wrong shape throws UnsupportedOperation (Coding.h). Pure functions.
+/// missing key leaves nil. An answer of the wrong shape throws UnsupportedOperation, one whose lists give more than 256
+/// MiB of records AnswerTooLarge (Coding.h). Pure functions.
 class DataParser {
 public:
     DataParser() = delete;

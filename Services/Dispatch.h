@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Platform/Json.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"
 #include "Services/Catalogue.h"
+#include "Services/Coding.h"
 #include "Services/JsonPost.h"
 #include "Services/RestInterface.h"
 
@@ -23,6 +25,16 @@ void startRawRequest(const char* path, boost::json::object params, RestInterface
 inline void logIfAny(const char* entry) {
     if (entry != nullptr)
         Platform::Log::write(entry);
+}
+
+/// The record of an answer, or the error that there is no room for it.
+template <class Query, class Answer>
+Result<Answer> decodeAnswer(const Operation<Query, Answer>& operation, boost::json::value&& answer) {
+    try {
+        return Result<Answer>(operation.decode(std::move(answer)));
+    } catch (const AnswerTooLarge& tooLarge) {
+        return Result<Answer>(Platform::Error{Platform::Json::errorDomain, Platform::Json::errorCode, tooLarge.what()});
+    }
 }
 
 template <class Query, class Answer>
@@ -46,8 +58,10 @@ void perform(const Operation<Query, Answer>& operation, const Query& query, Comp
                      auto* answer = result.answer();
                      boost::json::value decoded =
                          answer != nullptr ? std::move(*answer) : boost::json::value(boost::json::object_kind);
-                     handler(Result<Answer>(operation.decode(std::move(decoded))), RestStatusSuccess);
-                     logIfAny(operation.log.success);
+                     auto record = decodeAnswer(operation, std::move(decoded));
+                     const bool fits = record.error() == nullptr;
+                     handler(std::move(record), fits ? RestStatusSuccess : RestStatusDecodeError);
+                     logIfAny(fits ? operation.log.success : operation.log.failure);
                  });
 }
 

@@ -14,7 +14,7 @@ enum RestStatus : std::int64_t {
     RestStatusTransportError = 2,
     /// The parameters cannot be written as JSON; nothing was sent.
     RestStatusEncodeError = 4,
-    /// The answer is not JSON.
+    /// The answer is not JSON, or takes more than 256 MiB of memory once it is decoded.
     RestStatusDecodeError = 5,
 };
 

@@ -90,6 +90,26 @@ TEST_F(TheFacade, LetsGoOfTheHandlerAfterItsCall) {
     }
 }
 
+TEST_F(TheFacade, ReportsAnAnswerWhoseRecordsTakeTooMuchMemory) {
+    for (const double release : {release10_10, release10_7}) {
+        setRelease(release);
+        std::string list = "{}";
+        for (int element = 0; element < 500'000; ++element)
+            list += ",{}";
+        server.enqueue(HttpReply::json(R"({"FileToTransfer": [)" + list + "]}"));
+        std::optional<Platform::Error> error;
+        std::int64_t status = 0;
+        RestInterface::asyncGetSharedFilesTransferData({}, [&](const auto& result, std::int64_t reported) {
+            ASSERT_NE(result.error(), nullptr);
+            error = *result.error();
+            status = reported;
+        });
+        ASSERT_TRUE(runUntil([&] { return error.has_value(); }));
+        EXPECT_EQ(status, 5);
+        EXPECT_EQ(*error, (Platform::Error{"JSON", 3840, "the records of the answer take more than 256 MiB"}));
+    }
+}
+
 TEST_F(TheFacade, SurvivesAHandlerThatThrows) {
     for (const double release : {release10_10, release10_7}) {
         setRelease(release);

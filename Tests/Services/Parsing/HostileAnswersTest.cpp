@@ -142,6 +142,24 @@ TEST(AnAnswer, IsNotReadWhenItIsNestedTooDeep) {
     EXPECT_TRUE(std::holds_alternative<Platform::Error>(Platform::Json::parse(std::string(1 << 20, '['))));
 }
 
+TEST(AnAnswer, IsRefusedWhereItsRecordsTakeMoreThan256MiB) {
+    using Quenmark::DataParser;
+    const auto empties = [](std::size_t count) { return boost::json::array(count, boost::json::object()); };
+    // Half of it for each of two lists, and one too many.
+    const std::size_t files = (128 << 20) / sizeof(Quenmark::FileToTransfer);
+    const std::size_t received = (128 << 20) / sizeof(Quenmark::RecFileFromTransfer);
+    EXPECT_EQ(DataParser::parseGetSharedFilesTransferDataResponseData(
+                  boost::json::object{{"FileToTransfer", empties(files)}, {"RecFileFromTransfer", empties(received)}})
+                  .RecFileFromTransferArray.size(),
+              received);
+    EXPECT_THROW(
+        DataParser::parseGetSharedFilesTransferDataResponseData(
+            boost::json::object{{"FileToTransfer", empties(files)}, {"RecFileFromTransfer", empties(received + 2)}}),
+        Quenmark::AnswerTooLarge);
+    const std::size_t results = (256 << 20) / sizeof(Quenmark::SyncFilesInTableAndCloudResponseData);
+    EXPECT_THROW(DataParser::parseSyncFilesInTableAndCloudResponseData(empties(results + 1)), Quenmark::AnswerTooLarge);
+}
+
 } // namespace
 
 } // namespace ServicesTests
