@@ -12,10 +12,21 @@ namespace Quenmark::JsonPost {
 namespace Log = Platform::Log;
 using Platform::text;
 
+namespace {
+
+/// A log entry has no use for more of a body.
+constexpr std::size_t maximumLogged = 128 << 10;
+
+std::string excerpt(std::string_view body) {
+    return std::string(body.substr(0, maximumLogged)) + (body.size() > maximumLogged ? "..." : "");
+}
+
+} // namespace
+
 Result<std::string> body(const boost::json::value& params, std::string_view logPrefix) {
     auto written = Platform::Json::prettyPrinted(params);
     auto* json = std::get_if<std::string>(&written);
-    Log::write(std::string(logPrefix) + (json != nullptr ? *json : text(std::nullopt)));
+    Log::write(std::string(logPrefix) + (json != nullptr ? excerpt(*json) : text(std::nullopt)));
     if (json == nullptr)
         return Result<std::string>(std::get<Platform::Error>(written));
     return Result<std::string>(std::move(*json));

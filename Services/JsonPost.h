@@ -17,7 +17,7 @@ namespace Quenmark::JsonPost {
 /// Is called with the decoded answer and `RestStatusSuccess`, or with nil or an error and another status.
 using Finished = std::function<void(Result<boost::json::value>, std::uint64_t status)>;
 
-/// The body of a post, written to the log with `logPrefix` in front; or the error that keeps the parameters from being
+/// The body of a post, written to the log, a long one up to 128 KiB, with `logPrefix` in front; or the error that keeps the parameters from being
 /// written as JSON.
 Result<std::string> body(const boost::json::value& params, std::string_view logPrefix);
 

@@ -143,12 +143,15 @@ void RestConnector::startAsyncDownload(std::string_view url, ProgressHandler pro
         Platform::Url::fromString(url),
         [finished = std::move(finished)](const std::optional<std::string>& location,
                                          const std::optional<HttpUrlResponse>&, std::optional<Error> error) {
+            const std::string file = location.value_or("");
+            if (!error && Platform::Files::size(file).value_or(0) > Platform::maximumDataInMemory)
+                error = Platform::UrlError::make(Platform::UrlError::DataLengthExceedsMaximum);
             if (error) {
                 finished(Result<Data>(*error), RestStatusTransportError);
                 Log::write("nework error......." + text(*error));
                 return;
             }
-            auto content = Platform::Files::contents(location.value_or(""));
+            auto content = Platform::Files::contents(file);
             auto* data = std::get_if<std::string>(&content);
             finished(data != nullptr ? Result<Data>(std::move(*data)) : Result<Data>(), RestStatusSuccess);
         });

@@ -45,7 +45,8 @@ public:
     /// as nil with `RestStatusSuccess`. The upload is not the `sessionTask`.
     void startAsyncUploadWithStreamRequest(std::string_view task, const boost::json::object& params,
                                            ProgressHandler progress, Finished finished);
-    /// Gets an absolute URL into memory.
+    /// Gets an absolute URL into memory; a response that is too long for that (UrlRequest.h, `maximumDataInMemory`) is a
+    /// transport error.
     void startAsyncDownload(std::string_view url, ProgressHandler progress, DataFinished finished);
     /// Builds a request and sends nothing; `finished` is told of failures only. Required so; nothing uses it.
     void startAsyncUpload(std::string_view task, const boost::json::value& params, ProgressHandler progress,

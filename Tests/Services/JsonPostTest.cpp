@@ -43,6 +43,15 @@ TEST_F(AJsonPost, LogsItsBodyBehindThePrefix) {
     EXPECT_EQ(log.entries(), std::vector<std::string>{"Json String {\n  \"A\" : \"1\",\n  \"B\" : []\n}"});
 }
 
+TEST_F(AJsonPost, LogsTheStartOfALongBody) {
+    const std::string value(200'000, 'x');
+    const auto body = JsonPost::body(boost::json::object{{"A", value}}, "Json String ");
+    const std::string whole = "{\n  \"A\" : \"" + value + "\"\n}";
+    ASSERT_NE(body.answer(), nullptr);
+    EXPECT_EQ(*body.answer(), whole);
+    EXPECT_EQ(log.entries(), std::vector<std::string>{"Json String " + whole.substr(0, 131'072) + "..."});
+}
+
 TEST_F(AJsonPost, HasAnErrorForABodyThatJsonCannotCarry) {
     for (const boost::json::value& params :
          {boost::json::value(boost::json::object{{"A", "\xFF"}}),

@@ -217,6 +217,20 @@ TEST_F(APlainDownload, TakesAnyHttpStatusForSuccess) {
     EXPECT_EQ(*reports.all[0].result.answer(), "gone");
 }
 
+TEST_F(APlainDownload, ReportsAResponseThatIsTooLongForMemory) {
+    for (const std::size_t more : {0, 1}) {
+        reports.all.clear();
+        log.clear();
+        server.enqueue(HttpReply::ok(std::string(Platform::maximumDataInMemory + more, 'x')));
+        download(server.url("/a"));
+        ASSERT_TRUE(awaitReport());
+        EXPECT_EQ(reports.all[0].status, more == 0 ? 0U : 2U);
+    }
+    ASSERT_NE(reports.all[0].result.error(), nullptr);
+    EXPECT_EQ(reports.all[0].result.error()->code, -1103);
+    EXPECT_EQ(log.entries(), Log{"nework error......." + Platform::text(*reports.all[0].result.error())});
+}
+
 TEST_F(APlainDownload, ReportsAnErrorAndLogsItAfterwards) {
     server.stopListening();
     download(server.url("/a"));
