@@ -1,18 +1,17 @@
 #include "Platform/FileDescriptor.h"
 #include "Platform/Files.h"
+#include "Platform/HiddenCopy.h"
 #include "Platform/Posix.h"
 
 #include <climits>
 
 #include <fcntl.h>
-#include <ftw.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdio>
-#include <random>
 
 namespace Platform::Files {
 
@@ -38,53 +37,30 @@ bool copyBytes(int from, int to) {
     return copied == 0;
 }
 
-/// Copies one item to a path where nothing is yet; what an error leaves behind is the caller's to remove.
+std::optional<Error> copyLink(const std::string& from, const std::string& to) {
+    std::string target(PATH_MAX, '\0');
+    const auto length = ::readlink(Posix::named(from), target.data(), target.size());
+    if (length < 0)
+        return Posix::error(from);
+    target.resize(static_cast<std::size_t>(length));
+    if (::symlink(target.c_str(), Posix::named(to)) != 0)
+        return Posix::error(from);
+    return std::nullopt;
+}
+
+/// Copies what is in a folder; what an error leaves behind is the caller's to remove.
 class Copier {
 public:
-    std::optional<Error> copy(const std::string& from, const std::string& to) {
-        struct stat status {};
-        if (::lstat(Posix::named(from), &status) != 0)
-            return Posix::error(from);
-        if (S_ISREG(status.st_mode))
-            return copyFile(from, to);
-        if (S_ISLNK(status.st_mode))
-            return copyLink(from, to);
-        if (S_ISDIR(status.st_mode))
-            return copyFolder(from, to);
-        return Posix::error(from, ENOTSUP);
-    }
+    /// `top` is the open folder that everything goes into.
+    explicit Copier(int top) { ::fstat(top, &top_); }
 
-private:
-    std::optional<Error> copyFile(const std::string& from, const std::string& to) {
-        const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-        struct stat status {};
-        if (!source || ::fstat(source.get(), &status) != 0)
-            return Posix::error(from);
-        const FileDescriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-        if (!target || !copyBytes(source.get(), target.get()) || !keepAttributes(target.get(), status))
-            return Posix::error(from);
-        return std::nullopt;
-    }
-
-    std::optional<Error> copyLink(const std::string& from, const std::string& to) {
-        std::string target(PATH_MAX, '\0');
-        const auto length = ::readlink(from.c_str(), target.data(), target.size());
-        if (length < 0)
-            return Posix::error(from);
-        target.resize(static_cast<std::size_t>(length));
-        if (::symlink(target.c_str(), to.c_str()) != 0)
-            return Posix::error(from);
-        return std::nullopt;
-    }
-
-    std::optional<Error> copyFolder(const std::string& from, const std::string& to) {
+    /// Copies the content and the attributes of a folder to one that is there, and empty.
+    std::optional<Error> copyInto(const std::string& from, const std::string& to) {
         struct stat status {};
         if (::stat(from.c_str(), &status) != 0)
             return Posix::error(from);
-        if (isTop(status))
+        if (status.st_dev == top_.st_dev && status.st_ino == top_.st_ino)
             return Posix::error(from, EINVAL); // A folder cannot be copied to a place inside itself.
-        if (::mkdir(to.c_str(), S_IRWXU) != 0 || !rememberTop(to))
-            return Posix::error(to);
         const auto listed = contentsOfDirectory(from);
         if (const auto* error = std::get_if<Error>(&listed))
             return *error;
@@ -98,37 +74,47 @@ private:
         return std::nullopt;
     }
 
-    /// Keeps the identity of the first folder made.
-    bool rememberTop(const std::string& path) { return top_ || ::lstat(path.c_str(), &top_.emplace()) == 0; }
-    bool isTop(const struct stat& folder) const {
-        return top_ && folder.st_dev == top_->st_dev && folder.st_ino == top_->st_ino;
+private:
+    std::optional<Error> copy(const std::string& from, const std::string& to) {
+        struct stat status {};
+        if (::lstat(from.c_str(), &status) != 0)
+            return Posix::error(from);
+        if (S_ISREG(status.st_mode))
+            return copyFile(from, to);
+        if (S_ISLNK(status.st_mode))
+            return copyLink(from, to);
+        if (!S_ISDIR(status.st_mode))
+            return Posix::error(from, ENOTSUP);
+        if (::mkdir(to.c_str(), S_IRWXU) != 0)
+            return Posix::error(to);
+        return copyInto(from, to);
     }
 
-    std::optional<struct stat> top_;
+    static std::optional<Error> copyFile(const std::string& from, const std::string& to) {
+        const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        struct stat status {};
+        if (!source || ::fstat(source.get(), &status) != 0)
+            return Posix::error(from);
+        const FileDescriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+        if (!target || !copyBytes(source.get(), target.get()) || !keepAttributes(target.get(), status))
+            return Posix::error(from);
+        return std::nullopt;
+    }
+
+    struct stat top_ {};
 };
 
-/// A name that nobody else uses, hidden, beside `path`.
-std::string hiddenNameBeside(const std::string& path) {
-    std::random_device random;
-    std::array<char, 32> name{};
-    std::snprintf(name.data(), name.size(), ".copying-%08x%08x", random(), random());
-    return appendingPathComponent(deletingLastPathComponent(path), name.data());
-}
-
-/// Removes a copy, in which folders may be ones that nobody may write to.
-void removeCopy(const std::string& path) {
-    const auto makeWritable = [](const char* one, const struct stat*, int kind, FTW*) {
-        return kind == FTW_D || kind == FTW_DNR ? ::chmod(one, S_IRWXU) : 0;
-    };
-    ::nftw(path.c_str(), makeWritable, 1, FTW_PHYS);
-    removeItem(path);
-}
+/// An item by its name in an open folder; AT_FDCWD and a path do as well.
+struct Place {
+    int folder = AT_FDCWD;
+    std::string name;
+};
 
 /// Renames to a path where nothing is yet, on a file system that has no step of its own for that: by a second link
 /// for what can have one, else by looking first.
-int renameWhereAbsent(const std::string& from, const std::string& to) {
-    if (::linkat(AT_FDCWD, Posix::named(from), AT_FDCWD, Posix::named(to), 0) == 0)
-        return ::unlink(Posix::named(from));
+int renameWhereAbsent(const Place& from, const std::string& to) {
+    if (::linkat(from.folder, Posix::named(from.name), AT_FDCWD, Posix::named(to), 0) == 0)
+        return ::unlinkat(from.folder, Posix::named(from.name), 0);
     if (errno == EEXIST)
         return -1;
     struct stat status {};
@@ -136,15 +122,71 @@ int renameWhereAbsent(const std::string& from, const std::string& to) {
         errno = EEXIST;
         return -1;
     }
-    return ::rename(Posix::named(from), Posix::named(to));
+    return ::renameat(from.folder, Posix::named(from.name), AT_FDCWD, Posix::named(to));
 }
 
-int renameExclusively(const std::string& from, const std::string& to) {
-    const int result = ::renameat2(AT_FDCWD, Posix::named(from), AT_FDCWD, Posix::named(to), RENAME_NOREPLACE);
+int renameExclusively(const Place& from, const std::string& to) {
+    const int result = ::renameat2(from.folder, Posix::named(from.name), AT_FDCWD, Posix::named(to), RENAME_NOREPLACE);
     // EINVAL is what a file system without the flag answers (rename(2)).
     if (result != 0 && (errno == EINVAL || errno == ENOSYS))
         return renameWhereAbsent(from, to);
     return result;
+}
+
+/// Copies a file under no name at all and then gives it its name, so that whatever ends the process leaves nothing
+/// behind. Gives 0 or a number of errno(3), and nil on a file system that has no such files (open(2), O_TMPFILE).
+std::optional<int> copyWithoutName(int source, const struct stat& status, const std::string& to) {
+    const std::string parent = deletingLastPathComponent(to);
+    const std::string folder = parent.empty() ? "." : parent;
+    const FileDescriptor copy(::open(Posix::named(folder), O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!copy)
+        return std::nullopt;
+    if (!copyBytes(source, copy.get()) || !keepAttributes(copy.get(), status))
+        return errno;
+    const std::string opened = "/proc/self/fd/" + std::to_string(copy.get());
+    if (::linkat(AT_FDCWD, opened.c_str(), AT_FDCWD, Posix::named(to), AT_SYMLINK_FOLLOW) == 0)
+        return 0;
+    // Anything but an item in its place is a machine without /proc, or a file system without links.
+    return errno == EEXIST ? std::optional(EEXIST) : std::nullopt;
+}
+
+std::optional<Error> copyOpenFile(int source, const struct stat& status, const std::string& from,
+                                  const std::string& to) {
+    if (const auto result = copyWithoutName(source, status, to))
+        return *result == 0 ? std::nullopt : std::optional(Posix::error(*result == EEXIST ? to : from, *result));
+    HiddenCopy copy(to);
+    if (const int number = copy.makeFile())
+        return Posix::error(to, number);
+    if (::lseek(source, 0, SEEK_SET) != 0 || !copyBytes(source, copy.item()) || !keepAttributes(copy.item(), status))
+        return Posix::error(from);
+    if (renameExclusively({AT_FDCWD, copy.path()}, to) != 0)
+        return Posix::error(to);
+    copy.keep();
+    return std::nullopt;
+}
+
+/// Copies a regular file, whose `from` in errors is its path.
+std::optional<Error> copyFile(const Place& place, const std::string& from, const std::string& to) {
+    const FileDescriptor source(
+        ::openat(place.folder, Posix::named(place.name), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (!source || ::fstat(source.get(), &status) != 0)
+        return Posix::error(from);
+    if (!S_ISREG(status.st_mode))
+        return Posix::error(from, ENOTSUP);
+    return copyOpenFile(source.get(), status, from, to);
+}
+
+std::optional<Error> copyFolder(const std::string& from, const std::string& to) {
+    HiddenCopy copy(to);
+    if (const int number = copy.makeFolder())
+        return Posix::error(to, number);
+    if (auto error = Copier(copy.item()).copyInto(from, copy.path()))
+        return error;
+    if (renameExclusively({AT_FDCWD, copy.path()}, to) != 0)
+        return Posix::error(to);
+    copy.keep();
+    return std::nullopt;
 }
 
 } // namespace
@@ -153,23 +195,38 @@ std::optional<Error> copyItem(const std::string& from, const std::string& to) {
     struct stat status {};
     if (::lstat(Posix::named(to), &status) == 0)
         return Posix::error(to, EEXIST);
-    const std::string copy = hiddenNameBeside(to);
-    auto error = Copier().copy(from, copy);
-    if (!error && renameExclusively(copy, to) != 0)
-        error = Posix::error(to);
-    if (error)
-        removeCopy(copy);
-    return error;
+    if (::lstat(Posix::named(from), &status) != 0)
+        return Posix::error(from);
+    if (S_ISDIR(status.st_mode))
+        return copyFolder(from, to);
+    if (S_ISLNK(status.st_mode))
+        return copyLink(from, to);
+    if (!S_ISREG(status.st_mode))
+        return Posix::error(from, ENOTSUP);
+    return copyFile({AT_FDCWD, from}, from, to);
 }
 
 std::optional<Error> moveItem(const std::string& from, const std::string& to) {
-    if (renameExclusively(from, to) == 0)
+    if (renameExclusively({AT_FDCWD, from}, to) == 0)
         return std::nullopt;
     if (errno != EXDEV)
         return Posix::error(errno == EEXIST ? to : from);
     if (auto error = copyItem(from, to))
         return error;
     return removeItem(from);
+}
+
+std::optional<Error> moveFile(int folder, const std::string& name, const std::string& to) {
+    const Place from{folder, name};
+    if (renameExclusively(from, to) == 0)
+        return std::nullopt;
+    if (errno != EXDEV)
+        return Posix::error(errno == EEXIST ? to : name);
+    if (auto error = copyFile(from, name, to))
+        return error;
+    if (::unlinkat(folder, Posix::named(name), 0) != 0)
+        return Posix::error(name);
+    return std::nullopt;
 }
 
 } // namespace Platform::Files

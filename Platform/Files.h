@@ -22,12 +22,16 @@ std::optional<std::uint64_t> size(const std::string& path);
 /// Makes the folder and every missing folder above it. A folder that is there already is no error.
 std::optional<Error> createDirectory(const std::string& path);
 /// Moves the item to a path where nothing is yet; an existing item there is an error (EEXIST) and stays untouched.
-/// Between file systems the content is copied under a hidden name beside the target first, so that the target appears
-/// whole or not at all; where the item cannot be removed afterwards, that is the error, and both stay.
+/// Between file systems the item is copied (`copyItem`), so that the target appears whole or not at all; where the item
+/// cannot be removed afterwards, that is the error, and both stay.
 std::optional<Error> moveItem(const std::string& from, const std::string& to);
+/// As `moveItem`, for the regular file `name` in the open folder `folder`.
+std::optional<Error> moveFile(int folder, const std::string& name, const std::string& to);
 /// Copies a file or a whole folder tree, with its modes and times, to a path where nothing is yet (EEXIST). Symbolic
 /// links are copied as links; devices, sockets and FIFOs are not copied (ENOTSUP). A copy that fails half way is
-/// removed.
+/// removed. Until it is whole, the copy of a file has no name at all (open(2), O_TMPFILE). The copy of a folder, and of
+/// a file where the file system has no such files, has a hidden name beside its target, the same at every attempt: what
+/// a killed process left there is removed by the next one, while a living process keeps it by a lock (EBUSY).
 std::optional<Error> copyItem(const std::string& from, const std::string& to);
 /// Removes the item; a folder with all that is in it. Symbolic links are removed, never followed.
 std::optional<Error> removeItem(const std::string& path);
