@@ -6,22 +6,32 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <utility>
+
 namespace Platform {
 
-OutputStream::OutputStream(std::string pathToAppendTo) : path_(std::move(pathToAppendTo)) {}
+std::variant<FileDescriptor, Error> OutputStream::openToAppend(const std::string& path) {
+    constexpr mode_t everybody = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    // O_NONBLOCK keeps a FIFO that nobody reads from holding this call up; on a regular file it means nothing.
+    FileDescriptor file(::open(Posix::named(path), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, everybody));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0)
+        return Posix::error(path);
+    if (!S_ISREG(status.st_mode))
+        return Posix::error(path, EINVAL);
+    return file;
+}
+
+OutputStream::OutputStream(std::string pathToAppendTo, Opener opener)
+    : path_(std::move(pathToAppendTo)), opener_(std::move(opener)) {}
 
 void OutputStream::open() {
     close();
-    // O_NONBLOCK keeps a FIFO that nobody reads from holding this call up; on a regular file it means nothing.
-    FileDescriptor file(
-        ::open(Posix::named(path_), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR));
-    struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0)
-        error_ = Posix::error(path_);
-    else if (!S_ISREG(status.st_mode))
-        error_ = Posix::error(path_, EINVAL);
+    auto opened = opener_(path_);
+    if (auto* error = std::get_if<Error>(&opened))
+        error_ = std::move(*error);
     else
-        file_ = std::move(file);
+        file_ = std::get<FileDescriptor>(std::move(opened));
 }
 
 void OutputStream::close() {

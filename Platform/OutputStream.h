@@ -4,19 +4,25 @@
 #include "Platform/FileDescriptor.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 
 namespace Platform {
 
-/// Bytes appended to a file. The file is made, with mode 0600, when it is missing. A stream that could not be opened,
-/// or was closed, fails each write.
+/// Bytes appended to a file. The file is made, with the user's umask, when it is missing. A stream that could not be
+/// opened, or was closed, fails each write.
 class OutputStream {
 public:
-    explicit OutputStream(std::string pathToAppendTo);
+    /// Gives the open file of a path, or why there is none.
+    using Opener = std::function<std::variant<FileDescriptor, Error>(const std::string& path)>;
+    /// The usual opener. What is no regular file is refused (EINVAL), so that no write can wait for a reader.
+    static std::variant<FileDescriptor, Error> openToAppend(const std::string& path);
 
-    /// Opens the file. What is no regular file is refused (EINVAL), so that no write can wait for a reader.
+    explicit OutputStream(std::string pathToAppendTo, Opener opener = openToAppend);
+
     void open();
     void close();
     /// How many bytes were written, at most those given (write(2)); -1 on failure, which `streamError` tells.
@@ -26,6 +32,7 @@ public:
 
 private:
     std::string path_;
+    Opener opener_;
     FileDescriptor file_;
     std::optional<Error> error_;
 };

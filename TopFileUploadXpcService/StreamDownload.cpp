@@ -1,11 +1,11 @@
 // The engine's streaming download of one item: its request, its reception over either transport, and its end.
 
-#include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"
 #include "Services/DownloadConnection.h"
 #include "Services/ServicesUtilities.h"
+#include "TopFileUploadXpcService/TemporaryArea.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
 #include <exception>
@@ -13,7 +13,6 @@
 
 namespace Quenmark {
 
-namespace Files = Platform::Files;
 namespace Log = Platform::Log;
 using Platform::HttpUrlResponse;
 using Platform::text;
@@ -101,12 +100,11 @@ void TopFileUploadXpcService::reopenAfterTransportError(const Platform::Error& e
 void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
     if (!isFilePathSet_) {
         isFilePathSet_ = true;
-        const std::string folder = Files::deletingLastPathComponent(text(tempFilePath_));
-        if (!Files::exists(folder))
-            Files::createDirectory(folder);
+        temporaryArea().makeFolderOf(text(tempFilePath_)); // Where it cannot be made, the stream tells.
     }
     // A fresh file and a resumed one are appended to alike.
-    stream_.emplace(text(tempFilePath_));
+    stream_.emplace(text(tempFilePath_),
+                    [area = temporaryArea()](const std::string& path) { return area.openToAppend(path); });
     stream_->open();
     auto remaining = static_cast<std::int64_t>(data.size());
     while (remaining > 0) {
@@ -160,7 +158,7 @@ void TopFileUploadXpcService::finishItem(UrlSessionTask& task) {
     if (isFile_ == "False")
         createFolderItem();
     else
-        Files::moveItem(text(tempFilePath_), text(filePath_));
+        temporaryArea().moveItem(text(tempFilePath_), text(filePath_));
     if (stream_)
         stream_->close();
     task.suspend();
@@ -186,7 +184,7 @@ void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection&, std::stri
 void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connection) {
     // Only what is called a file is moved on this transport, and whatever the status says.
     if (isFile_ == "True")
-        Files::moveItem(text(tempFilePath_), text(filePath_));
+        temporaryArea().moveItem(text(tempFilePath_), text(filePath_));
     if (returnStatus_ && statusValue() == 0)
         acknowledge();
     connection.cancel();

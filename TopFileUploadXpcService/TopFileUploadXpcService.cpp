@@ -11,6 +11,7 @@
 #include "Services/ServiceRoot.h"
 #include "TopFileUploadXpcService/ItemText.h"
 #include "TopFileUploadXpcService/Settings.h"
+#include "TopFileUploadXpcService/TemporaryArea.h"
 
 #include <exception>
 #include <stdexcept>
@@ -119,9 +120,9 @@ void TopFileUploadXpcService::takeItem(const GetTopFileUploadResponseData& answe
     transitUploadPath_ = itemText(answer.transitUploadPath, "TransitUploadPath");
     uploadProcessed_ = itemText(answer.uploadProcessed, "UploadProcessed");
     filePath_ = finalPath();
-    tempFilePath_ = Platform::Environment::temporaryDirectory() + "QuenmarkTemp" + convertedName(fileName_);
-    if (Files::exists(*tempFilePath_))
-        fileLength_ = text(Files::size(*tempFilePath_));
+    tempFilePath_ = Platform::Environment::temporaryDirectory() + temporaryAreaName + convertedName(fileName_);
+    if (const auto size = temporaryArea().size(*tempFilePath_))
+        fileLength_ = text(size);
 }
 
 void TopFileUploadXpcService::refreshPendingUploadIDs() {
@@ -180,20 +181,15 @@ void TopFileUploadXpcService::logErrorMethod(const std::any&) {
 }
 
 void TopFileUploadXpcService::clearTemp(const std::string& path) {
-    constexpr std::string_view area = "QuenmarkTemp";
+    const std::string area = temporaryAreaName;
     const std::string bounded = "/" + path + "/";
-    const std::size_t place = bounded.find("/" + std::string(area) + "/");
+    const std::size_t place = bounded.find("/" + area + "/");
     const std::size_t begin = place == std::string::npos ? bounded.size() : place + area.size() + 2;
     const std::size_t end = bounded.find('/', begin);
     if (begin >= bounded.size() || end == std::string::npos)
         throw std::out_of_range("clearTemp: no component follows QuenmarkTemp in " + path);
-    const std::string folder = Files::appendingPathComponent(
-        Platform::Environment::temporaryDirectory(), std::string(area) + "/" + bounded.substr(begin, end - begin));
-    const auto contents = Files::contentsOfDirectory(folder);
-    if (const auto* names = std::get_if<std::vector<std::string>>(&contents)) {
-        for (const auto& name : *names)
-            Files::removeItem(Files::appendingPathComponent(folder, name));
-    }
+    temporaryArea().removeContentsOf(Files::appendingPathComponent(Platform::Environment::temporaryDirectory(),
+                                                                   area + "/" + bounded.substr(begin, end - begin)));
 }
 
 void TopFileUploadXpcService::setRepresentedObject(const std::any&) {}

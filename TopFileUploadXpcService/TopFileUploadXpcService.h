@@ -45,8 +45,8 @@ public:
     void acknowledgeFileUploadProcess(const UpdateFileUploadQuery& query);
     /// Reports a failure to the web service's error log. The report does not tell what was caught.
     void logErrorMethod(const std::any& exception);
-    /// Removes what is in the top-level folder of an item in the temporary area; the folder itself stays. Throws
-    /// std::out_of_range when no component follows "QuenmarkTemp" in the path.
+    /// Removes what is in the top-level folder of an item in the temporary area; the folder itself stays. Nothing is
+    /// removed outside of the area. Throws std::out_of_range when no component follows "QuenmarkTemp" in the path.
     void clearTemp(const std::string& path);
     /// Does nothing.
     void setRepresentedObject(const std::any& object);

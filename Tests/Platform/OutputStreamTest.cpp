@@ -24,8 +24,10 @@ protected:
 };
 
 TEST_F(AnOutputStream, AppendsToAFileThatItMakes) {
+    const mode_t before = ::umask(027);
     OutputStream stream(folder.path("a"));
     stream.open();
+    ::umask(before);
     EXPECT_EQ(stream.write("one"), 3);
     EXPECT_EQ(stream.write(std::string("\0two", 4)), 4);
     EXPECT_EQ(stream.write(""), 0);
@@ -33,7 +35,7 @@ TEST_F(AnOutputStream, AppendsToAFileThatItMakes) {
     EXPECT_EQ(folder.read("a"), std::string("one\0two", 7));
     struct stat status {};
     ASSERT_EQ(::stat(folder.path("a").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0600U);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
 }
 
 TEST_F(AnOutputStream, AppendsToWhatIsThere) {

@@ -3,6 +3,8 @@
 #include "Platform/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
+#include <unistd.h>
+
 #include <stdexcept>
 
 namespace Quenmark {
@@ -38,6 +40,16 @@ TEST_F(ClearTemp, LeavesAFileAlone) {
     writeFile(temporary("a.txt"), "a");
     engine_->clearTemp("/QuenmarkTemp/a.txt");
     EXPECT_EQ(contentOf(temporary("a.txt")), "a");
+}
+
+TEST_F(ClearTemp, RemovesNothingOutsideOfTheArea) {
+    writeFile(temporary("Other/c.txt"), "c");
+    home_.write("mine.txt", "mine");
+    ASSERT_EQ(::symlink(home_.path().c_str(), temporary("Docs").c_str()), 0);
+    engine_->clearTemp("/QuenmarkTemp/Docs/a.txt");
+    engine_->clearTemp("/QuenmarkTemp/../a.txt");
+    EXPECT_EQ(home_.read("mine.txt"), "mine");
+    EXPECT_EQ(contentOf(temporary("Other/c.txt")), "c");
 }
 
 TEST_F(ClearTemp, ThrowsForAPathThatEndsInTheAreasName) {
