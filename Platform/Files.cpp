@@ -73,6 +73,33 @@ bool readAll(int file, std::string& content, std::uint64_t sizeToExpect, std::ui
     return true;
 }
 
+/// Reads a regular file whole and tells what it is.
+std::variant<std::string, Error> readFile(const std::string& path, std::uint64_t limit, struct stat& status) {
+    limit = std::min<std::uint64_t>(limit, std::string().max_size() - 1);
+    const FileDescriptor file(::open(Posix::named(path), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file || ::fstat(file.get(), &status) != 0)
+        return Posix::error(path);
+    if (!S_ISREG(status.st_mode))
+        return Posix::error(path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    const auto length = static_cast<std::uint64_t>(status.st_size);
+    if (length > limit)
+        return Posix::error(path, EFBIG);
+    std::string content;
+    if (!readAll(file.get(), content, length, limit))
+        return Posix::error(path);
+    if (content.size() > limit)
+        return Posix::error(path, EFBIG);
+    return content;
+}
+
+/// The permissions that a copy in a group's hands may have: read and write for its owner, and for others what the
+/// original gives them. Another group gets what everybody gets.
+mode_t permissionsOfCopy(const struct stat& original, gid_t group) {
+    const mode_t others = original.st_mode & (S_IROTH | S_IWOTH);
+    const mode_t ofGroup = original.st_gid == group ? original.st_mode & (S_IRGRP | S_IWGRP) : others << 3;
+    return S_IRUSR | S_IWUSR | ofGroup | others;
+}
+
 } // namespace
 
 bool exists(const std::string& path) {
@@ -126,22 +153,8 @@ std::variant<std::vector<std::string>, Error> contentsOfDirectory(const std::str
 }
 
 std::variant<std::string, Error> contents(const std::string& path, std::uint64_t limit) {
-    limit = std::min<std::uint64_t>(limit, std::string().max_size() - 1);
-    const FileDescriptor file(::open(Posix::named(path), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0)
-        return Posix::error(path);
-    if (!S_ISREG(status.st_mode))
-        return Posix::error(path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
-    const auto length = static_cast<std::uint64_t>(status.st_size);
-    if (length > limit)
-        return Posix::error(path, EFBIG);
-    std::string content;
-    if (!readAll(file.get(), content, length, limit))
-        return Posix::error(path);
-    if (content.size() > limit)
-        return Posix::error(path, EFBIG);
-    return content;
+    return readFile(path, limit, status);
 }
 
 std::optional<Error> write(const std::string& path, std::string_view content) {
@@ -150,6 +163,28 @@ std::optional<Error> write(const std::string& path, std::string_view content) {
         ::open(Posix::named(path), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, everybody));
     if (!file || !writeAll(file.get(), content))
         return Posix::error(path);
+    return std::nullopt;
+}
+
+std::optional<Error> copyContents(const std::string& from, const std::string& to) {
+    struct stat original {};
+    const auto content = readFile(from, UINT64_MAX, original);
+    if (const auto* error = std::get_if<Error>(&content))
+        return *error;
+    const mode_t forNewFile = permissionsOfCopy(original, ::getegid());
+    const FileDescriptor file(
+        ::open(Posix::named(to), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, forNewFile));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0)
+        return Posix::error(to);
+    // For this user alone until it is whole. A file of another user's keeps its mode, if that gives nothing away.
+    const mode_t present = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    const mode_t wanted = present & permissionsOfCopy(original, status.st_gid);
+    if (::fchmod(file.get(), wanted & S_IRWXU) != 0 && present != wanted)
+        return Posix::error(to);
+    if (::ftruncate(file.get(), 0) != 0 || !writeAll(file.get(), std::get<std::string>(content)))
+        return Posix::error(to);
+    ::fchmod(file.get(), wanted);
     return std::nullopt;
 }
 

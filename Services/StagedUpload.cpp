@@ -42,9 +42,10 @@ StagedUpload::StagedUpload(const boost::json::object& params)
     // Two spellings of one path, or two ways over symbolic links, are one file.
     std::error_code failure;
     isInPlace_ = std::filesystem::equivalent(localPath_, copyPath_, failure);
-    const auto content = Files::contents(localPath_);
-    if (const auto* data = std::get_if<std::string>(&content))
-        isCopied_ = isInPlace_ || !Files::write(copyPath_, *data);
+    if (isInPlace_)
+        isCopied_ = std::holds_alternative<std::string>(Files::contents(localPath_));
+    else
+        isCopied_ = !Files::copyContents(localPath_, copyPath_);
 }
 
 Platform::UrlRequest StagedUpload::request(std::optional<Platform::Url> url) const {

@@ -13,7 +13,7 @@ namespace Quenmark {
 class StagedUpload {
 public:
     /// Reads the file at "FilePath" of the parameters, in either form of separators, and writes the copy, replacing a
-    /// file of the same name. A path that forms no URL (one with a blank, for instance), or that cannot be read, gives
+    /// file of the same name. Nobody can read the copy who cannot read the file. A path that forms no URL (one with a blank, for instance), or that cannot be read, gives
     /// no copy. Logs size, "TransitDownloadPath" and "FileRequestID".
     explicit StagedUpload(const boost::json::object& params);
 

@@ -189,6 +189,31 @@ TEST_F(LocalFiles, AreWrittenInPlace) {
     EXPECT_EQ(codeOf(Files::write(folder.path(), "")), EISDIR);
 }
 
+TEST_F(LocalFiles, AreCopiedForNobodyWhoCannotReadThem) {
+    const auto from = folder.write("a", "content");
+    const auto to = folder.write("b", "older and longer");
+    ASSERT_EQ(::chmod(to.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(from.c_str(), 0640), 0);
+    EXPECT_EQ(Files::copyContents(from, to), std::nullopt);
+    struct stat status {};
+    ASSERT_EQ(::stat(to.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U);
+    EXPECT_EQ(folder.read("b"), "content");
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::chown(from.c_str(), 0, 65534), 0);
+        EXPECT_EQ(Files::copyContents(from, to), std::nullopt);
+        ASSERT_EQ(::stat(to.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0600U) << "its group is another one";
+    }
+}
+
+TEST_F(LocalFiles, AreNotCopiedWhereTheyCannotBeRead) {
+    EXPECT_EQ(Files::copyContents(folder.path("none"), folder.path("b"))->code, ENOENT);
+    EXPECT_EQ(Files::copyContents(folder.path(), folder.path("b"))->code, EISDIR);
+    EXPECT_FALSE(Files::exists(folder.path("b")));
+    EXPECT_EQ(Files::copyContents(folder.write("a", "x"), folder.path())->code, EISDIR);
+}
+
 TEST_F(LocalFiles, AreReplacedInOneStep) {
     folder.write("a", "old");
     ASSERT_EQ(::link(folder.path("a").c_str(), folder.path("before").c_str()), 0);

@@ -154,6 +154,34 @@ TEST_F(AStagedUpload, ReplacesAFileOfItsNameInTheHomeDirectory) {
     EXPECT_TRUE(homeIsEmpty());
 }
 
+TEST_F(AStagedUpload, HasACopyThatIsNoMoreReadableThanItsSource) {
+    struct Case {
+        mode_t source;
+        mode_t expected;
+    };
+    const mode_t before = ::umask(022);
+    for (const auto& [source, expected] :
+         {Case{0600, 0600}, Case{0400, 0600}, Case{0640, 0640}, Case{0644, 0644}, Case{0777, 0644}}) {
+        const std::string path = folder.write("report.txt", "content");
+        ASSERT_EQ(::chmod(path.c_str(), source), 0);
+        for (const bool isThereAlready : {false, true}) {
+            if (isThereAlready) {
+                ASSERT_EQ(::chmod(home.write("report.txt", "older and longer").c_str(), 0666), 0);
+            }
+            reports.all.clear();
+            server.enqueue(HttpReply::silence().thenReset());
+            upload(params(windowsForm(path)));
+            ASSERT_TRUE(awaitReport());
+            struct stat status {};
+            ASSERT_EQ(::stat(home.path("report.txt").c_str(), &status), 0);
+            EXPECT_EQ(status.st_mode & 07777U, isThereAlready ? (source | 0600U) & 0666U : expected) << source;
+            EXPECT_EQ(home.read("report.txt"), "content");
+            fs::remove(home.path("report.txt"));
+        }
+    }
+    ::umask(before);
+}
+
 TEST_F(AStagedUpload, LeavesAFileThatLiesInTheHomeDirectoryThere) {
     const std::string path = home.write("mine.txt", "content");
     fs::create_symlink(home.path(), folder.path("link"));
