@@ -3,6 +3,8 @@
 #include "Platform/FileDescriptor.h"
 #include "Platform/Posix.h"
 
+#include <climits>
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <ftw.h>
@@ -10,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 
 namespace Platform::Files {
@@ -90,6 +93,21 @@ std::variant<std::string, Error> readFile(const std::string& path, std::uint64_t
     if (content.size() > limit)
         return Posix::error(path, EFBIG);
     return content;
+}
+
+/// Where the links at a path lead to in the end, whether anything is there or not; nil where they lead in a circle.
+std::optional<std::string> endOfLinks(std::string path) {
+    constexpr int mostLinks = 40; // As many as the kernel follows (path_resolution(7)).
+    for (int links = 0; links <= mostLinks; ++links) {
+        std::array<char, PATH_MAX> target{};
+        const auto length = ::readlink(Posix::named(path), target.data(), target.size());
+        if (length < 0)
+            return path;
+        const std::string_view next(target.data(), static_cast<std::size_t>(length));
+        path =
+            next.starts_with('/') ? std::string(next) : appendingPathComponent(deletingLastPathComponent(path), next);
+    }
+    return std::nullopt;
 }
 
 /// The permissions that a copy in a group's hands may have: read and write for its owner, and for others what the
@@ -188,7 +206,13 @@ std::optional<Error> copyContents(const std::string& from, const std::string& to
     return std::nullopt;
 }
 
-std::optional<Error> writeAtomically(const std::string& path, std::string_view content) {
+std::optional<Error> writeAtomically(const std::string& link, std::string_view content) {
+    const auto end = endOfLinks(link);
+    if (!end)
+        return Posix::error(link, ELOOP);
+    const std::string& path = *end;
+    struct stat replaced {};
+    const bool keepsMode = path != link && ::stat(Posix::named(path), &replaced) == 0;
     const std::string folder = deletingLastPathComponent(path);
     if (!folder.empty() && !isDirectory(folder)) {
         if (auto error = makeFolders(folder, S_IRWXU))
@@ -198,7 +222,9 @@ std::optional<Error> writeAtomically(const std::string& path, std::string_view c
     const FileDescriptor file(::mkostemp(written.data(), O_CLOEXEC));
     if (!file)
         return Posix::error(path);
-    if (writeAll(file.get(), content) && ::fsync(file.get()) == 0 && ::rename(written.c_str(), Posix::named(path)) == 0)
+    const bool hasMode = !keepsMode || ::fchmod(file.get(), replaced.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) == 0;
+    if (hasMode && writeAll(file.get(), content) && ::fsync(file.get()) == 0 &&
+        ::rename(written.c_str(), Posix::named(path)) == 0)
         return std::nullopt;
     auto error = Posix::error(path);
     ::unlink(written.c_str());

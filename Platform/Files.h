@@ -42,11 +42,13 @@ std::variant<std::vector<std::string>, Error> contentsOfDirectory(const std::str
 std::variant<std::string, Error> contents(const std::string& path, std::uint64_t limit = UINT64_MAX);
 /// Makes or replaces a file, in place.
 std::optional<Error> write(const std::string& path, std::string_view content);
-/// Reads a regular file whole and writes its content to another one, which is made or replaced in place. The copy can be
-/// read and written by this user, and by nobody else who cannot do that with the original.
+/// Reads a regular file whole and writes its content to another one, which is made or replaced in place. The copy can
+/// be read and written by this user, and by nobody else who cannot do that with the original.
 std::optional<Error> copyContents(const std::string& from, const std::string& to);
 /// Replaces a file in one step, so that a reader sees the old content or the new: the content goes to a file beside
-/// it, to disk, and is renamed. Missing folders above are made with mode 0700, the file has mode 0600.
+/// it, to disk, and is renamed. Missing folders above are made with mode 0700; the file has mode 0600.
+/// Where the path is a symbolic link, the link stays, and the file that it leads to is replaced and keeps its mode, or
+/// is made; links in a circle are an error (ELOOP).
 std::optional<Error> writeAtomically(const std::string& path, std::string_view content);
 
 /// The last component of a path, trailing separators left out ("/a/b.txt" gives "b.txt", "/" gives "/", "" gives "").

@@ -224,6 +224,41 @@ TEST_F(LocalFiles, AreReplacedInOneStep) {
     EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(folder.path())), (Names{"a", "before"}));
 }
 
+TEST_F(LocalFiles, AreReplacedBehindLinksThatStay) {
+    folder.write("dotfiles/settings.json", "old");
+    ASSERT_EQ(::chmod(folder.path("dotfiles/settings.json").c_str(), 0644), 0);
+    folder.write("config/x", "");
+    ASSERT_EQ(::symlink("../dotfiles/settings.json", folder.path("config/relative").c_str()), 0);
+    ASSERT_EQ(::symlink(folder.path("config/relative").c_str(), folder.path("config/absolute").c_str()), 0);
+    EXPECT_EQ(Files::writeAtomically(folder.path("config/absolute"), "new"), std::nullopt);
+    EXPECT_EQ(folder.read("dotfiles/settings.json"), "new");
+    struct stat status {};
+    ASSERT_EQ(::lstat(folder.path("dotfiles/settings.json").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, S_IFREG | 0644U);
+    for (const char* link : {"config/relative", "config/absolute"}) {
+        ASSERT_EQ(::lstat(folder.path(link).c_str(), &status), 0);
+        EXPECT_TRUE(S_ISLNK(status.st_mode)) << link;
+    }
+}
+
+TEST_F(LocalFiles, AreMadeWhereADanglingLinkLeads) {
+    ASSERT_EQ(::symlink("made/settings.json", folder.path("link").c_str()), 0);
+    EXPECT_EQ(Files::writeAtomically(folder.path("link"), "new"), std::nullopt);
+    EXPECT_EQ(folder.read("made/settings.json"), "new");
+    struct stat status {};
+    ASSERT_EQ(::lstat(folder.path("link").c_str(), &status), 0);
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
+    ASSERT_EQ(::lstat(folder.path("made/settings.json").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
+}
+
+TEST_F(LocalFiles, AreNotReplacedWhereLinksLeadInACircle) {
+    ASSERT_EQ(::symlink("b", folder.path("a").c_str()), 0);
+    ASSERT_EQ(::symlink("a", folder.path("b").c_str()), 0);
+    EXPECT_EQ(Files::writeAtomically(folder.path("a"), "new")->code, ELOOP);
+    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(folder.path())), (std::vector<std::string>{"a", "b"}));
+}
+
 TEST_F(LocalFiles, GetPrivateFoldersWhereTheyAreReplaced) {
     EXPECT_EQ(codeOf(Files::writeAtomically(folder.path("x/y/a"), "1")), 0);
     EXPECT_EQ(folder.read("x/y/a"), "1");

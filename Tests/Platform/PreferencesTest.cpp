@@ -87,6 +87,17 @@ TEST_F(ThePreferences, AreWrittenIntoAPrivateFileThatIsMade) {
     EXPECT_EQ(status.st_mode & 07777, 0700U);
 }
 
+TEST_F(ThePreferences, AreWrittenToWhereALinkLeads) {
+    folder.write("dotfiles/quenmark.json", R"({"a":1})");
+    folder.write("config/quenmark/other", "");
+    ASSERT_EQ(::symlink("../../dotfiles/quenmark.json", folder.path(file).c_str()), 0);
+    EXPECT_EQ(Preferences::setObject(domain, "a", 2), std::nullopt);
+    EXPECT_EQ(folder.read("dotfiles/quenmark.json"), "{\n  \"a\" : 2\n}\n");
+    struct stat status {};
+    ASSERT_EQ(::lstat(folder.path(file).c_str(), &status), 0);
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
+}
+
 TEST_F(ThePreferences, KeepOtherKeysAndTheirOrder) {
     folder.write(file, R"({"z": 1, "a": [true], "m": "x"})");
     EXPECT_EQ(Preferences::setObject(domain, "a", array{"p", "q"}), std::nullopt);
