@@ -42,7 +42,9 @@ void set(CURL* easy, CURLoption option, Value value) {
 /// | OPERATION_TIMEDOUT                                                   | TimedOut                |
 /// | GOT_NOTHING, PARTIAL_FILE, SEND_ERROR, RECV_ERROR, SEND_FAIL_REWIND  | NetworkConnectionLost   |
 /// | UNSUPPORTED_PROTOCOL (the answer has no status line of HTTP/1),      | BadServerResponse       |
-/// | WEIRD_SERVER_REPLY, OUT_OF_MEMORY in the head (a line over 100 KiB)  |                         |
+/// | WEIRD_SERVER_REPLY, BAD_FUNCTION_ARGUMENT (the first line of the     |                         |
+/// | header section is a continued one), OUT_OF_MEMORY in the head (a     |                         |
+/// | line over 100 KiB)                                                   |                         |
 /// | anything else                                                        | Unknown                 |
 int errorCode(CURLcode code, bool headComplete) {
     switch (code) {
@@ -62,6 +64,7 @@ int errorCode(CURLcode code, bool headComplete) {
         return UrlError::NetworkConnectionLost;
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_FUNCTION_ARGUMENT:
         return UrlError::BadServerResponse;
     case CURLE_OUT_OF_MEMORY:
         return headComplete ? UrlError::Unknown : UrlError::BadServerResponse;
@@ -146,16 +149,15 @@ Transfer::~Transfer() {
 }
 
 void Transfer::start() {
-    easy_ = driver_->takeSpareHandle();
-    if (easy_ == nullptr)
-        makeHandle();
-    configure();
+    makeHandle();
     configureBody();
     setHeaderFields();
     driver_->start(easy_);
 }
 
-/// Makes a handle, with what is the same for every transfer.
+/// Makes a handle of this transfer's own: libcurl 7.88 keeps in a handle that is used again, also after
+/// curl_easy_reset(3), a pointer into the header fields of the answer before, which are freed, and follows it where a
+/// header section begins with a continued line.
 void Transfer::makeHandle() {
     easy_ = curl_easy_init();
     if (easy_ == nullptr)
@@ -173,9 +175,6 @@ void Transfer::makeHandle() {
     set(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
     set(easy_, CURLOPT_HEADERFUNCTION, Callbacks::headLine);
     set(easy_, CURLOPT_WRITEFUNCTION, Callbacks::bodySlice);
-}
-
-void Transfer::configure() {
     set(easy_, CURLOPT_PRIVATE, this);
     set(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
     set(easy_, CURLOPT_URL, request_.url.absoluteString().c_str());
@@ -188,12 +187,6 @@ bool Transfer::sendsBody() const {
     // A method that is about its body says so with a length even where there is none (RFC 9110, section 8.6).
     return method != "HEAD" && (!std::holds_alternative<std::monostate>(request_.body) || method == "POST" ||
                                 method == "PUT" || method == "PATCH");
-}
-
-/// Whether the next transfer sets whatever this one has set of its own.
-bool Transfer::leavesPlainHandle() const {
-    const std::string& method = request_.head.method;
-    return (method == "GET" || method == "POST") && !std::holds_alternative<const BodyFile*>(request_.body);
 }
 
 std::uint64_t Transfer::bodySize() const {
@@ -334,10 +327,7 @@ void Transfer::driverEnds() {
 void Transfer::releaseHandle() {
     if (easy_ == nullptr)
         return;
-    // Neither can fail: both only forget a pointer.
-    curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);
-    curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, nullptr);
-    driver_->release(std::exchange(easy_, nullptr), leavesPlainHandle());
+    driver_->release(std::exchange(easy_, nullptr));
     curl_slist_free_all(headerLines_);
     headerLines_ = nullptr;
 }

@@ -28,8 +28,8 @@ struct BodyFile {
     std::uint64_t size = 0;
 };
 
-/// One request and its answer on one connection, and the only owner of the transport's handle for it. Redirects are
-/// answers like others here, and nothing has a time limit.
+/// One request and its answer on one connection, and the only owner of the transport's handle for it, which serves no
+/// other transfer. Redirects are answers like others here, and nothing has a time limit.
 class Transfer {
 public:
     /// What is sent. All of it must outlive the transfer.
@@ -73,13 +73,11 @@ private:
     enum class Reader { Undecided, Transport, Changing };
 
     void makeHandle();
-    void configure();
     void configureBody();
     void setHeaderFields();
     void finish(int code);
     void finish(std::optional<Error> error) { outcome_ = Outcome{std::move(error)}; }
     bool sendsBody() const;
-    bool leavesPlainHandle() const;
     std::uint64_t bodySize() const;
     bool canTakeOverConnection() const;
     void takeOverConnection();

@@ -29,7 +29,6 @@ constexpr std::size_t idleConnections = 8;
 /// How many transfers have a connection at once; those beyond wait their turn. Thousands at once would run out of
 /// descriptors, and a server's queue of new connections overflows long before (listen(2)).
 constexpr std::size_t maximumConnections = 32;
-constexpr std::size_t spareHandles = 2;
 /// How often the transport may ask to be called again at once before others have their turn.
 constexpr int roundsInARow = 8;
 
@@ -68,11 +67,7 @@ struct TransferDriver::State {
     }
     State(const State&) = delete;
     State& operator=(const State&) = delete;
-    ~State() {
-        for (CURL* easy : spare)
-            curl_easy_cleanup(easy);
-        curl_multi_cleanup(multi);
-    }
+    ~State() { curl_multi_cleanup(multi); }
 
     static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
     static int socketClosing(void* self, curl_socket_t socket) noexcept;
@@ -108,8 +103,6 @@ struct TransferDriver::State {
     std::unordered_set<CURL*> running;
     std::list<CURL*> waiting;
     std::unordered_map<CURL*, std::list<CURL*>::iterator> placesOfWaiting;
-    /// Handles that the next transfers take, since making one costs a tenth of an exchange.
-    std::vector<CURL*> spare;
     std::vector<Transfer*> touched;
 };
 
@@ -283,20 +276,9 @@ void TransferDriver::start(void* easy) {
     state_->perform();
 }
 
-void* TransferDriver::takeSpareHandle() {
-    auto& spare = state_->spare;
-    if (spare.empty())
-        return nullptr;
-    CURL* easy = spare.back();
-    spare.pop_back();
-    return easy;
-}
-
-void TransferDriver::release(void* easy, bool reusable) {
+void TransferDriver::release(void* easy) {
     state_->end(easy);
-    if (!reusable || state_->spare.size() >= spareHandles)
-        return curl_easy_cleanup(easy);
-    state_->spare.push_back(easy);
+    curl_easy_cleanup(easy);
 }
 
 void TransferDriver::touch(Transfer& transfer) {

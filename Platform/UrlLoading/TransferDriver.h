@@ -22,14 +22,11 @@ public:
     /// Every transfer is known here from its beginning to its end.
     void add(Transfer& transfer);
     void remove(Transfer& transfer);
-    /// A transport's handle as an earlier transfer released it; nullptr where there is none.
-    void* takeSpareHandle();
     /// Starts what a transport's handle says, as far as it goes without waiting; where very many are under way, once
     /// its turn has come.
     void start(void* easy);
-    /// Ends what the handle has begun, and takes it, for another transfer where it is `reusable`; an answer that is not
-    /// complete costs its connection.
-    void release(void* easy, bool reusable);
+    /// Ends what the handle has begun, and the handle; an answer that is not complete costs its connection.
+    void release(void* easy);
     /// Has the transfer settled once the transport has returned.
     void touch(Transfer& transfer);
     /// Does what is due now, and settles what it touched.
