@@ -3,6 +3,7 @@
 #include "WebService/Http/Listener.h"
 #include "WebService/Log.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
@@ -161,7 +162,17 @@ private:
             co_await http::async_write(stream_, goOn, asio::use_awaitable);
         }
         co_await receiveBody(parser, *exchange);
-        co_return exchange->finish();
+        co_return co_await responseOf(*exchange);
+    }
+
+    // The loop turns between two steps, so that no request's work keeps the others, or the end of the process, waiting.
+    awaitable<Response> responseOf(Exchange& exchange) {
+        std::optional<Response> response = exchange.step();
+        while (!response) {
+            co_await asio::post(stream_.get_executor(), asio::use_awaitable);
+            response = exchange.step();
+        }
+        co_return std::move(*response);
     }
 
     static RequestHead headOf(const Parser& parser) {

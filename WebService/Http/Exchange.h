@@ -4,12 +4,13 @@
 #include "WebService/Http/Response.h"
 
 #include <memory>
+#include <optional>
 #include <string_view>
 
 namespace webservice {
 
-// One request being answered: it takes the body piece by piece and then gives the answer. Destroyed without finish()
-// when the request was broken off.
+// One request being answered: it takes the body piece by piece and then gives the response, in one or several steps.
+// Destroyed before it has given one when the request was broken off.
 class Exchange {
 public:
     Exchange() = default;
@@ -18,7 +19,16 @@ public:
     virtual ~Exchange() = default;
 
     virtual void receive(std::string_view piece) = 0;
+
+    // Does the whole of the work and gives the response. Called once, if at all, and by the default step() alone.
     virtual Response finish() = 0;
+
+    // Called again and again once the whole body has been received, until it gives the response; an exchange whose work
+    // may take longer than some 20 ms overrides it and does about as much in each call. Everything else that the
+    // process does may happen between two calls: other requests change the state, or the process ends, which destroys
+    // the exchange. So nothing may be left open from one call to the next that this would harm, a transaction least of
+    // all. Like finish(), it may throw Refused; any other exception becomes a response of status 500.
+    virtual std::optional<Response> step() { return finish(); }
 };
 
 // Thrown by an exchange, or on its beginning, to answer at once; the rest of the body is not read.

@@ -1,0 +1,51 @@
+#include "Support/ServedApplication.h"
+
+#include <stdexcept>
+
+namespace webservice::test {
+
+namespace {
+
+class SteppedExchange : public Exchange {
+public:
+    explicit SteppedExchange(ServedApplication::Step step) : step_(std::move(step)) {}
+    void receive(std::string_view) override {}
+    Response finish() override { throw std::logic_error("a stepped exchange is not finished at once"); }
+    std::optional<Response> step() override { return step_(); }
+
+private:
+    ServedApplication::Step step_;
+};
+
+} // namespace
+
+ServedApplication::~ServedApplication() {
+    context_.stop();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
+
+std::uint16_t ServedApplication::serve() {
+    auto acceptor = listenOn(context_, {.host = "127.0.0.1", .port = "0"});
+    const std::uint16_t port = acceptor.local_endpoint().port();
+    serveConnections(std::move(acceptor), *this);
+    thread_ = std::thread([this] { context_.run(); });
+    return port;
+}
+
+std::unique_ptr<Exchange> ServedApplication::begin(const RequestHead& head) {
+    const auto found = steps_.find(head.path());
+    if (found == steps_.end()) {
+        throw Refused{errorResponse(404, "UnknownPath", "there is nothing at this path")};
+    }
+    return std::make_unique<SteppedExchange>(found->second);
+}
+
+Response textResponse(std::string body) {
+    Response response;
+    response.body = std::move(body);
+    return response;
+}
+
+} // namespace webservice::test

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "WebService/Http/Exchange.h"
+#include "WebService/Http/Listener.h"
+#include "WebService/Http/Server.h"
+
+#include <boost/asio/io_context.hpp>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+
+namespace webservice::test {
+
+// An application whose paths are set by the test. They are served on a loop with a thread of its own, on which what the
+// test sets is called.
+class ServedApplication : public Application {
+public:
+    using Step = std::function<std::optional<Response>()>;
+
+    ServedApplication() = default;
+    ~ServedApplication() override;
+
+    // What a request for `path` steps through. Not to be called once serving has begun.
+    void on(const std::string& path, Step step) { steps_[path] = std::move(step); }
+
+    // Serves on a free port of 127.0.0.1, which it returns.
+    std::uint16_t serve();
+
+    std::unique_ptr<Exchange> begin(const RequestHead& head) override;
+
+private:
+    std::map<std::string, Step, std::less<>> steps_;
+    boost::asio::io_context context_{1};
+    std::thread thread_;
+};
+
+// A response of status 200 with this body.
+Response textResponse(std::string body);
+
+} // namespace webservice::test
