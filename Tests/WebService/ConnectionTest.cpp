@@ -5,7 +5,57 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 namespace webservice::test {
+
+TEST(AConnection, IsClosedAsSoonAsItsClientHasClosedIt) {
+    ServedApplication application;
+    application.on("/hello", [] { return textResponse("hello"); });
+    const std::uint16_t port = application.serve();
+    const std::string request = "GET /hello HTTP/1.1\r\n\r\n";
+    // As a client that closes without a request, after one, after a second empty line and in the middle of one.
+    for (const std::string& sent : {std::string(), request, request + "\r\n", request + "\r", request + "G"}) {
+        HttpClient client(port);
+        client.send(sent);
+        if (!sent.empty()) {
+            EXPECT_EQ(client.receive().body, "hello");
+        }
+        client.endInput();
+        EXPECT_TRUE(client.isClosedByPeer()) << sent;
+    }
+}
+
+TEST(AConnection, PassesOverAnEmptyLineBeforeARequestInEverySplitOfTheBytes) {
+    ServedApplication application;
+    application.on("/hello", [] { return textResponse("hello"); });
+    const std::uint16_t port = application.serve();
+    const std::string request = "\r\nGET /hello HTTP/1.1\r\n\r\n";
+    for (std::size_t first = 1; first <= 3; ++first) {
+        for (std::size_t second = first; second <= 4; ++second) {
+            HttpClient client(port);
+            for (int i = 0; i < 2; ++i) {
+                client.send(request.substr(0, first));
+                client.send(request.substr(first, second - first));
+                client.send(request.substr(second));
+                EXPECT_EQ(client.receive().body, "hello") << first << ' ' << second;
+            }
+        }
+    }
+}
+
+TEST(AServer, AnswersThousandsOfConnectionsOneAfterTheOtherWithoutDelay) {
+    ServedApplication application;
+    application.on("/hello", [] { return textResponse("hello"); });
+    const std::uint16_t port = application.serve();
+    // More than a server that keeps what its clients have closed has places.
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 3'000; ++i) {
+        ASSERT_EQ(HttpClient(port).exchange("GET", "/hello", "").body, "hello");
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+    EXPECT_EQ(connectionsLeftToClose(port), 0);
+}
 
 TEST(AnExchange, LetsOtherRequestsBeAnsweredBetweenItsSteps) {
     ServedApplication application;

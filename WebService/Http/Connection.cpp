@@ -133,8 +133,7 @@ private:
         line.isWhole = true;
     }
 
-    // Some clients send one behind the body of the request before (RFC 9112, section 2.2). An error shows again when
-    // the request is read.
+    // Some clients send one behind the body of the request before (RFC 9112, section 2.2).
     awaitable<void> passOverEmptyLine() {
         constexpr std::string_view emptyLine = "\r\n";
         error_code error;
@@ -143,6 +142,7 @@ private:
                                                                 asio::redirect_error(asio::use_awaitable, error));
             input_.commit(count);
         }
+        endWhereGone(error);
         if (received().starts_with(emptyLine)) {
             input_.consume(emptyLine.size());
         }

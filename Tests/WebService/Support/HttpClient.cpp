@@ -6,6 +6,10 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 namespace webservice::test {
@@ -95,10 +99,47 @@ HttpAnswer HttpClient::post(std::string_view operation, std::string_view json) {
                     "Content-Type: application/json\r\n");
 }
 
+void HttpClient::endInput() {
+    ::shutdown(socket_.get(), SHUT_WR);
+}
+
 void HttpClient::reset() {
     const linger now{.l_onoff = 1, .l_linger = 0};
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
     socket_.close();
+}
+
+namespace {
+
+// Counts the lines of /proc/net/tcp, which has the local port and the state at fixed places (proc(5)).
+int countInState(std::uint16_t port, std::string_view state) {
+    std::array<char, 5> local{};
+    std::snprintf(local.data(), local.size(), "%04X", port);
+    std::ifstream table("/proc/net/tcp");
+    int count = 0;
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream words(line);
+        std::string number;
+        std::string address;
+        std::string peer;
+        std::string found;
+        words >> number >> address >> peer >> found;
+        count += address.ends_with(std::string(":") + local.data()) && found == state ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+int connectionsLeftToClose(std::uint16_t port) {
+    constexpr std::string_view closeWait = "08";
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    int count = countInState(port, closeWait);
+    while (count != 0 && std::chrono::steady_clock::now() < deadline) {
+        ::poll(nullptr, 0, 10);
+        count = countInState(port, closeWait);
+    }
+    return count;
 }
 
 } // namespace webservice::test

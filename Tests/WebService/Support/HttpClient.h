@@ -34,6 +34,9 @@ public:
                         std::string_view headers = "");
     HttpAnswer post(std::string_view operation, std::string_view json);
 
+    // Closes the sending half of the connection.
+    void endInput();
+
     // Resets the connection.
     void reset();
 
@@ -43,5 +46,9 @@ private:
     Descriptor socket_;
     std::string pending_; // received, not yet used
 };
+
+// How many connections to this port of 127.0.0.1 the client has closed and the server has not (CLOSE-WAIT), once that
+// is none or two seconds have passed.
+int connectionsLeftToClose(std::uint16_t port);
 
 } // namespace webservice::test
