@@ -74,7 +74,7 @@ int serve(State& state, const std::string& listen, const ListenAddress& address)
     try {
         auto acceptor = listenOn(context, address);
         const std::string bound = addressText(acceptor.local_endpoint());
-        serveConnections(std::move(acceptor), application);
+        serveConnections(std::move(acceptor), application, {.connections = raiseDescriptorLimit()});
         std::cout << "listening on " << bound << std::endl;
     } catch (const boost::system::system_error& error) {
         return fail(EX_UNAVAILABLE, "cannot listen on " + listen + ": " + error.code().message());

@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <map>
+#include <memory>
+#include <set>
 
 namespace webservice::test {
 
@@ -57,6 +60,76 @@ TEST(AServer, AnswersThousandsOfConnectionsOneAfterTheOtherWithoutDelay) {
     EXPECT_EQ(connectionsLeftToClose(port), 0);
 }
 
+TEST(AConnection, ThatHoldsManyRequestsLetsOthersBeAnsweredBetweenThem) {
+    ServedApplication application;
+    int answered = 0;
+    application.on("/many", [&] {
+        ++answered;
+        return textResponse("x");
+    });
+    application.on("/count", [&] { return textResponse(std::to_string(answered)); });
+    const std::uint16_t port = application.serve();
+    std::string requests;
+    for (int i = 0; i < 4000; ++i) {
+        requests += "GET /many HTTP/1.1\r\n\r\n";
+    }
+    HttpClient eager(port);
+    HttpClient other(port);
+    EXPECT_EQ(other.exchange("GET", "/count", "").body, "0");
+    eager.send(requests);
+    EXPECT_EQ(eager.receive().body, "x");
+    EXPECT_LT(std::stoi(other.exchange("GET", "/count", "").body), 4000);
+}
+
+TEST(AConnection, SendsNoBodyInResponseToHead) {
+    ServedApplication application;
+    application.on("/hello", [] { return textResponse("hello"); });
+    HttpClient client(application.serve());
+    client.send("HEAD /hello HTTP/1.1\r\n\r\nHEAD /nothing HTTP/1.1\r\n\r\nGET /hello HTTP/1.1\r\n\r\n");
+    std::string received;
+    while (!received.ends_with("hello")) {
+        received += client.receiveSome(1000);
+    }
+    EXPECT_EQ(received, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n"
+                        "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\nContent-Length: 93\r\n\r\n"
+                        "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello");
+}
+
+TEST(AConnection, NeverLetsAHeaderValueEndItsLine) {
+    ServedApplication application;
+    application.on("/hello", [] {
+        Response response;
+        response.headers.emplace_back("Error", "a\r\nSet-Cookie: b\x7f\tc\xc3\xa4");
+        return response;
+    });
+    EXPECT_EQ(HttpClient(application.serve()).exchange("GET", "/hello", "").head,
+              "HTTP/1.1 200 OK\r\nError: a  Set-Cookie: b  c\xc3\xa4\r\nContent-Length: 0\r\n\r\n");
+}
+
+TEST(AConnection, TellsOnlyClientsOfHttp11ToGoOn) {
+    ServedApplication application;
+    application.on("/hello", [] { return textResponse("hello"); });
+    const std::uint16_t port = application.serve();
+    for (const char* version : {"1.0", "1.1"}) {
+        HttpClient client(port);
+        client.send(std::string("POST /hello HTTP/") + version +
+                    "\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+        if (std::string(version) == "1.1") {
+            EXPECT_EQ(client.receive().head, "HTTP/1.1 100 Continue\r\n\r\n");
+        }
+        client.send("ab");
+        EXPECT_EQ(client.receive().body, "hello");
+    }
+}
+
+TEST(AConnection, IsRefusedAChunkWhoseFirstLineDoesNotEnd) {
+    ServedApplication application;
+    application.on("/hello", [] { return textResponse("hello"); });
+    HttpClient client(application.serve());
+    client.send("POST /hello HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n1;" + std::string(200'000, 'a'));
+    EXPECT_EQ(client.receive().status, 400);
+}
+
 TEST(AnExchange, LetsOtherRequestsBeAnsweredBetweenItsSteps) {
     ServedApplication application;
     bool isReleased = false;
@@ -91,6 +164,72 @@ TEST(AnExchange, MayRefuseOrFailInALaterStep) {
     EXPECT_EQ(failure.status, 500);
     EXPECT_EQ(failure.body, R"({"ReturnStatus":"1","error":{"code":"InternalError","message":"broken"}})");
     EXPECT_EQ(steps, 6);
+}
+
+TEST(AnExchange, ThatTakesSeveralStepsWaitsForTheOneBefore) {
+    ServedApplication application;
+    bool isReleased = false;
+    std::map<std::string, int> steps;
+    application.on("/first", [&]() -> std::optional<Response> {
+        ++steps["first"];
+        return isReleased ? std::optional(textResponse("released")) : std::nullopt;
+    });
+    application.on("/second", [&]() -> std::optional<Response> {
+        return ++steps["second"] == 2 ? std::optional(textResponse("done")) : std::nullopt;
+    });
+    application.on("/begun", [&] { return textResponse(std::to_string(steps.size())); });
+    application.on("/steps", [&] { return textResponse(std::to_string(steps["second"])); });
+    application.on("/release", [&] {
+        isReleased = true;
+        return textResponse("");
+    });
+    const std::uint16_t port = application.serve();
+    HttpClient first(port);
+    HttpClient second(port);
+    HttpClient other(port);
+    first.send("GET /first HTTP/1.1\r\n\r\n");
+    while (other.exchange("GET", "/begun", "").body != "1") {
+    }
+    second.send("GET /second HTTP/1.1\r\n\r\n");
+    while (other.exchange("GET", "/begun", "").body != "2") {
+    }
+    EXPECT_EQ(other.exchange("GET", "/steps", "").body, "1");
+    EXPECT_EQ(other.exchange("GET", "/steps", "").body, "1");
+    other.exchange("GET", "/release", "");
+    EXPECT_EQ(first.receive().body, "released");
+    EXPECT_EQ(second.receive().body, "done");
+}
+
+TEST(AnExchange, IsRefusedWhereTooManyTakeSeveralSteps) {
+    ServedApplication application;
+    bool isReleased = false;
+    application.on("/wait", [&]() -> std::optional<Response> {
+        return isReleased ? std::optional(textResponse("released")) : std::nullopt;
+    });
+    application.on("/release", [&] {
+        isReleased = true;
+        return textResponse("done");
+    });
+    const std::uint16_t port = application.serve();
+    std::vector<std::unique_ptr<HttpClient>> waiting;
+    for (int i = 0; i < 17; ++i) {
+        waiting.push_back(std::make_unique<HttpClient>(port));
+        waiting.back()->send("GET /wait HTTP/1.1\r\n\r\n");
+    }
+    // Whichever came last is refused.
+    int refused = 0;
+    while (refused == 0) {
+        for (const auto& client : waiting) {
+            refused += client->hasReceived() ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(HttpClient(port).exchange("GET", "/release", "").body, "done");
+    std::multiset<int> statuses;
+    for (const auto& client : waiting) {
+        statuses.insert(client->receive().status);
+    }
+    EXPECT_EQ(statuses.count(200), 16U);
+    EXPECT_EQ(statuses.count(503), 1U);
 }
 
 } // namespace webservice::test

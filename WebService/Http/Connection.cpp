@@ -1,67 +1,28 @@
 #include "WebService/Http/Connection.h"
 
-#include "WebService/Http/Listener.h"
+#include "WebService/Http/ClientSocket.h"
+#include "WebService/Http/RequestLog.h"
 #include "WebService/Log.h"
 
-#include <boost/asio/post.hpp>
-#include <boost/asio/redirect_error.hpp>
-#include <boost/asio/use_awaitable.hpp>
-#include <boost/asio/write.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
 namespace webservice {
 
 namespace {
 
-namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
-using namespace std::chrono_literals;
-using asio::awaitable;
-using asio::ip::tcp;
+using boost::asio::awaitable;
+using boost::asio::ip::tcp;
 using boost::system::error_code;
-using Clock = std::chrono::steady_clock;
+using Phase = Client::Phase;
 
-constexpr std::uint32_t longestHead = 65536;
-constexpr std::size_t pieceSize = 65536;
+constexpr std::size_t longestHead = 65536;
 constexpr std::size_t shortBody = 65536;         // read to the end for the sake of the connection, though refused
 constexpr std::size_t mostDiscarded = 256 << 20; // of a refused body, before the connection is cut
-constexpr auto longestStillness = 90s;
-constexpr auto longestLinger = 2s;
-
-// The client has gone, or will not be waited for any longer.
-struct Ended {};
-
-// The line that the log gets when a request is done with, in whatever way.
-class LogLine {
-public:
-    explicit LogLine(std::string peer) : peer_(std::move(peer)) {}
-    LogLine(const LogLine&) = delete;
-    LogLine& operator=(const LogLine&) = delete;
-    ~LogLine() {
-        const std::chrono::duration<double, std::milli> time = Clock::now() - started_;
-        std::array<char, 64> numbers{};
-        std::snprintf(numbers.data(), numbers.size(), " %d %llu %.1fms", status, static_cast<unsigned long long>(bytes),
-                      time.count());
-        logLine(peer_ + ' ' + method + ' ' + path + numbers.data() + (isWhole ? "" : " cut short"));
-    }
-
-    std::string method = "-";
-    std::string path = "-";
-    int status = 0;
-    std::uint64_t bytes = 0;
-    bool isWhole = false;
-
-private:
-    std::string peer_;
-    Clock::time_point started_ = Clock::now();
-};
+constexpr std::size_t mostLongWork = 16;
 
 int statusOf(const error_code& error) {
     if (error == http::error::header_limit || error == http::error::buffer_overflow) {
@@ -85,13 +46,31 @@ Refused badRequest(int status, const std::string& why) {
     return Refused{errorResponse(status, "BadRequest", why)};
 }
 
+// An exchange's turn among those that take more than one step.
+class Turn {
+public:
+    Turn(std::deque<const Exchange*>& waiting, const Exchange& exchange) : waiting_(waiting), exchange_(&exchange) {
+        if (waiting_.size() == mostLongWork) {
+            throw Refused{errorResponse(503, "Busy", "too many long requests are at work; try again")};
+        }
+        waiting_.push_back(exchange_);
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() { std::erase(waiting_, exchange_); }
+
+    bool hasCome() const { return waiting_.front() == exchange_; }
+
+private:
+    std::deque<const Exchange*>& waiting_;
+    const Exchange* exchange_;
+};
+
 class Connection {
 public:
-    Connection(tcp::socket socket, Application& application) : stream_(std::move(socket)), application_(application) {
-        error_code error;
-        stream_.socket().set_option(tcp::no_delay(true), error);
-        peer_ = addressText(stream_.socket().remote_endpoint(error));
-    }
+    Connection(tcp::socket socket, std::shared_ptr<Serving> serving)
+        : serving_(std::move(serving)),
+          client_(std::move(socket), std::shared_ptr<Clients>(serving_, &serving_->clients)) {}
 
     awaitable<void> serve() {
         while (keepAlive_) {
@@ -107,16 +86,17 @@ private:
         Parser parser;
         parser.header_limit(longestHead);
         parser.body_limit(boost::none);
-        error_code error;
-        stream_.expires_after(longestStillness);
-        co_await passOverEmptyLine();
-        co_await http::async_read_header(stream_, input_, parser, asio::redirect_error(asio::use_awaitable, error));
-        endWhereGone(error);
-        LogLine line(peer_);
+        std::optional<Refused> malformed;
+        try {
+            co_await receiveHead(parser);
+        } catch (Refused& refused) {
+            malformed = std::move(refused);
+        }
+        RequestLog line(client_);
         Response response;
         try {
-            if (error) {
-                throw badRequest(statusOf(error), error.message());
+            if (malformed) {
+                throw std::move(*malformed);
             }
             response = co_await answer(parser, line);
             keepAlive_ = parser.keep_alive();
@@ -129,37 +109,76 @@ private:
             keepAlive_ = false;
             response = errorResponse(500, "InternalError", failure.what());
         }
-        co_await send(std::move(response), line);
+        line.status = response.status;
+        co_await send(std::move(response), parser.get().method() == http::verb::head);
         line.isWhole = true;
+    }
+
+    awaitable<void> receiveHead(Parser& parser) {
+        co_await passOverEmptyLine();
+        while (!parser.is_header_done()) {
+            if (!parse(parser)) {
+                co_await receiveMoreOfHead();
+            }
+        }
     }
 
     // Some clients send one behind the body of the request before (RFC 9112, section 2.2).
     awaitable<void> passOverEmptyLine() {
         constexpr std::string_view emptyLine = "\r\n";
-        error_code error;
-        while (!error && input_.size() < emptyLine.size() && emptyLine.starts_with(received())) {
-            const auto count = co_await stream_.async_read_some(input_.prepare(longestHead),
-                                                                asio::redirect_error(asio::use_awaitable, error));
-            input_.commit(count);
+        client_.enter(client_.input().size() == 0 ? Phase::Idle : Phase::Head);
+        while (client_.received().size() < emptyLine.size() && emptyLine.starts_with(client_.received())) {
+            co_await receiveMoreOfHead();
         }
-        endWhereGone(error);
-        if (received().starts_with(emptyLine)) {
-            input_.consume(emptyLine.size());
+        if (client_.received().starts_with(emptyLine)) {
+            client_.input().consume(emptyLine.size());
+            client_.enter(client_.input().size() == 0 ? Phase::Idle : Phase::Head);
         }
     }
 
-    std::string_view received() const { return {static_cast<const char*>(input_.data().data()), input_.size()}; }
+    // Where the client has gone in the middle of a head, there is nobody to answer.
+    awaitable<void> receiveMoreOfHead() {
+        const bool isIdle = client_.phase() == Phase::Idle;
+        if (!co_await client_.receiveMore()) {
+            if (client_.hasExpired() && !isIdle) {
+                throw badRequest(408, "the head of the request did not come in time");
+            }
+            throw Ended{};
+        }
+        if (isIdle) {
+            client_.enter(Phase::Head);
+        }
+    }
 
-    awaitable<Response> answer(Parser& parser, LogLine& line) {
+    // Hands the input to the parser; false when it needs more than there is.
+    bool parse(Parser& parser) {
+        if (client_.input().size() == 0) {
+            return false;
+        }
+        error_code error;
+        client_.input().consume(parser.put(client_.input().cdata(), error));
+        if (error == http::error::need_more) {
+            if (client_.input().size() > longestHead) {
+                throw badRequest(400, "a line is too long");
+            }
+            return false;
+        }
+        if (error && error != http::error::need_buffer) {
+            throw badRequest(statusOf(error), error.message());
+        }
+        return true;
+    }
+
+    awaitable<Response> answer(Parser& parser, RequestLog& line) {
         const RequestHead head = headOf(parser);
         line.method = head.method;
         line.path = head.path();
         const bool expectsContinue = checkExpectation(parser);
         checkFraming(parser);
         const auto exchange = begin(parser, head, expectsContinue);
-        if (expectsContinue && !parser.is_done() && input_.size() == 0) {
-            http::response<http::empty_body> goOn(http::status::continue_, 11);
-            co_await http::async_write(stream_, goOn, asio::use_awaitable);
+        if (expectsContinue && !parser.is_done() && client_.input().size() == 0) {
+            client_.enter(Phase::Response);
+            co_await client_.send("HTTP/1.1 100 Continue\r\n\r\n");
         }
         co_await receiveBody(parser, *exchange);
         co_return co_await responseOf(*exchange);
@@ -167,10 +186,16 @@ private:
 
     // The loop turns between two steps, so that no request's work keeps the others, or the end of the process, waiting.
     awaitable<Response> responseOf(Exchange& exchange) {
+        client_.enter(Phase::Working);
         std::optional<Response> response = exchange.step();
-        while (!response) {
-            co_await asio::post(stream_.get_executor(), asio::use_awaitable);
-            response = exchange.step();
+        if (!response) {
+            const Turn turn(serving_->longWork, exchange);
+            while (!response) {
+                co_await client_.yield();
+                if (turn.hasCome()) {
+                    response = exchange.step();
+                }
+            }
         }
         co_return std::move(*response);
     }
@@ -184,12 +209,16 @@ private:
         return head;
     }
 
+    // An older client cannot expect anything (RFC 9110, section 10.1.1).
     static bool checkExpectation(const Parser& parser) {
         const auto expectation = parser.get()[http::field::expect];
-        if (!expectation.empty() && !beast::iequals(expectation, "100-continue")) {
+        if (expectation.empty() || parser.get().version() < 11) {
+            return false;
+        }
+        if (!beast::iequals(expectation, "100-continue")) {
             throw badRequest(417, "the only expectation met here is 100-continue");
         }
-        return !expectation.empty();
+        return true;
     }
 
     // A transfer coding that does not end in "chunked" leaves the end of the body unknown (RFC 9112, 6.3).
@@ -202,7 +231,7 @@ private:
 
     std::unique_ptr<Exchange> begin(const Parser& parser, const RequestHead& head, bool expectsContinue) {
         try {
-            return application_.begin(head);
+            return serving_->application.begin(head);
         } catch (Refused& refused) {
             if (parser.chunked() || parser.content_length().value_or(0) > shortBody || expectsContinue) {
                 throw;
@@ -212,83 +241,56 @@ private:
     }
 
     awaitable<void> receiveBody(Parser& parser, Exchange& exchange) {
+        parser.eager(true);
+        client_.enter(Phase::Body);
+        auto& piece = serving_->piece;
         while (!parser.is_done()) {
             auto& body = parser.get().body();
-            body.data = piece_.data();
-            body.size = piece_.size();
-            error_code error;
-            stream_.expires_after(longestStillness);
-            co_await http::async_read(stream_, input_, parser, asio::redirect_error(asio::use_awaitable, error));
-            if (error == http::error::need_buffer) {
-                error.clear();
+            body.data = piece.data();
+            body.size = piece.size();
+            const bool isEnough = parse(parser);
+            if (body.size < piece.size()) {
+                exchange.receive({piece.data(), piece.size() - body.size});
+                client_.keeps(exchange.memory());
             }
-            endWhereGone(error);
-            if (error) {
-                throw badRequest(statusOf(error), error.message());
+            if (!isEnough && !co_await client_.receiveMore()) {
+                throw Ended{};
             }
-            exchange.receive({piece_.data(), piece_.size() - body.size});
         }
     }
 
-    // What is left to answer is an error of the request's own.
-    static void endWhereGone(const error_code& error) {
-        const bool isMalformed = error && error.category() == make_error_code(http::error::bad_method).category() &&
-                                 error != http::error::end_of_stream && error != http::error::partial_message;
-        if (error && !isMalformed) {
-            throw Ended{};
-        }
-    }
-
-    template <class Body>
-    http::response<Body> messageOf(const Response& response, std::uint64_t length) const {
-        http::response<Body> message(http::int_to_status(static_cast<unsigned>(response.status)), 11);
-        for (const auto& [name, value] : response.headers) {
-            message.insert(name, value);
-        }
-        message.content_length(length);
-        message.keep_alive(keepAlive_);
-        return message;
-    }
-
-    awaitable<void> send(Response response, LogLine& line) {
-        line.status = response.status;
-        if (!response.file) {
-            auto message = messageOf<http::string_body>(response, response.body.size());
-            message.body() = std::move(response.body);
-            co_await write(message, line);
+    // The response to HEAD has no body, though its length is told (RFC 9110, section 9.3.2).
+    awaitable<void> send(Response response, bool hasNoBody) {
+        client_.enter(Phase::Response);
+        const std::uint64_t length = response.file ? response.file->length : response.body.size();
+        std::string head = responseHead(response, length, keepAlive_);
+        if (hasNoBody) {
+            co_await client_.send(head);
+        } else if (response.file) {
+            client_.keeps(0);
+            co_await client_.send(head);
+            co_await sendFile(*response.file);
         } else {
-            auto message = messageOf<http::empty_body>(response, response.file->length);
-            co_await write(message, line);
-            co_await sendFile(*response.file, line);
+            client_.keeps(response.body.size());
+            if (length <= serving_->piece.size()) {
+                head += response.body;
+                response.body.clear();
+            }
+            co_await client_.send(head);
+            co_await client_.send(response.body);
         }
+        client_.keeps(0);
     }
 
-    template <class Message>
-    awaitable<void> write(Message& message, LogLine& line) {
-        error_code error;
-        stream_.expires_after(longestStillness);
-        line.bytes += co_await http::async_write(stream_, message, asio::redirect_error(asio::use_awaitable, error));
-        if (error) {
-            throw Ended{};
-        }
-    }
-
-    awaitable<void> sendFile(FileSlice& slice, LogLine& line) {
+    awaitable<void> sendFile(FileSlice& slice) {
+        auto& piece = serving_->piece;
         while (slice.length > 0) {
-            const std::size_t size = std::min<std::uint64_t>(piece_.size(), slice.length);
-            const ssize_t length = ::pread(slice.file.get(), piece_.data(), size, static_cast<off_t>(slice.offset));
+            const std::size_t size = std::min<std::uint64_t>(piece.size(), slice.length);
+            const ssize_t length = ::pread(slice.file.get(), piece.data(), size, static_cast<off_t>(slice.offset));
             if (length <= 0 || (static_cast<std::uint64_t>(length) == slice.length && hasChanged(slice))) {
                 throw Ended{};
             }
-            error_code error;
-            stream_.expires_after(longestStillness);
-            const std::size_t sent =
-                co_await asio::async_write(stream_, asio::buffer(piece_, static_cast<std::size_t>(length)),
-                                           asio::redirect_error(asio::use_awaitable, error));
-            line.bytes += sent;
-            if (error) {
-                throw Ended{};
-            }
+            const std::size_t sent = co_await client_.sendSome({piece.data(), static_cast<std::size_t>(length)});
             slice.offset += sent;
             slice.length -= sent;
         }
@@ -299,30 +301,27 @@ private:
         return ::fstat(slice.file.get(), &status) != 0 || identityOf(status) != slice.identity;
     }
 
-    // Closing with unread input would reset the connection and take the answer from a client that has not read it yet.
+    // Closing with unread input would reset the connection and take the response from a client that has not read it
+    // yet.
     awaitable<void> linger() {
-        error_code error;
-        stream_.socket().shutdown(tcp::socket::shutdown_send, error);
+        client_.enter(Phase::Lingering);
+        client_.endOutput();
         std::size_t discarded = 0;
-        while (!error && discarded <= mostDiscarded) {
-            stream_.expires_after(longestLinger);
-            discarded += co_await stream_.async_read_some(asio::buffer(piece_),
-                                                          asio::redirect_error(asio::use_awaitable, error));
-        }
+        do {
+            discarded += client_.input().size();
+            client_.input().clear();
+        } while (discarded <= mostDiscarded && co_await client_.receiveMore());
     }
 
-    beast::tcp_stream stream_;
-    Application& application_;
-    std::string peer_;
-    beast::flat_buffer input_;
-    std::vector<char> piece_ = std::vector<char>(pieceSize);
+    std::shared_ptr<Serving> serving_;
+    ClientSocket client_;
     bool keepAlive_ = true;
 };
 
 } // namespace
 
-awaitable<void> serveConnection(tcp::socket socket, Application& application) {
-    Connection connection(std::move(socket), application);
+awaitable<void> serveConnection(tcp::socket socket, std::shared_ptr<Serving> serving) {
+    Connection connection(std::move(socket), std::move(serving));
     try {
         co_await connection.serve();
     } catch (const Ended&) {

@@ -20,6 +20,9 @@ public:
 
     virtual void receive(std::string_view piece) = 0;
 
+    // The bytes of memory that hold what it has received.
+    virtual std::size_t memory() const { return 0; }
+
     // Does the whole of the work and gives the response. Called once, if at all, and by the default step() alone.
     virtual Response finish() = 0;
 

@@ -28,6 +28,10 @@ struct Response {
     std::optional<FileSlice> file; // instead of `body`
 };
 
+// The status line and the header fields, ended by an empty line, of a response whose body has `length` bytes. Control
+// characters in values become blanks, so that no value ends its line.
+std::string responseHead(const Response& response, std::uint64_t length, bool keepAlive);
+
 // An answer with a JSON text as its body.
 Response jsonResponse(int status, std::string json);
 

@@ -9,6 +9,10 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <cstring>
 #include <exception>
 
 namespace webservice {
@@ -16,74 +20,88 @@ namespace webservice {
 namespace {
 
 namespace asio = boost::asio;
+using namespace std::chrono_literals;
+using asio::awaitable;
 using asio::ip::tcp;
+using boost::system::error_code;
 
-constexpr int mostConnections = 1000;
-
-class Server {
-public:
-    Server(tcp::acceptor acceptor, Application& application)
-        : acceptor_(std::move(acceptor)), application_(application), pause_(acceptor_.get_executor()) {}
-
-    // Keeps the server alive as long as the coroutine lives.
-    static asio::awaitable<void> run(std::shared_ptr<Server> server) {
-        while (true) {
-            if (server->connections_ == mostConnections) {
-                co_await server->waitAMoment();
-                continue;
-            }
-            boost::system::error_code error;
-            tcp::socket socket =
-                co_await server->acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, error));
-            if (!error) {
-                serve(server, std::move(socket));
-            } else if (error != asio::error::connection_aborted) {
-                logLine("cannot accept a connection: " + error.message());
-                co_await server->waitAMoment();
-            }
+void report(const std::exception_ptr& failure) {
+    try {
+        if (failure) {
+            std::rethrow_exception(failure);
         }
+    } catch (const std::exception& error) {
+        logLine(std::string("a connection failed: ") + error.what());
+    } catch (...) {
+        logLine("a connection failed");
     }
+}
 
-private:
-    static void serve(const std::shared_ptr<Server>& server, tcp::socket socket) {
-        ++server->connections_;
-        const auto executor = socket.get_executor();
-        asio::co_spawn(executor, serveConnection(std::move(socket), server->application_),
-                       [server](const std::exception_ptr& failure) {
-                           --server->connections_;
-                           server->pause_.cancel();
-                           report(failure);
-                       });
+awaitable<void> wait(Client::Clock::duration time) {
+    error_code ignored;
+    asio::steady_timer timer(co_await asio::this_coro::executor, time);
+    co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+}
+
+// Where the descriptors are used up, a client's becomes free. The error is one of accept(2).
+awaitable<void> recover(Clients& clients, int error) {
+    const bool isShort = error == EMFILE || error == ENFILE;
+    if (error == ECONNABORTED || (isShort && clients.dropOne())) {
+        co_return;
     }
+    logLine(std::string("cannot accept a connection: ") + std::strerror(error));
+    co_await wait(1s);
+}
 
-    static void report(const std::exception_ptr& failure) {
+void serve(tcp::socket socket, const std::shared_ptr<Serving>& serving) {
+    const auto executor = socket.get_executor();
+    asio::co_spawn(executor, serveConnection(std::move(socket), serving), &report);
+}
+
+awaitable<void> acceptConnections(tcp::acceptor acceptor, std::shared_ptr<Serving> serving) {
+    while (true) {
+        error_code error;
+        tcp::socket socket = co_await acceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
+        if (error) {
+            co_await recover(serving->clients, error.value());
+            continue;
+        }
+        while (!serving->clients.hasPlace()) {
+            co_await wait(100ms);
+        }
         try {
-            if (failure) {
-                std::rethrow_exception(failure);
-            }
-        } catch (const std::exception& error) {
-            logLine(std::string("a connection failed: ") + error.what());
+            serve(std::move(socket), serving);
+        } catch (...) {
+            report(std::current_exception());
         }
     }
+}
 
-    // A second, or until a connection ends.
-    asio::awaitable<void> waitAMoment() {
-        boost::system::error_code cancelled;
-        pause_.expires_after(std::chrono::seconds(1));
-        co_await pause_.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+awaitable<void> expireEverySecond(std::shared_ptr<Serving> serving) {
+    while (true) {
+        co_await wait(1s);
+        serving->clients.expire();
     }
-
-    tcp::acceptor acceptor_;
-    Application& application_;
-    asio::steady_timer pause_;
-    int connections_ = 0;
-};
+}
 
 } // namespace
 
-void serveConnections(tcp::acceptor acceptor, Application& application) {
+void serveConnections(tcp::acceptor acceptor, Application& application, const Limits& limits) {
     const auto executor = acceptor.get_executor();
-    asio::co_spawn(executor, Server::run(std::make_shared<Server>(std::move(acceptor), application)), asio::detached);
+    const auto serving = std::make_shared<Serving>(application, limits);
+    asio::co_spawn(executor, acceptConnections(std::move(acceptor), serving), asio::detached);
+    asio::co_spawn(executor, expireEverySecond(serving), asio::detached);
+}
+
+std::size_t raiseDescriptorLimit() {
+    constexpr rlim_t others = 64; // for the database, the folders and what libraries open
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t free = limit.rlim_cur > others ? limit.rlim_cur - others : 0;
+    return static_cast<std::size_t>(std::clamp<rlim_t>(free / 2, 1, Limits{}.connections));
 }
 
 } // namespace webservice

@@ -97,6 +97,8 @@ public:
         body_.append(piece);
     }
 
+    std::size_t memory() const override { return body_.capacity(); }
+
     Response finish() override {
         // What has happened in the outbox up to now counts, whatever becomes of this operation.
         state_.watcher.drain();

@@ -42,6 +42,11 @@ void HttpClient::send(std::string_view bytes) {
     }
 }
 
+bool HttpClient::hasReceived() const {
+    pollfd state{.fd = socket_.get(), .events = POLLIN, .revents = 0};
+    return ::poll(&state, 1, 0) == 1;
+}
+
 std::string HttpClient::receiveSome(std::size_t most) {
     waitFor(POLLIN);
     std::string bytes(most, '\0');

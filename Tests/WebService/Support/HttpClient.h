@@ -25,6 +25,9 @@ public:
     void send(std::string_view bytes);
     HttpAnswer receive();
 
+    // Whether there is something to receive by now.
+    bool hasReceived() const;
+
     // Reads some bytes; none when the other side has closed.
     std::string receiveSome(std::size_t most);
     bool isClosedByPeer();

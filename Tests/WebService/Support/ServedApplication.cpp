@@ -26,10 +26,10 @@ ServedApplication::~ServedApplication() {
     }
 }
 
-std::uint16_t ServedApplication::serve() {
+std::uint16_t ServedApplication::serve(const Limits& limits) {
     auto acceptor = listenOn(context_, {.host = "127.0.0.1", .port = "0"});
     const std::uint16_t port = acceptor.local_endpoint().port();
-    serveConnections(std::move(acceptor), *this);
+    serveConnections(std::move(acceptor), *this, limits);
     thread_ = std::thread([this] { context_.run(); });
     return port;
 }

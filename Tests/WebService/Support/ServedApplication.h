@@ -27,7 +27,7 @@ public:
     void on(const std::string& path, Step step) { steps_[path] = std::move(step); }
 
     // Serves on a free port of 127.0.0.1, which it returns.
-    std::uint16_t serve();
+    std::uint16_t serve(const Limits& limits = {});
 
     std::unique_ptr<Exchange> begin(const RequestHead& head) override;
 

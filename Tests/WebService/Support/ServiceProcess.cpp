@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
@@ -90,6 +91,13 @@ int Program::exitStatus() {
 
 void Program::signal(int number) const {
     ::kill(pid_, number);
+}
+
+void Program::limitOpenFiles(std::size_t limit) const {
+    const rlimit files{.rlim_cur = limit, .rlim_max = limit};
+    if (::prlimit(pid_, RLIMIT_NOFILE, &files, nullptr) != 0) {
+        throwErrno("cannot limit the program's open files");
+    }
 }
 
 std::string Program::restOfOutput() {

@@ -28,6 +28,9 @@ public:
     int exitStatus();
     void signal(int number) const;
 
+    // Limits the number of files that it may have open from now on.
+    void limitOpenFiles(std::size_t limit) const;
+
     // What it writes to standard output from the last line() to its end.
     std::string restOfOutput();
 

@@ -1,0 +1,181 @@
+// Which clients a server drops when it runs short of places or memory, and which have taken too long.
+
+#include "WebService/Http/Clients.h"
+
+#include <gtest/gtest.h>
+
+namespace webservice::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Phase = Client::Phase;
+
+class SomeClient : public Client {
+public:
+    using Client::Client;
+    bool wasExpired = false;
+    bool wasDropped = false;
+
+private:
+    void expire() override { wasExpired = true; }
+    void drop() override { wasDropped = true; }
+};
+
+class AServersClients : public ::testing::Test {
+protected:
+    SomeClient& add(Phase phase) {
+        all.push_back(std::make_unique<SomeClient>(clients));
+        all.back()->enter(phase);
+        return *all.back();
+    }
+
+    Client::Clock::time_point now{1h};
+    Limits limits{.connections = 3, .memory = 1000, .idle = 90s, .head = 10s, .stillness = 60s, .linger = 20s};
+    std::shared_ptr<Clients> clients = std::make_shared<Clients>(limits, [this] { return now; });
+    std::vector<std::unique_ptr<SomeClient>> all;
+};
+
+} // namespace
+
+TEST_F(AServersClients, AreDroppedForAnotherOnlyWhenAllPlacesAreTaken) {
+    add(Phase::Idle);
+    add(Phase::Idle);
+    now += 1h;
+    EXPECT_TRUE(clients->hasPlace());
+    EXPECT_EQ(clients->count(), 2U);
+    add(Phase::Idle);
+    EXPECT_TRUE(clients->hasPlace());
+    EXPECT_EQ(clients->count(), 2U);
+}
+
+TEST_F(AServersClients, AreDroppedInTheOrderOfTheirIdleness) {
+    add(Phase::Idle).moved(0);
+    now += 1s;
+    SomeClient& second = add(Phase::Idle);
+    SomeClient& head = add(Phase::Head);
+    all[0]->enter(Phase::Idle);
+    now += 2s;
+    all[0]->enter(Phase::Idle);
+    now += 1s;
+    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(second.wasDropped);
+    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(all[0]->wasDropped);
+    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(head.wasDropped);
+    EXPECT_FALSE(clients->dropOne());
+    EXPECT_EQ(clients->count(), 0U);
+}
+
+TEST_F(AServersClients, AreNotDroppedWithinASecondOrWhileTheyWaitForTheServer) {
+    SomeClient& working = add(Phase::Working);
+    now += 1h;
+    SomeClient& fresh = add(Phase::Idle);
+    now += 999ms;
+    EXPECT_FALSE(clients->dropOne());
+    now += 1ms;
+    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(fresh.wasDropped);
+    EXPECT_FALSE(clients->dropOne());
+    EXPECT_FALSE(working.wasDropped);
+}
+
+TEST_F(AServersClients, AreDroppedWhenTheirBytesAreTheSlowest) {
+    SomeClient& fast = add(Phase::Response);
+    SomeClient& slow = add(Phase::Body);
+    SomeClient& burst = add(Phase::Response);
+    burst.moved(1'000'000'000); // which is no credit for later
+    for (int second = 0; second < 5; ++second) {
+        now += 1s;
+        fast.moved(8192);
+        slow.moved(8000);
+    }
+    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(burst.wasDropped);
+    EXPECT_FALSE(clients->dropOne());
+    for (int second = 0; second < 40; ++second) {
+        now += 1s;
+        fast.moved(8192);
+        slow.moved(8000);
+    }
+    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(slow.wasDropped);
+    EXPECT_FALSE(fast.wasDropped);
+}
+
+TEST_F(AServersClients, AreDroppedWhenTheyHoldTooMuchMemoryTogether) {
+    SomeClient& small = add(Phase::Body);
+    SomeClient& large = add(Phase::Body);
+    small.holds(100);
+    large.holds(600);
+    now += 1s;
+    SomeClient& third = add(Phase::Body);
+    third.holds(300);
+    EXPECT_FALSE(large.wasDropped);
+    third.holds(301);
+    EXPECT_TRUE(large.wasDropped);
+    EXPECT_FALSE(small.wasDropped);
+    third.holds(900);
+    EXPECT_FALSE(small.wasDropped);
+    third.holds(901);
+    EXPECT_TRUE(small.wasDropped);
+    third.holds(5000); // alone
+    EXPECT_FALSE(third.wasDropped);
+    large.holds(5000); // which has no share any more
+    third.holds(0);
+    add(Phase::Body).holds(1000);
+    EXPECT_FALSE(third.wasDropped);
+}
+
+TEST_F(AServersClients, GiveTheirMemoryBackWhenTheyEnd) {
+    add(Phase::Body).holds(900);
+    all.clear();
+    SomeClient& first = add(Phase::Body);
+    first.holds(500);
+    now += 1s;
+    add(Phase::Body).holds(500);
+    EXPECT_FALSE(first.wasDropped);
+}
+
+TEST_F(AServersClients, ExpireAsTheirPhaseAllows) {
+    struct Case {
+        Phase phase;
+        std::chrono::milliseconds time;
+    };
+    for (const auto& [phase, time] : {Case{Phase::Idle, 90s}, Case{Phase::Head, 10s}, Case{Phase::Body, 60s},
+                                      Case{Phase::Response, 60s}, Case{Phase::Lingering, 2s}}) {
+        SomeClient& client = add(phase);
+        now += time;
+        clients->expire();
+        EXPECT_FALSE(client.wasExpired) << static_cast<int>(phase);
+        now += 1ms;
+        clients->expire();
+        EXPECT_TRUE(client.wasExpired && client.hasExpired()) << static_cast<int>(phase);
+        client.enter(phase);
+        EXPECT_FALSE(client.hasExpired());
+        all.clear();
+    }
+    SomeClient& working = add(Phase::Working);
+    now += 1000h;
+    clients->expire();
+    EXPECT_FALSE(working.wasExpired);
+}
+
+TEST_F(AServersClients, ExpireInAHeadAndAtTheEndWhateverTheySend) {
+    SomeClient& head = add(Phase::Head);
+    SomeClient& body = add(Phase::Body);
+    SomeClient& lingering = add(Phase::Lingering);
+    for (int second = 1; second <= 25; ++second) {
+        now += 1s;
+        for (const auto& client : all) {
+            client->moved(1);
+        }
+        clients->expire();
+        EXPECT_EQ(head.wasExpired, second > 10);
+        EXPECT_EQ(lingering.wasExpired, second > 20);
+        EXPECT_FALSE(body.wasExpired);
+    }
+}
+
+} // namespace webservice::test

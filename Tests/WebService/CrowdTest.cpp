@@ -1,0 +1,186 @@
+// Thousands of clients that are slow on purpose, and one that is not.
+
+#include "Support/Crowd.h"
+
+#include "Support/HttpClient.h"
+#include "Support/ServedApplication.h"
+#include "Support/ServiceProcess.h"
+#include "Support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+
+namespace webservice::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int many = 2000;
+constexpr const char* stream = "POST /QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream HTTP/1.1\r\n"
+                               "Content-Length: 33\r\n\r\n{\"ToComputerID\":\"8\",\"Length\":\"0\"}";
+
+class ManySlowClients : public ::testing::Test {
+protected:
+    // The service raises its own limit.
+    ManySlowClients() {
+        allowOpenFiles(1024);
+        service.emplace(folder.path("data").string());
+        allowOpenFiles();
+    }
+
+    // Another client's requests on new and on kept connections are answered within a second, also while the crowd sends
+    // `drop` now and then; and the service ends within two.
+    void expectNoDelay(const Crowd& crowd, std::string_view drop) {
+        HttpClient kept(service->port());
+        for (int i = 0; i < 10; ++i) {
+            crowd.send(drop);
+            const auto start = std::chrono::steady_clock::now();
+            EXPECT_EQ(HttpClient(service->port()).exchange("GET", "/status?computer=7", "").body, nothing);
+            EXPECT_EQ(kept.exchange("GET", "/status?computer=7", "").body, nothing);
+            EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+        }
+        EXPECT_EQ(crowd.closed(), 0);
+        const auto start = std::chrono::steady_clock::now();
+        service->signal(SIGTERM);
+        EXPECT_EQ(service->exitStatus(), 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+    }
+
+    TemporaryFolder folder;
+    std::optional<ServiceProcess> service;
+    const std::string nothing = R"({"pending":0,"acknowledged":0,"withdrawn":0})";
+};
+
+} // namespace
+
+TEST_F(ManySlowClients, ThatSendNothingDelayNobody) {
+    expectNoDelay(Crowd(service->port(), many, ""), "");
+}
+
+TEST_F(ManySlowClients, ThatSendAHeadByteByByteDelayNobody) {
+    expectNoDelay(Crowd(service->port(), many, "GET /status HTTP/1.1\r\nA: "), "a");
+}
+
+TEST_F(ManySlowClients, ThatSendABodyByteByByteDelayNobody) {
+    const Crowd crowd(service->port(), many,
+                      "PUT /outbox/8/slow HTTP/1.1\r\nContent-Length: 1000\r\nExpect: 100-continue\r\n\r\n");
+    crowd.waitForResponses();
+    expectNoDelay(crowd, "a");
+}
+
+TEST_F(ManySlowClients, ThatDoNotReadTheirResponseDelayNobody) {
+    folder.write("data/outbox/8/big", std::string(5'000'000, 'x'));
+    const Crowd crowd(service->port(), many, stream);
+    crowd.waitForResponses();
+    expectNoDelay(crowd, "");
+}
+
+namespace {
+
+class AServerWithThreePlaces : public ::testing::Test {
+protected:
+    AServerWithThreePlaces() {
+        application.on("/hello", [] { return textResponse("hello"); });
+        application.on("/long", [] { return textResponse(std::string(50'000'000, 'x')); });
+        port = application.serve({.connections = 3});
+    }
+
+    ServedApplication application;
+    std::uint16_t port = 0;
+};
+
+} // namespace
+
+TEST_F(AServerWithThreePlaces, ServesAFourthClientInThePlaceOfTheOneThatWasIdleForLongest) {
+    HttpClient first(port);
+    HttpClient second(port);
+    HttpClient third(port);
+    for (HttpClient* client : {&second, &first, &third}) {
+        EXPECT_EQ(client->exchange("GET", "/hello", "").body, "hello");
+    }
+    EXPECT_EQ(HttpClient(port).exchange("GET", "/hello", "").body, "hello");
+    EXPECT_TRUE(second.isClosedByPeer());
+    EXPECT_EQ(first.exchange("GET", "/hello", "").body, "hello");
+    EXPECT_EQ(third.exchange("GET", "/hello", "").body, "hello");
+}
+
+TEST_F(AServerWithThreePlaces, ServesAFourthClientInThePlaceOfOneThatReadsNothingOrSendsABodySlowly) {
+    const Crowd crowd(port, 2, "GET /long HTTP/1.1\r\n\r\n");
+    const Crowd sender(port, 1, "GET /hello HTTP/1.1\r\nContent-Length: 100\r\n\r\n");
+    for (int i = 0; i < 3; ++i) {
+        HttpClient client(port);
+        EXPECT_EQ(client.exchange("GET", "/hello", "").body, "hello");
+        sender.send("x");
+    }
+    EXPECT_EQ(crowd.closed() + sender.closed(), 1);
+}
+
+TEST(AServerWithLittleTime, AnswersARequestWhoseHeadDoesNotComeInTimeWith408) {
+    ServedApplication application;
+    application.on("/hello", [] { return textResponse("hello"); });
+    const std::uint16_t port = application.serve({.head = 100ms});
+    HttpClient slow(port);
+    slow.send("GET /hello HTTP/1.1\r\n");
+    const HttpAnswer answer = slow.receive();
+    EXPECT_EQ(answer.head, "HTTP/1.1 408 Request Timeout\r\nContent-Type: application/json\r\nContent-Length: 107\r\n"
+                           "Connection: close\r\n\r\n");
+    EXPECT_TRUE(slow.isClosedByPeer());
+    HttpClient kept(port);
+    EXPECT_EQ(kept.exchange("GET", "/hello", "").body, "hello");
+    EXPECT_EQ(kept.exchange("GET", "/hello", "").body, "hello");
+}
+
+TEST(AServerWithLittleTime, ClosesConnectionsWithoutRequestsOrProgressWithoutAWord) {
+    ServedApplication application;
+    application.on("/hello", [] { return textResponse("hello"); });
+    const std::uint16_t port = application.serve({.idle = 100ms, .stillness = 100ms});
+    HttpClient idle(port);
+    EXPECT_EQ(idle.exchange("GET", "/hello", "").body, "hello");
+    HttpClient silent(port);
+    HttpClient afterEmptyLine(port);
+    afterEmptyLine.send("\r\n");
+    HttpClient still(port);
+    still.send("POST /hello HTTP/1.1\r\nContent-Length: 10\r\n\r\nabc");
+    for (HttpClient* client : {&idle, &silent, &afterEmptyLine, &still}) {
+        EXPECT_TRUE(client->isClosedByPeer());
+    }
+}
+
+TEST(AServerWithLittleTime, DoesNotLingerForAClientThatSendsOnAndOn) {
+    ServedApplication application;
+    const std::uint16_t port = application.serve({.linger = 100ms});
+    HttpClient client(port);
+    client.send("POST /nothing HTTP/1.1\r\nContent-Length: 999999999\r\n\r\n");
+    EXPECT_EQ(client.receive().status, 404);
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    bool isCut = false;
+    while (!isCut && std::chrono::steady_clock::now() < deadline) {
+        try {
+            client.send("x");
+        } catch (const std::system_error&) {
+            isCut = true;
+        }
+    }
+    EXPECT_TRUE(isCut);
+}
+
+TEST(AServer, KeepsServingWhereDescriptorsRunOut) {
+    TemporaryFolder folder;
+    const ServiceProcess service(folder.path("data").string());
+    EXPECT_EQ(HttpClient(service.port()).exchange("GET", "/status", "").status, 200);
+    service.limitOpenFiles(100);
+    const Crowd crowd(service.port(), 300, "GET / HTTP/1.1\r\n");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(HttpClient(service.port()).exchange("GET", "/status", "").status, 200);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+    EXPECT_GT(crowd.closed(), 200);
+    // It waits where no client can be dropped, and does not try again and again.
+    const std::string log = service.errors();
+    EXPECT_LT(std::ranges::count(log, '\n'), 400) << log;
+}
+
+} // namespace webservice::test
