@@ -109,9 +109,14 @@ void HttpLoad::transfer() {
         request.body = &*bodyFile_;
     else if (sendsBody_ && settings_.request.httpBody)
         request.body = std::string_view(*settings_.request.httpBody);
-    transfer_ = std::make_unique<Transfer>(RunLoop::main().attachment<TransferDriver>(), request,
-                                           [this] { transferChanged(); });
-    transfer_->start();
+    try {
+        transfer_ = std::make_unique<Transfer>(RunLoop::main().attachment<TransferDriver>(), request,
+                                               [this] { transferChanged(); });
+        transfer_->start();
+    } catch (const std::exception& exception) {
+        // There is no memory or no descriptor left.
+        fail(UrlError::make(UrlError::CannotConnectToHost, exception.what()));
+    }
 }
 
 void HttpLoad::transferChanged() {

@@ -77,6 +77,11 @@ std::variant<RequestHead, Error> RequestHead::of(const UrlRequest& request, cons
     return head;
 }
 
+bool RequestHead::isIdempotent() const {
+    return method == "GET" || method == "HEAD" || method == "OPTIONS" || method == "TRACE" || method == "PUT" ||
+           method == "DELETE";
+}
+
 bool RequestHead::redirect(int status, bool toOtherOrigin) {
     if (toOtherOrigin)
         remove(fields, {"Host", "Authorization", "Cookie"});

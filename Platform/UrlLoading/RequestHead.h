@@ -18,6 +18,9 @@ struct RequestHead {
     /// `additional` that the request does not set. The error is `UrlError::BadUrl` and names what HTTP does not allow.
     static std::variant<RequestHead, Error> of(const UrlRequest& request, const HeaderFields& additional);
 
+    /// Whether sending it twice does the same as sending it once (RFC 9110, section 9.2.2).
+    bool isIdempotent() const;
+
     /// Makes this the head of the request that follows a redirect of that status (RFC 9110, section 15.4), and says
     /// whether the body goes with it. Fields that are meant for the first server alone do not go to another one.
     bool redirect(int status, bool toOtherOrigin);

@@ -10,6 +10,10 @@ target_sources(Platform PRIVATE
   UrlLoading/SocketBody.cpp
   UrlLoading/Transfer.cpp
   UrlLoading/TransferDriver.cpp
+  UrlLoading/TransferHandle.cpp
+  UrlLoading/TransferSlots.cpp
+  UrlLoading/TransportError.cpp
+  UrlLoading/TransportSockets.cpp
   UrlLoading/Url.cpp
   UrlLoading/UrlConnection.cpp
   UrlLoading/UrlRequest.cpp

@@ -1,16 +1,13 @@
 #include "Platform/UrlLoading/Transfer.h"
 
+#include "Platform/UrlLoading/HeaderLines.h"
 #include "Platform/UrlLoading/TransferDriver.h"
+#include "Platform/UrlLoading/TransportError.h"
 
-#include <climits>
 #include <curl/curl.h>
 
 #include <fcntl.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -21,119 +18,22 @@ namespace {
 /// A rest of a body that is shorter is not worth a connection of its own.
 constexpr std::uint64_t worthTakingOver = 256 << 10;
 
-void checked(CURLcode result, const char* what) {
-    if (result != CURLE_OK)
-        throw std::runtime_error(std::string(what) + ": " + curl_easy_strerror(result));
-}
-
-template <class Value>
-void set(CURL* easy, CURLoption option, Value value) {
-    checked(curl_easy_setopt(easy, option, value), "curl_easy_setopt");
-}
-
-/// The code that callers know for an error of the transport (libcurl-errors(3)), where the head of the answer was
-/// complete or not.
-///
-/// | transport                                                            | code                    |
-/// |----------------------------------------------------------------------|-------------------------|
-/// | URL_MALFORMAT                                                        | BadUrl                  |
-/// | COULDNT_RESOLVE_HOST                                                 | CannotFindHost          |
-/// | COULDNT_CONNECT                                                      | CannotConnectToHost     |
-/// | OPERATION_TIMEDOUT                                                   | TimedOut                |
-/// | GOT_NOTHING, PARTIAL_FILE, SEND_ERROR, RECV_ERROR, SEND_FAIL_REWIND  | NetworkConnectionLost   |
-/// | UNSUPPORTED_PROTOCOL (the answer has no status line of HTTP/1),      | BadServerResponse       |
-/// | WEIRD_SERVER_REPLY, BAD_FUNCTION_ARGUMENT (the first line of the     |                         |
-/// | header section is a continued one), OUT_OF_MEMORY in the head (a     |                         |
-/// | line over 100 KiB)                                                   |                         |
-/// | anything else                                                        | Unknown                 |
-int errorCode(CURLcode code, bool headComplete) {
-    switch (code) {
-    case CURLE_URL_MALFORMAT:
-        return UrlError::BadUrl;
-    case CURLE_COULDNT_RESOLVE_HOST:
-        return UrlError::CannotFindHost;
-    case CURLE_COULDNT_CONNECT:
-        return UrlError::CannotConnectToHost;
-    case CURLE_OPERATION_TIMEDOUT:
-        return UrlError::TimedOut;
-    case CURLE_GOT_NOTHING:
-    case CURLE_PARTIAL_FILE:
-    case CURLE_SEND_ERROR:
-    case CURLE_RECV_ERROR:
-    case CURLE_SEND_FAIL_REWIND:
-        return UrlError::NetworkConnectionLost;
-    case CURLE_UNSUPPORTED_PROTOCOL:
-    case CURLE_WEIRD_SERVER_REPLY:
-    case CURLE_BAD_FUNCTION_ARGUMENT:
-        return UrlError::BadServerResponse;
-    case CURLE_OUT_OF_MEMORY:
-        return headComplete ? UrlError::Unknown : UrlError::BadServerResponse;
-    default:
-        return UrlError::Unknown;
-    }
-}
-
 } // namespace
 
-/// What the transport calls, in the middle of its work: each only records.
-struct Transfer::Callbacks {
-    static Transfer& touched(void* self) {
-        auto& transfer = *static_cast<Transfer*>(self);
-        transfer.progressed();
-        return transfer;
-    }
-
-    static std::size_t headLine(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
-        auto& transfer = touched(self);
-        ResponseHead& head = transfer.head_;
-        if (head.state() == ResponseHead::State::Reading &&
-            head.addLine({bytes, size * count}) == ResponseHead::State::Complete && head.contentLength())
-            transfer.pieces_.setCapacity(
-                static_cast<std::size_t>(std::min<std::uint64_t>(*head.contentLength(), maximumDataPiece)));
-        if (head.state() != ResponseHead::State::Malformed)
-            return size * count;
-        transfer.failure_ = UrlError::make(UrlError::BadServerResponse, "the head is malformed or too long");
-        return 0;
-    }
-
-    static std::size_t bodySlice(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
-        auto& transfer = touched(self);
-        if (transfer.reader_ == Reader::Undecided)
-            transfer.reader_ = transfer.canTakeOverConnection() ? Reader::Changing : Reader::Transport;
-        if (transfer.reader_ == Reader::Changing)
-            return CURL_WRITEFUNC_PAUSE;
-        if (!transfer.pieces_.append({bytes, size * count})) {
-            transfer.paused_ = true;
-            return CURL_WRITEFUNC_PAUSE;
-        }
-        transfer.received_ += size * count;
-        return size * count;
-    }
-
-    static std::size_t readFile(char* space, std::size_t size, std::size_t count, void* self) noexcept {
-        auto& transfer = touched(self);
-        const BodyFile& body = **std::get_if<const BodyFile*>(&transfer.request_.body);
-        const std::uint64_t left = body.size - transfer.fileOffset_;
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size * count, left));
-        const auto got = ::pread(body.file.get(), space, wanted, static_cast<off_t>(transfer.fileOffset_));
-        if (got < 0 || (got == 0 && wanted > 0)) {
-            transfer.failure_ = UrlError::make(UrlError::Unknown, "the file to send became shorter or unreadable");
-            return CURL_READFUNC_ABORT;
-        }
-        transfer.fileOffset_ += static_cast<std::uint64_t>(got);
-        return static_cast<std::size_t>(got);
-    }
-
-    static int seekFile(void* self, curl_off_t offset, int origin) noexcept {
-        if (origin != SEEK_SET || offset < 0)
-            return CURL_SEEKFUNC_FAIL;
-        static_cast<Transfer*>(self)->fileOffset_ = static_cast<std::uint64_t>(offset);
-        return CURL_SEEKFUNC_OK;
-    }
-};
-
-void Transfer::progressed() {
+void Transfer::progressed() noexcept {
     progress_ = true;
+    driver_->touch(*this);
+}
+
+void Transfer::begun() noexcept {
+    begun_ = true;
+    progressed();
+}
+
+/// The first reason counts: the transport may go on for a moment, and fail of it.
+void Transfer::breakOff(Break reason) noexcept {
+    if (break_ == Break::None)
+        break_ = reason;
     driver_->touch(*this);
 }
 
@@ -150,36 +50,23 @@ Transfer::~Transfer() {
 
 void Transfer::start() {
     makeHandle();
-    configureBody();
-    setHeaderFields();
-    driver_->start(easy_);
+    driver_->start(*this);
 }
 
-/// Makes a handle of this transfer's own: libcurl 7.88 keeps in a handle that is used again, also after
-/// curl_easy_reset(3), a pointer into the header fields of the answer before, which are freed, and follows it where a
-/// header section begins with a continued line.
-void Transfer::makeHandle() {
-    easy_ = curl_easy_init();
-    if (easy_ == nullptr)
-        throw std::runtime_error("curl_easy_init");
-    set(easy_, CURLOPT_PATH_AS_IS, 1L);
-    set(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
-    set(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    set(easy_, CURLOPT_PROXY, "");
-    // A name and password in the address are not sent unasked.
-    set(easy_, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_NONE));
-    set(easy_, CURLOPT_NOSIGNAL, 1L);
-    // A name look-up that is called off must not hold the loop up.
-    set(easy_, CURLOPT_QUICK_EXIT, 1L);
-    // The limits of time are the loader's; the transport's own is put out of the way.
-    set(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
-    set(easy_, CURLOPT_HEADERFUNCTION, Callbacks::headLine);
-    set(easy_, CURLOPT_WRITEFUNCTION, Callbacks::bodySlice);
-    set(easy_, CURLOPT_PRIVATE, this);
-    set(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
-    set(easy_, CURLOPT_URL, request_.url.absoluteString().c_str());
-    set(easy_, CURLOPT_HEADERDATA, this);
-    set(easy_, CURLOPT_WRITEDATA, this);
+/// Makes the request anew, on a connection of its own; nothing of it was sent.
+bool Transfer::startAgain() noexcept {
+    releaseHandle();
+    break_ = Break::None;
+    onFreshConnection_ = true;
+    fileOffset_ = 0;
+    try {
+        makeHandle();
+        driver_->startLater(*this);
+    } catch (...) {
+        break_ = Break::NoMemory;
+        return false;
+    }
+    return true;
 }
 
 bool Transfer::sendsBody() const {
@@ -196,70 +83,42 @@ std::uint64_t Transfer::bodySize() const {
     return file != nullptr ? (*file)->size : 0;
 }
 
-void Transfer::configureBody() {
-    const std::string& method = request_.head.method;
-    if (method == "HEAD") {
-        set(easy_, CURLOPT_NOBODY, 1L);
-        return;
+std::optional<Error> Transfer::errorOf(int result) const {
+    switch (break_) {
+    case Break::None:
+        break;
+    case Break::MalformedHead:
+        return UrlError::make(UrlError::BadServerResponse, "the head is malformed or too long");
+    case Break::UnreadableFile:
+        return UrlError::make(UrlError::Unknown, "the file to send became shorter or unreadable");
+    case Break::NoMemory:
+        return UrlError::make(UrlError::NetworkConnectionLost, "there is no memory left for it");
+    case Break::CannotWatch:
+        return UrlError::make(UrlError::NetworkConnectionLost, "its socket cannot be watched");
+    case Break::SentBefore:
+        return UrlError::make(UrlError::NetworkConnectionLost, "the connection ended after the request was sent on it");
+    case Break::SpentConnection:
+        return UrlError::make(UrlError::NetworkConnectionLost, "the connection ended before the request was sent");
     }
-    set(easy_, sendsBody() ? CURLOPT_POST : CURLOPT_HTTPGET, 1L);
-    if (method != (sendsBody() ? "POST" : "GET"))
-        set(easy_, CURLOPT_CUSTOMREQUEST, method.c_str());
-    if (!sendsBody())
-        return;
-    set(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(bodySize()));
-    const auto* bytes = std::get_if<std::string_view>(&request_.body);
-    if (bodySize() == 0 || bytes != nullptr) {
-        set(easy_, CURLOPT_POSTFIELDS, bodySize() == 0 ? "" : bytes->data());
-        return;
-    }
-    set(easy_, CURLOPT_POSTFIELDS, nullptr);
-    set(easy_, CURLOPT_READFUNCTION, Callbacks::readFile);
-    set(easy_, CURLOPT_READDATA, this);
-    set(easy_, CURLOPT_SEEKFUNCTION, Callbacks::seekFile);
-    set(easy_, CURLOPT_SEEKDATA, this);
-}
-
-void Transfer::setHeaderFields() {
-    const auto append = [this](const char* line) {
-        curl_slist* lines = curl_slist_append(headerLines_, line);
-        if (lines == nullptr)
-            throw std::bad_alloc();
-        headerLines_ = lines;
-    };
-    // The lines that make the transport send exactly these fields (CURLOPT_HTTPHEADER(3)).
-    std::string line;
-    for (const auto& [name, value] : request_.head.fields) {
-        line = name;
-        if (value.empty())
-            line += ';';
-        else
-            (line += ": ") += value;
-        append(line.c_str());
-    }
-    // A name without a value keeps the transport from adding the field on its own.
-    for (const char* own : {"Accept", "Content-Type", "Expect"}) {
-        if (request_.head.fields.has(own))
-            continue;
-        (line = own) += ':';
-        append(line.c_str());
-    }
-    set(easy_, CURLOPT_HTTPHEADER, headerLines_);
-}
-
-void Transfer::finish(int result) {
     const auto code = static_cast<CURLcode>(result);
     const bool headComplete = head_.state() == ResponseHead::State::Complete;
-    if (failure_)
-        finish(failure_);
-    else if (code != CURLE_OK)
-        finish(UrlError::make(errorCode(code, headComplete),
-                              errorText_.front() != '\0' ? errorText_.data() : curl_easy_strerror(code)));
-    else if (!headComplete)
-        finish(
-            UrlError::make(UrlError::NetworkConnectionLost, "the connection was closed within the head of the answer"));
-    else
-        finish(std::nullopt);
+    if (code != CURLE_OK)
+        return UrlError::make(transportErrorCode(result, {wasSent(), headComplete, knownCoding_}),
+                              errorText_.front() != '\0' ? errorText_.data() : curl_easy_strerror(code));
+    if (!headComplete)
+        return UrlError::make(UrlError::NetworkConnectionLost,
+                              "the connection was closed within the head of the answer");
+    return std::nullopt;
+}
+
+void Transfer::finish(int result) noexcept {
+    if (break_ == Break::SpentConnection && !onFreshConnection_ && startAgain())
+        return;
+    try {
+        finish(errorOf(result));
+    } catch (...) {
+        finish(Error{UrlError::domain, UrlError::NetworkConnectionLost, "out of memory"});
+    }
     releaseHandle();
     driver_->touch(*this);
 }
@@ -313,23 +172,23 @@ void Transfer::receivedFromConnection() {
 }
 
 void Transfer::settle() {
+    if (break_ != Break::None && easy_ != nullptr)
+        finish(CURLE_ABORTED_BY_CALLBACK);
     if (reader_ == Reader::Changing && easy_ != nullptr)
         takeOverConnection();
     const auto changed = changed_;
     changed();
 }
 
-void Transfer::driverEnds() {
+void Transfer::driverEnds() noexcept {
     releaseHandle();
     driver_ = nullptr;
 }
 
-void Transfer::releaseHandle() {
-    if (easy_ == nullptr)
-        return;
-    driver_->release(std::exchange(easy_, nullptr));
-    curl_slist_free_all(headerLines_);
-    headerLines_ = nullptr;
+void Transfer::releaseHandle() noexcept {
+    if (easy_ != nullptr)
+        driver_->release(*this);
+    headerLines_.reset();
 }
 
 std::optional<Url> resolve(const Url& base, std::string_view reference) {

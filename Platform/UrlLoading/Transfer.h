@@ -13,10 +13,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <variant>
-
-struct curl_slist;
 
 namespace Platform {
 
@@ -51,7 +50,10 @@ public:
     /// Ends the transfer wherever it stands; a connection in the middle of an answer is closed.
     ~Transfer();
 
+    /// Begins as soon as there is a slot for it. Throws where it cannot.
     void start();
+    /// Whether it has had its slot, so that time runs.
+    bool hasBegun() const { return begun_; }
 
     const Url& url() const { return request_.url; }
     /// The head of the answer; still being read, complete or malformed.
@@ -69,23 +71,48 @@ public:
 private:
     friend class TransferDriver;
     struct Callbacks;
+    class HeaderLines;
+    /// The longest time that a connection is kept unused, in whole seconds: it is used again for one second more at
+    /// most (CURLOPT_MAXAGE_CONN(3)).
+    static constexpr long longestIdleSeconds = 2;
     /// Who reads the body from the connection: known when its first bytes are there.
     enum class Reader { Undecided, Transport, Changing };
+    /// Why a callback broke the transfer off.
+    enum class Break {
+        None,
+        MalformedHead,
+        UnreadableFile,
+        NoMemory,
+        CannotWatch,
+        /// It was sent on a connection that then failed, and must not be sent again.
+        SentBefore,
+        /// The connection holds bytes that nobody asked for, or is closed: nothing was sent.
+        SpentConnection,
+    };
 
     void makeHandle();
+    void setCallbacks();
     void configureBody();
     void setHeaderFields();
-    void finish(int code);
+    void finish(int code) noexcept;
     void finish(std::optional<Error> error) { outcome_ = Outcome{std::move(error)}; }
+    std::optional<Error> errorOf(int code) const;
+    bool startAgain() noexcept;
+    void breakOff(Break reason) noexcept;
+    void begun() noexcept;
+    void headIsComplete();
+    bool maySend() const;
+    bool wasSent() const;
+    Break checkConnection(std::string_view local, std::string_view peer);
     bool sendsBody() const;
     std::uint64_t bodySize() const;
     bool canTakeOverConnection() const;
     void takeOverConnection();
     void receivedFromConnection();
-    void progressed();
+    void progressed() noexcept;
     void settle();
-    void driverEnds();
-    void releaseHandle();
+    void driverEnds() noexcept;
+    void releaseHandle() noexcept;
 
     /// Nil once the loop has ended.
     TransferDriver* driver_;
@@ -94,22 +121,26 @@ private:
 
     /// The transport's handle; nil once the transfer does without it.
     void* easy_ = nullptr;
-    curl_slist* headerLines_ = nullptr;
+    std::unique_ptr<HeaderLines> headerLines_;
     std::array<char, 256> errorText_{};
-    /// The connection that the handle uses, as far as it was told.
+    /// The socket of the connection that the request goes out on; negative before.
     int connection_ = -1;
+    bool onFreshConnection_ = false;
     std::uint64_t fileOffset_ = 0;
     bool paused_ = false;
     Reader reader_ = Reader::Undecided;
 
     ResponseHead head_;
+    bool knownCoding_ = true;
     PieceBuffer pieces_;
     std::uint64_t received_ = 0;
     std::unique_ptr<SocketBody> directBody_;
-    /// Why a callback broke the transfer off.
-    std::optional<Error> failure_;
+    Break break_ = Break::None;
     std::optional<Outcome> outcome_;
+    bool begun_ = false;
     bool progress_ = false;
+    /// Whether the driver will settle this.
+    bool touched_ = false;
 };
 
 /// The address that `reference`, as a redirect gives it, means to a reader of `base` (RFC 3986, section 5); nil when it

@@ -1,7 +1,10 @@
 #include "Platform/UrlLoading/TransferDriver.h"
 
 #include "Platform/FileDescriptor.h"
+#include "Platform/Log.h"
 #include "Platform/UrlLoading/Transfer.h"
+#include "Platform/UrlLoading/TransferSlots.h"
+#include "Platform/UrlLoading/TransportSockets.h"
 
 #include <curl/curl.h>
 
@@ -12,12 +15,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <list>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
-#include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace Platform {
@@ -26,9 +28,9 @@ namespace {
 
 /// How many connections stay open unused.
 constexpr std::size_t idleConnections = 8;
-/// How many transfers have a connection at once; those beyond wait their turn. Thousands at once would run out of
-/// descriptors, and a server's queue of new connections overflows long before (listen(2)).
-constexpr std::size_t maximumConnections = 32;
+/// How many transfers have a connection to one server at once; those beyond wait their turn. Thousands at once would
+/// run out of descriptors, and a server's queue of new connections overflows long before (listen(2)).
+constexpr std::size_t connectionsPerServer = 32;
 /// How often the transport may ask to be called again at once before others have their turn.
 constexpr int roundsInARow = 8;
 
@@ -50,64 +52,6 @@ CURLM* newMulti() {
     return multi;
 }
 
-} // namespace
-
-struct TransferDriver::State {
-    explicit State(RunLoop& runLoop)
-        : loop(runLoop), timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
-        if (!timer)
-            throw std::system_error(errno, std::generic_category(), "timerfd_create");
-        timerWatch = loop.watch(timer.get(), EPOLLIN, [this](std::uint32_t) { timerFired(); });
-        checked(curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, socketChanged), "CURLMOPT_SOCKETFUNCTION");
-        checked(curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this), "CURLMOPT_SOCKETDATA");
-        checked(curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, timerChanged), "CURLMOPT_TIMERFUNCTION");
-        checked(curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this), "CURLMOPT_TIMERDATA");
-        limitConnections();
-        checked(curl_multi_setopt(multi, CURLMOPT_PIPELINING, CURLPIPE_NOTHING), "CURLMOPT_PIPELINING");
-    }
-    State(const State&) = delete;
-    State& operator=(const State&) = delete;
-    ~State() { curl_multi_cleanup(multi); }
-
-    static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
-    static int socketClosing(void* self, curl_socket_t socket) noexcept;
-    static int timerChanged(CURLM*, long milliseconds, void* self) noexcept;
-    void limitConnections();
-    void begin(CURL* easy);
-    void beginNext();
-    void end(CURL* easy);
-    void watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer);
-    void socketReady(curl_socket_t socket, std::uint32_t events);
-    void timerFired();
-    void perform();
-    void collectFinished();
-    void armTimer();
-
-    struct Watched {
-        std::unique_ptr<DescriptorWatch> watch;
-        /// Whose socket it is at present; nobody's, while the connection is kept.
-        Transfer* transfer = nullptr;
-    };
-
-    RunLoop& loop;
-    CURLM* multi = newMulti();
-    std::unordered_map<curl_socket_t, Watched> watched;
-    FileDescriptor timer;
-    std::unique_ptr<DescriptorWatch> timerWatch;
-    /// When the transport wants to be called, and when the timer fires. The timer may be early: putting it off at each
-    /// change would cost a system call each.
-    std::optional<Duration> due;
-    std::optional<Duration> armed;
-    std::unordered_set<Transfer*> transfers;
-    /// Handles that the transport has, and those that wait for one of these to end, in order.
-    std::unordered_set<CURL*> running;
-    std::list<CURL*> waiting;
-    std::unordered_map<CURL*, std::list<CURL*>::iterator> placesOfWaiting;
-    std::vector<Transfer*> touched;
-};
-
-namespace {
-
 Transfer* transferOf(CURL* easy) {
     void* transfer = nullptr;
     curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
@@ -116,23 +60,66 @@ Transfer* transferOf(CURL* easy) {
 
 } // namespace
 
+struct TransferDriver::State {
+    explicit State(RunLoop& loop)
+        : sockets(loop, [this](int socket, Transfer& transfer,
+                               std::uint32_t events) { socketReady(socket, transfer, events); }),
+          timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
+        if (!timer)
+            throw std::system_error(errno, std::generic_category(), "timerfd_create");
+        timerWatch = loop.watch(timer.get(), EPOLLIN, [this](std::uint32_t) { timerFired(); });
+        CURLM* handle = multi.get();
+        checked(curl_multi_setopt(handle, CURLMOPT_SOCKETFUNCTION, socketChanged), "CURLMOPT_SOCKETFUNCTION");
+        checked(curl_multi_setopt(handle, CURLMOPT_SOCKETDATA, this), "CURLMOPT_SOCKETDATA");
+        checked(curl_multi_setopt(handle, CURLMOPT_TIMERFUNCTION, timerChanged), "CURLMOPT_TIMERFUNCTION");
+        checked(curl_multi_setopt(handle, CURLMOPT_TIMERDATA, this), "CURLMOPT_TIMERDATA");
+        checked(curl_multi_setopt(handle, CURLMOPT_MAXCONNECTS, maximumConnects), "CURLMOPT_MAXCONNECTS");
+        checked(curl_multi_setopt(handle, CURLMOPT_PIPELINING, CURLPIPE_NOTHING), "CURLMOPT_PIPELINING");
+    }
+
+    static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
+    static int timerChanged(CURLM*, long milliseconds, void* self) noexcept;
+    void limitConnections() noexcept;
+    void begin(Transfer& transfer) noexcept;
+    void socketReady(int socket, Transfer& transfer, std::uint32_t events);
+    void timerFired();
+    void perform(Transfer* cause);
+    static void failed(CURLMcode result, Transfer* transfer) noexcept;
+    void collectFinished();
+    void armTimer() noexcept;
+
+    TransportSockets sockets;
+    std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi{newMulti(), curl_multi_cleanup};
+    long maximumConnects = static_cast<long>(idleConnections);
+    FileDescriptor timer;
+    std::unique_ptr<DescriptorWatch> timerWatch;
+    /// When the transport wants to be called, and when the timer fires. The timer may be early: putting it off at each
+    /// change would cost a system call each.
+    std::optional<Duration> due;
+    std::optional<Duration> armed;
+    std::unordered_set<Transfer*> transfers;
+    TransferSlots slots{connectionsPerServer};
+    /// Has room for every transfer, so that a callback can add one without taking memory.
+    std::vector<Transfer*> touched;
+};
+
+/// What fails here cannot be told to the transport without ending every transfer (CURLMOPT_SOCKETFUNCTION(3)), so it is
+/// noted in the transfer that the socket serves.
 int TransferDriver::State::socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept {
-    auto& state = *static_cast<State*>(self);
+    auto& sockets = static_cast<State*>(self)->sockets;
     if (what == CURL_POLL_REMOVE) {
-        // The next request on this connection most often comes soon, and finds the watch in place.
-        if (const auto place = state.watched.find(socket); place != state.watched.end())
-            place->second.transfer = nullptr;
+        sockets.leave(socket);
         return 0;
     }
-    state.watchSocket(socket,
+    Transfer* transfer = transferOf(easy);
+    try {
+        sockets.watch(socket,
                       ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U),
-                      transferOf(easy));
+                      transfer);
+    } catch (...) {
+        transfer->breakOff(Transfer::Break::CannotWatch);
+    }
     return 0;
-}
-
-int TransferDriver::State::socketClosing(void* self, curl_socket_t socket) noexcept {
-    static_cast<State*>(self)->watched.erase(socket);
-    return ::close(socket);
 }
 
 int TransferDriver::State::timerChanged(CURLM*, long milliseconds, void* self) noexcept {
@@ -145,110 +132,91 @@ int TransferDriver::State::timerChanged(CURLM*, long milliseconds, void* self) n
 }
 
 /// The transport's limit is for connections in use as well, and it keeps to it when one falls free.
-void TransferDriver::State::limitConnections() {
-    const auto limit = static_cast<long>(std::max(idleConnections, running.size()));
-    checked(curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, limit), "CURLMOPT_MAXCONNECTS");
+void TransferDriver::State::limitConnections() noexcept {
+    const auto limit = static_cast<long>(std::max(idleConnections, slots.taken()));
+    if (limit == maximumConnects)
+        return;
+    maximumConnects = limit;
+    curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, limit);
 }
 
-void TransferDriver::State::begin(CURL* easy) {
-    curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, socketClosing);
-    curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, this);
-    checked(curl_multi_add_handle(multi, easy), "curl_multi_add_handle");
-    running.insert(easy);
+/// Lets a transfer begin that has its slot.
+void TransferDriver::State::begin(Transfer& transfer) noexcept {
     limitConnections();
-}
-
-/// Gives the place of a transfer that has ended to the one that has waited longest; the timer moves it on.
-void TransferDriver::State::beginNext() {
-    if (waiting.empty())
+    transfer.begun();
+    if (curl_multi_add_handle(multi.get(), transfer.easy_) == CURLM_OK)
         return;
-    CURL* easy = waiting.front();
-    waiting.pop_front();
-    placesOfWaiting.erase(easy);
-    begin(easy);
-    armTimer();
+    transfer.breakOff(Transfer::Break::NoMemory);
+    due = machineTime();
 }
 
-void TransferDriver::State::end(CURL* easy) {
-    if (const auto place = placesOfWaiting.find(easy); place != placesOfWaiting.end()) {
-        waiting.erase(place->second);
-        placesOfWaiting.erase(place);
-    } else if (running.erase(easy) != 0) {
-        curl_multi_remove_handle(multi, easy);
-        limitConnections();
-        beginNext();
-    }
-}
-
-void TransferDriver::State::watchSocket(curl_socket_t socket, std::uint32_t events, Transfer* transfer) {
-    if (transfer != nullptr)
-        transfer->connection_ = socket;
-    auto& entry = watched[socket];
-    entry.transfer = transfer;
-    if (entry.watch)
-        entry.watch->setEvents(events);
-    else
-        entry.watch = loop.watch(socket, events, [this, socket](std::uint32_t ready) { socketReady(socket, ready); });
-}
-
-void TransferDriver::State::socketReady(curl_socket_t socket, std::uint32_t events) {
-    Transfer* transfer = watched[socket].transfer;
-    if (transfer == nullptr) {
-        // The server has closed a connection that nobody uses; the transport notices when it would use it.
-        watched.erase(socket);
-        return;
-    }
+void TransferDriver::State::socketReady(int socket, Transfer& transfer, std::uint32_t events) {
     // The transport waits for what moves it on: a connection that is made, room for bytes to go, bytes that have come.
-    transfer->progressed();
+    transfer.progressed();
     const int ready = ((events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
                       ((events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
                       ((events & (EPOLLERR | EPOLLHUP)) != 0 ? CURL_CSELECT_ERR : 0);
     int stillRunning = 0;
-    checked(curl_multi_socket_action(multi, socket, ready, &stillRunning), "curl_multi_socket_action");
-    perform();
+    const CURLMcode result = curl_multi_socket_action(multi.get(), socket, ready, &stillRunning);
+    if (result != CURLM_OK)
+        failed(result, transfers.contains(&transfer) ? &transfer : nullptr);
+    perform(nullptr);
 }
 
 void TransferDriver::State::timerFired() {
     std::uint64_t times = 0;
     [[maybe_unused]] const auto got = ::read(timer.get(), &times, sizeof times);
     armed.reset();
-    perform();
+    perform(nullptr);
 }
 
-void TransferDriver::State::perform() {
+/// A failure of the transport itself is the failure of the transfer that caused it, where that is known.
+void TransferDriver::State::perform(Transfer* cause) {
     for (int round = 0; round < roundsInARow && due && *due <= machineTime(); ++round) {
         due.reset();
         int stillRunning = 0;
-        checked(curl_multi_socket_action(multi, CURL_SOCKET_TIMEOUT, 0, &stillRunning), "curl_multi_socket_action");
+        const CURLMcode result = curl_multi_socket_action(multi.get(), CURL_SOCKET_TIMEOUT, 0, &stillRunning);
+        if (result != CURLM_OK)
+            failed(result, cause);
     }
     collectFinished();
     armTimer();
     while (!touched.empty()) {
         Transfer* transfer = touched.back();
         touched.pop_back();
+        transfer->touched_ = false;
         transfer->settle();
+    }
+}
+
+void TransferDriver::State::failed(CURLMcode result, Transfer* transfer) noexcept {
+    if (transfer != nullptr)
+        transfer->breakOff(Transfer::Break::NoMemory);
+    try {
+        Log::write(std::string("The transport failed: ") + curl_multi_strerror(result));
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is no memory to say so
     }
 }
 
 void TransferDriver::State::collectFinished() {
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+    while (const CURLMsg* message = curl_multi_info_read(multi.get(), &left)) {
         Transfer* transfer = message->msg == CURLMSG_DONE ? transferOf(message->easy_handle) : nullptr;
         if (transfer != nullptr)
             transfer->finish(static_cast<int>(message->data.result));
     }
 }
 
-void TransferDriver::State::armTimer() {
+/// Setting a timer fails for no reason that can come up here (timerfd_settime(2)).
+void TransferDriver::State::armTimer() noexcept {
     if (!due || (armed && *armed <= *due))
         return;
-    armed = due;
     const auto seconds = std::chrono::floor<std::chrono::seconds>(*due);
     itimerspec time{};
     time.it_value.tv_sec = seconds.count();
     time.it_value.tv_nsec = (*due - seconds).count();
-    if (::timerfd_settime(timer.get(), TFD_TIMER_ABSTIME, &time, nullptr) != 0)
-        throw std::system_error(errno, std::generic_category(), "timerfd_settime");
+    ::timerfd_settime(timer.get(), TFD_TIMER_ABSTIME, &time, nullptr);
+    armed = due;
 }
 
 TransferDriver::TransferDriver(RunLoop& loop) : state_(std::make_unique<State>(loop)) {}
@@ -260,34 +228,53 @@ TransferDriver::~TransferDriver() {
 
 void TransferDriver::add(Transfer& transfer) {
     state_->transfers.insert(&transfer);
+    if (state_->touched.capacity() < state_->transfers.size())
+        state_->touched.reserve(2 * state_->transfers.size());
 }
 
-void TransferDriver::remove(Transfer& transfer) {
+void TransferDriver::remove(Transfer& transfer) noexcept {
     state_->transfers.erase(&transfer);
-    std::erase(state_->touched, &transfer);
+    if (transfer.touched_)
+        std::erase(state_->touched, &transfer);
 }
 
-void TransferDriver::start(void* easy) {
-    if (state_->running.size() >= maximumConnections) {
-        state_->placesOfWaiting[easy] = state_->waiting.insert(state_->waiting.end(), easy);
+void TransferDriver::start(Transfer& transfer) {
+    if (!state_->slots.take(transfer, transfer.url().origin()))
         return;
-    }
-    state_->begin(easy);
-    state_->perform();
+    state_->begin(transfer);
+    state_->perform(&transfer);
 }
 
-void TransferDriver::release(void* easy) {
-    state_->end(easy);
+void TransferDriver::startLater(Transfer& transfer) {
+    if (state_->slots.take(transfer, transfer.url().origin()))
+        state_->begin(transfer);
+}
+
+/// The slot goes to the transfer that has waited longest; the timer moves it on.
+void TransferDriver::release(Transfer& transfer) noexcept {
+    CURL* easy = std::exchange(transfer.easy_, nullptr);
+    curl_multi_remove_handle(state_->multi.get(), easy);
     curl_easy_cleanup(easy);
+    state_->sockets.vacate(std::exchange(transfer.connection_, -1), transfer);
+    if (Transfer* next = state_->slots.leave(transfer)) {
+        state_->begin(*next);
+        state_->armTimer();
+    } else {
+        state_->limitConnections();
+    }
 }
 
-void TransferDriver::touch(Transfer& transfer) {
-    if (std::find(state_->touched.begin(), state_->touched.end(), &transfer) == state_->touched.end())
+void TransferDriver::touch(Transfer& transfer) noexcept {
+    if (!std::exchange(transfer.touched_, true))
         state_->touched.push_back(&transfer);
 }
 
 void TransferDriver::perform() {
-    state_->perform();
+    state_->perform(nullptr);
+}
+
+TransportSockets& TransferDriver::sockets() {
+    return state_->sockets;
 }
 
 } // namespace Platform

@@ -26,6 +26,14 @@ std::string_view description(int code) {
         return "Too many redirects";
     case UrlError::BadServerResponse:
         return "The answer is not HTTP";
+    case UrlError::CannotDecodeRawData:
+        return "The answer's bytes are not in their transfer coding";
+    case UrlError::CannotDecodeContentData:
+        return "The answer's transfer coding is not known";
+    case UrlError::SecureConnectionFailed:
+        return "No secure connection could be made";
+    case UrlError::ServerCertificateUntrusted:
+        return "The certificate of the server was not accepted";
     case UrlError::FileDoesNotExist:
         return "The file does not exist or cannot be read";
     case UrlError::DataLengthExceedsMaximum:

@@ -59,8 +59,14 @@ inline constexpr int CannotConnectToHost = -1004;
 inline constexpr int NetworkConnectionLost = -1005;
 inline constexpr int TooManyRedirects = -1007;
 inline constexpr int BadServerResponse = -1011;
+/// A body in a transfer coding that is known, but whose bytes are not in it; and one in a coding that is not known.
+inline constexpr int CannotDecodeRawData = -1015;
+inline constexpr int CannotDecodeContentData = -1016;
 inline constexpr int FileDoesNotExist = -1100;
 inline constexpr int DataLengthExceedsMaximum = -1103;
+/// No secure connection could be made, or the server's certificate was not accepted.
+inline constexpr int SecureConnectionFailed = -1200;
+inline constexpr int ServerCertificateUntrusted = -1202;
 
 /// The error of that code; its description is the code's own text, and `detail` where there is any.
 Error make(int code, std::string_view detail = {});

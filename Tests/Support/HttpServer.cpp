@@ -207,6 +207,12 @@ void HttpServer::send(std::size_t number, std::string_view bytes) {
     await(*found->second);
 }
 
+void HttpServer::sendNow(std::size_t number, std::string_view bytes) {
+    const auto found = connections_.find(number);
+    if (found != connections_.end())
+        checked(static_cast<int>(::send(found->second->descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL)), "send");
+}
+
 void HttpServer::close(std::size_t number) {
     connections_.erase(number);
 }

@@ -115,6 +115,9 @@ public:
     /// How many bytes of that connection's answer wait for the client to take what was sent before.
     std::size_t unsentBytes(std::size_t connection) const;
 
+    /// Sends bytes at once, before the loop goes on; they must fit into the connection.
+    void sendNow(std::size_t connection, std::string_view bytes);
+
     /// Sends more bytes, closes or resets on the connection of that number; no effect on one that is closed.
     void send(std::size_t connection, std::string_view bytes);
     void close(std::size_t connection);

@@ -1,7 +1,6 @@
 // What a server may send on a connection that serves one request after the other, over both interfaces.
 
 #include "Platform/UrlLoading/UrlConnection.h"
-
 #include "UrlLoadingFixture.h"
 
 namespace Platform {
@@ -32,25 +31,24 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(
     Both, AKeptConnection,
-    testing::Values(
-        Interface{"Session",
-                  [](UrlRequest request, Answer& answer) {
-                      UrlSession::sessionWithConfiguration({})
-                          ->dataTaskWithRequest(std::move(request),
-                                                [&answer](auto data, auto response, auto error) {
-                                                    answer = {true, std::move(data), std::move(response),
-                                                              std::move(error)};
-                                                })
-                          ->resume();
-                  }},
-        Interface{"Connection",
-                  [](UrlRequest request, Answer& answer) {
-                      UrlConnection::sendAsynchronousRequest(std::move(request), Queue::main(),
-                                                             [&answer](auto response, auto data, auto error) {
-                                                                 answer = {true, std::move(data), std::move(response),
-                                                                           std::move(error)};
-                                                             });
-                  }}),
+    testing::Values(Interface{"Session",
+                              [](UrlRequest request, Answer& answer) {
+                                  UrlSession::sessionWithConfiguration({})
+                                      ->dataTaskWithRequest(
+                                          std::move(request),
+                                          [&answer](auto data, auto response, auto error) {
+                                              answer = {true, std::move(data), std::move(response), std::move(error)};
+                                          })
+                                      ->resume();
+                              }},
+                    Interface{"Connection",
+                              [](UrlRequest request, Answer& answer) {
+                                  UrlConnection::sendAsynchronousRequest(
+                                      std::move(request), Queue::main(),
+                                      [&answer](auto response, auto data, auto error) {
+                                          answer = {true, std::move(data), std::move(response), std::move(error)};
+                                      });
+                              }}),
     [](const auto& place) { return std::string(place.param.name); });
 
 TEST_P(AKeptConnection, OutlivesNoHeaderFieldOfAnAnswerBefore) {
@@ -74,6 +72,114 @@ TEST_P(AKeptConnection, OutlivesNoHeaderFieldOfAnAnswerBefore) {
     EXPECT_EQ(loadIt(get("/")).data, "normal");
     EXPECT_EQ(loadIt(get("/")).code(), -1011);
     EXPECT_EQ(server.acceptedConnections(), before + 1);
+}
+
+const std::string unasked = "HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\nunasked";
+
+/// Responses that end in every way that leaves a connection open.
+const std::vector<std::string> responses = {
+    "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc",
+    "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n",
+    "HTTP/1.1 204 No Content\r\n\r\n",
+    "HTTP/1.1 304 Not Modified\r\n\r\n",
+    "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n",
+    "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\nTrailer: x\r\n\r\n",
+};
+
+TEST_P(AKeptConnection, IsUsedAgainAfterEveryResponseThatEndsInItself) {
+    for (const auto& response : responses) {
+        server.enqueue(HttpReply::raw(response));
+        EXPECT_EQ(loadIt(post("/", "{}")).code(), 0) << response;
+    }
+    EXPECT_EQ(server.acceptedConnections(), 1U);
+}
+
+TEST_P(AKeptConnection, ThatHasBroughtUnaskedBytesWithAResponseIsNotUsed) {
+    std::size_t connections = 0;
+    for (const auto& response : responses) {
+        for (const auto& more : {unasked, std::string("x"), std::string("\r\n"), unasked.substr(0, 20)}) {
+            server.enqueue(HttpReply::raw(response + more));
+            EXPECT_EQ(loadIt(post("/", "{}")).code(), 0) << response;
+            server.enqueue(HttpReply::ok("asked"));
+            EXPECT_EQ(loadIt(post("/", "{}")).data, "asked") << response << more;
+            // It is closed on this side, and the next request has a connection of its own.
+            EXPECT_TRUE(loop.runUntil([&] { return server.openConnections() == 1; })) << response << more;
+            server.closeAll();
+            connections += 2;
+            EXPECT_EQ(server.acceptedConnections(), connections) << response << more;
+        }
+    }
+}
+
+TEST_P(AKeptConnection, ThatBringsUnaskedBytesWhileNobodyUsesItIsClosedAtOnce) {
+    server.enqueue(HttpReply::ok("first"));
+    EXPECT_EQ(loadIt(get("/")).data, "first");
+    server.send(0, unasked);
+    EXPECT_TRUE(loop.runUntil([&] { return server.openConnections() == 0; }));
+    server.enqueue(HttpReply::ok("asked"));
+    EXPECT_EQ(loadIt(post("/", "{}")).data, "asked");
+    EXPECT_EQ(server.acceptedConnections(), 2U);
+}
+
+TEST_P(AKeptConnection, ThatBringsUnaskedBytesJustBeforeARequestIsNotUsed) {
+    for (std::size_t round = 0; round < 20; ++round) {
+        server.enqueue(HttpReply::ok("first"));
+        EXPECT_EQ(loadIt(get("/")).data, "first");
+        server.enqueue(HttpReply::ok("asked"));
+        // The loop has not seen them when the request starts.
+        server.sendNow(round, unasked);
+        Answer answer;
+        GetParam().load(post("/", "{}"), answer);
+        ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
+        EXPECT_EQ(answer.data, "asked");
+        settle();
+        EXPECT_EQ(server.openConnections(), 1U);
+        EXPECT_EQ(server.acceptedConnections(), round + 2);
+    }
+}
+
+TEST_P(AKeptConnection, IsNotUsedForTheAnswerToTheRequestAfterATimeOut) {
+    server.enqueue(HttpReply::silence());
+    Answer late;
+    GetParam().load(post("/", "{}"), late);
+    ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 1; }));
+    advance(std::chrono::seconds(60));
+    EXPECT_EQ(late.code(), -1001);
+    server.sendNow(0, unasked);
+    server.enqueue(HttpReply::ok("asked"));
+    EXPECT_EQ(loadIt(post("/", "{}")).data, "asked");
+}
+
+TEST_P(AKeptConnection, ThatIsLostAfterARequestWasReadCostsAPostAndIsSeenOnce) {
+    for (const auto& end : {HttpReply::silence().thenReset(), HttpReply::silence().thenClose()}) {
+        server.forgetRequests();
+        server.enqueue(HttpReply::ok("first"));
+        EXPECT_EQ(loadIt(get("/first")).data, "first");
+        const std::size_t connections = server.acceptedConnections();
+        server.enqueue(end);
+        const Answer answer = loadIt(post("/RegisterComputer", "{\"a\":1}"));
+        EXPECT_EQ(answer.code(), -1005);
+        EXPECT_FALSE(answer.response);
+        settle();
+        ASSERT_EQ(server.requests().size(), 2U);
+        EXPECT_EQ(server.requests()[1].target, "/RegisterComputer");
+        EXPECT_EQ(server.requests()[1].connection, server.requests()[0].connection);
+        EXPECT_EQ(server.acceptedConnections(), connections);
+    }
+}
+
+TEST_P(AKeptConnection, ThatWasClosedBeforeAPostCostsNothing) {
+    for (std::size_t round = 0; round < 5; ++round) {
+        server.enqueue(HttpReply::ok("first"));
+        EXPECT_EQ(loadIt(post("/", "1")).data, "first");
+        server.enqueue(HttpReply::ok("second"));
+        round % 2 == 0 ? server.closeAll() : server.reset(server.acceptedConnections() - 1);
+        Answer answer;
+        GetParam().load(post("/", "2"), answer);
+        ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
+        EXPECT_EQ(answer.data, "second");
+    }
+    EXPECT_EQ(server.requests().size(), 10U);
 }
 
 } // namespace

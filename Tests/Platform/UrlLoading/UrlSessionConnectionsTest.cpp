@@ -49,19 +49,18 @@ TEST_F(Connections, ThatTheServerClosedMeanwhileAreNoErrorToTheNextRequest) {
     EXPECT_EQ(load(post("/", "4")).data, "x");
 }
 
-TEST_F(Connections, ThatTheServerClosesUnderARequestAreReplacedAndTheRequestSentAgain) {
+TEST_F(Connections, ThatTheServerClosesUnderARequestThatChangesNothingAreReplacedAndItIsSentAgain) {
     for (const bool byReset : {false, true}) {
         server.enqueue(HttpReply::ok("first"));
         const auto nothing = HttpReply::silence();
         server.enqueue(byReset ? nothing.thenReset() : nothing.thenClose());
         server.enqueue(HttpReply::ok("again"));
         EXPECT_EQ(load(get("/")).data, "first");
-        const Answer answer = load(post("/", "{\"a\":1}"));
+        const Answer answer = load(get("/again"));
         EXPECT_EQ(answer.code(), 0) << byReset;
         EXPECT_EQ(answer.data, "again") << byReset;
         const auto& requests = server.requests();
         ASSERT_GE(requests.size(), 3U);
-        EXPECT_EQ(requests.back().body, "{\"a\":1}");
         EXPECT_EQ(requests[requests.size() - 2].bytes, requests.back().bytes);
         EXPECT_NE(requests[requests.size() - 2].connection, requests.back().connection);
     }

@@ -1,0 +1,252 @@
+#include "Platform/UrlLoading/HeaderLines.h"
+#include "Platform/UrlLoading/Transfer.h"
+#include "Platform/UrlLoading/TransferDriver.h"
+#include "Platform/UrlLoading/TransportError.h"
+#include "Platform/UrlLoading/TransportSockets.h"
+
+#include <climits>
+#include <curl/curl.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+/// A transfer's handle: what it is set to, and what it calls.
+namespace Platform {
+
+namespace {
+
+template <class Value>
+void set(CURL* easy, CURLoption option, Value value) {
+    if (const CURLcode result = curl_easy_setopt(easy, option, value); result != CURLE_OK)
+        throw std::runtime_error(std::string("curl_easy_setopt: ") + curl_easy_strerror(result));
+}
+
+} // namespace
+
+/// What the transport calls, in the middle of its work: each only records. Nothing may be thrown through the transport,
+/// so each that takes memory ends the transfer where there is none.
+struct Transfer::Callbacks {
+    static Transfer& touched(void* self) noexcept {
+        auto& transfer = *static_cast<Transfer*>(self);
+        transfer.progressed();
+        return transfer;
+    }
+
+    /// The result of `function`, or `refusal` where it throws.
+    template <class Result, class Function>
+    static Result guarded(Transfer& transfer, Result refusal, const Function& function) noexcept {
+        try {
+            return function();
+        } catch (...) {
+            transfer.breakOff(Break::NoMemory);
+            return refusal;
+        }
+    }
+
+    /// Opens the socket of a new connection (CURLOPT_OPENSOCKETFUNCTION(3)).
+    static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
+        auto& transfer = *static_cast<Transfer*>(self);
+        if (!transfer.maySend()) {
+            transfer.breakOff(Break::SentBefore);
+            return CURL_SOCKET_BAD;
+        }
+        return guarded<curl_socket_t>(transfer, CURL_SOCKET_BAD, [&] {
+            return transfer.driver_->sockets().open(address->family, address->socktype, address->protocol);
+        });
+    }
+
+    static int closeSocket(void* sockets, curl_socket_t socket) noexcept {
+        return static_cast<TransportSockets*>(sockets)->close(socket);
+    }
+
+    /// The connection is there, and the request goes out next (CURLOPT_PREREQFUNCTION(3)).
+    static int aboutToSend(void* self, char* peer, char* local, int peerPort, int localPort) noexcept {
+        auto& transfer = touched(self);
+        return guarded(transfer, CURL_PREREQFUNC_ABORT, [&] {
+            const Break reason = transfer.checkConnection(endpointText(local, localPort), endpointText(peer, peerPort));
+            if (reason == Break::None)
+                return CURL_PREREQFUNC_OK;
+            transfer.breakOff(reason);
+            return CURL_PREREQFUNC_ABORT;
+        });
+    }
+
+    static std::size_t headLine(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+        auto& transfer = touched(self);
+        return guarded<std::size_t>(transfer, 0, [&]() -> std::size_t {
+            ResponseHead& head = transfer.head_;
+            if (head.state() == ResponseHead::State::Reading &&
+                head.addLine({bytes, size * count}) == ResponseHead::State::Complete)
+                transfer.headIsComplete();
+            if (head.state() != ResponseHead::State::Malformed)
+                return size * count;
+            transfer.breakOff(Break::MalformedHead);
+            return 0;
+        });
+    }
+
+    static std::size_t bodySlice(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+        auto& transfer = touched(self);
+        return guarded<std::size_t>(transfer, 0, [&]() -> std::size_t {
+            if (transfer.reader_ == Reader::Undecided)
+                transfer.reader_ = transfer.canTakeOverConnection() ? Reader::Changing : Reader::Transport;
+            if (transfer.reader_ == Reader::Changing)
+                return CURL_WRITEFUNC_PAUSE;
+            if (!transfer.pieces_.append({bytes, size * count})) {
+                transfer.paused_ = true;
+                return CURL_WRITEFUNC_PAUSE;
+            }
+            transfer.received_ += size * count;
+            return size * count;
+        });
+    }
+
+    /// What the transport has read behind the end of a response it drops, and it says so only here. Such a connection
+    /// is not to be used again (RFC 9112, section 9.3).
+    static int remark(CURL* easy, curl_infotype type, char* bytes, std::size_t size, void*) noexcept {
+        const std::string_view text(bytes, size);
+        if (type == CURLINFO_TEXT && (text.starts_with("Excess found") || text.starts_with("Leftovers after chunking")))
+            curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
+        return 0;
+    }
+
+    static std::size_t readFile(char* space, std::size_t size, std::size_t count, void* self) noexcept {
+        auto& transfer = touched(self);
+        const BodyFile& body = **std::get_if<const BodyFile*>(&transfer.request_.body);
+        const std::uint64_t left = body.size - transfer.fileOffset_;
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size * count, left));
+        const auto got = ::pread(body.file.get(), space, wanted, static_cast<off_t>(transfer.fileOffset_));
+        if (got < 0 || (got == 0 && wanted > 0)) {
+            transfer.breakOff(Break::UnreadableFile);
+            return CURL_READFUNC_ABORT;
+        }
+        transfer.fileOffset_ += static_cast<std::uint64_t>(got);
+        return static_cast<std::size_t>(got);
+    }
+
+    static int seekFile(void* self, curl_off_t offset, int origin) noexcept {
+        if (origin != SEEK_SET || offset < 0)
+            return CURL_SEEKFUNC_FAIL;
+        static_cast<Transfer*>(self)->fileOffset_ = static_cast<std::uint64_t>(offset);
+        return CURL_SEEKFUNC_OK;
+    }
+};
+
+/// Makes a handle of this transfer's own: libcurl 7.88 keeps in a handle that is used again, also after
+/// curl_easy_reset(3), a pointer into the header fields of the answer before, which are freed, and follows it where a
+/// header section begins with a continued line.
+void Transfer::makeHandle() {
+    easy_ = curl_easy_init();
+    if (easy_ == nullptr)
+        throw std::bad_alloc();
+    set(easy_, CURLOPT_PRIVATE, this);
+    set(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
+    set(easy_, CURLOPT_URL, request_.url.absoluteString().c_str());
+    set(easy_, CURLOPT_PATH_AS_IS, 1L);
+    set(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    set(easy_, CURLOPT_PROXY, "");
+    // A name and password in the address are not sent unasked.
+    set(easy_, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_NONE));
+    set(easy_, CURLOPT_NOSIGNAL, 1L);
+    // A name look-up that is called off must not hold the loop up.
+    set(easy_, CURLOPT_QUICK_EXIT, 1L);
+    // The limits of time are the loader's; the transport's own is put out of the way.
+    set(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
+    set(easy_, CURLOPT_MAXAGE_CONN, longestIdleSeconds);
+    if (onFreshConnection_)
+        set(easy_, CURLOPT_FRESH_CONNECT, 1L);
+    setCallbacks();
+    configureBody();
+    setHeaderFields();
+}
+
+void Transfer::setCallbacks() {
+    set(easy_, CURLOPT_OPENSOCKETFUNCTION, Callbacks::openSocket);
+    set(easy_, CURLOPT_OPENSOCKETDATA, this);
+    // A connection outlives the transfer that has made it.
+    set(easy_, CURLOPT_CLOSESOCKETFUNCTION, Callbacks::closeSocket);
+    set(easy_, CURLOPT_CLOSESOCKETDATA, &driver_->sockets());
+    set(easy_, CURLOPT_PREREQFUNCTION, Callbacks::aboutToSend);
+    set(easy_, CURLOPT_PREREQDATA, this);
+    set(easy_, CURLOPT_HEADERFUNCTION, Callbacks::headLine);
+    set(easy_, CURLOPT_HEADERDATA, this);
+    set(easy_, CURLOPT_WRITEFUNCTION, Callbacks::bodySlice);
+    set(easy_, CURLOPT_WRITEDATA, this);
+    set(easy_, CURLOPT_DEBUGFUNCTION, Callbacks::remark);
+}
+
+void Transfer::configureBody() {
+    const std::string& method = request_.head.method;
+    if (method == "HEAD") {
+        set(easy_, CURLOPT_NOBODY, 1L);
+        return;
+    }
+    set(easy_, sendsBody() ? CURLOPT_POST : CURLOPT_HTTPGET, 1L);
+    if (method != (sendsBody() ? "POST" : "GET"))
+        set(easy_, CURLOPT_CUSTOMREQUEST, method.c_str());
+    if (!sendsBody())
+        return;
+    set(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(bodySize()));
+    const auto* bytes = std::get_if<std::string_view>(&request_.body);
+    if (bodySize() == 0 || bytes != nullptr) {
+        set(easy_, CURLOPT_POSTFIELDS, bodySize() == 0 ? "" : bytes->data());
+        return;
+    }
+    set(easy_, CURLOPT_POSTFIELDS, nullptr);
+    set(easy_, CURLOPT_READFUNCTION, Callbacks::readFile);
+    set(easy_, CURLOPT_READDATA, this);
+    set(easy_, CURLOPT_SEEKFUNCTION, Callbacks::seekFile);
+    set(easy_, CURLOPT_SEEKDATA, this);
+}
+
+void Transfer::setHeaderFields() {
+    headerLines_ = std::make_unique<HeaderLines>();
+    for (const auto& [name, value] : request_.head.fields)
+        headerLines_->add(name, value.empty() ? ";" : ": ", value);
+    // A name without a value keeps the transport from adding the field on its own.
+    for (const char* own : {"Accept", "Content-Type", "Expect"}) {
+        if (!request_.head.fields.has(own))
+            headerLines_->add(own, ":", {});
+    }
+    set(easy_, CURLOPT_HTTPHEADER, headerLines_->list());
+}
+
+/// From here on the transport says what it reads beyond the response (`Callbacks::remark`).
+void Transfer::headIsComplete() {
+    if (const auto length = head_.contentLength())
+        pieces_.setCapacity(static_cast<std::size_t>(std::min<std::uint64_t>(*length, maximumDataPiece)));
+    if (const auto codings = head_.fields().value("Transfer-Encoding"))
+        knownCoding_ = isKnownTransferCoding(*codings);
+    set(easy_, CURLOPT_VERBOSE, 1L);
+}
+
+/// Whether the request has not been sent, or may be sent once more (RFC 9110, section 9.2.2).
+bool Transfer::maySend() const {
+    return !wasSent() || request_.head.isIdempotent();
+}
+
+bool Transfer::wasSent() const {
+    long size = 0;
+    curl_easy_getinfo(easy_, CURLINFO_REQUEST_SIZE, &size);
+    return size > 0;
+}
+
+/// What keeps the request from being sent on the connection between these two ends.
+Transfer::Break Transfer::checkConnection(std::string_view local, std::string_view peer) {
+    if (!maySend())
+        return Break::SentBefore;
+    TransportSockets& sockets = driver_->sockets();
+    connection_ = sockets.find(local, peer);
+    if (connection_ < 0)
+        return Break::None; // A new one that the peer has reset again: sending finds that out.
+    // What a new one holds came after the request was begun, or is the server's part of TLS.
+    const bool used = sockets.occupy(connection_, *this);
+    return used && !TransportSockets::isSilent(connection_) ? Break::SpentConnection : Break::None;
+}
+
+} // namespace Platform
