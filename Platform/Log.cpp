@@ -1,15 +1,15 @@
 #include "Platform/Log.h"
 
-#include <systemd/sd-journal.h>
+#include "Platform/ErrorLines.h"
+#include "Platform/Journal.h"
+#include "Platform/Printable.h"
 
-#include <sys/stat.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
+#include <cstdint>
 #include <ctime>
 #include <memory>
 #include <mutex>
@@ -20,17 +20,6 @@ namespace Platform::Log {
 namespace {
 
 constexpr std::size_t maximumEntry = 64 << 10;
-
-/// Whether standard error is the journal's stream, as its device and inode tell (systemd.exec(5), JOURNAL_STREAM), and
-/// the journal takes entries: sd_journal_sendv(3) drops them without a word where its socket is missing.
-bool standardErrorIsJournal() {
-    const char* stream = std::getenv("JOURNAL_STREAM");
-    struct stat status {};
-    if (stream == nullptr || ::fstat(STDERR_FILENO, &status) != 0)
-        return false;
-    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream &&
-           ::access("/run/systemd/journal/socket", W_OK) == 0;
-}
 
 bool isTrail(char character) {
     return (static_cast<unsigned char>(character) & 0xC0) == 0x80;
@@ -48,34 +37,10 @@ std::size_t lengthToWrite(std::string_view entry) {
     return maximumEntry;
 }
 
-/// Whether a control character begins at `at`: C0 but for line feed and tab, DEL, or C1, which UTF-8 writes as two
-/// bytes (ECMA-48).
-bool isControl(std::string_view entry, std::size_t at) {
-    const auto byte = static_cast<unsigned char>(entry[at]);
-    if (byte < 0x20)
-        return byte != '\n' && byte != '\t';
-    const bool trailIsC1 = at + 1 < entry.size() && (static_cast<unsigned char>(entry[at + 1]) & 0xE0) == 0x80;
-    return byte == 0x7F || (byte == 0xC2 && trailIsC1);
-}
-
-std::string printable(std::string_view entry) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
+/// The lines of an entry as they are written.
+std::string linesOf(std::string_view entry) {
     const std::string_view written = entry.substr(0, lengthToWrite(entry));
-    std::string result;
-    result.reserve(written.size() + 64);
-    const auto escape = [&](char character) {
-        const auto byte = static_cast<unsigned char>(character);
-        (((result += "\\x") += digits[byte >> 4]) += digits[byte & 15]);
-    };
-    for (std::size_t at = 0; at < written.size(); ++at) {
-        if (!isControl(written, at)) {
-            result += written[at];
-            continue;
-        }
-        escape(written[at]);
-        if (written[at] == '\xC2')
-            escape(written[++at]);
-    }
+    std::string result = printableLines(written);
     if (entry.size() > written.size())
         result += " ... (" + std::to_string(entry.size() - written.size()) + " more bytes)";
     return result;
@@ -98,18 +63,44 @@ std::string prefix() {
     return result + '[' + std::to_string(::getpid()) + "] ";
 }
 
-void writeToStandardError(const std::string& entry) {
-    std::string line = prefix() + entry + '\n';
-    std::string_view rest = line;
-    while (!rest.empty()) {
-        const auto written = ::write(STDERR_FILENO, rest.data(), rest.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return; // There is no place left to report to.
-        rest.remove_prefix(static_cast<std::size_t>(written));
+constexpr int informational = 6;
+constexpr int warning = 4;
+
+/// The journal, or standard error. What neither takes is lost, and how much that was is told with the next entry that
+/// is taken.
+class SystemLog {
+public:
+    void write(const std::string& lines) {
+        const std::lock_guard guard(lock_);
+        if (deliver(lines))
+            lost_ = 0;
+        else
+            ++lost_;
     }
-}
+
+private:
+    bool deliver(const std::string& lines) {
+        const std::string count =
+            lost_ > 0 ? std::to_string(lost_) + " log entries could not be written" : std::string();
+        if (Journal::isStandardError()) {
+            int error = lost_ > 0 ? Journal::send(count, warning) : 0;
+            if (error == 0) {
+                lost_ = 0;
+                error = Journal::send(lines, informational);
+            }
+            if (error == 0 || error == EAGAIN)
+                return error == 0;
+        }
+        // In one piece: the shorter line alone may find room where the entry does not.
+        return errorLines_.write((lost_ > 0 ? prefix() + count + '\n' : std::string()) + prefix() + lines);
+    }
+
+    std::mutex lock_;
+    ErrorLines errorLines_;
+    std::uint64_t lost_ = 0;
+};
+
+SystemLog systemLog;
 
 std::mutex sinkLock;
 std::shared_ptr<const Sink> theSink;
@@ -124,15 +115,7 @@ std::shared_ptr<const Sink> sink() {
 void write(std::string_view entry) {
     if (const auto taker = sink())
         return (*taker)(entry);
-    const std::string text = printable(entry);
-    if (!standardErrorIsJournal())
-        return writeToStandardError(text);
-    const std::string message = "MESSAGE=" + text;
-    const std::string priority = "PRIORITY=6";
-    const std::array<iovec, 2> fields{
-        {{const_cast<char*>(message.data()), message.size()}, {const_cast<char*>(priority.data()), priority.size()}}};
-    if (::sd_journal_sendv(fields.data(), static_cast<int>(fields.size())) < 0)
-        writeToStandardError(text);
+    systemLog.write(linesOf(entry));
 }
 
 void setSink(Sink sink) {

@@ -8,7 +8,8 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <cerrno>
+#include <ctime>
 #include <system_error>
 #include <utility>
 
@@ -58,6 +59,31 @@ SignalWatch::~SignalWatch() {
     const sigset_t set = setOf(state_->signal);
     if (!state_->wasBlocked)
         pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+BlockedSignals::BlockedSignals(std::initializer_list<int> signals) {
+    sigset_t pending{};
+    sigset_t blocked{};
+    sigpending(&pending);
+    sigemptyset(&blocked);
+    sigemptyset(&raised_);
+    for (const int signal : signals) {
+        sigaddset(&blocked, signal);
+        // A signal that is pending already is somebody else's.
+        if (sigismember(&pending, signal) == 0)
+            sigaddset(&raised_, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &blocked, &mask_);
+}
+
+BlockedSignals::~BlockedSignals() {
+    // What a call raises is for its thread (POSIX.1, 2.4.1), where it waits now.
+    const int number = errno;
+    const timespec none{};
+    while (sigtimedwait(&raised_, nullptr, &none) > 0) {
+    }
+    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+    errno = number;
 }
 
 } // namespace Platform

@@ -1,11 +1,14 @@
 #include "Platform/StandardStreams.h"
 
 #include "Platform/Posix.h"
+#include "Platform/Signals.h"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 
 namespace Platform::StandardStreams {
@@ -14,24 +17,8 @@ namespace {
 
 constexpr std::size_t pieceSize = std::size_t{64} << 10;
 
-/// Keeps a write to a closed pipe from ending the process, while it lives.
-class IgnoredPipeSignal {
-public:
-    IgnoredPipeSignal() {
-        struct sigaction ignore {};
-        ignore.sa_handler = SIG_IGN;
-        ::sigaction(SIGPIPE, &ignore, &before_);
-    }
-    IgnoredPipeSignal(const IgnoredPipeSignal&) = delete;
-    IgnoredPipeSignal& operator=(const IgnoredPipeSignal&) = delete;
-    ~IgnoredPipeSignal() { ::sigaction(SIGPIPE, &before_, nullptr); }
-
-private:
-    struct sigaction before_ {};
-};
-
 std::optional<Error> writeAll(int descriptor, const char* name, std::string_view bytes) {
-    const IgnoredPipeSignal ignored;
+    const BlockedSignals blocked{SIGPIPE, SIGXFSZ};
     while (!bytes.empty()) {
         const auto written = ::write(descriptor, bytes.data(), bytes.size());
         if (written < 0 && errno == EINTR)
@@ -44,6 +31,14 @@ std::optional<Error> writeAll(int descriptor, const char* name, std::string_view
 }
 
 } // namespace
+
+void keepOpen() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // A new descriptor has the lowest number that is free (open(2)), which is this one.
+        if (::fcntl(stream, F_GETFD) < 0 && errno == EBADF)
+            ::open("/dev/null", O_RDWR); // NOLINT(android-cloexec-open): programs that are started inherit it.
+    }
+}
 
 bool errorIsTerminal() {
     return ::isatty(STDERR_FILENO) == 1;

@@ -11,6 +11,10 @@
 /// The standard streams of this process (stdin(3)). Reading and writing wait until they are done.
 namespace Platform::StandardStreams {
 
+/// Puts /dev/null in the place of each stream that is closed, so that no file or socket of this process gets its number
+/// and with it what is written to the stream. To be called before anything is opened.
+void keepOpen();
+
 /// Whether a person sees standard error (isatty(3)).
 bool errorIsTerminal();
 /// How many columns the terminal at standard error has; 80 where it does not say.

@@ -5,6 +5,7 @@
 #include "Platform/Memory.h"
 #include "Platform/Queue.h"
 #include "Platform/RunLoop.h"
+#include "Platform/StandardStreams.h"
 #include "Services/ServicesUtilities.h"
 #include "TopFileUploadXpcService/ServiceDelegate.h"
 #include "TopFileUploadXpcService/ServiceNames.h"
@@ -14,6 +15,7 @@
 #include <sysexits.h>
 
 #include <chrono>
+#include <csignal>
 #include <memory>
 
 namespace {
@@ -47,6 +49,9 @@ int runListener(Platform::RunLoop& loop) {
 } // namespace
 
 int main() {
+    Platform::StandardStreams::keepOpen();
+    // A peer or a log's reader that has gone is an error of the write.
+    std::signal(SIGPIPE, SIG_IGN);
     Platform::Memory::keepSmall();
     Platform::RunLoop loop;
     Platform::Queue::global(Platform::Priority::Background)

@@ -1,3 +1,4 @@
+#include "Platform/FileDescriptor.h"
 #include "Platform/Log.h"
 #include "Support/Namespaces.h"
 
@@ -8,12 +9,17 @@
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -37,12 +43,33 @@ public:
 
     /// What came, or an empty text where nothing has.
     std::string receive() const {
-        std::array<char, 4096> message{};
-        const auto length = ::recv(socket_, message.data(), message.size(), 0);
-        return length > 0 ? std::string(message.data(), static_cast<std::size_t>(length)) : std::string();
+        std::vector<char> bytes(std::size_t{1} << 20);
+        iovec piece{bytes.data(), bytes.size()};
+        alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
+        msghdr message{};
+        message.msg_iov = &piece;
+        message.msg_iovlen = 1;
+        message.msg_control = control.data();
+        message.msg_controllen = control.size();
+        const auto length = ::recvmsg(socket_, &message, MSG_CMSG_CLOEXEC);
+        if (length == 0 && CMSG_FIRSTHDR(&message) != nullptr)
+            return contentOfFile(CMSG_FIRSTHDR(&message));
+        return length > 0 ? std::string(bytes.data(), static_cast<std::size_t>(length)) : std::string();
     }
 
 private:
+    /// The content of the file in memory that is sent in the place of a long datagram.
+    static std::string contentOfFile(cmsghdr* header) {
+        int number = -1;
+        std::memcpy(&number, CMSG_DATA(header), sizeof number);
+        const Platform::FileDescriptor file(number);
+        EXPECT_EQ(::fcntl(number, F_GET_SEALS), F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);
+        std::string content(std::size_t{1} << 20, '\0');
+        const auto length = ::pread(number, content.data(), content.size(), 0);
+        content.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+        return content;
+    }
+
     int socket_;
 };
 
@@ -92,6 +119,46 @@ TEST(TheJournal, GetsSeveralLinesAsOneEntry) {
         // A value with line feeds follows its length in eight bytes, so that nothing in it is a field.
         EXPECT_NE(message.find(std::string("MESSAGE\n\x0E\0\0\0\0\0\0\0{\nPRIORITY=0\n}\n", 31)), std::string::npos);
         EXPECT_TRUE(hasLine(message, "PRIORITY=6"));
+    }));
+}
+
+TEST(TheJournal, GetsTheLongestEntry) {
+    EXPECT_TRUE(inTheJournalsPlace([](const Journal& journal) {
+        Platform::Log::write(std::string(70'000, '\x01'));
+        const std::string message = journal.receive();
+        std::string numbers;
+        for (int byte = 0; byte < 64 << 10; ++byte)
+            numbers += "\\x01";
+        EXPECT_TRUE(hasLine(message, "MESSAGE=" + numbers + " ... (4464 more bytes)")) << message.substr(0, 100);
+        EXPECT_TRUE(hasLine(message, "PRIORITY=6"));
+    }));
+}
+
+TEST(TheJournal, NamesTheProgramInEachEntry) {
+    EXPECT_TRUE(inTheJournalsPlace([](const Journal& journal) {
+        Platform::Log::write("entry");
+        EXPECT_EQ(journal.receive(), "MESSAGE=entry\nPRIORITY=6\nSYSLOG_IDENTIFIER=PlatformTests\n");
+    }));
+}
+
+TEST(TheJournal, ThatTakesNothingHoldsUpNobody) {
+    EXPECT_TRUE(inTheJournalsPlace([](const Journal& journal) {
+        ::alarm(10);
+        for (int number = 0; number < 1000; ++number)
+            Platform::Log::write("line " + std::to_string(number));
+        int taken = 0;
+        for (; hasLine(journal.receive(), "MESSAGE=line " + std::to_string(taken)); ++taken) {
+        }
+        EXPECT_GT(taken, 0);
+        EXPECT_LT(taken, 1000);
+        Platform::Log::write("line 1000");
+        const std::string count = journal.receive();
+        EXPECT_TRUE(hasLine(count, "MESSAGE=" + std::to_string(1000 - taken) + " log entries could not be written"))
+            << count;
+        EXPECT_TRUE(hasLine(count, "PRIORITY=4")) << count;
+        EXPECT_TRUE(hasLine(journal.receive(), "MESSAGE=line 1000"));
+        Platform::Log::write("line 1001");
+        EXPECT_TRUE(hasLine(journal.receive(), "MESSAGE=line 1001"));
     }));
 }
 

@@ -7,6 +7,10 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
+#include <unistd.h>
+
+#include <array>
+
 namespace ToolTest {
 
 class TheCatalogue : public AQuenmarkTool {
@@ -61,6 +65,17 @@ TEST_F(TheCatalogue, IsPrintedAsTextWithoutAnOption) {
                                  "  answer   ReturnStatus error\n"),
               std::string::npos)
         << result.output;
+}
+
+TEST_F(TheCatalogue, EndsQuietlyWhereItsReaderHasGone) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    ::close(ends[0]);
+    const auto result = TestSupport::runCommand(
+        {"bash", "-c", "exec \"$0\" operations >&" + std::to_string(ends[1]), QUENMARK_PROGRAM});
+    ::close(ends[1]);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.status, 74);
 }
 
 } // namespace ToolTest
