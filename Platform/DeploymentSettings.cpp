@@ -15,8 +15,12 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <ctime>
 #include <mutex>
 #include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
 
 namespace Platform {
 
@@ -81,49 +85,139 @@ std::optional<Host> parseHost(std::string_view text) {
     return host;
 }
 
-void refuse(const std::string& path, const char* key, const boost::json::value& value, const char* wanted) {
-    Log::write(path + ": \"" + key + "\" is not " + wanted + " and counts as absent: " + text(value));
-}
+/// What is read from a file, and what is wrong with it.
+struct Reading {
+    DeploymentSettings settings;
+    std::vector<std::string> complaints;
 
-void takeServiceHost(const boost::json::object& values, const std::string& path, DeploymentSettings& settings) {
+    void refuse(const std::string& path, const char* key, const boost::json::value& value, const char* wanted) {
+        complaints.push_back(path + ": \"" + key + "\" is not " + wanted + " and counts as absent: " + text(value));
+    }
+};
+
+void takeServiceHost(const boost::json::object& values, const std::string& path, Reading& reading) {
     const auto* value = values.if_contains("serviceHost");
     if (value == nullptr)
         return;
     if (!value->is_string() || !parseHost(std::string_view(value->get_string())))
-        return refuse(path, "serviceHost", *value, "a host with an optional port");
-    settings.serviceHost = value->get_string();
+        return reading.refuse(path, "serviceHost", *value, "a host with an optional port");
+    reading.settings.serviceHost = value->get_string();
 }
 
-void takeVersion(const boost::json::object& values, const std::string& path, DeploymentSettings& settings) {
+void takeVersion(const boost::json::object& values, const std::string& path, Reading& reading) {
     const auto* value = values.if_contains("appKitVersionNumber");
     if (value == nullptr)
         return;
     if (!value->is_number() || !std::isfinite(value->to_number<double>()))
-        return refuse(path, "appKitVersionNumber", *value, "a number");
-    settings.appKitVersionNumber = value->to_number<double>();
+        return reading.refuse(path, "appKitVersionNumber", *value, "a number");
+    reading.settings.appKitVersionNumber = value->to_number<double>();
 }
 
-DeploymentSettings readSettings() {
-    DeploymentSettings settings;
-    settings.serviceHost = Product::serviceHost;
+/// The files that may hold the settings, the most important first.
+std::vector<std::string> settingsFiles() {
     auto directories = Environment::configDirectories();
     directories.insert(directories.begin(), Environment::configHome());
+    std::vector<std::string> paths;
     for (const auto& directory : directories) {
         const std::string folder = Files::appendingPathComponent(directory, Product::directoryName);
-        const std::string path = Files::appendingPathComponent(folder, "deployment.json");
-        if (const auto values = SettingsFile::readOrLog(path)) {
-            takeServiceHost(*values, path, settings);
-            takeVersion(*values, path, settings);
+        paths.push_back(Files::appendingPathComponent(folder, "deployment.json"));
+    }
+    return paths;
+}
+
+/// The settings of the first file that is an object; those built in where there is none. The error of a file that
+/// cannot be read now, since what it holds would go before the others.
+std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vector<std::string>& paths) {
+    Reading reading;
+    reading.settings.serviceHost = Product::serviceHost;
+    for (const auto& path : paths) {
+        const auto content = SettingsFile::read(path);
+        if (const auto* error = std::get_if<Error>(&content)) {
+            if (SettingsFile::isFailureToRead(*error))
+                return std::pair(path, *error);
+            SettingsFile::logOnce(path, "A settings file counts as absent: " + error->localizedDescription);
+            continue;
+        }
+        SettingsFile::forget(path);
+        if (const auto& values = std::get<0>(content)) {
+            takeServiceHost(*values, path, reading);
+            takeVersion(*values, path, reading);
             break;
         }
     }
-    return settings;
+    return reading;
 }
 
-/// The settings of this process. Whoever asks first reads the files, on whatever thread that is.
-struct ProcessSettings {
-    std::mutex lock;
-    std::optional<DeploymentSettings> settings;
+/// The states of the files at some time, by which a change shows.
+struct FileStates {
+    std::vector<std::string> paths = settingsFiles();
+    std::vector<SettingsFile::State> states;
+    /// Whether a change after this time shows for sure. Times of files go in steps, of up to two seconds on some file
+    /// systems, so that two changes that follow one another closely may leave the same time.
+    bool areSettled = true;
+
+    FileStates() {
+        constexpr time_t longestStep = 2;
+        timespec now{};
+        ::clock_gettime(CLOCK_REALTIME, &now);
+        for (const auto& path : paths) {
+            states.push_back(SettingsFile::stateOf(path));
+            areSettled = areSettled && now.tv_sec - states.back().changed.tv_sec > longestStep;
+        }
+    }
+    bool isSameAs(const FileStates& other) const { return paths == other.paths && states == other.states; }
+};
+
+/// The settings of this process, which any thread may ask for.
+class ProcessSettings {
+public:
+    DeploymentSettings current() {
+        const std::lock_guard guard(lock_);
+        if (replacement_)
+            return *replacement_;
+        FileStates found;
+        if (!known_ || !known_->areSettled || !known_->isSameAs(found))
+            read(std::move(found));
+        return settings_.value_or(DeploymentSettings{});
+    }
+
+    void replace(std::optional<DeploymentSettings> settings) {
+        const std::lock_guard guard(lock_);
+        replacement_ = std::move(settings);
+        settings_.reset();
+        known_.reset();
+    }
+
+private:
+    void read(FileStates found) {
+        auto result = readSettings(found.paths);
+        const bool isNew = !known_ || !known_->isSameAs(found);
+        known_ = std::move(found);
+        if (const auto* failure = std::get_if<1>(&result)) {
+            known_->areSettled = false;
+            const char* consequence = settings_ ? "the deployment settings stay as they are: "
+                                                : "the deployment settings are not known, and no request can be sent: ";
+            SettingsFile::logOnce(failure->first, "A settings file cannot be read; " +
+                                                      (consequence + failure->second.localizedDescription));
+            return;
+        }
+        auto [settings, complaints] = std::get<0>(std::move(result));
+        if (isNew || complaints != complaints_)
+            std::for_each(complaints.begin(), complaints.end(), Log::write);
+        complaints_ = std::move(complaints);
+        // The front end is chosen by it once, when the service starts.
+        if (settings_)
+            settings.appKitVersionNumber = settings_->appKitVersionNumber;
+        settings_ = std::move(settings);
+    }
+
+    std::mutex lock_;
+    std::optional<DeploymentSettings> replacement_;
+    /// What was read last; nil before the first success.
+    std::optional<DeploymentSettings> settings_;
+    /// The states of the files that were read last; nil before.
+    std::optional<FileStates> known_;
+    std::vector<std::string> complaints_;
 };
 
 ProcessSettings& processSettings() {
@@ -139,18 +233,12 @@ std::string lowerCase(std::string text) {
 
 } // namespace
 
-const DeploymentSettings& DeploymentSettings::current() {
-    auto& process = processSettings();
-    const std::lock_guard guard(process.lock);
-    if (!process.settings)
-        process.settings = readSettings();
-    return *process.settings;
+DeploymentSettings DeploymentSettings::current() {
+    return processSettings().current();
 }
 
 void DeploymentSettings::replace(std::optional<DeploymentSettings> settings) {
-    auto& process = processSettings();
-    const std::lock_guard guard(process.lock);
-    process.settings = std::move(settings);
+    processSettings().replace(std::move(settings));
 }
 
 bool DeploymentSettings::hostIsLoopback() const {

@@ -8,15 +8,21 @@ namespace Platform {
 /// What an installation may set for every user: `deployment.json` in the product's folder under the configuration
 /// home, else under each configuration directory in turn (Environment.h); the first file that is a JSON object
 /// counts. A value that is absent or of the wrong type is the built-in one; a wrong type is logged once.
+///
+/// A file that cannot be read now (EACCES, EMFILE, EIO and the like) is not taken for an absent one, since the host
+/// that it names may be another than the one built in: the settings stay as they were, and are read again at the next
+/// use. Before they could ever be read, there is no host.
 struct DeploymentSettings {
     /// Host of the web service, with ":port" where it is not 80. A value that is no host name or address with an
-    /// optional port ("http://x/", "a b", "") is logged and counts as absent.
+    /// optional port ("http://x/", "a b", "") is logged and counts as absent. Empty while the settings could not be
+    /// read yet: no URL can be made of it, so that requests fail with the error of a bad URL.
     std::string serviceHost;
     /// The published release number.
     double appKitVersionNumber = 1343.0;
 
-    /// The settings of this process, read from the file at the first use and kept; valid until the next `replace`.
-    static const DeploymentSettings& current();
+    /// The settings of this process as the files say now; `appKitVersionNumber` stays as it was first read. May be
+    /// called from any thread.
+    static DeploymentSettings current();
     /// Replaces the settings of this process; nil reads the files again at the next use.
     static void replace(std::optional<DeploymentSettings> settings);
 

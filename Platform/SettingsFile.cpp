@@ -7,29 +7,26 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <map>
 #include <mutex>
-#include <tuple>
+#include <string_view>
+#include <utility>
 
 namespace Platform::SettingsFile {
 
 namespace {
 
-/// What tells one state of a file from the next, the error included: access rights change without the file.
-using FileState = std::tuple<dev_t, ino_t, off_t, time_t, long, std::string>;
-
-FileState stateOf(const std::string& path, const std::string& error) {
-    struct stat status {};
-    if (::stat(Posix::named(path), &status) != 0)
-        status = {};
-    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, error};
+bool isSame(const timespec& one, const timespec& other) {
+    return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
-/// The states that were logged last, by path. A path whose file is good again leaves the map.
+/// The entries that were logged last, by path. A path whose file is good again leaves the map.
 class LoggedStates {
 public:
-    void logOnce(const std::string& path, const std::string& error) {
-        auto state = stateOf(path, error);
+    void logOnce(const std::string& path, const std::string& entry) {
+        // The entry is part of it: access rights change without the file.
+        std::pair<State, std::string> state(stateOf(path), entry);
         {
             const std::lock_guard guard(lock_);
             auto& logged = states_[path];
@@ -37,7 +34,7 @@ public:
                 return;
             logged = std::move(state);
         }
-        Log::write("A settings file counts as absent: " + error);
+        Log::write(entry);
     }
 
     void forget(const std::string& path) {
@@ -47,7 +44,7 @@ public:
 
 private:
     std::mutex lock_;
-    std::map<std::string, FileState> states_;
+    std::map<std::string, std::pair<State, std::string>> states_;
 };
 
 LoggedStates& loggedStates() {
@@ -77,13 +74,40 @@ std::variant<std::optional<boost::json::object>, Error> read(const std::string& 
     return std::move(value.get_object());
 }
 
+bool isFailureToRead(const Error& error) {
+    if (error.domain != Posix::errorDomain)
+        return false;
+    // No file at all, no regular file, or too large a one.
+    return error.code != ENOTDIR && error.code != EISDIR && error.code != EINVAL && error.code != EFBIG;
+}
+
+bool State::operator==(const State& other) const {
+    return device == other.device && inode == other.inode && size == other.size && isSame(modified, other.modified) &&
+           isSame(changed, other.changed);
+}
+
+State stateOf(const std::string& path) {
+    struct stat status {};
+    if (::stat(Posix::named(path), &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
+}
+
+void logOnce(const std::string& path, const std::string& entry) {
+    loggedStates().logOnce(path, entry);
+}
+
+void forget(const std::string& path) {
+    loggedStates().forget(path);
+}
+
 std::optional<boost::json::object> readOrLog(const std::string& path) {
     auto content = read(path);
     if (const auto* error = std::get_if<Error>(&content)) {
-        loggedStates().logOnce(path, error->localizedDescription);
+        logOnce(path, "A settings file counts as absent: " + error->localizedDescription);
         return std::nullopt;
     }
-    loggedStates().forget(path);
+    forget(path);
     return std::get<0>(std::move(content));
 }
 

@@ -4,7 +4,10 @@
 
 #include <boost/json/object.hpp>
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <variant>
@@ -19,8 +22,27 @@ inline constexpr std::uint64_t maximumSize = 16 << 20;
 /// too large or holds no JSON object. The error names the path and the place.
 std::variant<std::optional<boost::json::object>, Error> read(const std::string& path);
 
-/// As `read`, for whom a file that is no good counts as absent: its error is logged once for each state of the file
-/// (inode, time of change and size).
+/// Whether an error of `read` says nothing about what the file holds: it could not be read this time (EACCES, EIO,
+/// EMFILE and the like; errno(3)).
+bool isFailureToRead(const Error& error);
+
+/// What tells one state of a file from the next. A file that is not there has the zero state.
+struct State {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    timespec modified{};
+    timespec changed{};
+
+    bool operator==(const State& other) const;
+};
+State stateOf(const std::string& path);
+
+/// Logs an entry about a file, once for each state of the file and text; `forget` when the file is good again.
+void logOnce(const std::string& path, const std::string& entry);
+void forget(const std::string& path);
+
+/// As `read`, for whom a file that is no good counts as absent: its error is logged once for each state of the file.
 std::optional<boost::json::object> readOrLog(const std::string& path);
 
 } // namespace Platform::SettingsFile

@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace {
 
 using Entries = std::vector<std::string>;
@@ -70,12 +73,106 @@ TEST_F(TheDeploymentSettings, PassOverAMalformedFileAndSaySo) {
                                      ": Not a JSON object: the top level is an array at byte 0"});
 }
 
-TEST_F(TheDeploymentSettings, AreReadOnceForTheProcess) {
-    EXPECT_EQ(read(R"({"serviceHost": "a.example"})").serviceHost, "a.example");
-    folder.write("home/quenmark/deployment.json", R"({"serviceHost": "b.example"})");
-    EXPECT_EQ(DeploymentSettings::current().serviceHost, "a.example");
-    DeploymentSettings::replace(std::nullopt);
+TEST_F(TheDeploymentSettings, FollowTheFilesButForTheReleaseNumber) {
+    EXPECT_EQ(read(R"({"serviceHost": "a.example", "appKitVersionNumber": 1138})").serviceHost, "a.example");
+    folder.write("home/quenmark/deployment.json", R"({"serviceHost": "b.example", "appKitVersionNumber": 1343})");
     EXPECT_EQ(DeploymentSettings::current().serviceHost, "b.example");
+    EXPECT_EQ(DeploymentSettings::current().appKitVersionNumber, 1138);
+    folder.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example"})");
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "b.example");
+    ASSERT_EQ(::unlink(homeFile().c_str()), 0);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "second.example");
+    ASSERT_EQ(::unlink(folder.path("second/quenmark/deployment.json").c_str()), 0);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, builtInHost);
+    EXPECT_EQ(DeploymentSettings::current().appKitVersionNumber, 1138);
+    EXPECT_EQ(log.entries(), Entries{});
+}
+
+TEST_F(TheDeploymentSettings, FollowAFileThatAppears) {
+    DeploymentSettings::replace(std::nullopt);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, builtInHost);
+    folder.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example"})");
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "second.example");
+    folder.write("home/quenmark/deployment.json", R"({"serviceHost": "home.example"})");
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "home.example");
+}
+
+/// A limit of open files under which no file can be opened while it lives (EMFILE; setrlimit(2)).
+class NoMoreFiles {
+public:
+    NoMoreFiles() {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none{0, before_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    NoMoreFiles(const NoMoreFiles&) = delete;
+    NoMoreFiles& operator=(const NoMoreFiles&) = delete;
+    ~NoMoreFiles() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+TEST_F(TheDeploymentSettings, HaveNoHostUntilTheirFileCouldBeRead) {
+    folder.write("home/quenmark/deployment.json", R"({"serviceHost": "a.example", "appKitVersionNumber": 1138})");
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    DeploymentSettings::replace(std::nullopt);
+    {
+        const NoMoreFiles limit;
+        EXPECT_EQ(DeploymentSettings::current().serviceHost, "");
+        EXPECT_EQ(DeploymentSettings::current().serviceHost, "");
+        EXPECT_FALSE(DeploymentSettings::current().hostIsLoopback());
+    }
+    EXPECT_EQ(log.entries(), Entries{"A settings file cannot be read; the deployment settings are not known, and no "
+                                     "request can be sent: " +
+                                     homeFile() + ": Too many open files"});
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "a.example");
+    EXPECT_EQ(DeploymentSettings::current().appKitVersionNumber, 1138);
+}
+
+TEST_F(TheDeploymentSettings, StayAsTheyAreWhileTheirFileCannotBeRead) {
+    EXPECT_EQ(read(R"({"serviceHost": "a.example"})").serviceHost, "a.example");
+    {
+        const NoMoreFiles limit;
+        for (int time = 0; time < 3; ++time)
+            EXPECT_EQ(DeploymentSettings::current().serviceHost, "a.example");
+    }
+    EXPECT_EQ(log.entries(), Entries{"A settings file cannot be read; the deployment settings stay as they are: " +
+                                     homeFile() + ": Too many open files"});
+    EXPECT_EQ(read(R"({"serviceHost": "b.example"})").serviceHost, "b.example");
+}
+
+TEST_F(TheDeploymentSettings, AreNotLookedForBehindAFileThatCannotBeRead) {
+    // A link in a circle stands for every error that root meets too.
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    folder.write("home/quenmark/x", "");
+    ASSERT_EQ(::symlink("deployment.json", homeFile().c_str()), 0);
+    DeploymentSettings::replace(std::nullopt);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "");
+    ASSERT_EQ(::unlink(homeFile().c_str()), 0);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "first.example");
+}
+
+TEST_F(TheDeploymentSettings, ArePassedOverWhereWhatIsThereCanHoldNone) {
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    folder.write("home/quenmark", "a file where the folder should be");
+    DeploymentSettings::replace(std::nullopt);
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "first.example");
+    ASSERT_EQ(::unlink(folder.path("home/quenmark").c_str()), 0);
+    folder.write("home/quenmark/deployment.json/x", "a folder where the file should be");
+    EXPECT_EQ(DeploymentSettings::current().serviceHost, "first.example");
+    EXPECT_EQ(log.entries().size(), 2U);
+}
+
+TEST_F(TheDeploymentSettings, ReportAWrongTypeOnceForEachStateOfTheFile) {
+    const std::string content = R"({"serviceHost": 17, "appKitVersionNumber": "1138"})";
+    read(content);
+    for (int time = 0; time < 3; ++time)
+        EXPECT_EQ(DeploymentSettings::current().serviceHost, builtInHost);
+    EXPECT_EQ(log.entries().size(), 2U) << "one for each value";
+    folder.write("home/quenmark/deployment.json", content + " ");
+    DeploymentSettings::current();
+    EXPECT_EQ(log.entries().size(), 4U);
 }
 
 TEST_F(TheDeploymentSettings, CanBeReplaced) {

@@ -45,6 +45,13 @@ TEST_F(TheServiceRoot, IsJoinedWithAPathAsItStands) {
     EXPECT_EQ(url("a%20b?x=1&y=2#z"), root + "a%20b?x=1&y=2#z");
 }
 
+TEST_F(TheServiceRoot, HasNoHostWhileTheDeploymentsIsNotKnown) {
+    setHost("");
+    const auto url = Quenmark::absoluteURL("Uploads.svc/GetTopFileUpload");
+    ASSERT_TRUE(url);
+    EXPECT_FALSE(url->hasHost());
+}
+
 TEST_F(TheServiceRoot, FormsNoUrlWithACharacterThatAUrlMayNotHold) {
     for (const auto* path :
          {"a b", "a\tb", "a\\b", "a\"b", "a<b", "é", "Downloads.svc/Failed\xEF\xBF\xBC", "a%2", "a%"})

@@ -1,8 +1,13 @@
 // The poll cycle: when a pass asks, what it asks, and what it makes of the answer.
 
+#include "Platform/DeploymentSettings.h"
 #include "Platform/Files.h"
 #include "Platform/NetworkFlags.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
+
+#include <unistd.h>
+
+#include <algorithm>
 
 namespace Quenmark {
 
@@ -66,6 +71,26 @@ TEST_F(APollCycle, ReadsThePreferencesAnewInEveryPass) {
     nextPass();
     ASSERT_TRUE(waitFor(pollTarget, 2));
     EXPECT_EQ(last(pollTarget).body, "{\n  \"ToComputerID\" : \"8\"\n}");
+}
+
+TEST_F(APollCycle, AsksNobodyWhileItsHostIsNotKnownAndGoesOnOnceItIs) {
+    const std::string file = config_.path("quenmark/deployment.json");
+    ASSERT_EQ(::symlink("deployment.json", file.c_str()), 0) << "a link in a circle, which cannot be read";
+    Platform::DeploymentSettings::replace(std::nullopt);
+    start();
+    EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    EXPECT_EQ(server_.acceptedConnections(), 0U);
+    EXPECT_EQ(log_.count("A settings file cannot be read; the deployment settings are not known, and no request can be "
+                         "sent: " +
+                         file + ": Too many levels of symbolic links"),
+              1U);
+    EXPECT_TRUE(std::ranges::any_of(log_.entries(), [](const auto& entry) {
+        return entry.find("Code=-1000") != std::string::npos;
+    })) << "nothing is sent anywhere: there is no URL";
+    ASSERT_EQ(::unlink(file.c_str()), 0);
+    config_.write("quenmark/deployment.json", R"({"serviceHost": ")" + server_.host() + "\"}");
+    nextPass();
+    EXPECT_TRUE(waitFor(pollTarget));
 }
 
 TEST_F(APollCycle, SendsANumericIdentifierAsItsText) {
