@@ -5,6 +5,7 @@
 #include "Tools/Failure.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <variant>
 
@@ -19,8 +20,10 @@ constexpr const char* eraseLine = "\r\x1b[K";
 } // namespace
 
 void print(std::string_view bytes) {
-    if (const auto error = StandardStreams::writeOutput(bytes))
-        throw Failure(ExitStatus::InputOutput, error->localizedDescription);
+    const auto error = StandardStreams::writeOutput(bytes);
+    // A reader that has seen enough, such as head(1), is nothing to tell people of.
+    if (error)
+        throw Failure(ExitStatus::InputOutput, error->code == EPIPE ? "" : error->localizedDescription);
 }
 
 void complain(std::string_view line) {

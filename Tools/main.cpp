@@ -1,3 +1,4 @@
+#include "Platform/StandardStreams.h"
 #include "Tools/Output.h"
 #include "Tools/Verbs.h"
 
@@ -36,11 +37,13 @@ ExitStatus run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    Platform::StandardStreams::keepOpen();
     ExitStatus status = ExitStatus::Software;
     try {
         status = run(argc, argv);
     } catch (const Tools::Failure& failure) {
-        Tools::complain(failure.what());
+        if (*failure.what() != '\0')
+            Tools::complain(failure.what());
         status = failure.status();
     } catch (const std::exception& exception) {
         Tools::complain(exception.what());
