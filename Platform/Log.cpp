@@ -118,6 +118,10 @@ void write(std::string_view entry) {
     systemLog.write(linesOf(entry));
 }
 
+std::string lineOf(std::string_view entry) {
+    return prefix() + linesOf(entry) + '\n';
+}
+
 void setSink(Sink sink) {
     const std::lock_guard guard(sinkLock);
     theSink = sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr;

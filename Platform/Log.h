@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
 
 namespace Platform::Log {
@@ -11,6 +12,9 @@ namespace Platform::Log {
 /// is left out, and said so. Never waits and raises no signal: an entry that the system does not take at once is lost,
 /// and the next one that it takes says how many are. May be called from any thread.
 void write(std::string_view entry);
+
+/// An entry as `write` writes it to standard error, a line feed at its end.
+std::string lineOf(std::string_view entry);
 
 /// Takes every entry instead of the system log; an empty function gives the system log back. For tests, and for
 /// programs that keep a log of their own.

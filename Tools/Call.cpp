@@ -7,6 +7,7 @@
 #include "Platform/RunLoop.h"
 #include "Services/Dispatch.h"
 #include "Services/Properties.h"
+#include "Tools/CallLog.h"
 #include "Tools/Output.h"
 
 #include <boost/json/array.hpp>
@@ -109,18 +110,6 @@ void startOperation(std::size_t place, const boost::json::value& body, const Fin
     std::apply([&](const auto&... operation) { (startIfHere(operation), ...); }, Quenmark::Catalogue::operations);
 }
 
-/// Keeps the library's log from standard error, while it lives.
-class SilencedLog {
-public:
-    explicit SilencedLog(bool silenced) {
-        if (silenced)
-            Platform::Log::setSink([](std::string_view) {});
-    }
-    SilencedLog(const SilencedLog&) = delete;
-    SilencedLog& operator=(const SilencedLog&) = delete;
-    ~SilencedLog() { Platform::Log::setSink({}); }
-};
-
 Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform::Duration limit) {
     Platform::RunLoop loop;
     Outcome outcome;
@@ -143,7 +132,7 @@ Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform
 ExitStatus call(const CallArguments& arguments) {
     const std::size_t place = operationNamed(arguments.operation);
     const auto body = requestBody(operationTable()[place], arguments);
-    const SilencedLog silencedLog(!arguments.verbose);
+    const CallLog log(arguments.verbose);
     const auto outcome = awaitOutcome(place, body, std::chrono::duration_cast<Platform::Duration>(arguments.timeout));
     if (outcome.failure)
         throw Failure(*outcome.failure);
