@@ -40,6 +40,10 @@ void keepOpen() {
     }
 }
 
+bool outputIsTerminal() {
+    return ::isatty(STDOUT_FILENO) == 1;
+}
+
 bool errorIsTerminal() {
     return ::isatty(STDERR_FILENO) == 1;
 }

@@ -15,7 +15,8 @@ namespace Platform::StandardStreams {
 /// and with it what is written to the stream. To be called before anything is opened.
 void keepOpen();
 
-/// Whether a person sees standard error (isatty(3)).
+/// Whether a person sees standard output, or standard error (isatty(3)).
+bool outputIsTerminal();
 bool errorIsTerminal();
 /// How many columns the terminal at standard error has; 80 where it does not say.
 std::size_t errorColumns();

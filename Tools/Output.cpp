@@ -1,12 +1,15 @@
 #include "Tools/Output.h"
 
 #include "Platform/Json.h"
+#include "Platform/Printable.h"
 #include "Platform/StandardStreams.h"
 #include "Tools/Failure.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 #include <variant>
 
 namespace Tools {
@@ -17,6 +20,32 @@ namespace {
 
 constexpr const char* eraseLine = "\r\x1b[K";
 
+/// How many bytes a control character or line separator at the start of a JSON text has in UTF-8, and its escape; no
+/// bytes where there is none. JSON itself escapes those below the blank.
+std::pair<std::size_t, std::string> escapedControl(std::string_view text) {
+    if (text.starts_with('\x7F'))
+        return {1, "\\u007f"};
+    if (text.starts_with("\u2028"))
+        return {3, "\\u2028"};
+    if (text.starts_with("\u2029"))
+        return {3, "\\u2029"};
+    if (!text.starts_with('\xC2') || static_cast<unsigned char>(text[1]) >= 0xA0)
+        return {0, ""};
+    std::array<char, 7> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned char>(text[1]));
+    return {2, escape.data()};
+}
+
+std::string withEscapedControls(std::string_view json) {
+    std::string result;
+    while (!json.empty()) {
+        const auto [length, escape] = escapedControl(json);
+        result += length == 0 ? std::string(1, json.front()) : escape;
+        json.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return result;
+}
+
 } // namespace
 
 void print(std::string_view bytes) {
@@ -26,30 +55,20 @@ void print(std::string_view bytes) {
         throw Failure(ExitStatus::InputOutput, error->code == EPIPE ? "" : error->localizedDescription);
 }
 
+void printLine(std::string_view value) {
+    print((StandardStreams::outputIsTerminal() ? Platform::printable(value) : std::string(value)) + "\n");
+}
+
 void complain(std::string_view line) {
-    StandardStreams::writeError("quenmark: " + printable(line) + "\n");
+    StandardStreams::writeError("quenmark: " + Platform::printable(line) + "\n");
 }
 
 std::string prettyJson(const boost::json::value& value) {
     auto written = Platform::Json::prettyPrinted(value);
     if (const auto* error = std::get_if<Platform::Error>(&written))
         throw Failure(ExitStatus::DataError, error->localizedDescription);
-    return std::get<std::string>(std::move(written)) + "\n";
-}
-
-std::string printable(std::string_view text) {
-    std::string result;
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte >= 0x20 && byte != 0x7f) {
-            result += character;
-            continue;
-        }
-        std::array<char, 5> escaped{};
-        std::snprintf(escaped.data(), escaped.size(), "\\x%02X", byte);
-        result += escaped.data();
-    }
-    return result;
+    auto json = std::get<std::string>(std::move(written)) + "\n";
+    return StandardStreams::outputIsTerminal() ? withEscapedControls(json) : json;
 }
 
 std::string byteCount(std::uint64_t bytes) {
@@ -74,7 +93,7 @@ ProgressLine::~ProgressLine() {
 void ProgressLine::show(std::string_view text) {
     if (!visible_)
         return;
-    std::string line = printable(text);
+    std::string line = Platform::printable(text);
     // A line that reaches the right edge would go on in the next one. Bytes are at least as many as columns.
     const std::size_t columns = StandardStreams::errorColumns() - 1;
     if (line.size() > columns) {

@@ -10,14 +10,14 @@ namespace Tools {
 
 /// Writes data to standard output. Throws Failure where that fails.
 void print(std::string_view bytes);
+/// Writes a line with a value from outside: exactly, or on a terminal so that the value steers nothing.
+void printLine(std::string_view value);
 /// Writes a line for people to standard error.
 void complain(std::string_view line);
 
-/// The value as JSON over several lines, with a line feed at the end.
+/// The value as JSON over several lines, with a line feed at the end. On a terminal control characters are escaped that
+/// JSON leaves as they are (RFC 8259, section 7: DEL, C1 and the line separators).
 std::string prettyJson(const boost::json::value& value);
-/// The text with its control characters as \xNN, so that a name from outside can neither break a line nor steer a
-/// terminal.
-std::string printable(std::string_view text);
 /// A number of bytes as people read it: "812 B", "1.5 MiB".
 std::string byteCount(std::uint64_t bytes);
 

@@ -53,10 +53,8 @@ ExitStatus list(const Arguments& arguments) {
         print(prettyJson(preferences));
         return ExitStatus::Success;
     }
-    std::string lines;
     for (const auto& [key, value] : preferences)
-        lines.append(key).append("=").append(textOf(value)).append("\n");
-    print(lines);
+        printLine(std::string(key) + "=" + textOf(value));
     return ExitStatus::Success;
 }
 
@@ -65,7 +63,7 @@ ExitStatus get(const Arguments& arguments) {
     const auto* value = preferences.if_contains(arguments.key);
     if (value == nullptr)
         throw Failure(ExitStatus::NoInput, arguments.key + " is not set");
-    print(textOf(*value) + "\n");
+    printLine(textOf(*value));
     return ExitStatus::Success;
 }
 

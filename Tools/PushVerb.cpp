@@ -1,4 +1,5 @@
 #include "Platform/DeploymentSettings.h"
+#include "Platform/Printable.h"
 #include "Platform/RunLoop.h"
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Tools/Output.h"
@@ -78,7 +79,7 @@ private:
             return fail(ExitStatus::Protocol, shipment.name + ": the server answered " + std::to_string(status) + ": " +
                                                   data.value_or(Data()).substr(0, longestAnswer));
         progress_.clear();
-        print(printable(shipment.name) + "\n");
+        print(Platform::printable(shipment.name) + "\n");
         ++next_;
         sendNext();
     }

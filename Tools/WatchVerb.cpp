@@ -2,6 +2,7 @@
 #include "Platform/FileWatcher.h"
 #include "Platform/Files.h"
 #include "Platform/Preferences.h"
+#include "Platform/Printable.h"
 #include "Platform/RunLoop.h"
 #include "Platform/Signals.h"
 #include "Platform/Text.h"
@@ -64,7 +65,7 @@ private:
             if (event.kind != FileEvent::Kind::Arrived)
                 return;
             progress_.clear();
-            print(printable(event.path) + (event.isDirectory ? "/\n" : "\n"));
+            print(Platform::printable(event.path) + (event.isDirectory ? "/\n" : "\n"));
         } catch (const Failure& failure) {
             failure_ = failure;
             loop_.stop(0);
