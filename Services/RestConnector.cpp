@@ -51,6 +51,8 @@ void RestConnector::configSessionForDownload() {
     auto configuration = UrlSessionConfiguration::defaultSessionConfiguration();
     configuration.timeoutIntervalForRequest = std::chrono::seconds(60);
     configuration.timeoutIntervalForResource = std::chrono::seconds(60);
+    // What is downloaded is read whole into memory.
+    configuration.maximumDownloadLength = Platform::maximumDataInMemory;
     makeSession(std::move(configuration));
 }
 

@@ -10,7 +10,8 @@
 
 namespace Platform {
 
-/// A body that is held in memory, of at most `maximumDataInMemory` bytes.
+/// A body that is held in memory, of at most `maximumDataInMemory` bytes. No more than these, and the piece that is
+/// handed over, are in memory at any time: what it grows into is touched as it is filled.
 class GatheredBody {
 public:
     /// Makes ready for the body that is announced; the error says that it is too long.
@@ -19,13 +20,16 @@ public:
         if (length > maximumDataInMemory)
             return UrlError::make(UrlError::DataLengthExceedsMaximum);
         // What is announced need not come: memory for more is taken as it does.
-        data_.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(length, maximumDataPiece)));
+        announced_ = static_cast<std::size_t>(length);
+        data_.reserve(std::min(announced_, maximumDataPiece));
         return std::nullopt;
     }
 
     std::optional<Error> append(std::string_view bytes) {
         if (bytes.size() > maximumDataInMemory - data_.size())
             return UrlError::make(UrlError::DataLengthExceedsMaximum);
+        if (data_.size() + bytes.size() > data_.capacity())
+            data_.reserve(std::max(announced_, data_.size() + bytes.size()));
         data_ += bytes;
         return std::nullopt;
     }
@@ -34,6 +38,7 @@ public:
 
 private:
     Data data_;
+    std::size_t announced_ = 0;
 };
 
 } // namespace Platform

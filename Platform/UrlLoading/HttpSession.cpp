@@ -45,7 +45,8 @@ std::shared_ptr<UrlSessionTask> HttpSession::downloadTaskWithURL(std::optional<U
                                                                  DownloadHandler completionHandler) {
     UrlRequest request;
     request.url = std::move(url);
-    return makeTask(std::move(request), std::make_unique<FileReceiver>(std::move(completionHandler)), std::nullopt);
+    auto receiver = std::make_unique<FileReceiver>(std::move(completionHandler), configuration_.maximumDownloadLength);
+    return makeTask(std::move(request), std::move(receiver), std::nullopt);
 }
 
 std::shared_ptr<UrlSessionDelegate> HttpSession::delegate() const {

@@ -4,6 +4,7 @@
 #include "Platform/UrlLoading/GatheredBody.h"
 #include "Platform/UrlLoading/UrlSession.h"
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -40,10 +41,21 @@ private:
 
 class FileReceiver final : public TaskReceiver {
 public:
-    explicit FileReceiver(UrlSession::DownloadHandler handler) : handler_(std::move(handler)) {}
+    /// A body of more than `maximum` bytes is refused; nil sets no limit.
+    FileReceiver(UrlSession::DownloadHandler handler, std::optional<std::uint64_t> maximum)
+        : handler_(std::move(handler)), room_(maximum.value_or(UINT64_MAX)) {}
 
-    std::optional<Error> receiveHead(const HttpUrlResponse&) override { return file_.append({}); }
-    std::optional<Error> receive(std::string_view data) override { return file_.append(data); }
+    std::optional<Error> receiveHead(const HttpUrlResponse& head) override {
+        if (head.expectedContentLength.value_or(0) > room_)
+            return UrlError::make(UrlError::DataLengthExceedsMaximum);
+        return file_.append({});
+    }
+    std::optional<Error> receive(std::string_view data) override {
+        if (data.size() > room_)
+            return UrlError::make(UrlError::DataLengthExceedsMaximum);
+        room_ -= data.size();
+        return file_.append(data);
+    }
     void end(std::optional<HttpUrlResponse> head, std::optional<Error> error) override {
         auto location = error ? std::nullopt : std::optional(file_.path());
         if (handler_)
@@ -53,6 +65,7 @@ public:
 private:
     UrlSession::DownloadHandler handler_;
     DownloadedFile file_;
+    std::uint64_t room_;
 };
 
 } // namespace Platform

@@ -73,7 +73,7 @@ Error make(int code, std::string_view detail = {});
 } // namespace UrlError
 
 /// An answer that is held in memory may be this long; a longer one ends with `DataLengthExceedsMaximum`.
-inline constexpr std::uint64_t maximumDataInMemory = 256ULL << 20;
+inline constexpr std::uint64_t maximumDataInMemory = 64ULL << 20;
 /// A delegate is handed at most this many bytes at a time.
 inline constexpr std::size_t maximumDataPiece = 1ULL << 20;
 

@@ -27,8 +27,12 @@ struct UrlSessionConfiguration {
     /// The longest time of a whole transfer.
     std::chrono::duration<double> timeoutIntervalForResource = std::chrono::hours(7 * 24);
     /// How many connections to one host this session uses at once; further tasks wait for a place. All sessions of a
-    /// process together have at most 32 exchanges under way, long bodies aside.
+    /// process together have at most 32 exchanges with one server under way, long bodies aside. No time-out runs while
+    /// a task waits.
     int httpMaximumConnectionsPerHost = 6;
+    /// How long a body may be that is gathered in a file, for a caller that then reads it into memory; a longer one
+    /// ends its task with `UrlError::DataLengthExceedsMaximum`. Nil sets no limit.
+    std::optional<std::uint64_t> maximumDownloadLength;
 
     static UrlSessionConfiguration defaultSessionConfiguration() { return {}; }
 };

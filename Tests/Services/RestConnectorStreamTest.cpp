@@ -189,6 +189,14 @@ TEST_F(APlainDownload, GetsAnAbsoluteUrlIntoMemory) {
                                               "\r\n");
 }
 
+TEST_F(APlainDownload, ThatDoesNotFitIntoMemoryIsATransportError) {
+    server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\nx"));
+    const auto connector = download(server.url("/a"));
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 2U);
+    EXPECT_EQ(reports.all[0].result.error()->code, -1103);
+}
+
 TEST_F(APlainDownload, LeavesNoFileBehind) {
     environment.set("TMPDIR", home.path("tmp"));
     server.enqueue(HttpReply::ok("content"));

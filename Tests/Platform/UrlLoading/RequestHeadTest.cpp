@@ -203,18 +203,18 @@ TEST(PieceBufferTest, TakesBytesWholeOrNotAtAll) {
     EXPECT_EQ(buffer.view(), "c");
 }
 
-TEST(GatheredBodyTest, HoldsAtMost256MiB) {
+TEST(GatheredBodyTest, HoldsAtMost64MiB) {
     GatheredBody body;
     HttpUrlResponse head;
-    head.expectedContentLength = 256ULL << 20;
+    head.expectedContentLength = 64ULL << 20;
     EXPECT_EQ(body.expect(head), std::nullopt);
-    head.expectedContentLength = (256ULL << 20) + 1;
+    head.expectedContentLength = (64ULL << 20) + 1;
     ASSERT_TRUE(body.expect(head));
     EXPECT_EQ(body.expect(head)->code, -1103);
-    EXPECT_EQ(body.append(std::string(256 << 20, 'x')), std::nullopt);
+    EXPECT_EQ(body.append(std::string(64 << 20, 'x')), std::nullopt);
     ASSERT_TRUE(body.append("x"));
     EXPECT_EQ(body.append("x")->code, -1103);
-    EXPECT_EQ(body.take().size(), 256U << 20);
+    EXPECT_EQ(body.take().size(), 64U << 20);
 }
 
 } // namespace

@@ -239,6 +239,30 @@ TEST_F(AnAnswer, ThatIsAnnouncedTooLongForMemoryEndsAtOnce) {
     ASSERT_TRUE(loop.runUntil([&] { return server.openConnections() == 0; }));
 }
 
+/// A chunked body of 64 MiB and `more` bytes, which no head announces.
+std::string unannounced(std::size_t more) {
+    return chunkedHead + chunk(Data((64 << 20) + more, 'x')) + "0\r\n\r\n";
+}
+
+TEST_F(AnAnswer, ThatBecomesTooLongForMemoryEndsAtOnce) {
+    server.enqueue(HttpReply::raw(unannounced(0)));
+    EXPECT_EQ(load(get("/")).data.value_or("").size(), 67108864U);
+    // Much more than is read on.
+    server.enqueue(HttpReply::raw(unannounced(32 << 20)));
+    const Answer answer = load(get("/"));
+    EXPECT_EQ(answer.code(), -1103);
+    EXPECT_EQ(answer.data, std::nullopt);
+    ASSERT_TRUE(loop.runUntil([&] { return server.openConnections() == 0; }));
+}
+
+TEST_F(AnAnswer, MayBeLongerThanThatForADelegate) {
+    server.enqueue(HttpReply::raw(unannounced(1)));
+    startStreaming("/");
+    runToEnd();
+    EXPECT_EQ(recorder->error, std::nullopt);
+    EXPECT_EQ(recorder->data.size(), 67108865U);
+}
+
 TEST_F(AnAnswer, IsLoggedWithAddressStatusAndFields) {
     server.enqueue(HttpReply::ok("x"));
     EXPECT_EQ(text(*load(get("/a")).response),

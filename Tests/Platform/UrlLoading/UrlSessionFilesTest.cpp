@@ -130,10 +130,10 @@ protected:
         int code = 0;
     };
 
-    Download download(std::optional<Url> url) {
+    Download download(std::optional<Url> url, const UrlSessionConfiguration& configuration = {}) {
         Download result;
         bool done = false;
-        makeSession()
+        UrlSession::sessionWithConfiguration(configuration)
             ->downloadTaskWithURL(std::move(url),
                                   [&](const auto& location, const auto& response, const auto& error) {
                                       result.location = location;
@@ -159,6 +159,23 @@ protected:
                std::filesystem::is_empty(folder.path("temporary"));
     }
 };
+
+TEST_F(ADownload, KeepsToTheLongestThatItsSessionAllows) {
+    UrlSessionConfiguration configuration;
+    configuration.maximumDownloadLength = 10;
+    server.enqueue(HttpReply::ok("0123456789"));
+    EXPECT_EQ(download(url("/"), configuration).content, "0123456789");
+    for (const auto& head :
+         {"Content-Length: 11\r\n\r\n012", "Transfer-Encoding: chunked\r\n\r\nb\r\n0123456789a\r\n"}) {
+        server.enqueue(HttpReply::raw(std::string("HTTP/1.1 200 OK\r\n") + head));
+        const Download refused = download(url("/"), configuration);
+        EXPECT_EQ(refused.code, -1103);
+        EXPECT_FALSE(refused.location);
+        // It is ended at once: nobody waits for its end.
+        EXPECT_TRUE(loop.runUntil([&] { return server.openConnections() == 0; }));
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path("temporary")));
+}
 
 TEST_F(ADownload, IsInAFileThatOnlyTheUserReadsUntilTheHandlerHasRun) {
     std::string content(3 << 20, '\0');
