@@ -1,8 +1,8 @@
 #include "Platform/Routes.h"
 
 #include "Platform/Netlink.h"
+#include "Platform/RouteMessages.h"
 
-#include <linux/if.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 #include <netinet/in.h>
@@ -38,40 +38,10 @@ std::optional<bool> linkIsUp(Netlink::Socket& socket, int index) {
     bool up = false;
     bool interrupted = false;
     const int error = socket.ask(
-        request,
-        [&](std::uint16_t type, Bytes payload) {
-            constexpr unsigned needed = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
-            const auto link = Netlink::leading<ifinfomsg>(payload);
-            up = type == RTM_NEWLINK && link && (link->ifi_flags & needed) == needed;
-        },
-        interrupted);
+        request, [&](std::uint16_t type, Bytes payload) { up = RouteMessages::isLinkUp(type, payload); }, interrupted);
     if (error == ENODEV)
         return false;
     return error == 0 ? std::optional(up) : std::nullopt;
-}
-
-/// Adds the links of a route that has several (RTA_MULTIPATH).
-void addLinksOfMultipath(Bytes hops, std::vector<int>& links) {
-    while (const auto hop = Netlink::leading<rtnexthop>(hops)) {
-        if (hop->rtnh_len < sizeof *hop || hop->rtnh_len > hops.size())
-            return;
-        links.push_back(hop->rtnh_ifindex);
-        hops = Netlink::after(hops, hop->rtnh_len);
-    }
-}
-
-/// Adds the links that a default route leads out of.
-void addLinksOfDefaultRoute(std::uint16_t type, Bytes payload, std::vector<int>& links) {
-    const auto route = Netlink::leading<rtmsg>(payload);
-    if (type != RTM_NEWROUTE || !route || route->rtm_dst_len != 0 || route->rtm_type != RTN_UNICAST ||
-        (route->rtm_flags & RTM_F_CLONED) != 0)
-        return;
-    Netlink::forEachAttribute(Netlink::after(payload, sizeof *route), [&](std::uint16_t attribute, Bytes value) {
-        if (attribute == RTA_OIF)
-            links.push_back(Netlink::leading<int>(value).value_or(0));
-        else if (attribute == RTA_MULTIPATH)
-            addLinksOfMultipath(value, links);
-    });
 }
 
 /// The links of all default routes of a family, each once. A family that the kernel does not have has none.
@@ -86,7 +56,8 @@ std::optional<std::vector<int>> linksOfDefaultRoutes(Netlink::Socket& socket, in
     for (int attempt = 0; attempt < dumpAttempts && interrupted && error == 0; ++attempt) {
         links.clear();
         error = socket.ask(
-            request, [&](std::uint16_t type, Bytes payload) { addLinksOfDefaultRoute(type, payload, links); },
+            request,
+            [&](std::uint16_t type, Bytes payload) { RouteMessages::addLinksOfDefaultRoute(type, payload, links); },
             interrupted);
     }
     if (error != 0 && error != EOPNOTSUPP && error != EAFNOSUPPORT)
@@ -109,19 +80,6 @@ bool meansNoWay(int error) {
     default:
         return false;
     }
-}
-
-Way wayOf(std::uint16_t type, Bytes payload) {
-    const auto route = Netlink::leading<rtmsg>(payload);
-    if (type != RTM_NEWROUTE || !route || route->rtm_type == RTN_UNREACHABLE || route->rtm_type == RTN_BLACKHOLE ||
-        route->rtm_type == RTN_PROHIBIT || route->rtm_type == RTN_THROW)
-        return Way::None;
-    Way way = Way::Direct;
-    Netlink::forEachAttribute(Netlink::after(payload, sizeof *route), [&](std::uint16_t attribute, Bytes) {
-        if (attribute == RTA_GATEWAY || attribute == RTA_VIA)
-            way = Way::ThroughGateway;
-    });
-    return way;
 }
 
 Netlink::Request lookUp(const sockaddr& address) {
@@ -169,7 +127,7 @@ std::optional<Way> wayTo(const sockaddr& address) {
     Way way = Way::None;
     bool interrupted = false;
     const int error = socket.ask(
-        request, [&](std::uint16_t type, Bytes payload) { way = wayOf(type, payload); }, interrupted);
+        request, [&](std::uint16_t type, Bytes payload) { way = RouteMessages::wayOf(type, payload); }, interrupted);
     if (error == 0 || meansNoWay(error))
         return error == 0 ? way : Way::None;
     return std::nullopt;
