@@ -1,5 +1,6 @@
 #include "WebService/WebApplication.h"
 
+#include "WebService/Http/RequestOrigin.h"
 #include "WebService/Operations/OperationTable.h"
 #include "WebService/Pages.h"
 #include "WebService/PushExchange.h"
@@ -19,6 +20,9 @@ Refused wrongMethod(std::string allowed) {
 } // namespace
 
 std::unique_ptr<Exchange> WebApplication::begin(const RequestHead& head) {
+    if (const auto refusal = refusalOfOrigin(head, listenHost_, head.ownAddress)) {
+        throw Refused{errorResponse(403, "WrongOrigin", *refusal)};
+    }
     const std::string path = percentDecoded(head.path()).value_or("");
     if (path.starts_with(serviceRoot)) {
         const Operation* operation = findOperation(std::string_view(path).substr(serviceRoot.size()));

@@ -67,7 +67,7 @@ asio::awaitable<void> settleEverySecond(State& state) {
 }
 
 int serve(State& state, const std::string& listen, const ListenAddress& address) {
-    WebApplication application(state);
+    WebApplication application(state, address.host);
     asio::io_context context(1);
     asio::signal_set signals(context, SIGTERM, SIGINT);
     signals.async_wait([&](const boost::system::error_code&, int) { context.stop(); });

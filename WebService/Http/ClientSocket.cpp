@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t smallPiece = 4096; // what most requests fit in, and all that is held for a client that is silent
 constexpr std::size_t leastPiece = 512;
 constexpr std::size_t largePiece = 65536;
-constexpr int mostUnsent = 262144; // in the kernel, for a client that does not read (tcp(7), TCP_NOTSENT_LOWAT)
+constexpr int mostUnsent = 65536; // in the kernel, for a client that does not read (tcp(7), TCP_NOTSENT_LOWAT)
 
 } // namespace
 
@@ -32,6 +32,7 @@ ClientSocket::ClientSocket(tcp::socket socket, std::shared_ptr<Clients> clients)
     socket_.set_option(UnsentLimit(mostUnsent), ignored);
     socket_.non_blocking(true, ignored);
     peer_ = addressText(socket_.remote_endpoint(ignored));
+    ownAddress_ = socket_.local_endpoint(ignored).address().to_string();
 }
 
 std::string_view ClientSocket::received() const {

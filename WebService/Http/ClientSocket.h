@@ -22,6 +22,9 @@ public:
 
     // The client's address, "127.0.0.1:40000".
     const std::string& peer() const { return peer_; }
+    // The address at which it came in, as a number.
+    const std::string& ownAddress() const { return ownAddress_; }
+
     boost::asio::any_io_executor executor() { return socket_.get_executor(); }
 
     boost::beast::flat_buffer& input() { return input_; }
@@ -55,6 +58,7 @@ private:
 
     boost::asio::ip::tcp::socket socket_;
     std::string peer_;
+    std::string ownAddress_;
     boost::beast::flat_buffer input_;
     std::uint64_t sent_ = 0;
     std::size_t kept_ = 0;

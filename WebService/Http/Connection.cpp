@@ -103,11 +103,12 @@ private:
         } catch (Refused& refused) {
             // The rest of the request is not read, so nothing more can be understood on this connection.
             keepAlive_ = false;
-            response = std::move(refused.response);
+            response = serving_->application.refusal(headAsFarAsRead(parser), std::move(refused.response));
         } catch (const std::exception& failure) {
             logLine(std::string("a request failed: ") + failure.what());
             keepAlive_ = false;
-            response = errorResponse(500, "InternalError", failure.what());
+            response = serving_->application.refusal(headAsFarAsRead(parser),
+                                                     errorResponse(500, "InternalError", failure.what()));
         }
         line.status = response.status;
         co_await send(std::move(response), parser.get().method() == http::verb::head);
@@ -200,11 +201,26 @@ private:
         co_return std::move(*response);
     }
 
-    static RequestHead headOf(const Parser& parser) {
+    RequestHead headOf(const Parser& parser) const {
         const auto& message = parser.get();
-        RequestHead head{.method = message.method_string(), .target = message.target(), .headers = {}};
+        RequestHead head{.method = message.method_string(),
+                         .target = message.target(),
+                         .headers = {},
+                         .ownAddress = client_.ownAddress()};
         for (const auto& field : message) {
             head.headers.emplace_back(field.name_string(), field.value());
+        }
+        return head;
+    }
+
+    // For a request whose head is malformed or too long: the parser has what came before the error. Where that is the
+    // request line itself, the target is the second word of it.
+    RequestHead headAsFarAsRead(const Parser& parser) const {
+        RequestHead head = headOf(parser);
+        if (head.target.empty()) {
+            const std::string_view line = client_.received().substr(0, client_.received().find_first_of("\r\n"));
+            const std::string_view target = line.substr(std::min(line.find(' ') + 1, line.size()));
+            head.target = target.substr(0, target.find(' '));
         }
         return head;
     }
@@ -236,7 +252,7 @@ private:
             if (parser.chunked() || parser.content_length().value_or(0) > shortBody || expectsContinue) {
                 throw;
             }
-            return std::make_unique<RefusedExchange>(std::move(refused.response));
+            return std::make_unique<RefusedExchange>(serving_->application.refusal(head, std::move(refused.response)));
         }
     }
 

@@ -49,6 +49,13 @@ public:
 
     // Called when a request's head has arrived. May throw Refused.
     virtual std::unique_ptr<Exchange> begin(const RequestHead& head) = 0;
+
+    // The form in which a refusal, or an error of the server's own, is sent in response to this request. The head has
+    // as much of the request as could be read.
+    virtual Response refusal(const RequestHead& head, Response response) const {
+        static_cast<void>(head);
+        return response;
+    }
 };
 
 } // namespace webservice

@@ -13,6 +13,7 @@ struct RequestHead {
     std::string method;
     std::string target;
     std::vector<std::pair<std::string, std::string>> headers;
+    std::string ownAddress = {}; // at which the request came in, as a number
 
     // The first field of the name, in any case.
     std::optional<std::string_view> header(std::string_view name) const;
