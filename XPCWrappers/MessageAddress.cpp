@@ -7,6 +7,7 @@ namespace Quenmark {
 Platform::Ipc::MessageAddress messageAddress(const std::string& serviceName) {
     std::string objectPath = "/" + serviceName;
     std::ranges::replace(objectPath, '.', '/');
+    std::ranges::replace(objectPath, '-', '_');
     return {{serviceName, objectPath}, "Velkarin.Quenmark.XPC"};
 }
 

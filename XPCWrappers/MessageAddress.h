@@ -6,8 +6,8 @@
 
 namespace Quenmark {
 
-/// Where the service of a bus name exchanges messages: at the object of the same name with "/" for ".", by the
-/// interface "Velkarin.Quenmark.XPC".
+/// Where the service of a bus name exchanges messages: at the object of the same name with "/" for "." and "_" for
+/// "-", which paths do not have (D-Bus Specification, "Valid Object Paths"), by the interface "Velkarin.Quenmark.XPC".
 Platform::Ipc::MessageAddress messageAddress(const std::string& serviceName);
 
 } // namespace Quenmark

@@ -5,9 +5,9 @@
 #include <systemd/sd-bus.h>
 
 #include <cstring>
+#include <exception>
 #include <list>
 #include <new>
-#include <stdexcept>
 #include <string_view>
 
 namespace Platform::Ipc {
@@ -27,9 +27,8 @@ struct Unreference {
 template <class Handle>
 using Owned = std::unique_ptr<Handle, Unreference>;
 
-void check(int result, const char* what) {
-    if (result < 0)
-        throw std::invalid_argument(std::string(what) + ": " + std::strerror(-result));
+std::string reason(const std::string& what, int result) {
+    return what + " (" + std::strerror(-result) + ")";
 }
 
 /// What the library needs of an exported interface for as long as it is exported.
@@ -138,7 +137,13 @@ struct Bus::State {
             sd_bus_detach_event(bus.get());
     }
 
-    void keep(sd_bus_slot* slot) { slots.emplace_back(slot); }
+    /// Keeps what the library has made; the bus ends where that failed.
+    void keep(sd_bus_slot* slot, int result, const std::string& what) {
+        if (result >= 0)
+            slots.emplace_back(slot);
+        else
+            end(reason(what, result));
+    }
 
     void end(const std::string& reason) {
         if (std::exchange(ended, true))
@@ -164,7 +169,11 @@ struct Bus::State {
 
     void watch(const std::string& match);
     void start(Owned<sd_bus_message> message, Duration limit, AnswerHandler handler);
-    Owned<sd_bus_message> newCall(const BusTarget& target) const;
+    /// Calls a method of the bus itself, with arguments of that signature.
+    template <class... Arguments>
+    void callBus(const std::string& method, AnswerHandler handler, const char* signature, Arguments... arguments);
+    /// A call, or the reason why it cannot be made.
+    std::variant<Owned<sd_bus_message>, std::string> newCall(const BusTarget& target) const;
 };
 
 int Bus::State::everyMessage(sd_bus_message* message, void* data, sd_bus_error* error) {
@@ -233,16 +242,31 @@ void Bus::State::watch(const std::string& match) {
         return;
     sd_bus_slot* slot = nullptr;
     // Without an own handler for the rule's installation, the library ends the connection where that fails.
-    check(sd_bus_add_match_async(bus.get(), &slot, match.c_str(), ownerChanged, nullptr, this), match.c_str());
-    keep(slot);
+    const int result = sd_bus_add_match_async(bus.get(), &slot, match.c_str(), ownerChanged, nullptr, this);
+    keep(slot, result, "the owners of bus names cannot be watched");
 }
 
-Owned<sd_bus_message> Bus::State::newCall(const BusTarget& target) const {
+std::variant<Owned<sd_bus_message>, std::string> Bus::State::newCall(const BusTarget& target) const {
     sd_bus_message* message = nullptr;
-    check(sd_bus_message_new_method_call(bus.get(), &message, target.destination.c_str(), target.objectPath.c_str(),
-                                         target.interface.c_str(), target.method.c_str()),
-          "a call cannot be made");
+    const int result =
+        sd_bus_message_new_method_call(bus.get(), &message, target.destination.c_str(), target.objectPath.c_str(),
+                                       target.interface.c_str(), target.method.c_str());
+    if (result < 0)
+        return reason("a call cannot be made", result);
     return Owned<sd_bus_message>(message);
+}
+
+template <class... Arguments>
+void Bus::State::callBus(const std::string& method, AnswerHandler handler, const char* signature,
+                         Arguments... arguments) {
+    auto made = newCall({busName, busPath, busName, method});
+    auto* message = std::get_if<Owned<sd_bus_message>>(&made);
+    if (message == nullptr)
+        return handler(CallFailure{SD_BUS_ERROR_INVALID_ARGS, std::get<std::string>(made)});
+    const int result = sd_bus_message_append(message->get(), signature, arguments...);
+    if (result < 0)
+        return handler(CallFailure{SD_BUS_ERROR_INVALID_ARGS, reason("a call cannot be made", result)});
+    start(std::move(*message), Duration::max(), std::move(handler));
 }
 
 void Bus::State::start(Owned<sd_bus_message> message, Duration limit, AnswerHandler handler) {
@@ -277,8 +301,8 @@ std::optional<std::string> Bus::open() {
         return std::string("there is no session bus (") + std::strerror(-result) + ")";
     }
     sd_bus_slot* slot = nullptr;
-    check(sd_bus_add_filter(bus, &slot, State::everyMessage, state_.get()), "sd_bus_add_filter");
-    state_->keep(slot);
+    const int filtered = sd_bus_add_filter(bus, &slot, State::everyMessage, state_.get());
+    state_->keep(slot, filtered, "the bus's messages cannot be seen");
     return std::nullopt;
 }
 
@@ -289,10 +313,9 @@ void Bus::exportObject(const std::string& objectPath, const std::string& interfa
     state_->objectPath = objectPath;
     state_->methods = std::make_unique<MethodTable>(methods, State::called);
     sd_bus_slot* slot = nullptr;
-    check(sd_bus_add_object_vtable(state_->bus.get(), &slot, objectPath.c_str(), interface.c_str(),
-                                   state_->methods->entries(), state_.get()),
-          interface.c_str());
-    state_->keep(slot);
+    const int result = sd_bus_add_object_vtable(state_->bus.get(), &slot, objectPath.c_str(), interface.c_str(),
+                                                state_->methods->entries(), state_.get());
+    state_->keep(slot, result, "the object " + objectPath + " cannot be exported");
 }
 
 void Bus::watchVanishingNames() {
@@ -310,49 +333,56 @@ void Bus::claimName(const std::string& name) {
         return;
     state_->claimedName = name;
     sd_bus_slot* slot = nullptr;
-    check(sd_bus_request_name_async(state_->bus.get(), &slot, name.c_str(), 0, State::nameClaimed, state_.get()),
-          name.c_str());
-    state_->keep(slot);
+    const int result =
+        sd_bus_request_name_async(state_->bus.get(), &slot, name.c_str(), 0, State::nameClaimed, state_.get());
+    state_->keep(slot, result, "the bus name " + name + " cannot be claimed");
 }
 
 void Bus::call(const BusTarget& target, std::optional<Value> variantArgument, Duration limit, AnswerHandler handler) {
     if (!isOpen())
         return;
-    auto message = state_->newCall(target);
+    auto made = state_->newCall(target);
+    auto* message = std::get_if<Owned<sd_bus_message>>(&made);
+    if (message == nullptr)
+        return handler(CallFailure{SD_BUS_ERROR_INVALID_ARGS, std::get<std::string>(made)});
     if (variantArgument) {
-        if (const auto refused = appendVariant(*message, *variantArgument))
+        if (const auto refused = appendVariant(**message, *variantArgument))
             return handler(CallFailure{refused->errorName, refused->text});
     }
-    state_->start(std::move(message), limit, std::move(handler));
+    state_->start(std::move(*message), limit, std::move(handler));
 }
 
 void Bus::callBus(const std::string& method, const std::string& name, AnswerHandler handler) {
-    if (!isOpen())
-        return;
-    auto message = state_->newCall({busName, busPath, busName, method});
-    check(sd_bus_message_append(message.get(), "s", name.c_str()), "sd_bus_message_append");
-    state_->start(std::move(message), Duration::max(), std::move(handler));
+    if (isOpen())
+        state_->callBus(method, std::move(handler), "s", name.c_str());
 }
 
 void Bus::startService(const std::string& name, AnswerHandler handler) {
-    if (!isOpen())
-        return;
-    auto message = state_->newCall({busName, busPath, busName, "StartServiceByName"});
-    check(sd_bus_message_append(message.get(), "su", name.c_str(), 0), "sd_bus_message_append");
-    state_->start(std::move(message), Duration::max(), std::move(handler));
+    if (isOpen())
+        state_->callBus("StartServiceByName", std::move(handler), "su", name.c_str(), 0U);
 }
 
 std::optional<std::string> Bus::send(const BusTarget& target, const Value& variantArgument) {
     if (!isOpen())
         return std::nullopt;
-    const auto message = state_->newCall(target);
-    if (const auto refused = appendVariant(*message, variantArgument))
+    auto made = state_->newCall(target);
+    auto* message = std::get_if<Owned<sd_bus_message>>(&made);
+    if (message == nullptr)
+        return std::get<std::string>(made);
+    if (const auto refused = appendVariant(**message, variantArgument))
         return refused->text;
-    check(sd_bus_message_set_expect_reply(message.get(), 0), "sd_bus_message_set_expect_reply");
-    const int result = sd_bus_send(state_->bus.get(), message.get(), nullptr);
+    int result = sd_bus_message_set_expect_reply(message->get(), 0);
+    if (result >= 0)
+        result = sd_bus_send(state_->bus.get(), message->get(), nullptr);
     if (result < 0)
         return std::strerror(-result);
     return std::nullopt;
+}
+
+bool Bus::isServiceName(const std::string& name) {
+    const bool isUnique = name.starts_with(':');
+    const bool hasZero = name.find('\0') != std::string::npos;
+    return !isUnique && !hasZero && sd_bus_service_name_is_valid(name.c_str()) > 0;
 }
 
 } // namespace Platform::Ipc

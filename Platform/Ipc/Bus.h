@@ -59,6 +59,9 @@ public:
     /// The reason for which a bus ends that was there and is no more.
     static constexpr const char* lost = "the session bus is lost";
 
+    /// Whether a service may have that well-known name (D-Bus Specification, "Valid Names").
+    static bool isServiceName(const std::string& name);
+
     explicit Bus(BusHandlers handlers);
     /// Leaves the bus. Handlers of calls that have no answer yet are dropped.
     ~Bus();
@@ -66,7 +69,8 @@ public:
     Bus& operator=(const Bus&) = delete;
 
     /// Goes to the session bus (D-Bus Specification, "Well-known Message Bus Instances"); an error is the reason why
-    /// there is none. Everything below needs an open bus, and does nothing on one that has ended.
+    /// there is none. Everything below needs an open bus, and does nothing on one that has ended. A name or path that
+    /// is not valid ends the bus where it is exported, watched or claimed, and fails the call that is made to it.
     std::optional<std::string> open();
     bool isOpen() const;
 

@@ -57,7 +57,8 @@ class MessageConnection final : public Mailbox<ReceivedEvent> {
 public:
     using EventHandler = std::function<void(const ConnectionEvent& event)>;
 
-    /// A client's end. The first message launches the service where it does not run.
+    /// A client's end. The first message launches the service where it does not run. A name that no service can have
+    /// is logged, and makes the connection invalid.
     static std::shared_ptr<MessageConnection> toService(const MessageAddress& address);
     /// Made by `toService` and by message services.
     explicit MessageConnection(std::string name);

@@ -34,6 +34,10 @@ void ServiceRoute::tell(ConnectionError::Kind kind) {
 }
 
 void ServiceRoute::open() {
+    if (!Bus::isServiceName(address_.service.name)) {
+        Log::write("No service can have the name \"" + address_.service.name + "\"");
+        return tell(ConnectionError::Kind::Invalid);
+    }
     if (bus_.open())
         return tell(ConnectionError::Kind::Invalid);
     bus_.exportObject(address_.service.objectPath, address_.interface, {{"Message", "v", {"message"}, false}});

@@ -41,6 +41,22 @@ TEST_F(AListenersEnd, ComesWhereAnotherProcessHasItsName) {
     EXPECT_EQ(ends, (Strings{"the bus name org.example.Worker is taken by another process"}));
 }
 
+TEST_F(AListenersEnd, ComesWhereItsNameOrItsObjectIsImpossible) {
+    for (const auto& [address, reason] : {std::pair(Platform::Ipc::ServiceAddress{"not a name", "/org/example/Worker"},
+                                                    "the bus name not a name cannot be claimed (Invalid argument)"),
+                                          std::pair(Platform::Ipc::ServiceAddress{name, "/not a path"},
+                                                    "the object /not a path cannot be exported (Invalid argument)")}) {
+        ends.clear();
+        Platform::Ipc::Listener listener(address, {interface, {"Work"}});
+        listener.setEndHandler([this](const std::string& why) { ends.push_back(why); });
+        listener.resume();
+        EXPECT_EQ(ends, Strings{});
+        EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
+        EXPECT_EQ(ends, Strings{reason});
+    }
+    EXPECT_EQ(log.entries(), Strings{});
+}
+
 TEST_F(AListenersEnd, ComesWhenTheBusGoesAwayAndFreesItsConnections) {
     const auto object = std::make_shared<int>(0);
     decide = [&](const ConnectionPointer& connection) {

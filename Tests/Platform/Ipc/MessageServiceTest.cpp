@@ -237,6 +237,14 @@ TEST_F(AMessageService, EndsWhereItsNameIsTaken) {
     EXPECT_EQ(events[peer.uniqueName()], (Strings{"a", "b"}));
 }
 
+TEST_F(AMessageService, EndsWhereItsNameIsImpossible) {
+    Platform::Ipc::MessageService impossible({{"nodots", "/nodots"}, "org.example.Messages"}, welcome);
+    impossible.setEndHandler([this](const std::string& reason) { ends.push_back(reason); });
+    impossible.resume();
+    EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
+    EXPECT_EQ(ends, (Strings{"the bus name nodots cannot be claimed (Invalid argument)"}));
+}
+
 TEST_F(AMessageService, IsUsedByTheUsualCommands) {
     const std::string name = messages.service.name;
     const std::string path = messages.service.objectPath;
