@@ -20,7 +20,8 @@ std::optional<Value> newXPCObject(const XPC::Object& object);
 
 /// Entries whose value is nil are left out. Throws std::bad_variant_access for a value that is no dictionary.
 XPC::Dictionary dictionaryWithContentsOfXPCObject(const Value& object);
-/// Entries whose object has no value are left out.
+/// Entries whose object has no value are left out. A key travels up to its first zero byte; of two keys that become the
+/// same, the last counts.
 Value newXPCObject(const XPC::Dictionary& dictionary);
 
 /// Elements that are nil are left out; the others keep their order. Throws std::bad_variant_access for a value that is
@@ -31,7 +32,8 @@ Value newXPCObject(const XPC::Array& array);
 
 /// Throws std::bad_variant_access for a value that is no string.
 std::string stringWithXPCObject(const Value& object);
-/// The text up to its first zero byte.
+/// The text up to its first zero byte, where a text of a message ends.
+std::string textThatTravels(const std::string& string);
 Value newXPCObject(const std::string& string);
 
 /// A boolean, an unsigned or a signed 64-bit integer, or a double, as the value is; nil for any other kind.

@@ -96,6 +96,14 @@ TEST(AString, TravelsUpToItsFirstZeroByte) {
     EXPECT_EQ(newXPCObject(std::string("cut\0here", 8)), Value("cut"));
 }
 
+TEST(ADictionaryThatLeaves, HasKeysUpToTheirFirstZeroByte) {
+    using namespace std::string_literals;
+    EXPECT_EQ(newXPCObject(XPC::Dictionary{{"a\0b"s, Number(1LL)}, {"\0"s, Number(2LL)}, {"c", Number(3LL)}}),
+              Value(Ipc::Dictionary{{"a", std::int64_t{1}}, {"", std::int64_t{2}}, {"c", std::int64_t{3}}}));
+    EXPECT_EQ(newXPCObject(XPC::Dictionary{{"a", Number(1LL)}, {"a\0b"s, Number(2LL)}}),
+              Value(Ipc::Dictionary{{"a", std::int64_t{2}}}));
+}
+
 TEST(ADictionaryThatArrives, LeavesOutWhatIsNil) {
     EXPECT_EQ(objectWithXPCObject(Ipc::Dictionary{{"a", true},
                                                   {"gone", Ipc::Null()},

@@ -15,7 +15,7 @@ Value newXPCObject(const XPC::Dictionary& dictionary) {
     std::vector<Platform::Ipc::DictionaryEntry> entries;
     for (const auto& [key, object] : dictionary.entries()) {
         if (auto encoded = newXPCObject(object))
-            entries.push_back({key, std::move(*encoded)});
+            entries.push_back({textThatTravels(key), std::move(*encoded)});
     }
     return Platform::Ipc::Dictionary(std::move(entries));
 }

@@ -6,9 +6,12 @@ std::string stringWithXPCObject(const Value& object) {
     return std::get<std::string>(object.storage());
 }
 
-Value newXPCObject(const std::string& string) {
-    // A text of the message ends where a zero byte is.
+std::string textThatTravels(const std::string& string) {
     return string.substr(0, string.find('\0'));
+}
+
+Value newXPCObject(const std::string& string) {
+    return textThatTravels(string);
 }
 
 } // namespace Quenmark::XPCParse
