@@ -45,12 +45,8 @@ void XPCConnection::receiveConnection(MessageConnection& connection) {
 }
 
 void XPCConnection::handleEvent(const ConnectionEvent& event) {
-    // A handler may put another in its own place.
-    if (const auto* error = std::get_if<ConnectionError>(&event)) {
-        if (errorHandler_)
-            invokeErrorHandlerWithObject(*error, *this);
-        return;
-    }
+    if (const auto* error = std::get_if<ConnectionError>(&event))
+        return invokeErrorHandlerWithObject(*error, *this);
     const auto message = XPCParse::objectWithXPCObject(std::get<Platform::Ipc::Value>(event));
     const auto* dictionary = message ? message->as<XPC::Dictionary>() : nullptr;
     if (const auto* entry = dictionary == nullptr ? nullptr : dictionary->objectForKey(debugLogKey))
@@ -60,8 +56,9 @@ void XPCConnection::handleEvent(const ConnectionEvent& event) {
 }
 
 void XPCConnection::invokeErrorHandlerWithObject(const ConnectionError& object, XPCConnection& connection) {
-    const auto handler = errorHandler_;
-    handler(connection, object.description);
+    // A handler may put another in its own place.
+    if (const auto handler = errorHandler_)
+        handler(connection, object.description);
 }
 
 void XPCConnection::sendMessage(XPC::Object object) {
@@ -87,7 +84,7 @@ void XPCConnection::resume() {
 }
 
 std::optional<std::string> XPCConnection::connectionName() const {
-    return connection_->name();
+    return connection_->name().empty() ? std::nullopt : std::optional(connection_->name());
 }
 std::uint32_t XPCConnection::connectionEUID() const {
     return connection_->identity().effectiveUser;

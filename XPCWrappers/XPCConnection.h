@@ -31,7 +31,8 @@ public:
     /// Key that marks a message as one for the log.
     static constexpr const char* debugLogKey = "XPCDebugLog";
 
-    /// A client's end, to the service of that bus name. The first message launches a service that does not run.
+    /// A client's end, to the service of that bus name. The first message launches a service that does not run. A
+    /// connection to what can be no service's name is invalid, as its error handler is told.
     static std::shared_ptr<XPCConnection> initWithServiceName(const std::string& serviceName);
     /// Takes a connection over and resumes it; nil for nil.
     static std::shared_ptr<XPCConnection>
@@ -51,7 +52,13 @@ public:
     void suspend();
     void resume();
 
-    /// The peer's bus name: the service's name at a client's end, a unique name at a service's.
+    /// Takes that connection's events, as `initWithConnection` does with the connection that it wraps: a message for
+    /// the log is logged, any other goes to the event handler, an error to the error handler.
+    void receiveConnection(Platform::Ipc::MessageConnection& connection);
+    /// Calls the error handler, where there is one, with `connection` and the description of `object`. Runs in place.
+    void invokeErrorHandlerWithObject(const Platform::Ipc::ConnectionError& object, XPCConnection& connection);
+
+    /// The peer's bus name: the service's name at a client's end, a unique name at a service's; nil where it has none.
     std::optional<std::string> connectionName() const;
     /// Who the peer is; 4294967295 stands for what is not known, and for an audit session that was never set.
     std::uint32_t connectionEUID() const;
@@ -68,9 +75,7 @@ public:
     const std::shared_ptr<Platform::Ipc::MessageConnection>& connection() const { return connection_; }
 
 private:
-    void receiveConnection(Platform::Ipc::MessageConnection& connection);
     void handleEvent(const Platform::Ipc::ConnectionEvent& event);
-    void invokeErrorHandlerWithObject(const Platform::Ipc::ConnectionError& object, XPCConnection& connection);
 
     std::shared_ptr<Platform::Ipc::MessageConnection> connection_;
     Platform::Queue dispatchQueue_;

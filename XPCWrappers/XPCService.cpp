@@ -24,18 +24,22 @@ XPCService::XPCService(ConnectionHandler handler)
     : connectionHandler(std::move(handler)),
       observer_(NotificationCenter::defaultCenter().addObserver(
           connectionReceivedNotification, Queue::main(), [this](const Notification& notification) {
-              handleConnection(std::any_cast<const std::shared_ptr<XPCConnection>&>(notification.object));
+              // Whoever posts the notification says what its object is.
+              if (const auto* connection = std::any_cast<std::shared_ptr<XPCConnection>>(&notification.object))
+                  handleConnection(*connection);
           })) {}
 
 void XPCService::handleConnection(const std::shared_ptr<XPCConnection>& connection) {
+    if (!connection)
+        return;
     connections_.push_back(connection);
     if (connectionHandler)
         connectionHandler(connection);
 }
 
 void XPCServiceConnectionHandler(const std::shared_ptr<Platform::Ipc::MessageConnection>& connection) {
-    const auto wrapped = XPCConnection::initWithConnection(connection);
-    NotificationCenter::defaultCenter().post(XPCService::connectionReceivedNotification, std::any(wrapped));
+    if (const auto wrapped = XPCConnection::initWithConnection(connection))
+        NotificationCenter::defaultCenter().post(XPCService::connectionReceivedNotification, std::any(wrapped));
 }
 
 } // namespace Quenmark

@@ -31,6 +31,7 @@ public:
     XPCService(const XPCService&) = delete;
     XPCService& operator=(const XPCService&) = delete;
 
+    /// Keeps the connection and hands it to the handler; nothing for nil.
     void handleConnection(const std::shared_ptr<XPCConnection>& connection);
 
     /// Every connection that was handed over. None is ever removed; one whose peer has left is no more than a small
@@ -44,7 +45,7 @@ private:
     std::unique_ptr<Platform::NotificationCenter::Observer> observer_;
 };
 
-/// Wraps a connection that the main loop hands over, and notifies of it.
+/// Wraps a connection that the main loop hands over, and notifies of it; nothing for nil.
 void XPCServiceConnectionHandler(const std::shared_ptr<Platform::Ipc::MessageConnection>& connection);
 
 } // namespace Quenmark

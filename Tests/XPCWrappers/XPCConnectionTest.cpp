@@ -5,6 +5,7 @@
 #include "Platform/RunLoop.h"
 #include "Support/LogCapture.h"
 #include "Support/PrivateBus.h"
+#include "XPCWrappers/MessageAddress.h"
 #include "XPCWrappers/XPCParse.h"
 
 #include <gtest/gtest.h>
@@ -17,6 +18,8 @@ namespace {
 
 using namespace Quenmark;
 using Platform::Queue;
+using Platform::Ipc::ConnectionError;
+using Platform::Ipc::MessageConnection;
 using XPC::Array;
 using XPC::Dictionary;
 using XPC::Number;
@@ -49,7 +52,9 @@ protected:
     }
 
     Platform::RunLoop loop;
-    TestSupport::PrivateBus bus{{{"org.example.Echo", std::string(XPC_TEST_SERVICE) + " org.example.Echo"}}};
+    TestSupport::PrivateBus bus{
+        {{"org.example.Echo", std::string(XPC_TEST_SERVICE) + " org.example.Echo"},
+         {"org.example.my-service", std::string(XPC_TEST_SERVICE) + " org.example.my-service"}}};
     std::vector<std::optional<Object>> messages;
     Strings errors;
 };
@@ -78,6 +83,13 @@ TEST_F(AnXPCConnection, WrapsWhatIsNoDictionary) {
     EXPECT_EQ(echo(*connection, std::string("bare")), Object(Dictionary{{"contents", std::string("bare")}}));
     EXPECT_EQ(echo(*connection, Array{Number(1LL)}), Object(Dictionary{{"contents", Array{Number(1LL)}}}));
     EXPECT_EQ(echo(*connection, XPC::Null()), Object(Dictionary{}));
+}
+
+TEST_F(AnXPCConnection, SendsTextsAndKeysUpToTheirFirstZeroByte) {
+    using namespace std::string_literals;
+    const auto connection = connect();
+    EXPECT_EQ(echo(*connection, Dictionary{{"key\0rest"s, "text\0rest"s}}),
+              Object(Dictionary{{"key", std::string("text")}}));
 }
 
 TEST_F(AnXPCConnection, HandsOverOpenFiles) {
@@ -171,6 +183,28 @@ TEST_F(AnXPCConnection, HearsThatItIsInvalid) {
     EXPECT_EQ(errors, (Strings{"Connection invalid"}));
 }
 
+TEST_F(AnXPCConnection, ReachesAServiceWhoseNameHasAHyphen) {
+    const auto connection = connect("org.example.my-service");
+    EXPECT_EQ(echo(*connection, std::string("hello")), Object(Dictionary{{"contents", std::string("hello")}}));
+    EXPECT_EQ(errors, Strings{});
+}
+
+TEST_F(AnXPCConnection, IsInvalidWhereNoServiceCanHaveTheName) {
+    using namespace std::string_literals;
+    for (const auto& name : {"not a name"s, "x'y"s, ":1.77"s, ""s, "nodots"s, "a..b"s, "org.example.Echo\0x"s,
+                             "\xFF.b"s, "a." + std::string(300, 'b')}) {
+        const TestSupport::LogCapture log;
+        errors.clear();
+        const auto connection = connect(name);
+        EXPECT_EQ(errors, Strings{}) << "it is told later, on its queue";
+        connection->sendMessage(std::string("hello"));
+        EXPECT_TRUE(loop.runUntil([&] { return !errors.empty(); })) << name;
+        EXPECT_EQ(connection->connectionProcessID(), 4294967295U);
+        EXPECT_EQ(errors, (Strings{"Connection invalid"})) << name;
+        EXPECT_EQ(log.entries(), (Strings{"No service can have the name \"" + name + "\""}));
+    }
+}
+
 TEST_F(AnXPCConnection, DropsErrorsWithoutAHandler) {
     const TestSupport::LogCapture log;
     const auto connection = connect("org.example.Nobody");
@@ -184,6 +218,52 @@ TEST_F(AnXPCConnection, DropsErrorsWithoutAHandler) {
 
 TEST_F(AnXPCConnection, IsNilForNoConnection) {
     EXPECT_EQ(XPCConnection::initWithConnection(nullptr), nullptr);
+}
+
+TEST_F(AnXPCConnection, HasNoNameWhereItsPeerHasNone) {
+    const auto connection = XPCConnection::initWithConnection(std::make_shared<MessageConnection>(""));
+    EXPECT_EQ(connection->connectionName(), std::nullopt);
+    EXPECT_EQ(connect()->connectionName(), "org.example.Echo");
+}
+
+TEST_F(AnXPCConnection, HandsTheDescriptionOfAnErrorToItsHandlerWithTheConnectionThatItConcerns) {
+    const auto connection = connect();
+    const auto other = connect();
+    std::vector<std::pair<XPCConnection*, std::string>> handled;
+    connection->setErrorHandler([&](XPCConnection& concerned, const std::string& description) {
+        handled.emplace_back(&concerned, description);
+        connection->setErrorHandler(nullptr);
+    });
+    const auto imminent = ConnectionError::of(ConnectionError::Kind::TerminationImminent);
+    connection->invokeErrorHandlerWithObject(imminent, *other);
+    EXPECT_EQ(handled, (std::vector{std::pair(other.get(), std::string("Process termination imminent"))}));
+    connection->invokeErrorHandlerWithObject(imminent, *other);
+    EXPECT_EQ(handled.size(), 1U) << "nobody is called where there is no handler";
+}
+
+TEST_F(AnXPCConnection, TakesTheEventsOfAConnectionThatItReceives) {
+    const TestSupport::LogCapture log;
+    const auto connection = connect();
+    Strings received;
+    connection->setErrorHandler([&](XPCConnection& from, const std::string& description) {
+        EXPECT_EQ(&from, connection.get());
+        received.push_back(description);
+    });
+    connection->setEventHandler([&](const std::optional<Object>& message, XPCConnection& from) {
+        EXPECT_EQ(&from, connection.get());
+        received.emplace_back(message->as<Dictionary>()->objectForKey("echo") != nullptr ? "echo" : "other");
+    });
+    const auto received1 = MessageConnection::toService(messageAddress("org.example.Echo"));
+    const auto received2 = MessageConnection::toService(messageAddress("org.example.Nobody"));
+    for (const auto& platform : {received1, received2}) {
+        connection->receiveConnection(*platform);
+        platform->resume();
+    }
+    received1->send("hello");
+    ASSERT_TRUE(loop.runUntil([&] { return received.size() == 1; }));
+    received2->send("hello");
+    ASSERT_TRUE(loop.runUntil([&] { return received.size() == 2; }));
+    EXPECT_EQ(received, (Strings{"echo", "Connection invalid"}));
 }
 
 TEST_F(AnXPCConnection, EndsWithItsLastHolder) {

@@ -139,6 +139,24 @@ TEST_F(AnXPCService, PassesOnMessagesOfEveryKindNilIncluded) {
     EXPECT_EQ(passedOn, (Strings{"XPCDebugLog", "1", "(null)"}));
 }
 
+TEST_F(AnXPCService, PassesOverAConnectionThatIsNone) {
+    const TestSupport::LogCapture log;
+    std::vector<std::shared_ptr<XPCConnection>> handled;
+    XPCService service([&](const std::shared_ptr<XPCConnection>& connection) { handled.push_back(connection); });
+    XPCServiceConnectionHandler(nullptr);
+    service.handleConnection(nullptr);
+    auto& center = Platform::NotificationCenter::defaultCenter();
+    center.post("XPCConnectionReceivedNotification", std::shared_ptr<XPCConnection>());
+    center.post("XPCConnectionReceivedNotification", std::string("no connection"));
+    const auto connection =
+        XPCConnection::initWithConnection(std::make_shared<Platform::Ipc::MessageConnection>("peer"));
+    center.post("XPCConnectionReceivedNotification", connection);
+    ASSERT_TRUE(loop.runUntil([&] { return !handled.empty(); }));
+    EXPECT_EQ(handled, std::vector{connection});
+    EXPECT_EQ(service.connections(), std::vector{connection});
+    EXPECT_EQ(log.entries(), Strings{});
+}
+
 TEST_F(AnXPCService, DropsErrorsThatNobodyHandles) {
     const TestSupport::LogCapture log;
     const XPCService service([](const std::shared_ptr<XPCConnection>&) {});
