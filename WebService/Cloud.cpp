@@ -63,22 +63,26 @@ std::int64_t Cloud::store(const CloudFile& file, const std::string& content) {
                           file.user, file.fullPath);
     row.next();
     const std::int64_t id = row.integer(0);
+    std::filesystem::create_directory(directory_); // somebody may have removed it
     std::filesystem::rename(content, contentPath(id));
     return id;
 }
 
 std::optional<CloudFile> Cloud::find(std::string_view path, std::optional<std::int64_t> user) const {
-    Query row = db_.query("SELECT id, user, full_path, name, size, request, transit_path FROM cloud "
-                          "WHERE (full_path = ?1 OR name = ?2) AND (?3 IS NULL OR user = ?3) ORDER BY id DESC",
-                          path, nameWithin("", path), user);
+    // Two searches, each along its index. "+user" keeps the index of users out of it: a user may have many files.
+    Query row =
+        db_.query("SELECT id, user, full_path, name, size, request, transit_path FROM ("
+                  "SELECT * FROM cloud WHERE full_path = ?1 AND (?3 IS NULL OR +user = ?3) UNION "
+                  "SELECT * FROM cloud WHERE name = ?2 AND (?3 IS NULL OR +user = ?3)) ORDER BY id DESC LIMIT 1",
+                  path, nameWithin("", path), user);
     return row.next() ? std::optional(readFile(row)) : std::nullopt;
 }
 
-std::vector<CloudFile> Cloud::filesOf(std::int64_t user) const {
+std::vector<CloudFile> Cloud::filesOf(std::int64_t user, std::int64_t id) const {
     std::vector<CloudFile> files;
     for (Query row = db_.query("SELECT id, user, full_path, name, size, request, transit_path FROM cloud "
-                               "WHERE user = ?1 ORDER BY id",
-                               user);
+                               "WHERE user = ?1 AND id > ?2 ORDER BY id LIMIT 300",
+                               user, id);
          row.next();) {
         files.push_back(readFile(row));
     }
@@ -86,7 +90,8 @@ std::vector<CloudFile> Cloud::filesOf(std::int64_t user) const {
 }
 
 void Cloud::remove(std::int64_t user, std::string_view fullPath) {
-    Query row = db_.query("DELETE FROM cloud WHERE user = ?1 AND full_path = ?2 RETURNING id", user, fullPath);
+    Query row =
+        db_.query("DELETE FROM cloud WHERE coalesce(user, 0) = ?1 AND full_path = ?2 RETURNING id", user, fullPath);
     while (row.next()) {
         std::filesystem::remove(contentPath(row.integer(0)));
     }
@@ -95,7 +100,8 @@ void Cloud::remove(std::int64_t user, std::string_view fullPath) {
 void Cloud::rename(std::int64_t user, std::string_view from, std::string_view to,
                    const std::optional<std::string>& name) {
     remove(user, to);
-    db_.run("UPDATE cloud SET full_path = ?3, name = ?4 WHERE user = ?1 AND full_path = ?2", user, from, to, name);
+    db_.run("UPDATE cloud SET full_path = ?3, name = ?4 WHERE coalesce(user, 0) = ?1 AND full_path = ?2", user, from,
+            to, name);
 }
 
 void Cloud::deliver(const CloudFile& file, const OutboxTree& outbox, std::string_view computer, std::string_view name,

@@ -39,8 +39,8 @@ public:
     // By full path or by name; of any user when none is given.
     std::optional<CloudFile> find(std::string_view path, std::optional<std::int64_t> user = std::nullopt) const;
 
-    // Everything of the user.
-    std::vector<CloudFile> filesOf(std::int64_t user) const;
+    // The user's contents whose identifiers are greater than `id`, in their order, up to a few hundred.
+    std::vector<CloudFile> filesOf(std::int64_t user, std::int64_t id) const;
 
     void remove(std::int64_t user, std::string_view fullPath);
     void rename(std::int64_t user, std::string_view from, std::string_view to, const std::optional<std::string>& name);

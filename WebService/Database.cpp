@@ -10,8 +10,20 @@ namespace webservice {
 
 namespace {
 
+using namespace std::chrono_literals;
+
+constexpr auto briefly = 5ms;
+
 [[noreturn]] void fail(sqlite3* db, const std::string& what) {
-    throw DatabaseError(what + ": " + (db != nullptr ? sqlite3_errmsg(db) : "out of memory"));
+    const std::string text = what + ": " + (db != nullptr ? sqlite3_errmsg(db) : "out of memory");
+    if (db != nullptr && sqlite3_errcode(db) == SQLITE_BUSY) {
+        throw DatabaseBusy(text);
+    }
+    throw DatabaseError(text);
+}
+
+int milliseconds(std::chrono::milliseconds time) {
+    return static_cast<int>(time.count());
 }
 
 } // namespace
@@ -82,7 +94,7 @@ std::int64_t Query::integer(int column) const {
     return sqlite3_column_int64(statement_, column);
 }
 
-Database::Database(const std::string& path) {
+Database::Database(const std::string& path, std::chrono::milliseconds patience) : patience_(patience) {
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
     if (sqlite3_open_v2(path.c_str(), &db_, flags, nullptr) != SQLITE_OK) {
         const std::string reason = db_ != nullptr ? sqlite3_errmsg(db_) : "out of memory";
@@ -90,7 +102,7 @@ Database::Database(const std::string& path) {
         throw DatabaseError("cannot open " + path + ": " + reason);
     }
     try {
-        sqlite3_busy_timeout(db_, 5000);
+        sqlite3_busy_timeout(db_, milliseconds(patience));
         script("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;");
     } catch (...) {
         sqlite3_close(db_);
@@ -129,29 +141,67 @@ std::int64_t Database::lastId() const {
     return sqlite3_last_insert_rowid(db_);
 }
 
+std::vector<std::string> Database::statements() const {
+    std::vector<std::string> texts;
+    for (const auto& [sql, statement] : prepared_) {
+        texts.emplace_back(sql);
+    }
+    return texts;
+}
+
 int Database::changes() const {
     return sqlite3_changes(db_);
 }
 
-Transaction::Transaction(Database& db) : db_(db) {
-    db_.script("SAVEPOINT transaction_scope");
+void Database::waitBriefly() {
+    sqlite3_busy_timeout(db_, milliseconds(briefly));
+}
+
+bool Database::isInTransaction() const {
+    return sqlite3_get_autocommit(db_) == 0;
+}
+
+Transaction::Transaction(Database& db) : db_(&db), isNested_(db.isInTransaction()) {
+    db_->run(isNested_ ? "SAVEPOINT transaction_scope" : "BEGIN IMMEDIATE");
+}
+
+// Many may find the database locked at the same time; only one of them waits for it, the others come back later.
+std::optional<Transaction> Transaction::ifUnlocked(Database& db) {
+    if (!db.isInTransaction() && std::chrono::steady_clock::now() < db.lockedUntil_) {
+        return std::nullopt;
+    }
+    try {
+        return Transaction(db);
+    } catch (const DatabaseBusy&) {
+        db.lockedUntil_ = std::chrono::steady_clock::now() + briefly;
+        return std::nullopt;
+    }
 }
 
 Transaction::~Transaction() {
-    if (!open_) {
+    // After some errors, a full disk among them, SQLite has rolled everything back by itself.
+    if (!isOpen_ || !db_->isInTransaction()) {
         return;
     }
     try {
-        db_.run("ROLLBACK TO transaction_scope");
-        db_.run("RELEASE transaction_scope");
+        rollBack();
     } catch (const DatabaseError& error) {
         logLine(error.what());
     }
 }
 
+void Transaction::rollBack() {
+    if (isNested_) {
+        db_->run("ROLLBACK TO transaction_scope");
+        db_->run("RELEASE transaction_scope");
+    } else {
+        db_->run("ROLLBACK");
+    }
+}
+
 void Transaction::commit() {
-    db_.run("RELEASE transaction_scope");
-    open_ = false;
+    db_->run(isNested_ ? "RELEASE transaction_scope" : "COMMIT");
+    isOpen_ = false;
 }
 
 } // namespace webservice

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <concepts>
 #include <cstdint>
 #include <memory>
@@ -8,6 +9,8 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -18,6 +21,12 @@ namespace webservice {
 class DatabaseError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+// Another process has the database locked, and has kept it so for as long as it was waited for.
+class DatabaseBusy : public DatabaseError {
+public:
+    using DatabaseError::DatabaseError;
 };
 
 // One use of a prepared statement: bound on construction, stepped with next(), reset on destruction.
@@ -59,8 +68,9 @@ private:
 // One SQLite database file, used from one thread. Statements are prepared once for each SQL text and kept.
 class Database {
 public:
-    // Opens or creates the file, in write-ahead mode. Throws DatabaseError.
-    explicit Database(const std::string& path);
+    // Opens or creates the file, in write-ahead mode. Where another process has it locked, every statement waits for
+    // up to `patience`. Throws DatabaseError.
+    explicit Database(const std::string& path, std::chrono::milliseconds patience = std::chrono::seconds(5));
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
     ~Database();
@@ -88,26 +98,52 @@ public:
 
     std::int64_t lastId() const;
 
+    // The texts of all queries that were made up to now.
+    std::vector<std::string> statements() const;
+
+    // How long a locked database is waited for in all.
+    std::chrono::milliseconds patience() const { return patience_; }
+
+    // From now on no statement waits for a lock for longer than a few milliseconds, since it would hold a loop up.
+    // Whoever finds the database locked tries again, for as long as `patience`.
+    void waitBriefly();
+
 private:
+    friend class Transaction;
     Query start(const char* sql);
     int changes() const;
+    bool isInTransaction() const;
 
     sqlite3* db_ = nullptr;
+    std::chrono::milliseconds patience_;
+    std::chrono::steady_clock::time_point lockedUntil_; // at the least: it was found locked just before
     std::unordered_map<const char*, sqlite3_stmt*> prepared_;
 };
 
-// All or nothing: rolled back unless commit() was reached. A transaction inside another one joins it.
+// All or nothing: rolled back unless commit() was reached. A transaction inside another one joins it. The outermost one
+// takes the lock for writing at its beginning, which is the only time that it waits for another process: a lock that
+// is taken later, at the first change, is refused without any waiting when somebody has written meanwhile
+// (https://www.sqlite.org/isolation.html).
 class Transaction {
 public:
+    // Throws DatabaseBusy when another process has the database locked.
     explicit Transaction(Database& db);
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
+
+    // None when another process has the database locked.
+    static std::optional<Transaction> ifUnlocked(Database& db);
+
+    Transaction(Transaction&& other) noexcept
+        : db_(other.db_), isNested_(other.isNested_), isOpen_(std::exchange(other.isOpen_, false)) {}
+    Transaction& operator=(Transaction&&) = delete;
     ~Transaction();
     void commit();
 
 private:
-    Database& db_;
-    bool open_ = true;
+    void rollBack();
+
+    Database* db_;
+    bool isNested_;
+    bool isOpen_ = true;
 };
 
 } // namespace webservice

@@ -10,6 +10,8 @@ namespace webservice {
 
 namespace {
 
+constexpr std::int64_t pageSize = 500;
+
 Upload readUpload(const Query& row) {
     return {.id = row.integer(0),
             .computer = row.text(1),
@@ -60,14 +62,17 @@ void OutboxLedger::enter(std::string_view computer, std::string_view name, bool 
             identity.modified, upload);
 }
 
+bool OutboxLedger::knowsFolder(std::string_view computer, std::string_view name) {
+    const auto found = known(computer, name);
+    return found && !found->isFile;
+}
+
 void OutboxLedger::folderSeen(std::string_view computer, std::string_view name) {
     const auto old = known(computer, name);
     if (old && !old->isFile) {
         return;
     }
-    if (old) {
-        gone(computer, name);
-    }
+    itemGone(computer, name);
     enter(computer, name, false, {}, queue(computer, name, false, lastPosition(computer) + 1));
 }
 
@@ -80,9 +85,7 @@ void OutboxLedger::fileSeen(std::string_view computer, std::string_view name, co
         }
         return;
     }
-    if (old) {
-        gone(computer, name);
-    }
+    itemGone(computer, name);
     enter(computer, name, true, identity, queue(computer, name, true, lastPosition(computer) + 1));
 }
 
@@ -115,32 +118,71 @@ bool OutboxLedger::touched(std::string_view computer, std::string_view name, con
     return true;
 }
 
-void OutboxLedger::gone(std::string_view computer, std::string_view name) {
+void OutboxLedger::itemGone(std::string_view computer, std::string_view name) {
+    db_.run("UPDATE uploads SET state = 'withdrawn' WHERE state = 'pending' AND "
+            "id = (SELECT upload FROM outbox WHERE computer = ?1 AND name = ?2)",
+            computer, name);
+    db_.run("DELETE FROM outbox WHERE computer = ?1 AND name = ?2", computer, name);
+}
+
+Work<> OutboxLedger::gone(std::string computer, std::string name) {
+    itemGone(computer, name);
     // Everything below a folder sorts between its name with a backslash and its name with the next character, "]".
-    const std::string below = std::string(name) + '\\';
-    const std::string beyond = std::string(name) + ']';
-    db_.run("UPDATE uploads SET state = 'withdrawn' WHERE state = 'pending' AND id IN (SELECT upload FROM outbox "
-            "WHERE computer = ?1 AND (name = ?2 OR (name > ?3 AND name < ?4)))",
-            computer, name, below, beyond);
-    db_.run("DELETE FROM outbox WHERE computer = ?1 AND (name = ?2 OR (name > ?3 AND name < ?4))", computer, name,
-            below, beyond);
+    co_await goneBetween(computer, name + '\\', name + ']');
 }
 
-void OutboxLedger::computerGone(std::string_view computer) {
-    db_.run("UPDATE uploads SET state = 'withdrawn' WHERE state = 'pending' AND computer = ?1", computer);
-    db_.run("DELETE FROM outbox WHERE computer = ?1", computer);
-}
-
-void OutboxLedger::keepOnly(const std::set<std::pair<std::string, std::string>>& present) {
-    std::vector<std::pair<std::string, std::string>> missing;
-    for (Query row = db_.query("SELECT computer, name FROM outbox"); row.next();) {
-        std::pair<std::string, std::string> item(row.text(0), row.text(1));
-        if (!present.contains(item)) {
-            missing.push_back(std::move(item));
+// Everything of the computer from one name on up to another one, page by page.
+Work<> OutboxLedger::goneBetween(const std::string& computer, std::string name, const std::string& end) {
+    while (true) {
+        std::string next = end;
+        {
+            Query row = db_.query("SELECT name FROM outbox WHERE computer = ?1 AND name >= ?2 AND name < ?3 "
+                                  "ORDER BY name LIMIT 1 OFFSET ?4",
+                                  computer, name, end, pageSize);
+            if (row.next()) {
+                next = row.text(0);
+            }
         }
+        db_.run("UPDATE uploads SET state = 'withdrawn' WHERE state = 'pending' AND id IN "
+                "(SELECT upload FROM outbox WHERE computer = ?1 AND name >= ?2 AND name < ?3)",
+                computer, name, next);
+        db_.run("DELETE FROM outbox WHERE computer = ?1 AND name >= ?2 AND name < ?3", computer, name, next);
+        if (next == end) {
+            co_return;
+        }
+        name = std::move(next);
+        co_await pause();
     }
-    for (const auto& [computer, name] : missing) {
-        gone(computer, name);
+}
+
+Work<> OutboxLedger::computerGone(std::string computer) {
+    co_await goneBetween(computer, "\\", "]"); // every name begins with a backslash
+}
+
+std::string OutboxLedger::key(std::string_view computer, std::string_view name) {
+    return (std::string(computer) + '/').append(name);
+}
+
+Work<> OutboxLedger::keepOnly(const std::unordered_set<std::string>& present) {
+    std::string computer;
+    std::string name;
+    for (std::int64_t found = pageSize; found == pageSize;) {
+        found = 0;
+        std::vector<std::pair<std::string, std::string>> missing;
+        for (Query row = db_.query("SELECT computer, name FROM outbox WHERE (computer, name) > (?1, ?2) "
+                                   "ORDER BY computer, name LIMIT ?3",
+                                   computer, name, pageSize);
+             row.next(); ++found) {
+            computer = row.text(0);
+            name = row.text(1);
+            if (!present.contains(key(computer, name))) {
+                missing.emplace_back(computer, name);
+            }
+        }
+        for (const auto& [owner, item] : missing) {
+            itemGone(owner, item);
+        }
+        co_await pause();
     }
 }
 
@@ -195,7 +237,7 @@ void OutboxLedger::acknowledge(const Upload& upload) {
 }
 
 std::int64_t OutboxLedger::count(const char* state, const std::optional<std::string>& computer) {
-    Query row = db_.query("SELECT count(*) FROM uploads WHERE state = ?1 AND (?2 IS NULL OR computer = ?2)",
+    Query row = db_.query("SELECT total(count) FROM upload_counts WHERE state = ?1 AND (?2 IS NULL OR computer = ?2)",
                           std::string_view(state), computer);
     row.next();
     return row.integer(0);

@@ -2,12 +2,13 @@
 
 #include "WebService/Database.h"
 #include "WebService/OutboxTree.h"
+#include "WebService/Work.h"
 
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 namespace webservice {
 
@@ -30,6 +31,9 @@ class OutboxLedger {
 public:
     explicit OutboxLedger(Database& db) : db_(db) {}
 
+    // Whether a folder of this name is known to lie in the outbox; then those that it lies in are known too.
+    bool knowsFolder(std::string_view computer, std::string_view name);
+
     // A folder lies in the outbox. New: it becomes a pending upload. Its parent must have been told before.
     void folderSeen(std::string_view computer, std::string_view name);
 
@@ -43,12 +47,16 @@ public:
     // The file's times or rights have changed, not its content. False when no such file is known.
     bool touched(std::string_view computer, std::string_view name, const FileIdentity& identity);
 
-    // The item, and everything below it, no longer lies in the outbox: its pending uploads are withdrawn.
-    void gone(std::string_view computer, std::string_view name);
-    void computerGone(std::string_view computer);
+    // The item itself no longer lies in the outbox: its pending upload is withdrawn.
+    void itemGone(std::string_view computer, std::string_view name);
 
-    // Everything known that is not among the (computer, name) pairs is gone.
-    void keepOnly(const std::set<std::pair<std::string, std::string>>& present);
+    // The item, and everything below it, no longer lies in the outbox: their pending uploads are withdrawn.
+    Work<> gone(std::string computer, std::string name);
+    Work<> computerGone(std::string computer);
+
+    // Everything known that is not among the items, each written by key(), is gone.
+    Work<> keepOnly(const std::unordered_set<std::string>& present);
+    static std::string key(std::string_view computer, std::string_view name);
 
     // The first pending upload of the computer behind the given position in the queue; the position is moved to it.
     std::optional<Upload> nextPending(std::string_view computer, std::int64_t& position);
@@ -77,6 +85,7 @@ private:
         FileIdentity identity;
         std::int64_t upload = 0;
     };
+    Work<> goneBetween(const std::string& computer, std::string name, const std::string& end);
     std::optional<Known> known(std::string_view computer, std::string_view name);
     void enter(std::string_view computer, std::string_view name, bool isFile, const FileIdentity& identity,
                std::int64_t upload);

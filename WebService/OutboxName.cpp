@@ -51,6 +51,9 @@ bool isExpressible(std::string_view component) {
 }
 
 std::optional<std::string> wireName(std::string_view path) {
+    if (path.size() > longestPath || std::ranges::count(path, '/') >= static_cast<std::ptrdiff_t>(mostLevels)) {
+        return std::nullopt;
+    }
     std::string name;
     while (true) {
         const std::size_t end = std::min(path.find('/'), path.size());

@@ -13,8 +13,13 @@ bool isUtf8(std::string_view text);
 // there), "/", control characters (they cannot stand in a header), and not empty, "." or "..".
 bool isExpressible(std::string_view component);
 
+// How many components, and how many bytes, a path below a computer's folder may have. A longer one could not be reached
+// by its path (PATH_MAX, limits.h(0p)), and each level costs at every look at it.
+constexpr std::size_t mostLevels = 100;
+constexpr std::size_t longestPath = 3072;
+
 // The wire name of a path below a computer's folder: "Docs/a.txt" becomes "\Docs\a.txt". Nothing when a component
-// of it cannot be expressed.
+// of it cannot be expressed, and when it has too many of them or is too long.
 std::optional<std::string> wireName(std::string_view path);
 
 // The path of a wire name: "\Docs\a.txt" becomes "Docs/a.txt".

@@ -2,12 +2,23 @@
 
 namespace webservice {
 
+namespace {
+
+// A computer with more files than this that are being written to is told that nothing waits, and asks again.
+constexpr int mostPassedOver = 500;
+
+} // namespace
+
 std::optional<Upload> OutboxQueue::offerTop(std::string_view computer) {
     std::int64_t position = -1;
-    while (auto upload = ledger_.nextPending(computer, position)) {
+    for (int passedOver = 0; passedOver < mostPassedOver; ++passedOver) {
+        const auto upload = ledger_.nextPending(computer, position);
+        if (!upload) {
+            break;
+        }
         const auto status = tree_.status(upload->outboxPath());
         if (!status || (upload->isFile ? !S_ISREG(status->st_mode) : !S_ISDIR(status->st_mode))) {
-            ledger_.gone(upload->computer, upload->name);
+            ledger_.itemGone(upload->computer, upload->name);
         } else if (!upload->isFile || openFile(*upload)) {
             ledger_.offer(*upload);
             return upload;

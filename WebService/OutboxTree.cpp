@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 
-#include <filesystem>
-
 namespace webservice {
 
 namespace {
@@ -31,7 +29,9 @@ OutboxTree::OutboxTree(std::string path) : path_(std::move(path)) {
 }
 
 void OutboxTree::renew() {
-    std::filesystem::create_directories(path_);
+    if (::mkdir(path_.c_str(), 0777) != 0 && errno != EEXIST) {
+        throwErrno("cannot make the folder " + path_);
+    }
     root_ = Descriptor(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!root_) {
         throwErrno("cannot open " + path_);
@@ -50,13 +50,16 @@ std::string OutboxTree::absolute(std::string_view relative) const {
 }
 
 // The folder that holds the path's last component, which is stored in `last`.
-Descriptor OutboxTree::openParent(std::string_view relative, std::string& last) const {
+Descriptor OutboxTree::openParent(std::string_view relative, std::string& last, bool makeMissing) const {
     Descriptor folder(::openat(root_.get(), ".", folderFlags));
     while (folder) {
         const std::size_t end = relative.find('/');
         last = relative.substr(0, end);
         if (end == std::string_view::npos) {
             break;
+        }
+        if (makeMissing && ::mkdirat(folder.get(), last.c_str(), 0777) != 0 && errno != EEXIST) {
+            return {};
         }
         folder = Descriptor(::openat(folder.get(), last.c_str(), folderFlags));
         relative.remove_prefix(end + 1);
@@ -96,8 +99,9 @@ void OutboxTree::makeFolder(std::string_view relative) const {
 }
 
 void OutboxTree::makeFoldersOf(std::string_view relative) const {
-    for (std::size_t end = relative.find('/'); end != std::string_view::npos; end = relative.find('/', end + 1)) {
-        makeFolder(relative.substr(0, end));
+    std::string last;
+    if (!openParent(relative, last, true)) {
+        throwErrno("cannot make the folders of " + absolute(relative));
     }
 }
 
@@ -109,13 +113,16 @@ void OutboxTree::moveIn(const std::string& from, std::string_view relative) cons
     }
 }
 
-void OutboxTree::remove(std::string_view relative) const {
+bool OutboxTree::moveOut(std::string_view relative, const std::string& to) const {
     std::string last;
     const Descriptor parent = openParent(relative, last);
-    if (parent) {
-        // The folder's own name in /proc leads to it whatever has become of its path.
-        std::filesystem::remove_all("/proc/self/fd/" + std::to_string(parent.get()) + '/' + last);
+    if (parent && ::renameat(parent.get(), last.c_str(), AT_FDCWD, to.c_str()) == 0) {
+        return true;
     }
+    if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
+        throwErrno("cannot take " + absolute(relative) + " out of the outbox");
+    }
+    return false;
 }
 
 } // namespace webservice

@@ -39,7 +39,8 @@ public:
     // Whether the folder that was opened still has the path: somebody may have removed or renamed it.
     bool isCurrent() const;
 
-    // Makes the folder again if somebody has removed it, and stays with the one that has the path now.
+    // Makes the folder again if somebody has removed it, and stays with the one that has the path now. Throws
+    // std::system_error, for instance when the folder that it lies in has been removed too.
     void renew();
 
     const std::string& path() const { return path_; }
@@ -61,11 +62,12 @@ public:
     // Puts a finished file from elsewhere on the same file system into the outbox, in place of a file of that name.
     void moveIn(const std::string& from, std::string_view relative) const;
 
-    // Removes the file, or the folder with everything in it; nothing when there is none.
-    void remove(std::string_view relative) const;
+    // Takes a file or folder out of the outbox, to a path on the same file system; false when there is none. Throws
+    // std::system_error.
+    bool moveOut(std::string_view relative, const std::string& to) const;
 
 private:
-    Descriptor openParent(std::string_view relative, std::string& last) const;
+    Descriptor openParent(std::string_view relative, std::string& last, bool makeMissing = false) const;
 
     std::string path_;
     Descriptor root_;

@@ -8,8 +8,10 @@
 #include <sys/inotify.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <tuple>
+#include <unordered_set>
 
 namespace webservice {
 
@@ -35,6 +37,12 @@ std::pair<std::string_view, std::string_view> splitComputer(std::string_view pat
                                          : std::pair(path.substr(0, end), path.substr(end + 1));
 }
 
+// Whether the folder, or what is in it, can be told on the wire.
+bool isTellable(std::string_view path) {
+    const auto [computer, rest] = splitComputer(path);
+    return isExpressible(computer) && (rest.empty() || wireName(rest));
+}
+
 } // namespace
 
 OutboxWatcher::OutboxWatcher(OutboxTree& tree, OutboxLedger& ledger, Database& db)
@@ -42,71 +50,113 @@ OutboxWatcher::OutboxWatcher(OutboxTree& tree, OutboxLedger& ledger, Database& d
     if (!inotify_) {
         throwErrno("cannot watch the outbox");
     }
-    rescan();
+    Transaction transaction(db_);
+    runToEnd(rescan());
+    transaction.commit();
 }
 
 void OutboxWatcher::drain() {
+    Transaction transaction(db_);
+    while (!run(1h)) {
+    }
+    transaction.commit();
+}
+
+bool OutboxWatcher::drainSome(Clock::duration slice) {
+    auto transaction = Transaction::ifUnlocked(db_);
+    if (!transaction) {
+        return false;
+    }
+    const bool isDone = run(slice);
+    transaction->commit();
+    return isDone;
+}
+
+bool OutboxWatcher::run(Clock::duration slice) {
+    if (!job_) {
+        job_.emplace(catchUp());
+    }
     try {
-        takeEvents();
+        if (!job_->run(slice)) {
+            return false;
+        }
+        job_->take();
     } catch (...) {
-        rescanWanted_ = true; // the events have been read and are lost
+        job_.reset();
+        rescanWanted_ = true; // events have been read and are lost
         throw;
     }
+    job_.reset();
+    return true;
+}
+
+Work<> OutboxWatcher::catchUp() {
+    co_await takeEvents();
+    if (!tree_.isCurrent()) {
+        startAnew();
+    }
     if (rescanWanted_) {
-        rescan();
+        co_await rescan();
+    }
+    if (settleWanted_) {
+        const auto now = *settleWanted_;
+        settleWanted_.reset();
+        co_await settleAll(now);
     }
 }
 
-void OutboxWatcher::takeEvents() {
-    std::optional<Transaction> transaction;
+Work<> OutboxWatcher::takeEvents() {
     while (true) {
         const ssize_t length = ::read(inotify_.get(), events_.data(), events_.size());
         if (length <= 0) {
-            break;
-        }
-        if (!transaction) {
-            transaction.emplace(db_);
+            co_return;
         }
         for (std::size_t at = 0; at < static_cast<std::size_t>(length);) {
             const auto* event = reinterpret_cast<const inotify_event*>(events_.data() + at);
-            handle(*event, event->len > 0 ? std::string_view(event->name) : std::string_view());
             at += sizeof(inotify_event) + event->len;
+            co_await pause();
+            if ((event->mask & IN_Q_OVERFLOW) != 0) {
+                logLine("more happened in the outbox than inotify could tell; looking through all of it");
+                rescanWanted_ = true;
+                continue;
+            }
+            const auto folder = folders_.find(event->wd);
+            if (folder == folders_.end()) {
+                continue; // an event of a folder that has moved away since
+            }
+            if ((event->mask & IN_IGNORED) != 0) {
+                watchEnded(event->wd);
+            } else if (event->len > 0) {
+                const std::string path = joined(folder->second, event->name);
+                if ((event->mask & IN_ISDIR) != 0) {
+                    co_await handleFolder(path, event->mask);
+                } else {
+                    handleFile(path, event->mask);
+                }
+            }
         }
-    }
-    if (transaction) {
-        transaction->commit();
     }
 }
 
-void OutboxWatcher::handle(const inotify_event& event, std::string_view name) {
-    if ((event.mask & IN_Q_OVERFLOW) != 0) {
-        logLine("more happened in the outbox than inotify could tell; looking through all of it");
-        rescanWanted_ = true;
-        return;
+void OutboxWatcher::watchEnded(int watch) {
+    const auto folder = folders_.find(watch);
+    const auto watched = watches_.find(folder->second);
+    if (watched != watches_.end() && watched->second == watch) {
+        watches_.erase(watched);
     }
-    const auto folder = folders_.find(event.wd);
-    if (folder == folders_.end()) {
-        return; // an event of a folder that has moved away since
-    }
-    if ((event.mask & IN_IGNORED) != 0) {
-        const auto watched = watches_.find(folder->second);
-        if (watched != watches_.end() && watched->second == event.wd) {
-            watches_.erase(watched);
+    folders_.erase(folder);
+}
+
+Work<> OutboxWatcher::handleFolder(std::string path, std::uint32_t mask) {
+    if ((mask & (IN_CREATE | IN_MOVED_TO)) != 0) {
+        if (tellFolders(path)) {
+            std::vector<Found> found;
+            co_await collect(path, found);
+            co_await take(std::move(found));
         }
-        folders_.erase(folder);
-        return;
-    }
-    if (name.empty()) {
-        return;
-    }
-    const std::string path = joined(folder->second, name);
-    if ((event.mask & IN_ISDIR) == 0) {
-        handleFile(path, event.mask);
-    } else if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0) {
-        folderAppeared(path);
-    } else if ((event.mask & (IN_DELETE | IN_MOVED_FROM)) != 0) {
-        unwatch(path);
-        gone(path);
+    } else if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0) {
+        co_await unwatch(path);
+        co_await folderGone(path);
     }
 }
 
@@ -114,7 +164,7 @@ void OutboxWatcher::handleFile(const std::string& path, std::uint32_t mask) {
     if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0) {
         unsettled_.erase(path);
         modified_.erase(path);
-        gone(path);
+        fileGone(path);
     } else if ((mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) != 0) {
         consider(path, Seen::Closed);
     } else if ((mask & IN_MODIFY) != 0) {
@@ -140,27 +190,38 @@ void OutboxWatcher::touched(const std::string& path) {
     }
 }
 
+// The folder of the outbox is another one than before.
+void OutboxWatcher::startAnew() {
+    tree_.renew();
+    logLine("the outbox was removed or renamed; going on with a new one");
+    for (const auto& [watch, path] : folders_) {
+        ::inotify_rm_watch(inotify_.get(), watch);
+    }
+    folders_.clear();
+    watches_.clear();
+    rescanWanted_ = true;
+}
+
 // Looks through the whole outbox, for what is there and for what is not there any more.
-void OutboxWatcher::rescan() {
+Work<> OutboxWatcher::rescan() {
     watchMissing_ = false;
     lastScan_ = Clock::now();
     tree_.renew();
     if (!watch("")) {
         throwErrno("cannot watch " + tree_.path());
     }
-    Transaction transaction(db_);
     std::vector<Found> found;
-    collect("", found);
-    std::set<std::pair<std::string, std::string>> present;
+    co_await collect("", found);
+    std::unordered_set<std::string> present;
     for (const Found& item : found) {
+        co_await pause();
         const auto [computer, rest] = splitComputer(item.path);
         if (const auto name = wireName(rest)) {
-            present.emplace(computer, *name);
+            present.insert(OutboxLedger::key(computer, *name));
         }
     }
-    ledger_.keepOnly(present);
-    take(found);
-    transaction.commit();
+    co_await ledger_.keepOnly(present);
+    co_await take(std::move(found));
     rescanWanted_ = false;
 }
 
@@ -179,7 +240,7 @@ bool OutboxWatcher::watch(const std::string& path) {
 }
 
 // Ends the watches of a folder and of all below it.
-void OutboxWatcher::unwatch(const std::string& path) {
+Work<> OutboxWatcher::unwatch(const std::string& path) {
     const std::string below = path + '/';
     for (auto next = watches_.lower_bound(path); next != watches_.end() && next->first.starts_with(path);) {
         if (next->first != path && !next->first.starts_with(below)) {
@@ -189,61 +250,71 @@ void OutboxWatcher::unwatch(const std::string& path) {
         ::inotify_rm_watch(inotify_.get(), next->second);
         folders_.erase(next->second);
         next = watches_.erase(next);
-    }
-}
-
-void OutboxWatcher::folderAppeared(const std::string& path) {
-    std::vector<Found> found;
-    if (tellFolders(path)) {
-        collect(path, found);
-        take(found);
+        co_await pause();
     }
 }
 
 // Watches the folder and everything below it, and lists what is there. Folders are watched before they are read, so
 // what comes later is told by an event.
-void OutboxWatcher::collect(const std::string& top, std::vector<Found>& found) {
-    std::vector<std::string> waiting = {top};
+Work<> OutboxWatcher::collect(std::string top, std::vector<Found>& found) {
+    std::vector<std::string> waiting = {std::move(top)};
     while (!waiting.empty()) {
         const std::string folder = std::move(waiting.back());
         waiting.pop_back();
-        if (!watch(folder)) {
-            if (errno == ENOENT || errno == ENOTDIR) {
-                continue;
-            }
+        if (watch(folder)) {
+            co_await collectFolder(folder, found, waiting);
+        } else if (errno != ENOENT && errno != ENOTDIR) {
             complainOnce(folder, "it cannot be watched: " + std::generic_category().message(errno));
             watchMissing_ = true;
-        }
-        const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(tree_.absolute(folder).c_str()), &::closedir);
-        while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
-            const std::string_view name = entry->d_name;
-            if (name == "." || name == "..") {
-                continue;
-            }
-            const std::string path = joined(folder, name);
-            const auto status = tree_.status(path);
-            if (!status) {
-                continue;
-            }
-            const bool isFolder = S_ISDIR(status->st_mode);
-            found.push_back(
-                {path, isFolder, std::int64_t{status->st_ctim.tv_sec} * 1'000'000'000 + status->st_ctim.tv_nsec});
-            if (isFolder && isExpressible(name)) {
-                waiting.push_back(path);
-            }
+            co_await collectFolder(folder, found, waiting);
         }
     }
 }
 
+// Lists what is in one folder.
+Work<> OutboxWatcher::collectFolder(const std::string& folder, std::vector<Found>& found,
+                                    std::vector<std::string>& folders) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(tree_.absolute(folder).c_str()), &::closedir);
+    while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
+        const std::string_view name = entry->d_name;
+        struct stat status {};
+        if (name == "." || name == ".." ||
+            ::fstatat(::dirfd(entries.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+            continue;
+        }
+        const bool isFolder = S_ISDIR(status.st_mode);
+        found.push_back({joined(folder, name), isFolder,
+                         std::int64_t{status.st_ctim.tv_sec} * 1'000'000'000 + status.st_ctim.tv_nsec});
+        if (isFolder && isTellable(found.back().path)) {
+            folders.push_back(found.back().path);
+        }
+        co_await pause();
+    }
+}
+
 // Takes in what a scan has found, in the order of arrival.
-void OutboxWatcher::take(std::vector<Found>& found) {
-    std::ranges::sort(found, {}, [](const Found& item) { return std::tie(item.changed, item.path); });
-    for (const Found& item : found) {
+Work<> OutboxWatcher::take(std::vector<Found> found) {
+    const auto arrival = [](const Found& item) { return std::tie(item.changed, item.path); };
+    std::ranges::make_heap(found, std::ranges::greater(), arrival); // a sort would take its time all at once
+    while (!found.empty()) {
+        co_await pause();
+        std::ranges::pop_heap(found, std::ranges::greater(), arrival);
+        const Found item = std::move(found.back());
+        found.pop_back();
         if (item.isFolder) {
             tellFolders(item.path);
         } else {
             consider(item.path, Seen::Scanned);
         }
+    }
+}
+
+void OutboxWatcher::placed(const std::string& path) {
+    const auto status = tree_.status(path);
+    if (status && S_ISDIR(status->st_mode)) {
+        tellFolders(path);
+    } else {
+        consider(path, Seen::Closed);
     }
 }
 
@@ -291,46 +362,55 @@ void OutboxWatcher::finished(const std::string& path, const FileIdentity& identi
 
 // Tells the ledger of the folder and, first, of those that it lies in. False when one of them cannot be told.
 bool OutboxWatcher::tellFolders(std::string_view path) {
-    const auto [computer, rest] = splitComputer(path);
-    if (!isExpressible(computer) || (!rest.empty() && !wireName(rest))) {
+    if (!isTellable(path)) {
         complainOnce(std::string(path), "its name cannot be told on the wire");
         return false;
     }
-    for (std::size_t end = 0; !rest.empty() && end != std::string_view::npos;) {
+    const auto [computer, rest] = splitComputer(path);
+    if (rest.empty() || ledger_.knowsFolder(computer, *wireName(rest))) {
+        return true;
+    }
+    for (std::size_t end = 0; end != std::string_view::npos;) {
         end = rest.find('/', end + 1);
         ledger_.folderSeen(computer, *wireName(rest.substr(0, end)));
     }
     return true;
 }
 
-void OutboxWatcher::gone(const std::string& path) {
+Work<> OutboxWatcher::folderGone(std::string path) {
+    complained_.erase(path);
     const auto [computer, rest] = splitComputer(path);
     if (rest.empty()) {
-        ledger_.computerGone(computer);
+        co_await ledger_.computerGone(path);
     } else if (const auto name = wireName(rest)) {
-        ledger_.gone(computer, *name);
+        co_await ledger_.gone(std::string(computer), *name);
     }
+}
+
+void OutboxWatcher::fileGone(const std::string& path) {
     complained_.erase(path);
+    const auto [computer, rest] = splitComputer(path);
+    if (const auto name = wireName(rest)) {
+        ledger_.itemGone(computer, *name);
+    }
 }
 
 void OutboxWatcher::settle(Clock::time_point now) {
-    const bool isCurrent = tree_.isCurrent();
-    if (!isCurrent) {
-        logLine("the outbox was removed or renamed; going on with a new one");
-        for (const auto& [watch, path] : folders_) {
-            ::inotify_rm_watch(inotify_.get(), watch);
-        }
-        folders_.clear();
-        watches_.clear();
-    }
-    if (!isCurrent || rescanWanted_ || (watchMissing_ && now - lastScan_ >= scanInterval)) {
-        rescan();
+    settleSoon(now);
+    drain();
+}
+
+Work<> OutboxWatcher::settleAll(Clock::time_point now) {
+    if (watchMissing_ && now - lastScan_ >= scanInterval) {
+        co_await rescan();
     }
     std::vector<std::string> waiting;
+    waiting.reserve(unsettled_.size());
     for (const auto& [path, state] : unsettled_) {
         waiting.push_back(path);
     }
     for (const std::string& path : waiting) {
+        co_await pause();
         settleFile(path, now);
     }
 }
@@ -344,7 +424,11 @@ void OutboxWatcher::settleFile(const std::string& path, Clock::time_point now) {
         unsettled_.erase(path); // an event tells of what it becomes
         return;
     }
-    Unsettled& state = unsettled_[path];
+    const auto found = unsettled_.find(path);
+    if (found == unsettled_.end()) {
+        return; // it was taken in meanwhile
+    }
+    Unsettled& state = found->second;
     const FileIdentity identity = identityOf(status);
     if (!state.since || identity != state.identity) {
         state = {.since = now, .identity = identity};

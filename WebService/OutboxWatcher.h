@@ -3,6 +3,7 @@
 #include "WebService/Descriptor.h"
 #include "WebService/OutboxLedger.h"
 #include "WebService/OutboxTree.h"
+#include "WebService/Work.h"
 
 #include <chrono>
 #include <cstdint>
@@ -30,6 +31,9 @@ namespace webservice {
 // being closed (a link to a nameless or existing file, mknod), and one whose writers the kernel does not tell (it is
 // taken as finished when it has not changed for three seconds). Where the kernel allows no more watches, the outbox is
 // looked through every five seconds instead.
+//
+// Much may happen in an outbox at once: a folder with many thousand files is moved in or out. It is taken in by slices,
+// each in one transaction.
 class OutboxWatcher {
 public:
     using Clock = std::chrono::steady_clock;
@@ -40,11 +44,22 @@ public:
     // Readable when drain() has something to do.
     int descriptor() const { return inotify_.get(); }
 
-    // Takes in everything that has happened in the outbox up to now; never waits.
+    // Takes in everything that has happened in the outbox up to now. Throws DatabaseBusy when another process has the
+    // database locked.
     void drain();
+
+    // The same, a slice of it: true when everything has been taken in; false when there is more to do, or another
+    // process has the database locked.
+    bool drainSome(Clock::duration slice);
 
     // Looks again at the files that could not be judged when they appeared. To be called about once a second.
     void settle(Clock::time_point now);
+
+    // The same, to be done by the next calls of drainSome().
+    void settleSoon(Clock::time_point now) { settleWanted_ = now; }
+
+    // This process has put a folder or a finished file at the path. It is taken in at once, without its event.
+    void placed(const std::string& path);
 
 private:
     enum class Seen { Closed, Created, Scanned };
@@ -58,23 +73,29 @@ private:
         std::int64_t changed; // its status's last change, nanoseconds: the order of arrival
     };
 
-    void takeEvents();
-    void handle(const inotify_event& event, std::string_view name);
+    bool run(Clock::duration slice);
+    Work<> catchUp();
+    Work<> takeEvents();
+    Work<> handleFolder(std::string path, std::uint32_t mask);
     void handleFile(const std::string& path, std::uint32_t mask);
+    void watchEnded(int watch);
     void touched(const std::string& path);
-    void rescan();
+    void startAnew();
+    Work<> rescan();
+    Work<> settleAll(Clock::time_point now);
 
     bool watch(const std::string& path);
-    void unwatch(const std::string& path);
-    void folderAppeared(const std::string& path);
-    void collect(const std::string& folder, std::vector<Found>& found);
-    void take(std::vector<Found>& found);
+    Work<> unwatch(const std::string& path);
+    Work<> collect(std::string top, std::vector<Found>& found);
+    Work<> collectFolder(const std::string& folder, std::vector<Found>& found, std::vector<std::string>& folders);
+    Work<> take(std::vector<Found> found);
 
     void consider(const std::string& path, Seen how);
     void settleFile(const std::string& path, Clock::time_point now);
     void finished(const std::string& path, const FileIdentity& identity);
     bool tellFolders(std::string_view path);
-    void gone(const std::string& path);
+    Work<> folderGone(std::string path);
+    void fileGone(const std::string& path);
 
     void complainOnce(const std::string& path, std::string_view why);
 
@@ -83,7 +104,9 @@ private:
     Database& db_;
     Descriptor inotify_;
     std::vector<char> events_ = std::vector<char>(65536);
+    std::optional<Job<>> job_; // under way, while there is more to take in
     bool rescanWanted_ = false;
+    std::optional<Clock::time_point> settleWanted_;
     bool watchMissing_ = false; // the kernel's limit of watches was reached
     Clock::time_point lastScan_;
     std::unordered_map<int, std::string> folders_; // by watch

@@ -1,6 +1,7 @@
 #include "WebService/Pages.h"
 
 #include "WebService/Operations/Record.h"
+#include "WebService/SlicedExchange.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +13,6 @@ namespace {
 using Parameter = std::optional<std::string>;
 
 Response status(State& state, const Parameter& computer) {
-    state.watcher.drain();
     boost::json::object counts;
     for (const char* uploadState : {"pending", "acknowledged", "withdrawn"}) {
         counts[uploadState] = state.ledger.count(uploadState, computer);
@@ -50,16 +50,16 @@ constexpr std::array pages = {
     Page{"/activate", "code", &activate},
 };
 
-class PageExchange : public Exchange {
+class PageExchange : public SlicedExchange {
 public:
     PageExchange(State& state, const Page& page, Parameter parameter)
-        : state_(state), page_(page), parameter_(std::move(parameter)) {}
+        : SlicedExchange(state), page_(page), parameter_(std::move(parameter)) {}
 
     void receive(std::string_view) override {}
-    Response finish() override { return page_.answer(state_, parameter_); }
 
 private:
-    State& state_;
+    Work<Response> work() override { co_return page_.answer(state(), parameter_); }
+
     const Page& page_;
     Parameter parameter_;
 };

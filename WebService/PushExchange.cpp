@@ -3,6 +3,7 @@
 #include "WebService/IncomingFile.h"
 #include "WebService/Operations/Record.h"
 #include "WebService/OutboxName.h"
+#include "WebService/SlicedExchange.h"
 
 #include <optional>
 #include <system_error>
@@ -45,6 +46,11 @@ PushTarget parseTarget(std::string_view encoded) {
     if (target.path.empty()) {
         throw Refused{errorResponse(400, "BadPath", "the path is /outbox/COMPUTER/ and the item's path")};
     }
+    if (!wireName(target.path)) {
+        throw Refused{errorResponse(400, "BadPath",
+                                    "the item's path is longer than " + std::to_string(longestPath) +
+                                        " bytes or has more than " + std::to_string(mostLevels) + " parts")};
+    }
     return target;
 }
 
@@ -59,11 +65,17 @@ Response failed(const std::system_error& error) {
     return errorResponse(code == ENOSPC || code == EDQUOT ? 507 : 500, "CannotStore", error.what());
 }
 
-class PushExchange : public Exchange {
+class PushExchange : public SlicedExchange {
 public:
-    PushExchange(State& state, PushTarget target) : state_(state), target_(std::move(target)) {
-        if (!target_.isFolder) {
-            file_.emplace(state_.incomingPath());
+    PushExchange(State& state, PushTarget target) : SlicedExchange(state), target_(std::move(target)) {
+        if (target_.isFolder) {
+            return;
+        }
+        state.requireCurrent();
+        try {
+            file_.emplace(state.incomingPath());
+        } catch (const std::system_error& error) {
+            throw Refused{failed(error)};
         }
     }
 
@@ -78,36 +90,32 @@ public:
         }
     }
 
-    Response finish() override {
+private:
+    Work<Response> work() override {
         try {
             place();
         } catch (const std::system_error& error) {
-            return failed(error);
+            co_return failed(error);
         }
         boost::json::object answer = done();
         answer["ToComputerID"] = target_.computer;
         answer["FileName"] = *wireName(target_.path);
         answer["IsFile"] = flag(!target_.isFolder);
-        return jsonResponse(201, boost::json::serialize(answer));
+        co_return jsonResponse(201, boost::json::serialize(answer));
     }
 
-private:
-    // The watcher takes in what was made before the file comes, so that the file is told as it arrives.
     void place() {
         const std::string path = target_.computer + '/' + target_.path;
-        state_.tree.makeFoldersOf(path);
-        if (target_.isFolder) {
-            state_.tree.makeFolder(path);
-        }
-        state_.watcher.drain();
+        state().tree.makeFoldersOf(path);
         if (file_) {
             file_->close();
-            state_.tree.moveIn(file_->path(), path);
-            state_.watcher.drain();
+            state().tree.moveIn(file_->path(), path);
+        } else {
+            state().tree.makeFolder(path);
         }
+        state().watcher.placed(path);
     }
 
-    State& state_;
     PushTarget target_;
     std::optional<IncomingFile> file_;
 };

@@ -3,6 +3,7 @@
 #include "WebService/IncomingFile.h"
 #include "WebService/Log.h"
 #include "WebService/Operations/FileTable.h"
+#include "WebService/SlicedExchange.h"
 
 #include <optional>
 
@@ -15,12 +16,13 @@ std::optional<std::string> fieldOf(const RequestHead& head, std::string_view nam
     return value && !value->empty() ? std::optional<std::string>(*value) : std::nullopt;
 }
 
-class ReceivedFileExchange : public Exchange {
+class ReceivedFileExchange : public SlicedExchange {
 public:
     ReceivedFileExchange(State& state, const RequestHead& head)
-        : state_(state), path_(fieldOf(head, "FilePath")), request_(fieldOf(head, "FileRequestID")),
+        : SlicedExchange(state), path_(fieldOf(head, "FilePath")), request_(fieldOf(head, "FileRequestID")),
           transitPath_(fieldOf(head, "TransitDownloadPath")) {
         if (path_ && request_) {
+            state.requireCurrent();
             file_.emplace(state.incomingPath());
         }
     }
@@ -32,22 +34,14 @@ public:
         }
     }
 
-    Response finish() override {
+private:
+    Work<Response> work() override {
         if (!file_) {
-            return errorResponse(200, "MissingKey", path_ ? "\"FileRequestID\" is missing" : "\"FilePath\" is missing");
+            throw Refusal("MissingKey", path_ ? "\"FileRequestID\" is missing" : "\"FilePath\" is missing");
         }
         file_->close();
-        Transaction transaction(state_.db);
-        store();
-        transaction.commit();
-        state_.watcher.drain();
-        return jsonResponse(200, boost::json::serialize(done()));
-    }
-
-private:
-    void store() {
         const auto file = answeredFile();
-        const auto computer = file ? findComputer(state_.db, file->computer) : std::nullopt;
+        const auto computer = file ? findComputer(state().db, file->computer) : std::nullopt;
         CloudFile content{.id = 0,
                           .user = std::nullopt,
                           .fullPath = *path_,
@@ -62,25 +56,25 @@ private:
         } else {
             logLine("nobody has asked for " + *path_ + "; it is kept");
         }
-        content.id = state_.cloud.store(content, file_->path());
+        content.id = state().cloud.store(content, file_->path());
         if (computer) {
-            distribute(state_, *computer, content);
+            co_await distribute(state(), *computer, content);
         }
+        co_return jsonResponse(200, boost::json::serialize(done()));
     }
 
     // The file of the request, which is thereby done. What was cancelled meanwhile is not asked for any more.
     std::optional<KnownFile> answeredFile() {
-        Query row = state_.db.query("UPDATE requests SET state = 'done' WHERE id = ?1 AND state <> 'cancelled' "
-                                    "RETURNING file",
-                                    decimal(*request_).value_or(-1));
+        Query row = state().db.query("UPDATE requests SET state = 'done' WHERE id = ?1 AND state <> 'cancelled' "
+                                     "RETURNING file",
+                                     decimal(*request_).value_or(-1));
         std::optional<std::int64_t> id;
         while (row.next()) {
             id = row.integer(0);
         }
-        return id ? findFile(state_.db, *id) : std::nullopt;
+        return id ? findFile(state().db, *id) : std::nullopt;
     }
 
-    State& state_;
     std::optional<std::string> path_;
     std::optional<std::string> request_;
     std::optional<std::string> transitPath_;

@@ -154,7 +154,45 @@ CREATE INDEX transfers_out ON transfers (from_computer, state);
 CREATE INDEX transfers_in ON transfers (to_computer, state);
 )sql";
 
-constexpr std::array versions = {version1, version2};
+// Version 3: nothing is searched for without an index, however much has come together.
+//
+// `upload_counts` has the number of a computer's uploads in each state. A request has the computer that it asks, and
+// its `position` among those that wait.
+constexpr const char* version3 = R"sql(
+CREATE TABLE upload_counts (
+    computer TEXT NOT NULL,
+    state TEXT NOT NULL,
+    count INTEGER NOT NULL,
+    PRIMARY KEY (computer, state)
+) WITHOUT ROWID;
+INSERT INTO upload_counts SELECT computer, state, count(*) FROM uploads GROUP BY computer, state;
+CREATE TRIGGER upload_added AFTER INSERT ON uploads BEGIN
+    INSERT INTO upload_counts VALUES (new.computer, new.state, 1) ON CONFLICT DO UPDATE SET count = count + 1;
+END;
+CREATE TRIGGER upload_changed AFTER UPDATE OF state ON uploads WHEN new.state <> old.state BEGIN
+    UPDATE upload_counts SET count = count - 1 WHERE computer = old.computer AND state = old.state;
+    INSERT INTO upload_counts VALUES (new.computer, new.state, 1) ON CONFLICT DO UPDATE SET count = count + 1;
+END;
+ALTER TABLE requests ADD COLUMN computer INTEGER REFERENCES computers (id);
+ALTER TABLE requests ADD COLUMN position INTEGER;
+UPDATE requests SET computer = (SELECT computer FROM files WHERE files.id = file),
+    position = id + CASE stream WHEN 'failed' THEN (SELECT max(id) FROM requests) ELSE 0 END;
+CREATE INDEX requests_of_computer ON requests (computer, position) WHERE state = 'waiting';
+CREATE INDEX files_of_computer ON files (computer) WHERE present;
+CREATE INDEX deletions_of_computer ON deletions (computer, id) WHERE state = 'waiting';
+CREATE INDEX deletions_by_path ON deletions (computer, path) WHERE state = 'waiting';
+CREATE INDEX cloud_by_full_path ON cloud (full_path);
+CREATE INDEX cloud_by_name ON cloud (name);
+CREATE INDEX cloud_of_user ON cloud (user);
+CREATE INDEX transfers_to ON transfers (to_computer);
+CREATE INDEX transfers_by_file ON transfers (file, to_computer);
+CREATE INDEX transfers_by_folder ON transfers (prev_folder_file);
+CREATE INDEX computer_maps_by_subscriber ON computer_maps (subscriber);
+CREATE INDEX mails_by_recipient ON mails (recipient);
+CREATE INDEX computers_by_version ON computers (version);
+)sql";
+
+constexpr std::array versions = {version1, version2, version3};
 
 } // namespace
 

@@ -10,10 +10,14 @@ namespace webservice {
 // DatabaseError when the file was written by a later version.
 void prepareSchema(Database& db);
 
-// A database that has the present schema.
+// A database that has the present schema, for use on a loop: see waitBriefly().
 class StateDatabase : public Database {
 public:
-    explicit StateDatabase(const std::string& path) : Database(path) { prepareSchema(*this); }
+    explicit StateDatabase(const std::string& path, std::chrono::milliseconds patience = std::chrono::seconds(5))
+        : Database(path, patience) {
+        prepareSchema(*this);
+        waitBriefly();
+    }
 };
 
 } // namespace webservice

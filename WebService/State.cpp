@@ -22,26 +22,46 @@ Descriptor lockFolder(const std::string& directory) {
 }
 
 // The state holds passwords, so it is its owner's alone.
-std::string privateFile(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+Descriptor privateFile(const std::string& path) {
+    Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!file) {
         throwErrno("cannot open " + path);
     }
-    return path;
+    return file;
+}
+
+bool isStillAt(const Descriptor& file, const std::string& path) {
+    struct stat named {};
+    struct stat opened {};
+    return ::stat(path.c_str(), &named) == 0 && ::fstat(file.get(), &opened) == 0 && named.st_dev == opened.st_dev &&
+           named.st_ino == opened.st_ino;
+}
+
+void makeFolder(const std::string& path) {
+    if (::mkdir(path.c_str(), 0777) != 0 && errno != EEXIST) {
+        throwErrno("cannot make the folder " + path);
+    }
 }
 
 } // namespace
 
-State::State(const std::string& directory)
-    : directory_(directory), lock_(lockFolder(directory)), db(privateFile(directory + "/state.db")),
-      tree(directory + "/outbox"), ledger(db), watcher(tree, ledger, db), queue(tree, ledger),
-      cloud(db, directory + "/cloud") {
+State::State(const std::string& directory, std::chrono::milliseconds patience)
+    : directory_(directory), lock_(lockFolder(directory)), database_(privateFile(directory + "/state.db")),
+      db(directory + "/state.db", patience), tree(directory + "/outbox"), ledger(db), watcher(tree, ledger, db),
+      queue(tree, ledger), cloud(db, directory + "/cloud") {
     std::filesystem::remove_all(directory_ + "/incoming");
-    std::filesystem::create_directories(directory_ + "/incoming");
+    makeFolder(directory_ + "/incoming");
 }
 
 std::string State::incomingPath() {
+    makeFolder(directory_ + "/incoming");
     return directory_ + "/incoming/" + std::to_string(++incoming_);
+}
+
+void State::requireCurrent() const {
+    if (!isStillAt(lock_, directory_ + "/lock") || !isStillAt(database_, directory_ + "/state.db")) {
+        throw StateLost(directory_ + " was removed or replaced while the service worked on it; start the service anew");
+    }
 }
 
 } // namespace webservice

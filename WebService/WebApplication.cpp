@@ -49,4 +49,8 @@ std::unique_ptr<Exchange> WebApplication::begin(const RequestHead& head) {
     throw Refused{errorResponse(404, "UnknownPath", "there is nothing at this path")};
 }
 
+Response WebApplication::refusal(const RequestHead& head, Response response) const {
+    return refusalOf(head, std::move(response));
+}
+
 } // namespace webservice

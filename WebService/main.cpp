@@ -9,6 +9,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -34,8 +35,10 @@ int fail(int status, const std::string& message) {
 }
 
 // SIGIO would come from a writer that meets one of the leases by which files are tested, SIGPIPE from a client that
-// has gone or a log that nobody reads; neither is of interest.
+// has gone or a log that nobody reads; neither is of interest. SIGXFSZ, of a file that would become larger than it may,
+// comes with an error of the write (setrlimit(2)).
 void ignoreStraySignals() {
+    std::signal(SIGXFSZ, SIG_IGN);
     std::signal(SIGIO, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN);
 }
@@ -48,12 +51,24 @@ void guarded(const std::function<void()>& work) {
     }
 }
 
+// Takes in what has happened in the outbox; the loop turns between two slices.
+asio::awaitable<void> catchUp(State& state) {
+    bool isDone = false;
+    while (!isDone) {
+        guarded([&] {
+            isDone = true; // also when it fails
+            isDone = state.watcher.drainSome(std::chrono::milliseconds(20));
+        });
+        co_await asio::post(co_await asio::this_coro::executor, asio::use_awaitable);
+    }
+}
+
 // Takes in what happens in the outbox, as it happens and, for what has to settle first, once a second.
 asio::awaitable<void> watchEvents(State& state) {
     asio::posix::stream_descriptor events(co_await asio::this_coro::executor, ::dup(state.watcher.descriptor()));
     while (true) {
         co_await events.async_wait(asio::posix::stream_descriptor::wait_read, asio::use_awaitable);
-        guarded([&] { state.watcher.drain(); });
+        co_await catchUp(state);
     }
 }
 
@@ -62,7 +77,8 @@ asio::awaitable<void> settleEverySecond(State& state) {
     while (true) {
         timer.expires_after(std::chrono::seconds(1));
         co_await timer.async_wait(asio::use_awaitable);
-        guarded([&] { state.watcher.settle(OutboxWatcher::Clock::now()); });
+        state.watcher.settleSoon(OutboxWatcher::Clock::now());
+        co_await catchUp(state);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "WebService/Cloud.h"
 
 #include "Support/TemporaryFolder.h"
+#include "WebService/OutboxLedger.h"
 #include "WebService/Schema.h"
 
 #include <gtest/gtest.h>
@@ -29,8 +30,9 @@ TEST(AStateOfTheFirstVersion, IsBroughtToThePresentOne) {
     const test::TemporaryFolder folder;
     {
         StateDatabase db(folder.path("state.db").string());
-        // The tables of the second version are taken away again, as if they had never been.
-        db.script("PRAGMA foreign_keys = OFF; DROP TABLE transfers; DROP TABLE computer_maps; DROP TABLE deletions; "
+        // What the later versions have added is taken away again, as if it had never been.
+        db.script("PRAGMA foreign_keys = OFF; DROP TRIGGER upload_added; DROP TRIGGER upload_changed; "
+                  "DROP TABLE upload_counts; DROP TABLE transfers; DROP TABLE computer_maps; DROP TABLE deletions; "
                   "DROP TABLE cloud; DROP TABLE requests; DROP TABLE files; DROP TABLE mails; DROP TABLE computers; "
                   "DROP TABLE users; ALTER TABLE uploads DROP COLUMN stream; PRAGMA user_version = 1; "
                   "INSERT INTO uploads (computer, name, is_file, position, state) "
@@ -42,6 +44,7 @@ TEST(AStateOfTheFirstVersion, IsBroughtToThePresentOne) {
     EXPECT_EQ(row.text(0), "\\a");
     EXPECT_TRUE(row.isNull(1));
     EXPECT_EQ(row.integer(2), 0);
+    EXPECT_EQ(OutboxLedger(db).count("acknowledged", "7"), 1);
 }
 
 } // namespace webservice

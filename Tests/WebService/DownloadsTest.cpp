@@ -64,6 +64,11 @@ TEST_F(Downloads, AnswerAlsoWhereTheFailureReportsPathHasAStrayCharacter) {
         "POST", "/QuenmarkRestService/Downloads.svc/UpdateBSDownloadStreamFailed%EF%BF%BC", R"({"FileRequestID":"1"})");
     EXPECT_EQ(response.status, 200);
     EXPECT_EQ(response.body, accepted);
+    for (const char* other :
+         {"UpdateBSDownloadStreamStarted%EF%BF%BC", "UpdateBSDownloadStreamFailed%EF%BF%BC%EF%BF%BC",
+          "UpdateBSDownloadStreamFailed%EF%BF%BD"}) {
+        EXPECT_EQ(request("POST", "/QuenmarkRestService/Downloads.svc/" + std::string(other), "{}").status, 404);
+    }
 }
 
 TEST_F(Downloads, KeepTheContentThatIsStreamedUp) {

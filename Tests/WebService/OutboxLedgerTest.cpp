@@ -78,11 +78,11 @@ TEST_F(AnOutboxLedger, WithdrawsWhatIsGoneWithEverythingBelowIt) {
     ledger.fileSeen("7", "\\a]", first, false);
     ledger.fileSeen("7", "\\a.b", first, false);
     ledger.fileSeen("7", "\\aa", first, false);
-    ledger.gone("7", "\\a");
+    runToEnd(ledger.gone("7", "\\a"));
     EXPECT_EQ(pending(), "3\\a] 4\\a.b 5\\aa ");
     ledger.folderSeen("7", "\\a");
     EXPECT_EQ(pending(), "3\\a] 4\\a.b 5\\aa 6\\a ");
-    ledger.computerGone("7");
+    runToEnd(ledger.computerGone("7"));
     EXPECT_EQ(pending(), "");
     EXPECT_EQ(ledger.count("withdrawn", "7"), 6);
 }
@@ -90,7 +90,7 @@ TEST_F(AnOutboxLedger, WithdrawsWhatIsGoneWithEverythingBelowIt) {
 TEST_F(AnOutboxLedger, ForgetsWhatAScanDidNotFind) {
     ledger.fileSeen("7", "\\a", first, false);
     ledger.fileSeen("8", "\\a", first, false);
-    ledger.keepOnly({{"8", "\\a"}});
+    runToEnd(ledger.keepOnly({OutboxLedger::key("8", "\\a")}));
     EXPECT_EQ(pending("7"), "");
     EXPECT_EQ(pending("8"), "2\\a ");
 }
@@ -125,7 +125,7 @@ TEST_F(AnOutboxLedger, RemembersTheLastOfferUntilItIsAcknowledged) {
 
 TEST_F(AnOutboxLedger, DoesNotAcknowledgeAWithdrawnUpload) {
     ledger.fileSeen("7", "\\a", first, false);
-    ledger.gone("7", "\\a");
+    runToEnd(ledger.gone("7", "\\a"));
     ledger.acknowledge(upload(1));
     EXPECT_EQ(ledger.count("acknowledged", std::nullopt), 0);
     EXPECT_EQ(ledger.count("withdrawn", std::nullopt), 1);

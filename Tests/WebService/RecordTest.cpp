@@ -2,15 +2,19 @@
 
 #include "WebService/Operations/Record.h"
 
+#include "WebService/Operations/JsonBody.h"
+
 #include <gtest/gtest.h>
 
 namespace webservice {
 
 namespace {
 
-std::string refusalOf(std::string_view body, std::string_view key = "Key") {
+std::string refusalOf(std::string_view text, std::string_view key = "Key") {
     try {
-        static_cast<void>(Record::parse(body).text(key));
+        JsonBody body;
+        body.receive(text);
+        static_cast<void>(Record(body.value()).text(key));
     } catch (const Refusal& refusal) {
         return refusal.code();
     }
@@ -20,7 +24,9 @@ std::string refusalOf(std::string_view body, std::string_view key = "Key") {
 } // namespace
 
 TEST(ARecord, HasTextsAndTakesIntegersAsTexts) {
-    const Record record = Record::parse(" {\"A\": \"x\\u00e4\", \"B\": 12, \"C\": null, \"D\": \"\"}\n");
+    JsonBody body;
+    body.receive(" {\"A\": \"x\\u00e4\", \"B\": 12, \"C\": null, \"D\": \"\"}\n");
+    const Record record(body.value());
     EXPECT_EQ(record.text("A"), "xä");
     EXPECT_EQ(record.text("B"), "12");
     EXPECT_EQ(record.id("B"), 12);
@@ -48,8 +54,78 @@ TEST(ARecord, RefusesWhatIsNotAFlatObjectOfTexts) {
     EXPECT_EQ(refusalOf("{\"Key\":{}}"), "WrongType");
 }
 
+TEST(ARecord, RefusesATextOfMoreThan64KiB) {
+    EXPECT_EQ(refusalOf("{\"Key\":\"" + std::string(65536, 'x') + "\"}"), "");
+    EXPECT_EQ(refusalOf("{\"Key\":\"" + std::string(65537, 'x') + "\"}"), "TooLong");
+}
+
+TEST(ARecord, SeesALongTextWhereItLies) {
+    JsonBody body;
+    body.receive(R"({"A":"text","B":12})");
+    const Record record(body.value());
+    EXPECT_EQ(record.longText("A"), "text");
+    EXPECT_EQ(record.longText("C"), "");
+    EXPECT_THROW(static_cast<void>(record.longText("B")), Refusal);
+}
+
+TEST(ARefusal, CutsALongMessageAtTheEndOfACharacter) {
+    EXPECT_EQ(std::string(Refusal("Code", std::string(299, 'x') + "ä!").what()), std::string(299, 'x') + "...");
+    EXPECT_EQ(std::string(Refusal("Code", std::string(300, 'x')).what()), std::string(300, 'x'));
+}
+
+TEST(AJsonBody, IsTheSameInWhateverPiecesItComes) {
+    const std::string_view text = R"( {"A" : ["ä", 12, -1.5e3, true, null]} )";
+    JsonBody whole;
+    whole.receive(text);
+    JsonBody pieces;
+    for (const char& byte : text) {
+        pieces.receive({&byte, 1});
+    }
+    EXPECT_EQ(boost::json::serialize(whole.value()), R"({"A":["ä",12,-1.5E3,true,null]})");
+    EXPECT_EQ(pieces.value(), whole.value());
+}
+
+TEST(AJsonBody, NamesThePlaceOfTheFirstError) {
+    JsonBody body;
+    body.receive("{\"A\":");
+    body.receive("1}");
+    body.receive(" x");
+    body.receive("}");
+    try {
+        static_cast<void>(body.value());
+        FAIL();
+    } catch (const Refusal& refusal) {
+        EXPECT_EQ(refusal.code(), "NotJson");
+        EXPECT_TRUE(std::string_view(refusal.what()).ends_with(" at byte 8")) << refusal.what();
+    }
+}
+
+TEST(AJsonBody, IsRefusedWhenItsParsedFormTakesTooMuchMemory) {
+    JsonBody body;
+    body.receive("[1");
+    const std::string piece = [] {
+        std::string ones;
+        for (int i = 0; i < 32768; ++i) {
+            ones += ",1";
+        }
+        return ones;
+    }();
+    for (int i = 0; i < 256; ++i) {
+        body.receive(piece);
+    }
+    body.receive("]");
+    try {
+        static_cast<void>(body.value());
+        FAIL();
+    } catch (const Refusal& refusal) {
+        EXPECT_EQ(refusal.code(), "TooLong");
+    }
+}
+
 TEST(ARecord, TakesTrueInAnyCaseAndOneForTrue) {
-    const Record record = Record::parse(R"({"A":"True","B":"true","C":"1","D":1,"E":"False","F":"0","G":"yes"})");
+    JsonBody body;
+    body.receive(R"({"A":"True","B":"true","C":"1","D":1,"E":"False","F":"0","G":"yes"})");
+    const Record record(body.value());
     for (const char* key : {"A", "B", "C", "D"}) {
         EXPECT_TRUE(record.isTrue(key)) << key;
     }

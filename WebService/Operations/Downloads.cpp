@@ -24,8 +24,8 @@ std::int64_t requireWaiting(State& state, const Record& request) {
 boost::json::object getTopFileRequest(State& state, const Record& request) {
     const Computer computer = requireComputer(state.db, request, "FromComputerID");
     Query row = state.db.query("SELECT requests.id, full_path, from_shared, file FROM requests "
-                               "JOIN files ON files.id = requests.file WHERE files.computer = ?1 AND state = 'waiting' "
-                               "ORDER BY coalesce(stream, '') = 'failed', requests.id LIMIT 1",
+                               "JOIN files ON files.id = requests.file "
+                               "WHERE requests.computer = ?1 AND state = 'waiting' ORDER BY position LIMIT 1",
                                computer.id);
     if (!row.next()) {
         return nothing();
@@ -55,12 +55,22 @@ boost::json::object checkFileExistsInDownloads(State& state, const Record& reque
 }
 
 boost::json::object updateBSDownloadStreamStarted(State& state, const Record& request) {
-    state.db.run("UPDATE requests SET stream = 'started' WHERE id = ?1", requireWaiting(state, request));
+    const std::int64_t id = requireWaiting(state, request);
+    Query row = state.db.query("SELECT min(position) FROM requests WHERE state = 'waiting' AND "
+                               "computer = (SELECT computer FROM requests WHERE id = ?1)",
+                               id);
+    row.next();
+    state.db.run("UPDATE requests SET stream = 'started', position = ?2 WHERE id = ?1", id, row.integer(0) - 1);
     return done();
 }
 
 boost::json::object updateBSDownloadStreamFailed(State& state, const Record& request) {
-    state.db.run("UPDATE requests SET stream = 'failed' WHERE id = ?1", requireWaiting(state, request));
+    const std::int64_t id = requireWaiting(state, request);
+    Query row = state.db.query("SELECT max(position) FROM requests WHERE state = 'waiting' AND "
+                               "computer = (SELECT computer FROM requests WHERE id = ?1)",
+                               id);
+    row.next();
+    state.db.run("UPDATE requests SET stream = 'failed', position = ?2 WHERE id = ?1", id, row.integer(0) + 1);
     return done();
 }
 

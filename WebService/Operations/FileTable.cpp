@@ -2,10 +2,11 @@
 
 #include "WebService/Log.h"
 #include "WebService/OutboxName.h"
+#include "WebService/OutboxRemoval.h"
 
 #include <functional>
-#include <set>
 #include <system_error>
+#include <unordered_set>
 
 namespace webservice {
 
@@ -34,6 +35,10 @@ void placing(const std::string& path, const std::function<void()>& place) {
         logLine("cannot lay " + path + " into an outbox: " + error.what());
     }
 }
+
+constexpr std::int64_t pageSize = 500;
+constexpr const char* contentsQuery = "SELECT id, full_path FROM files WHERE computer = ?1 AND present AND "
+                                      "full_path > ?2 AND full_path < ?3 ORDER BY full_path LIMIT ?4";
 
 } // namespace
 
@@ -69,17 +74,27 @@ KnownFile FileTable::require(std::string_view fullPath) const {
     return std::move(*file);
 }
 
-// The file or folder and everything below it, the folders before what is in them.
-std::vector<KnownFile> FileTable::withContents(std::string_view fullPath) const {
-    std::vector<KnownFile> files;
-    Query row = state_.db.query("SELECT id, computer, full_path, name, is_file, present FROM files "
-                                "WHERE computer = ?1 AND present AND (full_path = ?2 OR "
-                                "substr(full_path, 1, length(?2) + 1) IN (?2 || '\\', ?2 || '/')) ORDER BY full_path",
-                                computer_.id, fullPath);
-    while (row.next()) {
-        files.push_back(readFile(row));
+// The identifiers of the file or folder and of everything below it, the folders before what is in them.
+Work<std::vector<std::int64_t>> FileTable::withContents(std::string fullPath) const {
+    std::vector<std::int64_t> ids;
+    if (const auto top = find(fullPath)) {
+        ids.push_back(top->id);
     }
-    return files;
+    // Everything below a folder sorts between its path with a separator and its path with the next character.
+    for (const char separator : {'\\', '/'}) {
+        std::string last = fullPath + separator;
+        const std::string beyond = fullPath + static_cast<char>(separator + 1);
+        for (std::int64_t found = pageSize; found == pageSize;) {
+            co_await pause();
+            found = 0;
+            for (Query row = state_.db.query(contentsQuery, computer_.id, last, beyond, pageSize); row.next();
+                 ++found) {
+                ids.push_back(row.integer(0));
+                last = row.text(1);
+            }
+        }
+    }
+    co_return ids;
 }
 
 std::int64_t FileTable::enter(const FileDescription& file) {
@@ -107,43 +122,56 @@ std::int64_t FileTable::saved(const FileDescription& file) {
     return known.id;
 }
 
-std::int64_t FileTable::renamed(std::string_view from, const FileDescription& file) {
-    const std::int64_t id = require(from).id;
+Work<std::int64_t> FileTable::renamed(std::string from, FileDescription file) {
+    const KnownFile top = require(from);
     if (from == file.fullPath) {
-        return enter(file);
+        co_return enter(file);
     }
-    forgetWithContents(file.fullPath); // what is replaced
-    for (const KnownFile& old : withContents(from)) {
-        const std::string path = file.fullPath + old.fullPath.substr(from.size());
-        const auto name = nameWithin(computer_.quenmarkPath, path);
-        state_.db.run("UPDATE files SET full_path = ?2, name = ?3 WHERE id = ?1", old.id, path, name);
-        const KnownFile moved = require(path);
-        if (!moved.isFile) {
-            makeFolder(moved);
-        } else if (state_.cloud.find(old.fullPath, computer_.user)) {
-            state_.cloud.rename(computer_.user, old.fullPath, path, name);
-            distribute(state_, computer_, *state_.cloud.find(path, computer_.user));
-        } else {
-            request(moved, false);
+    co_await forgetWithContents(file.fullPath); // what is replaced
+    for (const std::int64_t id : co_await withContents(from)) {
+        co_await pause();
+        const auto old = findFile(state_.db, id);
+        if (old && old->isPresent && old->fullPath.starts_with(from)) {
+            co_await move(*old, file.fullPath + old->fullPath.substr(from.size()));
         }
-        if (old.fullPath == from) {
-            askOthersToDelete(old);
+        if (id == top.id) {
+            co_await askOthersToDelete(top); // with everything in it
         }
     }
-    return id;
+    co_return top.id;
 }
 
-std::int64_t FileTable::deleted(std::string_view fullPath) {
+Work<> FileTable::move(const KnownFile& old, const std::string& path) {
+    if (const auto inTheWay = find(path)) {
+        forget(*inTheWay); // it has come while the folder was being moved
+    }
+    const auto name = nameWithin(computer_.quenmarkPath, path);
+    state_.db.run("UPDATE files SET full_path = ?2, name = ?3 WHERE id = ?1", old.id, path, name);
+    const KnownFile moved = require(path);
+    if (!moved.isFile) {
+        makeFolder(moved);
+    } else if (state_.cloud.find(old.fullPath, computer_.user)) {
+        state_.cloud.rename(computer_.user, old.fullPath, path, name);
+        co_await distribute(state_, computer_, *state_.cloud.find(path, computer_.user));
+    } else {
+        request(moved, false);
+    }
+}
+
+Work<std::int64_t> FileTable::deleted(std::string fullPath) {
     const KnownFile top = require(fullPath);
-    forgetWithContents(fullPath);
-    askOthersToDelete(top);
-    return top.id;
+    co_await forgetWithContents(fullPath);
+    co_await askOthersToDelete(top);
+    co_return top.id;
 }
 
-void FileTable::forgetWithContents(std::string_view fullPath) {
-    for (const KnownFile& file : withContents(fullPath)) {
-        forget(file);
-        state_.cloud.remove(computer_.user, file.fullPath);
+Work<> FileTable::forgetWithContents(std::string fullPath) {
+    for (const std::int64_t id : co_await withContents(std::move(fullPath))) {
+        co_await pause();
+        if (const auto file = findFile(state_.db, id); file && file->isPresent) {
+            forget(*file);
+            state_.cloud.remove(computer_.user, file->fullPath);
+        }
     }
 }
 
@@ -152,29 +180,41 @@ void FileTable::forget(const KnownFile& file) {
     state_.db.run("UPDATE requests SET state = 'cancelled' WHERE file = ?1 AND state = 'waiting'", file.id);
 }
 
-void FileTable::keepOnly(const std::vector<FileDescription>& files) {
-    std::set<std::string_view> paths;
+Work<> FileTable::keepOnly(const std::vector<FileDescription>& files) {
+    std::unordered_set<std::string_view> paths;
     for (const FileDescription& file : files) {
         paths.insert(file.fullPath);
+        co_await pause();
     }
-    std::vector<KnownFile> missing;
-    for (Query row = state_.db.query("SELECT id, computer, full_path, name, is_file, present FROM files "
-                                     "WHERE computer = ?1 AND present",
-                                     computer_.id);
-         row.next();) {
-        if (!paths.contains(row.text(2))) {
-            missing.push_back(readFile(row));
+    std::int64_t last = 0;
+    for (std::vector<KnownFile> page = pageBehind(last); !page.empty(); page = pageBehind(last)) {
+        for (const KnownFile& file : page) {
+            co_await pause();
+            last = file.id;
+            if (!paths.contains(file.fullPath)) {
+                forget(file);
+            }
         }
     }
-    for (const KnownFile& file : missing) {
-        forget(file);
+}
+
+std::vector<KnownFile> FileTable::pageBehind(std::int64_t id) const {
+    std::vector<KnownFile> files;
+    Query row = state_.db.query("SELECT id, computer, full_path, name, is_file, present FROM files "
+                                "WHERE computer = ?1 AND present AND id > ?2 ORDER BY id LIMIT ?3",
+                                computer_.id, id, pageSize);
+    while (row.next()) {
+        files.push_back(readFile(row));
     }
+    return files;
 }
 
 void FileTable::request(const KnownFile& file, bool fromShared) {
     Query waiting = state_.db.query("SELECT 1 FROM requests WHERE file = ?1 AND state = 'waiting'", file.id);
     if (!waiting.next()) {
-        state_.db.run("INSERT INTO requests (file, from_shared) VALUES (?1, ?2)", file.id, fromShared);
+        state_.db.run("INSERT INTO requests (file, from_shared, computer, position) VALUES (?1, ?2, ?3, 1 + coalesce("
+                      "(SELECT max(position) FROM requests WHERE computer = ?3 AND state = 'waiting'), 0))",
+                      file.id, fromShared, file.computer);
     }
 }
 
@@ -193,10 +233,11 @@ void FileTable::makeFolder(const KnownFile& folder) {
 }
 
 // What they have not fetched yet they need not fetch any more.
-void FileTable::askOthersToDelete(const KnownFile& file) {
+Work<> FileTable::askOthersToDelete(const KnownFile& file) {
     for (const std::int64_t other : otherComputers(state_.db, computer_)) {
+        co_await pause();
         if (file.name) {
-            state_.tree.remove(std::to_string(other) + '/' + outboxPath(*file.name));
+            co_await removeFromOutbox(state_, std::to_string(other) + '/' + outboxPath(*file.name));
         }
         state_.db.run("INSERT INTO deletions (computer, path) VALUES (?1, ?2)", other,
                       file.name.value_or(file.fullPath));
@@ -213,8 +254,9 @@ void deliver(State& state, std::int64_t computer, const CloudFile& file, const s
             [&] { state.cloud.deliver(file, state.tree, std::to_string(computer), *name, state.incomingPath()); });
 }
 
-void distribute(State& state, const Computer& from, const CloudFile& file) {
+Work<> distribute(State& state, Computer from, CloudFile file) {
     for (const std::int64_t other : otherComputers(state.db, from)) {
+        co_await pause();
         deliver(state, other, file, file.name);
     }
 }

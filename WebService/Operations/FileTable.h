@@ -2,6 +2,7 @@
 
 #include "WebService/Operations/Accounts.h"
 #include "WebService/State.h"
+#include "WebService/Work.h"
 
 #include <cstdint>
 #include <optional>
@@ -47,24 +48,26 @@ public:
     std::int64_t saved(const FileDescription& file);
 
     // The file or folder has another path now, and so has everything in it. Throws Refusal "UnknownFile".
-    std::int64_t renamed(std::string_view from, const FileDescription& file);
+    Work<std::int64_t> renamed(std::string from, FileDescription file);
 
     // The file or folder is gone with everything in it. Throws Refusal "UnknownFile".
-    std::int64_t deleted(std::string_view fullPath);
+    Work<std::int64_t> deleted(std::string fullPath);
 
     // Everything that the table has and that is not among the paths is gone, without the others being told.
-    void keepOnly(const std::vector<FileDescription>& files);
+    Work<> keepOnly(const std::vector<FileDescription>& files);
 
     // Asks the computer for the content, unless that is being waited for already.
     void request(const KnownFile& file, bool fromShared);
 
 private:
-    std::vector<KnownFile> withContents(std::string_view fullPath) const;
+    Work<std::vector<std::int64_t>> withContents(std::string fullPath) const;
+    std::vector<KnownFile> pageBehind(std::int64_t id) const;
     KnownFile require(std::string_view fullPath) const;
     void forget(const KnownFile& file);
-    void forgetWithContents(std::string_view fullPath);
+    Work<> forgetWithContents(std::string fullPath);
+    Work<> move(const KnownFile& old, const std::string& path);
     void makeFolder(const KnownFile& folder);
-    void askOthersToDelete(const KnownFile& file);
+    Work<> askOthersToDelete(const KnownFile& file);
 
     State& state_;
     Computer computer_;
@@ -76,6 +79,6 @@ std::optional<KnownFile> findFile(Database& db, std::int64_t id);
 void deliver(State& state, std::int64_t computer, const CloudFile& file, const std::optional<std::string>& name);
 
 // A content has arrived in the cloud: it goes to the user's other computers.
-void distribute(State& state, const Computer& from, const CloudFile& file);
+Work<> distribute(State& state, Computer from, CloudFile file);
 
 } // namespace webservice

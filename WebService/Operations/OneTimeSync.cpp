@@ -1,6 +1,7 @@
 #include "WebService/Operations/OneTimeSync.h"
 
 #include "WebService/Operations/FileTable.h"
+#include "WebService/Operations/JsonBody.h"
 
 namespace webservice {
 
@@ -13,7 +14,7 @@ FileDescription entryOf(const boost::json::value& entry) {
     if (!entry.is_object()) {
         throw Refusal("WrongType", "an entry of \"AllFiles\" is neither a path nor an object");
     }
-    const Record record(entry.get_object());
+    const Record record(entry);
     FileDescription file = describedBy(record.text("FullPath"));
     file.isFile = record.optional("IsFile") ? record.isTrue("IsFile") : file.isFile;
     file.size = record.optional("FileSize");
@@ -22,15 +23,35 @@ FileDescription entryOf(const boost::json::value& entry) {
     return file;
 }
 
-std::vector<FileDescription> parseAllFiles(std::string_view text) {
-    std::vector<FileDescription> files;
-    if (text.starts_with('[')) {
-        const boost::json::value list = parseJson(text);
-        for (const boost::json::value& entry : list.get_array()) {
-            files.push_back(entryOf(entry));
-        }
-        return files;
+constexpr std::size_t mostEntries = 100'000;
+constexpr std::size_t pieceSize = 65536;
+
+void add(std::vector<FileDescription>& files, FileDescription file) {
+    if (files.size() == mostEntries) {
+        throw Refusal("TooMany", "\"AllFiles\" has more than " + std::to_string(mostEntries) + " entries");
     }
+    files.push_back(std::move(file));
+}
+
+Work<std::vector<FileDescription>> parseJsonList(std::string_view text) {
+    JsonBody list;
+    for (; !text.empty(); text.remove_prefix(std::min(pieceSize, text.size()))) {
+        list.receive(text.substr(0, pieceSize));
+        co_await pause();
+    }
+    std::vector<FileDescription> files;
+    for (const boost::json::value& entry : list.value().get_array()) {
+        add(files, entryOf(entry));
+        co_await pause();
+    }
+    co_return files;
+}
+
+Work<std::vector<FileDescription>> parseAllFiles(std::string_view text) {
+    if (text.starts_with('[')) {
+        co_return co_await parseJsonList(text);
+    }
+    std::vector<FileDescription> files;
     while (!text.empty()) {
         std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(line.size() + 1, text.size()));
@@ -38,10 +59,11 @@ std::vector<FileDescription> parseAllFiles(std::string_view text) {
             line.remove_suffix(1);
         }
         if (!line.empty()) {
-            files.push_back(describedBy(std::string(line)));
+            add(files, describedBy(std::string(line)));
         }
+        co_await pause();
     }
-    return files;
+    co_return files;
 }
 
 // The computer, with the path that it has by now.
@@ -54,46 +76,87 @@ Computer relocated(State& state, const Record& request) {
     return computer;
 }
 
+std::vector<std::int64_t> allComputers(Database& db, std::int64_t user) {
+    std::vector<std::int64_t> computers;
+    for (Query row = db.query("SELECT id FROM computers WHERE user = ?1 ORDER BY id", user); row.next();) {
+        computers.push_back(row.integer(0));
+    }
+    return computers;
+}
+
+// The next transfers to the computer, of files that are still there.
+std::vector<std::int64_t> transfersTo(Database& db, std::int64_t computer, std::int64_t behind) {
+    std::vector<std::int64_t> transfers;
+    for (Query row = db.query("SELECT t.id FROM transfers AS t JOIN files ON files.id = t.file "
+                              "WHERE t.to_computer = ?1 AND t.id > ?2 AND files.present ORDER BY t.id LIMIT 300",
+                              computer, behind);
+         row.next();) {
+        transfers.push_back(row.integer(0));
+    }
+    return transfers;
+}
+
+// Makes the same transfer to another computer, unless that has one of the file or sends it itself.
+void copyTransfer(Database& db, std::int64_t transfer, std::int64_t computer) {
+    db.run("INSERT INTO transfers (file, from_computer, to_computer, is_file, change_type, full_path, "
+           "old_full_path, base_system_file, prev_folder_file, xml_file) "
+           "SELECT file, from_computer, ?2, is_file, change_type, full_path, old_full_path, base_system_file, "
+           "prev_folder_file, xml_file FROM transfers AS t WHERE id = ?1 AND from_computer <> ?2 AND NOT EXISTS "
+           "(SELECT 1 FROM transfers WHERE file = t.file AND to_computer = ?2)",
+           transfer, computer);
+    db.run("INSERT INTO computer_maps (owner, subscriber) SELECT from_computer, ?2 FROM transfers "
+           "WHERE id = ?1 AND from_computer <> ?2 ON CONFLICT DO NOTHING",
+           transfer, computer);
+}
+
 } // namespace
 
-boost::json::object oneTimeSyncOwnersSharedFolders(State& state, const Record& request) {
+Work<Response> oneTimeSyncOwnersSharedFolders(State& state, const boost::json::value& body) {
+    const Record request(body);
     const User user = requireUser(state.db, request);
     const Computer computer = requireComputer(state.db, request);
     if (computer.user != user.id) {
         throw Refusal("WrongUser", "computer " + std::to_string(computer.id) + " belongs to another user");
     }
-    state.db.run("INSERT INTO transfers (file, from_computer, to_computer, is_file, change_type, full_path, "
-                 "old_full_path, base_system_file, prev_folder_file, xml_file) "
-                 "SELECT file, from_computer, ?1, t.is_file, change_type, t.full_path, old_full_path, "
-                 "t.base_system_file, prev_folder_file, xml_file FROM transfers AS t "
-                 "JOIN computers AS c ON c.id = t.to_computer JOIN files ON files.id = t.file "
-                 "WHERE c.user = ?2 AND files.present AND t.from_computer <> ?1 AND NOT EXISTS "
-                 "(SELECT 1 FROM transfers WHERE file = t.file AND to_computer = ?1) GROUP BY file ORDER BY t.id",
-                 computer.id, user.id);
-    state.db.run("INSERT INTO computer_maps (owner, subscriber) SELECT DISTINCT from_computer, to_computer "
-                 "FROM transfers WHERE to_computer = ?1 ON CONFLICT DO NOTHING",
-                 computer.id);
-    return done();
-}
-
-boost::json::object transferFilesFromCloudToBaseSystem(State& state, const Record& request) {
-    const Computer computer = relocated(state, request);
-    for (const CloudFile& file : state.cloud.filesOf(computer.user)) {
-        deliver(state, computer.id, file, file.name);
+    for (const std::int64_t other : allComputers(state.db, user.id)) {
+        std::int64_t last = 0;
+        for (auto page = transfersTo(state.db, other, last); !page.empty(); page = transfersTo(state.db, other, last)) {
+            for (const std::int64_t transfer : page) {
+                co_await pause();
+                copyTransfer(state.db, transfer, computer.id);
+                last = transfer;
+            }
+        }
     }
-    return done();
+    co_return jsonResponse(200, boost::json::serialize(done()));
 }
 
-boost::json::object oneTimeSyncFiles(State& state, const Record& request) {
+Work<Response> transferFilesFromCloudToBaseSystem(State& state, const boost::json::value& body) {
+    const Computer computer = relocated(state, Record(body));
+    std::int64_t last = 0;
+    for (auto page = state.cloud.filesOf(computer.user, last); !page.empty();
+         page = state.cloud.filesOf(computer.user, last)) {
+        for (const CloudFile& file : page) {
+            co_await pause();
+            deliver(state, computer.id, file, file.name);
+            last = file.id;
+        }
+    }
+    co_return jsonResponse(200, boost::json::serialize(done()));
+}
+
+Work<Response> oneTimeSyncFiles(State& state, const boost::json::value& body) {
+    const Record request(body);
+    const auto files = co_await parseAllFiles(request.longText("AllFiles"));
     FileTable table(state, relocated(state, request));
-    const auto files = parseAllFiles(request.optional("AllFiles").value_or(""));
-    table.keepOnly(files);
+    co_await table.keepOnly(files);
     for (const FileDescription& file : files) {
+        co_await pause();
         if (!table.find(file.fullPath)) {
             table.saved(file);
         }
     }
-    return done();
+    co_return jsonResponse(200, boost::json::serialize(done()));
 }
 
 } // namespace webservice

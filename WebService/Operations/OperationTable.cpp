@@ -3,6 +3,7 @@
 #include "WebService/Log.h"
 #include "WebService/Operations/Downloads.h"
 #include "WebService/Operations/ErrorLog.h"
+#include "WebService/Operations/JsonBody.h"
 #include "WebService/Operations/OneTimeSync.h"
 #include "WebService/Operations/Registration.h"
 #include "WebService/Operations/SharedFiles.h"
@@ -10,16 +11,16 @@
 #include "WebService/Operations/UpdateSystemTime.h"
 #include "WebService/Operations/Uploads.h"
 #include "WebService/ReceivedFile.h"
+#include "WebService/SlicedExchange.h"
 
 #include <algorithm>
 #include <array>
-#include <concepts>
 
 namespace webservice {
 
 namespace {
 
-constexpr std::size_t longestBody = 16 << 20;
+constexpr std::size_t mebibyte = 1 << 20;
 
 constexpr std::array table = {
     Operation{"Registration.svc/VerifyAndRegisterUserFromTool", &verifyAndRegisterUserFromTool},
@@ -63,62 +64,64 @@ constexpr std::array table = {
     Operation{"MAC/SharedFiles.svc/UpdateBSReceiveStreamFailed", &updateBSReceiveStreamFailed},
 };
 
-bool isMalformed(std::string_view code) {
-    return code == "NotJson" || code == "NotAnObject" || code == "NotAList";
-}
-
-Response answered(State& state, ObjectOperation answer, std::string_view body) {
-    return jsonResponse(200, boost::json::serialize(answer(state, Record::parse(body))));
-}
-
-Response answered(State& state, ListOperation answer, std::string_view body) {
-    const boost::json::value list = parseJson(body);
-    if (!list.is_array()) {
-        throw Refusal("NotAList", "the body is not a JSON array");
+int statusOf(const std::string& code) {
+    if (code == "NotJson" || code == "NotAnObject" || code == "NotAList") {
+        return 400;
     }
-    return jsonResponse(200, boost::json::serialize(answer(state, list.get_array())));
+    return code == "TooLong" || code == "TooMany" ? 413 : 200;
 }
 
-Response answered(State& state, ResponseOperation answer, std::string_view body) {
-    return answer(state, Record::parse(body));
-}
-
-// Everything that an operation changes, it changes at once or not at all.
-template <typename Answer>
-class OperationExchange : public Exchange {
+// What an operation changes within one slice, it changes at once or not at all.
+class OperationExchange : public SlicedExchange {
 public:
-    OperationExchange(State& state, std::string_view path, Answer answer)
-        : state_(state), path_(path), answer_(answer) {}
+    OperationExchange(State& state, const Operation& operation)
+        : SlicedExchange(state), operation_(operation),
+          longestBody_(std::holds_alternative<SlicedOperation>(operation.answer) ? 16 * mebibyte : mebibyte) {}
 
     void receive(std::string_view piece) override {
-        if (body_.size() + piece.size() > longestBody) {
-            throw Refused{errorResponse(413, "TooLong", "the body is longer than 16 MiB")};
+        length_ += piece.size();
+        if (length_ > longestBody_) {
+            throw Refused{refuse(
+                Refusal("TooLong", "the body is longer than " + std::to_string(longestBody_ / mebibyte) + " MiB"))};
         }
-        body_.append(piece);
+        body_.receive(piece);
     }
 
-    std::size_t memory() const override { return body_.capacity(); }
-
-    Response finish() override {
-        // What has happened in the outbox up to now counts, whatever becomes of this operation.
-        state_.watcher.drain();
-        try {
-            Transaction transaction(state_.db);
-            Response response = answered(state_, answer_, body_);
-            transaction.commit();
-            return response;
-        } catch (const Refusal& refusal) {
-            logLine(std::string(path_) + " refused: " + refusal.code() + ": " + refusal.what());
-            return jsonResponse(isMalformed(refusal.code()) ? 400 : 200, boost::json::serialize(refused(refusal)));
-        }
-    }
+    std::size_t memory() const override { return body_.memory(); }
 
 private:
-    State& state_;
-    std::string_view path_;
-    Answer answer_;
-    std::string body_;
+    Work<Response> work() override {
+        const boost::json::value& body = body_.value();
+        if (const auto* answer = std::get_if<SlicedOperation>(&operation_.answer)) {
+            co_return co_await (*answer)(state(), body);
+        }
+        const Record request(body);
+        if (const auto* answer = std::get_if<DownloadOperation>(&operation_.answer)) {
+            co_return (*answer)(state(), request);
+        }
+        co_return jsonResponse(200,
+                               boost::json::serialize(std::get<ObjectOperation>(operation_.answer)(state(), request)));
+    }
+
+    Response refuse(const Refusal& refusal) override {
+        logLine(std::string(operation_.path) + " refused: " + refusal.code() + ": " + refusal.what());
+        Response response = errorResponse(statusOf(refusal.code()), refusal.code(), refusal.what());
+        return std::holds_alternative<DownloadOperation>(operation_.answer) ? refusedDownload(std::move(response))
+                                                                            : std::move(response);
+    }
+
+    const Operation& operation_;
+    std::size_t longestBody_;
+    std::size_t length_ = 0;
+    JsonBody body_;
 };
+
+// Whether the target is, or is meant to be, that of the download. The outbox's own paths may have any text in them.
+bool isMeantForDownload(std::string_view target) {
+    std::string path = percentDecoded(target).value_or(std::string(target));
+    std::ranges::transform(path, path.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c | 0x20) : c; });
+    return path.find("gettopfileuploadwithstream") != std::string::npos && !path.starts_with("/outbox/");
+}
 
 } // namespace
 
@@ -127,23 +130,24 @@ std::span<const Operation> operations() {
 }
 
 const Operation* findOperation(std::string_view path) {
-    constexpr std::string_view objectReplacement = "\xef\xbf\xbc";
-    if (path.ends_with(objectReplacement)) {
-        path.remove_suffix(objectReplacement.size());
+    constexpr std::string_view strayCharacter = "\xef\xbf\xbc";
+    constexpr std::string_view strayPath = "Downloads.svc/UpdateBSDownloadStreamFailed";
+    if (path.starts_with(strayPath) && path.substr(strayPath.size()) == strayCharacter) {
+        path = strayPath;
     }
     const auto* const found = std::ranges::find(table, path, &Operation::path);
     return found == table.end() ? nullptr : found;
 }
 
+Response refusalOf(const RequestHead& head, Response response) {
+    return isMeantForDownload(head.target) ? refusedDownload(std::move(response)) : std::move(response);
+}
+
 std::unique_ptr<Exchange> beginOperation(State& state, const Operation& operation, const RequestHead& head) {
-    const auto begin = [&]<typename Answer>(Answer answer) -> std::unique_ptr<Exchange> {
-        if constexpr (std::same_as<Answer, StreamOperation>) {
-            return answer(state, head);
-        } else {
-            return std::make_unique<OperationExchange<Answer>>(state, operation.path, answer);
-        }
-    };
-    return std::visit(begin, operation.answer);
+    if (const auto* begin = std::get_if<StreamOperation>(&operation.answer)) {
+        return (*begin)(state, head);
+    }
+    return std::make_unique<OperationExchange>(state, operation);
 }
 
 } // namespace webservice

@@ -6,42 +6,61 @@
 
 namespace webservice {
 
-boost::json::value parseJson(std::string_view body) {
-    boost::json::stream_parser parser;
-    boost::json::error_code error;
-    const std::size_t read = parser.write_some(body.data(), body.size(), error);
-    if (!error) {
-        parser.finish(error);
+namespace {
+
+constexpr std::size_t longestText = 65536;
+constexpr std::size_t longestMessage = 300;
+
+// Cut at the end of a character of UTF-8.
+std::string shortened(std::string_view text) {
+    if (text.size() <= longestMessage) {
+        return std::string(text);
     }
-    if (!error && body.find_first_not_of(" \t\r\n", read) != std::string_view::npos) {
-        error = boost::json::error::extra_data;
+    std::size_t end = longestMessage;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
+        --end;
     }
-    if (error) {
-        throw Refusal("NotJson", "the body is not JSON: " + error.message() + " at byte " + std::to_string(read));
-    }
-    return parser.release();
+    return std::string(text.substr(0, end)) + "...";
 }
 
-Record Record::parse(std::string_view body) {
-    boost::json::value value = parseJson(body);
-    if (!value.is_object()) {
+} // namespace
+
+Refusal::Refusal(std::string code, std::string_view message)
+    : std::runtime_error(shortened(message)), code_(std::move(code)) {}
+
+Record::Record(const boost::json::value& value) : fields_(value.if_object()) {
+    if (fields_ == nullptr) {
         throw Refusal("NotAnObject", "the body is not a JSON object");
     }
-    return Record(std::move(value.get_object()));
 }
 
 std::optional<std::string> Record::optional(std::string_view key) const {
-    const boost::json::value* value = fields_.if_contains(key);
+    const boost::json::value* value = fields_->if_contains(key);
     if (value == nullptr || value->is_null()) {
         return std::nullopt;
     }
     if (value->is_string()) {
-        return std::string(value->get_string());
+        const boost::json::string& text = value->get_string();
+        if (text.size() > longestText) {
+            throw Refusal("TooLong", "\"" + std::string(key) + "\" is longer than 64 KiB");
+        }
+        return std::string(text);
     }
     if (value->is_int64() || value->is_uint64()) {
         return boost::json::serialize(*value);
     }
     throw Refusal("WrongType", "\"" + std::string(key) + "\" is not a text");
+}
+
+std::string_view Record::longText(std::string_view key) const {
+    const boost::json::value* value = fields_->if_contains(key);
+    if (value == nullptr || value->is_null()) {
+        return {};
+    }
+    if (!value->is_string()) {
+        throw Refusal("WrongType", "\"" + std::string(key) + "\" is not a text");
+    }
+    return value->get_string();
 }
 
 std::string Record::text(std::string_view key) const {

@@ -10,26 +10,29 @@
 
 namespace webservice {
 
-// An operation cannot do what it is asked to. It becomes the answer's "error" object, with "ReturnStatus" "1".
+// An operation cannot do what it is asked to. It becomes the answer's "error" object, with "ReturnStatus" "1". A long
+// message, such as one that quotes a value, is cut.
 class Refusal : public std::runtime_error {
 public:
-    Refusal(std::string code, const std::string& message) : std::runtime_error(message), code_(std::move(code)) {}
+    Refusal(std::string code, std::string_view message);
     const std::string& code() const { return code_; }
 
 private:
     std::string code_;
 };
 
-// The flat JSON object that an operation receives. Its values are texts; an integer is taken as its decimal text, and
-// null as an absent key. Anything else is refused with "WrongType".
+// The flat JSON object that an operation receives; a view of it. Its values are texts; an integer is taken as its
+// decimal text, and null as an absent key. Anything else is refused with "WrongType", a text of more than 64 KiB with
+// "TooLong".
 class Record {
 public:
-    // Throws Refusal ("NotJson", "NotAnObject").
-    static Record parse(std::string_view body);
-
-    explicit Record(boost::json::object fields) : fields_(std::move(fields)) {}
+    // Throws Refusal "NotAnObject". The value must outlive the record.
+    explicit Record(const boost::json::value& value);
 
     std::optional<std::string> optional(std::string_view key) const;
+
+    // A text that may be of any length, seen where it lies; empty when it is absent.
+    std::string_view longText(std::string_view key) const;
 
     // Throws Refusal "MissingKey" when it is absent or empty.
     std::string text(std::string_view key) const;
@@ -42,11 +45,8 @@ public:
     bool isTrue(std::string_view key) const;
 
 private:
-    boost::json::object fields_;
+    const boost::json::object* fields_;
 };
-
-// Parses any JSON text; throws Refusal "NotJson" with the place of the error.
-boost::json::value parseJson(std::string_view body);
 
 // The text as a number, when it is nothing but decimal digits and fits.
 std::optional<std::int64_t> decimal(std::string_view text);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "WebService/Http/Response.h"
 #include "WebService/Operations/Record.h"
 #include "WebService/State.h"
+#include "WebService/Work.h"
 
 namespace webservice {
 
@@ -10,8 +12,9 @@ namespace webservice {
 // already is accepted.
 
 // Everything that concerns the computer: what it is to send, the computers that send to the user's, what it is to
-// receive, and how its shared folders stand.
-boost::json::object getSharedFilesTransferData(State& state, const Record& request);
+// receive, and how its shared folders stand. A list has up to 1,000 entries: the rest of what is to send and to receive
+// follows when some of these have been reported as sent and received.
+Work<Response> getSharedFilesTransferData(State& state, const boost::json::value& body);
 
 // The receiving computer has the file already: the transfer counts as received.
 boost::json::object updateFileExists(State& state, const Record& request);

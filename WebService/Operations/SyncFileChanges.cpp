@@ -26,7 +26,7 @@ Change changeOf(const Record& request) {
     throw Refusal("UnknownChange", "\"ChangeType\" is Created, Changed, Renamed or Deleted, not " + type);
 }
 
-std::int64_t apply(State& state, const Record& request) {
+Work<std::int64_t> apply(State& state, const Record& request) {
     Computer computer = requireComputer(state.db, request);
     // The computer's folder may have moved since it was registered.
     if (const auto path = request.optional("QuenmarkPath")) {
@@ -40,42 +40,55 @@ std::int64_t apply(State& state, const Record& request) {
                                .baseSystemFile = request.optional("BaseSystemFileID")};
     switch (changeOf(request)) {
     case Change::Renamed:
-        return table.renamed(request.text("OldFullPath"), file);
+        co_return co_await table.renamed(request.text("OldFullPath"), file);
     case Change::Deleted:
-        return table.deleted(file.fullPath);
+        co_return co_await table.deleted(file.fullPath);
     case Change::Created:
     case Change::Changed:
         break;
     }
-    return table.saved(file);
+    co_return table.saved(file);
 }
 
-boost::json::object applied(State& state, const boost::json::value& change) {
+Work<boost::json::object> applied(State& state, const boost::json::value& change) {
     if (!change.is_object()) {
         throw Refusal("NotAnObject", "a change is not a JSON object");
     }
-    const Record request(change.get_object());
-    Transaction transaction(state.db);
-    const std::int64_t file = apply(state, request);
-    transaction.commit();
-    return {{"FileID", std::to_string(file)},
-            {"ReturnStatus", "0"},
-            {"BaseSystemFileID", orNull(request.optional("BaseSystemFileID"))}};
+    const Record request(change);
+    const std::int64_t file = co_await apply(state, request);
+    co_return boost::json::object{{"FileID", std::to_string(file)},
+                                  {"ReturnStatus", "0"},
+                                  {"BaseSystemFileID", orNull(request.optional("BaseSystemFileID"))}};
 }
+
+// A refusal comes before the first change that it would undo.
+Work<boost::json::object> answerTo(State& state, const boost::json::value& change) {
+    try {
+        co_return co_await applied(state, change);
+    } catch (const Refusal& refusal) {
+        logLine("a change of a file is refused: " + std::string(refusal.what()));
+        co_return refused(refusal);
+    }
+}
+
+constexpr std::size_t mostChanges = 10'000;
 
 } // namespace
 
-boost::json::array syncFilesInTableAndCloud(State& state, const boost::json::array& changes) {
-    boost::json::array answers;
-    for (const boost::json::value& change : changes) {
-        try {
-            answers.push_back(applied(state, change));
-        } catch (const Refusal& refusal) {
-            logLine("a change of a file is refused: " + std::string(refusal.what()));
-            answers.push_back(refused(refusal));
-        }
+Work<Response> syncFilesInTableAndCloud(State& state, const boost::json::value& changes) {
+    if (!changes.is_array()) {
+        throw Refusal("NotAList", "the body is not a JSON array");
     }
-    return answers;
+    if (changes.get_array().size() > mostChanges) {
+        throw Refusal("TooMany", "the list has more than " + std::to_string(mostChanges) + " changes");
+    }
+    std::string answers = "[";
+    for (const boost::json::value& change : changes.get_array()) {
+        co_await pause();
+        answers += answers.size() > 1 ? "," : "";
+        answers += boost::json::serialize(co_await answerTo(state, change));
+    }
+    co_return jsonResponse(200, std::move(answers += ']'));
 }
 
 boost::json::object insertFile(State& state, const Record& request) {

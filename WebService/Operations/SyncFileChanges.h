@@ -1,7 +1,9 @@
 #pragma once
 
+#include "WebService/Http/Response.h"
 #include "WebService/Operations/Record.h"
 #include "WebService/State.h"
+#include "WebService/Work.h"
 
 namespace webservice {
 
@@ -9,8 +11,9 @@ namespace webservice {
 
 // A list of changes, answered with a list of one entry each, in order: "FileID", "ReturnStatus", "BaseSystemFileID",
 // and "error" where a change is refused; the others count nevertheless. "ChangeType" is "Created", "Changed",
-// "Renamed" or "Deleted", or its number in .NET's WatcherChangeTypes: 1, 4, 8, 2.
-boost::json::array syncFilesInTableAndCloud(State& state, const boost::json::array& changes);
+// "Renamed" or "Deleted", or its number in .NET's WatcherChangeTypes: 1, 4, 8, 2. More than 10,000 changes are refused
+// with "TooMany".
+Work<Response> syncFilesInTableAndCloud(State& state, const boost::json::value& changes);
 
 // Enters a file into the computer's table. A path that is there already keeps its "FileID".
 boost::json::object insertFile(State& state, const Record& request);

@@ -2,6 +2,7 @@
 
 #include "WebService/Log.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -96,22 +97,34 @@ boost::json::object getTopFileUpload(State& state, const Record& request) {
 }
 
 Response getTopFileUploadWithStream(State& state, const Record& request) {
-    try {
-        const std::string computer = request.text("ToComputerID");
-        const auto offset = decimal(request.optional("Length").value_or("0"));
-        if (!offset) {
-            throw Refusal("BadLength", "\"Length\" is not a number of bytes");
-        }
-        const auto upload = state.queue.current(computer);
-        if (!upload || !upload->pending) {
-            return streamResponse("2");
-        }
-        return upload->isFile ? streamFile(state, *upload, static_cast<std::uint64_t>(*offset)) : itemResponse(*upload);
-    } catch (const Refusal& refusal) {
-        Response response = streamResponse("1");
-        response.headers.emplace_back("Error", refusal.code() + ": " + refusal.what());
-        return response;
+    const std::string computer = request.text("ToComputerID");
+    const auto offset = decimal(request.optional("Length").value_or("0"));
+    if (!offset) {
+        throw Refusal("BadLength", "\"Length\" is not a number of bytes");
     }
+    const auto upload = state.queue.current(computer);
+    if (!upload || !upload->pending) {
+        return streamResponse("2");
+    }
+    return upload->isFile ? streamFile(state, *upload, static_cast<std::uint64_t>(*offset)) : itemResponse(*upload);
+}
+
+Response refusedDownload(Response refusal) {
+    if (std::ranges::find(refusal.headers, "ReturnStatus", &std::pair<std::string, std::string>::first) !=
+        refusal.headers.end()) {
+        return refusal;
+    }
+    Response response = streamResponse(refusal.status >= 500 ? "2" : "1");
+    response.status = refusal.status;
+    boost::json::error_code none;
+    const boost::json::value body = boost::json::parse(refusal.body, none);
+    const auto* code = body.find_pointer("/error/code", none);
+    const auto* message = body.find_pointer("/error/message", none);
+    if (code != nullptr && message != nullptr && code->is_string() && message->is_string()) {
+        const std::string error = std::string(code->get_string()) + ": " + std::string(message->get_string());
+        response.headers.emplace_back("Error", printable(error));
+    }
+    return response;
 }
 
 boost::json::object updateFileUpload(State& state, const Record& request) {

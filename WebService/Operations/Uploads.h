@@ -17,9 +17,13 @@ boost::json::object getTopFileUpload(State& state, const Record& request);
 //   "0"  the body is the rest of the file (empty for a folder),
 //   "2"  there is nothing to be had at present; ask for the next item anew,
 //   "1"  the request itself is wrong, the header "Error" says how.
-// The body is empty unless it is "0": a client may append whatever comes. An offset that lies beyond the file's end,
+// Wherever something goes wrong, "1" stands for a request that is wrong and "2" for an error of this service. The body
+// is empty unless the status is "0": a client may append whatever comes. An offset that lies beyond the file's end,
 // or that counts bytes of an earlier content of the file, cannot be resumed: the item goes behind the others.
 Response getTopFileUploadWithStream(State& state, const Record& request);
+
+// The refusal, made for JSON, as a response to GetTopFileUploadWithStream. One that is such a response stays as it is.
+Response refusedDownload(Response refusal);
 
 // The computer has the item "FileUploadID". May be repeated.
 boost::json::object updateFileUpload(State& state, const Record& request);

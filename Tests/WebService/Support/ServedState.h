@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Support/TemporaryFolder.h"
+#include "WebService/Http/Listener.h"
+#include "WebService/Http/Server.h"
+#include "WebService/State.h"
+#include "WebService/WebApplication.h"
+
+#include <boost/asio/io_context.hpp>
+
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <thread>
+
+namespace webservice::test {
+
+// The service on a folder of its own, served on a loop with a thread of its own. The state belongs to that thread.
+class ServedState {
+public:
+    explicit ServedState(std::chrono::milliseconds patience) : state_(folder.path("data").string(), patience) {
+        std::signal(SIGIO, SIG_IGN);
+        auto acceptor = listenOn(context_, {.host = "127.0.0.1", .port = "0"});
+        port_ = acceptor.local_endpoint().port();
+        serveConnections(std::move(acceptor), application_);
+        thread_ = std::thread([this] { context_.run(); });
+    }
+    ServedState(const ServedState&) = delete;
+    ServedState& operator=(const ServedState&) = delete;
+    ~ServedState() {
+        context_.stop();
+        thread_.join();
+    }
+
+    std::uint16_t port() const { return port_; }
+
+    TemporaryFolder folder;
+
+private:
+    State state_;
+    WebApplication application_{state_};
+    boost::asio::io_context context_{1};
+    std::uint16_t port_ = 0;
+    std::thread thread_;
+};
+
+} // namespace webservice::test

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "WebService/Http/Exchange.h"
+#include "WebService/Operations/Record.h"
+#include "WebService/State.h"
+#include "WebService/Work.h"
+
+#include <chrono>
+#include <optional>
+
+namespace webservice {
+
+// An exchange that works on the state, in slices of some 20 ms. Each slice is one transaction: it is kept as a whole
+// when the work pauses or is done, and undone as a whole when the work ends with an exception. Where another process
+// has the database locked, the exchange waits for as long as the database's patience and then fails with DatabaseBusy.
+class SlicedExchange : public Exchange {
+public:
+    // All slices, one after the other.
+    Response finish() final;
+    std::optional<Response> step() final;
+
+protected:
+    explicit SlicedExchange(State& state) : state_(state) {}
+
+    // The work, called once the whole body has been received and what has happened in the outbox has been taken in.
+    virtual Work<Response> work() = 0;
+
+    // The response to a request whose work has ended with a refusal.
+    virtual Response refuse(const Refusal& refusal);
+
+    State& state() const { return state_; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    bool takeInOutbox();
+    std::optional<Response> runSlice();
+    void checkPatience();
+
+    State& state_;
+    std::optional<Clock::time_point> begun_;
+    std::optional<Clock::time_point> lockedSince_;
+    bool outboxIsTakenIn_ = false;
+    std::optional<Job<Response>> job_;
+};
+
+} // namespace webservice
