@@ -148,6 +148,7 @@ int runCommandLine(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    webservice::keepStandardStreamsOpen();
     try {
         return runCommandLine(argc, argv);
     } catch (const std::exception& error) {
