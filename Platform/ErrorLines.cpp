@@ -46,12 +46,12 @@ ssize_t writeSome(const struct stat& status, std::string_view bytes) {
 
 } // namespace
 
-bool ErrorLines::write(std::string line) {
+bool ErrorLines::write(std::string lines) {
     struct stat status {};
     if (::fstat(STDERR_FILENO, &status) != 0)
         return false;
     if (status.st_dev != device_ || status.st_ino != inode_) {
-        // The rest of a line belongs to the stream in which it was begun.
+        // The rest of what was begun belongs to the stream in which it was.
         begun_.clear();
         done_ = 0;
         device_ = status.st_dev;
@@ -61,7 +61,7 @@ bool ErrorLines::write(std::string line) {
     const BlockedSignals blocked{SIGPIPE, SIGXFSZ, SIGTTOU};
     if (!finish(status))
         return false;
-    begun_ = std::move(line) + '\n';
+    begun_ = std::move(lines);
     done_ = 0;
     if (finish(status) || done_ > 0)
         return true;

@@ -13,12 +13,12 @@ namespace Platform {
 /// no signal. One thread at a time.
 class ErrorLines {
 public:
-    /// Writes the line, a line feed behind it. False where there is no room for it: nothing of it is written, now or
-    /// later. Of a line that was begun, the rest is written before any other line.
-    bool write(std::string line);
+    /// Writes the lines, each with its line feed. False where there is no room for them: nothing of them is written,
+    /// now or later. Of lines that were begun, the rest is written before any others.
+    bool write(std::string lines);
 
 private:
-    /// Whether nothing is left to be written of a line that was begun.
+    /// Whether nothing is left to be written of lines that were begun.
     bool finish(const struct stat& status);
 
     std::string begun_;

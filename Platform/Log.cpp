@@ -63,36 +63,41 @@ std::string prefix() {
     return result + '[' + std::to_string(::getpid()) + "] ";
 }
 
-constexpr int informational = 6;
-constexpr int warning = 4;
+/// An entry for standard error: no line of it but the first begins at the first column.
+std::string indentedLine(const std::string& lines) {
+    std::string result = prefix();
+    for (const char character : lines)
+        result.append(1, character).append(character == '\n' ? "\t" : "");
+    return result + '\n';
+}
 
 /// The journal, or standard error. What neither takes is lost, and how much that was is told with the next entry that
 /// is taken.
 class SystemLog {
 public:
-    void write(const std::string& lines) {
+    void write(const std::string& lines, Priority priority) {
         const std::lock_guard guard(lock_);
-        if (deliver(lines))
+        if (deliver(lines, priority))
             lost_ = 0;
         else
             ++lost_;
     }
 
 private:
-    bool deliver(const std::string& lines) {
+    bool deliver(const std::string& lines, Priority priority) {
         const std::string count =
             lost_ > 0 ? std::to_string(lost_) + " log entries could not be written" : std::string();
         if (Journal::isStandardError()) {
-            int error = lost_ > 0 ? Journal::send(count, warning) : 0;
+            int error = lost_ > 0 ? Journal::send(count, static_cast<int>(Priority::Warning)) : 0;
             if (error == 0) {
                 lost_ = 0;
-                error = Journal::send(lines, informational);
+                error = Journal::send(lines, static_cast<int>(priority));
             }
             if (error == 0 || error == EAGAIN)
                 return error == 0;
         }
         // In one piece: the shorter line alone may find room where the entry does not.
-        return errorLines_.write((lost_ > 0 ? prefix() + count + '\n' : std::string()) + prefix() + lines);
+        return errorLines_.write((lost_ > 0 ? indentedLine(count) : std::string()) + indentedLine(lines));
     }
 
     std::mutex lock_;
@@ -112,14 +117,14 @@ std::shared_ptr<const Sink> sink() {
 
 } // namespace
 
-void write(std::string_view entry) {
+void write(std::string_view entry, Priority priority) {
     if (const auto taker = sink())
-        return (*taker)(entry);
-    systemLog.write(linesOf(entry));
+        return (*taker)(entry, priority);
+    systemLog.write(linesOf(entry), priority);
 }
 
 std::string lineOf(std::string_view entry) {
-    return prefix() + linesOf(entry) + '\n';
+    return indentedLine(linesOf(entry));
 }
 
 void setSink(Sink sink) {

@@ -104,6 +104,18 @@ TEST(TheJournal, GetsEntriesAsFields) {
     }));
 }
 
+TEST(TheJournal, GetsThePriorityOfEachEntry) {
+    EXPECT_TRUE(inTheJournalsPlace([](const Journal& journal) {
+        using Platform::Log::Priority;
+        for (const auto& [priority, line] :
+             {std::pair(Priority::Error, "PRIORITY=3"), std::pair(Priority::Warning, "PRIORITY=4"),
+              std::pair(Priority::Info, "PRIORITY=6"), std::pair(Priority::Debug, "PRIORITY=7")}) {
+            Platform::Log::write("entry", priority);
+            EXPECT_TRUE(hasLine(journal.receive(), line)) << line;
+        }
+    }));
+}
+
 TEST(TheJournal, GetsControlCharactersAsNumbers) {
     EXPECT_TRUE(inTheJournalsPlace([](const Journal& journal) {
         Platform::Log::write("a\x1B[0m\rPRIORITY=0");

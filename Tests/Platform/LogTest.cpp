@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <map>
 #include <regex>
 #include <thread>
 
@@ -77,9 +78,29 @@ TEST(TheLog, WritesControlCharactersAsNumbers) {
               "a\\xC2\\x9B31mb\\xC2\\x80\\xC2\\x9F\n");
 }
 
-TEST(TheLog, KeepsLineFeedsTabsAndLetters) {
-    EXPECT_EQ(entryOf(loggedByAProcess({"a\n\tb é € \xC2\xA0 \xF0\x9F\x98\x80"})),
-              "a\n\tb é € \xC2\xA0 \xF0\x9F\x98\x80\n");
+TEST(TheLog, KeepsTabsAndLetters) {
+    EXPECT_EQ(entryOf(loggedByAProcess({"a\tb é € \xC2\xA0 \xF0\x9F\x98\x80"})),
+              "a\tb é € \xC2\xA0 \xF0\x9F\x98\x80\n");
+}
+
+TEST(TheLog, BeginsNoLineAtTheFirstColumnForALineBreakInAnEntry) {
+    const std::string forged = "2026-11-22 07:00:00.000 PlatformTests[1] Connection available... ";
+    for (const auto& [lineBreak, written] : std::map<std::string, std::string>{{"\n", "\n\t"},
+                                                                               {"\r", "\\x0D"},
+                                                                               {"\r\n", "\\x0D\n\t"},
+                                                                               {"\n\n", "\n\t\n\t"},
+                                                                               {"\v", "\\x0B"},
+                                                                               {"\f", "\\x0C"},
+                                                                               {"\u0085", "\\xC2\\x85"},
+                                                                               {"\u2028", "\\xE2\\x80\\xA8"},
+                                                                               {"\u2029", "\\xE2\\x80\\xA9"}})
+        EXPECT_EQ(entryOf(loggedByAProcess({"LOG: a" + lineBreak + forged})), "LOG: a" + written + forged + "\n");
+}
+
+TEST(TheLog, WritesEveryPriorityToStandardErrorAlike) {
+    for (const auto priority :
+         {Log::Priority::Error, Log::Priority::Warning, Log::Priority::Info, Log::Priority::Debug})
+        EXPECT_EQ(entryOf(loggedByAProcess({}, [&](int) { Log::write("entry", priority); })), "entry\n");
 }
 
 TEST(TheLog, LeavesOutWhatGoesBeyondTheLimitAndSaysSo) {
@@ -119,6 +140,16 @@ TEST(TheLog, HandsEntriesToASinkAsTheyAre) {
     Log::write(std::string(100'000, 'x'));
     Log::setSink({});
     EXPECT_EQ(entries, (std::vector<std::string>{"a\x1B\0b"s, std::string(100'000, 'x')}));
+}
+
+TEST(TheLog, TellsASinkThePriorities) {
+    std::vector<std::pair<std::string, Log::Priority>> entries;
+    Log::setSink([&](std::string_view entry, Log::Priority priority) { entries.emplace_back(entry, priority); });
+    Log::write("a");
+    Log::write("b", Log::Priority::Error);
+    Log::setSink({});
+    EXPECT_EQ(entries, (std::vector<std::pair<std::string, Log::Priority>>{{"a", Log::Priority::Info},
+                                                                           {"b", Log::Priority::Error}}));
 }
 
 TEST(TheLog, MayBeWrittenFromManyThreads) {

@@ -262,7 +262,8 @@ TEST_F(ACall, KeepsTheLogToItselfUnlessVerbose) {
     EXPECT_EQ(run({"call", "GetTopFileUpload", "ToComputerID=1"}).errors, "");
     server.enqueue(pollTarget, HttpReply::json("{}"));
     const auto result = run({"call", "GetTopFileUpload", "ToComputerID=1", "--verbose"});
-    EXPECT_NE(result.errors.find("Json String {\n  \"ToComputerID\" : \"1\"\n}"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("Json String {\n\t  \"ToComputerID\" : \"1\"\n\t}\n"), std::string::npos)
+        << result.errors;
     EXPECT_EQ(result.output, "{}\n");
 }
 
