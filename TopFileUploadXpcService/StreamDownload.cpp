@@ -8,7 +8,6 @@
 #include "TopFileUploadXpcService/TemporaryArea.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
-#include <exception>
 #include <utility>
 
 namespace Quenmark {
@@ -142,8 +141,8 @@ void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, Ur
         return reopenAfterTransportError(*error);
     try {
         finishItem(task);
-    } catch (const std::exception& exception) {
-        report(exception);
+    } catch (...) {
+        reportException();
     }
 }
 

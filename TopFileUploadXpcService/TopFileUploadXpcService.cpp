@@ -34,6 +34,17 @@ std::optional<boost::json::value> valueOf(const std::optional<boost::json::objec
     return value != nullptr ? std::optional(*value) : std::nullopt;
 }
 
+/// What the exception says that is being handled.
+std::string textOfException() {
+    try {
+        throw;
+    } catch (const std::exception& exception) {
+        return exception.what();
+    } catch (...) {
+        return "an exception of no known kind";
+    }
+}
+
 void createDirectoryWhereNothingIs(const std::string& path) {
     if (!Files::exists(path))
         Files::createDirectory(path);
@@ -51,20 +62,20 @@ void TopFileUploadXpcService::GetTopFileUpload() {
 void TopFileUploadXpcService::TopFileUploadProcess() {
     try {
         runPass();
-    } catch (const std::exception& exception) {
-        report(exception);
+    } catch (...) {
+        reportException();
     }
     Queue::global(Platform::Priority::Background).after(Settings::pollInterval, [self = shared_from_this()] {
         self->TopFileUploadProcess();
     });
 }
 
-void TopFileUploadXpcService::report(const std::exception& exception) {
+void TopFileUploadXpcService::reportException() {
     try {
-        logErrorMethod(std::string(exception.what()));
-    } catch (const std::exception& another) {
+        logErrorMethod(textOfException());
+    } catch (...) {
         // The next pass is scheduled all the same.
-        Log::write(std::string("The error report cannot be sent: ") + another.what());
+        Log::write("The error report cannot be sent: " + textOfException());
     }
 }
 

@@ -13,7 +13,6 @@
 
 #include <any>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -68,7 +67,8 @@ private:
     friend class EngineProbe;
 
     void runPass();
-    void report(const std::exception& exception);
+    /// Reports the exception that is being handled. Throws nothing.
+    void reportException();
     void pollCompleted(const GetTopFileUploadResponseData* answer, std::int64_t status,
                        const boost::json::object& params);
     void takeItem(const GetTopFileUploadResponseData& answer);

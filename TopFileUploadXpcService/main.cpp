@@ -54,6 +54,7 @@ int main() {
     std::signal(SIGPIPE, SIG_IGN);
     Platform::Memory::keepSmall();
     Platform::RunLoop loop;
+    std::signal(SIGXFSZ, SIG_IGN); // A write beyond a limit of file sizes fails (EFBIG), and is an error like others.
     Platform::Queue::global(Platform::Priority::Background)
         .after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
     return ServicesUtilities::is10_7() ? runWrapper() : runListener(loop);

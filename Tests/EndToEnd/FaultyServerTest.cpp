@@ -2,6 +2,8 @@
 
 #include "EndToEnd/RealServiceFixture.h"
 
+#include <sys/resource.h>
+
 #include <csignal>
 #include <filesystem>
 
@@ -77,6 +79,28 @@ TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) >= 1; }));
     EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 2'000'000}));
     EXPECT_TRUE(contentOf(placed("a.bin")) == content_);
+}
+
+TEST_P(ABrokenTransfer, IsAStreamErrorWhereAFileReachesTheLargestSize) {
+    server_.setHandler([&](const HttpRequest& request) {
+        if (request.target == pollTarget)
+            return HttpReply::json(count(streamTarget) == 0 ? item(R"(\\a.bin)") : nothing);
+        return request.target == streamTarget ? sendUpTo(request, size) : HttpReply::json(R"({"ReturnStatus":"0"})");
+    });
+    // What the bus launches has the limits of the bus.
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit million{1'000'000, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &million), 0);
+    deploy(server_.host());
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    start();
+    ASSERT_TRUE(pollUntil([&] { return serviceProcess().has_value(); }));
+    const auto process = serviceProcess();
+    EXPECT_TRUE(
+        bus_->waitForLog("Stream error: Error Domain=POSIX Code=27 \"" + temporary("a.bin") + ": File too large\""));
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) >= 2; })) << "it goes on";
+    EXPECT_EQ(serviceProcess(), process);
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, ABrokenTransfer, ::testing::Values(modern, between, wrapper),

@@ -1,10 +1,12 @@
 // What the engine tells the web service besides its polls, and the operations that nothing in the service calls.
 
+#include "Platform/Files.h"
 #include "Platform/NetworkFlags.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include <any>
 #include <stdexcept>
+#include <utility>
 
 namespace Quenmark {
 
@@ -56,6 +58,56 @@ TEST_F(TheEnginesReports, AreMadeWhenThePassIsEndedByAnExceptionOfTheNetworkTest
     flags_ = 0x2;
     Platform::NetworkTarget::replaceSource([this] { return std::optional(flags_); });
     expectStalled();
+}
+
+TEST_F(TheEnginesReports, AreMadeWhateverKindOfExceptionEndsThePassAndTheNextOneFollows) {
+    int questions = 0;
+    Platform::NetworkTarget::replaceSource([&]() -> std::optional<std::uint32_t> {
+        if (++questions == 1)
+            throw 7;
+        return flags_;
+    });
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    EXPECT_TRUE(waitFor(logErrorTarget));
+    probe_.setGate(true);
+    nextPass();
+    EXPECT_TRUE(waitFor(pollTarget));
+}
+
+TEST_F(TheEnginesReports, ThatFailByAnyKindOfExceptionDoNotEndTheChainOfPasses) {
+    bool throws = true;
+    Platform::NetworkTarget::replaceSource([&]() -> std::optional<std::uint32_t> {
+        if (throws)
+            throw 7;
+        return flags_;
+    });
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    EXPECT_EQ(log_.entries().back(), "The error report cannot be sent: an exception of no known kind");
+    throws = false;
+    probe_.setGate(true);
+    nextPass();
+    EXPECT_TRUE(waitFor(pollTarget));
+}
+
+TEST_F(TheEnginesReports, AreMadeWhateverKindOfExceptionEndsACompletion) {
+    // The acknowledgement asks whether the network is there, and so does the report, which finds it.
+    Platform::Files::createDirectory(placed("Docs"));
+    bool throws = false;
+    Platform::NetworkTarget::replaceSource([&]() -> std::optional<std::uint32_t> {
+        if (std::exchange(throws, false))
+            throw 7;
+        return flags_;
+    });
+    server_.enqueue(logErrorTarget, HttpReply::json(nothing));
+    startStream(HttpReply::silence());
+    throws = true;
+    server_.send(last(streamTarget).connection, HttpReply::ok("content", streamHeaders("\\Docs\\a.txt")).bytes());
+    ASSERT_TRUE(waitFor(logErrorTarget));
+    EXPECT_EQ(contentOf(placed("Docs/a.txt")), "content");
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+    EXPECT_FALSE(probe_.gateIsOpen());
 }
 
 TEST_F(TheEnginesReports, DoNotEndTheChainOfPasses) {
