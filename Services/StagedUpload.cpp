@@ -6,7 +6,6 @@
 #include "Platform/Text.h"
 #include "Services/ServicesUtilities.h"
 
-#include <cstdint>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -23,6 +22,12 @@ std::optional<std::string> textOf(const boost::json::object& params, std::string
     return value != nullptr ? std::optional(text(*value)) : std::nullopt;
 }
 
+/// Two spellings of one path, or two ways over symbolic links, are one file.
+bool isSameFile(const std::string& one, const std::string& other) {
+    std::error_code failure;
+    return std::filesystem::equivalent(one, other, failure);
+}
+
 } // namespace
 
 StagedUpload::StagedUpload(const boost::json::object& params)
@@ -32,20 +37,15 @@ StagedUpload::StagedUpload(const boost::json::object& params)
     name_ = Files::lastPathComponent(localPath_);
     copyPath_ = Files::appendingPathComponent(Platform::Environment::homeDirectory(), name_);
 
-    const auto source = Platform::Url::fromString(localPath_);
-    std::optional<std::uint64_t> size;
-    if (source)
-        size = Files::size(source->path());
-    Platform::Log::write(text(size) + " " + text(transitDownloadPath_) + " " + text(fileRequestID_));
-    if (!source)
-        return;
-    // Two spellings of one path, or two ways over symbolic links, are one file.
-    std::error_code failure;
-    isInPlace_ = std::filesystem::equivalent(localPath_, copyPath_, failure);
+    // The path is read as a URL: "%41" in it is an "A", and a "#" or "?" ends it. Size and content come from there.
+    const auto url = Platform::Url::fromString(localPath_);
+    const std::string source = url ? url->path() : "";
+    Platform::Log::write(text(Files::size(source)) + " " + text(transitDownloadPath_) + " " + text(fileRequestID_));
+    isInPlace_ = isSameFile(source, copyPath_);
     if (isInPlace_)
-        isCopied_ = std::holds_alternative<std::string>(Files::contents(localPath_));
-    else
-        isCopied_ = !Files::copyContents(localPath_, copyPath_);
+        isCopied_ = std::holds_alternative<std::string>(Files::contents(source));
+    else if (!isSameFile(localPath_, copyPath_)) // The file of that very name is not the one that is sent.
+        isCopied_ = !Files::copyContents(source, copyPath_);
 }
 
 Platform::UrlRequest StagedUpload::request(std::optional<Platform::Url> url) const {

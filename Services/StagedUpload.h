@@ -13,8 +13,9 @@ namespace Quenmark {
 class StagedUpload {
 public:
     /// Reads the file at "FilePath" of the parameters, in either form of separators, and writes the copy, replacing a
-    /// file of the same name. Nobody can read the copy who cannot read the file. A path that forms no URL (one with a blank, for instance), or that cannot be read, gives
-    /// no copy. Logs size, "TransitDownloadPath" and "FileRequestID".
+    /// file of the same name. Nobody can read the copy who cannot read the file. The path is read as a URL, so that
+    /// "a%41.txt" names the file "aA.txt", and "b#c" the file "b". A path that forms no URL (one with a blank, for
+    /// instance), or that cannot be read, gives no copy. Logs size, "TransitDownloadPath" and "FileRequestID".
     explicit StagedUpload(const boost::json::object& params);
 
     /// The POST that carries the parameters in its header fields.

@@ -185,7 +185,7 @@ TEST_F(AStagedUpload, HasACopyThatIsNoMoreReadableThanItsSource) {
 TEST_F(AStagedUpload, LeavesAFileThatLiesInTheHomeDirectoryThere) {
     const std::string path = home.write("mine.txt", "content");
     fs::create_symlink(home.path(), folder.path("link"));
-    for (const auto& filePath : {windowsForm(path), path, windowsForm(folder.path("link") + "/mine.txt")}) {
+    for (const auto& filePath : {windowsForm(path), path.substr(1), windowsForm(folder.path("link") + "/mine.txt")}) {
         reports.all.clear();
         server.enqueue(HttpReply::json("{}"));
         upload(params(filePath));
@@ -217,6 +217,57 @@ TEST_F(AStagedUpload, SendsAFileOfSeveralMegabytesWhole) {
     ASSERT_TRUE(awaitReport());
     ASSERT_EQ(server.requests().size(), 1U);
     EXPECT_TRUE(server.requests()[0].body == content);
+}
+
+TEST_F(AStagedUpload, TakesSizeAndContentFromTheFileThatThePathNamesAsAUrl) {
+    struct Case {
+        const char* name;
+        const char* named;
+    };
+    for (const auto& [name, named] : {Case{"a%41.txt", "aA.txt"}, Case{"b#c.txt", "b"}, Case{"q?x.txt", "q"}}) {
+        folder.write(name, "the file of that very name");
+        folder.write(named, "content");
+        reports.all.clear();
+        log.clear();
+        server.enqueue(HttpReply::json("{}"));
+        upload(params(windowsForm(folder.path(name))));
+        EXPECT_EQ(log.entries(), Log{"7 transit/601 601"}) << name;
+        ASSERT_TRUE(awaitReport());
+        EXPECT_EQ(reports.all[0].status, 0U) << name;
+        EXPECT_EQ(server.requests().back().body, "content") << name;
+        EXPECT_TRUE(homeIsEmpty());
+    }
+}
+
+TEST_F(AStagedUpload, FindsNoFileWhereOnlyOneOfThatVeryNameIs) {
+    for (const char* name : {"a%41.txt", "b#c.txt", "q?x.txt"}) {
+        reports.all.clear();
+        log.clear();
+        upload(params(windowsForm(folder.write(name, "content"))));
+        EXPECT_EQ(log.entries(), Log{"(null) transit/601 601"}) << name;
+        expectNoFile();
+    }
+}
+
+TEST_F(AStagedUpload, TakesThePartBehindTwoSeparatorsForAHost) {
+    // With a separator in front, the path becomes "//tmp/...", whose first part a URL takes for its host.
+    std::string filePath = folder.write("report.txt", "content");
+    std::replace(filePath.begin(), filePath.end(), '/', '\\');
+    upload(params(filePath));
+    EXPECT_EQ(log.entries(), Log{"(null) transit/601 601"});
+    expectNoFile();
+}
+
+TEST_F(AStagedUpload, KeepsAFileInTheHomeDirectoryWhoseNameNamesAnother) {
+    home.write("a%41.txt", "mine");
+    home.write("aA.txt", "another");
+    upload(params(windowsForm(home.path("a%41.txt"))));
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 2U);
+    EXPECT_EQ(reports.all[0].result.error()->code, -1100);
+    EXPECT_EQ(home.read("a%41.txt"), "mine");
+    EXPECT_EQ(home.read("aA.txt"), "another");
+    EXPECT_TRUE(everyRequest().empty());
 }
 
 TEST_F(AStagedUpload, FindsNoFileWhosePathHoldsABlank) {
