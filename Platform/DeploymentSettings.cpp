@@ -113,6 +113,16 @@ void takeVersion(const boost::json::object& values, const std::string& path, Rea
     reading.settings.appKitVersionNumber = value->to_number<double>();
 }
 
+void takeStagingDirectory(const boost::json::object& values, const std::string& path, Reading& reading) {
+    const auto* value = values.if_contains("stagingDirectory");
+    if (value == nullptr)
+        return;
+    const auto* directory = value->if_string();
+    if (directory == nullptr || !directory->starts_with('/') || directory->find('\0') != boost::json::string::npos)
+        return reading.refuse(path, "stagingDirectory", *value, "an absolute path");
+    reading.settings.stagingDirectory = *directory;
+}
+
 /// The files that may hold the settings, the most important first.
 std::vector<std::string> settingsFiles() {
     auto directories = Environment::configDirectories();
@@ -142,6 +152,7 @@ std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vec
         if (const auto& values = std::get<0>(content)) {
             takeServiceHost(*values, path, reading);
             takeVersion(*values, path, reading);
+            takeStagingDirectory(*values, path, reading);
             break;
         }
     }

@@ -19,6 +19,9 @@ struct DeploymentSettings {
     std::string serviceHost;
     /// The published release number.
     double appKitVersionNumber = 1343.0;
+    /// The folder in which files are staged for their upload, an absolute path; nil for the home directory. Another
+    /// value is logged and counts as absent.
+    std::optional<std::string> stagingDirectory = std::nullopt;
 
     /// The settings of this process as the files say now; `appKitVersionNumber` stays as it was first read. May be
     /// called from any thread.

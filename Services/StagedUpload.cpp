@@ -1,5 +1,6 @@
 #include "Services/StagedUpload.h"
 
+#include "Platform/DeploymentSettings.h"
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Log.h"
@@ -35,7 +36,8 @@ StagedUpload::StagedUpload(const boost::json::object& params)
       fileRequestID_(textOf(params, "FileRequestID")) {
     localPath_ = ServicesUtilities::convertPathToMac(text(filePath_));
     name_ = Files::lastPathComponent(localPath_);
-    copyPath_ = Files::appendingPathComponent(Platform::Environment::homeDirectory(), name_);
+    const auto folder = Platform::DeploymentSettings::current().stagingDirectory;
+    copyPath_ = Files::appendingPathComponent(folder ? *folder : Platform::Environment::homeDirectory(), name_);
 
     // The path is read as a URL: "%41" in it is an "A", and a "#" or "?" ends it. Size and content come from there.
     const auto url = Platform::Url::fromString(localPath_);

@@ -9,7 +9,8 @@
 
 namespace Quenmark {
 
-/// A file that is sent by way of a copy in the home directory.
+/// A file that is sent by way of a copy in the staging directory of the deployment settings: the home directory unless
+/// they name another.
 class StagedUpload {
 public:
     /// Reads the file at "FilePath" of the parameters, in either form of separators, and writes the copy, replacing a

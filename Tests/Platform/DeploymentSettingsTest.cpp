@@ -196,6 +196,18 @@ TEST_F(TheDeploymentSettings, KeepTheBuiltInValueWhereOneIsOfTheWrongType) {
     EXPECT_EQ(log.entries().size(), 2U);
 }
 
+TEST_F(TheDeploymentSettings, MayNameAStagingDirectory) {
+    EXPECT_EQ(read("{}").stagingDirectory, std::nullopt);
+    EXPECT_EQ(read(R"({"stagingDirectory": "/var/stage"})").stagingDirectory, "/var/stage");
+    EXPECT_EQ(log.entries(), Entries{});
+    for (const std::string value : {"\"stage\"", "\"\"", "17", "null", "\"/a\\u0000b\""}) {
+        EXPECT_EQ(read("{\"stagingDirectory\": " + value + "}").stagingDirectory, std::nullopt);
+        ASSERT_EQ(log.entries().size(), 1U) << value;
+        EXPECT_TRUE(log.entries()[0].starts_with(
+            homeFile() + ": \"stagingDirectory\" is not an absolute path and counts as absent: "));
+    }
+}
+
 TEST_F(TheDeploymentSettings, TakeHostsOfEveryKind) {
     for (const std::string host :
          {"localhost", "a", "a.example", "a.example.", "A-1.example:80", "x_y.example:65535", "1.2.3.4", "1.2.3.4:8080",

@@ -1,6 +1,7 @@
 // The upload of a file whose description travels in header fields, by way of a copy in the home directory.
 
 #include "ConnectorReports.h"
+#include "Platform/DeploymentSettings.h"
 #include "Platform/UrlLoading/UrlSession.h"
 #include "ServiceFixture.h"
 #include "Services/RestConnector.h"
@@ -180,6 +181,25 @@ TEST_F(AStagedUpload, HasACopyThatIsNoMoreReadableThanItsSource) {
         }
     }
     ::umask(before);
+}
+
+TEST_F(AStagedUpload, StagesWhereTheDeploymentSays) {
+    fs::create_directory(folder.path("stage"));
+    auto settings = Platform::DeploymentSettings::current();
+    settings.stagingDirectory = folder.path("stage");
+    Platform::DeploymentSettings::replace(settings);
+    home.write("report.txt", "mine");
+    std::string staged;
+    server.setHandler([&](const auto&) {
+        staged = folder.read("stage/report.txt");
+        return HttpReply::json("{}");
+    });
+    upload(params(windowsForm(folder.write("report.txt", "content"))));
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 0U);
+    EXPECT_EQ(staged, "content");
+    EXPECT_TRUE(fs::is_empty(folder.path("stage")));
+    EXPECT_EQ(home.read("report.txt"), "mine");
 }
 
 TEST_F(AStagedUpload, LeavesAFileThatLiesInTheHomeDirectoryThere) {
