@@ -45,7 +45,7 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
     isFilePathSet_ = false;
     stream_.reset();
     const auto* toComputerID = params.if_contains("ToComputerID");
-    const boost::json::object body{{"ToComputerID", toComputerID != nullptr ? *toComputerID : nullptr},
+    const boost::json::object body{{"ToComputerID", toComputerID != nullptr ? text(*toComputerID) : text(std::nullopt)},
                                    {"Length", text(fileLength_)}};
     auto written = Platform::Json::prettyPrinted(body);
     const auto* json = std::get_if<std::string>(&written);

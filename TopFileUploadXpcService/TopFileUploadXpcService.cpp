@@ -53,7 +53,7 @@ void createDirectoryWhereNothingIs(const std::string& path) {
 } // namespace
 
 void TopFileUploadXpcService::GetTopFileUpload() {
-    operationQueue_ = Queue::serial("TopFileUploadXpcService.operationQueue");
+    operationQueue_ = OperationQueue{Queue::serial("TopFileUploadXpcService.operationQueue"), 4};
     iAppsPrefs_ = Platform::Preferences::persistentDomainForName(Settings::sharedDomain);
     downloadStatus_ = true;
     TopFileUploadProcess();

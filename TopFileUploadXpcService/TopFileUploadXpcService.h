@@ -38,7 +38,8 @@ public:
     void GetTopFileUpload() override;
     /// One pass. It schedules the next one on the global background queue, whatever comes of it.
     void TopFileUploadProcess();
-    /// Streams an item down. `params` holds "ToComputerID".
+    /// Streams an item down. `params` holds "ToComputerID"; it and the offset are sent as texts, "(null)" where they
+    /// are not known.
     void startAsyncDownloadWithStreamRequest(const std::string& request, const boost::json::object& params);
     /// Acknowledges an item; a confirmation opens the gate.
     void acknowledgeFileUploadProcess(const UpdateFileUploadQuery& query);
@@ -65,6 +66,12 @@ public:
 
 private:
     friend class EngineProbe;
+
+    /// A queue, and how many of its operations may run at the same time.
+    struct OperationQueue {
+        Platform::Queue queue;
+        int maxConcurrentOperationCount;
+    };
 
     void runPass();
     /// Reports the exception that is being handled. Throws nothing.
@@ -108,7 +115,7 @@ private:
     /// answer, a "ReturnStatus" other than 0 and 2, an acknowledgement that fails or is refused.
     bool downloadStatus_ = false;
     /// Made at the start; no work is put on it.
-    std::optional<Platform::Queue> operationQueue_;
+    std::optional<OperationQueue> operationQueue_;
     /// Read with every item; nothing depends on it.
     std::optional<boost::json::array> pendingUploadIDArray_;
     std::optional<boost::json::array> allFileUploadIDArray_;

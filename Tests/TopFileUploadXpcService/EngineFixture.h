@@ -38,6 +38,14 @@ public:
     const std::optional<std::string>& filePath() const { return engine_.filePath_; }
     const std::optional<std::string>& tempFilePath() const { return engine_.tempFilePath_; }
     const std::optional<std::string>& fileLength() const { return engine_.fileLength_; }
+    /// How many operations of its queue may run at once; nil before there is a queue.
+    std::optional<int> operationLimit() const {
+        return engine_.operationQueue_ ? std::optional(engine_.operationQueue_->maxConcurrentOperationCount)
+                                       : std::nullopt;
+    }
+    std::optional<Platform::Queue> operationQueue() const {
+        return engine_.operationQueue_ ? std::optional(engine_.operationQueue_->queue) : std::nullopt;
+    }
     const std::optional<boost::json::object>& iAppsPrefs() const { return engine_.iAppsPrefs_; }
     const std::optional<boost::json::array>& pendingUploadIDs() const { return engine_.pendingUploadIDArray_; }
 

@@ -233,6 +233,17 @@ TEST_F(APollCycle, KeepsNoPendingIdentifiersWhenItsOwnStoreHasNone) {
     EXPECT_EQ(probe_.pendingUploadIDs(), std::nullopt);
 }
 
+TEST_F(APollCycle, StartsWithANewOperationQueueOfFourOperationsAtOnce) {
+    EXPECT_EQ(probe_.operationLimit(), std::nullopt);
+    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    start();
+    const auto first = probe_.operationQueue();
+    EXPECT_EQ(probe_.operationLimit(), 4);
+    start();
+    EXPECT_NE(probe_.operationQueue(), first);
+    EXPECT_EQ(probe_.operationLimit(), 4);
+}
+
 TEST_F(APollCycle, KeepsAnEngineAliveThatNobodyElseHolds) {
     server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();

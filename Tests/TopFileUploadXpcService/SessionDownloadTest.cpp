@@ -32,6 +32,13 @@ TEST_F(ASessionDownload, AsksWithTheComputersIdentifierAndTheOffset) {
     EXPECT_TRUE(log_.contains("{\n  \"ToComputerID\" : \"7\",\n  \"Length\" : \"0\"\n}"));
 }
 
+TEST_F(ASessionDownload, AsksWithTheTextOfNilForWhatIsNotKnown) {
+    server_.enqueue(HttpReply::silence());
+    engine_->startAsyncDownloadWithStreamRequest(server_.url("/stream"), {});
+    ASSERT_TRUE(waitFor("/stream"));
+    EXPECT_EQ(last("/stream").body, "{\n  \"ToComputerID\" : \"(null)\",\n  \"Length\" : \"(null)\"\n}");
+}
+
 TEST_F(ASessionDownload, ContinuesAPartialFileFromItsSize) {
     Platform::Files::createDirectory(placed("Docs"));
     writeFile(temporary("Docs/a.txt"), std::string(1234, 'x'));
