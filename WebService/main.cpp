@@ -109,6 +109,9 @@ int run(const std::string& listen, const std::string& data) {
     } catch (const std::invalid_argument& error) {
         return fail(EX_USAGE, "--listen " + listen + ": " + error.what());
     }
+    if (data.empty()) {
+        return fail(EX_USAGE, "--data is empty");
+    }
     ignoreStraySignals();
     std::optional<State> state;
     try {

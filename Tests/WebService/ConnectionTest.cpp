@@ -166,6 +166,29 @@ TEST(AnExchange, MayRefuseOrFailInALaterStep) {
     EXPECT_EQ(steps, 6);
 }
 
+TEST(AnExchange, ThatFailsAnywhereIsAnsweredWith500) {
+    ServedApplication application;
+    const auto fail = [] { throw std::runtime_error("broken"); };
+    application.on("/hello", [] { return textResponse("hello"); });
+    application.on(
+        "/begin", [] { return textResponse(""); }, fail);
+    application.on(
+        "/receive", [] { return textResponse(""); }, {}, fail);
+    application.on("/step", []() -> std::optional<Response> { throw std::runtime_error("broken"); });
+    application.on("/other", []() -> std::optional<Response> { throw 42; });
+    const std::uint16_t port = application.serve();
+    for (const auto& [path, message] : {std::pair("/begin", "broken"), std::pair("/receive", "broken"),
+                                        std::pair("/step", "broken"), std::pair("/other", "an error without a text")}) {
+        HttpClient client(port);
+        const HttpAnswer answer = client.exchange("POST", path, "body");
+        EXPECT_EQ(answer.status, 500) << path;
+        EXPECT_EQ(answer.body,
+                  std::string(R"({"ReturnStatus":"1","error":{"code":"InternalError","message":")") + message + "\"}}");
+        EXPECT_TRUE(client.isClosedByPeer());
+        EXPECT_EQ(HttpClient(port).exchange("GET", "/hello", "").body, "hello");
+    }
+}
+
 TEST(AnExchange, ThatTakesSeveralStepsWaitsForTheOneBefore) {
     ServedApplication application;
     bool isReleased = false;

@@ -7,6 +7,7 @@
 
 #include <boost/json.hpp>
 
+#include <algorithm>
 #include <csignal>
 
 namespace webservice::test {
@@ -15,6 +16,13 @@ namespace {
 
 class TheProgram : public ::testing::Test {
 protected:
+    static void expectEnd(const std::vector<std::string>& arguments, int status, const std::string& message) {
+        Program program(arguments);
+        EXPECT_EQ(program.exitStatus(), status) << message;
+        EXPECT_EQ(program.errors(), message);
+        EXPECT_EQ(program.restOfOutput(), "");
+    }
+
     TemporaryFolder folder;
     std::string data = folder.path("data").string();
 };
@@ -31,28 +39,53 @@ TEST_F(TheProgram, ShowsAnExampleInItsHelp) {
 }
 
 TEST_F(TheProgram, EndsWith64OnWrongUsage) {
-    EXPECT_EQ(Program({}).exitStatus(), 64);
-    EXPECT_EQ(Program({"--data", data, "--bogus"}).exitStatus(), 64);
-    EXPECT_EQ(Program({"--data", data, "--listen", "nonsense"}).exitStatus(), 64);
-    EXPECT_EQ(Program({"--data", data, "--listen", "127.0.0.1:65536"}).exitStatus(), 64);
+    const std::string help = "Run with --help for more information.\n";
+    expectEnd({}, 64, "--data is required\n" + help);
+    expectEnd({"--data"}, 64, "--data: 1 required DIR missing\n" + help);
+    expectEnd({"--data", data, "--bogus"}, 64, "The following argument was not expected: --bogus\n" + help);
+    expectEnd({"--data", ""}, 64, "quenmark-webservice: --data is empty\n");
+    expectEnd({"--data", data, "--listen", "nonsense"}, 64,
+              "quenmark-webservice: --listen nonsense: a port from 0 to 65535 is missing\n");
+    expectEnd({"--data", data, "--listen", "127.0.0.1:65536"}, 64,
+              "quenmark-webservice: --listen 127.0.0.1:65536: a port from 0 to 65535 is missing\n");
+    expectEnd({"--data", data, "--listen", "::1:80"}, 64,
+              "quenmark-webservice: --listen ::1:80: the host is malformed\n");
+    EXPECT_FALSE(std::filesystem::exists(data));
 }
 
 TEST_F(TheProgram, EndsWith69WhereItCannotListenOrTheFolderIsInUse) {
     const ServiceProcess running(data);
-    Program samePort({"--listen", "127.0.0.1:" + std::to_string(running.port()), "--data", folder.path("b").string()});
-    EXPECT_EQ(samePort.exitStatus(), 69);
-    EXPECT_EQ(samePort.errors(), "quenmark-webservice: cannot listen on 127.0.0.1:" + std::to_string(running.port()) +
-                                     ": Address already in use\n");
-    Program sameFolder({"--listen", "127.0.0.1:0", "--data", data});
-    EXPECT_EQ(sameFolder.exitStatus(), 69);
-    EXPECT_EQ(sameFolder.errors(), "quenmark-webservice: another process works on " + data + "\n");
+    const std::string other = folder.path("other").string();
+    expectEnd({"--listen", running.host(), "--data", other}, 69,
+              "quenmark-webservice: cannot listen on " + running.host() + ": Address already in use\n");
+    expectEnd({"--listen", "192.0.2.1:80", "--data", other}, 69,
+              "quenmark-webservice: cannot listen on 192.0.2.1:80: Cannot assign requested address\n");
+    expectEnd({"--listen", "127.0.0.1:0", "--data", data}, 69,
+              "quenmark-webservice: another process works on " + data + "\n");
+    EXPECT_EQ(HttpClient(running.port()).exchange("GET", "/status", "").status, 200);
 }
 
 TEST_F(TheProgram, EndsWith73Or74WhereTheFolderIsOfNoUse) {
+    const auto start = [&](const std::string& path) {
+        return std::vector<std::string>{"--listen", "127.0.0.1:0", "--data", path};
+    };
+    const std::string file = folder.path("file").string();
     folder.write("file", "x");
-    EXPECT_EQ(Program({"--listen", "127.0.0.1:0", "--data", folder.path("file").string()}).exitStatus(), 73);
+    expectEnd(start(file), 73,
+              "quenmark-webservice: filesystem error: cannot create directories: Not a directory [" + file + "]\n");
+    // Nobody can make a folder there.
+    expectEnd(start("/proc/nothing"), 73,
+              "quenmark-webservice: filesystem error: cannot create directories: No such file or directory "
+              "[/proc/nothing]\n");
+    folder.makeFolder("locked/lock");
+    expectEnd(start(folder.path("locked").string()), 73,
+              "quenmark-webservice: cannot open " + folder.path("locked/lock").string() + ": Is a directory\n");
     folder.write("broken/state.db", std::string(8192, 'x'));
-    EXPECT_EQ(Program({"--listen", "127.0.0.1:0", "--data", folder.path("broken").string()}).exitStatus(), 74);
+    Program broken(start(folder.path("broken").string()));
+    EXPECT_EQ(broken.exitStatus(), 74);
+    EXPECT_TRUE(broken.errors().starts_with("quenmark-webservice: ")) << broken.errors();
+    EXPECT_TRUE(broken.errors().ends_with(": file is not a database\n")) << broken.errors();
+    EXPECT_EQ(std::ranges::count(broken.errors(), '\n'), 1);
 }
 
 TEST_F(TheProgram, CarriesAnItemToItsComputerOnOneConnection) {

@@ -104,15 +104,22 @@ private:
             // The rest of the request is not read, so nothing more can be understood on this connection.
             keepAlive_ = false;
             response = serving_->application.refusal(headAsFarAsRead(parser), std::move(refused.response));
+        } catch (const Ended&) {
+            throw;
         } catch (const std::exception& failure) {
-            logLine(std::string("a request failed: ") + failure.what());
-            keepAlive_ = false;
-            response = serving_->application.refusal(headAsFarAsRead(parser),
-                                                     errorResponse(500, "InternalError", failure.what()));
+            response = failed(parser, failure.what());
+        } catch (...) {
+            response = failed(parser, "an error without a text");
         }
         line.status = response.status;
         co_await send(std::move(response), parser.get().method() == http::verb::head);
         line.isWhole = true;
+    }
+
+    Response failed(const Parser& parser, const std::string& what) {
+        logLine("a request failed: " + what);
+        keepAlive_ = false;
+        return serving_->application.refusal(headAsFarAsRead(parser), errorResponse(500, "InternalError", what));
     }
 
     awaitable<void> receiveHead(Parser& parser) {

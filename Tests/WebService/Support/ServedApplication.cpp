@@ -8,13 +8,19 @@ namespace {
 
 class SteppedExchange : public Exchange {
 public:
-    explicit SteppedExchange(ServedApplication::Step step) : step_(std::move(step)) {}
-    void receive(std::string_view) override {}
+    SteppedExchange(ServedApplication::Step step, ServedApplication::Hook receive)
+        : step_(std::move(step)), receive_(std::move(receive)) {}
+    void receive(std::string_view) override {
+        if (receive_) {
+            receive_();
+        }
+    }
     Response finish() override { throw std::logic_error("a stepped exchange is not finished at once"); }
     std::optional<Response> step() override { return step_(); }
 
 private:
     ServedApplication::Step step_;
+    ServedApplication::Hook receive_;
 };
 
 } // namespace
@@ -35,11 +41,15 @@ std::uint16_t ServedApplication::serve(const Limits& limits) {
 }
 
 std::unique_ptr<Exchange> ServedApplication::begin(const RequestHead& head) {
-    const auto found = steps_.find(head.path());
-    if (found == steps_.end()) {
+    const auto found = paths_.find(head.path());
+    if (found == paths_.end()) {
         throw Refused{errorResponse(404, "UnknownPath", "there is nothing at this path")};
     }
-    return std::make_unique<SteppedExchange>(found->second);
+    const Path& path = found->second;
+    if (path.begin) {
+        path.begin();
+    }
+    return std::make_unique<SteppedExchange>(path.step, path.receive);
 }
 
 Response textResponse(std::string body) {

@@ -23,8 +23,13 @@ public:
     ServedApplication() = default;
     ~ServedApplication() override;
 
-    // What a request for `path` steps through. Not to be called once serving has begun.
-    void on(const std::string& path, Step step) { steps_[path] = std::move(step); }
+    using Hook = std::function<void()>;
+
+    // What a request for `path` steps through, and what is called before, when it begins and for each piece of its
+    // body. Not to be called once serving has begun.
+    void on(const std::string& path, Step step, Hook begin = {}, Hook receive = {}) {
+        paths_[path] = {std::move(step), std::move(begin), std::move(receive)};
+    }
 
     // Serves on a free port of 127.0.0.1, which it returns.
     std::uint16_t serve(const Limits& limits = {});
@@ -32,7 +37,13 @@ public:
     std::unique_ptr<Exchange> begin(const RequestHead& head) override;
 
 private:
-    std::map<std::string, Step, std::less<>> steps_;
+    struct Path {
+        Step step;
+        Hook begin;
+        Hook receive;
+    };
+
+    std::map<std::string, Path, std::less<>> paths_;
     boost::asio::io_context context_{1};
     std::thread thread_;
 };
