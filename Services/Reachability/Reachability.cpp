@@ -13,6 +13,8 @@ namespace {
 
 namespace NetworkFlag = Platform::NetworkFlag;
 
+constexpr const char* sourceFile = "Services/Reachability/Reachability.cpp";
+
 bool isSet(std::uint32_t flags, std::uint32_t flag) {
     return (flags & flag) != 0;
 }
@@ -25,6 +27,9 @@ std::unique_ptr<Reachability> reachabilityWithIPv4Address(std::uint32_t address)
 }
 
 } // namespace
+
+ReachabilityAssertion::ReachabilityAssertion(const std::string& message, AssertionPlace place)
+    : std::logic_error(message), place_(std::move(place)) {}
 
 void PrintReachabilityFlags(std::uint32_t, const char*) {}
 
@@ -84,7 +89,8 @@ void Reachability::stopNotifier() {
 
 ReachabilityStatus Reachability::currentReachabilityStatus() const {
     if (!reachabilityRef)
-        throw ReachabilityAssertion("currentNetworkStatus called with NULL reachabilityRef");
+        throw ReachabilityAssertion("currentNetworkStatus called with NULL reachabilityRef",
+                                    {"currentReachabilityStatus", this, sourceFile, 256});
     const auto flags = reachabilityRef->flags();
     if (!flags)
         return ReachabilityNone;
@@ -93,7 +99,8 @@ ReachabilityStatus Reachability::currentReachabilityStatus() const {
 
 bool Reachability::connectionRequired() const {
     if (!reachabilityRef)
-        throw ReachabilityAssertion("connectionRequired called with NULL reachabilityRef");
+        throw ReachabilityAssertion("connectionRequired called with NULL reachabilityRef",
+                                    {"connectionRequired", this, sourceFile, 245});
     const auto flags = reachabilityRef->flags();
     return flags && isSet(*flags, NetworkFlag::ConnectionRequired);
 }

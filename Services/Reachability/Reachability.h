@@ -20,10 +20,26 @@ inline constexpr const char* kNetworkReachabilityChangedNotification = "kNetwork
 /// Whether something can be reached. There are no further values.
 enum ReachabilityStatus { ReachabilityNone = 0, ReachabilityAvailable = 1 };
 
+class Reachability;
+
+/// Where an assertion failed.
+struct AssertionPlace {
+    /// The operation, and the object that it was called on, which may be gone when this is read.
+    std::string method;
+    const Reachability* object;
+    /// The source file, and the line that the interface gives the assertion, wherever it stands.
+    std::string file;
+    int line;
+};
+
 /// An operation was called on an object that has no target: a mistake of the program.
 class ReachabilityAssertion : public std::logic_error {
 public:
-    using std::logic_error::logic_error;
+    ReachabilityAssertion(const std::string& message, AssertionPlace place);
+    const AssertionPlace& place() const { return place_; }
+
+private:
+    AssertionPlace place_;
 };
 
 /// Is shown the flags, and the name of the rule that is about to be applied to them. A place for a breakpoint: it

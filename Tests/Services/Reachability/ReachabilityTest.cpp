@@ -38,22 +38,27 @@ TEST(AReachabilityObject, HasTwoStatusesOnly) {
 }
 
 template <class Operation>
-std::string assertionOf(const Operation& operation) {
+void expectAssertion(const Operation& operation, const Reachability& object, const char* message, const char* method,
+                     int line) {
     try {
         operation();
-    } catch (const std::logic_error& assertion) {
-        return assertion.what();
+        FAIL() << "nothing was thrown";
+    } catch (const Quenmark::ReachabilityAssertion& assertion) {
+        EXPECT_STREQ(assertion.what(), message);
+        EXPECT_EQ(assertion.place().method, method);
+        EXPECT_EQ(assertion.place().object, &object);
+        EXPECT_EQ(assertion.place().file, "Services/Reachability/Reachability.cpp");
+        EXPECT_EQ(assertion.place().line, line);
     }
-    return "nothing was thrown";
 }
 
 TEST(AReachabilityObject, WithoutATargetCannotBeAsked) {
     const Reachability reachability;
-    EXPECT_EQ(assertionOf([&] { (void)reachability.currentReachabilityStatus(); }),
-              "currentNetworkStatus called with NULL reachabilityRef");
-    EXPECT_EQ(assertionOf([&] { (void)reachability.connectionRequired(); }),
-              "connectionRequired called with NULL reachabilityRef");
-    EXPECT_THROW((void)reachability.connectionRequired(), Quenmark::ReachabilityAssertion);
+    expectAssertion([&] { (void)reachability.currentReachabilityStatus(); }, reachability,
+                    "currentNetworkStatus called with NULL reachabilityRef", "currentReachabilityStatus", 256);
+    expectAssertion([&] { (void)reachability.connectionRequired(); }, reachability,
+                    "connectionRequired called with NULL reachabilityRef", "connectionRequired", 245);
+    EXPECT_THROW((void)reachability.connectionRequired(), std::logic_error);
 }
 
 TEST(AReachabilityObject, JudgesARealNetworkByItsKind) {
