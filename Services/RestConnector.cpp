@@ -24,10 +24,12 @@ std::optional<Platform::Url> RestConnector::getAbsoluteURL(std::string_view path
     return absoluteURL(path);
 }
 
-// A session without a task would keep its delegate, and this the session: where no task comes of it, it is dropped.
 void RestConnector::makeSession(UrlSessionConfiguration configuration) {
     session_ =
         UrlSession::sessionWithConfiguration(std::move(configuration), shared_from_this(), Platform::Queue::main());
+    // The session keeps this, its delegate, until its last task is done, and is kept by this. One task that is made and
+    // let go frees the two of each other until there is another.
+    session_->uploadTaskWithStreamedRequest({});
 }
 
 void RestConnector::configSessionForData() {
@@ -66,7 +68,6 @@ std::optional<std::string> RestConnector::beginPost(const boost::json::value& pa
     configSessionForDownload();
     auto body = JsonPost::body(params, "Json String ");
     if (body.error() != nullptr) {
-        session_.reset();
         finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
         return std::nullopt;
     }
@@ -94,10 +95,8 @@ void RestConnector::startAsyncDownloadWithStreamRequest(std::string_view task, c
     progressHandler_ = std::move(progress);
     configSessionForData();
     auto body = JsonPost::body(params, "");
-    if (body.error() != nullptr) {
-        session_.reset();
+    if (body.error() != nullptr)
         return finished(std::nullopt, Result<Data>(*body.error()), RestStatusEncodeError);
-    }
     sessionTask_ = session_->dataTaskWithRequest(
         JsonPost::jsonRequest(task, std::move(*body.answer())),
         [finished = std::move(finished)](std::optional<Data> data, std::optional<HttpUrlResponse> response,
@@ -167,7 +166,6 @@ void RestConnector::startAsyncUpload(std::string_view task, const boost::json::v
         return;
     const auto request = JsonPost::request(task, std::move(*body));
     Log::write("url is........" + (request.url ? request.url->absoluteString() : text(std::nullopt)));
-    session_.reset();
 }
 
 void RestConnector::resume() {
@@ -184,6 +182,8 @@ void RestConnector::close() {
         sessionTask_->cancel();
 }
 
+void RestConnector::URLSessionDidReceiveChallenge(UrlSession&, Platform::ChallengeHandler) {}
+
 void RestConnector::URLSessionTaskDidReceiveChallenge(UrlSession&, Platform::UrlSessionTask&,
                                                       Platform::ChallengeHandler) {}
 
@@ -193,5 +193,12 @@ void RestConnector::URLSessionTaskDidCompleteWithError(UrlSession&, Platform::Ur
     Log::write("........." + (response != nullptr ? text(*response) : text(std::nullopt)));
     Log::write("error ............" + text(error));
 }
+
+void RestConnector::URLSessionDownloadTaskDidWriteData(UrlSession&, Platform::UrlSessionTask&, std::int64_t,
+                                                       std::int64_t, std::int64_t) {}
+void RestConnector::URLSessionDownloadTaskDidFinishDownloadingToURL(UrlSession&, Platform::UrlSessionTask&,
+                                                                    const Platform::Url&) {}
+void RestConnector::URLSessionDownloadTaskDidResumeAtOffset(UrlSession&, Platform::UrlSessionTask&, std::int64_t,
+                                                            std::int64_t) {}
 
 } // namespace Quenmark

@@ -4,11 +4,13 @@
 #include "Services/JsonPost.h"
 #include "Services/Result.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Quenmark {
 
@@ -45,8 +47,8 @@ public:
     /// as nil with `RestStatusSuccess`. The upload is not the `sessionTask`.
     void startAsyncUploadWithStreamRequest(std::string_view task, const boost::json::object& params,
                                            ProgressHandler progress, Finished finished);
-    /// Gets an absolute URL into memory; a response that is too long for that (UrlRequest.h, `maximumDataInMemory`) is a
-    /// transport error.
+    /// Gets an absolute URL into memory; a response that is too long for that (UrlRequest.h, `maximumDataInMemory`) is
+    /// a transport error.
     void startAsyncDownload(std::string_view url, ProgressHandler progress, DataFinished finished);
     /// Builds a request and sends nothing; `finished` is told of failures only. Required so; nothing uses it.
     void startAsyncUpload(std::string_view task, const boost::json::value& params, ProgressHandler progress,
@@ -59,15 +61,31 @@ public:
     /// Cancels the `sessionTask`, where there is one.
     void close();
 
-    const std::shared_ptr<Platform::UrlSessionTask>& sessionTask() const { return sessionTask_; }
+    /// The session that was made last; it stays when its request ends.
     const std::shared_ptr<Platform::UrlSession>& session() const { return session_; }
+    void setSession(std::shared_ptr<Platform::UrlSession> session) { session_ = std::move(session); }
+    const std::shared_ptr<Platform::UrlSessionTask>& sessionTask() const { return sessionTask_; }
+    void setSessionTask(std::shared_ptr<Platform::UrlSessionTask> task) { sessionTask_ = std::move(task); }
     const ProgressHandler& progressHandler() const { return progressHandler_; }
+    void setProgressHandler(ProgressHandler handler) { progressHandler_ = std::move(handler); }
 
+    /// Leaves the challenge unanswered, as the one of a task.
+    void URLSessionDidReceiveChallenge(Platform::UrlSession& session,
+                                       Platform::ChallengeHandler completionHandler) override;
     /// Leaves the challenge unanswered, so that the task waits until its time-out.
     void URLSessionTaskDidReceiveChallenge(Platform::UrlSession& session, Platform::UrlSessionTask& task,
                                            Platform::ChallengeHandler completionHandler) override;
     void URLSessionTaskDidCompleteWithError(Platform::UrlSession& session, Platform::UrlSessionTask& task,
                                             const std::optional<Platform::Error>& error) override;
+    /// Report no progress, whether there is a progress handler or not, and do nothing else.
+    void URLSessionDownloadTaskDidWriteData(Platform::UrlSession& session, Platform::UrlSessionTask& downloadTask,
+                                            std::int64_t bytesWritten, std::int64_t totalBytesWritten,
+                                            std::int64_t totalBytesExpectedToWrite) override;
+    void URLSessionDownloadTaskDidFinishDownloadingToURL(Platform::UrlSession& session,
+                                                         Platform::UrlSessionTask& downloadTask,
+                                                         const Platform::Url& location) override;
+    void URLSessionDownloadTaskDidResumeAtOffset(Platform::UrlSession& session, Platform::UrlSessionTask& downloadTask,
+                                                 std::int64_t fileOffset, std::int64_t expectedTotalBytes) override;
 
 private:
     void makeSession(Platform::UrlSessionConfiguration configuration);

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace Quenmark {
 
@@ -27,7 +28,9 @@ public:
 
     /// The queue of the last request; nil before the first one.
     const std::optional<Platform::Queue>& operationQueue() const { return operationQueue_; }
+    void setOperationQueue(std::optional<Platform::Queue> queue) { operationQueue_ = std::move(queue); }
     const ProgressHandler& progressHandler() const { return progressHandler_; }
+    void setProgressHandler(ProgressHandler handler) { progressHandler_ = std::move(handler); }
 
 private:
     std::optional<Platform::Queue> operationQueue_;

@@ -13,6 +13,17 @@ void UrlSessionDelegate::URLSessionTaskDidReceiveChallenge(UrlSession&, UrlSessi
     completionHandler(ChallengeDisposition::PerformDefaultHandling);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+void UrlSessionDelegate::URLSessionDidReceiveChallenge(UrlSession&, ChallengeHandler completionHandler) {
+    completionHandler(ChallengeDisposition::PerformDefaultHandling);
+}
+
+void UrlSessionDelegate::URLSessionDownloadTaskDidWriteData(UrlSession&, UrlSessionTask&, std::int64_t, std::int64_t,
+                                                            std::int64_t) {}
+void UrlSessionDelegate::URLSessionDownloadTaskDidFinishDownloadingToURL(UrlSession&, UrlSessionTask&, const Url&) {}
+void UrlSessionDelegate::URLSessionDownloadTaskDidResumeAtOffset(UrlSession&, UrlSessionTask&, std::int64_t,
+                                                                 std::int64_t) {}
+
 void UrlSessionDelegate::URLSessionDataTaskDidReceiveData(UrlSession&, UrlSessionTask&, std::string_view) {}
 
 void UrlSessionDelegate::URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask&, const std::optional<Error>&) {

@@ -5,6 +5,7 @@
 #include "Platform/UrlLoading/UrlRequest.h"
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -59,6 +60,18 @@ public:
                                                    ChallengeHandler completionHandler);
     /// The next bytes of a data task that has no completion handler. `data` is valid during the call.
     virtual void URLSessionDataTaskDidReceiveData(UrlSession& session, UrlSessionTask& dataTask, std::string_view data);
+    /// Asks about the session's connections as a whole. Servers are judged by their certificates here, and proxies are
+    /// not asked for; so no session makes this call, which is for an owner's own use.
+    virtual void URLSessionDidReceiveChallenge(UrlSession& session, ChallengeHandler completionHandler);
+    /// The progress of a download task, its file, and where it went on. Every download task has a completion handler,
+    /// which takes their place, so no session makes these calls either.
+    virtual void URLSessionDownloadTaskDidWriteData(UrlSession& session, UrlSessionTask& downloadTask,
+                                                    std::int64_t bytesWritten, std::int64_t totalBytesWritten,
+                                                    std::int64_t totalBytesExpectedToWrite);
+    virtual void URLSessionDownloadTaskDidFinishDownloadingToURL(UrlSession& session, UrlSessionTask& downloadTask,
+                                                                 const Url& location);
+    virtual void URLSessionDownloadTaskDidResumeAtOffset(UrlSession& session, UrlSessionTask& downloadTask,
+                                                         std::int64_t fileOffset, std::int64_t expectedTotalBytes);
     /// The task has ended, with an error or nil. Last call for the task; not made for one with a completion handler.
     virtual void URLSessionTaskDidCompleteWithError(UrlSession& session, UrlSessionTask& task,
                                                     const std::optional<Error>& error);

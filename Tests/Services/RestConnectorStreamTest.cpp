@@ -294,6 +294,8 @@ TEST_F(AnInertUpload, LogsItsBodyAndItsUrlAndSendsNothing) {
     EXPECT_EQ(log.entries(), (Log{"Json String {\n  \"A\" : \"1\"\n}",
                                   "url is........" + server.url("/QuenmarkRestService/Uploads.svc/A")}));
     EXPECT_EQ(connector->sessionTask(), nullptr);
+    ASSERT_NE(connector->session(), nullptr);
+    EXPECT_EQ(connector->session()->configuration().timeoutIntervalForResource, std::chrono::seconds(60));
     EXPECT_TRUE(everyRequest().empty());
     EXPECT_TRUE(reports.all.empty());
 }

@@ -260,6 +260,69 @@ TEST_F(ASessionConnector, IsFreedOnceItsRequestHasEnded) {
     ASSERT_TRUE(runUntil([&] { return connector.expired(); }));
 }
 
+TEST_F(ASessionConnector, KeepsTheSessionOfARequestThatCannotBeEncodedAndIsKeptByNone) {
+    auto connector = post(boost::json::object{{"ToComputerID", "\xFF"}});
+    const auto session = connector->session();
+    ASSERT_NE(session, nullptr);
+    EXPECT_EQ(session->configuration().timeoutIntervalForResource, std::chrono::seconds(60));
+    const std::weak_ptr<RestConnector> freed = connector;
+    connector.reset();
+    EXPECT_TRUE(freed.expired()) << "a session without a task keeps its delegate";
+}
+
+TEST_F(ASessionConnector, IsFreedWithTheSessionsThatItMadeForNoTask) {
+    auto connector = std::make_shared<RestConnector>();
+    connector->configSessionForData();
+    connector->configSessionForUpload();
+    connector->configSessionForDownload();
+    const std::weak_ptr<RestConnector> freed = connector;
+    const std::weak_ptr<Platform::UrlSession> session = connector->session();
+    connector.reset();
+    EXPECT_TRUE(freed.expired());
+    EXPECT_TRUE(session.expired());
+}
+
+TEST_F(ASessionConnector, HasPropertiesThatCanBeSet) {
+    server.enqueue(HttpReply::json("{}"));
+    const auto connector = std::make_shared<RestConnector>();
+    const auto session = Platform::UrlSession::sessionWithConfiguration({});
+    connector->setSession(session);
+    EXPECT_EQ(connector->session(), session);
+    Platform::UrlRequest request;
+    request.url = Platform::Url::fromString(server.url("/a"));
+    bool ended = false;
+    connector->setSessionTask(session->dataTaskWithRequest(request, [&](auto, auto, auto) { ended = true; }));
+    connector->resume();
+    EXPECT_EQ(connector->sessionTask()->state(), Platform::UrlSessionTask::State::Running);
+    EXPECT_TRUE(runUntil([&] { return ended; }));
+    int called = 0;
+    connector->setProgressHandler([&] { ++called; });
+    connector->progressHandler()();
+    EXPECT_EQ(called, 1);
+    connector->setSessionTask(nullptr);
+    connector->setProgressHandler(nullptr);
+    EXPECT_EQ(connector->sessionTask(), nullptr);
+    EXPECT_FALSE(connector->progressHandler());
+}
+
+TEST_F(ASessionConnector, DoesNothingAboutChallengesAndProgress) {
+    server.enqueue(HttpReply::json("{}"));
+    const auto connector = post();
+    connector->setProgressHandler([] { FAIL() << "progress is never reported"; });
+    auto& session = *connector->session();
+    auto& task = *connector->sessionTask();
+    const auto answer = [](Platform::ChallengeDisposition) { FAIL() << "no challenge is answered"; };
+    connector->URLSessionDidReceiveChallenge(session, answer);
+    connector->URLSessionTaskDidReceiveChallenge(session, task, answer);
+    connector->URLSessionDownloadTaskDidWriteData(session, task, 1, 2, 3);
+    connector->URLSessionDownloadTaskDidFinishDownloadingToURL(session, task, *Platform::Url::fromString("file:///a"));
+    connector->URLSessionDownloadTaskDidResumeAtOffset(session, task, 1, 2);
+    EXPECT_EQ(log.entries(), Log{"Json String {}"});
+    EXPECT_TRUE(reports.all.empty());
+    EXPECT_EQ(task.state(), Platform::UrlSessionTask::State::Running);
+    ASSERT_TRUE(awaitReport());
+}
+
 TEST_F(ASessionConnector, LogsTheEndOfATaskThatHasNoHandler) {
     server.enqueue(HttpReply::status(404, "", {{"X-A", "1"}}));
     const auto connector = std::make_shared<RestConnector>();

@@ -185,6 +185,16 @@ TEST_F(ALegacyConnector, SwallowsAnUnknownError) {
     EXPECT_EQ(log.entries()[2], "error code at rest connector strt async task......");
 }
 
+TEST_F(ALegacyConnector, HasPropertiesThatCanBeSet) {
+    RestConnector_Old connector;
+    connector.setOperationQueue(Queue::serial("another"));
+    EXPECT_EQ(connector.operationQueue().value().label(), "another");
+    int called = 0;
+    connector.setProgressHandler([&] { ++called; });
+    connector.progressHandler()();
+    EXPECT_EQ(called, 1);
+}
+
 TEST_F(ALegacyConnector, IsKeptByItsRequestAndFreedWithIt) {
     server.enqueue(HttpReply::silence());
     const std::weak_ptr<RestConnector_Old> connector = post();
