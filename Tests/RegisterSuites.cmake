@@ -1,0 +1,21 @@
+# Read by ctest at its start: registers each suite of `program`, a program of GoogleTest, as one test with `properties`.
+
+if(NOT EXISTS "${program}")
+  add_test(${target}_IS_NOT_BUILT "${program}")
+  return()
+endif()
+execute_process(COMMAND "${program}" --gtest_list_tests OUTPUT_VARIABLE listing RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "${program} does not list its tests: ${status}")
+endif()
+# The names of suites begin their lines and end with a full stop.
+string(REGEX MATCHALL "\n[A-Za-z0-9_/]+\\." suites "\n${listing}")
+if(NOT suites)
+  message(FATAL_ERROR "${program} has no tests")
+endif()
+foreach(suite ${suites})
+  string(STRIP "${suite}" suite)
+  string(REGEX REPLACE "\\.$" "" suite "${suite}")
+  add_test("${suite}" "${program}" "--gtest_filter=${suite}.*")
+  set_tests_properties("${suite}" PROPERTIES ${properties})
+endforeach()
