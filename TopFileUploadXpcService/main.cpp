@@ -50,11 +50,11 @@ int runListener(Platform::RunLoop& loop) {
 
 int main() {
     Platform::StandardStreams::keepOpen();
-    // A peer or a log's reader that has gone is an error of the write.
+    // A peer or a log's reader that has gone, and a limit of file sizes, are errors of the write (EPIPE, EFBIG).
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     Platform::Memory::keepSmall();
     Platform::RunLoop loop;
-    std::signal(SIGXFSZ, SIG_IGN); // A write beyond a limit of file sizes fails (EFBIG), and is an error like others.
     Platform::Queue::global(Platform::Priority::Background)
         .after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
     return ServicesUtilities::is10_7() ? runWrapper() : runListener(loop);
