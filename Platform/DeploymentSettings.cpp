@@ -213,8 +213,10 @@ private:
             return;
         }
         auto [settings, complaints] = std::get<0>(std::move(result));
-        if (isNew || complaints != complaints_)
-            std::for_each(complaints.begin(), complaints.end(), Log::write);
+        if (isNew || complaints != complaints_) {
+            for (const auto& complaint : complaints)
+                Log::write(complaint, Log::Priority::Error);
+        }
         complaints_ = std::move(complaints);
         // The front end is chosen by it once, when the service starts.
         if (settings_)

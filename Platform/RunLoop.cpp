@@ -16,7 +16,7 @@ constexpr int tasksPerTurn = 256;
 std::atomic<RunLoop*> theLoop = nullptr;
 
 void logException(const char* where, const char* what) {
-    Log::write(std::string("Uncaught exception on ") + where + ": " + what);
+    Log::write(std::string("Uncaught exception on ") + where + ": " + what, Log::Priority::Error);
 }
 
 template <class Function>

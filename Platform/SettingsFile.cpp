@@ -34,7 +34,7 @@ public:
                 return;
             logged = std::move(state);
         }
-        Log::write(entry);
+        Log::write(entry, Log::Priority::Error);
     }
 
     void forget(const std::string& path) {

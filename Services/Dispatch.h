@@ -22,9 +22,9 @@ void startRequest(Variant variant, const char* path, boost::json::object params,
 /// Posts the parameters and hands on the raw answer. Only where `Variant::RawStream` is carried out.
 void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler);
 
-inline void logIfAny(const char* entry) {
+inline void logIfAny(const char* entry, Platform::Log::Priority priority) {
     if (entry != nullptr)
-        Platform::Log::write(entry);
+        Platform::Log::write(entry, priority);
 }
 
 /// The record of an answer, or the error that there is no room for it.
@@ -52,7 +52,7 @@ void perform(const Operation<Query, Answer>& operation, const Query& query, Comp
                          const auto* error = result.error();
                          handler(error != nullptr ? Result<Answer>(*error) : Result<Answer>(),
                                  static_cast<std::int64_t>(status));
-                         return logIfAny(operation.log.failure);
+                         return logIfAny(operation.log.failure, Platform::Log::Priority::Error);
                      }
                      // Nil has no entries, and gives a record whose fields are all nil.
                      auto* answer = result.answer();
@@ -61,7 +61,9 @@ void perform(const Operation<Query, Answer>& operation, const Query& query, Comp
                      auto record = decodeAnswer(operation, std::move(decoded));
                      const bool fits = record.error() == nullptr;
                      handler(std::move(record), fits ? RestStatusSuccess : RestStatusDecodeError);
-                     logIfAny(fits ? operation.log.success : operation.log.failure);
+                     if (!fits)
+                         return logIfAny(operation.log.failure, Platform::Log::Priority::Error);
+                     logIfAny(operation.log.success, Platform::Log::Priority::Info);
                  });
 }
 

@@ -23,10 +23,15 @@ std::string excerpt(std::string_view body) {
 
 } // namespace
 
-Result<std::string> body(const boost::json::value& params, std::string_view logPrefix) {
+Log::Priority priorityOf(std::string_view path) {
+    return path == "Uploads.svc/GetTopFileUpload" ? Log::Priority::Debug : Log::Priority::Info;
+}
+
+Result<std::string> body(const boost::json::value& params, std::string_view logPrefix, Log::Priority priority) {
     auto written = Platform::Json::prettyPrinted(params);
     auto* json = std::get_if<std::string>(&written);
-    Log::write(std::string(logPrefix) + (json != nullptr ? excerpt(*json) : text(std::nullopt)));
+    Log::write(std::string(logPrefix) + (json != nullptr ? excerpt(*json) : text(std::nullopt)),
+               json != nullptr ? priority : Log::Priority::Error);
     if (json == nullptr)
         return Result<std::string>(std::get<Platform::Error>(written));
     return Result<std::string>(std::move(*json));
@@ -49,24 +54,24 @@ Platform::UrlRequest jsonRequest(std::string_view path, std::string body) {
 }
 
 void finish(const std::optional<Platform::Data>& data, const std::optional<Platform::Error>& error,
-            const Finished& finished) {
+            const Finished& finished, Log::Priority priority) {
     using Answer = Result<boost::json::value>;
     if (error) {
-        Log::write("error code ...." + text(*error));
+        Log::write("error code ...." + text(*error), Log::Priority::Warning);
         if (error->code == Platform::UrlError::Unknown) {
-            Log::write("error code at rest connector strt async task......");
+            Log::write("error code at rest connector strt async task......", Log::Priority::Error);
             return;
         }
         finished(Answer(*error), RestStatusTransportError);
-        Log::write("network error");
+        Log::write("network error", Log::Priority::Warning);
         return;
     }
     auto decoded = Platform::Json::parse(data ? std::string_view(*data) : std::string_view());
     if (auto* answer = std::get_if<boost::json::value>(&decoded)) {
-        Log::write("response " + text(*answer));
+        Log::write("response " + text(*answer), priority);
         finished(Answer(std::move(*answer)), RestStatusSuccess);
     } else {
-        Log::write("response " + text(std::nullopt));
+        Log::write("response " + text(std::nullopt), Log::Priority::Warning);
         finished(Answer(std::get<Platform::Error>(decoded)), RestStatusDecodeError);
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Log.h"
 #include "Platform/UrlLoading/UrlRequest.h"
 #include "Services/Result.h"
 
@@ -17,9 +18,13 @@ namespace Quenmark::JsonPost {
 /// Is called with the decoded answer and `RestStatusSuccess`, or with nil or an error and another status.
 using Finished = std::function<void(Result<boost::json::value>, std::uint64_t status)>;
 
-/// The body of a post, written to the log, a long one up to 128 KiB, with `logPrefix` in front; or the error that keeps the parameters from being
-/// written as JSON.
-Result<std::string> body(const boost::json::value& params, std::string_view logPrefix);
+/// The priority of the log entries of a post's body and response: the poll for the next item comes every two seconds.
+Platform::Log::Priority priorityOf(std::string_view path);
+
+/// The body of a post, written to the log, a long one up to 128 KiB, with `logPrefix` in front; or the error that keeps
+/// the parameters from being written as JSON.
+Result<std::string> body(const boost::json::value& params, std::string_view logPrefix,
+                         Platform::Log::Priority priority = Platform::Log::Priority::Info);
 
 /// A POST of `body` to the path below the service root, without a "Content-Type".
 Platform::UrlRequest request(std::string_view path, std::string body);
@@ -28,6 +33,6 @@ Platform::UrlRequest jsonRequest(std::string_view path, std::string body);
 
 /// Logs the outcome of the post and reports it. An error with code -1 is logged and not reported, which is required.
 void finish(const std::optional<Platform::Data>& data, const std::optional<Platform::Error>& error,
-            const Finished& finished);
+            const Finished& finished, Platform::Log::Priority priority = Platform::Log::Priority::Info);
 
 } // namespace Quenmark::JsonPost

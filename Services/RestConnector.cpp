@@ -58,15 +58,15 @@ void RestConnector::configSessionForDownload() {
     makeSession(std::move(configuration));
 }
 
-std::optional<std::string> RestConnector::beginPost(const boost::json::value& params, ProgressHandler progress,
-                                                    const Finished& finished) {
+std::optional<std::string> RestConnector::beginPost(std::string_view task, const boost::json::value& params,
+                                                    ProgressHandler progress, const Finished& finished) {
     if (!Reachability::isReachable()) {
         finished({}, RestStatusNotReachable);
         return std::nullopt;
     }
     progressHandler_ = std::move(progress);
     configSessionForDownload();
-    auto body = JsonPost::body(params, "Json String ");
+    auto body = JsonPost::body(params, "Json String ", JsonPost::priorityOf(task));
     if (body.error() != nullptr) {
         finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
         return std::nullopt;
@@ -76,15 +76,15 @@ std::optional<std::string> RestConnector::beginPost(const boost::json::value& pa
 
 void RestConnector::startAsyncTask(std::string_view task, const boost::json::value& params, ProgressHandler progress,
                                    Finished finished) {
-    auto body = beginPost(params, std::move(progress), finished);
+    auto body = beginPost(task, params, std::move(progress), finished);
     if (!body)
         return;
-    sessionTask_ = session_->dataTaskWithRequest(JsonPost::jsonRequest(task, std::move(*body)),
-                                                 [finished = std::move(finished)](const std::optional<Data>& data,
-                                                                                  const std::optional<HttpUrlResponse>&,
-                                                                                  const std::optional<Error>& error) {
-                                                     JsonPost::finish(data, error, finished);
-                                                 });
+    sessionTask_ = session_->dataTaskWithRequest(
+        JsonPost::jsonRequest(task, std::move(*body)),
+        [finished = std::move(finished), priority = JsonPost::priorityOf(task)](
+            const std::optional<Data>& data, const std::optional<HttpUrlResponse>&, const std::optional<Error>& error) {
+            JsonPost::finish(data, error, finished, priority);
+        });
     resume();
 }
 
@@ -149,7 +149,7 @@ void RestConnector::startAsyncDownload(std::string_view url, ProgressHandler pro
                 error = Platform::UrlError::make(Platform::UrlError::DataLengthExceedsMaximum);
             if (error) {
                 finished(Result<Data>(*error), RestStatusTransportError);
-                Log::write("nework error......." + text(*error));
+                Log::write("nework error......." + text(*error), Log::Priority::Warning);
                 return;
             }
             auto content = Platform::Files::contents(file);
@@ -161,7 +161,7 @@ void RestConnector::startAsyncDownload(std::string_view url, ProgressHandler pro
 
 void RestConnector::startAsyncUpload(std::string_view task, const boost::json::value& params, ProgressHandler progress,
                                      const Finished& finished) {
-    auto body = beginPost(params, std::move(progress), finished);
+    auto body = beginPost(task, params, std::move(progress), finished);
     if (!body)
         return;
     const auto request = JsonPost::request(task, std::move(*body));
@@ -191,7 +191,7 @@ void RestConnector::URLSessionTaskDidCompleteWithError(UrlSession&, Platform::Ur
                                                        const std::optional<Error>& error) {
     const auto* response = task.response();
     Log::write("........." + (response != nullptr ? text(*response) : text(std::nullopt)));
-    Log::write("error ............" + text(error));
+    Log::write("error ............" + text(error), error ? Log::Priority::Warning : Log::Priority::Info);
 }
 
 void RestConnector::URLSessionDownloadTaskDidWriteData(UrlSession&, Platform::UrlSessionTask&, std::int64_t,

@@ -90,8 +90,8 @@ public:
 private:
     void makeSession(Platform::UrlSessionConfiguration configuration);
     /// What a post of JSON begins with: its session and its body; nil where it has ended with a status instead.
-    std::optional<std::string> beginPost(const boost::json::value& params, ProgressHandler progress,
-                                         const Finished& finished);
+    std::optional<std::string> beginPost(std::string_view task, const boost::json::value& params,
+                                         ProgressHandler progress, const Finished& finished);
 
     std::shared_ptr<Platform::UrlSession> session_;
     std::shared_ptr<Platform::UrlSessionTask> sessionTask_;

@@ -17,15 +17,15 @@ void RestConnector_Old::startAsyncTask(std::string_view task, const boost::json:
     if (!Reachability::isReachable())
         return finished({}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
-    auto body = JsonPost::body(params, "Json String ");
+    auto body = JsonPost::body(params, "Json String ", JsonPost::priorityOf(task));
     if (body.error() != nullptr)
         return finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
     operationQueue_ = Platform::Queue::serial("RestConnector_Old");
     Platform::UrlConnection::sendAsynchronousRequest(
         JsonPost::jsonRequest(task, std::move(*body.answer())), *operationQueue_,
-        [self = shared_from_this(), finished = std::move(finished)](
+        [self = shared_from_this(), finished = std::move(finished), priority = JsonPost::priorityOf(task)](
             const std::optional<Platform::HttpUrlResponse>&, const std::optional<Platform::Data>& data,
-            const std::optional<Platform::Error>& error) { JsonPost::finish(data, error, finished); });
+            const std::optional<Platform::Error>& error) { JsonPost::finish(data, error, finished, priority); });
 }
 
 } // namespace Quenmark

@@ -11,7 +11,8 @@ std::optional<std::string> itemText(const std::optional<boost::json::value>& val
     if (!value || value->is_null())
         return std::nullopt;
     if (value->is_structured()) {
-        Platform::Log::write("The value of " + std::string(name) + " is not a text; it is left out");
+        Platform::Log::write("The value of " + std::string(name) + " is not a text; it is left out",
+                             Platform::Log::Priority::Warning);
         return std::nullopt;
     }
     return Platform::text(*value);

@@ -49,7 +49,8 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
                                    {"Length", text(fileLength_)}};
     auto written = Platform::Json::prettyPrinted(body);
     const auto* json = std::get_if<std::string>(&written);
-    Log::write(json != nullptr ? *json : text(std::nullopt));
+    Log::write(json != nullptr ? *json : text(std::nullopt),
+               json != nullptr ? Log::Priority::Info : Log::Priority::Error);
     auto urlRequest = streamRequest(request, json != nullptr ? *json : std::string());
 
     if (ServicesUtilities::isLessThan10_10()) {
@@ -111,7 +112,7 @@ void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
         const std::int64_t written = stream_->write(data.substr(0, static_cast<std::size_t>(remaining)));
         Log::write("Bytes Written : " + text(written));
         if (written == -1) {
-            Log::write("Stream error: " + text(stream_->streamError()));
+            Log::write("Stream error: " + text(stream_->streamError()), Log::Priority::Error);
             downloadStatus_ = true;
             return;
         }

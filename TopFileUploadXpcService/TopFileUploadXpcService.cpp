@@ -75,7 +75,7 @@ void TopFileUploadXpcService::reportException() {
         logErrorMethod(textOfException());
     } catch (...) {
         // The next pass is scheduled all the same.
-        Log::write("The error report cannot be sent: " + textOfException());
+        Log::write("The error report cannot be sent: " + textOfException(), Log::Priority::Error);
     }
 }
 
@@ -90,11 +90,11 @@ void TopFileUploadXpcService::runPass() {
         return;
     downloadStatus_ = false;
     if (!NetWorkConnectionStatus::ConectionStatus()) {
-        Log::write("connection not availble........");
+        Log::write("connection not availble........", Log::Priority::Warning);
         downloadStatus_ = true;
         return;
     }
-    Log::write("Connection available... ");
+    Log::write("Connection available... ", Log::Priority::Debug);
     RestInterface::asyncGetTopFileUpload(query,
                                          [self = shared_from_this(), params = std::move(params)](
                                              const Result<GetTopFileUploadResponseData>& result, std::int64_t status) {
@@ -187,7 +187,8 @@ void TopFileUploadXpcService::logErrorMethod(const std::any&) {
     query.userId = itemText(valueOf(iAppsPrefs_, Settings::userIdKey), Settings::userIdKey);
     RestInterface::asyncLogError(query, [](const Result<LogErrorResponseData>& result, std::int64_t) {
         const auto* answer = result.answer();
-        Log::write("Error occured...." + (answer != nullptr ? text(propertiesOf(*answer)) : text(std::nullopt)));
+        Log::write("Error occured...." + (answer != nullptr ? text(propertiesOf(*answer)) : text(std::nullopt)),
+                   Log::Priority::Error);
     });
 }
 

@@ -39,7 +39,7 @@ int runListener(Platform::RunLoop& loop) {
     Platform::Ipc::Listener listener(ServiceNames::address, ServiceNames::exportedInterface);
     listener.setDelegate(&delegate);
     listener.setEndHandler([&loop](const std::string& reason) {
-        Platform::Log::write(reason);
+        Platform::Log::write(reason, Platform::Log::Priority::Error);
         loop.stop(EX_UNAVAILABLE);
     });
     listener.resume();

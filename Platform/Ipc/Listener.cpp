@@ -64,7 +64,7 @@ void Listener::State::returnToBus() {
         const auto self = weak.lock();
         if (!self || self->listener == nullptr)
             return;
-        Log::write("The connection to the session bus was cut and is made again");
+        Log::write("The connection to the session bus was cut and is made again", Log::Priority::Warning);
         if (self->goToBus())
             self->end(Bus::lost);
     });

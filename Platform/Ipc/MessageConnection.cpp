@@ -76,7 +76,7 @@ void MessageConnection::receive(IncomingCall call) {
         return call.fail(accessDenied, "the connection is cancelled");
     auto argument = call.argument();
     if (const auto* refused = std::get_if<MessageFailure>(&argument)) {
-        Log::write("A message from " + call.sender() + " is refused: " + refused->text);
+        Log::write("A message from " + call.sender() + " is refused: " + refused->text, Log::Priority::Warning);
         return call.fail(refused->errorName, refused->text);
     }
     ReceivedEvent received{std::get<Value>(std::move(argument)), std::nullopt};

@@ -24,7 +24,7 @@ public:
         if (!bus)
             return;
         if (const auto reason = bus->send(target_, message))
-            Log::write("A message to " + target_.destination + " cannot be sent: " + *reason);
+            Log::write("A message to " + target_.destination + " cannot be sent: " + *reason, Log::Priority::Error);
     }
 
 private:
@@ -87,7 +87,7 @@ void MessageService::State::returnToBus() {
         const auto self = weak.lock();
         if (!self || !self->bus)
             return;
-        Log::write("The connection to the session bus was cut and is made again");
+        Log::write("The connection to the session bus was cut and is made again", Log::Priority::Warning);
         if (self->goToBus())
             self->end(Bus::lost);
     });
@@ -168,7 +168,7 @@ int runMessageService(const MessageAddress& address, MessageService::ConnectionH
     RunLoop& loop = RunLoop::main();
     MessageService service(address, std::move(handler));
     service.setEndHandler([&](const std::string& reason) {
-        Log::write(reason);
+        Log::write(reason, Log::Priority::Error);
         loop.stop(EX_UNAVAILABLE);
     });
     const SignalWatch termination(SIGTERM, [&] {

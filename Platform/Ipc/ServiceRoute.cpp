@@ -85,7 +85,7 @@ void ServiceRoute::start() {
         const auto* failure = std::get_if<CallFailure>(&answer);
         if (failure == nullptr)
             return;
-        Log::write(address_.service.name + " cannot be launched: " + failure->text);
+        Log::write(address_.service.name + " cannot be launched: " + failure->text, Log::Priority::Error);
         tell(ConnectionError::Kind::Invalid);
     });
 }
@@ -96,7 +96,7 @@ void ServiceRoute::send(const Value& message) {
         start();
     const BusTarget target{address_.service.name, address_.service.objectPath, address_.interface, "Message"};
     if (const auto reason = bus_.send(target, message))
-        Log::write("A message to " + address_.service.name + " cannot be sent: " + *reason);
+        Log::write("A message to " + address_.service.name + " cannot be sent: " + *reason, Log::Priority::Error);
 }
 
 } // namespace Platform::Ipc

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Platform/Log.h"
+
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,10 +22,13 @@ public:
     bool contains(std::string_view entry) const;
     /// How many entries are exactly `entry`.
     std::size_t count(std::string_view entry) const;
-    void clear() { entries_.clear(); }
+    /// The priority of the first entry that begins with `start`; nil where there is none.
+    std::optional<Platform::Log::Priority> priorityOf(std::string_view start) const;
+    void clear();
 
 private:
     std::vector<std::string> entries_;
+    std::vector<Platform::Log::Priority> priorities_;
 };
 
 } // namespace TestSupport
