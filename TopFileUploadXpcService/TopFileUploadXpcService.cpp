@@ -82,6 +82,7 @@ void TopFileUploadXpcService::reportException() {
 void TopFileUploadXpcService::runPass() {
     GetTopFileUploadQuery query;
     iAppsPrefs_ = Platform::Preferences::persistentDomainForName(Settings::sharedDomain);
+    missingSettings_.report(iAppsPrefs_);
     query.toComputerId = itemText(valueOf(iAppsPrefs_, Settings::computerIdKey), Settings::computerIdKey);
     if (!query.toComputerId)
         throw std::invalid_argument("there is no computerIdKey to ask with");

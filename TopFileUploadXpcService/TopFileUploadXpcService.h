@@ -6,6 +6,7 @@
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Services/Requests/UpdateFileUploadQuery.h"
 #include "Services/Responses/GetTopFileUploadResponseData.h"
+#include "TopFileUploadXpcService/MissingSettings.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcServiceProtocol.h"
 
 #include <boost/json/array.hpp>
@@ -109,6 +110,7 @@ private:
     std::optional<std::string> fileLength_;
     /// The shared preferences as of the last pass; nil when there are none.
     std::optional<boost::json::object> iAppsPrefs_;
+    MissingSettings missingSettings_;
     std::optional<Platform::OutputStream> stream_;
     /// The gate. Open (true): the next pass may ask the server. Closed: a request or a download is in flight, or a
     /// failure that does not open it again has happened: a transport error other than -1004 and -1005 once there is an
