@@ -15,8 +15,12 @@ constexpr int tasksPerTurn = 256;
 
 std::atomic<RunLoop*> theLoop = nullptr;
 
-void logException(const char* where, const char* what) {
-    Log::write(std::string("Uncaught exception on ") + where + ": " + what, Log::Priority::Error);
+/// Never throws: what the loop's guard lets out would end the process.
+void logException(const char* where, const char* what) noexcept {
+    try {
+        Log::write(std::string("Uncaught exception on ") + where + ": " + what, Log::Priority::Error);
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is no memory to say so
+    }
 }
 
 template <class Function>

@@ -4,6 +4,7 @@
 #include "Platform/UrlLoading/UrlRequest.h"
 
 #include <algorithm>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -21,22 +22,31 @@ public:
             return UrlError::make(UrlError::DataLengthExceedsMaximum);
         // What is announced need not come: memory for more is taken as it does.
         announced_ = static_cast<std::size_t>(length);
-        data_.reserve(std::min(announced_, maximumDataPiece));
-        return std::nullopt;
+        return makeRoom(std::min(announced_, maximumDataPiece));
     }
 
     std::optional<Error> append(std::string_view bytes) {
         if (bytes.size() > maximumDataInMemory - data_.size())
             return UrlError::make(UrlError::DataLengthExceedsMaximum);
-        if (data_.size() + bytes.size() > data_.capacity())
-            data_.reserve(std::max(announced_, data_.size() + bytes.size()));
-        data_ += bytes;
-        return std::nullopt;
+        const std::size_t needed = data_.size() + bytes.size();
+        auto error = needed > data_.capacity() ? makeRoom(std::max(announced_, needed)) : std::nullopt;
+        if (!error)
+            data_ += bytes;
+        return error;
     }
 
     Data take() { return std::move(data_); }
 
 private:
+    std::optional<Error> makeRoom(std::size_t size) {
+        try {
+            data_.reserve(size);
+            return std::nullopt;
+        } catch (const std::bad_alloc&) {
+            return UrlError::make(UrlError::DataLengthExceedsMaximum);
+        }
+    }
+
     Data data_;
     std::size_t announced_ = 0;
 };

@@ -74,19 +74,19 @@ HttpLoad::~HttpLoad() = default;
 
 void HttpLoad::begin(std::shared_ptr<HttpLoadClient> client) {
     client_ = std::move(client);
-    begun_ = RunLoop::main().now();
     RunLoop::main().attachment<Running>().loads.insert(shared_from_this());
-    armTimer();
 }
 
 void HttpLoad::start() {
     if (std::exchange(started_, true) || ended_ || failure_)
         return;
-    lastProgress_ = RunLoop::main().now();
-    if (auto error = prepare())
-        return fail(std::move(*error));
-    armTimer();
-    transfer();
+    try {
+        if (auto error = prepare())
+            return fail(std::move(*error));
+        transfer();
+    } catch (...) {
+        breakOff();
+    }
 }
 
 std::optional<Error> HttpLoad::prepare() {
@@ -120,8 +120,16 @@ void HttpLoad::transfer() {
 }
 
 void HttpLoad::transferChanged() {
+    try {
+        lookAtTransfer();
+    } catch (...) {
+        breakOff();
+    }
+}
+
+void HttpLoad::lookAtTransfer() {
     if (transfer_->takeProgress())
-        lastProgress_ = RunLoop::main().now();
+        noteProgress();
     if (!answer_ && transfer_->head().state() == ResponseHead::State::Complete) {
         const int status = transfer_->head().statusCode();
         if (isRedirect(status) && transfer_->head().fields().has("Location"))
@@ -164,7 +172,8 @@ void HttpLoad::resume() {
     if (!std::exchange(suspended_, false))
         return;
     const Duration stoodStill = RunLoop::main().now() - suspendedSince_;
-    begun_ += stoodStill;
+    if (begun_)
+        *begun_ += stoodStill;
     lastProgress_ += stoodStill;
     armTimer();
     scheduleDelivery();
@@ -180,8 +189,17 @@ void HttpLoad::fail(Error error) {
         return;
     failure_ = std::move(error);
     transfer_.reset();
-    timer_.cancel();
+    // Where there is no memory to schedule it with, the timer tries again.
     scheduleDelivery();
+    timer_.cancel();
+}
+
+/// Ends where there is no memory to go on.
+void HttpLoad::breakOff() noexcept {
+    try {
+        fail(Error{UrlError::domain, UrlError::NetworkConnectionLost, "out of memory"});
+    } catch (...) { // NOLINT(bugprone-empty-catch): the timer ends it
+    }
 }
 
 void HttpLoad::drop() {
@@ -211,8 +229,8 @@ bool HttpLoad::hasNews() const {
 void HttpLoad::scheduleDelivery() {
     if (scheduled_ || delivering_ || !hasNews())
         return;
-    scheduled_ = true;
     settings_.queue.async([load = shared_from_this()] { load->deliver(); });
+    scheduled_ = true;
 }
 
 /// One call of the client: what it leaves behind is in order however it ends.
@@ -223,14 +241,11 @@ public:
     Delivery& operator=(const Delivery&) = delete;
     ~Delivery() {
         load_.delivering_ = false;
-        if (load_.transfer_ && !piece_.empty()) {
-            // The memory goes back, unless the transfer needed new memory meanwhile.
-            piece_.clear();
-            if (load_.transfer_->pieces().empty())
-                load_.transfer_->pieces() = std::move(piece_);
-            load_.transfer_->continueReading();
+        try {
+            goOn();
+        } catch (...) {
+            load_.breakOff();
         }
-        load_.scheduleDelivery();
     }
 
     void makeCall() {
@@ -242,6 +257,17 @@ public:
     }
 
 private:
+    void goOn() {
+        if (load_.transfer_ && !piece_.empty()) {
+            // The memory goes back, unless the transfer needed new memory meanwhile.
+            piece_.clear();
+            if (load_.transfer_->pieces().empty())
+                load_.transfer_->pieces() = std::move(piece_);
+            load_.transfer_->continueReading();
+        }
+        load_.scheduleDelivery();
+    }
+
     HttpLoad& load_;
     PieceBuffer piece_;
 };
@@ -266,10 +292,21 @@ void HttpLoad::finish(const std::optional<Error>& error) {
 }
 
 std::optional<Duration> HttpLoad::deadline() const {
-    const Duration whole = later(begun_, toDuration(settings_.wholeLimit));
-    const Duration idle = started_ ? later(lastProgress_, toDuration(settings_.idleLimit)) : Duration::max();
-    const Duration first = std::min(whole, idle);
+    if (!begun_)
+        return std::nullopt;
+    const Duration whole = later(*begun_, toDuration(settings_.wholeLimit));
+    const Duration first = std::min(whole, later(lastProgress_, toDuration(settings_.idleLimit)));
     return first == Duration::max() ? std::nullopt : std::optional(first);
+}
+
+/// Time runs from the moment on when the first transfer has its slot.
+void HttpLoad::noteProgress() {
+    lastProgress_ = RunLoop::main().now();
+    if (begun_)
+        return;
+    begun_ = lastProgress_;
+    suspendedSince_ = lastProgress_;
+    armTimer();
 }
 
 /// One timer serves both limits, and progress does not move it: when it fires too early, it is set anew.
@@ -282,7 +319,9 @@ void HttpLoad::armTimer() {
 
 void HttpLoad::timerFired() {
     const auto end = deadline();
-    if (end && *end <= RunLoop::main().now())
+    if (failure_)
+        scheduleDelivery();
+    else if (end && *end <= RunLoop::main().now())
         fail(UrlError::make(UrlError::TimedOut, url_ ? url_->absoluteString() : ""));
     else
         armTimer();

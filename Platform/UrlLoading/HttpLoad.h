@@ -39,7 +39,7 @@ public:
         HeaderFields additionalHeaders;
         /// The path of a file that is sent as the body, in place of the request's own.
         std::optional<std::string> bodyFile;
-        /// The longest time without progress, and of the whole load from `begin` on.
+        /// The longest time without progress, and of the whole load. Neither runs before the load has a slot.
         std::chrono::duration<double> idleLimit;
         std::chrono::duration<double> wholeLimit;
         Queue queue;
@@ -52,7 +52,7 @@ public:
 
     const UrlRequest& request() const { return settings_.request; }
 
-    /// Lets time run. To be called first, once.
+    /// To be called first, once.
     void begin(std::shared_ptr<HttpLoadClient> client);
     /// Goes to the network, once.
     void start();
@@ -75,6 +75,9 @@ private:
     std::optional<Error> prepare();
     void transfer();
     void transferChanged();
+    void lookAtTransfer();
+    void noteProgress();
+    void breakOff() noexcept;
     void followRedirect(int status);
     HttpUrlResponse takeAnswer();
 
@@ -110,7 +113,8 @@ private:
     /// An end that the transfer did not bring: everything else is dropped for it.
     std::optional<Error> failure_;
 
-    Duration begun_{};
+    /// When time began to run; nil while the load waits for a slot.
+    std::optional<Duration> begun_;
     Duration lastProgress_{};
     Duration suspendedSince_{};
     Timer timer_;

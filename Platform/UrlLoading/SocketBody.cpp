@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <utility>
 
 namespace Platform {
@@ -62,8 +63,12 @@ void SocketBody::startGathering() {
     timer_ = FileDescriptor(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
     const itimerspec every{{0, gatheringLimit}, {0, gatheringLimit}};
     if (!timer_ || ::timerfd_settime(timer_.get(), 0, &every, nullptr) != 0)
-        return; // Where there is no descriptor left, bytes are taken as they come.
-    timerWatch_ = RunLoop::main().watch(timer_.get(), EPOLLIN, [this](std::uint32_t) { timerFired(); });
+        return; // Where there is no descriptor or memory left, bytes are taken as they come.
+    try {
+        timerWatch_ = RunLoop::main().watch(timer_.get(), EPOLLIN, [this](std::uint32_t) { timerFired(); });
+    } catch (const std::exception&) {
+        return timer_.reset();
+    }
     gatherAtLeast(gathered);
 }
 

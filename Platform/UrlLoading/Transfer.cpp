@@ -18,6 +18,11 @@ namespace {
 /// A rest of a body that is shorter is not worth a connection of its own.
 constexpr std::uint64_t worthTakingOver = 256 << 10;
 
+/// Takes no memory itself: its texts are short enough to be held in place.
+Error outOfMemory() noexcept {
+    return Error{UrlError::domain, UrlError::NetworkConnectionLost, "out of memory"};
+}
+
 } // namespace
 
 void Transfer::progressed() noexcept {
@@ -117,7 +122,7 @@ void Transfer::finish(int result) noexcept {
     try {
         finish(errorOf(result));
     } catch (...) {
-        finish(Error{UrlError::domain, UrlError::NetworkConnectionLost, "out of memory"});
+        finish(outOfMemory());
     }
     releaseHandle();
     driver_->touch(*this);
@@ -125,7 +130,7 @@ void Transfer::finish(int result) noexcept {
 
 void Transfer::continueReading() {
     if (directBody_)
-        return directBody_->continueReading();
+        return continueReadingDirectly();
     if (!std::exchange(paused_, false) || easy_ == nullptr)
         return;
     TransferDriver& driver = *driver_;
@@ -155,8 +160,20 @@ void Transfer::takeOverConnection() {
     if (!connection)
         return driver_->perform(); // There is no descriptor left; the transport goes on.
     releaseHandle();
-    directBody_ = std::make_unique<SocketBody>(std::move(connection), *head_.contentLength() - received_, pieces_,
-                                               [this] { receivedFromConnection(); });
+    try {
+        directBody_ = std::make_unique<SocketBody>(std::move(connection), *head_.contentLength() - received_, pieces_,
+                                                   [this] { receivedFromConnection(); });
+    } catch (...) {
+        finish(outOfMemory());
+    }
+}
+
+void Transfer::continueReadingDirectly() {
+    try {
+        directBody_->continueReading();
+    } catch (...) {
+        finish(outOfMemory());
+    }
 }
 
 void Transfer::receivedFromConnection() {

@@ -108,6 +108,7 @@ private:
     std::uint64_t bodySize() const;
     bool canTakeOverConnection() const;
     void takeOverConnection();
+    void continueReadingDirectly();
     void receivedFromConnection();
     void progressed() noexcept;
     void settle();

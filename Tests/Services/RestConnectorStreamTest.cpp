@@ -134,14 +134,14 @@ TEST_F(ARawPost, ReportsATransportErrorWithoutAWord) {
     EXPECT_EQ(log.entries(), Log{"{}"});
 }
 
-TEST_F(ARawPost, ReportsAnUnknownErrorLikeAnyOther) {
+TEST_F(ARawPost, ReportsAFailedTlsHandshakeLikeAnyOtherError) {
     server.enqueue(HttpReply::status(307, "", {{"Location", "https://" + server.host() + "/"}}));
     post(boost::json::object{});
     ASSERT_TRUE(runUntil([&] { return server.unfinishedRequests() == 1; }));
     server.closeAll();
     ASSERT_TRUE(awaitReport());
     EXPECT_EQ(reports.all[0].status, 2U);
-    EXPECT_EQ(reports.all[0].result.error()->code, -1);
+    EXPECT_EQ(reports.all[0].result.error()->code, -1200);
     EXPECT_EQ(log.entries(), Log{"{}"});
 }
 

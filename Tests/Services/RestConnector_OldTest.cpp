@@ -172,17 +172,17 @@ TEST_F(ALegacyConnector, ReportsAPathThatFormsNoUrlAndSendsNothing) {
     EXPECT_TRUE(everyRequest().empty());
 }
 
-TEST_F(ALegacyConnector, SwallowsAnUnknownError) {
+TEST_F(ALegacyConnector, ReportsAFailedTlsHandshake) {
     server.enqueue(HttpReply::status(307, "", {{"Location", "https://" + server.host() + "/"}}));
     post();
     ASSERT_TRUE(runUntil([&] { return server.unfinishedRequests() == 1; }));
     server.closeAll();
-    ASSERT_TRUE(runUntil([&] { return log.entries().size() >= 3; }));
+    ASSERT_TRUE(awaitReports());
     EXPECT_EQ(everyRequest().size(), 1U);
-    EXPECT_TRUE(reports.all.empty());
-    ASSERT_EQ(log.entries().size(), 3U);
-    EXPECT_TRUE(log.entries()[1].starts_with("error code ....Error Domain=UrlLoading Code=-1 \"")) << log.entries()[1];
-    EXPECT_EQ(log.entries()[2], "error code at rest connector strt async task......");
+    EXPECT_EQ(reports.all[0].status, 2U);
+    EXPECT_EQ(reports.all[0].result.error()->code, -1200);
+    ASSERT_TRUE(runUntil([&] { return log.entries().size() >= 3; }));
+    EXPECT_EQ(log.entries().back(), "network error");
 }
 
 TEST_F(ALegacyConnector, HasPropertiesThatCanBeSet) {
