@@ -63,6 +63,26 @@ TEST_F(APollCycle, RunsItsLaterPassesOnTheGlobalBackgroundQueue) {
     EXPECT_EQ(*queue, Platform::Queue::global(Platform::Priority::Background));
 }
 
+TEST_F(APollCycle, CountsTheTwoSecondsFromTheEndOfAPass) {
+    // The test of the network takes a second.
+    Platform::NetworkTarget::replaceSource([&] {
+        clock_.advance(std::chrono::seconds(1));
+        return std::optional<std::uint32_t>(0);
+    });
+    start();
+    int passes = 0;
+    Platform::NetworkTarget::replaceSource([&] {
+        ++passes;
+        return std::optional<std::uint32_t>(0);
+    });
+    clock_.advance(std::chrono::milliseconds(1999));
+    loop_.runOnce(std::chrono::seconds(0));
+    EXPECT_EQ(passes, 0);
+    clock_.advance(std::chrono::milliseconds(1));
+    loop_.runOnce(std::chrono::seconds(0));
+    EXPECT_EQ(passes, 1);
+}
+
 TEST_F(APollCycle, ReadsThePreferencesAnewInEveryPass) {
     server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
