@@ -146,6 +146,17 @@ TEST_F(AnXPCConnection, SendsLaterOnItsQueueInOrder) {
                   Object(Dictionary{{"number", Number(std::int64_t{count})}}));
 }
 
+TEST_F(AnXPCConnection, SendsBehindWhatItsQueueHoldsAlready) {
+    const auto connection = connect();
+    connection->dispatchQueue().async([&] {
+        connection->connection()->send(Platform::Ipc::Dictionary{{"n", "first"}});
+    });
+    connection->sendMessage(Dictionary{{"n", std::string("second")}});
+    ASSERT_TRUE(loop.runUntil([&] { return messages.size() == 2; }));
+    EXPECT_EQ(*messages[0]->as<Dictionary>()->objectForKey("echo"), Object(Dictionary{{"n", std::string("first")}}));
+    EXPECT_EQ(*messages[1]->as<Dictionary>()->objectForKey("echo"), Object(Dictionary{{"n", std::string("second")}}));
+}
+
 TEST_F(AnXPCConnection, HoldsEventsBackWhileItIsSuspended) {
     const auto connection = connect();
     ASSERT_TRUE(echo(*connection, std::string("first")));
