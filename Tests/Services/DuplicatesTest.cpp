@@ -1,14 +1,20 @@
 // Numbered copies of files and folders that are there already, on a real file system.
 
+#include "Platform/FileDescriptor.h"
 #include "Services/ServicesUtilities.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <chrono>
 #include <filesystem>
+#include <future>
+#include <thread>
 
 namespace ServicesTests {
 
@@ -113,6 +119,29 @@ TEST_F(ADuplicate, IsTriedUnderTheNextNumberWhenTheCopyFails) {
     EXPECT_EQ(folder.read("a 2.txt"), "content");
     EXPECT_TRUE(fs::is_symlink(folder.path("a 1.txt")));
     EXPECT_FALSE(fs::exists(folder.path("nowhere")));
+}
+
+/// A folder with a FIFO cannot be copied, so that one number follows the other for as long as the folder is there.
+TEST_F(ADuplicate, IsThePathItselfOnceNothingIsThereAnyMore) {
+    fs::create_directory(folder.path("Docs"));
+    ASSERT_EQ(::mkfifo(folder.path("Docs/fifo").c_str(), 0600), 0);
+    const Platform::FileDescriptor changes(::inotify_init1(IN_CLOEXEC));
+    ASSERT_GE(::inotify_add_watch(changes.get(), folder.path().c_str(), IN_CREATE), 0);
+    std::promise<void> isDone;
+    std::jthread remover([&, done = isDone.get_future()] {
+        // The copies that are begun say that the path was tested before; several may be told of in one piece.
+        std::array<char, 4096> events{};
+        for (int pieces = 0; pieces < 2; ++pieces)
+            EXPECT_GT(::read(changes.get(), events.data(), events.size()), 0);
+        fs::rename(folder.path("Docs"), folder.path("Elsewhere"));
+        // What never looks at the path again gets a folder that it can copy, and is found out by the copy's name.
+        if (done.wait_for(std::chrono::seconds(20)) == std::future_status::timeout)
+            fs::create_directory(folder.path("Docs"));
+    });
+    EXPECT_EQ(make("Docs"), "Docs");
+    isDone.set_value();
+    remover.join();
+    EXPECT_FALSE(fs::exists(folder.path("Docs")));
 }
 
 TEST_F(ADuplicate, IsTriedUnderTheNextNumberForFoldersToo) {

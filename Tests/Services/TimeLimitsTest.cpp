@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -67,6 +68,43 @@ TEST_F(AWaitingSessionConnector, GivesUpASlowServerAfterSixtySecondsAltogether) 
     EXPECT_FALSE(isReported());
     clock.advance(seconds(21));
     expectTimeOut();
+}
+
+/// An upload, which has the request's time limit alone.
+class AWaitingUpload : public AWaitingSessionConnector {
+protected:
+    void upload() {
+        std::string file = folder.write("report.txt", "content").substr(1);
+        std::replace(file.begin(), file.end(), '/', '\\');
+        std::make_shared<Quenmark::RestConnector>()->startAsyncUploadWithStreamRequest(
+            path, {{"FilePath", file}, {"FileRequestID", "601"}, {"TransitDownloadPath", "t"}}, nullptr,
+            reports.handler());
+        ASSERT_TRUE(runUntil([&] { return server.requests().size() == 1; }));
+    }
+
+    TestSupport::TemporaryDirectory folder;
+};
+
+TEST_F(AWaitingUpload, GivesUpASilentServerAfterSixtySeconds) {
+    server.enqueue(HttpReply::silence());
+    upload();
+    clock.advance(milliseconds(59'900));
+    EXPECT_FALSE(isReported());
+    clock.advance(milliseconds(200));
+    expectTimeOut();
+}
+
+TEST_F(AWaitingUpload, WaitsForASlowServerAsLongAsItGoesOn) {
+    server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n{"));
+    upload();
+    for (int piece = 0; piece < 5; ++piece) {
+        clock.advance(seconds(40));
+        server.send(0, " ");
+        EXPECT_FALSE(isReported());
+    }
+    server.send(0, "}");
+    ASSERT_TRUE(runUntil([&] { return !reports.all.empty(); }));
+    EXPECT_EQ(reports.all[0].status, 0U);
 }
 
 TEST_F(AWaitingLegacyConnector, WaitsForASlowServerAsLongAsItGoesOn) {

@@ -2,6 +2,11 @@
 
 #include "EachKernel.h"
 
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace Quenmark::Base64 {
@@ -25,6 +30,30 @@ TEST(Base64OfData, TurnsBackIntoTheData) {
     EXPECT_EQ(dataWithBase64EncodedString(""), std::nullopt);
     EXPECT_EQ(base64DecodedData("===="), std::nullopt);
     EXPECT_EQ(base64DecodedData("SGV"), std::nullopt);
+}
+
+/// Runs until a second of the processor's time is used up.
+void encodeInLinesOf(std::size_t width) {
+    constexpr rlimit second{1, 1};
+    constexpr rlimit none{0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+    ::signal(SIGXCPU, SIG_DFL);
+    ::setrlimit(RLIMIT_CPU, &second);
+    base64EncodedStringWithWrapWidth(bytesOf("foo"), width);
+    std::_Exit(0);
+}
+
+TEST(Base64OfDataDeathTest, HasNoEndInLinesOfOneToThreeCharacters) {
+    for (std::size_t width = 1; width <= 3; ++width) {
+        EXPECT_EXIT(encodeInLinesOf(width), ([](int status) {
+                        // The limit's signal, or SIGKILL where it is as hard as it is soft.
+                        return WIFSIGNALED(status) && (WTERMSIG(status) == SIGXCPU || WTERMSIG(status) == SIGKILL);
+                    }),
+                    "")
+            << width;
+        EXPECT_EQ(base64EncodedStringWithWrapWidth(Bytes(), width), std::nullopt);
+    }
+    EXPECT_EQ(base64EncodedStringWithWrapWidth(bytesOf("foo"), 4), "Zm9v");
 }
 
 TEST(Base64OfAString, IsThatOfItsUtf8Bytes) {

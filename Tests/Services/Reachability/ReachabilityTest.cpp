@@ -82,7 +82,11 @@ TEST(AReachabilityObject, JudgesARealNetworkByItsKind) {
         EXPECT_EQ(local->currentReachabilityStatus(), ReachabilityNone);
         EXPECT_EQ(host->currentReachabilityStatus(), ReachabilityAvailable);
         EXPECT_FALSE(internet->connectionRequired());
+        // The rest of the link-local network is not asked for.
         ip("route add 169.254.0.0/16 dev out");
+        ip("route add unreachable 169.254.0.0/32");
+        EXPECT_EQ(local->currentReachabilityStatus(), ReachabilityNone);
+        ip("route del unreachable 169.254.0.0/32");
         EXPECT_EQ(local->currentReachabilityStatus(), ReachabilityAvailable);
         return !testing::Test::HasFailure();
     }));
