@@ -138,6 +138,23 @@ TEST_F(AServersClients, GiveTheirMemoryBackWhenTheyEnd) {
     EXPECT_FALSE(first.wasDropped);
 }
 
+TEST_F(AServersClients, MayBeWorkedForAsFarAsTheMemoryGoes) {
+    limits.memory = 50'000;
+    clients = std::make_shared<Clients>(limits, [this] { return now; });
+    SomeClient& first = add(Phase::Body);
+    first.holds(90'000);
+    EXPECT_TRUE(first.mayWork()); // alone
+    first.enter(Phase::Working);
+    SomeClient& large = add(Phase::Body);
+    SomeClient& small = add(Phase::Body);
+    large.holds(16'385);
+    small.holds(16'384);
+    EXPECT_FALSE(large.mayWork());
+    EXPECT_TRUE(small.mayWork());
+    first.holds(33'615);
+    EXPECT_TRUE(large.mayWork());
+}
+
 TEST_F(AServersClients, ExpireAsTheirPhaseAllows) {
     struct Case {
         Phase phase;

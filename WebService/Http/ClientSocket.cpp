@@ -4,6 +4,7 @@
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
 #include <algorithm>
@@ -83,7 +84,7 @@ awaitable<std::size_t> ClientSocket::sendSome(std::string_view bytes) {
     if (error == asio::error::would_block || error == asio::error::try_again) {
         co_await socket_.async_wait(tcp::socket::wait_write, asio::redirect_error(asio::use_awaitable, error));
     } else {
-        co_await yield();
+        co_await asio::post(socket_.get_executor(), asio::use_awaitable);
     }
     wasSent(count, error);
     co_return count;
@@ -103,8 +104,9 @@ void ClientSocket::endOutput() {
     socket_.shutdown(tcp::socket::shutdown_send, ignored);
 }
 
-awaitable<void> ClientSocket::yield() {
-    co_await asio::post(executor(), asio::use_awaitable);
+awaitable<void> ClientSocket::pause() {
+    asio::steady_timer timer(socket_.get_executor(), std::chrono::milliseconds(1));
+    co_await timer.async_wait(asio::use_awaitable);
 }
 
 void ClientSocket::keeps(std::size_t bytes) {

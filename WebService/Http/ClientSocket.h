@@ -25,8 +25,6 @@ public:
     // The address at which it came in, as a number.
     const std::string& ownAddress() const { return ownAddress_; }
 
-    boost::asio::any_io_executor executor() { return socket_.get_executor(); }
-
     boost::beast::flat_buffer& input() { return input_; }
     std::string_view received() const;
 
@@ -45,8 +43,9 @@ public:
     // Says to the client that nothing more will be sent.
     void endOutput();
 
-    // Lets the loop turn, so that this client's work keeps no others waiting.
-    boost::asio::awaitable<void> yield();
+    // Lets the loop turn, so that this client's work keeps no others waiting. For a millisecond, so that work that
+    // waits for something itself does not keep the loop busy.
+    boost::asio::awaitable<void> pause();
 
     // The memory that is held for the client beside the input.
     void keeps(std::size_t bytes);

@@ -10,6 +10,7 @@ using namespace std::chrono_literals;
 
 constexpr double leastBytesPerSecond = 8192; // of a client that nobody has to wait for
 constexpr auto shortWait = 1s;               // nobody is dropped for
+constexpr std::size_t littleMemory = 16384;  // which is not counted up before work
 constexpr auto longestSilence = 2s;          // of a client that is only to end
 
 } // namespace
@@ -51,6 +52,17 @@ void Client::holds(std::size_t bytes) {
     if (isMore) {
         clients_->limitMemory(*this);
     }
+}
+
+bool Client::mayWork() const {
+    if (memory_ <= littleMemory) {
+        return true;
+    }
+    std::size_t atWork = 0;
+    for (const Client* client : clients_->clients_) {
+        atWork += client->phase_ == Phase::Working ? client->memory_ : 0;
+    }
+    return atWork == 0 || atWork + memory_ <= clients_->limits_.memory;
 }
 
 bool Client::isExpired(Clock::time_point now) const {

@@ -52,6 +52,10 @@ public:
     // Some bytes went in or out.
     void moved(std::size_t bytes);
 
+    // Whether there is memory enough to work on its request, beside the others that are being worked on and may not be
+    // dropped.
+    bool mayWork() const;
+
     // The memory that it takes by now. Others are dropped where that is too much together.
     void holds(std::size_t bytes);
 

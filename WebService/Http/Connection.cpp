@@ -22,7 +22,6 @@ using Phase = Client::Phase;
 constexpr std::size_t longestHead = 65536;
 constexpr std::size_t shortBody = 65536;         // read to the end for the sake of the connection, though refused
 constexpr std::size_t mostDiscarded = 256 << 20; // of a refused body, before the connection is cut
-constexpr std::size_t mostLongWork = 16;
 
 int statusOf(const error_code& error) {
     if (error == http::error::header_limit || error == http::error::buffer_overflow) {
@@ -45,26 +44,6 @@ private:
 Refused badRequest(int status, const std::string& why) {
     return Refused{errorResponse(status, "BadRequest", why)};
 }
-
-// An exchange's turn among those that take more than one step.
-class Turn {
-public:
-    Turn(std::deque<const Exchange*>& waiting, const Exchange& exchange) : waiting_(waiting), exchange_(&exchange) {
-        if (waiting_.size() == mostLongWork) {
-            throw Refused{errorResponse(503, "Busy", "too many long requests are at work; try again")};
-        }
-        waiting_.push_back(exchange_);
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-    ~Turn() { std::erase(waiting_, exchange_); }
-
-    bool hasCome() const { return waiting_.front() == exchange_; }
-
-private:
-    std::deque<const Exchange*>& waiting_;
-    const Exchange* exchange_;
-};
 
 class Connection {
 public:
@@ -194,16 +173,14 @@ private:
 
     // The loop turns between two steps, so that no request's work keeps the others, or the end of the process, waiting.
     awaitable<Response> responseOf(Exchange& exchange) {
+        if (!client_.mayWork()) {
+            throw Refused{errorResponse(503, "Busy", "too many long requests are being worked on; try again")};
+        }
         client_.enter(Phase::Working);
         std::optional<Response> response = exchange.step();
-        if (!response) {
-            const Turn turn(serving_->longWork, exchange);
-            while (!response) {
-                co_await client_.yield();
-                if (turn.hasCome()) {
-                    response = exchange.step();
-                }
-            }
+        while (!response) {
+            co_await client_.pause();
+            response = exchange.step();
         }
         co_return std::move(*response);
     }

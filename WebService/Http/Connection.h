@@ -6,7 +6,6 @@
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
 
-#include <deque>
 #include <memory>
 #include <vector>
 
@@ -20,13 +19,12 @@ struct Serving {
     Application& application;
     Clients clients;
     std::vector<char> piece = std::vector<char>(65536); // on its way; not kept from one turn of the loop to the next
-    std::deque<const Exchange*> longWork;               // which take more than one step; the first is at work
 };
 
 // Serves one client's connection until it ends: reads requests, has them answered, sends the responses, one after the
 // other. Every request that was begun is logged with one line. A request's head that does not come in time is answered
-// with 408; a connection on which nothing moves is cut. At most one exchange at a time goes beyond its first step; the
-// others wait for their turn, and where many do, a request is answered with 503.
+// with 408; a connection on which nothing moves is cut. Where the bodies that are being worked on hold too much memory
+// already, a request is answered with 503.
 boost::asio::awaitable<void> serveConnection(boost::asio::ip::tcp::socket socket, std::shared_ptr<Serving> serving);
 
 } // namespace webservice

@@ -10,17 +10,20 @@ class SteppedExchange : public Exchange {
 public:
     SteppedExchange(ServedApplication::Step step, ServedApplication::Hook receive)
         : step_(std::move(step)), receive_(std::move(receive)) {}
-    void receive(std::string_view) override {
+    void receive(std::string_view piece) override {
         if (receive_) {
             receive_();
         }
+        body_ += piece;
     }
+    std::size_t memory() const override { return body_.capacity(); }
     Response finish() override { throw std::logic_error("a stepped exchange is not finished at once"); }
     std::optional<Response> step() override { return step_(); }
 
 private:
     ServedApplication::Step step_;
     ServedApplication::Hook receive_;
+    std::string body_;
 };
 
 } // namespace
