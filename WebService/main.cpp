@@ -9,7 +9,6 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -18,15 +17,16 @@
 #include <sysexits.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <functional>
 #include <iostream>
 #include <optional>
 
 namespace {
 
 using namespace webservice;
+using namespace std::chrono_literals;
 namespace asio = boost::asio;
 
 int fail(int status, const std::string& message) {
@@ -43,23 +43,25 @@ void ignoreStraySignals() {
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-void guarded(const std::function<void()>& work) {
-    try {
-        work();
-    } catch (const std::exception& error) {
-        logLine(std::string("an event could not be handled: ") + error.what());
-    }
+asio::awaitable<void> pause(std::chrono::milliseconds time) {
+    asio::steady_timer timer(co_await asio::this_coro::executor, time);
+    co_await timer.async_wait(asio::use_awaitable);
 }
 
-// Takes in what has happened in the outbox; the loop turns between two slices.
+// Takes in what has happened in the outbox. Between two slices the loop turns; where they do nothing, since the
+// database is locked, or fail, it is not kept busy by trying again.
 asio::awaitable<void> catchUp(State& state) {
     bool isDone = false;
     while (!isDone) {
-        guarded([&] {
-            isDone = true; // also when it fails
-            isDone = state.watcher.drainSome(std::chrono::milliseconds(20));
-        });
-        co_await asio::post(co_await asio::this_coro::executor, asio::use_awaitable);
+        auto time = 1ms;
+        try {
+            isDone = state.watcher.drainSome(20ms);
+        } catch (const std::exception& error) {
+            logLine(std::string("an event could not be handled: ") + error.what());
+            isDone = true;
+            time = 1000ms;
+        }
+        co_await pause(time);
     }
 }
 
@@ -73,10 +75,8 @@ asio::awaitable<void> watchEvents(State& state) {
 }
 
 asio::awaitable<void> settleEverySecond(State& state) {
-    asio::steady_timer timer(co_await asio::this_coro::executor);
     while (true) {
-        timer.expires_after(std::chrono::seconds(1));
-        co_await timer.async_wait(asio::use_awaitable);
+        co_await pause(1000ms);
         state.watcher.settleSoon(OutboxWatcher::Clock::now());
         co_await catchUp(state);
     }
