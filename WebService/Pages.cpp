@@ -1,5 +1,6 @@
 #include "WebService/Pages.h"
 
+#include "WebService/OpenApiDocument.h"
 #include "WebService/Operations/Record.h"
 #include "WebService/SlicedExchange.h"
 
@@ -38,6 +39,10 @@ Response activate(State& state, const Parameter& code) {
     return jsonResponse(200, boost::json::serialize(done()));
 }
 
+Response openApi(State&, const Parameter&) {
+    return jsonResponse(200, std::string(openApiDocument()));
+}
+
 struct Page {
     std::string_view path;
     std::string_view parameter;
@@ -48,6 +53,7 @@ constexpr std::array pages = {
     Page{"/status", "computer", &status},
     Page{"/mails", "to", &mails},
     Page{"/activate", "code", &activate},
+    Page{"/openapi.json", "", &openApi},
 };
 
 class PageExchange : public SlicedExchange {
