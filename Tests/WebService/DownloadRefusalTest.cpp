@@ -26,7 +26,7 @@ std::string summary(const HttpAnswer& answer) {
 }
 
 std::string raw(std::string_view line, std::string_view fields, std::string_view body = "") {
-    return std::string(line) + " HTTP/1.1\r\n" + std::string(fields) + "\r\n" + std::string(body);
+    return std::string(line) + " HTTP/1.1\r\nHost: localhost\r\n" + std::string(fields) + "\r\n" + std::string(body);
 }
 
 // No file that is written becomes longer than this in the processes that are started meanwhile.

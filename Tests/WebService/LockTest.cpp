@@ -36,7 +36,8 @@ TEST(ALockedDatabase, IsWaitedForWhileOthersAreServed) {
     HttpClient waiting(service.port());
     {
         const LockedDatabase locked(service.folder.path("data/state.db").string());
-        waiting.send("POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nContent-Length: 20\r\n\r\n"
+        waiting.send("POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nHost: "
+                     "localhost\r\nContent-Length: 20\r\n\r\n"
                      R"({"ToComputerID":"7"})");
         HttpClient other(service.port());
         for (int i = 0; i < 3; ++i) {
