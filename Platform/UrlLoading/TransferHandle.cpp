@@ -93,6 +93,11 @@ struct Transfer::Callbacks {
     static std::size_t bodySlice(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
         auto& transfer = touched(self);
         return guarded<std::size_t>(transfer, 0, [&]() -> std::size_t {
+            if (transfer.head_.state() != ResponseHead::State::Complete) {
+                // The transport takes a line that begins with a carriage return for the end of the head.
+                transfer.breakOff(Break::MalformedHead);
+                return 0;
+            }
             if (transfer.reader_ == Reader::Undecided)
                 transfer.reader_ = transfer.canTakeOverConnection() ? Reader::Changing : Reader::Transport;
             if (transfer.reader_ == Reader::Changing)

@@ -129,6 +129,7 @@ TEST_F(AFailure, ToAnswerInHttpHasACodeOfItsOwn) {
           "HTTP/1.1 20\r\n\r\n", "HTTP/1.1 099 x\r\n\r\n", "HTTX/1.1 200 OK\r\n\r\n",
           "HTTP/1.1 101 Switching\r\nUpgrade: x\r\n\r\n",
           "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab",
+          "HTTP/1.1 200 OK\r\nA: 1\n\rB: 2\r\n\r\nxy", "HTTP/1.1 200 OK\r\nContent-Length: 2\n\rB: 2\r\n\r\nxy",
           "HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\nab", "HTTP/1.1 200 OK\r\nContent-Length: -5\r\n\r\nab"}) {
         const Answer answer = loadRaw(bytes);
         EXPECT_EQ(answer.code(), -1011) << bytes;
