@@ -11,6 +11,7 @@
 #include "Platform/UrlLoading/UrlSession.h"
 
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
@@ -76,6 +77,9 @@ private:
         if (!socket)
             return;
         const int number = socket.get();
+        // What is sent is there at once; nobody can tell bytes that are on the way from an answer.
+        const int on = 1;
+        ::setsockopt(number, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         auto watch = RunLoop::main().watch(number, EPOLLIN, [this, number](std::uint32_t) { receive(number); });
         connections_.insert_or_assign(number, Connection{std::move(socket), std::move(watch), {}});
     }
