@@ -5,15 +5,20 @@
 #include "Platform/Log.h"
 #include "Platform/Queue.h"
 #include "Platform/RunLoop.h"
+#include "Platform/Signals.h"
 #include "Services/Dispatch.h"
 #include "Services/Properties.h"
 #include "Tools/CallLog.h"
 #include "Tools/Output.h"
+#include "Tools/StagingFolder.h"
 
 #include <boost/json/array.hpp>
 
+#include <csignal>
 #include <functional>
+#include <memory>
 #include <tuple>
+#include <vector>
 
 namespace Tools {
 
@@ -23,10 +28,11 @@ using Quenmark::RawAnswer;
 
 namespace {
 
-/// How a call ended: the bytes to print, or a failure.
+/// How a call ended: the bytes to print, a failure, or a signal.
 struct Outcome {
     std::optional<std::string> bytes;
     std::optional<Failure> failure;
+    int signal = 0;
 };
 using Finish = std::function<void(Outcome)>;
 
@@ -110,13 +116,30 @@ void startOperation(std::size_t place, const boost::json::value& body, const Fin
     std::apply([&](const auto&... operation) { (startIfHere(operation), ...); }, Quenmark::Catalogue::operations);
 }
 
-Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform::Duration limit) {
+using SignalWatches = std::vector<std::unique_ptr<Platform::SignalWatch>>;
+
+/// Ends the call, in place of the process, on the signals that would end it and that it was not started to ignore.
+SignalWatches watchSignals(const Finish& finish) {
+    SignalWatches watches;
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        struct sigaction action {};
+        ::sigaction(signal, nullptr, &action);
+        if (action.sa_handler != SIG_IGN)
+            watches.push_back(std::make_unique<Platform::SignalWatch>(signal, [finish, signal] {
+                finish({std::nullopt, std::nullopt, signal});
+            }));
+    }
+    return watches;
+}
+
+Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform::Duration limit, bool isStaged) {
     Platform::RunLoop loop;
     Outcome outcome;
     const Finish finish = [&](Outcome ended) {
         outcome = std::move(ended);
         loop.stop(0);
     };
+    const auto watches = isStaged ? watchSignals(finish) : SignalWatches();
     loop.setExceptionHandler([&](const std::exception& exception) {
         finish(failed(ExitStatus::Software, std::string("the answer cannot be read: ") + exception.what()));
     });
@@ -127,13 +150,26 @@ Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform
     return outcome;
 }
 
+/// Carries out the call; leaves nothing that was staged for it.
+Outcome carryOut(const CallArguments& arguments) {
+    const std::size_t place = operationNamed(arguments.operation);
+    const auto& operation = operationTable()[place];
+    const auto body = requestBody(operation, arguments);
+    const CallLog log(arguments.verbose);
+    std::optional<StagingFolder> folder;
+    if (operation.variant == Quenmark::Variant::HeaderUpload &&
+        !Platform::DeploymentSettings::current().stagingDirectory)
+        folder.emplace();
+    return awaitOutcome(place, body, std::chrono::duration_cast<Platform::Duration>(arguments.timeout),
+                        folder.has_value());
+}
+
 } // namespace
 
 ExitStatus call(const CallArguments& arguments) {
-    const std::size_t place = operationNamed(arguments.operation);
-    const auto body = requestBody(operationTable()[place], arguments);
-    const CallLog log(arguments.verbose);
-    const auto outcome = awaitOutcome(place, body, std::chrono::duration_cast<Platform::Duration>(arguments.timeout));
+    const auto outcome = carryOut(arguments);
+    if (outcome.signal != 0)
+        ::raise(outcome.signal);
     if (outcome.failure)
         throw Failure(*outcome.failure);
     if (!arguments.output) {

@@ -1,0 +1,110 @@
+// Where quenmark call stages the file of an upload, and that nothing of it stays.
+
+#include "RunningTool.h"
+#include "ToolFixture.h"
+
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+
+#include <csignal>
+#include <filesystem>
+
+namespace ToolTest {
+
+namespace fs = std::filesystem;
+using TestSupport::HttpReply;
+
+class AnUploadsStaging : public AQuenmarkTool {
+protected:
+    AnUploadsStaging() {
+        folder.write("home/notes.txt", "mine");
+        folder.write("other/notes.txt", "to be sent");
+    }
+    std::vector<std::string> upload() const {
+        return {"call", "UpdateFileRequestWithStream", "FileRequestID=3", "--file", folder.path("other/notes.txt")};
+    }
+    /// The names in the temporary directory.
+    std::vector<std::string> temporaries() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(folder.path("tmp")))
+            if (entry.path().filename() != ".keep")
+                names.push_back(entry.path().filename());
+        return names;
+    }
+    void expectNothingTouched() const {
+        EXPECT_EQ(folder.read("home/notes.txt"), "mine");
+        EXPECT_EQ(folder.read("other/notes.txt"), "to be sent");
+        EXPECT_EQ(temporaries(), std::vector<std::string>());
+    }
+};
+
+TEST_F(AnUploadsStaging, LeavesAFileOfThatNameInTheHomeDirectoryAlone) {
+    server.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
+    const auto result = run(upload());
+    EXPECT_EQ(result.status, 0) << result.errors;
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].body, "to be sent");
+    expectNothingTouched();
+}
+
+TEST_F(AnUploadsStaging, IsRemovedWhereTheUploadFails) {
+    server.setHandler([](const auto&) { return HttpReply::json("{}").cutAfter(10).thenReset(); });
+    EXPECT_EQ(run(upload()).status, 74);
+    expectNothingTouched();
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
+    auto impatient = upload();
+    impatient.insert(impatient.end(), {"--timeout", "0.3"});
+    EXPECT_EQ(run(impatient).status, 75);
+    expectNothingTouched();
+}
+
+TEST_F(AnUploadsStaging, IsPrivateAndIsRemovedOnASignal) {
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        const auto before = server.requests().size();
+        RunningTool tool(upload());
+        ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() > before; }));
+        const auto names = temporaries();
+        ASSERT_EQ(names.size(), 1U);
+        EXPECT_EQ(fs::status(folder.path("tmp/" + names[0])).permissions(), fs::perms::owner_all);
+        EXPECT_EQ(folder.read("tmp/" + names[0] + "/notes.txt"), "to be sent");
+        tool.signal(signal);
+        EXPECT_EQ(tool.wait(), 128 + signal);
+        expectNothingTouched();
+    }
+}
+
+TEST_F(AnUploadsStaging, GoesOnWhereASignalWasIgnoredFromTheStart) {
+    server.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
+    const auto before = std::signal(SIGHUP, SIG_IGN);
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
+    RunningTool tool(upload());
+    std::signal(SIGHUP, before);
+    ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 1; }));
+    tool.signal(SIGHUP);
+    tool.signal(SIGTERM);
+    EXPECT_EQ(tool.wait(), 128 + SIGTERM);
+}
+
+TEST_F(AnUploadsStaging, IsWhereTheDeploymentSettingsSay) {
+    fs::create_directory(folder.path("stage"));
+    folder.write("config/quenmark/deployment.json",
+                 boost::json::serialize(
+                     boost::json::object{{"serviceHost", server.host()}, {"stagingDirectory", folder.path("stage")}}));
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
+    RunningTool tool(upload());
+    ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 1; }));
+    EXPECT_EQ(folder.read("stage/notes.txt"), "to be sent");
+    expectNothingTouched();
+}
+
+TEST_F(AnUploadsStaging, EndsWith73WhereItsFolderCannotBeMade) {
+    folder.write("file", "");
+    environment.set("TMPDIR", folder.path("file/none"));
+    const auto result = run(upload());
+    EXPECT_EQ(result.status, 73);
+    EXPECT_NE(result.errors.find(folder.path("file/none")), std::string::npos) << result.errors;
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
+} // namespace ToolTest
