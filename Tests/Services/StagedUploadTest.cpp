@@ -179,6 +179,7 @@ TEST_F(AStagedUpload, HasACopyThatIsNoMoreReadableThanItsSource) {
             EXPECT_EQ(home.read("report.txt"), "content");
             fs::remove(home.path("report.txt"));
         }
+        fs::remove(path);
     }
     ::umask(before);
 }
