@@ -1,6 +1,7 @@
 // The program itself: command line, sockets, signals, exit statuses.
 
 #include "Support/HttpClient.h"
+#include "Support/LockedDatabase.h"
 #include "Support/ServiceProcess.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/TestState.h"
@@ -8,6 +9,7 @@
 #include <boost/json.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 
 namespace webservice::test {
@@ -128,6 +130,24 @@ TEST_F(TheProgram, GoesOnWhenNobodyReadsItsLog) {
     }
     service.signal(SIGTERM);
     EXPECT_EQ(service.exitStatus(), 0);
+}
+
+TEST_F(TheProgram, IsNotKeptBusyByADatabaseThatIsLocked) {
+    ServiceProcess service(data);
+    folder.makeFolder("data/outbox/7");
+    HttpClient client(service.port());
+    EXPECT_EQ(client.exchange("GET", "/status", "").status, 200);
+    const LockedDatabase lock(data + "/state.db");
+    folder.write("data/outbox/7/a.txt", "x");
+    // A request waits for five seconds, and so does what has happened in the outbox.
+    const auto timeBefore = service.processorTime();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(client.exchange("GET", "/status", "").status, 500);
+    const auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_GT(waited, std::chrono::seconds(4));
+    EXPECT_LT(service.processorTime() - timeBefore, waited / 4);
+    const std::string log = service.errors();
+    EXPECT_LT(std::ranges::count(log, '\n'), 20) << log;
 }
 
 TEST_F(TheProgram, RemembersAcknowledgementsAfterBeingKilled) {

@@ -10,6 +10,9 @@
 #include <sys/wait.h>
 
 #include <array>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace webservice::test {
@@ -98,6 +101,16 @@ void Program::limitOpenFiles(std::size_t limit) const {
     if (::prlimit(pid_, RLIMIT_NOFILE, &files, nullptr) != 0) {
         throwErrno("cannot limit the program's open files");
     }
+}
+
+// The fields 14 and 15 of the process's state are its time in ticks (proc(5)); the second is its name, in parentheses.
+std::chrono::milliseconds Program::processorTime() const {
+    std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::istringstream words(text.substr(text.rfind(')') + 2));
+    std::vector<std::string> fields{std::istream_iterator<std::string>(words), {}};
+    return std::chrono::milliseconds((std::stoll(fields.at(11)) + std::stoll(fields.at(12))) * 1000 /
+                                     ::sysconf(_SC_CLK_TCK));
 }
 
 std::string Program::restOfOutput() {

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ public:
 
     // Limits the number of files that it may have open from now on.
     void limitOpenFiles(std::size_t limit) const;
+
+    // The processor time that it has used.
+    std::chrono::milliseconds processorTime() const;
 
     // What it writes to standard output from the last line() to its end.
     std::string restOfOutput();
