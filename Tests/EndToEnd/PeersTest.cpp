@@ -13,11 +13,17 @@ using TestSupport::HttpReply;
 
 class APeer : public RealServiceFixture {
 protected:
-    /// Answers the polls that wait for an answer, so that their engines' gates open.
-    void answerEveryPoll() {
+    /// Starts the service with a call of each of two peers, whose polls are answered only when both have come; says
+    /// whether each of two engines asks once more then. One alone would close its gate with the third question.
+    bool startsTwoEngines(BusPeer& first, BusPeer& second) {
+        askToStart(first);
+        askToStart(second);
+        if (!pollUntil([&] { return count(pollTarget) == 2; }))
+            return false;
         const auto requests = server_.requests();
         for (const auto& request : requests)
             server_.send(request.connection, HttpReply::json(nothing).bytes());
+        return pollUntil([&] { return count(pollTarget) == 4; });
     }
 };
 
@@ -59,12 +65,7 @@ TEST_P(APeer, HasAnEngineOfItsOwn) {
     deploy(server_.host());
     BusPeer first;
     BusPeer second;
-    askToStart(first);
-    askToStart(second);
-    ASSERT_TRUE(pollUntil([&] { return count(pollTarget) == 2; }));
-    answerEveryPoll();
-    // Each asks once more; one engine would close its gate with the third question.
-    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) == 4; }));
+    EXPECT_TRUE(startsTwoEngines(first, second));
 }
 
 TEST_P(APeer, IsServedAfterAnotherHasSentAsMuchAsTheBusTakes) {
@@ -90,11 +91,7 @@ TEST_P(AMessagingPeer, StartsAnEngineWithEachMessage) {
     server_.setHandler([](const auto&) { return HttpReply::silence(); });
     deploy(server_.host());
     BusPeer peer;
-    askToStart(peer);
-    askToStart(peer);
-    ASSERT_TRUE(pollUntil([&] { return count(pollTarget) == 2; }));
-    answerEveryPoll();
-    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) == 4; }));
+    EXPECT_TRUE(startsTwoEngines(peer, peer));
 }
 
 TEST_P(AMessagingPeer, StartsNoEngineWithAMessageForTheLog) {
