@@ -3,6 +3,7 @@
 #include "WebService/IncomingFile.h"
 #include "WebService/Operations/Record.h"
 #include "WebService/OutboxName.h"
+#include "WebService/PushTarget.h"
 #include "WebService/SlicedExchange.h"
 
 #include <optional>
@@ -11,48 +12,6 @@
 namespace webservice {
 
 namespace {
-
-struct PushTarget {
-    std::string computer;
-    std::string path; // in the computer's folder
-    bool isFolder = false;
-};
-
-PushTarget parseTarget(std::string_view encoded) {
-    encoded.remove_prefix(std::string_view("/outbox/").size());
-    PushTarget target;
-    target.isFolder = encoded.ends_with('/');
-    if (target.isFolder) {
-        encoded.remove_suffix(1);
-    }
-    while (true) {
-        const std::string_view segment = encoded.substr(0, encoded.find('/'));
-        const auto name = percentDecoded(segment);
-        if (!name || !isExpressible(*name)) {
-            throw Refused{errorResponse(400, "BadPath",
-                                        "a part of the path is empty, \".\", \"..\", not UTF-8, or has a slash, a "
-                                        "backslash or a control character")};
-        }
-        if (target.computer.empty()) {
-            target.computer = *name;
-        } else {
-            target.path.append(target.path.empty() ? "" : "/").append(*name);
-        }
-        if (segment.size() == encoded.size()) {
-            break;
-        }
-        encoded.remove_prefix(segment.size() + 1);
-    }
-    if (target.path.empty()) {
-        throw Refused{errorResponse(400, "BadPath", "the path is /outbox/COMPUTER/ and the item's path")};
-    }
-    if (!wireName(target.path)) {
-        throw Refused{errorResponse(400, "BadPath",
-                                    "the item's path is longer than " + std::to_string(longestPath) +
-                                        " bytes or has more than " + std::to_string(mostLevels) + " parts")};
-    }
-    return target;
-}
 
 Response failed(const std::system_error& error) {
     const int code = error.code().value();
@@ -123,7 +82,7 @@ private:
 } // namespace
 
 std::unique_ptr<Exchange> beginPush(State& state, const RequestHead& head) {
-    return std::make_unique<PushExchange>(state, parseTarget(head.path()));
+    return std::make_unique<PushExchange>(state, parsePushTarget(head.path()));
 }
 
 } // namespace webservice

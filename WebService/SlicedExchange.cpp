@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto slice = 20ms;
+constexpr auto slice = 5ms;
 
 // How long an exchange waits until a busy outbox has been taken in. After that it goes on with what is known.
 constexpr auto outboxPatience = 1s;

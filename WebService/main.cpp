@@ -55,7 +55,7 @@ asio::awaitable<void> catchUp(State& state) {
     while (!isDone) {
         auto time = 1ms;
         try {
-            isDone = state.watcher.drainSome(20ms);
+            isDone = state.watcher.drainSome(5ms);
         } catch (const std::exception& error) {
             logLine(std::string("an event could not be handled: ") + error.what());
             isDone = true;
