@@ -3,9 +3,8 @@
 #include "Platform/FileDescriptor.h"
 #include "Platform/Signals.h"
 
-#include <climits>
-
 #include <fcntl.h>
+#include <linux/limits.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -57,7 +56,7 @@ bool ErrorLines::write(std::string lines) {
         device_ = status.st_dev;
         inode_ = status.st_ino;
     }
-    // The last one comes from a terminal that another job has (termios(3), TOSTOP), which takes the line nevertheless.
+    // A terminal that another job has takes the lines where SIGTTOU is blocked (termios(3), TOSTOP).
     const BlockedSignals blocked{SIGPIPE, SIGXFSZ, SIGTTOU};
     if (!finish(status))
         return false;

@@ -1,6 +1,7 @@
 #include "Platform/Journal.h"
 
 #include "Platform/FileDescriptor.h"
+#include "Platform/Signals.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -12,6 +13,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -59,6 +61,7 @@ int sendFile(int socket, std::string_view fields) {
     const FileDescriptor file(::memfd_create("journal-entry", MFD_CLOEXEC | MFD_ALLOW_SEALING));
     if (!file)
         return errno;
+    const BlockedSignals blocked{SIGXFSZ};
     while (!fields.empty()) {
         const auto written = ::write(file.get(), fields.data(), fields.size());
         if (written < 0)

@@ -3,9 +3,8 @@
 #include "WebService/Descriptor.h"
 #include "WebService/OutboxName.h"
 
-#include <climits>
-
 #include <fcntl.h>
+#include <linux/limits.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>

@@ -3,6 +3,8 @@
 #include "EndToEnd/RealServiceFixture.h"
 #include "Platform/FileDescriptor.h"
 
+#include <systemd/sd-bus.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +12,7 @@
 #include <array>
 #include <filesystem>
 #include <regex>
+#include <stdexcept>
 
 namespace Quenmark {
 
@@ -54,6 +57,8 @@ protected:
     }
 };
 
+class ALogOfWhatPeersSay : public AServiceLog {};
+
 TEST_P(AServiceLog, ThatNobodyReadsHoldsNothingUpAndTellsWhatIsMissing) {
     const std::string path = config_.path("log");
     const auto pipe = makeFullPipe(path);
@@ -94,6 +99,22 @@ TEST_P(AServiceLog, ThatIsClosedGoesIntoNoFileAndNoConnection) {
     EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(*process) + "/fd/2"), "/dev/null");
 }
 
+TEST_P(ALogOfWhatPeersSay, HasNoEntryThatAPeerHasForged) {
+    deploy(server_.host());
+    BusPeer peer;
+    peer.send({busName, "/Velkarin/Quenmark/TopFileUploadXpcService", "Velkarin.Quenmark.XPC", "Message"},
+              [](sd_bus_message* message) {
+                  if (sd_bus_message_append(message, "v", "a{sv}", 1, "XPCDebugLog", "s",
+                                            "a\nforged\rforged\u0085forged\u2028forged\u2029forged") < 0)
+                      throw std::runtime_error("the message cannot be filled");
+              });
+    EXPECT_TRUE(
+        bus_->waitForLog("] LOG: a\n\tforged\\x0Dforged\\xC2\\x85forged\\xE2\\x80\\xA8forged\\xE2\\x80\\xA9forged\n"))
+        << bus_->log();
+}
+
+INSTANTIATE_TEST_SUITE_P(Variations, ALogOfWhatPeersSay, ::testing::Values(wrapper),
+                         [](const auto& suite) { return suite.param.name; });
 INSTANTIATE_TEST_SUITE_P(Variations, AServiceLog, ::testing::Values(modern, wrapper),
                          [](const auto& suite) { return suite.param.name; });
 
