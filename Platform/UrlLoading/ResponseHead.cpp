@@ -1,5 +1,7 @@
 #include "Platform/UrlLoading/ResponseHead.h"
 
+#include "Platform/Utf8.h"
+
 #include <charconv>
 
 namespace Platform {
@@ -37,6 +39,20 @@ std::optional<std::uint64_t> repeatedNumber(std::string_view list) {
     }
 }
 
+/// Bytes of a field as text: UTF-8 where they are that, otherwise ISO-8859-1, which is what fields were in before
+/// (RFC 9110, section 5.5). What is converted lies in `converted`.
+std::string_view asText(std::string_view bytes, std::string& converted) {
+    if (firstInvalidUtf8(bytes) == std::string_view::npos)
+        return bytes;
+    for (const char byte : bytes) {
+        const auto code = static_cast<unsigned char>(byte);
+        if (code >= 0x80)
+            converted += static_cast<char>(0xC0U | (code >> 6U));
+        converted += static_cast<char>(code >= 0x80 ? 0x80U | (code & 0x3FU) : code);
+    }
+    return converted;
+}
+
 } // namespace
 
 ResponseHead::State ResponseHead::addLine(std::string_view line) {
@@ -65,15 +81,19 @@ ResponseHead::State ResponseHead::addStatusLine(std::string_view line) {
 }
 
 ResponseHead::State ResponseHead::addField(std::string_view line) {
+    std::string name;
+    std::string value;
     if (blanks.find(line.front()) != std::string_view::npos) {
         // The line goes on with the field above it (RFC 9112, section 5.2).
         if (open_)
-            (*open_ += ' ') += trimmed(line);
+            (*open_ += ' ') += asText(trimmed(line), value);
         return State::Reading;
     }
     const auto colon = line.find(':');
     const bool isField = colon != std::string_view::npos && colon > 0;
-    open_ = isField ? &fields_.add(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1))) : nullptr;
+    open_ = isField ? &fields_.add(asText(trimmed(line.substr(0, colon)), name),
+                                   asText(trimmed(line.substr(colon + 1)), value))
+                    : nullptr;
     return State::Reading;
 }
 

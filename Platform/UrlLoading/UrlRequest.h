@@ -35,7 +35,8 @@ struct UrlRequest {
 };
 
 /// The head of an HTTP answer: of the last one, where others came before it (redirects, interim answers). A field that
-/// came several times has its values joined with ", ". A head of more than 256 KiB or 1000 lines is taken for no HTTP.
+/// came several times has its values joined with ", ". Names and values are text: bytes that are not UTF-8 are taken
+/// for ISO-8859-1. A head of more than 256 KiB or 1000 lines is taken for no HTTP.
 struct HttpUrlResponse {
     std::optional<Url> url;
     int statusCode = 0;

@@ -1,9 +1,11 @@
 // Servers that break off, and a service that is killed: the item continues where it stopped.
 
 #include "EndToEnd/RealServiceFixture.h"
+#include "Support/TlsServer.h"
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 
@@ -102,6 +104,50 @@ TEST_P(ABrokenTransfer, IsAStreamErrorWhereAFileReachesTheLargestSize) {
     EXPECT_TRUE(pollUntil([&] { return count(pollTarget) >= 2; })) << "it goes on";
     EXPECT_EQ(serviceProcess(), process);
 }
+
+class AFaultyServer : public RealServiceFixture {};
+
+/// As a captive portal does: the poll is sent on to a server that nobody trusts, and the next one gets a body that is
+/// not in its coding.
+TEST_P(AFaultyServer, ThatCannotBeTrustedOrDecodedIsPolledAgain) {
+    const TestSupport::TlsServer portal;
+    server_.setHandler([&](const HttpRequest&) {
+        switch (count(pollTarget)) {
+        case 1:
+            return HttpReply::status(302, "", {{"Location", portal.url("/login")}});
+        case 2:
+            return HttpReply::raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: gzip\r\n\r\nplease log in").thenClose();
+        default:
+            return HttpReply::json(nothing);
+        }
+    });
+    deploy(server_.host());
+    start();
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) == 4; }));
+}
+
+TEST_P(AFaultyServer, WhoseFieldsAreNotUtf8GetsItsItemAcknowledgedAsText) {
+    server_.setHandler([&](const HttpRequest& request) {
+        if (request.target == pollTarget)
+            return HttpReply::json(count(acknowledgeTarget) == 0 ? item(R"(\a.bin)") : nothing);
+        if (request.target == streamTarget)
+            return HttpReply::ok("content", streamHeaders("\\\xFC.txt"));
+        return HttpReply::json(R"({"ReturnStatus":"0"})");
+    });
+    deploy(server_.host());
+    start();
+    ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
+    const auto& requests = server_.requests();
+    const auto acknowledgement = std::find_if(requests.begin(), requests.end(), [](const HttpRequest& request) {
+        return request.target == acknowledgeTarget;
+    });
+    EXPECT_NE(acknowledgement->body.find("\\\\\xC3\xBC.txt"), std::string::npos) << acknowledgement->body;
+    // The gate is open again.
+    EXPECT_TRUE(pollUntil([&] { return count(pollTarget) >= 2; }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Variations, AFaultyServer, ::testing::Values(modern, between, wrapper),
+                         [](const auto& suite) { return suite.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(Variations, ABrokenTransfer, ::testing::Values(modern, between, wrapper),
                          [](const auto& suite) { return suite.param.name; });

@@ -68,13 +68,13 @@ TEST_F(AnAnswer, OfNoBytesIsNoDataRatherThanNone) {
 }
 
 TEST_F(AnAnswer, KeepsTheNamesAndBytesOfItsHeadExactly) {
-    const Answer answer = loadRaw("HTTP/1.1 200 OK\r\nrETURNsTATUS:0\r\nFileName: \\Docs\\\xC3\xA4\xFF \t\r\nVia: 1\r\n"
+    const Answer answer = loadRaw("HTTP/1.1 200 OK\r\nrETURNsTATUS:0\r\nFileName: \\Docs\\\xC3\xA4 \t\r\nVia: 1\r\n"
                                   "VIA: 2\r\nFolded: a\r\n b\r\nNothing:\r\nContent-Length: 0\r\n\r\n");
     ASSERT_TRUE(answer.response);
     const auto& fields = answer.response->allHeaderFields;
     EXPECT_EQ(fields.valueForExactName("rETURNsTATUS"), "0");
     EXPECT_EQ(fields.valueForExactName("ReturnStatus"), std::nullopt);
-    EXPECT_EQ(fields.valueForExactName("FileName"), "\\Docs\\\xC3\xA4\xFF");
+    EXPECT_EQ(fields.valueForExactName("FileName"), "\\Docs\\\xC3\xA4");
     EXPECT_EQ(fields.valueForExactName("Via"), "1, 2");
     EXPECT_EQ(fields.valueForExactName("Folded"), "a b");
     EXPECT_EQ(fields.valueForExactName("Nothing"), "");
@@ -261,6 +261,18 @@ TEST_F(AnAnswer, MayBeLongerThanThatForADelegate) {
     runToEnd();
     EXPECT_EQ(recorder->error, std::nullopt);
     EXPECT_EQ(recorder->data.size(), 67108865U);
+}
+
+TEST_F(AnAnswer, HasTextInItsFieldsWhateverBytesTheyCameIn) {
+    const Answer answer =
+        loadRaw("HTTP/1.1 200 OK\r\nLatin: \\\xFC.txt\r\nUtf8: \xC3\xBC \xF0\x9F\x98\x80\r\nBroken: \xC3\r\n"
+                "Both: \xC3\xBC\r\nBoth: \xE4\r\n \x80\r\nContent-Length: 0\r\n\r\n");
+    ASSERT_TRUE(answer.response);
+    const auto& fields = answer.response->allHeaderFields;
+    EXPECT_EQ(fields.value("Latin"), "\\\xC3\xBC.txt");
+    EXPECT_EQ(fields.value("Utf8"), "\xC3\xBC \xF0\x9F\x98\x80");
+    EXPECT_EQ(fields.value("Broken"), "\xC3\x83");
+    EXPECT_EQ(fields.value("Both"), "\xC3\xBC, \xC3\xA4 \xC2\x80");
 }
 
 TEST_F(AnAnswer, IsLoggedWithAddressStatusAndFields) {
