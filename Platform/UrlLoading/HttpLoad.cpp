@@ -179,6 +179,12 @@ void HttpLoad::resume() {
     scheduleDelivery();
 }
 
+void HttpLoad::hold() {
+    held_ = true;
+    if (transfer_)
+        transfer_->leaveSlot();
+}
+
 void HttpLoad::proceed() {
     held_ = false;
     scheduleDelivery();

@@ -60,8 +60,8 @@ public:
     /// Keeps everything back, and stops the time, until `resume`.
     void suspend();
     void resume();
-    /// Keeps everything back until `proceed`, while time goes on.
-    void hold() { held_ = true; }
+    /// Keeps everything back until `proceed`, while time goes on. Others may have its slot meanwhile.
+    void hold();
     void proceed();
     /// Ends with this error; what was not handed on is dropped. No effect on a load that has ended.
     void fail(Error error);

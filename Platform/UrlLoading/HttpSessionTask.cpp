@@ -70,7 +70,9 @@ void HttpSessionTask::loadDidReceiveHead(HttpUrlResponse head) {
 }
 
 void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse head) {
+    // Nobody else waits for the answer, which may never come.
     load_->hold();
+    leavePlace();
     challenging_ = std::move(head);
     delegate->URLSessionTaskDidReceiveChallenge(*session_, *this,
                                                 [task = weak_from_this()](ChallengeDisposition disposition) {
@@ -117,7 +119,7 @@ void HttpSessionTask::loadDidEnd(const std::optional<Error>& error) {
     };
     state_ = State::Completed;
     challenging_.reset();
-    session_->leavePlace(*this);
+    leavePlace();
     const auto self = shared_from_this();
     const End end{*this};
     if (receiver_)
@@ -130,6 +132,11 @@ void HttpSessionTask::loadWasDropped() {
     const auto self = shared_from_this();
     receiver_.reset();
     letGoOfSession();
+}
+
+void HttpSessionTask::leavePlace() {
+    if (!std::exchange(placeLeft_, true))
+        session_->leavePlace(*this);
 }
 
 void HttpSessionTask::letGoOfSession() {

@@ -47,6 +47,7 @@ private:
     void challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse head);
     void answerChallenge(ChallengeDisposition disposition);
     void receiveHead(HttpUrlResponse head);
+    void leavePlace();
     void letGoOfSession();
 
     /// Nil once the task is done.
@@ -57,6 +58,7 @@ private:
     std::string description_;
     State state_ = State::Suspended;
     bool begun_ = false;
+    bool placeLeft_ = false;
     std::optional<HttpUrlResponse> response_;
     /// The head that waits for the answer to its challenge.
     std::optional<HttpUrlResponse> challenging_;

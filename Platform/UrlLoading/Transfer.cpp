@@ -58,6 +58,11 @@ void Transfer::start() {
     driver_->start(*this);
 }
 
+void Transfer::leaveSlot() noexcept {
+    if (driver_ != nullptr)
+        driver_->leaveSlot(*this);
+}
+
 /// Makes the request anew, on a connection of its own; nothing of it was sent.
 bool Transfer::startAgain() noexcept {
     releaseHandle();

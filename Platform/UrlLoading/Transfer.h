@@ -52,6 +52,8 @@ public:
 
     /// Begins as soon as there is a slot for it. Throws where it cannot.
     void start();
+    /// Goes on, if it has begun, but lets others begin in its place.
+    void leaveSlot() noexcept;
     /// Whether it has had its slot, so that time runs.
     bool hasBegun() const { return begun_; }
 

@@ -250,12 +250,16 @@ void TransferDriver::startLater(Transfer& transfer) {
         state_->begin(transfer);
 }
 
-/// The slot goes to the transfer that has waited longest; the timer moves it on.
 void TransferDriver::release(Transfer& transfer) noexcept {
     CURL* easy = std::exchange(transfer.easy_, nullptr);
     curl_multi_remove_handle(state_->multi.get(), easy);
     curl_easy_cleanup(easy);
     state_->sockets.vacate(std::exchange(transfer.connection_, -1), transfer);
+    leaveSlot(transfer);
+}
+
+/// The timer moves on who gets it.
+void TransferDriver::leaveSlot(Transfer& transfer) noexcept {
     if (Transfer* next = state_->slots.leave(transfer)) {
         state_->begin(*next);
         state_->armTimer();

@@ -55,7 +55,7 @@ public:
 
     /// A server asks for authentication (an answer of status 401 with a WWW-Authenticate field; RFC 9110,
     /// section 11.6.1). The task waits, for as long as its time-outs allow, until the handler is called; it may be
-    /// called later, once.
+    /// called later, once. No other task waits for it.
     virtual void URLSessionTaskDidReceiveChallenge(UrlSession& session, UrlSessionTask& task,
                                                    ChallengeHandler completionHandler);
     /// The next bytes of a data task that has no completion handler. `data` is valid during the call.

@@ -89,35 +89,6 @@ TEST_F(Connections, ThatNobodyUsesAreFew) {
     EXPECT_GT(server.openConnections(), 0U);
 }
 
-TEST_F(Connections, AreAtMostThirtyTwoAtOnceAndTheOtherRequestsWaitTheirTurn) {
-    server.setHandler([](const auto&) { return HttpReply::silence(); });
-    UrlSessionConfiguration configuration;
-    configuration.httpMaximumConnectionsPerHost = 40;
-    const auto session = UrlSession::sessionWithConfiguration(configuration);
-    std::vector<Answer> answers(35);
-    std::vector<std::shared_ptr<UrlSessionTask>> tasks;
-    for (auto& answer : answers)
-        tasks.push_back(start(*session, get("/" + std::to_string(tasks.size())), answer));
-    ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 32; }));
-    settle();
-    EXPECT_EQ(server.openConnections(), 32U);
-    // One that ends makes room for the one that has waited longest, on the same connection.
-    server.send(4, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
-    ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 33; }));
-    EXPECT_EQ(server.requests().back().target, "/32");
-    EXPECT_EQ(server.requests().back().connection, server.requests()[4].connection);
-    settle();
-    EXPECT_EQ(server.requests().size(), 33U);
-    EXPECT_EQ(server.openConnections(), 32U);
-    for (auto task = tasks.rbegin(); task != tasks.rend(); ++task)
-        (*task)->cancel();
-    for (auto& answer : answers)
-        ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
-    EXPECT_EQ(answers[4].code(), 0);
-    EXPECT_EQ(answers[33].code(), -999);
-    EXPECT_EQ(server.requests().size(), 33U);
-}
-
 class ARedirect : public UrlLoadingTest {
 protected:
     static HttpReply to(const std::string& place, int status = 302, std::string_view body = "moved") {
