@@ -32,6 +32,22 @@ Response mails(State& state, const Parameter& recipient) {
     return jsonResponse(200, boost::json::serialize(list));
 }
 
+Response errors(State& state, const Parameter& computer) {
+    boost::json::array list;
+    for (Query row = state.db.query("SELECT received_at, computer, user, error_class, error_method, error_message "
+                                    "FROM errors WHERE ?1 IS NULL OR computer = ?1 ORDER BY id DESC LIMIT 100",
+                                    computer);
+         row.next();) {
+        list.push_back({{"receivedAt", row.text(0)},
+                        {"computer", orNull(row.optionalText(1))},
+                        {"user", orNull(row.optionalText(2))},
+                        {"class", orNull(row.optionalText(3))},
+                        {"method", orNull(row.optionalText(4))},
+                        {"message", orNull(row.optionalText(5))}});
+    }
+    return jsonResponse(200, boost::json::serialize(list));
+}
+
 Response activate(State& state, const Parameter& code) {
     if (state.db.run("UPDATE users SET activated = 1 WHERE code = ?1", code) == 0) {
         return errorResponse(404, "UnknownCode", "there is no user with this code");
@@ -52,6 +68,7 @@ struct Page {
 constexpr std::array pages = {
     Page{"/status", "computer", &status},
     Page{"/mails", "to", &mails},
+    Page{"/errors", "computer", &errors},
     Page{"/activate", "code", &activate},
     Page{"/openapi.json", "", &openApi},
 };

@@ -3,6 +3,7 @@
 #include "WebService/IncomingFile.h"
 #include "WebService/Log.h"
 #include "WebService/Operations/FileTable.h"
+#include "WebService/Operations/SharedFiles.h"
 #include "WebService/SlicedExchange.h"
 
 #include <optional>
@@ -59,6 +60,7 @@ private:
         content.id = state().cloud.store(content, file_->path());
         if (computer) {
             co_await distribute(state(), *computer, content);
+            co_await deliverToReceivers(state(), file->id, content);
         }
         co_return jsonResponse(200, boost::json::serialize(done()));
     }

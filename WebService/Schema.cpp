@@ -154,7 +154,8 @@ CREATE INDEX transfers_out ON transfers (from_computer, state);
 CREATE INDEX transfers_in ON transfers (to_computer, state);
 )sql";
 
-// Version 3: nothing is searched for without an index, however much has come together.
+// Version 3: nothing is searched for without an index, however much has come together, and nothing is kept that is
+// never read.
 //
 // `upload_counts` has the number of a computer's uploads in each state. A request has the computer that it asks, and
 // its `position` among those that wait.
@@ -173,10 +174,17 @@ CREATE TRIGGER upload_changed AFTER UPDATE OF state ON uploads WHEN new.state <>
     UPDATE upload_counts SET count = count - 1 WHERE computer = old.computer AND state = old.state;
     INSERT INTO upload_counts VALUES (new.computer, new.state, 1) ON CONFLICT DO UPDATE SET count = count + 1;
 END;
+ALTER TABLE uploads DROP COLUMN stream;
+ALTER TABLE transfers DROP COLUMN length;
+ALTER TABLE transfers DROP COLUMN is_exists;
+ALTER TABLE transfers DROP COLUMN send_stream;
+ALTER TABLE transfers DROP COLUMN receive_stream;
 ALTER TABLE requests ADD COLUMN computer INTEGER REFERENCES computers (id);
 ALTER TABLE requests ADD COLUMN position INTEGER;
 UPDATE requests SET computer = (SELECT computer FROM files WHERE files.id = file),
     position = id + CASE stream WHEN 'failed' THEN (SELECT max(id) FROM requests) ELSE 0 END;
+ALTER TABLE requests DROP COLUMN stream;
+ALTER TABLE requests DROP COLUMN attachment;
 CREATE INDEX requests_of_computer ON requests (computer, position) WHERE state = 'waiting';
 CREATE INDEX files_of_computer ON files (computer) WHERE present;
 CREATE INDEX deletions_of_computer ON deletions (computer, id) WHERE state = 'waiting';
@@ -186,6 +194,7 @@ CREATE INDEX cloud_by_name ON cloud (name);
 CREATE INDEX cloud_of_user ON cloud (user);
 CREATE INDEX transfers_to ON transfers (to_computer);
 CREATE INDEX transfers_by_file ON transfers (file, to_computer);
+CREATE INDEX transfers_sent ON transfers (file) WHERE state = 'sent';
 CREATE INDEX transfers_by_folder ON transfers (prev_folder_file);
 CREATE INDEX computer_maps_by_subscriber ON computer_maps (subscriber);
 CREATE INDEX mails_by_recipient ON mails (recipient);

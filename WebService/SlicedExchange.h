@@ -10,9 +10,10 @@
 
 namespace webservice {
 
-// An exchange that works on the state, in slices of a few milliseconds. Each slice is one transaction: it is kept as a whole
-// when the work pauses or is done, and undone as a whole when the work ends with an exception. Where another process
-// has the database locked, the exchange waits for as long as the database's patience and then fails with DatabaseBusy.
+// An exchange that works on the state, in slices of a few milliseconds. Each slice is one transaction: it is kept as a
+// whole when the work pauses or is done, and undone as a whole when the work ends with an exception. Where another
+// process has the database locked, the exchange waits for as long as the database's patience and then fails with
+// DatabaseBusy.
 class SlicedExchange : public Exchange {
 public:
     // All slices, one after the other.

@@ -234,4 +234,24 @@ TEST_F(AChange, ReachesAComputerThatRegistersLater) {
                   "there is no computer 9");
 }
 
+TEST_F(AChange, IsFoundInASizeOrDateThatOneTimeSyncFilesTells) {
+    const auto asks = [this](std::string_view size, std::string_view date) {
+        expect("Registration.svc/OneTimeSyncFiles",
+               R"({"ComputerID":"2","AllFiles":" \r\n[{\"FullPath\":\"a\",\"FileSize\":\")" + std::string(size) +
+                   R"(\",\"FileModifiedDate\":\")" + std::string(date) + R"(\"}]"})",
+               accepted);
+        const std::string asked = call("Downloads.svc/GetTopFileRequest", R"({"FromComputerID":"2"})");
+        if (field(asked, "ReturnStatus") == "0") {
+            call("Downloads.svc/UpdateFileRequest", R"({"FileRequestID":)" + field(asked, "FileRequestID") + "}");
+            return field(asked, "FilePath");
+        }
+        return std::string("nothing");
+    };
+    EXPECT_EQ(asks("1", "d"), "a");
+    EXPECT_EQ(asks("1", "d"), "nothing");
+    EXPECT_EQ(asks("2", "d"), "a");
+    EXPECT_EQ(asks("2", "e"), "a");
+    EXPECT_EQ(asks("2", "e"), "nothing");
+}
+
 } // namespace webservice::test

@@ -192,17 +192,22 @@ TEST_F(Uploads, TakeReportsOnTheStreamOfAPendingItem) {
     expect("Uploads.svc/UpdateBSUploadStreamStarted", R"({"FileUploadID":"1"})",
            R"({"ReturnStatus":"0","error":null})");
     expect("Uploads.svc/UpdateBSUploadStreamFailed", R"({"FileUploadID":"1"})", R"({"ReturnStatus":"0","error":null})");
-    {
-        Query row = state->db.query("SELECT stream FROM uploads WHERE id = 1");
-        ASSERT_TRUE(row.next());
-        EXPECT_EQ(row.text(0), "failed");
-    }
     EXPECT_EQ(take("7"), "\\a.txt");
     for (const char* operation :
          {"Uploads.svc/UpdateBSUploadStreamStarted", "Uploads.svc/UpdateBSUploadStreamFailed"}) {
         expectRefusal(operation, R"({"FileUploadID":"1"})", "NotPending", "upload 1 is no longer pending");
         expectRefusal(operation, R"({"FileUploadID":"2"})", "UnknownUpload", "there is no upload 2");
     }
+}
+
+TEST_F(Uploads, GoBehindTheOthersWhenTheirStreamFails) {
+    folder.write("data/outbox/7/a.txt", "aaa");
+    poll();
+    folder.write("data/outbox/7/b.txt", "bbb");
+    call("Uploads.svc/UpdateBSUploadStreamFailed", R"({"FileUploadID":"1"})");
+    EXPECT_EQ(field(poll(), "FileName"), "\\b.txt");
+    call("Uploads.svc/UpdateBSUploadStreamStarted", R"({"FileUploadID":"1"})");
+    EXPECT_EQ(statusAndBody(stream("0")), "0:aaa");
 }
 
 TEST_F(Uploads, NeedAComputer) {
@@ -236,17 +241,14 @@ TEST_F(Uploads, ArePassedOverWhenTheirFileHasBecomeSomethingElse) {
     EXPECT_EQ(takeAll("7"), std::vector<std::string>({"\\b.txt"}));
 }
 
-TEST_F(Uploads, ErrorReportsAreKept) {
+TEST_F(Uploads, ErrorReportsAreShown) {
     EXPECT_EQ(call("MAC/ErrorLog.svc/LogError",
                    R"({"ErrorClass":"C","ErrorMethod":"M","ErrorMessage":"broken","ComputerID":"7"})"),
               R"({"ReturnStatus":"0","error":null})");
-    Query row = state->db.query("SELECT error_class, error_method, error_message, computer, user FROM errors");
-    ASSERT_TRUE(row.next());
-    EXPECT_EQ(row.text(0), "C");
-    EXPECT_EQ(row.text(1), "M");
-    EXPECT_EQ(row.text(2), "broken");
-    EXPECT_EQ(row.text(3), "7");
-    EXPECT_TRUE(row.isNull(4));
+    const std::string reports = request("GET", "/errors?computer=7").body;
+    EXPECT_TRUE(reports.ends_with(R"("computer":"7","user":null,"class":"C","method":"M","message":"broken"}])"))
+        << reports;
+    EXPECT_EQ(request("GET", "/errors?computer=8").body, "[]");
 }
 
 } // namespace webservice::test

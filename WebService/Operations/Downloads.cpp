@@ -42,8 +42,7 @@ boost::json::object getTopFileRequest(State& state, const Record& request) {
 
 boost::json::object updateFileRequest(State& state, const Record& request) {
     const std::int64_t id = request.id("FileRequestID");
-    if (state.db.run("UPDATE requests SET state = 'done', attachment = coalesce(?2, attachment) WHERE id = ?1", id,
-                     request.optional("Attachment")) == 0) {
+    if (state.db.run("UPDATE requests SET state = 'done' WHERE id = ?1", id) == 0) {
         throw Refusal("UnknownRequest", "there is no file request " + request.text("FileRequestID"));
     }
     return done();
@@ -60,7 +59,7 @@ boost::json::object updateBSDownloadStreamStarted(State& state, const Record& re
                                "computer = (SELECT computer FROM requests WHERE id = ?1)",
                                id);
     row.next();
-    state.db.run("UPDATE requests SET stream = 'started', position = ?2 WHERE id = ?1", id, row.integer(0) - 1);
+    state.db.run("UPDATE requests SET position = ?2 WHERE id = ?1", id, row.integer(0) - 1);
     return done();
 }
 
@@ -70,7 +69,7 @@ boost::json::object updateBSDownloadStreamFailed(State& state, const Record& req
                                "computer = (SELECT computer FROM requests WHERE id = ?1)",
                                id);
     row.next();
-    state.db.run("UPDATE requests SET stream = 'failed', position = ?2 WHERE id = ?1", id, row.integer(0) + 1);
+    state.db.run("UPDATE requests SET position = ?2 WHERE id = ?1", id, row.integer(0) + 1);
     return done();
 }
 

@@ -11,13 +11,14 @@ namespace webservice {
 // to have failed, which puts it behind the others.
 boost::json::object getTopFileRequest(State& state, const Record& request);
 
-// The computer has answered the request, with an attachment in place of a content. May be repeated.
+// The computer has answered the request and gives no content. May be repeated.
 boost::json::object updateFileRequest(State& state, const Record& request);
 
 // "ByteStartPos" is how many bytes of the path the service has: its size once it was streamed up, "0" before.
 boost::json::object checkFileExistsInDownloads(State& state, const Record& request);
 
-// Notes that the content of a waiting request has begun to be streamed up, or has failed to be.
+// The content of a waiting request has begun to be streamed up, which puts it before the others, or has failed to be,
+// which puts it behind them.
 boost::json::object updateBSDownloadStreamStarted(State& state, const Record& request);
 boost::json::object updateBSDownloadStreamFailed(State& state, const Record& request);
 

@@ -65,6 +65,15 @@ std::optional<KnownFile> FileTable::find(std::string_view fullPath) const {
     return row.next() ? std::optional(readFile(row)) : std::nullopt;
 }
 
+bool FileTable::has(const FileDescription& file) const {
+    // What is not told, or was not told before, does not differ.
+    return state_.db
+        .query("SELECT 1 FROM files WHERE computer = ?1 AND full_path = ?2 AND present "
+               "AND coalesce(size <> ?3, 0) = 0 AND coalesce(modified <> ?4, 0) = 0",
+               computer_.id, file.fullPath, file.size, file.modified)
+        .next();
+}
+
 KnownFile FileTable::require(std::string_view fullPath) const {
     auto file = find(fullPath);
     if (!file) {

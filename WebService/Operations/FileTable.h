@@ -41,6 +41,9 @@ public:
 
     std::optional<KnownFile> find(std::string_view fullPath) const;
 
+    // Whether the table has the file with the same content, as far as its size and its date tell.
+    bool has(const FileDescription& file) const;
+
     // Enters the file, or brings its row up to date. Nothing follows from it. Gives its identifier.
     std::int64_t enter(const FileDescription& file);
 

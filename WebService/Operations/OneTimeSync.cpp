@@ -48,7 +48,8 @@ Work<std::vector<FileDescription>> parseJsonList(std::string_view text) {
 }
 
 Work<std::vector<FileDescription>> parseAllFiles(std::string_view text) {
-    if (text.starts_with('[')) {
+    const std::size_t start = std::min(text.find_first_not_of(" \t\r\n"), text.size());
+    if (text.substr(start).starts_with('[')) {
         co_return co_await parseJsonList(text);
     }
     std::vector<FileDescription> files;
@@ -152,7 +153,7 @@ Work<Response> oneTimeSyncFiles(State& state, const boost::json::value& body) {
     co_await table.keepOnly(files);
     for (const FileDescription& file : files) {
         co_await pause();
-        if (!table.find(file.fullPath)) {
+        if (!table.has(file)) {
             table.saved(file);
         }
     }

@@ -19,7 +19,8 @@ Work<Response> transferFilesFromCloudToBaseSystem(State& state, const boost::jso
 
 // "AllFiles" is all that the computer has: a JSON list of paths or of objects with "FullPath" and, where known,
 // "IsFile", "FileSize", "FileModifiedDate" and "BaseSystemFileID"; or a text with one path a line. A path that ends
-// with a separator is a folder. What is new is treated as created; what is missing is dropped from the table. Refuses
+// with a separator is a folder. What is new is treated as created, what has another size or date as
+// changed; what is missing is dropped from the table. Refuses
 // more than 100,000 entries with "TooMany".
 Work<Response> oneTimeSyncFiles(State& state, const boost::json::value& body);
 

@@ -14,17 +14,21 @@ struct Transfer {
     std::optional<std::string> newFullPath;
 };
 
+Transfer readTransfer(const Query& row) {
+    return {.id = row.integer(0),
+            .file = row.integer(1),
+            .toComputer = row.integer(2),
+            .state = row.text(3),
+            .newFullPath = row.optionalText(4)};
+}
+
 Transfer requireTransfer(State& state, const Record& request) {
     Query row = state.db.query("SELECT id, file, to_computer, state, new_full_path FROM transfers WHERE id = ?1",
                                request.id("SharedFileTransferID"));
     if (!row.next()) {
         throw Refusal("UnknownTransfer", "there is no transfer " + request.text("SharedFileTransferID"));
     }
-    return {.id = row.integer(0),
-            .file = row.integer(1),
-            .toComputer = row.integer(2),
-            .state = row.text(3),
-            .newFullPath = row.optionalText(4)};
+    return readTransfer(row);
 }
 
 [[noreturn]] void refuseState(const Transfer& transfer) {
@@ -33,6 +37,12 @@ Transfer requireTransfer(State& state, const Record& request) {
 
 void enterState(State& state, const Transfer& transfer, std::string_view next) {
     state.db.run("UPDATE transfers SET state = ?2 WHERE id = ?1", transfer.id, next);
+}
+
+void deliverTo(State& state, const Transfer& transfer, const CloudFile& content) {
+    const auto receiver = findComputer(state.db, transfer.toComputer);
+    deliver(state, transfer.toComputer, content,
+            transfer.newFullPath ? nameWithin(receiver->quenmarkPath, *transfer.newFullPath) : content.name);
 }
 
 // From waiting to sent. A content that is in the cloud goes on to the receiving computer.
@@ -45,28 +55,40 @@ void markSent(State& state, const Transfer& transfer) {
     const auto owner = file ? findComputer(state.db, file->computer) : std::nullopt;
     const auto content = owner ? state.cloud.find(file->fullPath, owner->user) : std::nullopt;
     if (content && transfer.state == "waiting") {
-        const auto receiver = findComputer(state.db, transfer.toComputer);
-        deliver(state, transfer.toComputer, *content,
-                transfer.newFullPath ? nameWithin(receiver->quenmarkPath, *transfer.newFullPath) : content->name);
+        deliverTo(state, transfer, *content);
     }
 }
 
-void reportStream(State& state, const Transfer& transfer, bool isSending, std::string_view report) {
-    if (isSending) {
-        state.db.run("UPDATE transfers SET send_stream = ?2 WHERE id = ?1", transfer.id, report);
-    } else {
-        state.db.run("UPDATE transfers SET receive_stream = ?2 WHERE id = ?1", transfer.id, report);
+// The transfers of the file that have been sent, behind an identifier.
+std::vector<Transfer> sentTransfers(Database& db, std::int64_t file, std::int64_t id) {
+    std::vector<Transfer> transfers;
+    for (Query row = db.query("SELECT id, file, to_computer, state, new_full_path FROM transfers "
+                              "WHERE file = ?1 AND state = 'sent' AND id > ?2 ORDER BY id LIMIT 300",
+                              file, id);
+         row.next();) {
+        transfers.push_back(readTransfer(row));
     }
+    return transfers;
 }
 
 } // namespace
+
+Work<> deliverToReceivers(State& state, std::int64_t file, CloudFile content) {
+    std::int64_t last = 0;
+    for (auto page = sentTransfers(state.db, file, last); !page.empty(); page = sentTransfers(state.db, file, last)) {
+        for (const Transfer& transfer : page) {
+            co_await pause();
+            deliverTo(state, transfer, content);
+            last = transfer.id;
+        }
+    }
+}
 
 boost::json::object updateFileExists(State& state, const Record& request) {
     const Transfer transfer = requireTransfer(state, request);
     if (transfer.state == "deleted") {
         refuseState(transfer);
     }
-    state.db.run("UPDATE transfers SET is_exists = 'True' WHERE id = ?1", transfer.id);
     enterState(state, transfer, "received");
     return done();
 }
@@ -89,10 +111,10 @@ boost::json::object uploadFileWithStream(State& state, const Record& request) {
 boost::json::object updateSendFileToTransfer(State& state, const Record& request) {
     Transfer transfer = requireTransfer(state, request);
     state.db.run("UPDATE transfers SET change_type = coalesce(?2, change_type), is_file = coalesce(?3, is_file), "
-                 "new_full_path = coalesce(?4, new_full_path), length = coalesce(?5, length) WHERE id = ?1",
+                 "new_full_path = coalesce(?4, new_full_path) WHERE id = ?1",
                  transfer.id, request.optional("ChangeType"),
                  request.optional("IsFile") ? std::optional(request.isTrue("IsFile")) : std::nullopt,
-                 request.optional("NewFullPath"), request.optional("Length"));
+                 request.optional("NewFullPath"));
     if (const auto newFullPath = request.optional("NewFullPath")) {
         transfer.newFullPath = newFullPath;
     }
@@ -111,7 +133,6 @@ boost::json::object updateFileReceived(State& state, const Record& request) {
     if (transfer.state == "deleted" || (transfer.state == "waiting" && !exists)) {
         refuseState(transfer);
     }
-    state.db.run("UPDATE transfers SET is_exists = ?2 WHERE id = ?1", transfer.id, flag(exists));
     enterState(state, transfer, "received");
     return done();
 }
@@ -141,7 +162,6 @@ boost::json::object updateBSSendStreamStarted(State& state, const Record& reques
     if (transfer.state != "waiting") {
         refuseState(transfer);
     }
-    reportStream(state, transfer, true, "started");
     return success();
 }
 
@@ -150,7 +170,6 @@ boost::json::object updateBSSendStreamFailed(State& state, const Record& request
     if (transfer.state != "waiting" && transfer.state != "sent") {
         refuseState(transfer);
     }
-    reportStream(state, transfer, true, "failed");
     enterState(state, transfer, "waiting");
     return success();
 }
@@ -160,7 +179,6 @@ boost::json::object updateBSReceiveStreamStarted(State& state, const Record& req
     if (transfer.state != "sent") {
         refuseState(transfer);
     }
-    reportStream(state, transfer, false, "started");
     return success();
 }
 
@@ -169,7 +187,6 @@ boost::json::object updateBSReceiveStreamFailed(State& state, const Record& requ
     if (transfer.state != "sent") {
         refuseState(transfer);
     }
-    reportStream(state, transfer, false, "failed");
     return success();
 }
 

@@ -40,6 +40,9 @@ boost::json::object deleteReceivedFileFromTransfer(State& state, const Record& r
 // "ByteStartPos" is how many bytes of the transfer's file the service has; "0" when none.
 boost::json::object checkFileExistsInTransfers(State& state, const Record& request);
 
+// A content of the file has arrived: it goes to the receivers of the transfers of it that have been sent already.
+Work<> deliverToReceivers(State& state, std::int64_t file, CloudFile content);
+
 // Reports on the two streams of a transfer. A failed sending makes the transfer wait again, a failed receiving leaves
 // it sent; once it was received neither can fail any more.
 boost::json::object updateBSSendStreamStarted(State& state, const Record& request);

@@ -72,12 +72,12 @@ Upload requireUpload(State& state, const Record& request) {
     return std::move(*upload);
 }
 
-void reportStream(State& state, const Record& request, std::string_view report) {
-    const Upload upload = requireUpload(state, request);
+Upload requirePending(State& state, const Record& request) {
+    Upload upload = requireUpload(state, request);
     if (!upload.pending) {
         throw Refusal("NotPending", "upload " + std::to_string(upload.id) + " is no longer pending");
     }
-    state.db.run("UPDATE uploads SET stream = ?2 WHERE id = ?1", upload.id, report);
+    return upload;
 }
 
 } // namespace
@@ -137,12 +137,14 @@ boost::json::object updateFileUpload(State& state, const Record& request) {
 }
 
 boost::json::object updateBSUploadStreamStarted(State& state, const Record& request) {
-    reportStream(state, request, "started");
+    state.ledger.offer(requirePending(state, request));
     return done();
 }
 
 boost::json::object updateBSUploadStreamFailed(State& state, const Record& request) {
-    reportStream(state, request, "failed");
+    const Upload upload = requirePending(state, request);
+    state.ledger.postpone(upload);
+    state.ledger.forgetOffer(upload.computer);
     return done();
 }
 

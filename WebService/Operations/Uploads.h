@@ -28,7 +28,8 @@ Response refusedDownload(Response refusal);
 // The computer has the item "FileUploadID". May be repeated.
 boost::json::object updateFileUpload(State& state, const Record& request);
 
-// Notes that a pending item has begun to be streamed, or has failed to be. It stays pending either way.
+// A pending item has begun to be streamed: it is the one that the computer was told of last. Or it has failed to be: it
+// stays pending, behind the others.
 boost::json::object updateBSUploadStreamStarted(State& state, const Record& request);
 boost::json::object updateBSUploadStreamFailed(State& state, const Record& request);
 
