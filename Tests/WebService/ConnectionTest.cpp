@@ -115,6 +115,12 @@ TEST(AConnection, TellsOnlyClientsOfHttp11ToGoOn) {
                     "\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
         if (std::string(version) == "1.1") {
             EXPECT_EQ(client.receive().head, "HTTP/1.1 100 Continue\r\n\r\n");
+        } else {
+            // By the time that another connection has been served, the head has been read.
+            HttpClient other(port);
+            EXPECT_EQ(other.exchange("GET", "/hello", "").body, "hello");
+            EXPECT_EQ(other.exchange("GET", "/hello", "").body, "hello");
+            EXPECT_FALSE(client.hasReceived());
         }
         client.send("ab");
         EXPECT_EQ(client.receive().body, "hello");

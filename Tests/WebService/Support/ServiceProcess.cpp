@@ -11,8 +11,6 @@
 
 #include <array>
 #include <fstream>
-#include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 namespace webservice::test {
@@ -103,14 +101,16 @@ void Program::limitOpenFiles(std::size_t limit) const {
     }
 }
 
-// The fields 14 and 15 of the process's state are its time in ticks (proc(5)); the second is its name, in parentheses.
-std::chrono::milliseconds Program::processorTime() const {
-    std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    std::istringstream words(text.substr(text.rfind(')') + 2));
-    std::vector<std::string> fields{std::istream_iterator<std::string>(words), {}};
-    return std::chrono::milliseconds((std::stoll(fields.at(11)) + std::stoll(fields.at(12))) * 1000 /
-                                     ::sysconf(_SC_CLK_TCK));
+// The line of proc(5), /proc/PID/status, "voluntary_ctxt_switches:".
+long Program::timesAsleep() const {
+    std::ifstream file("/proc/" + std::to_string(pid_) + "/status");
+    std::string name;
+    while (file && name != "voluntary_ctxt_switches:") {
+        file >> name;
+    }
+    long times = -1;
+    file >> times;
+    return times;
 }
 
 std::string Program::restOfOutput() {

@@ -4,7 +4,6 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -32,8 +31,8 @@ public:
     // Limits the number of files that it may have open from now on.
     void limitOpenFiles(std::size_t limit) const;
 
-    // The processor time that it has used.
-    std::chrono::milliseconds processorTime() const;
+    // How often it has waited for something up to now.
+    long timesAsleep() const;
 
     // What it writes to standard output from the last line() to its end.
     std::string restOfOutput();
