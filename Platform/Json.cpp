@@ -212,11 +212,16 @@ public:
 
 private:
     bool pushed() {
-        ++waiting_;
+        // The stack grows by one part at a time, and never past a multiple unseen.
+        if (++waiting_ % 4096 == 0)
+            checkSize();
+        return true;
+    }
+
+    void checkSize() const {
         const std::size_t used = memory_ == nullptr ? 0 : memory_->used();
         if (waiting_ * sizeof(boost::json::value) > maximumValueSize - used)
             refuseSize();
-        return true;
     }
 
     ValueMemory* memory_;
