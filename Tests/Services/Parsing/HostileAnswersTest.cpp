@@ -152,10 +152,9 @@ TEST(AnAnswer, IsRefusedWhereItsRecordsTakeMoreThan256MiB) {
                   boost::json::object{{"FileToTransfer", empties(files)}, {"RecFileFromTransfer", empties(received)}})
                   .RecFileFromTransferArray.size(),
               received);
-    EXPECT_THROW(
-        DataParser::parseGetSharedFilesTransferDataResponseData(
-            boost::json::object{{"FileToTransfer", empties(files)}, {"RecFileFromTransfer", empties(received + 2)}}),
-        Quenmark::AnswerTooLarge);
+    EXPECT_THROW(DataParser::parseGetSharedFilesTransferDataResponseData(boost::json::object{
+                     {"FileToTransfer", empties(files)}, {"RecFileFromTransfer", empties(received + 2)}}),
+                 Quenmark::AnswerTooLarge);
     const std::size_t results = (256 << 20) / sizeof(Quenmark::SyncFilesInTableAndCloudResponseData);
     EXPECT_THROW(DataParser::parseSyncFilesInTableAndCloudResponseData(empties(results + 1)), Quenmark::AnswerTooLarge);
 }
