@@ -2,6 +2,8 @@
 
 #include "Platform/Json.h"
 #include "Platform/Log.h"
+#include "Platform/Queue.h"
+#include "Platform/RunLoop.h"
 #include "Platform/Text.h"
 #include "Services/Catalogue.h"
 #include "Services/Coding.h"
@@ -37,8 +39,19 @@ Result<Answer> decodeAnswer(const Operation<Query, Answer>& operation, boost::js
     }
 }
 
+/// Performs the operation on the loop's thread, later, where this is another one; says whether that is so.
+template <class Operation, class Query, class Handler>
+bool postedToLoop(const Operation& operation, const Query& query, const Handler& handler) {
+    if (Platform::RunLoop::isOfThisThread())
+        return false;
+    Platform::Queue::main().async([&operation, query, handler] { perform(operation, query, handler); });
+    return true;
+}
+
 template <class Query, class Answer>
 void perform(const Operation<Query, Answer>& operation, const Query& query, CompletionHandler<Answer> handler) {
+    if (postedToLoop(operation, query, handler))
+        return;
     if (!isCarriedOut(operation.variant))
         return;
     auto params = operation.encode(query);
@@ -70,7 +83,7 @@ void perform(const Operation<Query, Answer>& operation, const Query& query, Comp
 template <class Query>
 void perform(const Operation<Query, RawAnswer>& operation, const Query& query,
              RestInterface::RawCompletionHandler handler) {
-    if (isCarriedOut(operation.variant))
+    if (!postedToLoop(operation, query, handler) && isCarriedOut(operation.variant))
         startRawRequest(operation.path, operation.encode(query), std::move(handler));
 }
 

@@ -93,7 +93,9 @@ namespace Quenmark {
 /// its parser needs (the exception then goes to the run loop, which logs it).
 ///
 /// The answer's own "ReturnStatus" is not looked at here: a call that the service refused has `RestStatusSuccess` too.
-/// The functions keep no state; they are called on the thread of the run loop. A handler must not be empty.
+/// The functions keep no state, and may be called from any thread: a call from another one than the run loop's is
+/// posted to the loop, which makes it on the main queue, and whose thread every handler runs on. A handler must not be
+/// empty.
 class RestInterface {
 public:
     RestInterface() = delete;

@@ -12,6 +12,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace ServicesTests {
@@ -57,6 +58,36 @@ TEST_F(TheFacade, GivesEachCallAQueueOfItsOwnOnOldReleases) {
     EXPECT_NE(queues[0], queues[1]);
     EXPECT_NE(queues[1], queues[2]);
     EXPECT_NE(queues[0], queues[2]);
+}
+
+TEST_F(TheFacade, MayBeCalledFromAnyThread) {
+    server.setHandler([](const auto& request) { return HttpReply::json(R"({"FileName": )" + request.body + "}"); });
+    const auto loopThread = std::this_thread::get_id();
+    std::size_t answers = 0;
+    std::size_t rawAnswers = 0;
+    std::thread caller([&] {
+        for (int call = 0; call < 300; ++call) {
+            Quenmark::GetTopFileUploadQuery query;
+            query.toComputerId = std::to_string(call);
+            RestInterface::asyncGetTopFileUpload(query, [&](const auto& result, std::int64_t status) {
+                EXPECT_EQ(status, 0);
+                EXPECT_NE(result.answer(), nullptr);
+                EXPECT_EQ(std::this_thread::get_id(), loopThread);
+                EXPECT_EQ(Queue::current(), Queue::main());
+                ++answers;
+            });
+            if (call % 10 == 0)
+                RestInterface::asyncGetTopFileUploadWithStream(query,
+                                                               [&](const auto&, const auto&, std::int64_t status) {
+                                                                   EXPECT_EQ(status, 0);
+                                                                   EXPECT_EQ(std::this_thread::get_id(), loopThread);
+                                                                   ++rawAnswers;
+                                                               });
+        }
+    });
+    EXPECT_TRUE(runUntil([&] { return answers == 300 && rawAnswers == 30; })) << answers << ' ' << rawAnswers;
+    caller.join();
+    EXPECT_EQ(server.requests().size(), 330U);
 }
 
 TEST_F(TheFacade, AnswersManyCallsAtOnce) {
