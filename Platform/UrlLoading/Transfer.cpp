@@ -30,11 +30,6 @@ void Transfer::progressed() noexcept {
     driver_->touch(*this);
 }
 
-void Transfer::begun() noexcept {
-    begun_ = true;
-    progressed();
-}
-
 /// The first reason counts: the transport may go on for a moment, and fail of it.
 void Transfer::breakOff(Break reason) noexcept {
     if (break_ == Break::None)
@@ -69,6 +64,7 @@ bool Transfer::startAgain() noexcept {
     break_ = Break::None;
     onFreshConnection_ = true;
     fileOffset_ = 0;
+    errorText_ = {};
     try {
         makeHandle();
         driver_->startLater(*this);

@@ -54,8 +54,6 @@ public:
     void start();
     /// Goes on, if it has begun, but lets others begin in its place.
     void leaveSlot() noexcept;
-    /// Whether it has had its slot, so that time runs.
-    bool hasBegun() const { return begun_; }
 
     const Url& url() const { return request_.url; }
     /// The head of the answer; still being read, complete or malformed.
@@ -67,7 +65,7 @@ public:
     void continueReading();
     /// Nil until the transfer has ended.
     const std::optional<Outcome>& outcome() const { return outcome_; }
-    /// Whether the connection was made or bytes went either way since this was last asked.
+    /// Whether it got its slot, the connection was made or bytes went either way since this was last asked.
     bool takeProgress() { return std::exchange(progress_, false); }
 
 private:
@@ -101,7 +99,6 @@ private:
     std::optional<Error> errorOf(int code) const;
     bool startAgain() noexcept;
     void breakOff(Break reason) noexcept;
-    void begun() noexcept;
     void headIsComplete();
     bool maySend() const;
     bool wasSent() const;
@@ -140,7 +137,6 @@ private:
     std::unique_ptr<SocketBody> directBody_;
     Break break_ = Break::None;
     std::optional<Outcome> outcome_;
-    bool begun_ = false;
     bool progress_ = false;
     /// Whether the driver will settle this.
     bool touched_ = false;

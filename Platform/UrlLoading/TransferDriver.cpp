@@ -143,7 +143,7 @@ void TransferDriver::State::limitConnections() noexcept {
 /// Lets a transfer begin that has its slot.
 void TransferDriver::State::begin(Transfer& transfer) noexcept {
     limitConnections();
-    transfer.begun();
+    transfer.progressed();
     if (curl_multi_add_handle(multi.get(), transfer.easy_) == CURLM_OK)
         return;
     transfer.breakOff(Transfer::Break::NoMemory);
