@@ -101,16 +101,17 @@ void Program::limitOpenFiles(std::size_t limit) const {
     }
 }
 
-// The line of proc(5), /proc/PID/status, "voluntary_ctxt_switches:".
-long Program::timesAsleep() const {
-    std::ifstream file("/proc/" + std::to_string(pid_) + "/status");
-    std::string name;
-    while (file && name != "voluntary_ctxt_switches:") {
-        file >> name;
+// The fields 14 and 15 of /proc/PID/stat, in ticks (proc(5)).
+double Program::processorTime() const {
+    std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
+    std::string skipped;
+    for (int field = 1; field < 14; ++field) {
+        file >> skipped;
     }
-    long times = -1;
-    file >> times;
-    return times;
+    long user = 0;
+    long system = 0;
+    file >> user >> system;
+    return static_cast<double>(user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
 }
 
 std::string Program::restOfOutput() {

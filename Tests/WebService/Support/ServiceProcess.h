@@ -31,8 +31,8 @@ public:
     // Limits the number of files that it may have open from now on.
     void limitOpenFiles(std::size_t limit) const;
 
-    // How often it has waited for something up to now.
-    long timesAsleep() const;
+    // The processor time that it has used up to now, in seconds.
+    double processorTime() const;
 
     // What it writes to standard output from the last line() to its end.
     std::string restOfOutput();
