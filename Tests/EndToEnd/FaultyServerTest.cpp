@@ -129,7 +129,7 @@ TEST_P(AFaultyServer, ThatCannotBeTrustedOrDecodedIsPolledAgain) {
 TEST_P(AFaultyServer, WhoseFieldsAreNotUtf8GetsItsItemAcknowledgedAsText) {
     server_.setHandler([&](const HttpRequest& request) {
         if (request.target == pollTarget)
-            return HttpReply::json(count(acknowledgeTarget) == 0 ? item(R"(\a.bin)") : nothing);
+            return HttpReply::json(count(acknowledgeTarget) == 0 ? item(R"(\\a.bin)") : nothing);
         if (request.target == streamTarget)
             return HttpReply::ok("content", streamHeaders("\\\xFC.txt"));
         return HttpReply::json(R"({"ReturnStatus":"0"})");
