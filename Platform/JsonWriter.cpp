@@ -62,28 +62,7 @@ private:
         const std::size_t invalid = firstInvalidUtf8(string);
         if (invalid != std::string_view::npos)
             return fail("a string that is not UTF-8 at byte " + std::to_string(invalid));
-        out += '"';
-        for (const char character : string)
-            writeCharacter(character);
-        out += '"';
-    }
-
-    /// RFC 8259, section 7.
-    void writeCharacter(char character) {
-        constexpr std::string_view escaped = "\"\\\b\f\n\r\t";
-        constexpr std::string_view letters = "\"\\bfnrt";
-        constexpr std::string_view digits = "0123456789abcdef";
-        const std::size_t found = escaped.find(character);
-        if (found != std::string_view::npos) {
-            out += '\\';
-            out += letters[found];
-        } else if (static_cast<unsigned char>(character) < 0x20) {
-            out += "\\u00";
-            out += digits[static_cast<std::size_t>(character) >> 4];
-            out += digits[static_cast<std::size_t>(character) & 15];
-        } else {
-            out += character;
-        }
+        out += boost::json::serialize(boost::json::string_view(string.data(), string.size()));
     }
 
     void fail(std::string what) {

@@ -66,11 +66,8 @@ struct Page {
 };
 
 constexpr std::array pages = {
-    Page{"/status", "computer", &status},
-    Page{"/mails", "to", &mails},
-    Page{"/errors", "computer", &errors},
-    Page{"/activate", "code", &activate},
-    Page{"/openapi.json", "", &openApi},
+    Page{"/status", "computer", &status}, Page{"/mails", "to", &mails},        Page{"/errors", "computer", &errors},
+    Page{"/activate", "code", &activate}, Page{"/openapi.json", "", &openApi},
 };
 
 class PageExchange : public SlicedExchange {
