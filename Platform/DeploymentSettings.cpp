@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <ctime>
 #include <mutex>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -88,6 +89,8 @@ std::optional<Host> parseHost(std::string_view text) {
 /// What is read from a file, and what is wrong with it.
 struct Reading {
     DeploymentSettings settings;
+    /// How many files were looked at: what the others hold does not matter.
+    std::size_t files = 0;
     std::vector<std::string> complaints;
 
     void refuse(const std::string& path, const char* key, const boost::json::value& value, const char* wanted) {
@@ -141,6 +144,7 @@ std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vec
     Reading reading;
     reading.settings.serviceHost = Product::serviceHost;
     for (const auto& path : paths) {
+        ++reading.files;
         const auto content = SettingsFile::read(path);
         if (const auto* error = std::get_if<Error>(&content)) {
             if (SettingsFile::isFailureToRead(*error))
@@ -161,22 +165,22 @@ std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vec
 
 /// The states of the files at some time, by which a change shows.
 struct FileStates {
-    std::vector<std::string> paths = settingsFiles();
     std::vector<SettingsFile::State> states;
     /// Whether a change after this time shows for sure. Times of files go in steps, of up to two seconds on some file
     /// systems, so that two changes that follow one another closely may leave the same time.
     bool areSettled = true;
 
-    FileStates() {
+    explicit FileStates(std::span<const std::string> paths) {
         constexpr time_t longestStep = 2;
         timespec now{};
         ::clock_gettime(CLOCK_REALTIME, &now);
+        states.reserve(paths.size());
         for (const auto& path : paths) {
             states.push_back(SettingsFile::stateOf(path));
             areSettled = areSettled && now.tv_sec - states.back().changed.tv_sec > longestStep;
         }
     }
-    bool isSameAs(const FileStates& other) const { return paths == other.paths && states == other.states; }
+    bool isSameAs(const FileStates& other) const { return states == other.states; }
 };
 
 /// The settings of this process, which any thread may ask for.
@@ -186,9 +190,10 @@ public:
         const std::lock_guard guard(lock_);
         if (replacement_)
             return *replacement_;
-        FileStates found;
-        if (!known_ || !known_->areSettled || !known_->isSameAs(found))
-            read(std::move(found));
+        if (paths_.empty())
+            paths_ = settingsFiles();
+        if (!known_ || !known_->areSettled || hasChanged(*known_))
+            read();
         return settings_.value_or(DeploymentSettings{});
     }
 
@@ -197,11 +202,19 @@ public:
         replacement_ = std::move(settings);
         settings_.reset();
         known_.reset();
+        paths_.clear();
     }
 
 private:
-    void read(FileStates found) {
-        auto result = readSettings(found.paths);
+    bool hasChanged(const FileStates& known) const {
+        return !known.isSameAs(FileStates(std::span(paths_).first(known.states.size())));
+    }
+
+    void read() {
+        FileStates found(paths_);
+        auto result = readSettings(paths_);
+        if (const auto* reading = std::get_if<Reading>(&result))
+            found.states.resize(reading->files);
         const bool isNew = !known_ || !known_->isSameAs(found);
         known_ = std::move(found);
         if (const auto* failure = std::get_if<1>(&result)) {
@@ -212,7 +225,7 @@ private:
                                                       (consequence + failure->second.localizedDescription));
             return;
         }
-        auto [settings, complaints] = std::get<0>(std::move(result));
+        auto [settings, files, complaints] = std::get<0>(std::move(result));
         if (isNew || complaints != complaints_) {
             for (const auto& complaint : complaints)
                 Log::write(complaint, Log::Priority::Error);
@@ -228,6 +241,8 @@ private:
     std::optional<DeploymentSettings> replacement_;
     /// What was read last; nil before the first success.
     std::optional<DeploymentSettings> settings_;
+    /// The files that may hold the settings; a process's environment does not change. Empty before the first use.
+    std::vector<std::string> paths_;
     /// The states of the files that were read last; nil before.
     std::optional<FileStates> known_;
     std::vector<std::string> complaints_;
