@@ -16,6 +16,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <exception>
 #include <memory>
 
 namespace {
@@ -46,6 +48,13 @@ int runListener(Platform::RunLoop& loop) {
     return loop.run();
 }
 
+int run() {
+    Platform::RunLoop loop;
+    Platform::Queue::global(Platform::Priority::Background)
+        .after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
+    return ServicesUtilities::is10_7() ? runWrapper() : runListener(loop);
+}
+
 } // namespace
 
 int main() {
@@ -54,8 +63,13 @@ int main() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     Platform::Memory::keepSmall();
-    Platform::RunLoop loop;
-    Platform::Queue::global(Platform::Priority::Background)
-        .after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
-    return ServicesUtilities::is10_7() ? runWrapper() : runListener(loop);
+    try {
+        return run();
+    } catch (const std::exception& exception) {
+        // There is no memory or no descriptor for the loop or the bus. The entry may need more than there is.
+        std::fputs("The service cannot start: ", stderr);
+        std::fputs(exception.what(), stderr);
+        std::fputc('\n', stderr);
+        return EX_OSERR;
+    }
 }

@@ -28,6 +28,17 @@ TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereIsNoBus) {
     EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
 }
 
+// UndefinedBehaviorSanitizer needs descriptors of its own to look at an exception.
+#ifndef __SANITIZE_ADDRESS__
+TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereAreNoDescriptors) {
+    deploy(server_.host());
+    const auto result = runCommand({"prlimit", "--nofile=5", QUENMARK_SERVICE});
+    EXPECT_EQ(result.status, 71);
+    EXPECT_TRUE(result.errors.starts_with("The service cannot start: ")) << result.errors;
+    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
+}
+#endif
+
 TEST_P(AServiceThatCannotServe, EndsWhenTheBusIsLost) {
     deploy(server_.host());
     start();
