@@ -123,8 +123,8 @@ private:
         }
     }
 
-    /// Watches a folder with those in it. It is listed before it is told of: what is made in it by one who has been
-    /// told comes later, by an event of its own.
+    /// Watches a folder with those in it. It is listed before it is reported: what an observer makes in it after
+    /// the report comes later, by an event of its own.
     void takeFolder(const std::string& path, bool tell) {
         const bool isWatched = addWatch(path, eventsOfTree | IN_DONT_FOLLOW);
         const bool isMissed = !isWatched && errno != ENOENT && errno != ENOTDIR;

@@ -28,7 +28,7 @@ struct FileEvent {
 
 /// Watches a folder with all the folders in it, at any depth (inotify(7)). The folder need not be there yet, and may go
 /// and come back: once it appears, what is in it has arrived. What is in a folder that arrives has arrived too, each
-/// item once and after its folder; what is made there after the folder was told of comes in the order of its making.
+/// item once and after its folder; what is made there after the folder was reported comes in the order of its making.
 /// Symbolic links in the folder are items and are not followed.
 class FileWatcher {
 public:
