@@ -1,3 +1,4 @@
+#include "Platform/Ipc/ErrorNames.h"
 #include "Platform/Ipc/ServiceCall.h"
 #include "Platform/RunLoop.h"
 #include "Tools/Output.h"
@@ -47,9 +48,9 @@ private:
     }
 
     static bool isUnknown(const std::string& error) {
-        return error == "org.freedesktop.DBus.Error.UnknownInterface" ||
-               error == "org.freedesktop.DBus.Error.UnknownMethod" ||
-               error == "org.freedesktop.DBus.Error.UnknownObject";
+        return error == Ipc::ErrorName::unknownInterface ||
+               error == Ipc::ErrorName::unknownMethod ||
+               error == Ipc::ErrorName::unknownObject;
     }
 
     void finish(const Failed& failure) {

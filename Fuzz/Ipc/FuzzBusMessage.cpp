@@ -217,9 +217,9 @@ void comesBack(sd_bus* bus, const Value& value) {
     sd_bus_message* blank = nullptr;
     require(sd_bus_message_new_method_call(bus, &blank, nullptr, "/o", nullptr, "Message") >= 0, "new_method_call");
     const Owned<sd_bus_message> message(blank);
-    if (const auto refused = appendVariant(*message, value)) {
+    if (const auto appended = appendVariant(*message, value); !appended) {
         // What was read may lie deeper, or hold more descriptors, than a message of ours.
-        require(std::string_view(refused->errorName) == SD_BUS_ERROR_LIMITS_EXCEEDED, refused->text.c_str());
+        require(std::string_view(appended.error().errorName) == SD_BUS_ERROR_LIMITS_EXCEEDED, appended.error().text.c_str());
         return;
     }
     require(sd_bus_message_seal(blank, 1, 0) >= 0, "seal");
@@ -256,7 +256,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         return 0; // The library refuses it before anybody sees it.
     const auto result = readValue(*message);
     if (const auto* refused = std::get_if<MessageFailure>(&result)) {
-        require(!refused->text.empty(), "a message is refused without a reason");
+        require(!appended.error().text.empty(), "a message is refused without a reason");
         return 0;
     }
     comesBack(receiver.bus(), std::get<Value>(result));

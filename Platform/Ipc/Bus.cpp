@@ -1,8 +1,9 @@
 #include "Platform/Ipc/Bus.h"
 
+#include "Platform/Ipc/BusHandles.h"
+#include "Platform/Ipc/ErrorNames.h"
+#include "Platform/Ipc/MethodTable.h"
 #include "Platform/RunLoop.h"
-
-#include <systemd/sd-bus.h>
 
 #include <cstring>
 #include <exception>
@@ -17,67 +18,16 @@ namespace {
 constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* busPath = "/org/freedesktop/DBus";
 constexpr const char* localName = "org.freedesktop.DBus.Local";
-constexpr std::uint64_t flagBits = (std::uint64_t{1} << 56) - 1;
-
-struct Unreference {
-    void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
-    void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-template <class Handle>
-using Owned = std::unique_ptr<Handle, Unreference>;
 
 std::string reason(const std::string& what, int result) {
     return what + " (" + std::strerror(-result) + ")";
 }
 
-/// What the library needs of an exported interface for as long as it is exported.
-class MethodTable {
-public:
-    MethodTable(const std::vector<BusMethod>& methods, sd_bus_message_handler_t handler) : methods_(methods) {
-        entries_.push_back(blank(_SD_BUS_VTABLE_START));
-        entries_.back().x.start.element_size = sizeof(sd_bus_vtable);
-        entries_.back().x.start.features = _SD_BUS_VTABLE_PARAM_NAMES;
-        entries_.back().x.start.vtable_format_reference = &sd_bus_object_vtable_format;
-        for (const auto& method : methods_) {
-            auto& names = argumentNames_.emplace_back();
-            for (const auto& name : method.argumentNames)
-                names.append(name).push_back('\0');
-            sd_bus_vtable entry = blank(_SD_BUS_VTABLE_METHOD);
-            const std::uint64_t noReply = method.noReply ? std::uint64_t{SD_BUS_VTABLE_METHOD_NO_REPLY} : 0;
-            entry.flags = (SD_BUS_VTABLE_UNPRIVILEGED | noReply) & flagBits;
-            entry.x.method.member = method.name.c_str();
-            entry.x.method.signature = method.signature.c_str();
-            entry.x.method.result = "";
-            entry.x.method.handler = handler;
-            entry.x.method.names = names.c_str();
-            entries_.push_back(entry);
-        }
-        entries_.push_back(blank(_SD_BUS_VTABLE_END));
-    }
-    MethodTable(const MethodTable&) = delete;
-    MethodTable& operator=(const MethodTable&) = delete;
-
-    const sd_bus_vtable* entries() const { return entries_.data(); }
-
-private:
-    static sd_bus_vtable blank(std::uint8_t type) {
-        sd_bus_vtable entry;
-        std::memset(&entry, 0, sizeof entry);
-        entry.type = type;
-        return entry;
-    }
-
-    std::vector<BusMethod> methods_;
-    std::list<std::string> argumentNames_;
-    std::vector<sd_bus_vtable> entries_;
-};
-
 CallFailure failure(const sd_bus_error& error) {
     return {error.name == nullptr ? "" : error.name, error.message == nullptr ? "" : error.message};
 }
 
-Bus::Answer answer(sd_bus_message* reply) {
+Bus::Reply replyOf(sd_bus_message* reply) {
     if (const sd_bus_error* error = sd_bus_message_get_error(reply))
         return failure(*error);
     if (sd_bus_message_is_empty(reply) > 0)
@@ -89,11 +39,11 @@ Bus::Answer answer(sd_bus_message* reply) {
 }
 
 /// The library's time-outs are in microseconds, with the largest number for none.
-std::uint64_t microseconds(Duration limit) {
-    if (limit == Duration::max())
+std::uint64_t microseconds(Duration timeout) {
+    if (timeout == Duration::max())
         return UINT64_MAX;
     return static_cast<std::uint64_t>(
-        std::max<std::int64_t>(1, std::chrono::ceil<std::chrono::microseconds>(limit).count()));
+        std::max<std::int64_t>(1, std::chrono::ceil<std::chrono::microseconds>(timeout).count()));
 }
 
 /// Runs what the library calls: an exception must not pass through it.
@@ -102,9 +52,11 @@ int guarded(sd_bus_error* error, const Function& function) {
     try {
         return function();
     } catch (const std::bad_alloc&) {
-        return sd_bus_error_set(error, SD_BUS_ERROR_NO_MEMORY, "out of memory");
+        return sd_bus_error_set(error, ErrorName::noMemory, "out of memory");
     } catch (const std::exception& exception) {
-        return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, exception.what());
+        return sd_bus_error_set(error, ErrorName::failed, exception.what());
+    } catch (...) {
+        return sd_bus_error_set(error, ErrorName::failed, "an unknown exception");
     }
 }
 
@@ -114,20 +66,20 @@ struct Bus::State {
     struct PendingCall {
         State* state;
         std::list<PendingCall>::iterator place;
-        AnswerHandler handler;
-        Owned<sd_bus_slot> slot;
+        ReplyHandler handler;
+        OwnedSlot slot;
     };
 
-    explicit State(BusHandlers given) : handlers(std::move(given)) {}
+    explicit State(BusCallbacks given) : callbacks(std::move(given)) {}
 
-    BusHandlers handlers;
+    BusCallbacks callbacks;
     std::string objectPath;
     std::string claimedName;
     bool hasName = false;
-    bool ended = false;
+    bool failed = false;
     std::unique_ptr<MethodTable> methods;
-    Owned<sd_bus> bus;
-    std::vector<Owned<sd_bus_slot>> slots;
+    OwnedBus bus;
+    std::vector<OwnedSlot> slots;
     std::list<PendingCall> pendingCalls;
 
     ~State() {
@@ -137,26 +89,26 @@ struct Bus::State {
             sd_bus_detach_event(bus.get());
     }
 
-    /// Keeps what the library has made; the bus ends where that failed.
+    /// Keeps what the library has made; the bus fails where it could make nothing.
     void keep(sd_bus_slot* slot, int result, const std::string& what) {
         if (result >= 0)
             slots.emplace_back(slot);
         else
-            end(reason(what, result));
+            fail(reason(what, result));
     }
 
-    void end(const std::string& reason) {
-        if (std::exchange(ended, true))
+    void fail(const std::string& reason) {
+        if (std::exchange(failed, true))
             return;
-        if (handlers.ended)
-            handlers.ended(reason);
+        if (callbacks.failed)
+            callbacks.failed(reason);
     }
 
     void disconnected() {
-        if (!hasName || !handlers.cut)
-            return end(lost);
-        if (!std::exchange(ended, true))
-            handlers.cut();
+        if (!hasName || !callbacks.disconnected)
+            return fail(lost);
+        if (!std::exchange(failed, true))
+            callbacks.disconnected();
     }
 
     static State& of(void* data) { return *static_cast<State*>(data); }
@@ -165,15 +117,15 @@ struct Bus::State {
     static int called(sd_bus_message* message, void* data, sd_bus_error* error);
     static int ownerChanged(sd_bus_message* message, void* data, sd_bus_error* error);
     static int nameClaimed(sd_bus_message* message, void* data, sd_bus_error* error);
-    static int answered(sd_bus_message* message, void* data, sd_bus_error* error);
+    static int replied(sd_bus_message* message, void* data, sd_bus_error* error);
 
     void watch(const std::string& match);
-    void start(Owned<sd_bus_message> message, Duration limit, AnswerHandler handler);
+    void start(OwnedMessage message, Duration timeout, ReplyHandler handler);
     /// Calls a method of the bus itself, with arguments of that signature.
     template <class... Arguments>
-    void callBus(const std::string& method, AnswerHandler handler, const char* signature, Arguments... arguments);
+    void callBus(const std::string& method, ReplyHandler handler, const char* signature, Arguments... arguments);
     /// A call, or the reason why it cannot be made.
-    std::variant<Owned<sd_bus_message>, std::string> newCall(const BusTarget& target) const;
+    std::variant<OwnedMessage, std::string> newCall(const BusTarget& target) const;
 };
 
 int Bus::State::everyMessage(sd_bus_message* message, void* data, sd_bus_error* error) {
@@ -187,15 +139,15 @@ int Bus::State::everyMessage(sd_bus_message* message, void* data, sd_bus_error* 
             state.disconnected();
         const char* path = sd_bus_message_get_path(message);
         if (sd_bus_message_is_method_call(message, nullptr, nullptr) > 0 && path != nullptr &&
-            path == state.objectPath && state.handlers.peerSent)
-            state.handlers.peerSent(sender);
+            path == state.objectPath && state.callbacks.peerSent)
+            state.callbacks.peerSent(sender);
         return 0;
     });
 }
 
 int Bus::State::called(sd_bus_message* message, void* data, sd_bus_error* error) {
     return guarded(error, [&] {
-        of(data).handlers.called(IncomingCall(*message));
+        of(data).callbacks.called(IncomingCall(*message));
         return 1;
     });
 }
@@ -206,8 +158,8 @@ int Bus::State::ownerChanged(sd_bus_message* message, void* data, sd_bus_error* 
         const char* oldOwner = nullptr;
         const char* newOwner = nullptr;
         if (sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) > 0)
-            of(data).handlers.ownerChanged(name,
-                                           *newOwner == '\0' ? std::nullopt : std::optional<std::string>(newOwner));
+            of(data).callbacks.ownerChanged(name,
+                                            *newOwner == '\0' ? std::nullopt : std::optional<std::string>(newOwner));
         return 0;
     });
 }
@@ -216,29 +168,29 @@ int Bus::State::nameClaimed(sd_bus_message* message, void* data, sd_bus_error* e
     return guarded(error, [&] {
         State& state = of(data);
         constexpr std::uint64_t primaryOwner = 1; // D-Bus Specification, org.freedesktop.DBus.RequestName
-        const auto claimed = answer(message);
-        if (const auto* failed = std::get_if<CallFailure>(&claimed))
-            state.end("the bus name " + state.claimedName + " cannot be claimed: " + failed->text);
+        const auto claimed = replyOf(message);
+        if (const auto* refused = std::get_if<CallFailure>(&claimed))
+            state.fail("the bus name " + state.claimedName + " cannot be claimed: " + refused->text);
         else if (std::get<Value>(claimed) != Value(primaryOwner))
-            state.end("the bus name " + state.claimedName + " is taken by another process");
+            state.fail("the bus name " + state.claimedName + " is taken by another process");
         else
             state.hasName = true;
         return 0;
     });
 }
 
-int Bus::State::answered(sd_bus_message* message, void* data, sd_bus_error* error) {
+int Bus::State::replied(sd_bus_message* message, void* data, sd_bus_error* error) {
     return guarded(error, [&] {
         auto& call = *static_cast<PendingCall*>(data);
         const auto handler = std::move(call.handler);
         call.state->pendingCalls.erase(call.place);
-        handler(answer(message));
+        handler(replyOf(message));
         return 1;
     });
 }
 
 void Bus::State::watch(const std::string& match) {
-    if (!bus || ended)
+    if (!bus || failed)
         return;
     sd_bus_slot* slot = nullptr;
     // Without an own handler for the rule's installation, the library ends the connection where that fails.
@@ -246,51 +198,51 @@ void Bus::State::watch(const std::string& match) {
     keep(slot, result, "the owners of bus names cannot be watched");
 }
 
-std::variant<Owned<sd_bus_message>, std::string> Bus::State::newCall(const BusTarget& target) const {
+std::variant<OwnedMessage, std::string> Bus::State::newCall(const BusTarget& target) const {
     sd_bus_message* message = nullptr;
     const int result =
         sd_bus_message_new_method_call(bus.get(), &message, target.destination.c_str(), target.objectPath.c_str(),
                                        target.interface.c_str(), target.method.c_str());
     if (result < 0)
         return reason("a call cannot be made", result);
-    return Owned<sd_bus_message>(message);
+    return OwnedMessage(message);
 }
 
 template <class... Arguments>
-void Bus::State::callBus(const std::string& method, AnswerHandler handler, const char* signature,
+void Bus::State::callBus(const std::string& method, ReplyHandler handler, const char* signature,
                          Arguments... arguments) {
     auto made = newCall({busName, busPath, busName, method});
-    auto* message = std::get_if<Owned<sd_bus_message>>(&made);
+    auto* message = std::get_if<OwnedMessage>(&made);
     if (message == nullptr)
-        return handler(CallFailure{SD_BUS_ERROR_INVALID_ARGS, std::get<std::string>(made)});
+        return handler(CallFailure{ErrorName::invalidArguments, std::get<std::string>(made)});
     const int result = sd_bus_message_append(message->get(), signature, arguments...);
     if (result < 0)
-        return handler(CallFailure{SD_BUS_ERROR_INVALID_ARGS, reason("a call cannot be made", result)});
+        return handler(CallFailure{ErrorName::invalidArguments, reason("a call cannot be made", result)});
     start(std::move(*message), Duration::max(), std::move(handler));
 }
 
-void Bus::State::start(Owned<sd_bus_message> message, Duration limit, AnswerHandler handler) {
+void Bus::State::start(OwnedMessage message, Duration timeout, ReplyHandler handler) {
     pendingCalls.push_front({this, {}, std::move(handler), nullptr});
     auto& call = pendingCalls.front();
     call.place = pendingCalls.begin();
     sd_bus_slot* slot = nullptr;
-    const int result = sd_bus_call_async(bus.get(), &slot, message.get(), answered, &call, microseconds(limit));
+    const int result = sd_bus_call_async(bus.get(), &slot, message.get(), replied, &call, microseconds(timeout));
     call.slot.reset(slot);
     if (result >= 0)
         return;
     const auto refused = std::move(call.handler);
     pendingCalls.pop_front();
-    refused(CallFailure{SD_BUS_ERROR_FAILED, std::strerror(-result)});
+    refused(CallFailure{ErrorName::failed, std::strerror(-result)});
 }
 
-Bus::Bus(BusHandlers handlers) : state_(std::make_unique<State>(std::move(handlers))) {}
+Bus::Bus(BusCallbacks callbacks) : state_(std::make_unique<State>(std::move(callbacks))) {}
 Bus::~Bus() = default;
 
 bool Bus::isOpen() const {
-    return state_->bus && !state_->ended;
+    return state_->bus && !state_->failed;
 }
 
-std::optional<std::string> Bus::open() {
+Bus::Result Bus::open() {
     sd_bus* bus = nullptr;
     int result = sd_bus_open_user(&bus);
     state_->bus.reset(bus);
@@ -298,24 +250,23 @@ std::optional<std::string> Bus::open() {
         result = sd_bus_attach_event(bus, RunLoop::main().event(), SD_EVENT_PRIORITY_NORMAL);
     if (result < 0) {
         state_->bus.reset();
-        return std::string("there is no session bus (") + std::strerror(-result) + ")";
+        return reason("there is no session bus", result);
     }
     sd_bus_slot* slot = nullptr;
     const int filtered = sd_bus_add_filter(bus, &slot, State::everyMessage, state_.get());
     state_->keep(slot, filtered, "the bus's messages cannot be seen");
-    return std::nullopt;
+    return {};
 }
 
-void Bus::exportObject(const std::string& objectPath, const std::string& interface,
-                       const std::vector<BusMethod>& methods) {
+void Bus::exportObject(const BusObject& object) {
     if (!isOpen())
         return;
-    state_->objectPath = objectPath;
-    state_->methods = std::make_unique<MethodTable>(methods, State::called);
+    state_->objectPath = object.path;
+    state_->methods = std::make_unique<MethodTable>(object.methods, State::called);
     sd_bus_slot* slot = nullptr;
-    const int result = sd_bus_add_object_vtable(state_->bus.get(), &slot, objectPath.c_str(), interface.c_str(),
+    const int result = sd_bus_add_object_vtable(state_->bus.get(), &slot, object.path.c_str(), object.interface.c_str(),
                                                 state_->methods->entries(), state_.get());
-    state_->keep(slot, result, "the object " + objectPath + " cannot be exported");
+    state_->keep(slot, result, "the object " + object.path + " cannot be exported");
 }
 
 void Bus::watchVanishingNames() {
@@ -338,45 +289,45 @@ void Bus::claimName(const std::string& name) {
     state_->keep(slot, result, "the bus name " + name + " cannot be claimed");
 }
 
-void Bus::call(const BusTarget& target, std::optional<Value> variantArgument, Duration limit, AnswerHandler handler) {
+void Bus::call(const BusTarget& target, std::optional<Value> variantArgument, Duration timeout, ReplyHandler handler) {
     if (!isOpen())
         return;
     auto made = state_->newCall(target);
-    auto* message = std::get_if<Owned<sd_bus_message>>(&made);
+    auto* message = std::get_if<OwnedMessage>(&made);
     if (message == nullptr)
-        return handler(CallFailure{SD_BUS_ERROR_INVALID_ARGS, std::get<std::string>(made)});
+        return handler(CallFailure{ErrorName::invalidArguments, std::get<std::string>(made)});
     if (variantArgument) {
-        if (const auto refused = appendVariant(**message, *variantArgument))
-            return handler(CallFailure{refused->errorName, refused->text});
+        if (const auto appended = appendVariant(**message, *variantArgument); !appended)
+            return handler(CallFailure{appended.error().errorName, appended.error().text});
     }
-    state_->start(std::move(*message), limit, std::move(handler));
+    state_->start(std::move(*message), timeout, std::move(handler));
 }
 
-void Bus::callBus(const std::string& method, const std::string& name, AnswerHandler handler) {
+void Bus::callBus(const std::string& method, const std::string& name, ReplyHandler handler) {
     if (isOpen())
         state_->callBus(method, std::move(handler), "s", name.c_str());
 }
 
-void Bus::startService(const std::string& name, AnswerHandler handler) {
+void Bus::startService(const std::string& name, ReplyHandler handler) {
     if (isOpen())
         state_->callBus("StartServiceByName", std::move(handler), "su", name.c_str(), 0U);
 }
 
-std::optional<std::string> Bus::send(const BusTarget& target, const Value& variantArgument) {
+Bus::Result Bus::send(const BusTarget& target, const Value& variantArgument) {
     if (!isOpen())
-        return std::nullopt;
+        return {};
     auto made = state_->newCall(target);
-    auto* message = std::get_if<Owned<sd_bus_message>>(&made);
+    auto* message = std::get_if<OwnedMessage>(&made);
     if (message == nullptr)
         return std::get<std::string>(made);
-    if (const auto refused = appendVariant(**message, variantArgument))
-        return refused->text;
+    if (const auto appended = appendVariant(**message, variantArgument); !appended)
+        return appended.error().text;
     int result = sd_bus_message_set_expect_reply(message->get(), 0);
     if (result >= 0)
         result = sd_bus_send(state_->bus.get(), message->get(), nullptr);
     if (result < 0)
-        return std::strerror(-result);
-    return std::nullopt;
+        return std::string(std::strerror(-result));
+    return {};
 }
 
 bool Bus::isServiceName(const std::string& name) {

@@ -1,15 +1,10 @@
 #include "Platform/Ipc/Connection.h"
 
+#include "Platform/Ipc/ErrorNames.h"
+
 #include <algorithm>
 
 namespace Platform::Ipc {
-
-namespace {
-constexpr const char* accessDenied = "org.freedesktop.DBus.Error.AccessDenied";
-constexpr const char* failed = "org.freedesktop.DBus.Error.Failed";
-constexpr const char* unknownInterface = "org.freedesktop.DBus.Error.UnknownInterface";
-constexpr const char* unknownMethod = "org.freedesktop.DBus.Error.UnknownMethod";
-} // namespace
 
 Connection::Connection(std::string peer, Queue queue) : Mailbox(std::move(queue)), peer_(std::move(peer)) {}
 Connection::~Connection() = default;
@@ -36,7 +31,7 @@ void Connection::refuse() {
     setOpen(true);
 }
 
-void Connection::peerHasLeft() {
+void Connection::peerDisconnected() {
     post(std::nullopt);
 }
 
@@ -44,25 +39,25 @@ void Connection::handle(std::optional<IncomingCall> call) {
     if (!call)
         object_.reset();
     else if (refused_)
-        call->fail(accessDenied, "the connection is refused");
+        call->fail(ErrorName::accessDenied, "the connection is refused");
     else
         run(*call);
 }
 
 void Connection::run(const IncomingCall& call) {
     if (!interface_ || interface_->name != call.interface())
-        return call.fail(unknownInterface, "Unknown interface " + call.interface());
+        return call.fail(ErrorName::unknownInterface, "Unknown interface " + call.interface());
     const std::string name = call.method();
     // The method may put another object in the place of the one that it works on.
     const auto object = object_;
     const bool exported = object && object->contains(name) && std::ranges::count(interface_->methods, name) != 0;
     if (!exported)
-        return call.fail(unknownMethod, "Unknown method " + name);
+        return call.fail(ErrorName::unknownMethod, "Unknown method " + name);
     try {
         object->at(name)();
         call.reply();
     } catch (const std::exception& exception) {
-        call.fail(failed, exception.what());
+        call.fail(ErrorName::failed, exception.what());
         throw;
     }
 }

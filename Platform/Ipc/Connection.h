@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Ipc/BusService.h"
 #include "Platform/Ipc/Endpoint.h"
 #include "Platform/Ipc/IncomingCall.h"
 #include "Platform/Ipc/Mailbox.h"
@@ -17,9 +18,9 @@ namespace Platform::Ipc {
 using ExportedObject = std::map<std::string, std::function<void()>>;
 
 /// A listener's connection with one peer, which is one unique name on the bus (D-Bus Specification, "Unique
-/// Connection Name"). Calls wait until `resume`, then run in order on the connection's own serial queue. Once the peer
-/// has left the bus, what it had called runs to its end, and then the connection lets its exported object go.
-class Connection final : public Mailbox<std::optional<IncomingCall>> {
+/// Connection Name"). Calls are pending until `resume`, then run in order on the connection's own serial queue. Once
+/// the peer has left the bus, its pending calls run, and then the connection releases its exported object.
+class Connection final : public Mailbox<std::optional<IncomingCall>>, public ServicePeer {
 public:
     /// Made by a listener.
     Connection(std::string peer, Queue queue);
@@ -28,11 +29,11 @@ public:
     /// The peer's unique bus name.
     const std::string& peer() const { return peer_; }
 
-    /// The interface that the peer may call. Without one, every call is answered with
+    /// The interface that the peer may call. Without one, every call is refused with
     /// org.freedesktop.DBus.Error.UnknownInterface; a method that is not in it, or not in the exported object, with
     /// org.freedesktop.DBus.Error.UnknownMethod.
     void setExportedInterface(Interface interface);
-    /// What the calls do. An exception that leaves a method goes to the loop; a caller that waits for the reply is told
+    /// What the calls do. An exception that leaves a method goes to the loop; a caller that waits for the reply gets
     /// org.freedesktop.DBus.Error.Failed, with the exception's text.
     void setExportedObject(ExportedObject object);
     /// Lets calls through.
@@ -41,9 +42,9 @@ public:
 private:
     friend class Listener;
 
-    void receive(IncomingCall call);
+    void receive(IncomingCall call) override;
+    void peerDisconnected() override;
     void refuse();
-    void peerHasLeft();
     /// Runs a call; nil stands for the end of the connection.
     void handle(std::optional<IncomingCall> call) override;
     void run(const IncomingCall& call);

@@ -33,7 +33,7 @@ std::variant<Value, MessageFailure> IncomingCall::argument() const {
     return readValue(*message_);
 }
 
-// An answer fails where the bus has gone; whoever needs to know is told of that by the bus itself.
+// A reply fails where the bus has gone; the bus itself reports that.
 void IncomingCall::reply() const {
     sd_bus_reply_method_return(message_, "");
 }

@@ -10,8 +10,8 @@ struct sd_bus_message;
 
 namespace Platform::Ipc {
 
-/// A method call that has reached an object of this process. It is answered at most once; a caller that asked for no
-/// reply gets none whatever is called here, and an answer to a caller that has left goes nowhere.
+/// A method call that has reached an object of this process. It gets one reply at most; a caller that asked for no
+/// reply gets none whatever is called here, and a reply to a caller that has left the bus is dropped.
 class IncomingCall {
 public:
     /// Holds a reference of its own to the message.
@@ -31,9 +31,9 @@ public:
     /// The first argument.
     std::variant<Value, MessageFailure> argument() const;
 
-    /// Answers with an empty reply.
+    /// Sends an empty reply.
     void reply() const;
-    /// Answers with an error (D-Bus Specification, "Error messages").
+    /// Replies with an error (D-Bus Specification, "Error messages").
     void fail(const char* errorName, const std::string& text) const;
 
 private:

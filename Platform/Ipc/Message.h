@@ -2,7 +2,8 @@
 
 #include "Platform/Ipc/Value.h"
 
-#include <optional>
+#include <boost/system/result.hpp>
+
 #include <string>
 #include <variant>
 
@@ -31,7 +32,7 @@ inline constexpr std::size_t maximumDescriptorsSent = 16;
 inline constexpr std::size_t maximumDescriptorsRead = 253;
 /// How many bytes an array's elements, or a dictionary's entries, may take (D-Bus Specification, "Marshaling").
 inline constexpr std::size_t maximumArraySize = std::size_t{64} << 20;
-/// How many bytes a message may have, its head included (D-Bus Specification, "Message Protocol").
+/// How many bytes a message may have, its header included (D-Bus Specification, "Message Protocol").
 inline constexpr std::size_t maximumMessageSize = std::size_t{128} << 20;
 
 /// Why a value could not be read from a message, or written to one: the error's name on the bus, and its text.
@@ -43,7 +44,10 @@ struct MessageFailure {
 /// Takes the next complete value from the message. Descriptors are duplicated: the message keeps and closes its own.
 std::variant<Value, MessageFailure> readValue(sd_bus_message& message);
 
+/// True where a value could be written.
+using WriteResult = boost::system::result<void, MessageFailure>;
+
 /// Appends the value as a variant. After a failure the message is of no use.
-std::optional<MessageFailure> appendVariant(sd_bus_message& message, const Value& value);
+[[nodiscard]] WriteResult appendVariant(sd_bus_message& message, const Value& value);
 
 } // namespace Platform::Ipc

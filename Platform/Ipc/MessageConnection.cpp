@@ -1,16 +1,12 @@
 #include "Platform/Ipc/MessageConnection.h"
 
+#include "Platform/Ipc/ErrorNames.h"
 #include "Platform/Log.h"
 
 #include <algorithm>
 #include <stdexcept>
 
 namespace Platform::Ipc {
-
-namespace {
-constexpr const char* accessDenied = "org.freedesktop.DBus.Error.AccessDenied";
-constexpr const char* failed = "org.freedesktop.DBus.Error.Failed";
-} // namespace
 
 ConnectionError ConnectionError::of(Kind kind) {
     switch (kind) {
@@ -63,7 +59,7 @@ void MessageConnection::cancel() {
     handler_ = nullptr;
     for (const auto& received : takeEvents()) {
         if (received.call)
-            received.call->fail(accessDenied, "the connection is cancelled");
+            received.call->fail(ErrorName::accessDenied, "the connection is cancelled");
     }
 }
 
@@ -73,7 +69,7 @@ void MessageConnection::setRoute(std::shared_ptr<MessageRoute> route) {
 
 void MessageConnection::receive(IncomingCall call) {
     if (cancelled_)
-        return call.fail(accessDenied, "the connection is cancelled");
+        return call.fail(ErrorName::accessDenied, "the connection is cancelled");
     auto argument = call.argument();
     if (const auto* refused = std::get_if<MessageFailure>(&argument)) {
         Log::write("A message from " + call.sender() + " is refused: " + refused->text, Log::Priority::Warning);
@@ -88,10 +84,18 @@ void MessageConnection::receive(IncomingCall call) {
 void MessageConnection::receive(ConnectionError::Kind kind) {
     if (cancelled_)
         return;
-    // The bus that tells of this is part of the route, and at work.
+    // The bus that reports this may be part of the route, and is dispatching.
     if (kind == ConnectionError::Kind::Invalid)
         Queue::main().async([route = std::move(route_)] {});
     post({ConnectionError::of(kind), std::nullopt});
+}
+
+void MessageConnection::peerDisconnected() {
+    receive(ConnectionError::Kind::Invalid);
+}
+
+void MessageConnection::processEnds() {
+    receive(ConnectionError::Kind::TerminationImminent);
 }
 
 void MessageConnection::handle(ReceivedEvent received) {
@@ -101,7 +105,7 @@ void MessageConnection::handle(ReceivedEvent received) {
             handler(received.event);
     } catch (const std::exception& exception) {
         if (received.call)
-            received.call->fail(failed, exception.what());
+            received.call->fail(ErrorName::failed, exception.what());
         throw;
     }
     if (received.call)

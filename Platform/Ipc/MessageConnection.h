@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Ipc/BusService.h"
 #include "Platform/Ipc/Endpoint.h"
 #include "Platform/Ipc/IncomingCall.h"
 #include "Platform/Ipc/Mailbox.h"
@@ -53,7 +54,7 @@ struct ReceivedEvent {
 
 /// One of the two ends between which messages go: a service's end, with one peer, or a client's end, with one service.
 /// Used on the loop's thread. A connection begins suspended; events wait until it is resumed.
-class MessageConnection final : public Mailbox<ReceivedEvent> {
+class MessageConnection final : public Mailbox<ReceivedEvent>, public ServicePeer {
 public:
     using EventHandler = std::function<void(const ConnectionEvent& event)>;
 
@@ -90,7 +91,9 @@ private:
     void setRoute(std::shared_ptr<MessageRoute> route);
     void setIdentity(const PeerIdentity& identity) { identity_ = identity; }
     void activate();
-    void receive(IncomingCall call);
+    void receive(IncomingCall call) override;
+    void peerDisconnected() override;
+    void processEnds() override;
     void receive(ConnectionError::Kind kind);
     void handle(ReceivedEvent received) override;
 

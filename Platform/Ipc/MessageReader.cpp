@@ -1,3 +1,4 @@
+#include "Platform/Ipc/ErrorNames.h"
 #include "Platform/Ipc/Message.h"
 
 #include <systemd/sd-bus.h>
@@ -20,10 +21,10 @@ struct Refusal {
 };
 
 [[noreturn]] void refuse(std::string text) {
-    throw Refusal{{SD_BUS_ERROR_INVALID_ARGS, std::move(text)}};
+    throw Refusal{{ErrorName::invalidArguments, std::move(text)}};
 }
 [[noreturn]] void refuseAsTooMuch(std::string text) {
-    throw Refusal{{SD_BUS_ERROR_LIMITS_EXCEEDED, std::move(text)}};
+    throw Refusal{{ErrorName::limitsExceeded, std::move(text)}};
 }
 
 int checked(int result) {
@@ -314,7 +315,7 @@ std::variant<Value, MessageFailure> readValue(sd_bus_message& message) {
     } catch (const Refusal& refusal) {
         return refusal.failure;
     } catch (const std::bad_alloc&) {
-        return MessageFailure{SD_BUS_ERROR_NO_MEMORY, "the message does not fit into memory"};
+        return MessageFailure{ErrorName::noMemory, "the message does not fit into memory"};
     }
 }
 

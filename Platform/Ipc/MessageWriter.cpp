@@ -1,3 +1,4 @@
+#include "Platform/Ipc/ErrorNames.h"
 #include "Platform/Ipc/Message.h"
 #include "Platform/Utf8.h"
 
@@ -10,8 +11,8 @@ namespace Platform::Ipc {
 
 namespace {
 
-/// More than the head of a message and the padding of a value take.
-constexpr std::size_t headSize = 4096;
+/// More than the header of a message and the padding of a value take.
+constexpr std::size_t headerSize = 4096;
 constexpr std::size_t valueOverhead = 24;
 
 /// Leaves the writing of a message; it never leaves this file.
@@ -25,7 +26,7 @@ struct Refusal {
 
 void check(int result) {
     if (result < 0)
-        refuse(SD_BUS_ERROR_FAILED, std::string("a value cannot be written (") + std::strerror(-result) + ")");
+        refuse(ErrorName::failed, std::string("a value cannot be written (") + std::strerror(-result) + ")");
 }
 
 class Writer {
@@ -61,26 +62,25 @@ private:
 
     void checkRoom(std::size_t values) const {
         if (values > maximumValues - values_)
-            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED,
-                   "more than " + std::to_string(maximumValues) + " values for one message");
+            refuse(ErrorName::limitsExceeded, "more than " + std::to_string(maximumValues) + " values for one message");
     }
 
     void open(char type, const char* contents, int depth) {
         if (depth >= maximumDepth)
-            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED, "containers nest deeper than " + std::to_string(maximumDepth));
+            refuse(ErrorName::limitsExceeded, "containers nest deeper than " + std::to_string(maximumDepth));
         check(sd_bus_message_open_container(message_, type, contents));
     }
     void close() { check(sd_bus_message_close_container(message_)); }
 
     void count(std::size_t bytes) {
         size_ += bytes + valueOverhead;
-        if (size_ > maximumMessageSize - headSize)
-            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED, "a message is larger than 128 MiB");
+        if (size_ > maximumMessageSize - headerSize)
+            refuse(ErrorName::limitsExceeded, "a message is larger than 128 MiB");
     }
 
     static void checkArray(std::size_t bytes) {
         if (bytes > maximumArraySize)
-            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED, "an array is larger than 64 MiB");
+            refuse(ErrorName::limitsExceeded, "an array is larger than 64 MiB");
     }
 
     template <class Scalar>
@@ -93,7 +93,7 @@ private:
         count(text.size());
         const std::size_t invalid = std::min(firstInvalidUtf8(text), text.find('\0'));
         if (invalid != std::string::npos)
-            refuse(SD_BUS_ERROR_INVALID_ARGS,
+            refuse(ErrorName::invalidArguments,
                    "byte " + std::to_string(invalid) + " of a string is zero or no part of well-formed UTF-8");
         check(sd_bus_message_append_basic(message_, SD_BUS_TYPE_STRING, text.c_str()));
     }
@@ -113,9 +113,9 @@ private:
 
     void append(const Descriptor& descriptor, int) {
         if (!descriptor)
-            refuse(SD_BUS_ERROR_INVALID_ARGS, "there is no descriptor to send");
+            refuse(ErrorName::invalidArguments, "there is no descriptor to send");
         if (++descriptors_ > maximumDescriptorsSent)
-            refuse(SD_BUS_ERROR_LIMITS_EXCEEDED,
+            refuse(ErrorName::limitsExceeded,
                    "more than " + std::to_string(maximumDescriptorsSent) + " descriptors for one message");
         basic(SD_BUS_TYPE_UNIX_FD, descriptor.number());
     }
@@ -180,10 +180,10 @@ private:
 
 } // namespace
 
-std::optional<MessageFailure> appendVariant(sd_bus_message& message, const Value& value) {
+WriteResult appendVariant(sd_bus_message& message, const Value& value) {
     try {
         Writer(message).variant(value, 0);
-        return std::nullopt;
+        return {};
     } catch (const Refusal& refusal) {
         return refusal.failure;
     }

@@ -11,22 +11,22 @@ using FailureHandler = std::function<void(const std::optional<CallFailure>&)>;
 
 class Call final : public ServiceCall, public std::enable_shared_from_this<Call> {
 public:
-    explicit Call(FailureHandler handler) : handler_(std::move(handler)), bus_(handlers()) {}
+    explicit Call(FailureHandler handler) : handler_(std::move(handler)), bus_(callbacks()) {}
 
-    void start(const BusTarget& target, std::optional<Value> argument, Duration limit) {
-        if (const auto reason = bus_.open())
-            return finish(CallFailure{"", *reason});
-        bus_.call(target, std::move(argument), limit, [this](const Bus::Answer& answer) {
-            const auto* failure = std::get_if<CallFailure>(&answer);
+    void start(const BusTarget& target, std::optional<Value> argument, Duration timeout) {
+        if (const auto opened = bus_.open(); !opened)
+            return finish(CallFailure{"", opened.error()});
+        bus_.call(target, std::move(argument), timeout, [this](const Bus::Reply& reply) {
+            const auto* failure = std::get_if<CallFailure>(&reply);
             finish(failure == nullptr ? std::nullopt : std::optional(*failure));
         });
     }
 
 private:
-    BusHandlers handlers() {
-        BusHandlers handlers;
-        handlers.ended = [this](const std::string& reason) { finish(CallFailure{"", reason}); };
-        return handlers;
+    BusCallbacks callbacks() {
+        BusCallbacks callbacks;
+        callbacks.failed = [this](const std::string& reason) { finish(CallFailure{"", reason}); };
+        return callbacks;
     }
 
     void finish(std::optional<CallFailure> failure) {
@@ -43,7 +43,7 @@ private:
     Bus bus_;
 };
 
-/// What the caller holds: with it goes the call.
+/// Owned by the caller: destroying it drops the call.
 class Holder final : public ServiceCall {
 public:
     explicit Holder(std::shared_ptr<Call> call) : call_(std::move(call)) {}
@@ -55,10 +55,10 @@ private:
 } // namespace
 
 std::unique_ptr<ServiceCall> callService(const ServiceAddress& service, const std::string& interface,
-                                         const std::string& method, std::optional<Value> argument, Duration limit,
+                                         const std::string& method, std::optional<Value> argument, Duration timeout,
                                          std::function<void(const std::optional<CallFailure>& failure)> handler) {
     auto call = std::make_shared<Call>(std::move(handler));
-    call->start({service.name, service.objectPath, interface, method}, std::move(argument), limit);
+    call->start({service.name, service.objectPath, interface, method}, std::move(argument), timeout);
     return std::make_unique<Holder>(std::move(call));
 }
 

@@ -5,22 +5,22 @@
 
 namespace Platform::Ipc {
 
-/// A client's way to a service: a bus connection of its own, on which the service sends back.
+/// Sends a client's messages to a service, over a bus connection of its own on which the service sends back.
 class ServiceRoute final : public MessageRoute {
 public:
     ServiceRoute(MessageAddress address, std::weak_ptr<MessageConnection> connection);
 
-    /// Goes to the bus. A reason why there is none becomes the connection's end.
+    /// Connects to the bus. Where that fails, the connection becomes invalid.
     void open();
     void send(const Value& message) override;
 
 private:
-    BusHandlers handlers();
+    BusCallbacks callbacks();
     void receive(IncomingCall call);
     void setOwner(const std::optional<std::string>& owner);
     void identify(const std::string& owner);
     void start();
-    void tell(ConnectionError::Kind kind);
+    void report(ConnectionError::Kind kind);
 
     const MessageAddress address_;
     const std::weak_ptr<MessageConnection> connection_;

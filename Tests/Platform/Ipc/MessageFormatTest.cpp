@@ -48,7 +48,7 @@ protected:
     /// The types that a value travels as, the outermost variant left out.
     std::string types(const Value& value) const {
         auto message = maker.blank();
-        EXPECT_FALSE(appendVariant(*message, value));
+        EXPECT_TRUE(appendVariant(*message, value));
         EXPECT_GE(sd_bus_message_seal(message.get(), 1, 0), 0);
         const char* contents = nullptr;
         EXPECT_GT(sd_bus_message_peek_type(message.get(), nullptr, &contents), 0);
@@ -119,7 +119,7 @@ TEST_F(AMessage, GivesBackEveryKindUnchanged) {
 TEST_F(AMessage, WritesTheKindsThatTheBusLacksAsNamedStructures) {
     const auto content = [&](const Value& value, const char* type) {
         auto message = maker.blank();
-        EXPECT_FALSE(appendVariant(*message, value));
+        EXPECT_TRUE(appendVariant(*message, value));
         EXPECT_GE(sd_bus_message_seal(message.get(), 1, 0), 0);
         const char* name = nullptr;
         EXPECT_GT(sd_bus_message_enter_container(message.get(), 'v', "(sv)"), 0);

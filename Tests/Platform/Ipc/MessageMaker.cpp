@@ -52,8 +52,8 @@ std::variant<Value, MessageFailure> MessageMaker::read(const std::function<void(
 
 std::variant<Value, MessageFailure> MessageMaker::travel(const Value& value) const {
     auto message = blank();
-    if (auto failure = Platform::Ipc::appendVariant(*message, value))
-        return std::move(*failure);
+    if (const auto appended = Platform::Ipc::appendVariant(*message, value); !appended)
+        return appended.error();
     check(sd_bus_message_seal(message.get(), 1, 0));
     return Platform::Ipc::readValue(*message);
 }
