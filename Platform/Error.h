@@ -4,7 +4,7 @@
 
 namespace Platform {
 
-/// Why an operation failed, as a value that is handed to whoever asked for it.
+/// Why an operation failed, as a value that its caller gets.
 struct Error {
     std::string domain;
     int code = 0;

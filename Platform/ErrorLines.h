@@ -8,17 +8,17 @@
 
 namespace Platform {
 
-/// Lines for standard error that never make their writer wait, whatever standard error is (a pipe that nobody reads, a
-/// terminal that is stopped, a socket), and that change nothing for other processes which have the same stream. Raises
-/// no signal. One thread at a time.
+/// Writes lines to standard error without blocking, whatever standard error is (a pipe that no process reads, a terminal
+/// that is stopped, a socket), and without changing the stream for other processes that share it. Raises no signal. Used
+/// by one thread at a time.
 class ErrorLines {
 public:
     /// Writes the lines, each with its line feed. False where there is no room for them: nothing of them is written,
-    /// now or later. Of lines that were begun, the rest is written before any others.
+    /// now or later. The rest of a partial write is written before any other line.
     bool write(std::string lines);
 
 private:
-    /// Whether nothing is left to be written of lines that were begun.
+    /// Writes the rest of a partial write; whether all of it is written.
     bool finish(const struct stat& status);
 
     std::string begun_;

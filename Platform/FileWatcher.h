@@ -16,7 +16,7 @@ struct FileEvent {
         Changed,
         /// The item was removed or moved away.
         Left,
-        /// Events came faster than they were read, or a folder cannot be watched; `path` is where some went by.
+        /// Events were lost: the queue of events overflowed, or a folder cannot be watched. `path` is where.
         Missed,
     };
     Kind kind;
@@ -26,9 +26,9 @@ struct FileEvent {
     bool operator==(const FileEvent&) const = default;
 };
 
-/// Watches a folder with all the folders in it, at any depth (inotify(7)). The folder need not be there yet, and may go
-/// and come back: once it appears, what is in it has arrived. What is in a folder that arrives has arrived too, each
-/// item once and after its folder; what is made there after the folder was reported comes in the order of its making.
+/// Watches a folder with all the folders in it, at any depth (inotify(7)). The folder need not exist yet, and may be
+/// removed and made again: once it appears, its content has arrived. The content of a folder that arrives has arrived
+/// too, each item once and after its folder; what is made there after the folder was reported is reported in order.
 /// Symbolic links in the folder are items and are not followed.
 class FileWatcher {
 public:

@@ -18,7 +18,7 @@ inline constexpr std::size_t maximumDepth = 512;
 /// How many bytes the value of a text may take in memory. While it is read, its outermost list may be there twice.
 inline constexpr std::size_t maximumValueSize = 256ULL << 20;
 
-/// Reads a JSON text (RFC 8259) whose top level is an object or an array; a byte order mark in front is passed over.
+/// Reads a JSON text (RFC 8259) whose top level is an object or an array; a byte order mark in front is skipped.
 /// The error names what is wrong and the byte where it is; a value above `maximumValueSize` is one. The value of a text
 /// of 1 MiB or more lies in blocks that are freed together, when the last part of it goes: of such a value, copy what
 /// is to be kept for long.

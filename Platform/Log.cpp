@@ -71,8 +71,8 @@ std::string indentedLine(const std::string& lines) {
     return result + '\n';
 }
 
-/// The journal, or standard error. What neither takes is lost, and how much that was is told with the next entry that
-/// is taken.
+/// The journal, or standard error. Entries that neither takes are dropped and counted; the count is written with the
+/// next entry.
 class SystemLog {
 public:
     void write(const std::string& lines, Priority priority) {

@@ -17,8 +17,8 @@ namespace {
 
 /// As much as the kernel puts into one part of a dump.
 constexpr std::size_t bufferSize = 32 << 10;
-/// The kernel answers before a question's send(2) returns; this only keeps a fault from stopping the process.
-constexpr timeval longestWait{2, 0};
+/// The kernel replies before send(2) returns; this only keeps a fault from blocking the process.
+constexpr timeval receiveTimeout{2, 0};
 
 using Buffer = std::array<std::byte, bufferSize>;
 
@@ -48,7 +48,7 @@ Received receive(int socket, Buffer& buffer, int flags) {
     return {0, Bytes(buffer.data(), static_cast<std::size_t>(length)), fromKernel};
 }
 
-/// The number that an ending message states. Some kernels' "done" states none, which means that all went well.
+/// The number that an ending message states. Some kernels' "done" states none, which means success.
 int errorOf(std::optional<int> stated, std::uint16_t type) {
     if (!stated)
         return type == NLMSG_DONE ? 0 : EBADMSG;
@@ -61,7 +61,7 @@ FileDescriptor openSocket(int flags) {
 
 } // namespace
 
-void AnswerReader::read(Bytes datagram) {
+void ReplyReader::read(Bytes datagram) {
     while (!ended_) {
         const auto header = leading<nlmsghdr>(datagram);
         if (!header || header->nlmsg_len < sizeof *header || header->nlmsg_len > datagram.size())
@@ -72,7 +72,7 @@ void AnswerReader::read(Bytes datagram) {
     }
 }
 
-void AnswerReader::readMessage(const nlmsghdr& header, Bytes payload) {
+void ReplyReader::readMessage(const nlmsghdr& header, Bytes payload) {
     interrupted_ = interrupted_ || (header.nlmsg_flags & NLM_F_DUMP_INTR) != 0;
     switch (header.nlmsg_type) {
     case NLMSG_NOOP:
@@ -109,19 +109,19 @@ Bytes Request::bytes(std::uint32_t sequence) {
 
 Socket::Socket() : socket_(openSocket(0)) {
     const int on = 1;
-    // Older kernels know no strict checking (Linux 4.20) and send what was not asked for too.
+    // Kernels before Linux 4.20 have no strict checking and reply with more than was requested.
     ::setsockopt(socket_.get(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &on, sizeof on);
-    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &longestWait, sizeof longestWait);
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &receiveTimeout, sizeof receiveTimeout);
 }
 
-int Socket::ask(Request& request, const Visitor& visit, bool& interrupted) {
-    const Bytes question = request.bytes(++sequence_);
+int Socket::exchange(Request& request, const Visitor& visit, bool& interrupted) {
+    const Bytes bytes = request.bytes(++sequence_);
     sockaddr_nl kernel{};
     kernel.nl_family = AF_NETLINK;
-    if (::sendto(socket_.get(), question.data(), question.size(), 0, reinterpret_cast<const sockaddr*>(&kernel),
+    if (::sendto(socket_.get(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&kernel),
                  sizeof kernel) < 0)
         return errno;
-    AnswerReader reader(sequence_, request.isDump(), visit);
+    ReplyReader reader(sequence_, request.isDump(), visit);
     Buffer buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): written by the kernel before it is read.
     while (!reader.ended()) {
         const Received received = receive(socket_.get(), buffer, 0);

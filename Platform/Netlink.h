@@ -13,8 +13,8 @@
 #include <span>
 #include <vector>
 
-/// Questions to the kernel's routing socket (netlink(7), rtnetlink(7)), and its changes. Every length that a message
-/// states is checked against the bytes that are there.
+/// Requests to the kernel's routing socket (netlink(7), rtnetlink(7)), and its notifications. Every length that a
+/// message states is checked against the bytes that are there.
 namespace Platform::Netlink {
 
 using Bytes = std::span<const std::byte>;
@@ -48,7 +48,7 @@ void forEachAttribute(Bytes attributes, Visit&& visit) {
     }
 }
 
-/// A question: a message header, the fixed part of its type and attributes.
+/// A request: a message header, the fixed part of its type, and attributes.
 class Request {
 public:
     template <class Fixed>
@@ -60,7 +60,7 @@ public:
     void addAttribute(std::uint16_t type, Bytes payload);
     bool isDump() const { return (header_.nlmsg_flags & NLM_F_DUMP) == NLM_F_DUMP; }
 
-    /// The bytes to send, with a number that the answers repeat.
+    /// The bytes to send, with the sequence number that the reply repeats.
     Bytes bytes(std::uint32_t sequence);
 
 private:
@@ -70,15 +70,15 @@ private:
     std::vector<std::byte> bytes_;
 };
 
-/// Is handed the type and the payload of each message that answers.
+/// Called with the type and the payload of each message of a reply.
 using Visitor = std::function<void(std::uint16_t type, Bytes payload)>;
 
-/// Reads the messages of one answer, datagram after datagram, until the one that ends it. Messages with another
-/// number than the question's are passed over.
-class AnswerReader {
+/// Reads the messages of one reply, datagram after datagram, until the one that ends it. Messages with a sequence
+/// number other than the request's are skipped.
+class ReplyReader {
 public:
-    /// `dump` says whether the answer has several parts and a message of its own that ends it.
-    AnswerReader(std::uint32_t sequence, bool dump, Visitor visit)
+    /// `dump` says whether the reply has several parts and a message of its own that ends it (NLM_F_DUMP).
+    ReplyReader(std::uint32_t sequence, bool dump, Visitor visit)
         : sequence_(sequence), dump_(dump), visit_(std::move(visit)) {}
 
     /// Reads on, up to the first message that states a wrong length.
@@ -86,7 +86,7 @@ public:
     bool ended() const { return ended_; }
     /// The number of errno(3) by which the kernel refused, or 0.
     int error() const { return error_; }
-    /// Whether a dump was disturbed by a change while it was taken, so that it may be incomplete (NLM_F_DUMP_INTR).
+    /// Whether the kernel's tables changed during the dump, so that it may be incomplete (NLM_F_DUMP_INTR).
     bool interrupted() const { return interrupted_; }
 
 private:
@@ -100,29 +100,29 @@ private:
     int error_ = 0;
 };
 
-/// A socket that asks, one question after the other.
+/// A socket for requests, one after the other.
 class Socket {
 public:
-    /// Opens it; a socket that could not be opened answers every question with EBADF.
+    /// Opens it; where that failed, every request fails with EBADF.
     Socket();
 
-    /// Asks, and hands every message of the answer to `visit`. Gives 0 or the number of errno(3) by which the kernel
-    /// refused, or by which the exchange failed; sets `interrupted` as `AnswerReader` tells.
-    int ask(Request& request, const Visitor& visit, bool& interrupted);
+    /// Sends the request and calls `visit` with every message of the reply. Returns 0 or the number of errno(3) with
+    /// which the kernel refused or the exchange failed; sets `interrupted` as `ReplyReader::interrupted`.
+    int exchange(Request& request, const Visitor& visit, bool& interrupted);
 
 private:
     FileDescriptor socket_;
     std::uint32_t sequence_ = 0;
 };
 
-/// A socket that tells of changes of links, addresses and routes.
+/// A socket for the kernel's notifications of changed links, addresses and routes.
 class ChangeSocket {
 public:
     ChangeSocket();
     /// Negative where it could not be opened.
     int descriptor() const { return socket_.get(); }
-    /// Takes all that has come, without waiting, and says whether anything has changed; changes that were lost for
-    /// want of room (ENOBUFS) are changes too.
+    /// Reads all notifications, without blocking, and says whether there was any; notifications that were lost
+    /// (ENOBUFS) count.
     bool takeChanges();
 
 private:

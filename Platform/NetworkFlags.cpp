@@ -58,7 +58,7 @@ private:
 
 Flags internetFlags() {
     const bool loopbackCounts = DeploymentSettings::current().hostIsLoopback();
-    if (!RunLoop::isOfThisThread())
+    if (!RunLoop::isCurrentThread())
         return readInternetFlags(loopbackCounts);
     return RunLoop::main().attachment<KnownInternetFlags>().now(loopbackCounts);
 }

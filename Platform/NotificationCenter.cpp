@@ -43,7 +43,7 @@ NotificationCenter::addObserver(std::string name, std::optional<Queue> queue, Ha
 
 void NotificationCenter::post(const std::string& name, std::any object) {
     const auto notification = std::make_shared<const Notification>(Notification{name, std::move(object)});
-    // Handlers may add and end registrations; those that end before their turn are passed over.
+    // Handlers may add and end registrations; those that end before their turn are skipped.
     std::vector<std::weak_ptr<Observer::Registration>> addressees;
     const auto [first, last] = registry_->equal_range(name);
     for (auto entry = first; entry != last; ++entry)

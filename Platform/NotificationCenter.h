@@ -17,7 +17,7 @@ struct Notification {
     std::any object;
 };
 
-/// Hands notifications from whoever posts them to whoever observes their name. Used on the loop's thread.
+/// Delivers each notification to the observers of its name. Used on the loop's thread.
 class NotificationCenter {
 public:
     using Handler = std::function<void(const Notification&)>;
@@ -26,7 +26,7 @@ public:
     NotificationCenter(const NotificationCenter&) = delete;
     NotificationCenter& operator=(const NotificationCenter&) = delete;
 
-    /// Ends its registration when it is destroyed; a notification on its way to the handler is then dropped.
+    /// Ends its registration when it is destroyed; its pending notifications are then dropped.
     class Observer {
         struct Registration;
         using Registry = std::multimap<std::string, std::weak_ptr<Registration>>;
@@ -50,7 +50,7 @@ public:
     /// returns.
     [[nodiscard]] std::unique_ptr<Observer> addObserver(std::string name, std::optional<Queue> queue, Handler handler);
 
-    /// Hands the notification to the observers of its name in the order in which they registered.
+    /// Delivers the notification to the observers of its name in the order in which they registered.
     void post(const std::string& name, std::any object);
 
 private:

@@ -10,7 +10,7 @@ namespace Platform {
 
 using Task = std::function<void()>;
 
-/// How pressing a global queue's work is. One loop runs every queue, so it names a queue and orders nothing.
+/// The priority of a global queue. One loop runs every queue, so the priority names a queue and orders nothing.
 enum class Priority { Default, Background };
 
 struct TimerEntry;
@@ -40,7 +40,7 @@ class Queue {
 public:
     /// The queue of the program's main work.
     static Queue main();
-    /// A queue that everybody shares; `Priority::Background` is the one for work that nobody waits for.
+    /// A queue that the whole process shares; `Priority::Background` is the one for work that nothing waits for.
     static Queue global(Priority priority);
     /// A new queue, different from every other whatever its label.
     static Queue serial(std::string label);
@@ -53,7 +53,7 @@ public:
     void async(Task task) const;
     /// Runs `task` on this queue once `delay` has passed. May be called from any thread.
     void after(Duration delay, Task task) const;
-    /// As `after`, for work that may have to be called off. On the loop's thread alone.
+    /// As `after`, for work that may be cancelled. On the loop's thread alone.
     [[nodiscard]] Timer timer(Duration delay, Task task) const;
 
     bool operator==(const Queue&) const = default;

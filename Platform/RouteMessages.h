@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
-/// What the kernel's messages about links and routes say (rtnetlink(7)). Each is given by its type and payload, of
-/// which nothing is believed: one of another type, or too short, says nothing.
+/// What the kernel's messages about links and routes say (rtnetlink(7)). Each is given by its type and payload,
+/// which are not trusted: a message of another type, or one that is too short, is ignored.
 namespace Platform::RouteMessages {
 
 /// Whether a link is up and has carrier (IFF_UP, IFF_RUNNING, IFF_LOWER_UP; netdevice(7)).
@@ -16,7 +16,7 @@ bool isLinkUp(std::uint16_t type, Netlink::Bytes payload);
 /// Adds the links that a default route leads out of; nothing for another route.
 void addLinksOfDefaultRoute(std::uint16_t type, Netlink::Bytes payload, std::vector<int>& links);
 
-/// The way that a route gives.
+/// How a route leads to its destination.
 Routes::Way wayOf(std::uint16_t type, Netlink::Bytes payload);
 
 } // namespace Platform::RouteMessages

@@ -19,7 +19,7 @@ using Netlink::Bytes;
 
 /// Linux gives this number to the loopback link of every network namespace.
 constexpr int loopbackLink = 1;
-/// How often a dump is taken anew because a change disturbed it; the last one counts as it is.
+/// How often a dump is repeated because the tables changed meanwhile; the last one is used as it is.
 constexpr int dumpAttempts = 8;
 
 template <class Value>
@@ -29,15 +29,15 @@ Bytes bytesOf(const Value& value) {
 
 /// Whether a link is up and has carrier. A link that is not there is not.
 std::optional<bool> linkIsUp(Netlink::Socket& socket, int index) {
-    ifinfomsg question{};
-    question.ifi_family = AF_UNSPEC;
-    question.ifi_index = index;
-    Netlink::Request request(RTM_GETLINK, 0, question);
+    ifinfomsg fixed{};
+    fixed.ifi_family = AF_UNSPEC;
+    fixed.ifi_index = index;
+    Netlink::Request request(RTM_GETLINK, 0, fixed);
     const std::uint32_t withoutCounters = RTEXT_FILTER_SKIP_STATS;
     request.addAttribute(IFLA_EXT_MASK, bytesOf(withoutCounters));
     bool up = false;
     bool interrupted = false;
-    const int error = socket.ask(
+    const int error = socket.exchange(
         request, [&](std::uint16_t type, Bytes payload) { up = RouteMessages::isLinkUp(type, payload); }, interrupted);
     if (error == ENODEV)
         return false;
@@ -46,16 +46,16 @@ std::optional<bool> linkIsUp(Netlink::Socket& socket, int index) {
 
 /// The links of all default routes of a family, each once. A family that the kernel does not have has none.
 std::optional<std::vector<int>> linksOfDefaultRoutes(Netlink::Socket& socket, int family) {
-    rtmsg question{};
-    question.rtm_family = static_cast<std::uint8_t>(family);
-    question.rtm_type = RTN_UNICAST; // Keeps the kernel from sending the local and broadcast routes.
-    Netlink::Request request(RTM_GETROUTE, NLM_F_DUMP, question);
+    rtmsg fixed{};
+    fixed.rtm_family = static_cast<std::uint8_t>(family);
+    fixed.rtm_type = RTN_UNICAST; // Keeps the kernel from sending the local and broadcast routes.
+    Netlink::Request request(RTM_GETROUTE, NLM_F_DUMP, fixed);
     std::vector<int> links;
     int error = 0;
     bool interrupted = true;
     for (int attempt = 0; attempt < dumpAttempts && interrupted && error == 0; ++attempt) {
         links.clear();
-        error = socket.ask(
+        error = socket.exchange(
             request,
             [&](std::uint16_t type, Bytes payload) { RouteMessages::addLinksOfDefaultRoute(type, payload, links); },
             interrupted);
@@ -67,8 +67,8 @@ std::optional<std::vector<int>> linksOfDefaultRoutes(Netlink::Socket& socket, in
     return links;
 }
 
-/// Whether an error of a look-up says that there is no way, as against a kernel that could not answer.
-bool meansNoWay(int error) {
+/// Whether an error of a look-up means that there is no route, and not that the look-up failed.
+bool meansNoRoute(int error) {
     switch (error) {
     case ENETUNREACH:  // no route, or IPv4's "unreachable" network
     case EHOSTUNREACH: // "unreachable"
@@ -83,11 +83,11 @@ bool meansNoWay(int error) {
 }
 
 Netlink::Request lookUp(const sockaddr& address) {
-    rtmsg question{};
-    question.rtm_family = static_cast<std::uint8_t>(address.sa_family);
+    rtmsg fixed{};
+    fixed.rtm_family = static_cast<std::uint8_t>(address.sa_family);
     const bool four = address.sa_family == AF_INET;
-    question.rtm_dst_len = four ? 32 : 128;
-    Netlink::Request request(RTM_GETROUTE, 0, question);
+    fixed.rtm_dst_len = four ? 32 : 128;
+    Netlink::Request request(RTM_GETROUTE, 0, fixed);
     if (four) {
         request.addAttribute(RTA_DST, bytesOf(reinterpret_cast<const sockaddr_in&>(address).sin_addr));
         return request;
@@ -126,9 +126,9 @@ std::optional<Way> wayTo(const sockaddr& address) {
     Netlink::Request request = lookUp(address);
     Way way = Way::None;
     bool interrupted = false;
-    const int error = socket.ask(
+    const int error = socket.exchange(
         request, [&](std::uint16_t type, Bytes payload) { way = RouteMessages::wayOf(type, payload); }, interrupted);
-    if (error == 0 || meansNoWay(error))
+    if (error == 0 || meansNoRoute(error))
         return error == 0 ? way : Way::None;
     return std::nullopt;
 }

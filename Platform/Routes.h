@@ -4,7 +4,8 @@
 
 struct sockaddr;
 
-/// What the kernel's links and routes say now (rtnetlink(7)). Every answer is nil when the kernel cannot be asked.
+/// The state of the kernel's links and routes now (rtnetlink(7)). Every result is nil where the request to the kernel
+/// fails.
 namespace Platform::Routes {
 
 /// Whether an IPv4 or IPv6 default route, of whatever table, leads out of a link that is up and has carrier
@@ -14,10 +15,10 @@ std::optional<bool> defaultRouteIsUsable();
 /// Whether the loopback link is up.
 std::optional<bool> loopbackIsUp();
 
-/// The way to an address.
+/// How a route leads to an address.
 enum class Way { None, Direct, ThroughGateway };
 
-/// Looks up the route to an IPv4 or IPv6 address; unreachable, blackhole and prohibited routes are no way.
+/// Looks up the route to an IPv4 or IPv6 address; unreachable, blackhole and prohibited routes are no route.
 std::optional<Way> wayTo(const sockaddr& address);
 
 } // namespace Platform::Routes

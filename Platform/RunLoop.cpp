@@ -100,12 +100,12 @@ RunLoop::~RunLoop() {
                 retire(*item.timer);
         }
     }
-    std::vector<State::Handed> handed;
+    std::vector<State::CrossThreadTask> crossThreadTasks;
     {
-        const std::lock_guard guard(state_->handedLock);
-        handed.swap(state_->handed);
+        const std::lock_guard guard(state_->crossThreadLock);
+        crossThreadTasks.swap(state_->crossThreadTasks);
     }
-    handed.clear();
+    crossThreadTasks.clear();
     theLoop = nullptr;
 }
 
@@ -120,7 +120,7 @@ bool RunLoop::exists() {
     return theLoop != nullptr;
 }
 
-bool RunLoop::isOfThisThread() {
+bool RunLoop::isCurrentThread() {
     const RunLoop* loop = theLoop;
     return loop != nullptr && loop->state_->thread == std::this_thread::get_id();
 }
@@ -136,7 +136,7 @@ public:
         if (!outermost_)
             return;
         state_.running = false;
-        if (!state_.ready.empty() || state_.anyHanded || state_.nextDeadline() != state_.armedDeadline)
+        if (!state_.ready.empty() || state_.hasCrossThreadTasks || state_.nextDeadline() != state_.armedDeadline)
             state_.wake();
     }
 
@@ -159,24 +159,24 @@ void RunLoop::stop(int status) {
     state_->status = status;
 }
 
-bool RunLoop::runUntil(const std::function<bool()>& condition, Duration limit) {
+bool RunLoop::runUntil(const std::function<bool()>& condition, Duration timeout) {
     const Turn turn(*state_);
     const Duration start = state_->systemClock.now();
     while (!condition()) {
         if (runReadyTasks(StopRule::Ignore) && condition())
             return true;
         const Duration passed = state_->systemClock.now() - start;
-        if (passed >= limit)
+        if (passed >= timeout)
             return false;
-        waitForEvents(state_->ready.empty() ? limit - passed : Duration::zero());
+        waitForEvents(state_->ready.empty() ? timeout - passed : Duration::zero());
     }
     return true;
 }
 
-void RunLoop::runOnce(Duration limit) {
+void RunLoop::runOnce(Duration timeout) {
     const Turn turn(*state_);
     const bool ran = runReadyTasks(StopRule::Ignore);
-    waitForEvents(ran ? Duration::zero() : limit);
+    waitForEvents(ran ? Duration::zero() : timeout);
 }
 
 int RunLoop::descriptor() const {
@@ -222,7 +222,7 @@ std::shared_ptr<void>& RunLoop::attachmentSlot(std::type_index type) {
 
 void RunLoop::add(const Queue& queue, Task task) {
     if (std::this_thread::get_id() != state_->thread) {
-        state_->hand({queue, std::move(task), std::nullopt});
+        state_->addCrossThreadTask({queue, std::move(task), std::nullopt});
         return;
     }
     if (state_->ending)
@@ -236,7 +236,7 @@ std::shared_ptr<TimerEntry> RunLoop::addTimer(Duration delay, const Queue& queue
     const Duration now = state_->clock->now();
     const Duration deadline = delay > Duration::max() - now ? Duration::max() : now + std::max(delay, Duration::zero());
     if (std::this_thread::get_id() != state_->thread) {
-        state_->hand({queue, std::move(task), deadline});
+        state_->addCrossThreadTask({queue, std::move(task), deadline});
         return nullptr;
     }
     auto entry = std::make_shared<TimerEntry>(
@@ -258,7 +258,7 @@ void RunLoop::removeTimer(TimerEntry& entry) {
 }
 
 bool RunLoop::runReadyTasks(StopRule stopRule) {
-    state_->takeHanded(*this);
+    state_->takeCrossThreadTasks(*this);
     state_->takeDueTimers();
     state_->mostReady = std::max(state_->mostReady, state_->ready.size());
     bool ran = false;
@@ -285,18 +285,18 @@ void RunLoop::runTask(const Queue& queue, const Task& task) {
     state_->current = std::move(outer);
 }
 
-bool RunLoop::waitForEvents(Duration limit) {
+bool RunLoop::waitForEvents(Duration timeout) {
     state_->armTimer();
     // A task may be waiting here; the handlers of descriptors run outside of its queue.
     auto outer = std::exchange(state_->current, std::nullopt);
-    const std::uint64_t wait = limit == Duration::max() ? UINT64_MAX : microseconds(limit);
+    const std::uint64_t wait = timeout == Duration::max() ? UINT64_MAX : microseconds(timeout);
     const int result = sd_event_run(state_->event, wait);
     state_->current = std::move(outer);
     return checked(result, "sd_event_run") > 0;
 }
 
 Queue Queue::current() {
-    if (!RunLoop::isOfThisThread())
+    if (!RunLoop::isCurrentThread())
         return main();
     return RunLoop::main().state_->current.value_or(main());
 }

@@ -13,8 +13,8 @@ struct sd_event;
 
 namespace Platform {
 
-/// Calls its handler whenever the watched descriptor is ready, until it is destroyed. The descriptor stays its
-/// owner's, and must outlive the watch.
+/// Calls its handler whenever the watched descriptor is ready, until it is destroyed. The descriptor is not
+/// owned, and must outlive the watch.
 class DescriptorWatch {
 public:
     virtual ~DescriptorWatch() = default;
@@ -28,9 +28,9 @@ class RunLoop {
 public:
     /// A loop on the machine's monotonic clock.
     RunLoop();
-    /// A loop whose queues and timers go by `clock`; descriptors are watched in real time all the same.
+    /// A loop whose queues and timers use `clock`; descriptors are watched in real time.
     explicit RunLoop(Clock& clock);
-    /// Drops whatever has not run.
+    /// Drops the tasks that have not run.
     ~RunLoop();
     RunLoop(const RunLoop&) = delete;
     RunLoop& operator=(const RunLoop&) = delete;
@@ -40,19 +40,19 @@ public:
     /// Whether there is a loop in this process.
     static bool exists();
     /// Whether there is one and this thread is the one that it runs on.
-    static bool isOfThisThread();
+    static bool isCurrentThread();
 
     /// Runs until `stop`, and returns its status; where `stop` was called before, that is at once.
     int run();
     /// Ends `run` after the task that is running, and nothing else.
     void stop(int status);
 
-    /// One turn: what is ready runs; when nothing is, waits for it, at most `limit` of real time. This and the next
+    /// One turn: what is ready runs; when nothing is, waits for it, at most `timeout` of real time. This and the next
     /// may be called from tasks too, but not from the handlers of descriptors.
-    void runOnce(Duration limit);
-    /// Turns until `condition` holds, and says whether it did within `limit` of real time. The condition is looked at
-    /// first, and after whatever ran.
-    bool runUntil(const std::function<bool()>& condition, Duration limit = std::chrono::seconds(20));
+    void runOnce(Duration timeout);
+    /// Turns until `condition` holds, and says whether it did within `timeout` of real time. The condition is tested
+    /// first, and after each turn.
+    bool runUntil(const std::function<bool()>& condition, Duration timeout = std::chrono::seconds(20));
 
     /// For a program with a loop of its own: a descriptor that is readable (EPOLLIN) whenever there is work.
     int descriptor() const;
@@ -63,8 +63,8 @@ public:
     Duration now() const;
     const Clock& clock() const;
 
-    /// Is told of every std::exception that leaves a task or a descriptor's handler, after it was logged; an empty
-    /// function, which is the default, tells nobody. It must not throw. For programs that end over such an exception.
+    /// Called with every std::exception that leaves a task or a descriptor's handler, after it was logged; empty by
+    /// default. It must not throw. For programs that end over such an exception.
     void setExceptionHandler(std::function<void(const std::exception&)> handler);
 
     /// Calls `handler`, on the loop's thread and outside of any queue, with the events that are ready
@@ -98,7 +98,7 @@ private:
     static void removeTimer(TimerEntry& entry);
     bool runReadyTasks(StopRule stopRule);
     void runTask(const Queue& queue, const Task& task);
-    bool waitForEvents(Duration limit);
+    bool waitForEvents(Duration timeout);
 
     std::unique_ptr<State> state_;
 };

@@ -48,20 +48,20 @@ void RunLoop::State::wake() const {
     [[maybe_unused]] const auto written = ::write(wakeDescriptor.get(), &one, sizeof one);
 }
 
-void RunLoop::State::hand(Handed item) {
-    const std::lock_guard guard(handedLock);
-    handed.push_back(std::move(item));
-    if (!anyHanded.exchange(true))
+void RunLoop::State::addCrossThreadTask(CrossThreadTask item) {
+    const std::lock_guard guard(crossThreadLock);
+    crossThreadTasks.push_back(std::move(item));
+    if (!hasCrossThreadTasks.exchange(true))
         wake();
 }
 
-void RunLoop::State::takeHanded(RunLoop& loop) {
-    if (!anyHanded.exchange(false))
+void RunLoop::State::takeCrossThreadTasks(RunLoop& loop) {
+    if (!hasCrossThreadTasks.exchange(false))
         return;
-    std::vector<Handed> taken;
+    std::vector<CrossThreadTask> taken;
     {
-        const std::lock_guard guard(handedLock);
-        taken.swap(handed);
+        const std::lock_guard guard(crossThreadLock);
+        taken.swap(crossThreadTasks);
     }
     for (auto& item : taken) {
         if (item.deadline)

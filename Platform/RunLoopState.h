@@ -21,14 +21,14 @@ namespace Platform {
 
 using ExceptionHandler = std::function<void(const std::exception&)>;
 
-/// The result of a call of the event loop's library; throws std::system_error for a failure.
+/// The result of a call of sd-event(3); throws std::system_error where it failed.
 inline int checked(int result, const char* what) {
     if (result < 0)
         throw std::system_error(-result, std::generic_category(), what);
     return result;
 }
 
-/// The time in whole microseconds, rounded up, so that nothing is woken for too early.
+/// The time in whole microseconds, rounded up, so that no timer fires early.
 inline std::uint64_t microseconds(Duration time) {
     const auto count = std::chrono::ceil<std::chrono::microseconds>(time).count();
     return count > 0 ? static_cast<std::uint64_t>(count) : 0;
@@ -49,10 +49,10 @@ struct RunLoop::State {
     struct Ready {
         Queue queue;
         Task task;
-        /// In place of a task: the timer whose task it is, for it may still be cancelled.
+        /// In place of a task: the timer that owns the task, since it may still be cancelled.
         std::shared_ptr<TimerEntry> timer;
     };
-    struct Handed {
+    struct CrossThreadTask {
         Queue queue;
         Task task;
         std::optional<Duration> deadline;
@@ -85,24 +85,24 @@ struct RunLoop::State {
     ExceptionHandler exceptionHandler;
 
     const std::thread::id thread = std::this_thread::get_id();
-    std::mutex handedLock;
-    std::vector<Handed> handed;
-    std::atomic<bool> anyHanded = false;
+    std::mutex crossThreadLock;
+    std::vector<CrossThreadTask> crossThreadTasks;
+    std::atomic<bool> hasCrossThreadTasks = false;
 
     std::unordered_map<std::type_index, std::shared_ptr<void>> attachments;
 
     /// Ends the wait for events.
     void wake() const;
-    /// Takes work from another thread.
-    void hand(Handed item);
-    /// Puts what was handed over among the tasks and timers.
-    void takeHanded(RunLoop& loop);
+    /// Queues work from another thread.
+    void addCrossThreadTask(CrossThreadTask item);
+    /// Moves the work of other threads to the tasks and timers.
+    void takeCrossThreadTasks(RunLoop& loop);
     void schedule(const std::shared_ptr<TimerEntry>& entry) { timers.emplace(entry->key, entry); }
     /// Makes the tasks of all timers that are due ready.
     void takeDueTimers();
-    /// Gives back the table that the queue of tasks keeps of its blocks, where many tasks have made it long.
+    /// Shrinks the queue's table of blocks after many tasks have made it grow.
     void releaseReady();
-    /// What the kernel should wake the loop at.
+    /// When the kernel is to wake the loop.
     std::optional<Duration> nextDeadline() const;
     void armTimer();
 };

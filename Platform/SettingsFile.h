@@ -22,11 +22,11 @@ inline constexpr std::uint64_t maximumSize = 16 << 20;
 /// too large or holds no JSON object. The error names the path and the place.
 std::variant<std::optional<boost::json::object>, Error> read(const std::string& path);
 
-/// Whether an error of `read` says nothing about what the file holds: it could not be read this time (EACCES, EIO,
-/// EMFILE and the like; errno(3)).
+/// Whether an error of `read` is temporary: the file could not be read this time (EACCES, EIO, EMFILE and the like;
+/// errno(3)), so that its content is unknown.
 bool isFailureToRead(const Error& error);
 
-/// What tells one state of a file from the next. A file that is not there has the zero state.
+/// Identifies a version of a file's content. A file that does not exist has the zero state.
 struct State {
     dev_t device = 0;
     ino_t inode = 0;
@@ -38,11 +38,11 @@ struct State {
 };
 State stateOf(const std::string& path);
 
-/// Logs an entry about a file, once for each state of the file and text; `forget` when the file is good again.
+/// Logs an entry about a file, once for each state of the file and text; `forget` when the file is valid again.
 void logOnce(const std::string& path, const std::string& entry);
 void forget(const std::string& path);
 
-/// As `read`, for whom a file that is no good counts as absent: its error is logged once for each state of the file.
+/// As `read`, for callers that treat an invalid file as absent: its error is logged once for each state of the file.
 std::optional<boost::json::object> readOrLog(const std::string& path);
 
 } // namespace Platform::SettingsFile

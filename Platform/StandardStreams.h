@@ -8,7 +8,7 @@
 #include <string_view>
 #include <variant>
 
-/// The standard streams of this process (stdin(3)). Reading and writing wait until they are done.
+/// The standard streams of this process (stdin(3)). Reading and writing block.
 namespace Platform::StandardStreams {
 
 /// Puts /dev/null in the place of each stream that is closed, so that no file or socket of this process gets its number
@@ -21,7 +21,7 @@ bool errorIsTerminal();
 /// How many columns the terminal at standard error has; 80 where it does not say.
 std::size_t errorColumns();
 
-/// Writes all of `bytes` to standard output. A reader that has gone is an error (EPIPE) and no signal.
+/// Writes all of `bytes` to standard output. A closed pipe is an error (EPIPE) and no signal.
 std::optional<Error> writeOutput(std::string_view bytes);
 /// Writes to standard error as far as that goes.
 void writeError(std::string_view bytes);

@@ -42,7 +42,7 @@ Result<Answer> decodeAnswer(const Operation<Query, Answer>& operation, boost::js
 /// Performs the operation on the loop's thread, later, where this is another one; says whether that is so.
 template <class Operation, class Query, class Handler>
 bool postedToLoop(const Operation& operation, const Query& query, const Handler& handler) {
-    if (Platform::RunLoop::isOfThisThread())
+    if (Platform::RunLoop::isCurrentThread())
         return false;
     Platform::Queue::main().async([&operation, query, handler] { perform(operation, query, handler); });
     return true;

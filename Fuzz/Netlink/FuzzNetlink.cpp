@@ -59,7 +59,7 @@ bool lieIn(Bytes part, Bytes whole) {
 Outcome readAnswer(const std::vector<Bytes>& datagrams, bool isDump) {
     Outcome outcome;
     Bytes current;
-    Netlink::AnswerReader reader(number, isDump, [&](std::uint16_t type, Bytes payload) {
+    Netlink::ReplyReader reader(number, isDump, [&](std::uint16_t type, Bytes payload) {
         require(lieIn(payload, current), "a payload reaches out of its datagram");
         require(isDump || outcome.messages == 0, "an answer that is no dump has two messages");
         ++outcome.messages;

@@ -9,8 +9,8 @@
 namespace Platform::Ipc {
 
 /// What a connection has received and not handled yet. Events are handled on the connection's queue, in the order in
-/// which they came, and only while the mailbox is open; it starts shut. A task that is about to handle events keeps
-/// the mailbox alive; events that wait in a shut mailbox go with it.
+/// which they came, and only while the mailbox is open; it starts closed. A task that is about to handle events keeps
+/// the mailbox alive; pending events of a closed mailbox are dropped with it.
 template <class Event>
 class Mailbox : public std::enable_shared_from_this<Mailbox<Event>> {
 public:
@@ -31,11 +31,11 @@ protected:
         open_ = open;
         schedule();
     }
-    /// Takes out what has not been handled.
+    /// Removes and returns the events that have not been handled.
     std::list<Event> takeEvents() { return std::exchange(events_, {}); }
 
     const Queue& queue() const { return queue_; }
-    /// What is not on its way to the old queue is handled on the new one.
+    /// Events that no task on the old queue handles yet are handled on the new one.
     void setQueue(Queue queue) { queue_ = std::move(queue); }
 
 private:

@@ -13,7 +13,7 @@
 namespace {
 
 namespace Netlink = Platform::Netlink;
-using Netlink::AnswerReader;
+using Netlink::ReplyReader;
 using Netlink::Bytes;
 using Buffer = std::vector<std::byte>;
 
@@ -61,8 +61,8 @@ protected:
         types.push_back(type);
         sizes.push_back(payload.size());
     };
-    AnswerReader dump{sequence, true, visit};
-    AnswerReader single{sequence, false, visit};
+    ReplyReader dump{sequence, true, visit};
+    ReplyReader single{sequence, false, visit};
 };
 
 TEST_F(AnAnswer, OfADumpEndsWithItsOwnMessage) {
@@ -94,10 +94,10 @@ TEST_F(AnAnswer, CarriesTheKernelsError) {
 TEST_F(AnAnswer, IsABadMessageWhereItsErrorIsNone) {
     single.read(message(NLMSG_ERROR, Buffer(3)));
     EXPECT_EQ(single.error(), EBADMSG);
-    AnswerReader positive(sequence, false, visit);
+    ReplyReader positive(sequence, false, visit);
     positive.read(message(NLMSG_ERROR, number(5)));
     EXPECT_EQ(positive.error(), EBADMSG);
-    AnswerReader least(sequence, false, visit);
+    ReplyReader least(sequence, false, visit);
     least.read(message(NLMSG_ERROR, number(INT_MIN)));
     EXPECT_EQ(least.error(), EBADMSG);
     dump.read(message(NLMSG_DONE, {}));
@@ -121,7 +121,7 @@ TEST_F(AnAnswer, PassesOverMessagesOfOtherQuestions) {
 
 TEST_F(AnAnswer, IsReadUpToAWrongLength) {
     for (const std::uint32_t length : {0U, 1U, 15U, 29U, 4096U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
-        AnswerReader reader(sequence, true, visit);
+        ReplyReader reader(sequence, true, visit);
         types.clear();
         reader.read(joined({message(RTM_NEWROUTE, Buffer(12)), message(RTM_NEWLINK, Buffer(12), length)}));
         EXPECT_FALSE(reader.ended());
@@ -148,7 +148,7 @@ TEST_F(AnAnswer, SurvivesRandomBytes) {
         bytes.resize(random() % (bytes.size() + 1));
         // The exact size lets AddressSanitizer see every byte that is read beyond the end.
         const Buffer exact(bytes.begin(), bytes.end());
-        AnswerReader reader(sequence, true, [](std::uint16_t, Bytes payload) {
+        ReplyReader reader(sequence, true, [](std::uint16_t, Bytes payload) {
             Netlink::forEachAttribute(Netlink::after(payload, sizeof(rtmsg)), [](std::uint16_t, Bytes value) {
                 if (!value.empty()) {
                     EXPECT_GE(std::to_integer<int>(value.front()) + std::to_integer<int>(value.back()), 0);
@@ -217,7 +217,7 @@ TEST(AQuestion, IsRefusedByTheKernelWhereItIsMalformed) {
     Netlink::Request request(RTM_GETROUTE, 0, tooShort);
     Netlink::Socket socket;
     bool interrupted = false;
-    EXPECT_EQ(socket.ask(
+    EXPECT_EQ(socket.exchange(
                   request, [](std::uint16_t, Bytes) {}, interrupted),
               EINVAL);
 }
