@@ -57,6 +57,22 @@ TEST_F(ARunLoop, IsTheMainOneWhileItLives) {
     EXPECT_EQ(&RunLoop::main(), &loop);
 }
 
+TEST_F(ARunLoop, WaitsInATurnWithoutWork) {
+    loop.runOnce(1ms); // what the start of a loop leaves to do
+    const auto start = std::chrono::steady_clock::now();
+    loop.runOnce(20ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 20ms);
+}
+
+TEST_F(ARunLoop, DoesNotWaitInATurnThatRanATask) {
+    bool ran = false;
+    Queue::main().async([&] { ran = true; });
+    const auto start = std::chrono::steady_clock::now();
+    loop.runOnce(60s);
+    EXPECT_TRUE(ran);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);
+}
+
 TEST_F(ARunLoop, IsTheOnlyOne) {
     EXPECT_THROW(RunLoop(), std::logic_error);
     EXPECT_EQ(&RunLoop::main(), &loop);
