@@ -102,6 +102,30 @@ TEST_F(AnEmbeddedLoop, TellsOfWatchedDescriptors) {
     ::close(pipe[1]);
 }
 
+TEST_F(AnEmbeddedLoop, HandlesEveryDescriptorThatIsReadyInOnePass) {
+    std::array<int, 2> first{-1, -1};
+    std::array<int, 2> second{-1, -1};
+    ASSERT_EQ(::pipe2(first.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    ASSERT_EQ(::pipe2(second.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    std::string handled;
+    const auto take = [&handled](int descriptor) {
+        char byte = '-';
+        EXPECT_EQ(::read(descriptor, &byte, 1), 1);
+        handled += byte;
+    };
+    {
+        const auto watchOfFirst = loop.watch(first[0], EPOLLIN, [&](std::uint32_t) { take(first[0]); });
+        const auto watchOfSecond = loop.watch(second[0], EPOLLIN, [&](std::uint32_t) { take(second[0]); });
+        loop.processPending();
+        EXPECT_EQ(::write(first[1], "a", 1), 1);
+        EXPECT_EQ(::write(second[1], "b", 1), 1);
+        loop.processPending();
+        EXPECT_EQ(handled, "ab");
+    }
+    for (const int descriptor : {first[0], first[1], second[0], second[1]})
+        ::close(descriptor);
+}
+
 TEST_F(AnEmbeddedLoop, IsWokenByOtherThreads) {
     int ran = 0;
     std::thread worker([&] {
