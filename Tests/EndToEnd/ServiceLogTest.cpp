@@ -2,6 +2,7 @@
 
 #include "EndToEnd/RealServiceFixture.h"
 #include "Platform/FileDescriptor.h"
+#include "Support/Pattern.h"
 
 #include <systemd/sd-bus.h>
 
@@ -11,7 +12,6 @@
 
 #include <array>
 #include <filesystem>
-#include <regex>
 #include <stdexcept>
 
 namespace Quenmark {
@@ -71,10 +71,11 @@ TEST_P(AServiceLog, ThatNobodyReadsHoldsNothingUpAndTellsWhatIsMissing) {
     readInto(text, pipe);
     EXPECT_EQ(text.find_first_not_of('\n'), std::string::npos) << "no line is torn: " << text;
     text.clear();
-    const std::regex missing("^.*TopFileUploadXpcSe[a-z]*\\[[0-9]+\\] [1-9][0-9]* log entries could not be written\n");
+    const TestSupport::Pattern missing(
+        "^.*TopFileUploadXpcSe[a-z]*\\[[0-9]+\\] [1-9][0-9]* log entries could not be written\n");
     EXPECT_TRUE(pollUntil([&] {
         readInto(text, pipe);
-        return std::regex_search(text, missing);
+        return missing.isFoundIn(text);
     })) << text;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Platform/FileDescriptor.h"
 #include "Platform/Log.h"
+#include "Support/Pattern.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +20,6 @@
 #include <cerrno>
 #include <csignal>
 #include <functional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -108,21 +108,21 @@ int statusOfAProcess(int stream, const std::function<void()>& body) {
 /// Whether each line of a log is one that was written: "line NUMBER xxx...", or the count of those that are missing.
 /// Adds them up.
 void expectWholeLines(const std::string& text, std::size_t length, long expected) {
-    const std::regex form("[-0-9]+ [.:0-9]+ PlatformTests\\[[0-9]+\\] (?:line ([0-9]+) x{" + std::to_string(length) +
-                          "}|([0-9]+) log entries could not be written)");
+    const TestSupport::Pattern form("[-0-9]+ [.:0-9]+ PlatformTests\\[[0-9]+\\] (?:line ([0-9]+) x{" +
+                                    std::to_string(length) + "}|([0-9]+) log entries could not be written)");
     ASSERT_TRUE(text.ends_with('\n')) << text.substr(text.size() - std::min<std::size_t>(text.size(), 200));
     std::istringstream lines(text);
     long written = 0;
     long counted = 0;
     long countLines = 0;
     for (std::string line; std::getline(lines, line);) {
-        std::smatch match;
-        ASSERT_TRUE(std::regex_match(line, match, form)) << line.substr(0, 200);
-        if (match[2].matched) {
-            counted += std::stol(match[2]);
+        const auto groups = form.groups(line);
+        ASSERT_TRUE(groups) << line.substr(0, 200);
+        if (const auto& count = groups->at(1); !count.empty()) {
+            counted += std::stol(count);
             ++countLines;
         } else {
-            EXPECT_EQ(std::stol(match[1]), written + counted);
+            EXPECT_EQ(std::stol(groups->at(0)), written + counted);
             ++written;
         }
     }
@@ -183,7 +183,7 @@ TEST(ALogThatNobodyReads, HoldsUpNobodyWhereItsTerminalIsStopped) {
     });
     EXPECT_EQ(status, 0);
     EXPECT_TRUE(
-        std::regex_match(readToItsEnd(ends), std::regex(".*\\] 2 log entries could not be written\n.*\\] three\n")));
+        TestSupport::Pattern(".*\\] 2 log entries could not be written\n.*\\] three\n").matches(readToItsEnd(ends)));
 }
 
 TEST(ALogThatNobodyReads, EndsNoProcessWhereItsReaderHasGone) {
@@ -251,7 +251,7 @@ TEST(ALogInAFile, GoesWhereOthersHaveWrittenMeanwhile) {
                                    Log::write("two");
                                }),
               0);
-    EXPECT_TRUE(std::regex_match(folder.read("log"), std::regex(".*\\] one\nother\n.*\\] two\n")));
+    EXPECT_TRUE(TestSupport::Pattern(".*\\] one\nother\n.*\\] two\n").matches(folder.read("log")));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Platform/Log.h"
 
 #include "Support/LogCapture.h"
+#include "Support/Pattern.h"
 #include "Support/ScopedEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 
 #include <array>
 #include <map>
-#include <regex>
 #include <thread>
 
 namespace {
@@ -61,15 +61,16 @@ std::string entryOf(const Logged& logged) {
 
 TEST(TheLog, BeginsEachEntryWithTimeProgramAndProcess) {
     const auto logged = loggedByAProcess({"connection not availble........"});
-    const std::regex line("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} PlatformTests\\[" +
-                          std::to_string(logged.process) + "\\] connection not availble\\.{8}\n");
-    EXPECT_TRUE(std::regex_match(logged.text, line)) << logged.text;
+    const TestSupport::Pattern line(
+        "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} PlatformTests\\[" +
+        std::to_string(logged.process) + "\\] connection not availble\\.{8}\n");
+    EXPECT_TRUE(line.matches(logged.text)) << logged.text;
 }
 
 TEST(TheLog, HasALineForEachEntry) {
     const auto logged = loggedByAProcess({"one", "", "three"});
-    const std::regex lines(".*\\] one\n.*\\] \n.*\\] three\n");
-    EXPECT_TRUE(std::regex_match(logged.text, lines)) << logged.text;
+    const TestSupport::Pattern lines(".*\\] one\n.*\\] \n.*\\] three\n");
+    EXPECT_TRUE(lines.matches(logged.text)) << logged.text;
 }
 
 TEST(TheLog, WritesControlCharactersAsNumbers) {
@@ -163,11 +164,11 @@ TEST(TheLog, MayBeWrittenFromManyThreads) {
         for (auto& writer : writers)
             writer.join();
     });
-    const std::regex line(".*\\[[0-9]+\\] one whole line");
+    const TestSupport::Pattern line(".*\\[[0-9]+\\] one whole line");
     std::istringstream lines(logged.text);
     int count = 0;
     for (std::string one; std::getline(lines, one); ++count)
-        EXPECT_TRUE(std::regex_match(one, line)) << one;
+        EXPECT_TRUE(line.matches(one)) << one;
     EXPECT_EQ(count, 400);
 }
 
