@@ -16,15 +16,15 @@ namespace Platform::Ipc {
 namespace {
 
 /// Leaves the reading of a message; it never leaves this file.
-struct Refusal {
+struct UnreadableMessage {
     MessageFailure failure;
 };
 
 [[noreturn]] void refuse(std::string text) {
-    throw Refusal{{ErrorName::invalidArguments, std::move(text)}};
+    throw UnreadableMessage{{ErrorName::invalidArguments, std::move(text)}};
 }
 [[noreturn]] void refuseAsTooMuch(std::string text) {
-    throw Refusal{{ErrorName::limitsExceeded, std::move(text)}};
+    throw UnreadableMessage{{ErrorName::limitsExceeded, std::move(text)}};
 }
 
 int checked(int result) {
@@ -312,7 +312,7 @@ private:
 std::variant<Value, MessageFailure> readValue(sd_bus_message& message) {
     try {
         return Reader(message).read(0);
-    } catch (const Refusal& refusal) {
+    } catch (const UnreadableMessage& refusal) {
         return refusal.failure;
     } catch (const std::bad_alloc&) {
         return MessageFailure{ErrorName::noMemory, "the message does not fit into memory"};

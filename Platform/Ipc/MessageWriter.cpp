@@ -16,12 +16,12 @@ constexpr std::size_t headerSize = 4096;
 constexpr std::size_t valueOverhead = 24;
 
 /// Leaves the writing of a message; it never leaves this file.
-struct Refusal {
+struct UnwritableValue {
     MessageFailure failure;
 };
 
 [[noreturn]] void refuse(const char* errorName, std::string text) {
-    throw Refusal{{errorName, std::move(text)}};
+    throw UnwritableValue{{errorName, std::move(text)}};
 }
 
 void check(int result) {
@@ -184,7 +184,7 @@ WriteResult appendVariant(sd_bus_message& message, const Value& value) {
     try {
         Writer(message).variant(value, 0);
         return {};
-    } catch (const Refusal& refusal) {
+    } catch (const UnwritableValue& refusal) {
         return refusal.failure;
     }
 }

@@ -1,4 +1,6 @@
+#include "Platform/FileDescriptor.h"
 #include "Platform/Files.h"
+#include "Support/ErrorCode.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -17,13 +19,9 @@
 namespace {
 
 namespace Files = Platform::Files;
-using Platform::Error;
+using TestSupport::codeOf;
 using TestSupport::TemporaryDirectory;
 using Names = std::vector<std::string>;
-
-int codeOf(const std::optional<Error>& error) {
-    return error ? error->code : 0;
-}
 
 struct stat statusOf(const std::string& path) {
     struct stat status {};
@@ -130,6 +128,30 @@ protected:
     TemporaryDirectory disk;
     FolderInMemory memory;
 };
+
+TEST(AMoveOutOfAnOpenFolder, MovesTheFile) {
+    const TemporaryDirectory folder;
+    folder.write("from/file", "content");
+    const Platform::FileDescriptor from(::open(folder.path("from").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    EXPECT_EQ(codeOf(Files::moveFile(from.get(), "file", folder.path("placed"))), 0);
+    EXPECT_EQ(folder.read("placed"), "content");
+    EXPECT_EQ(namesIn(folder.path("from")), Names());
+}
+
+TEST(AMoveOutOfAnOpenFolder, NamesInItsErrorWhatStandsInTheWay) {
+    const TemporaryDirectory folder;
+    folder.write("from/file", "content");
+    const auto target = folder.write("taken", "other");
+    const Platform::FileDescriptor from(::open(folder.path("from").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const auto inTheWay = Files::moveFile(from.get(), "file", target);
+    ASSERT_TRUE(inTheWay);
+    EXPECT_EQ(*inTheWay, (Platform::Error{"POSIX", EEXIST, target + ": File exists"}));
+    const auto missing = Files::moveFile(from.get(), "nothing", folder.path("placed"));
+    ASSERT_TRUE(missing);
+    EXPECT_EQ(*missing, (Platform::Error{"POSIX", ENOENT, "nothing: No such file or directory"}));
+    EXPECT_EQ(folder.read("from/file"), "content");
+    EXPECT_EQ(folder.read("taken"), "other");
+}
 
 TEST_F(AMoveBetweenFileSystems, CarriesContentModeAndTimes) {
     const std::string content(5 << 20, 'x');

@@ -1,5 +1,6 @@
 #include "Platform/Files.h"
 
+#include "Support/ErrorCode.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -13,22 +14,9 @@ namespace {
 
 namespace Files = Platform::Files;
 using Platform::Error;
+using TestSupport::codeOf;
 using TestSupport::TemporaryDirectory;
 using Names = std::vector<std::string>;
-
-/// The code of an error of the domain that files have; 0 for none.
-int codeOf(const std::optional<Error>& error) {
-    if (!error)
-        return 0;
-    EXPECT_EQ(error->domain, "POSIX");
-    return error->code;
-}
-
-template <class Value>
-int codeOf(const std::variant<Value, Error>& result) {
-    const auto* error = std::get_if<Error>(&result);
-    return error != nullptr ? codeOf(std::optional(*error)) : 0;
-}
 
 mode_t modeOf(const std::string& path) {
     struct stat status {};

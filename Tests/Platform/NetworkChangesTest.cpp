@@ -20,7 +20,7 @@ using Platform::RunLoop;
 using TestSupport::ip;
 using Told = std::vector<std::uint32_t>;
 
-std::unique_ptr<NetworkTarget> internet() {
+std::unique_ptr<NetworkTarget> internetTarget() {
     sockaddr_in zeroAddress{};
     zeroAddress.sin_family = AF_INET;
     return NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress));
@@ -48,7 +48,7 @@ protected:
 TEST_F(ANetworkThatChanges, TellsOfFlagsThatAreNewOnTheMainQueue) {
     inItsOwnNamespace([](RunLoop& loop) {
         Told told;
-        const auto target = internet();
+        const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) {
             EXPECT_EQ(Queue::current(), Queue::main());
             told.push_back(flags);
@@ -64,7 +64,7 @@ TEST_F(ANetworkThatChanges, TellsOfFlagsThatAreNewOnTheMainQueue) {
 TEST_F(ANetworkThatChanges, TellsOfCarrierAndLinks) {
     inItsOwnNamespace([](RunLoop& loop) {
         Told told;
-        const auto target = internet();
+        const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
         ip("link set peer down");
         EXPECT_TRUE(loop.runUntil([&] { return told == Told{0}; }));
@@ -77,20 +77,20 @@ TEST_F(ANetworkThatChanges, TellsOfCarrierAndLinks) {
 
 TEST_F(ANetworkThatChanges, HasItsNewFlagsAtOnce) {
     inItsOwnNamespace([](RunLoop&) {
-        EXPECT_EQ(internet()->flags(), 2U);
-        EXPECT_EQ(internet()->flags(), 2U);
+        EXPECT_EQ(internetTarget()->flags(), 2U);
+        EXPECT_EQ(internetTarget()->flags(), 2U);
         ip("route del default");
-        EXPECT_EQ(internet()->flags(), 0U);
+        EXPECT_EQ(internetTarget()->flags(), 0U);
         ip("route add default via 10.0.0.2");
-        EXPECT_EQ(internet()->flags(), 2U);
+        EXPECT_EQ(internetTarget()->flags(), 2U);
         ip("link set out down");
-        EXPECT_EQ(internet()->flags(), 0U);
+        EXPECT_EQ(internetTarget()->flags(), 0U);
         ip("link set lo up");
-        EXPECT_EQ(internet()->flags(), 0U);
+        EXPECT_EQ(internetTarget()->flags(), 0U);
         DeploymentSettings::replace(DeploymentSettings{"127.0.0.1:80", 1343.0});
-        EXPECT_EQ(internet()->flags(), 0x20002U);
+        EXPECT_EQ(internetTarget()->flags(), 0x20002U);
         ip("link set lo down");
-        EXPECT_EQ(internet()->flags(), 0U);
+        EXPECT_EQ(internetTarget()->flags(), 0U);
     });
 }
 
@@ -99,7 +99,7 @@ TEST_F(ANetworkThatChanges, TellsOfIPv6Routes) {
         ip("route del default");
         ip("-6 address add 2001:db8::1/64 dev out nodad");
         Told told;
-        const auto target = internet();
+        const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
         ip("-6 route add default via 2001:db8::2");
         EXPECT_TRUE(loop.runUntil([&] { return told == Told{2}; }));
@@ -109,7 +109,7 @@ TEST_F(ANetworkThatChanges, TellsOfIPv6Routes) {
 TEST_F(ANetworkThatChanges, TellsNothingWhereTheFlagsStayTheSame) {
     inItsOwnNamespace([](RunLoop& loop) {
         Told told;
-        const auto target = internet();
+        const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
         ip("address add 10.0.0.9/24 dev out");
         ip("route add 192.0.2.0/24 via 10.0.0.2");
@@ -127,7 +127,7 @@ TEST_F(ANetworkThatChanges, TellsOnceOfManyChangesAtOnce) {
         int reads = 0;
         NetworkTarget::replaceSource([&] { return static_cast<std::uint32_t>(++reads); });
         Told told;
-        const auto target = internet();
+        const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
         std::string lines;
         for (int route = 0; route < 100; ++route)
@@ -156,7 +156,7 @@ unsigned long lostMessages() {
 TEST_F(ANetworkThatChanges, IsReadAnewWhereChangesWereLost) {
     inItsOwnNamespace([](RunLoop& loop) {
         Told told;
-        const auto target = internet();
+        const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
         std::string lines;
         for (int route = 0; route < 10'000 && lostMessages() == 0; ++route) {
@@ -177,8 +177,8 @@ TEST_F(ANetworkThatChanges, TellsNobodyOnceTheCallbackIsTakenAway) {
     inItsOwnNamespace([](RunLoop& loop) {
         Told first;
         Told second;
-        const auto target = internet();
-        const auto other = internet();
+        const auto target = internetTarget();
+        const auto other = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { first.push_back(flags); }));
         ASSERT_TRUE(other->setCallback([&](std::uint32_t flags) { second.push_back(flags); }));
         ip("route del default");
@@ -194,7 +194,7 @@ TEST_F(ANetworkThatChanges, TellsTheCallbackThatTookAnothersPlace) {
     inItsOwnNamespace([](RunLoop& loop) {
         Told first;
         Told second;
-        const auto target = internet();
+        const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { first.push_back(flags); }));
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { second.push_back(flags); }));
         ip("route del default");
@@ -206,7 +206,7 @@ TEST_F(ANetworkThatChanges, TellsTheCallbackThatTookAnothersPlace) {
 TEST_F(ANetworkThatChanges, LetsACallbackEndItsTarget) {
     inItsOwnNamespace([](RunLoop& loop) {
         int calls = 0;
-        auto target = internet();
+        auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&, kept = std::make_shared<int>(1)](std::uint32_t) {
             target.reset();
             calls += *kept;
@@ -218,7 +218,7 @@ TEST_F(ANetworkThatChanges, LetsACallbackEndItsTarget) {
 
 TEST_F(ANetworkThatChanges, ForgetsATargetThatEndsBeforeItIsTold) {
     inItsOwnNamespace([](RunLoop& loop) {
-        auto target = internet();
+        auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([](std::uint32_t) { FAIL() << "the target is gone"; }));
         ip("route del default");
         // The descriptor's handler has put the comparison on the main queue by then.
@@ -232,14 +232,14 @@ TEST_F(ANetworkThatChanges, MayEndAfterTheLoop) {
     inItsOwnNamespace([](RunLoop&) {
         // Held beyond the body, as a member of an object may be.
         static std::unique_ptr<NetworkTarget> target;
-        target = internet();
+        target = internetTarget();
         ASSERT_TRUE(target->setCallback([](std::uint32_t) {}));
     });
 }
 
 TEST_F(ANetworkThatChanges, CannotBeFollowedWithoutANetlinkSocket) {
     inItsOwnNamespace([](RunLoop&) {
-        const auto target = internet();
+        const auto target = internetTarget();
         TestSupport::refuseNetlinkSockets();
         EXPECT_FALSE(target->setCallback([](std::uint32_t) {}));
         EXPECT_TRUE(target->setCallback({}));
@@ -248,7 +248,7 @@ TEST_F(ANetworkThatChanges, CannotBeFollowedWithoutANetlinkSocket) {
 
 TEST(ANetworkTargetWithoutALoop, CannotFollowChanges) {
     ASSERT_FALSE(RunLoop::exists());
-    const auto target = internet();
+    const auto target = internetTarget();
     EXPECT_FALSE(target->setCallback([](std::uint32_t) {}));
     EXPECT_TRUE(target->setCallback({}));
 }

@@ -10,10 +10,10 @@ namespace {
 using Platform::firstInvalidUtf8;
 using namespace std::string_literals;
 
-constexpr std::size_t none = std::string_view::npos;
+constexpr std::size_t nowhere = std::string_view::npos;
 
 bool isUtf8(std::string_view text) {
-    return firstInvalidUtf8(text) == none;
+    return firstInvalidUtf8(text) == nowhere;
 }
 
 /// A code point in the form of `length` bytes, whether or not that form is allowed.
@@ -38,7 +38,7 @@ bool isSurrogate(std::uint32_t codePoint) {
 TEST(Utf8, AcceptsTheFirstAndTheLastCharacterOfEachLength) {
     for (const std::string& text : {""s, "\0"s, "\x7F"s, "\xC2\x80"s, "\xDF\xBF"s, "\xE0\xA0\x80"s, "\xEF\xBF\xBF"s,
                                     "\xF0\x90\x80\x80"s, "\xF4\x8F\xBF\xBF"s, "\xED\x9F\xBF"s, "\xEE\x80\x80"s})
-        EXPECT_EQ(firstInvalidUtf8(text), none) << text;
+        EXPECT_EQ(firstInvalidUtf8(text), nowhere) << text;
 }
 
 TEST(Utf8, RefusesOverlongForms) {

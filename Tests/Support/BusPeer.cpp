@@ -11,7 +11,7 @@ namespace TestSupport {
 
 namespace {
 
-int checked(int result, const char* what) {
+int busResult(int result, const char* what) {
     if (result < 0)
         throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
     return result;
@@ -58,10 +58,10 @@ struct BusPeer::State {
 };
 
 BusPeer::BusPeer() : state_(std::make_unique<State>()) {
-    checked(sd_bus_open_user(&state_->bus), "sd_bus_open_user");
-    checked(sd_bus_attach_event(state_->bus, Platform::RunLoop::main().event(), SD_EVENT_PRIORITY_NORMAL),
+    busResult(sd_bus_open_user(&state_->bus), "sd_bus_open_user");
+    busResult(sd_bus_attach_event(state_->bus, Platform::RunLoop::main().event(), SD_EVENT_PRIORITY_NORMAL),
             "sd_bus_attach_event");
-    checked(sd_bus_add_filter(state_->bus, nullptr, State::receive, state_.get()), "sd_bus_add_filter");
+    busResult(sd_bus_add_filter(state_->bus, nullptr, State::receive, state_.get()), "sd_bus_add_filter");
 }
 
 BusPeer::~BusPeer() {
@@ -72,14 +72,14 @@ BusPeer::~BusPeer() {
 
 std::string BusPeer::uniqueName() const {
     const char* name = nullptr;
-    checked(sd_bus_get_unique_name(state_->bus, &name), "sd_bus_get_unique_name");
+    busResult(sd_bus_get_unique_name(state_->bus, &name), "sd_bus_get_unique_name");
     return name;
 }
 
 std::string BusPeer::ownerOf(const std::string& name) {
     const Target getNameOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner"};
     const auto owner = call(getNameOwner, [&](sd_bus_message* message) {
-        checked(sd_bus_message_append(message, "s", name.c_str()), "sd_bus_message_append");
+        busResult(sd_bus_message_append(message, "s", name.c_str()), "sd_bus_message_append");
     });
     return owner && owner->errorName.empty() ? owner->text : "";
 }
@@ -87,7 +87,7 @@ std::string BusPeer::ownerOf(const std::string& name) {
 bool BusPeer::waitForOwner(const std::string& name, const std::string& former) {
     // Each change of an owner turns the loop, and has it look again.
     sd_bus_slot* changes = nullptr;
-    checked(sd_bus_match_signal(
+    busResult(sd_bus_match_signal(
                 state_->bus, &changes, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                 "NameOwnerChanged", [](sd_bus_message*, void*, sd_bus_error*) { return 0; }, nullptr),
             "sd_bus_match_signal");
@@ -106,7 +106,7 @@ sd_bus* BusPeer::handle() const {
 namespace {
 BusPeer::Message newCall(sd_bus* bus, const BusPeer::Target& target, const BusPeer::Fill& fill) {
     sd_bus_message* message = nullptr;
-    checked(sd_bus_message_new_method_call(bus, &message, target.destination.c_str(), target.objectPath.c_str(),
+    busResult(sd_bus_message_new_method_call(bus, &message, target.destination.c_str(), target.objectPath.c_str(),
                                            target.interface.empty() ? nullptr : target.interface.c_str(),
                                            target.method.c_str()),
             "sd_bus_message_new_method_call");
@@ -128,7 +128,7 @@ void BusPeer::start(const Target& target, const Fill& fill, std::shared_ptr<std:
     const auto message = newCall(state_->bus, target, fill);
     sd_bus_slot* slot = nullptr;
     auto pending = std::make_unique<PendingAnswer>(std::move(answer));
-    checked(sd_bus_call_async(state_->bus, &slot, message.get(), answered, pending.get(), UINT64_MAX),
+    busResult(sd_bus_call_async(state_->bus, &slot, message.get(), answered, pending.get(), UINT64_MAX),
             "sd_bus_call_async");
     // The library keeps the slot until the answer, and frees what belongs to it.
     sd_bus_slot_set_destroy_callback(slot, [](void* data) { delete static_cast<PendingAnswer*>(data); });
@@ -139,12 +139,12 @@ void BusPeer::start(const Target& target, const Fill& fill, std::shared_ptr<std:
 
 void BusPeer::send(const Target& target, const Fill& fill) {
     const auto message = newCall(state_->bus, target, fill);
-    checked(sd_bus_message_set_expect_reply(message.get(), 0), "sd_bus_message_set_expect_reply");
-    checked(sd_bus_send(state_->bus, message.get(), nullptr), "sd_bus_send");
+    busResult(sd_bus_message_set_expect_reply(message.get(), 0), "sd_bus_message_set_expect_reply");
+    busResult(sd_bus_send(state_->bus, message.get(), nullptr), "sd_bus_send");
 }
 
 void BusPeer::flush() {
-    checked(sd_bus_flush(state_->bus), "sd_bus_flush");
+    busResult(sd_bus_flush(state_->bus), "sd_bus_flush");
 }
 
 const std::vector<BusPeer::Message>& BusPeer::received() const {
