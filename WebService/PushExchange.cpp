@@ -1,10 +1,10 @@
 #include "WebService/PushExchange.h"
 
-#include "WebService/IncomingFile.h"
+#include "WebService/Common/WireName.h"
 #include "WebService/Operations/Record.h"
-#include "WebService/OutboxName.h"
 #include "WebService/PushTarget.h"
 #include "WebService/SlicedExchange.h"
+#include "WebService/Storage/IncomingFile.h"
 
 #include <optional>
 #include <system_error>

@@ -1,7 +1,7 @@
 #include "WebService/PushTarget.h"
 
+#include "WebService/Common/WireName.h"
 #include "WebService/Http/Exchange.h"
-#include "WebService/OutboxName.h"
 
 namespace webservice {
 

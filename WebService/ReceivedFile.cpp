@@ -1,10 +1,10 @@
 #include "WebService/ReceivedFile.h"
 
-#include "WebService/IncomingFile.h"
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 #include "WebService/Operations/FileTable.h"
 #include "WebService/Operations/SharedFiles.h"
 #include "WebService/SlicedExchange.h"
+#include "WebService/Storage/IncomingFile.h"
 
 #include <optional>
 

@@ -1,6 +1,6 @@
 #include "WebService/SlicedExchange.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 
 #include <system_error>
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "WebService/Cloud.h"
-#include "WebService/Descriptor.h"
-#include "WebService/OutboxLedger.h"
-#include "WebService/OutboxQueue.h"
-#include "WebService/OutboxTree.h"
-#include "WebService/OutboxWatcher.h"
-#include "WebService/Schema.h"
+#include "WebService/Common/Descriptor.h"
+#include "WebService/Outbox/OutboxLedger.h"
+#include "WebService/Outbox/OutboxQueue.h"
+#include "WebService/Outbox/OutboxTree.h"
+#include "WebService/Outbox/OutboxWatcher.h"
+#include "WebService/Storage/Cloud.h"
+#include "WebService/Storage/Schema.h"
 
 #include <chrono>
 #include <stdexcept>

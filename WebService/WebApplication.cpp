@@ -1,7 +1,7 @@
 #include "WebService/WebApplication.h"
 
 #include "WebService/Http/RequestOrigin.h"
-#include "WebService/Operations/OperationTable.h"
+#include "WebService/OperationTable.h"
 #include "WebService/Pages.h"
 #include "WebService/PushExchange.h"
 

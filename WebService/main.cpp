@@ -1,6 +1,6 @@
+#include "WebService/Common/Log.h"
 #include "WebService/Http/Listener.h"
 #include "WebService/Http/Server.h"
-#include "WebService/Log.h"
 #include "WebService/State.h"
 #include "WebService/WebApplication.h"
 

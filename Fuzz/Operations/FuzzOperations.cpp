@@ -6,7 +6,7 @@
 // finds the same state.
 
 #include "WebService/Http/Exchange.h"
-#include "WebService/Operations/OperationTable.h"
+#include "WebService/OperationTable.h"
 #include "WebService/State.h"
 #include "WebService/WebApplication.h"
 

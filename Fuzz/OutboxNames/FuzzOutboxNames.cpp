@@ -1,10 +1,10 @@
 // Any bytes as a path in the outbox, as a computer's own path and as the target of a PUT: what is taken stays inside
 // the computer's folder, can be told on the wire, and is found again from its wire name.
 
-#include "WebService/Cloud.h"
+#include "WebService/Common/WireName.h"
 #include "WebService/Http/Exchange.h"
-#include "WebService/OutboxName.h"
 #include "WebService/PushTarget.h"
+#include "WebService/Storage/Cloud.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,10 +1,10 @@
 // Names of computers' paths, and the upgrade of a state without a cloud.
 
-#include "WebService/Cloud.h"
+#include "WebService/Storage/Cloud.h"
 
 #include "Support/TemporaryFolder.h"
-#include "WebService/OutboxLedger.h"
-#include "WebService/Schema.h"
+#include "WebService/Outbox/OutboxLedger.h"
+#include "WebService/Storage/Schema.h"
 
 #include <gtest/gtest.h>
 

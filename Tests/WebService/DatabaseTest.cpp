@@ -1,9 +1,9 @@
 // The SQLite layer and the schema.
 
-#include "WebService/Database.h"
+#include "WebService/Storage/Database.h"
 
 #include "Support/TemporaryFolder.h"
-#include "WebService/Schema.h"
+#include "WebService/Storage/Schema.h"
 
 #include <gtest/gtest.h>
 

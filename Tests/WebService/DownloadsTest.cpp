@@ -1,7 +1,7 @@
 // Downloads.svc: contents asked for, the stream that brings them, and deletions asked for.
 
 #include "Support/TwoUsers.h"
-#include "WebService/Operations/OperationTable.h"
+#include "WebService/OperationTable.h"
 
 #include <set>
 

@@ -3,7 +3,7 @@
 #include "Support/HttpClient.h"
 #include "Support/LockedDatabase.h"
 #include "Support/ServedState.h"
-#include "WebService/Schema.h"
+#include "WebService/Storage/Schema.h"
 
 #include <gtest/gtest.h>
 

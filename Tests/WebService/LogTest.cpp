@@ -1,6 +1,6 @@
 // The development web service's log: what a line looks like, and what becomes of lines that nobody takes.
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 
 #include "Support/HttpClient.h"
 #include "Support/ServiceProcess.h"

@@ -1,9 +1,9 @@
 // The account of what lies in the outbox and what became of it.
 
-#include "WebService/OutboxLedger.h"
+#include "WebService/Outbox/OutboxLedger.h"
 
 #include "Support/TemporaryFolder.h"
-#include "WebService/Schema.h"
+#include "WebService/Storage/Schema.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // How things that other programs do in the outbox become pending items.
 
 #include "Support/TestState.h"
-#include "WebService/OutboxName.h"
+#include "WebService/Common/WireName.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 // Work that is done in slices.
 
-#include "WebService/Work.h"
+#include "WebService/Common/Work.h"
 
 #include <gtest/gtest.h>
 

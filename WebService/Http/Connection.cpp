@@ -1,8 +1,8 @@
 #include "WebService/Http/Connection.h"
 
+#include "WebService/Common/Log.h"
 #include "WebService/Http/ClientSocket.h"
 #include "WebService/Http/RequestLog.h"
-#include "WebService/Log.h"
 
 #include <boost/beast/http.hpp>
 

@@ -1,6 +1,6 @@
 #include "WebService/Http/RequestLog.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 
 #include <array>
 #include <cstdio>

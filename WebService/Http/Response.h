@@ -1,7 +1,7 @@
 #pragma once
 
-#include "WebService/Descriptor.h"
-#include "WebService/OutboxTree.h"
+#include "WebService/Common/Descriptor.h"
+#include "WebService/Outbox/OutboxTree.h"
 
 #include <cstdint>
 #include <optional>

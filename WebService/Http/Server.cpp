@@ -1,7 +1,7 @@
 #include "WebService/Http/Server.h"
 
+#include "WebService/Common/Log.h"
 #include "WebService/Http/Connection.h"
-#include "WebService/Log.h"
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>

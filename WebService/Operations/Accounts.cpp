@@ -1,6 +1,6 @@
 #include "WebService/Operations/Accounts.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 
 namespace webservice {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "WebService/Database.h"
 #include "WebService/Operations/Record.h"
+#include "WebService/Storage/Database.h"
 
 #include <cstdint>
 #include <optional>

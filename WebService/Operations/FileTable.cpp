@@ -1,8 +1,8 @@
 #include "WebService/Operations/FileTable.h"
 
-#include "WebService/Log.h"
-#include "WebService/OutboxName.h"
-#include "WebService/OutboxRemoval.h"
+#include "WebService/Common/Log.h"
+#include "WebService/Common/WireName.h"
+#include "WebService/Outbox/OutboxRemoval.h"
 
 #include <functional>
 #include <system_error>

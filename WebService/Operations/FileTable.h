@@ -1,8 +1,8 @@
 #pragma once
 
+#include "WebService/Common/Work.h"
 #include "WebService/Operations/Accounts.h"
 #include "WebService/State.h"
-#include "WebService/Work.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "WebService/Common/Work.h"
 #include "WebService/Http/Response.h"
 #include "WebService/State.h"
-#include "WebService/Work.h"
 
 #include <boost/json.hpp>
 

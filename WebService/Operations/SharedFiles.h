@@ -1,9 +1,9 @@
 #pragma once
 
+#include "WebService/Common/Work.h"
 #include "WebService/Http/Response.h"
 #include "WebService/Operations/Record.h"
 #include "WebService/State.h"
-#include "WebService/Work.h"
 
 namespace webservice {
 

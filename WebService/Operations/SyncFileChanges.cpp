@@ -1,6 +1,6 @@
 #include "WebService/Operations/SyncFileChanges.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 #include "WebService/Operations/FileTable.h"
 
 namespace webservice {

@@ -1,6 +1,6 @@
 #include "WebService/Operations/UpdateSystemTime.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 #include "WebService/Operations/Accounts.h"
 
 #include <cstring>

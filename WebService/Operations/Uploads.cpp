@@ -1,6 +1,6 @@
 #include "WebService/Operations/Uploads.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "WebService/Database.h"
+#include "WebService/Storage/Database.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "WebService/Database.h"
-#include "WebService/OutboxTree.h"
+#include "WebService/Outbox/OutboxTree.h"
+#include "WebService/Storage/Database.h"
 
 #include <cstdint>
 #include <optional>

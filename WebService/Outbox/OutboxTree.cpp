@@ -1,4 +1,4 @@
-#include "WebService/OutboxTree.h"
+#include "WebService/Outbox/OutboxTree.h"
 
 #include <fcntl.h>
 

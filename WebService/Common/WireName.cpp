@@ -1,4 +1,4 @@
-#include "WebService/OutboxName.h"
+#include "WebService/Common/WireName.h"
 
 #include <algorithm>
 #include <cstdint>

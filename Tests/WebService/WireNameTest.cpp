@@ -1,6 +1,6 @@
 // Names of outbox items on the wire.
 
-#include "WebService/OutboxName.h"
+#include "WebService/Common/WireName.h"
 
 #include <gtest/gtest.h>
 

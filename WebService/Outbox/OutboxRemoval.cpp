@@ -1,6 +1,6 @@
-#include "WebService/OutboxRemoval.h"
+#include "WebService/Outbox/OutboxRemoval.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 
 #include <fcntl.h>
 #include <unistd.h>

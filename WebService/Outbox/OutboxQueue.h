@@ -1,7 +1,7 @@
 #pragma once
 
-#include "WebService/OutboxLedger.h"
-#include "WebService/OutboxTree.h"
+#include "WebService/Outbox/OutboxLedger.h"
+#include "WebService/Outbox/OutboxTree.h"
 
 #include <optional>
 #include <string_view>

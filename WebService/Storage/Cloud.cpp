@@ -1,7 +1,7 @@
-#include "WebService/Cloud.h"
+#include "WebService/Storage/Cloud.h"
 
-#include "WebService/Log.h"
-#include "WebService/OutboxName.h"
+#include "WebService/Common/Log.h"
+#include "WebService/Common/WireName.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "WebService/OutboxQueue.h"
+#include "WebService/Outbox/OutboxQueue.h"
 
 namespace webservice {
 

@@ -1,7 +1,7 @@
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 
-#include "WebService/Descriptor.h"
-#include "WebService/OutboxName.h"
+#include "WebService/Common/Descriptor.h"
+#include "WebService/Common/WireName.h"
 
 #include <fcntl.h>
 #include <linux/limits.h>

@@ -1,6 +1,6 @@
-#include "WebService/Operations/OperationTable.h"
+#include "WebService/OperationTable.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 #include "WebService/Operations/Downloads.h"
 #include "WebService/Operations/ErrorLog.h"
 #include "WebService/Operations/JsonBody.h"

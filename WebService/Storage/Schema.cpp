@@ -1,4 +1,4 @@
-#include "WebService/Schema.h"
+#include "WebService/Storage/Schema.h"
 
 #include <array>
 #include <string>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "WebService/Descriptor.h"
-#include "WebService/OutboxLedger.h"
-#include "WebService/OutboxTree.h"
-#include "WebService/Work.h"
+#include "WebService/Common/Descriptor.h"
+#include "WebService/Common/Work.h"
+#include "WebService/Outbox/OutboxLedger.h"
+#include "WebService/Outbox/OutboxTree.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "WebService/Common/Work.h"
 #include "WebService/State.h"
-#include "WebService/Work.h"
 
 #include <string>
 

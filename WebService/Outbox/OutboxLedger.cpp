@@ -1,7 +1,7 @@
-#include "WebService/OutboxLedger.h"
+#include "WebService/Outbox/OutboxLedger.h"
 
-#include "WebService/Log.h"
-#include "WebService/OutboxName.h"
+#include "WebService/Common/Log.h"
+#include "WebService/Common/WireName.h"
 
 #include <utility>
 #include <vector>

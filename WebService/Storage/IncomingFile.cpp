@@ -1,4 +1,4 @@
-#include "WebService/IncomingFile.h"
+#include "WebService/Storage/IncomingFile.h"
 
 #include <fcntl.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "WebService/Descriptor.h"
+#include "WebService/Common/Descriptor.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
-#include "WebService/OutboxWatcher.h"
+#include "WebService/Outbox/OutboxWatcher.h"
 
-#include "WebService/Log.h"
-#include "WebService/OutboxName.h"
+#include "WebService/Common/Log.h"
+#include "WebService/Common/WireName.h"
 
 #include <dirent.h>
 #include <fcntl.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "WebService/Database.h"
-#include "WebService/OutboxTree.h"
-#include "WebService/Work.h"
+#include "WebService/Common/Work.h"
+#include "WebService/Outbox/OutboxTree.h"
+#include "WebService/Storage/Database.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
-#include "WebService/Database.h"
+#include "WebService/Storage/Database.h"
 
-#include "WebService/Log.h"
+#include "WebService/Common/Log.h"
 
 #include <sqlite3.h>
 
