@@ -65,13 +65,12 @@ constexpr std::array table = {
 };
 
 int statusOf(const std::string& code) {
-    if (code == "NotJson" || code == "NotAnObject" || code == "NotAList") {
+    if (code == "NotJson" || code == "NotAnObject" || code == "NotAList")
         return 400;
-    }
     return code == "TooLong" || code == "TooMany" ? 413 : 200;
 }
 
-// What an operation changes within one slice, it changes at once or not at all.
+/// What an operation changes within one slice, it changes at once or not at all.
 class OperationExchange : public SlicedExchange {
 public:
     OperationExchange(State& state, const Operation& operation)
@@ -80,10 +79,9 @@ public:
 
     void receive(std::string_view piece) override {
         length_ += piece.size();
-        if (length_ > longestBody_) {
+        if (length_ > longestBody_)
             throw Refused{refuse(
                 Refusal("TooLong", "the body is longer than " + std::to_string(longestBody_ / mebibyte) + " MiB"))};
-        }
         body_.receive(piece);
     }
 
@@ -92,13 +90,11 @@ public:
 private:
     Work<Response> work() override {
         const boost::json::value& body = body_.value();
-        if (const auto* answer = std::get_if<SlicedOperation>(&operation_.answer)) {
+        if (const auto* answer = std::get_if<SlicedOperation>(&operation_.answer))
             co_return co_await (*answer)(state(), body);
-        }
         const Record request(body);
-        if (const auto* answer = std::get_if<DownloadOperation>(&operation_.answer)) {
+        if (const auto* answer = std::get_if<DownloadOperation>(&operation_.answer))
             co_return (*answer)(state(), request);
-        }
         co_return jsonResponse(200,
                                boost::json::serialize(std::get<ObjectOperation>(operation_.answer)(state(), request)));
     }
@@ -116,7 +112,7 @@ private:
     JsonBody body_;
 };
 
-// Whether the target is, or is meant to be, that of the download. The outbox's own paths may have any text in them.
+/// Whether the target is, or is meant to be, that of the download. The outbox's own paths may have any text in them.
 bool isMeantForDownload(std::string_view target) {
     std::string path = percentDecoded(target).value_or(std::string(target));
     std::ranges::transform(path, path.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c | 0x20) : c; });
@@ -132,9 +128,8 @@ std::span<const Operation> operations() {
 const Operation* findOperation(std::string_view path) {
     constexpr std::string_view strayCharacter = "\xef\xbf\xbc";
     constexpr std::string_view strayPath = "Downloads.svc/UpdateBSDownloadStreamFailed";
-    if (path.starts_with(strayPath) && path.substr(strayPath.size()) == strayCharacter) {
+    if (path.starts_with(strayPath) && path.substr(strayPath.size()) == strayCharacter)
         path = strayPath;
-    }
     const auto* const found = std::ranges::find(table, path, &Operation::path);
     return found == table.end() ? nullptr : found;
 }
@@ -144,9 +139,8 @@ Response refusalOf(const RequestHead& head, Response response) {
 }
 
 std::unique_ptr<Exchange> beginOperation(State& state, const Operation& operation, const RequestHead& head) {
-    if (const auto* begin = std::get_if<StreamOperation>(&operation.answer)) {
+    if (const auto* begin = std::get_if<StreamOperation>(&operation.answer))
         return (*begin)(state, head);
-    }
     return std::make_unique<OperationExchange>(state, operation);
 }
 

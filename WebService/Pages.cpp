@@ -15,9 +15,8 @@ using Parameter = std::optional<std::string>;
 
 Response status(State& state, const Parameter& computer) {
     boost::json::object counts;
-    for (const char* uploadState : {"pending", "acknowledged", "withdrawn"}) {
+    for (const char* uploadState : {"pending", "acknowledged", "withdrawn"})
         counts[uploadState] = state.ledger.count(uploadState, computer);
-    }
     return jsonResponse(200, boost::json::serialize(counts));
 }
 
@@ -26,9 +25,8 @@ Response mails(State& state, const Parameter& recipient) {
     for (Query row = state.db.query("SELECT sent_at, recipient, subject, body FROM mails "
                                     "WHERE ?1 IS NULL OR recipient = ?1 ORDER BY id",
                                     recipient);
-         row.next();) {
+         row.next();)
         list.push_back({{"sentAt", row.text(0)}, {"to", row.text(1)}, {"subject", row.text(2)}, {"body", row.text(3)}});
-    }
     return jsonResponse(200, boost::json::serialize(list));
 }
 
@@ -37,21 +35,19 @@ Response errors(State& state, const Parameter& computer) {
     for (Query row = state.db.query("SELECT received_at, computer, user, error_class, error_method, error_message "
                                     "FROM errors WHERE ?1 IS NULL OR computer = ?1 ORDER BY id DESC LIMIT 100",
                                     computer);
-         row.next();) {
+         row.next();)
         list.push_back({{"receivedAt", row.text(0)},
                         {"computer", orNull(row.optionalText(1))},
                         {"user", orNull(row.optionalText(2))},
                         {"class", orNull(row.optionalText(3))},
                         {"method", orNull(row.optionalText(4))},
                         {"message", orNull(row.optionalText(5))}});
-    }
     return jsonResponse(200, boost::json::serialize(list));
 }
 
 Response activate(State& state, const Parameter& code) {
-    if (state.db.run("UPDATE users SET activated = 1 WHERE code = ?1", code) == 0) {
+    if (state.db.run("UPDATE users SET activated = 1 WHERE code = ?1", code) == 0)
         return errorResponse(404, "UnknownCode", "there is no user with this code");
-    }
     return jsonResponse(200, boost::json::serialize(done()));
 }
 
@@ -88,9 +84,8 @@ private:
 
 std::unique_ptr<Exchange> beginPage(State& state, std::string_view path, const RequestHead& head) {
     const auto* const page = std::ranges::find(pages, path, &Page::path);
-    if (page == pages.end()) {
+    if (page == pages.end())
         return nullptr;
-    }
     return std::make_unique<PageExchange>(state, *page, queryValue(head.query(), page->parameter));
 }
 

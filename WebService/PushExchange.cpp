@@ -15,21 +15,18 @@ namespace {
 
 Response failed(const std::system_error& error) {
     const int code = error.code().value();
-    if (code == EEXIST || code == EISDIR || code == ENOTDIR || code == ENOTEMPTY || code == ELOOP) {
+    if (code == EEXIST || code == EISDIR || code == ENOTDIR || code == ENOTEMPTY || code == ELOOP)
         return errorResponse(409, "InTheWay", error.what());
-    }
-    if (code == ENAMETOOLONG) {
+    if (code == ENAMETOOLONG)
         return errorResponse(400, "BadPath", error.what());
-    }
     return errorResponse(code == ENOSPC || code == EDQUOT ? 507 : 500, "CannotStore", error.what());
 }
 
 class PushExchange : public SlicedExchange {
 public:
     PushExchange(State& state, PushTarget target) : SlicedExchange(state), target_(std::move(target)) {
-        if (target_.isFolder) {
+        if (target_.isFolder)
             return;
-        }
         state.requireCurrent();
         try {
             file_.emplace(state.incomingPath());
@@ -39,9 +36,8 @@ public:
     }
 
     void receive(std::string_view piece) override {
-        if (!file_) {
+        if (!file_)
             throw Refused{errorResponse(400, "BadPath", "a folder has no body")};
-        }
         try {
             file_->append(piece);
         } catch (const std::system_error& error) {

@@ -9,35 +9,29 @@ PushTarget parsePushTarget(std::string_view encoded) {
     encoded.remove_prefix(std::string_view("/outbox/").size());
     PushTarget target;
     target.isFolder = encoded.ends_with('/');
-    if (target.isFolder) {
+    if (target.isFolder)
         encoded.remove_suffix(1);
-    }
     while (true) {
         const std::string_view segment = encoded.substr(0, encoded.find('/'));
         const auto name = percentDecoded(segment);
-        if (!name || !isExpressible(*name)) {
+        if (!name || !isExpressible(*name))
             throw Refused{errorResponse(400, "BadPath",
                                         "a part of the path is empty, \".\", \"..\", not UTF-8, or has a slash, a "
                                         "backslash or a control character")};
-        }
-        if (target.computer.empty()) {
+        if (target.computer.empty())
             target.computer = *name;
-        } else {
+        else
             target.path.append(target.path.empty() ? "" : "/").append(*name);
-        }
-        if (segment.size() == encoded.size()) {
+        if (segment.size() == encoded.size())
             break;
-        }
         encoded.remove_prefix(segment.size() + 1);
     }
-    if (target.path.empty()) {
+    if (target.path.empty())
         throw Refused{errorResponse(400, "BadPath", "the path is /outbox/COMPUTER/ and the item's path")};
-    }
-    if (!wireName(target.path)) {
+    if (!wireName(target.path))
         throw Refused{errorResponse(400, "BadPath",
                                     "the item's path is longer than " + std::to_string(longestPath) +
                                         " bytes or has more than " + std::to_string(mostLevels) + " parts")};
-    }
     return target;
 }
 

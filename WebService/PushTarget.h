@@ -5,15 +5,15 @@
 
 namespace webservice {
 
-// What a PUT to the outbox is to make.
+/// What a PUT to the outbox is to make.
 struct PushTarget {
     std::string computer;
     std::string path; // in the computer's folder
     bool isFolder = false;
 };
 
-// Reads "/outbox/COMPUTER/PATH", percent-encoded; a slash at its end tells a folder. Throws Refused where it cannot be
-// the path of an item.
+/// Reads "/outbox/COMPUTER/PATH", percent-encoded; a slash at its end tells a folder. Throws Refused where it cannot be
+/// the path of an item.
 PushTarget parsePushTarget(std::string_view encoded);
 
 } // namespace webservice

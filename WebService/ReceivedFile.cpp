@@ -28,18 +28,16 @@ public:
         }
     }
 
-    // Without the fields that say what it is, a body is read and dropped.
+    /// Without the fields that say what it is, a body is read and dropped.
     void receive(std::string_view piece) override {
-        if (file_) {
+        if (file_)
             file_->append(piece);
-        }
     }
 
 private:
     Work<Response> work() override {
-        if (!file_) {
+        if (!file_)
             throw Refusal("MissingKey", path_ ? "\"FileRequestID\" is missing" : "\"FilePath\" is missing");
-        }
         file_->close();
         const auto file = answeredFile();
         const auto computer = file ? findComputer(state().db, file->computer) : std::nullopt;
@@ -65,15 +63,14 @@ private:
         co_return jsonResponse(200, boost::json::serialize(done()));
     }
 
-    // The file of the request, which is thereby done. What was cancelled meanwhile is not asked for any more.
+    /// The file of the request, which is thereby done. What was cancelled meanwhile is not asked for any more.
     std::optional<KnownFile> answeredFile() {
         Query row = state().db.query("UPDATE requests SET state = 'done' WHERE id = ?1 AND state <> 'cancelled' "
                                      "RETURNING file",
                                      decimal(*request_).value_or(-1));
         std::optional<std::int64_t> id;
-        while (row.next()) {
+        while (row.next())
             id = row.integer(0);
-        }
         return id ? findFile(state().db, *id) : std::nullopt;
     }
 

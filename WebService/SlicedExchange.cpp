@@ -12,28 +12,25 @@ using namespace std::chrono_literals;
 
 constexpr auto slice = 5ms;
 
-// How long an exchange waits until a busy outbox has been taken in. After that it goes on with what is known.
+/// How long an exchange waits until a busy outbox has been taken in. After that it goes on with what is known.
 constexpr auto outboxPatience = 1s;
 
 } // namespace
 
 Response SlicedExchange::finish() {
     while (true) {
-        if (auto response = step()) {
+        if (auto response = step())
             return std::move(*response);
-        }
     }
 }
 
 std::optional<Response> SlicedExchange::step() {
-    if (!begun_) {
+    if (!begun_)
         begun_ = Clock::now();
-    }
     state_.requireCurrent();
     try {
-        if (!outboxIsTakenIn_ && !takeInOutbox()) {
+        if (!outboxIsTakenIn_ && !takeInOutbox())
             return std::nullopt;
-        }
         return runSlice();
     } catch (const Refusal& refusal) {
         return refuse(refusal);
@@ -44,7 +41,7 @@ Response SlicedExchange::refuse(const Refusal& refusal) {
     return jsonResponse(200, boost::json::serialize(refused(refusal)));
 }
 
-// Has a transaction of its own: what has happened in the outbox counts, whatever becomes of the request.
+/// Has a transaction of its own: what has happened in the outbox counts, whatever becomes of the request.
 bool SlicedExchange::takeInOutbox() {
     auto transaction = Transaction::ifUnlocked(state_.db);
     if (!transaction) {
@@ -68,24 +65,20 @@ std::optional<Response> SlicedExchange::runSlice() {
         return std::nullopt;
     }
     lockedSince_.reset();
-    if (!job_) {
+    if (!job_)
         job_.emplace(work());
-    }
     std::optional<Response> response;
-    if (job_->run(slice)) {
+    if (job_->run(slice))
         response = job_->take();
-    }
     transaction->commit();
     return response;
 }
 
 void SlicedExchange::checkPatience() {
-    if (!lockedSince_) {
+    if (!lockedSince_)
         lockedSince_ = Clock::now();
-    }
-    if (Clock::now() - *lockedSince_ >= state_.db.patience()) {
+    if (Clock::now() - *lockedSince_ >= state_.db.patience())
         throw DatabaseBusy("another process has the database locked");
-    }
 }
 
 } // namespace webservice

@@ -10,23 +10,23 @@
 
 namespace webservice {
 
-// An exchange that works on the state, in slices of a few milliseconds. Each slice is one transaction: it is kept as a
-// whole when the work pauses or is done, and undone as a whole when the work ends with an exception. Where another
-// process has the database locked, the exchange waits for as long as the database's patience and then fails with
-// DatabaseBusy.
+/// An exchange that works on the state, in slices of a few milliseconds. Each slice is one transaction: it is kept as a
+/// whole when the work pauses or is done, and undone as a whole when the work ends with an exception. Where another
+/// process has the database locked, the exchange waits for as long as the database's patience and then fails with
+/// DatabaseBusy.
 class SlicedExchange : public Exchange {
 public:
-    // All slices, one after the other.
+    /// All slices, one after the other.
     Response finish() final;
     std::optional<Response> step() final;
 
 protected:
     explicit SlicedExchange(State& state) : state_(state) {}
 
-    // The work, called once the whole body has been received and what has happened in the outbox has been taken in.
+    /// The work, called once the whole body has been received and what has happened in the outbox has been taken in.
     virtual Work<Response> work() = 0;
 
-    // The response to a request whose work has ended with a refusal.
+    /// The response to a request whose work has ended with a refusal.
     virtual Response refuse(const Refusal& refusal);
 
     State& state() const { return state_; }

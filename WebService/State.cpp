@@ -12,21 +12,18 @@ namespace {
 Descriptor lockFolder(const std::string& directory) {
     std::filesystem::create_directories(directory);
     Descriptor lock(::open((directory + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (!lock) {
+    if (!lock)
         throwErrno("cannot open " + directory + "/lock");
-    }
-    if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
         throw StateInUse("another process works on " + directory);
-    }
     return lock;
 }
 
-// The state holds passwords, so it is its owner's alone.
+/// The state holds passwords, so it is its owner's alone.
 Descriptor privateFile(const std::string& path) {
     Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (!file) {
+    if (!file)
         throwErrno("cannot open " + path);
-    }
     return file;
 }
 
@@ -38,9 +35,8 @@ bool isStillAt(const Descriptor& file, const std::string& path) {
 }
 
 void makeFolder(const std::string& path) {
-    if (::mkdir(path.c_str(), 0777) != 0 && errno != EEXIST) {
+    if (::mkdir(path.c_str(), 0777) != 0 && errno != EEXIST)
         throwErrno("cannot make the folder " + path);
-    }
 }
 
 } // namespace
@@ -59,9 +55,8 @@ std::string State::incomingPath() {
 }
 
 void State::requireCurrent() const {
-    if (!isStillAt(lock_, directory_ + "/lock") || !isStillAt(database_, directory_ + "/state.db")) {
+    if (!isStillAt(lock_, directory_ + "/lock") || !isStillAt(database_, directory_ + "/state.db"))
         throw StateLost(directory_ + " was removed or replaced while the service worked on it; start the service anew");
-    }
 }
 
 } // namespace webservice

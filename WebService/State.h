@@ -14,36 +14,36 @@
 
 namespace webservice {
 
-// Another process works on the same folder.
+/// Another process works on the same folder.
 class StateInUse : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// The folder that the process works on, or the database in it, is not there any more.
+/// The folder that the process works on, or the database in it, is not there any more.
 class StateLost : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// Everything that the web service keeps, in one folder that belongs to one process at a time:
-//   state.db    the SQLite database
-//   outbox/     what the computers are to receive, COMPUTER/…
-//   cloud/      contents that computers have streamed up
-//   incoming/   files on their way in over HTTP; emptied at the start
-//   lock        held while a process works on the folder
-// What is removed at run time is made again, except for the folder itself and the database: without them, the state
-// could not be kept.
+/// Everything that the web service keeps, in one folder that belongs to one process at a time:
+///   state.db    the SQLite database
+///   outbox/     what the computers are to receive, COMPUTER/…
+///   cloud/      contents that computers have streamed up
+///   incoming/   files on their way in over HTTP; emptied at the start
+///   lock        held while a process works on the folder
+/// What is removed at run time is made again, except for the folder itself and the database: without them, the state
+/// could not be kept.
 class State {
 public:
-    // Makes what is missing. Where another process has the database locked, `patience` is how long it is waited for, at
-    // the start and by every request. Throws StateInUse, DatabaseError or std::system_error.
+    /// Makes what is missing. Where another process has the database locked, `patience` is how long it is waited for,
+    /// at the start and by every request. Throws StateInUse, DatabaseError or std::system_error.
     explicit State(const std::string& directory, std::chrono::milliseconds patience = std::chrono::seconds(5));
 
-    // A name in `incoming/` that no other file has. Throws std::system_error when that folder cannot be made.
+    /// A name in `incoming/` that no other file has. Throws std::system_error when that folder cannot be made.
     std::string incomingPath();
 
-    // Throws StateLost when the folder or the database has been removed or replaced by another one.
+    /// Throws StateLost when the folder or the database has been removed or replaced by another one.
     void requireCurrent() const;
 
 private:

@@ -7,12 +7,12 @@
 
 namespace webservice {
 
-// Everything that the development web service answers: the operations below "/QuenmarkRestService/", which are POSTs
-// of JSON, and what it has of its own: PUT /outbox/COMPUTER/PATH and a few pages to GET. Another site's page in a
-// browser is refused with 403.
+/// Everything that the development web service answers: the operations below "/QuenmarkRestService/", which are POSTs
+/// of JSON, and what it has of its own: PUT /outbox/COMPUTER/PATH and a few pages to GET. Another site's page in a
+/// browser is refused with 403.
 class WebApplication : public Application {
 public:
-    // `listenHost` is the host that is listened on, as it was asked for.
+    /// `listenHost` is the host that is listened on, as it was asked for.
     explicit WebApplication(State& state, std::string listenHost = "127.0.0.1")
         : state_(state), listenHost_(std::move(listenHost)) {}
 

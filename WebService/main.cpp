@@ -34,9 +34,9 @@ int fail(int status, const std::string& message) {
     return status;
 }
 
-// SIGIO would come from a writer that meets one of the leases by which files are tested, SIGPIPE from a client that
-// has gone or a log that nobody reads; neither is of interest. SIGXFSZ, of a file that would become larger than it may,
-// comes with an error of the write (setrlimit(2)).
+/// SIGIO would come from a writer that meets one of the leases by which files are tested, SIGPIPE from a client that
+/// has gone or a log that nobody reads; neither is of interest. SIGXFSZ, of a file that would become larger than it
+/// may, comes with an error of the write (setrlimit(2)).
 void ignoreStraySignals() {
     std::signal(SIGXFSZ, SIG_IGN);
     std::signal(SIGIO, SIG_IGN);
@@ -48,8 +48,8 @@ asio::awaitable<void> pause(std::chrono::milliseconds time) {
     co_await timer.async_wait(asio::use_awaitable);
 }
 
-// Takes in what has happened in the outbox. Between two slices the loop turns; where they do nothing, since the
-// database is locked, or fail, it is not kept busy by trying again.
+/// Takes in what has happened in the outbox. Between two slices the loop turns; where they do nothing, since the
+/// database is locked, or fail, it is not kept busy by trying again.
 asio::awaitable<void> catchUp(State& state) {
     bool isDone = false;
     while (!isDone) {
@@ -65,7 +65,7 @@ asio::awaitable<void> catchUp(State& state) {
     }
 }
 
-// Takes in what happens in the outbox, as it happens and, for what has to settle first, once a second.
+/// Takes in what happens in the outbox, as it happens and, for what has to settle first, once a second.
 asio::awaitable<void> watchEvents(State& state) {
     asio::posix::stream_descriptor events(co_await asio::this_coro::executor, ::dup(state.watcher.descriptor()));
     while (true) {
@@ -109,9 +109,8 @@ int run(const std::string& listen, const std::string& data) {
     } catch (const std::invalid_argument& error) {
         return fail(EX_USAGE, "--listen " + listen + ": " + error.what());
     }
-    if (data.empty()) {
+    if (data.empty())
         return fail(EX_USAGE, "--data is empty");
-    }
     ignoreStraySignals();
     std::optional<State> state;
     try {

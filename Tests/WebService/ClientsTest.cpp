@@ -185,9 +185,8 @@ TEST_F(AServersClients, ExpireInAHeadAndAtTheEndWhateverTheySend) {
     SomeClient& lingering = add(Phase::Lingering);
     for (int second = 1; second <= 25; ++second) {
         now += 1s;
-        for (const auto& client : all) {
+        for (const auto& client : all)
             client->moved(1);
-        }
         clients->expire();
         EXPECT_EQ(head.wasExpired, second > 10);
         EXPECT_EQ(lingering.wasExpired, second > 20);

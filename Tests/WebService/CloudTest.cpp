@@ -21,9 +21,8 @@ TEST(ANameWithinTheQuenmarkFolder, IsThePathWithoutThatFolder) {
 }
 
 TEST(ANameWithinTheQuenmarkFolder, IsMissingWhereItCannotBeExpressed) {
-    for (const char* path : {"", "\\", "..\\a", "a\\..\\b", "a\\\\b", "a\nb", "\xff"}) {
+    for (const char* path : {"", "\\", "..\\a", "a\\..\\b", "a\\\\b", "a\nb", "\xff"})
         EXPECT_EQ(nameWithin("", path), std::nullopt) << path;
-    }
 }
 
 TEST(AStateOfTheFirstVersion, IsBroughtToThePresentOne) {

@@ -52,9 +52,8 @@ TEST(AServer, AnswersThousandsOfConnectionsOneAfterTheOtherWithoutDelay) {
     const std::uint16_t port = application.serve();
     // More than a server that keeps what its clients have closed has places.
     const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 3'000; ++i) {
+    for (int i = 0; i < 3'000; ++i)
         ASSERT_EQ(HttpClient(port).exchange("GET", "/hello", "").body, "hello");
-    }
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
     EXPECT_EQ(connectionsLeftToClose(port), 0);
 }
@@ -69,9 +68,8 @@ TEST(AConnection, ThatHoldsManyRequestsLetsOthersBeAnsweredBetweenThem) {
     application.on("/count", [&] { return textResponse(std::to_string(answered)); });
     const std::uint16_t port = application.serve();
     std::string requests;
-    for (int i = 0; i < 4000; ++i) {
+    for (int i = 0; i < 4000; ++i)
         requests += "GET /many HTTP/1.1\r\n\r\n";
-    }
     HttpClient eager(port);
     HttpClient other(port);
     EXPECT_EQ(other.exchange("GET", "/count", "").body, "0");
@@ -86,9 +84,8 @@ TEST(AConnection, SendsNoBodyInResponseToHead) {
     HttpClient client(application.serve());
     client.send("HEAD /hello HTTP/1.1\r\n\r\nHEAD /nothing HTTP/1.1\r\n\r\nGET /hello HTTP/1.1\r\n\r\n");
     std::string received;
-    while (!received.ends_with("hello")) {
+    while (!received.ends_with("hello"))
         received += client.receiveSome(1000);
-    }
     EXPECT_EQ(received, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n"
                         "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\nContent-Length: 93\r\n\r\n"
                         "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello");
@@ -214,15 +211,13 @@ TEST(AnExchange, IsRefusedWhereOthersThatAreWorkedOnHoldTooMuchMemory) {
     // What comes last is refused; small requests are not.
     int refused = 0;
     while (refused == 0) {
-        for (const auto& client : waiting) {
+        for (const auto& client : waiting)
             refused += client->hasReceived() ? 1 : 0;
-        }
     }
     EXPECT_EQ(HttpClient(port).exchange("GET", "/release", "").body, "done");
     std::multiset<int> statuses;
-    for (const auto& client : waiting) {
+    for (const auto& client : waiting)
         statuses.insert(client->receive().status);
-    }
     EXPECT_GE(statuses.count(200), 1U);
     EXPECT_GE(statuses.count(503), 1U);
     EXPECT_EQ(statuses.count(200) + statuses.count(503), 5U);

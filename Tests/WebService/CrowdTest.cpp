@@ -25,15 +25,15 @@ constexpr const char* stream = "POST /QuenmarkRestService/Uploads.svc/GetTopFile
 
 class ManySlowClients : public ::testing::Test {
 protected:
-    // The service raises its own limit.
+    /// The service raises its own limit.
     ManySlowClients() {
         allowOpenFiles(1024);
         service.emplace(folder.path("data").string());
         allowOpenFiles();
     }
 
-    // Another client's requests on new and on kept connections are answered within a second, also while the crowd sends
-    // `drop` now and then; and the service ends within two.
+    /// Another client's requests on new and on kept connections are answered within a second, also while the crowd
+    /// sends `drop` now and then; and the service ends within two.
     void expectNoDelay(const Crowd& crowd, std::string_view drop) {
         HttpClient kept(service->port());
         for (int i = 0; i < 10; ++i) {
@@ -99,9 +99,8 @@ TEST_F(AServerWithThreePlaces, ServesAFourthClientInThePlaceOfTheOneThatWasIdleF
     HttpClient first(port);
     HttpClient second(port);
     HttpClient third(port);
-    for (HttpClient* client : {&second, &first, &third}) {
+    for (HttpClient* client : {&second, &first, &third})
         EXPECT_EQ(client->exchange("GET", "/hello", "").body, "hello");
-    }
     EXPECT_EQ(HttpClient(port).exchange("GET", "/hello", "").body, "hello");
     EXPECT_TRUE(second.isClosedByPeer());
     EXPECT_EQ(first.exchange("GET", "/hello", "").body, "hello");
@@ -145,9 +144,8 @@ TEST(AServerWithLittleTime, ClosesConnectionsWithoutRequestsOrProgressWithoutAWo
     afterEmptyLine.send("\r\n");
     HttpClient still(port);
     still.send("POST /hello HTTP/1.1\r\nContent-Length: 10\r\n\r\nabc");
-    for (HttpClient* client : {&idle, &silent, &afterEmptyLine, &still}) {
+    for (HttpClient* client : {&idle, &silent, &afterEmptyLine, &still})
         EXPECT_TRUE(client->isClosedByPeer());
-    }
 }
 
 TEST(AServerWithLittleTime, DoesNotLingerForAClientThatSendsOnAndOn) {

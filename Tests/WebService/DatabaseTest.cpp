@@ -44,9 +44,8 @@ TEST_F(ADatabase, RunsTheSameStatementWithinItself) {
     const auto rows = [this](std::int64_t from) { return db.query("SELECT a FROM t WHERE a >= ?1 ORDER BY a", from); };
     std::string seen;
     for (Query outer = rows(1); outer.next();) {
-        for (Query inner = rows(outer.integer(0)); inner.next();) {
+        for (Query inner = rows(outer.integer(0)); inner.next();)
             seen += std::to_string(inner.integer(0));
-        }
         seen += ' ';
     }
     EXPECT_EQ(seen, "123 23 3 ");

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 constexpr std::string_view operation = "Uploads.svc/GetTopFileUploadWithStream";
 constexpr std::string_view target = "/QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream";
 
-// "STATUS RETURNSTATUS BODY"
+/// "STATUS RETURNSTATUS BODY"
 std::string summary(const HttpAnswer& answer) {
     const auto field = answer.headers.find("ReturnStatus");
     return std::to_string(answer.status) + ' ' + (field == answer.headers.end() ? "(none)" : field->second) + ' ' +
@@ -29,7 +29,7 @@ std::string raw(std::string_view line, std::string_view fields, std::string_view
     return std::string(line) + " HTTP/1.1\r\nHost: localhost\r\n" + std::string(fields) + "\r\n" + std::string(body);
 }
 
-// No file that is written becomes longer than this in the processes that are started meanwhile.
+/// No file that is written becomes longer than this in the processes that are started meanwhile.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes) {
@@ -118,9 +118,8 @@ TEST(ADownload, OnAFullDiskIsToBeAskedForAgain) {
     int accepted = 0;
     for (const std::size_t length : {60'000, 1}) {
         const std::string filler = R"({"ErrorMessage":")" + std::string(length, 'x') + "\"}";
-        while (HttpClient(service->port()).post("MAC/ErrorLog.svc/LogError", filler).status == 200) {
+        while (HttpClient(service->port()).post("MAC/ErrorLog.svc/LogError", filler).status == 200)
             ASSERT_LT(++accepted, 100);
-        }
     }
     EXPECT_EQ(summary(HttpClient(service->port()).post(operation, R"({"ToComputerID":"7"})")), "500 2 ");
     EXPECT_EQ(HttpClient(service->port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").status, 200);

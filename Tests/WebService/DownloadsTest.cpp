@@ -63,9 +63,8 @@ TEST_F(Downloads, AnswerAlsoWhereTheFailureReportsPathHasAStrayCharacter) {
     EXPECT_EQ(response.body, accepted);
     for (const char* other :
          {"UpdateBSDownloadStreamStarted%EF%BF%BC", "UpdateBSDownloadStreamFailed%EF%BF%BC%EF%BF%BC",
-          "UpdateBSDownloadStreamFailed%EF%BF%BD"}) {
+          "UpdateBSDownloadStreamFailed%EF%BF%BD"})
         EXPECT_EQ(request("POST", "/QuenmarkRestService/Downloads.svc/" + std::string(other), "{}").status, 404);
-    }
 }
 
 TEST_F(Downloads, KeepTheContentThatIsStreamedUp) {
@@ -108,13 +107,11 @@ TEST_F(Downloads, RefuseAContentThatDoesNotSayWhatItIs) {
 TEST_F(Downloads, NameADeletionUntilItIsReported) {
     sync(R"({"ChangeType":"Deleted","FullPath":"a.txt","ComputerID":"2"})");
     sync(R"({"ChangeType":"Deleted","FullPath":"b.txt","ComputerID":"2"})");
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 2; ++i)
         expect("Downloads.svc/GetTopFileDeleteRequest", R"({"FromComputerID":"3"})",
                R"({"DeleteRequestID":"1","FilePath":"\\a.txt","ReturnStatus":"0"})");
-    }
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 2; ++i)
         expect("Downloads.svc/UpdateBSFileDeleted", R"({"DeleteRequestID":"1"})", R"({"ReturnStatus":"0"})");
-    }
     expect("Downloads.svc/GetTopFileDeleteRequest", R"({"FromComputerID":"3"})",
            R"({"DeleteRequestID":"2","FilePath":"\\b.txt","ReturnStatus":"0"})");
     expect("Downloads.svc/GetTopFileDeleteRequest", R"({"FromComputerID":"2"})", R"({"ReturnStatus":"1"})");
@@ -126,9 +123,8 @@ TEST_F(Downloads, NameADeletionUntilItIsReported) {
 
 TEST_F(Downloads, StandInATableOfThirtyNineOperations) {
     std::set<std::string_view> paths;
-    for (const Operation& operation : operations()) {
+    for (const Operation& operation : operations())
         paths.insert(operation.path);
-    }
     EXPECT_EQ(paths.size(), 39U);
     EXPECT_EQ(operations().size(), 39U);
 }

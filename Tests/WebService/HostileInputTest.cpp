@@ -13,7 +13,7 @@ namespace {
 
 class AHostileClient : public ::testing::Test {
 protected:
-    // The service must still answer, and end well.
+    /// The service must still answer, and end well.
     void TearDown() override {
         EXPECT_EQ(HttpClient(service.port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").body,
                   R"({"ReturnStatus":"1","error":null})");
@@ -67,9 +67,8 @@ TEST_F(AHostileClient, IsToldWhenItsBodyIsTooLong) {
     client.send(
         "POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nContent-Length: 999999999999\r\n\r\n");
     const std::string part(1 << 20, ' ');
-    for (int i = 0; i < 17; ++i) {
+    for (int i = 0; i < 17; ++i)
         client.send(part);
-    }
     const HttpAnswer answer = client.receive();
     EXPECT_EQ(answer.status, 413);
     EXPECT_EQ(answer.headers.at("Connection"), "close");
@@ -125,19 +124,16 @@ TEST_F(AHostileClient, MaySendOneByteAtATimeOrManyRequestsAtOnce) {
     const std::string request = "\r\nPOST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\n"
                                 "Transfer-Encoding: chunked\r\n\r\n14\r\n{\"ToComputerID\":\"7\"}\r\n0\r\n\r\n";
     HttpClient slow(service.port());
-    for (const char byte : request) {
+    for (const char byte : request)
         slow.send(std::string_view(&byte, 1));
-    }
     EXPECT_EQ(slow.receive().body, R"({"ReturnStatus":"1","error":null})");
     std::string many;
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 500; ++i)
         many += request;
-    }
     HttpClient eager(service.port());
     eager.send(many);
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 500; ++i)
         EXPECT_EQ(eager.receive().body, R"({"ReturnStatus":"1","error":null})");
-    }
 }
 
 TEST_F(AHostileClient, CannotForgeLinesOfTheLogOrHeader) {

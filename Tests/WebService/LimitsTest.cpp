@@ -15,18 +15,16 @@ class ALargeRequest : public WithTwoUsers {
 protected:
     static std::string path(int levels) {
         std::string text = "x";
-        for (int i = 1; i < levels; ++i) {
+        for (int i = 1; i < levels; ++i)
             text += "/x";
-        }
         return text;
     }
 
-    // A JSON text with an entry repeated so many times, with commas between.
+    /// A JSON text with an entry repeated so many times, with commas between.
     static std::string repeated(std::string_view entry, int count) {
         std::string text(entry);
-        for (int i = 1; i < count; ++i) {
+        for (int i = 1; i < count; ++i)
             text.append(",").append(entry);
-        }
         return text;
     }
 
@@ -39,12 +37,11 @@ protected:
         return exchange;
     }
 
-    // Takes in what happens in the outbox in slices that are as short as can be; their number.
+    /// Takes in what happens in the outbox in slices that are as short as can be; their number.
     int slices() {
         int count = 1;
-        while (!state->watcher.drainSome(0s)) {
+        while (!state->watcher.drainSome(0s))
             ++count;
-        }
         return count;
     }
 
@@ -60,9 +57,8 @@ TEST_F(ALargeRequest, ForAPathOfTooManyLevelsOrBytesIsRefused) {
     EXPECT_EQ(deep.body, R"({"ReturnStatus":"1","error":{"code":"BadPath",)"
                          R"("message":"the item's path is longer than 3072 bytes or has more than 100 parts"}})");
     std::string longest(250, 'n');
-    while (longest.size() + 251 <= 3072) {
+    while (longest.size() + 251 <= 3072)
         longest += '/' + std::string(250, 'n');
-    }
     EXPECT_EQ(request("PUT", "/outbox/7/" + longest, "x").status, 201);
     EXPECT_EQ(request("PUT", "/outbox/7/" + longest + '/' + std::string(250, 'n'), "x").status, 400);
 }
@@ -93,9 +89,8 @@ TEST_F(ALargeRequest, ForMoreFilesThanAreTakenAtOnceIsRefused) {
         EXPECT_EQ(field(call("Registration.svc/OneTimeSyncFiles", body), "ReturnStatus"), "1");
     }
     std::string lines;
-    for (int i = 0; i < 100'001; ++i) {
+    for (int i = 0; i < 100'001; ++i)
         lines += "a\\n";
-    }
     const Response response = request("POST", "/QuenmarkRestService/Registration.svc/OneTimeSyncFiles",
                                       R"({"ComputerID":"2","AllFiles":")" + lines + "\"}");
     EXPECT_EQ(response.status, 413);
@@ -105,9 +100,8 @@ TEST_F(ALargeRequest, ForMoreFilesThanAreTakenAtOnceIsRefused) {
 
 TEST_F(ALargeRequest, ForManyFilesLetsOthersBeServedMeanwhile) {
     std::string lines;
-    for (int i = 0; i < 30'000; ++i) {
+    for (int i = 0; i < 30'000; ++i)
         lines += "folder\\\\" + std::to_string(i) + "\\n";
-    }
     const auto exchange =
         begin("Registration.svc/OneTimeSyncFiles", R"({"ComputerID":"2","AllFiles":")" + lines + "\"}");
     ASSERT_FALSE(exchange->step());
@@ -123,10 +117,9 @@ TEST_F(ALargeRequest, ForAListGivesItsBeginningAndThenTheRest) {
     sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":"a"})");
     {
         Transaction transaction(state->db);
-        for (int i = 0; i < 1500; ++i) {
+        for (int i = 0; i < 1500; ++i)
             call("SyncFileChanges.svc/InsertSharedFilesTransfer",
                  R"({"FileID":"1","ComputerID":"2","UserComputerID":"5"})");
-        }
         transaction.commit();
     }
     const auto listed = [this] {
@@ -137,17 +130,15 @@ TEST_F(ALargeRequest, ForAListGivesItsBeginningAndThenTheRest) {
                std::string(files.front().at("SharedFileTransferID").as_string());
     };
     EXPECT_EQ(listed(), "1000 from 1");
-    for (int i = 1; i <= 1000; ++i) {
+    for (int i = 1; i <= 1000; ++i)
         call("MAC/SharedFiles.svc/UpdateFileSendReceived", R"({"SharedFileTransferID":")" + std::to_string(i) + "\"}");
-    }
     EXPECT_EQ(listed(), "500 from 1001");
 }
 
 TEST_F(ALargeRequest, ToDeleteAFolderRemovesItFromOutboxesAsAWhole) {
     constexpr int count = 1200;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < count; ++i)
         folder.write("data/outbox/3/folder/sub/" + std::to_string(i), "x");
-    }
     state->watcher.drain();
     sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":"folder","IsFile":"False"})");
     EXPECT_EQ(field(request("GET", "/status?computer=3").body, "pending"), std::to_string(count + 2));
@@ -159,9 +150,8 @@ TEST_F(ALargeRequest, ToDeleteAFolderRemovesItFromOutboxesAsAWhole) {
 
 TEST_F(ALargeRequest, OfTheFileSystemIsTakenInBySlices) {
     constexpr int count = 2000;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < count; ++i)
         folder.write("elsewhere/" + std::to_string(i), "x");
-    }
     folder.makeFolder("data/outbox/7");
     slices();
     folder.move("elsewhere", "data/outbox/7/folder");

@@ -16,9 +16,8 @@ TEST(AListenAddress, IsHostAndPortOrAPortOnLoopback) {
 }
 
 TEST(AListenAddress, IsRefusedWhenMalformed) {
-    for (const char* text : {"", ":", "host", "host:", ":80", "h:65536", "h:-1", "h:80x", "::1:80", "[]:80"}) {
+    for (const char* text : {"", ":", "host", "host:", ":80", "h:65536", "h:-1", "h:80x", "::1:80", "[]:80"})
         EXPECT_THROW(parseListenAddress(text), std::invalid_argument) << text;
-    }
 }
 
 TEST(AListener, TakesAFreePortAndTellsIt) {

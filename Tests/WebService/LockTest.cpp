@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 
 constexpr const char* nothing = R"({"ReturnStatus":"1","error":null})";
 
-// Whether the thread of this process sleeps in the kernel.
+/// Whether the thread of this process sleeps in the kernel.
 bool isAsleep(pid_t thread) {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
     std::string text;
@@ -40,9 +40,8 @@ TEST(ALockedDatabase, IsWaitedForWhileOthersAreServed) {
                      "localhost\r\nContent-Length: 20\r\n\r\n"
                      R"({"ToComputerID":"7"})");
         HttpClient other(service.port());
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 3; ++i)
             EXPECT_EQ(other.exchange("GET", "/nowhere", "").status, 404);
-        }
     }
     EXPECT_EQ(waiting.receive().body, nothing);
 }
@@ -50,9 +49,8 @@ TEST(ALockedDatabase, IsWaitedForWhileOthersAreServed) {
 TEST(ALockedDatabase, IsAnErrorOnceThePatienceIsOver) {
     const ServedState service(20ms);
     const LockedDatabase locked(service.folder.path("data/state.db").string());
-    for (const char* page : {"/status", "/mails", "/activate?code=x"}) {
+    for (const char* page : {"/status", "/mails", "/activate?code=x"})
         EXPECT_EQ(HttpClient(service.port()).exchange("GET", page, "").status, 500) << page;
-    }
     const HttpAnswer answer =
         HttpClient(service.port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})");
     EXPECT_EQ(answer.body, R"({"ReturnStatus":"1","error":{"code":"InternalError",)"
@@ -67,9 +65,8 @@ TEST(ALockedDatabase, IsWaitedForAtTheStart) {
     auto locked = std::make_unique<Database>(path);
     locked->script("CREATE TABLE other (a INTEGER); BEGIN EXCLUSIVE");
     std::thread unlocking([&] {
-        while (!isAsleep(main)) {
+        while (!isAsleep(main))
             std::this_thread::yield();
-        }
         locked->script("COMMIT");
     });
     const StateDatabase db(path, 10min);

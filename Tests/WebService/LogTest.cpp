@@ -5,6 +5,7 @@
 #include "Support/HttpClient.h"
 #include "Support/ServiceProcess.h"
 #include "Support/TemporaryFolder.h"
+#include "WebService/Common/LogStream.h"
 
 #include <gtest/gtest.h>
 
@@ -33,15 +34,14 @@ struct Pipe {
         reading = Descriptor(ends[0]);
         writing = Descriptor(ends[1]);
     }
-    // What can be read at present.
+    /// What can be read at present.
     std::string available() const {
         std::string text;
         std::array<char, 4096> part{};
         for (pollfd input{reading.get(), POLLIN, 0}; ::poll(&input, 1, 0) == 1;) {
             const auto length = ::read(reading.get(), part.data(), part.size());
-            if (length <= 0) {
+            if (length <= 0)
                 break;
-            }
             text.append(part.data(), static_cast<std::size_t>(length));
         }
         return text;
@@ -50,7 +50,7 @@ struct Pipe {
     Descriptor writing;
 };
 
-// Starts the work in a process of its own with that standard error, which ends after ten seconds.
+/// Starts the work in a process of its own with that standard error, which ends after ten seconds.
 pid_t startedProcess(int errors, const std::function<void()>& work) {
     const pid_t child = ::fork();
     if (child == 0) {
@@ -84,13 +84,12 @@ TEST(ALogThatNobodyReads, HoldsNothingUpAndTellsHowManyLinesAreMissing) {
     Pipe read;
     char mark = 'x';
     const pid_t child = startedProcess(log.writing.get(), [&] {
-        for (int number = 0; number < 1000; ++number) {
-            logLine("line " + std::to_string(number) + ' ' + std::string(500, 'x'));
-        }
-        if (::write(full.writing.get(), &mark, 1) != 1 || ::read(read.reading.get(), &mark, 1) != 1) {
+        LogStream stream;
+        for (int number = 0; number < 1000; ++number)
+            stream.add(logEntry("line " + std::to_string(number) + ' ' + std::string(500, 'x')));
+        if (::write(full.writing.get(), &mark, 1) != 1 || ::read(read.reading.get(), &mark, 1) != 1)
             ::_exit(1);
-        }
-        logLine("line 1000 " + std::string(500, 'x'));
+        stream.add(logEntry("line 1000 " + std::string(500, 'x')));
     });
     full.writing.close();
     EXPECT_EQ(::read(full.reading.get(), &mark, 1), 1) << "the log holds its process up";
@@ -127,12 +126,12 @@ TEST(ALogThatNobodyReads, LeavesNoLineHalfWrittenInAFileThatIsFull) {
         std::signal(SIGXFSZ, SIG_IGN);
         rlimit limit{1200, RLIM_INFINITY};
         ::setrlimit(RLIMIT_FSIZE, &limit);
-        for (int number = 0; number < 10; ++number) {
-            logLine("line " + std::string(500, 'x'));
-        }
+        LogStream stream;
+        for (int number = 0; number < 10; ++number)
+            stream.add(logEntry("line " + std::string(500, 'x')));
         limit.rlim_cur = RLIM_INFINITY;
         ::setrlimit(RLIMIT_FSIZE, &limit);
-        logLine("last");
+        stream.add(logEntry("last"));
     }));
     EXPECT_EQ(status, 0);
     const std::regex form("(.*Z line x{500}\n){3}.*Z 7 log entries could not be written\n.*Z last\n");
@@ -144,9 +143,8 @@ TEST(ALogWhoseReaderHasGone, EndsNothing) {
     ServiceProcess service(folder.path("data").string(), 0, ServiceProcess::Errors::UnreadPipe);
     service.closeErrors();
     HttpClient client(service.port());
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 3; ++i)
         EXPECT_EQ(client.exchange("GET", "/status", "").status, 200);
-    }
     service.signal(SIGTERM);
     EXPECT_EQ(service.exitStatus(), 0);
 }

@@ -19,9 +19,8 @@ protected:
     std::string pending(std::string_view computer = "7") {
         std::string names;
         std::int64_t position = -1;
-        while (const auto upload = ledger.nextPending(computer, position)) {
+        while (const auto upload = ledger.nextPending(computer, position))
             names += std::to_string(upload->id) + upload->name + (upload->tainted ? "! " : " ");
-        }
         return names;
     }
 

@@ -26,7 +26,7 @@ protected:
         ASSERT_EQ(::write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
 
-    // Takes everything and expects exactly the names, in any order that has each folder before what is in it.
+    /// Takes everything and expects exactly the names, in any order that has each folder before what is in it.
     void expectFoldersFirst(std::string_view computer, Names expected) {
         Names taken = takeAll(computer);
         for (std::size_t i = 0; i < taken.size(); ++i) {
@@ -39,7 +39,7 @@ protected:
         EXPECT_EQ(taken, expected);
     }
 
-    // Lets the time pass after which a file that could not be judged is looked at again.
+    /// Lets the time pass after which a file that could not be judged is looked at again.
     void settle() {
         const auto now = OutboxWatcher::Clock::now();
         state->watcher.drain();

@@ -124,9 +124,8 @@ TEST_F(TheProgram, GoesOnWhenNobodyReadsItsLog) {
     ServiceProcess service(data, 0, ServiceProcess::Errors::UnreadPipe);
     HttpClient client(service.port());
     const std::string report = R"({"ErrorMessage":")" + std::string(10'000, 'x') + R"("})";
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < 50; ++i)
         EXPECT_EQ(client.post("MAC/ErrorLog.svc/LogError", report).body, R"({"ReturnStatus":"0","error":null})");
-    }
     service.signal(SIGTERM);
     EXPECT_EQ(service.exitStatus(), 0);
 }
@@ -187,9 +186,8 @@ TEST_F(TheProgram, CutsADownloadWhoseFileChangesMeanwhile) {
     client.receiveSome(1000);
     folder.write("data/outbox/7/big", std::string(50'000'000, 'y'));
     std::size_t received = 1000;
-    for (std::string some = "x"; !some.empty(); received += some.size()) {
+    for (std::string some = "x"; !some.empty(); received += some.size())
         some = client.receiveSome(1 << 20);
-    }
     EXPECT_LT(received, 50'000'000U);
 }
 
@@ -214,12 +212,10 @@ TEST_F(TheProgram, ServesManyConnectionsAtOnce) {
     folder.write("data/outbox/7/a.txt", "hello");
     ServiceProcess service(data);
     std::vector<std::unique_ptr<HttpClient>> clients;
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 200; ++i)
         clients.push_back(std::make_unique<HttpClient>(service.port()));
-    }
-    for (const auto& client : clients) {
+    for (const auto& client : clients)
         EXPECT_EQ(client->post("Uploads.svc/GetTopFileUploadWithStream", streamFromStart).body, "hello");
-    }
 }
 
 } // namespace webservice::test

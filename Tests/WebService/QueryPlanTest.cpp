@@ -12,7 +12,7 @@ protected:
         EXPECT_EQ(field(call(operation, json), "ReturnStatus"), "0") << operation << ' ' << json;
     }
 
-    // Makes every query that there is, or nearly.
+    /// Makes every query that there is, or nearly.
     void useEverything() {
         request("PUT", "/outbox/7/Docs/a", "x");
         request("PUT", "/outbox/7/Docs/a", "xy");
@@ -22,9 +22,8 @@ protected:
         takeAll("7");
         folder.remove("data/outbox/7/Docs");
         restart();
-        for (const char* path : {"a", "folder\\x", "folder\\y"}) {
+        for (const char* path : {"a", "folder\\x", "folder\\y"})
             sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":")" + std::string(path) + "\"}");
-        }
         sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":"folder","IsFile":"False"})");
         const std::string json = call("Downloads.svc/GetTopFileRequest", R"({"FromComputerID":"2"})");
         post("Downloads.svc/UpdateBSDownloadStreamStarted", R"({"FileRequestID":"1"})");
@@ -45,9 +44,8 @@ protected:
         post("Downloads.svc/UpdateBSFileDeleted", R"({"DeleteRequestID":"1"})");
         post("UpdateSystemTime.svc/UpdateComputerStatus", R"({"ComputerID":"2","VersionNumber":"1.2"})");
         post("Registration.svc/SendPasswordToMailID", R"({"MailID":"ann@example.org"})");
-        for (const char* page : {"/status", "/status?computer=7", "/mails?to=ann@example.org", "/activate?code=x"}) {
+        for (const char* page : {"/status", "/status?computer=7", "/mails?to=ann@example.org", "/activate?code=x"})
             request("GET", page);
-        }
     }
 };
 
@@ -55,14 +53,14 @@ bool has(const std::string& sql, std::string_view part) {
     return sql.find(part) != std::string::npos;
 }
 
-// What has few rows for each computer; and the mails, all of which are shown. The children of a new row of `uploads`
-// would be searched for only if a deferred constraint had been violated, and there is none.
+/// What has few rows for each computer; and the mails, all of which are shown. The children of a new row of `uploads`
+/// would be searched for only if a deferred constraint had been violated, and there is none.
 bool mayScan(const std::string& sql) {
     return has(sql, "FROM upload_counts") || has(sql, "FROM mails") || has(sql, "DISTINCT version") ||
            sql.starts_with("INSERT INTO uploads");
 }
 
-// One of at most two rows, and the computers that share something with a user.
+/// One of at most two rows, and the computers that share something with a user.
 bool maySort(const std::string& sql) {
     return has(sql, "UNION") || has(sql, "FROM computer_maps");
 }
@@ -74,9 +72,8 @@ TEST_F(TheQueries, AreAnsweredFromIndexes) {
     const auto statements = state->db.statements();
     EXPECT_GT(statements.size(), 60U);
     for (const std::string& sql : statements) {
-        if (mayScan(sql) || !has(sql, "SELECT")) {
+        if (mayScan(sql) || !has(sql, "SELECT"))
             continue;
-        }
         const std::string explain = "EXPLAIN QUERY PLAN " + sql;
         for (Query row = state->db.query(explain.c_str()); row.next();) {
             const std::string step = row.text(3);

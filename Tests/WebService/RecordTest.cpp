@@ -78,9 +78,8 @@ TEST(AJsonBody, IsTheSameInWhateverPiecesItComes) {
     JsonBody whole;
     whole.receive(text);
     JsonBody pieces;
-    for (const char& byte : text) {
+    for (const char& byte : text)
         pieces.receive({&byte, 1});
-    }
     EXPECT_EQ(boost::json::serialize(whole.value()), R"({"A":["ä",12,-1.5E3,true,null]})");
     EXPECT_EQ(pieces.value(), whole.value());
 }
@@ -105,14 +104,12 @@ TEST(AJsonBody, IsRefusedWhenItsParsedFormTakesTooMuchMemory) {
     body.receive("[1");
     const std::string piece = [] {
         std::string ones;
-        for (int i = 0; i < 32768; ++i) {
+        for (int i = 0; i < 32768; ++i)
             ones += ",1";
-        }
         return ones;
     }();
-    for (int i = 0; i < 256; ++i) {
+    for (int i = 0; i < 256; ++i)
         body.receive(piece);
-    }
     body.receive("]");
     try {
         static_cast<void>(body.value());
@@ -126,20 +123,17 @@ TEST(ARecord, TakesTrueInAnyCaseAndOneForTrue) {
     JsonBody body;
     body.receive(R"({"A":"True","B":"true","C":"1","D":1,"E":"False","F":"0","G":"yes"})");
     const Record record(body.value());
-    for (const char* key : {"A", "B", "C", "D"}) {
+    for (const char* key : {"A", "B", "C", "D"})
         EXPECT_TRUE(record.isTrue(key)) << key;
-    }
-    for (const char* key : {"E", "F", "G", "H"}) {
+    for (const char* key : {"E", "F", "G", "H"})
         EXPECT_FALSE(record.isTrue(key)) << key;
-    }
 }
 
 TEST(ADecimalNumber, IsDigitsOnlyAndFits) {
     EXPECT_EQ(decimal("0"), 0);
     EXPECT_EQ(decimal("9223372036854775807"), 9223372036854775807);
-    for (const char* text : {"", "-1", "+1", " 1", "1 ", "0x1", "1.0", "9223372036854775808"}) {
+    for (const char* text : {"", "-1", "+1", " 1", "1 ", "0x1", "1.0", "9223372036854775808"})
         EXPECT_EQ(decimal(text), std::nullopt) << text;
-    }
 }
 
 } // namespace webservice

@@ -37,11 +37,10 @@ TEST_F(Registration, NeedsAnAddressAndAPassword) {
                   "\"MailID\" is missing");
     expectRefusal("Registration.svc/VerifyAndRegisterUserFromTool", R"({"MailID":"ann@example.org"})", "MissingKey",
                   "\"Password\" is missing");
-    for (const char* mail : {"ann", "@example.org", "ann@"}) {
+    for (const char* mail : {"ann", "@example.org", "ann@"})
         expectRefusal("Registration.svc/VerifyAndRegisterUserFromTool",
                       R"({"MailID":")" + std::string(mail) + R"(","Password":"x"})", "BadMail",
                       std::string(mail) + " is not a mail address");
-    }
 }
 
 TEST_F(Registration, OfAComputerGivesAnIdentifierEveryTime) {

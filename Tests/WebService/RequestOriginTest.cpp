@@ -28,9 +28,8 @@ TEST(ARequest, IsTakenForAProgramsWithoutHostAndOrigin) {
 
 TEST(ARequest, IsTakenForALoopbackHostAtAnyPort) {
     for (const char* host : {"localhost", "LocalHost:8080", "localhost.", "a.localhost:80", "127.0.0.1",
-                             "127.8.9.1:8080", "[::1]", "[::1]:8080", "localhost:"}) {
+                             "127.8.9.1:8080", "[::1]", "[::1]:8080", "localhost:"})
         EXPECT_FALSE(isRefused({{"Host", host}}, "192.0.2.1", "192.0.2.1")) << host;
-    }
 }
 
 TEST(ARequest, IsTakenForTheAddressThatIsListenedOn) {
@@ -43,9 +42,8 @@ TEST(ARequest, IsTakenForTheAddressThatIsListenedOn) {
 TEST(ARequest, IsRefusedForAnyOtherHost) {
     for (const char* host : {"evil.test", "evil.test:8080", "192.0.2.2", "0.0.0.0", "127.0.0.1.evil.test", "127.1",
                              "localhost.evil.test", "evillocalhost", ".localhost", "", "[::2]", "localhost:80x",
-                             "localhost:80@evil.test", "evil.test/localhost", "[::1", "[::1]x"}) {
+                             "localhost:80@evil.test", "evil.test/localhost", "[::1", "[::1]x"})
         EXPECT_TRUE(isRefused({{"Host", host}})) << host;
-    }
     EXPECT_TRUE(isRefused({{"Host", "localhost"}, {"host", "localhost"}}));
     EXPECT_TRUE(isRefused({{"HOST", "evil.test"}}));
 }

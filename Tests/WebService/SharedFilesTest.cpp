@@ -8,7 +8,7 @@ namespace {
 
 class ATransfer : public WithTwoUsers {
 protected:
-    // Ann's computer 2 shares the folder 1 and the file 2 in it with Bob's computer 5, as the transfers 1 and 2.
+    /// Ann's computer 2 shares the folder 1 and the file 2 in it with Bob's computer 5, as the transfers 1 and 2.
     void SetUp() override {
         call("SyncFileChanges.svc/InsertFile", R"({"FullPath":"Docs\\","ComputerID":"2"})");
         call("SyncFileChanges.svc/InsertFile", R"({"FullPath":"Docs\\a.txt","ComputerID":"2"})");
@@ -114,9 +114,8 @@ TEST_F(ATransfer, ThatFailsIsTriedAgain) {
 
 TEST_F(ATransfer, DoesNotGoBackOrSkipAState) {
     for (const char* operation : {"UpdateBSReceiveStreamStarted", "UpdateBSReceiveStreamFailed", "UpdateFileReceived",
-                                  "DeleteReceivedFileFromTransfer"}) {
+                                  "DeleteReceivedFileFromTransfer"})
         expectWrongState(operation, "waiting");
-    }
     expectTransfer("UpdateFileSendReceived", accepted);
     expectTransfer("UpdateFileSendReceived", accepted);
     expectWrongState("UpdateBSSendStreamStarted", "sent");
@@ -125,14 +124,12 @@ TEST_F(ATransfer, DoesNotGoBackOrSkipAState) {
     expectTransfer("UpdateFileReceived", accepted);
     for (const char* operation :
          {"UpdateBSSendStreamStarted", "UpdateBSSendStreamFailed", "UpdateFileSendReceived", "UpdateSendFileToTransfer",
-          "UpdateBSReceiveStreamStarted", "UpdateBSReceiveStreamFailed"}) {
+          "UpdateBSReceiveStreamStarted", "UpdateBSReceiveStreamFailed"})
         expectWrongState(operation, "received");
-    }
     expectTransfer("DeleteReceivedFileFromTransfer", accepted);
     expectTransfer("DeleteReceivedFileFromTransfer", accepted);
-    for (const char* operation : {"UpdateFileExists", "UpdateFileReceived", "UpdateFileSendReceived"}) {
+    for (const char* operation : {"UpdateFileExists", "UpdateFileReceived", "UpdateFileSendReceived"})
         expectWrongState(operation, "deleted");
-    }
     EXPECT_EQ(stateOf(2), "deleted");
 }
 
@@ -213,9 +210,8 @@ TEST_F(ATransfer, IsPreparedByAStreamOfAFileOfTheTable) {
 
 TEST_F(ATransfer, IsMadeOnceForAComputerThatComesLater) {
     call("Registration.svc/RegisterComputer", R"({"UserID":"2","QuenmarkPath":"later"})");
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 2; ++i)
         expect("Registration.svc/OneTimeSyncOwnersSharedFolders", R"({"ComputerID":"6","UserID":"2"})", accepted);
-    }
     Query row =
         state->db.query("SELECT count(*), min(file), max(file), min(state) FROM transfers WHERE to_computer = 6");
     ASSERT_TRUE(row.next());

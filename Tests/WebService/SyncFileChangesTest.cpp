@@ -10,7 +10,7 @@ using Names = std::vector<std::string>;
 
 class AChange : public WithTwoUsers {
 protected:
-    // What the computer is asked to stream up next: "ID path", or "".
+    /// What the computer is asked to stream up next: "ID path", or "".
     std::string wanted(std::string_view computer = "2") {
         const std::string answer =
             call("Downloads.svc/GetTopFileRequest", R"({"FromComputerID":")" + std::string(computer) + R"("})");
@@ -18,7 +18,7 @@ protected:
                                                     : "";
     }
 
-    // What the computer is asked to delete next.
+    /// What the computer is asked to delete next.
     std::string unwanted(std::string_view computer = "3") {
         return field(
             call("Downloads.svc/GetTopFileDeleteRequest", R"({"FromComputerID":")" + std::string(computer) + R"("})"),
@@ -90,9 +90,8 @@ TEST_F(AChange, OfAFolderTravelsAtOnce) {
 }
 
 TEST_F(AChange, AsksForAContentOnlyOnce) {
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 3; ++i)
         sync(R"({"ChangeType":"Changed","FullPath":"a","ComputerID":"2"})");
-    }
     EXPECT_EQ(wanted(), "1 a");
     upload("1", "a", "x");
     EXPECT_EQ(wanted(), "");

@@ -174,10 +174,9 @@ TEST_F(Uploads, ContinueAfterARestart) {
 TEST_F(Uploads, MayBeAcknowledgedTwiceButNotWhenUnknown) {
     folder.write("data/outbox/7/a.txt", "hello");
     poll();
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 2; ++i)
         EXPECT_EQ(call("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"1"})"),
                   R"({"ReturnStatus":"0","error":null})");
-    }
     EXPECT_EQ(call("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"2"})"),
               R"({"ReturnStatus":"1","error":{"code":"UnknownUpload","message":"there is no upload 2"}})");
     EXPECT_EQ(call("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"x"})"),
@@ -225,11 +224,10 @@ TEST_F(Uploads, TakeAComputersNumberToo) {
 
 TEST_F(Uploads, AreNeverThoseOfAnOddlyNamedComputer) {
     folder.write("data/outbox/7/a.txt", "hello");
-    for (const char* computer : {"../7", "7/", "./7", "7' OR '1'='1", "%", "7\\u0000", "*"}) {
+    for (const char* computer : {"../7", "7/", "./7", "7' OR '1'='1", "%", "7\\u0000", "*"})
         EXPECT_EQ(call("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":")" + std::string(computer) + R"("})"),
                   nothing)
             << computer;
-    }
 }
 
 TEST_F(Uploads, ArePassedOverWhenTheirFileHasBecomeSomethingElse) {

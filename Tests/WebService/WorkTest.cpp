@@ -21,9 +21,8 @@ Work<int> doubled(int number) {
 }
 
 Work<> collect(std::vector<int>& results, int count) {
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < count; ++i)
         results.push_back(co_await doubled(i));
-    }
 }
 
 Work<int> failing() {
@@ -46,9 +45,8 @@ TEST(WorkInSlices, GoesOnWhereItPaused) {
     std::vector<int> results;
     Job<> job(collect(results, 3));
     std::vector<std::size_t> progress;
-    while (!job.run(noTime)) {
+    while (!job.run(noTime))
         progress.push_back(results.size());
-    }
     EXPECT_EQ(progress, std::vector<std::size_t>({0, 1, 2}));
     EXPECT_EQ(results, std::vector<int>({0, 2, 4}));
 }

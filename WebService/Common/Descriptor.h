@@ -9,7 +9,7 @@
 
 namespace webservice {
 
-// Owns one file descriptor.
+/// Owns one file descriptor.
 class Descriptor {
 public:
     Descriptor() = default;
@@ -22,9 +22,8 @@ public:
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() {
-        if (fd_ >= 0) {
+        if (fd_ >= 0)
             ::close(fd_);
-        }
     }
 
     int get() const { return fd_; }
@@ -35,7 +34,7 @@ private:
     int fd_ = -1;
 };
 
-// Throws std::system_error with the present errno and what was being done.
+/// Throws std::system_error with the present errno and what was being done.
 [[noreturn]] inline void throwErrno(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }

@@ -7,21 +7,18 @@ namespace webservice {
 
 namespace {
 
-// The number of bytes of the UTF-8 sequence at the beginning of the text; 0 when there is none.
+/// The number of bytes of the UTF-8 sequence at the beginning of the text; 0 when there is none.
 std::size_t sequenceLength(std::string_view text) {
     const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
     const std::uint8_t lead = byte(0);
-    if (lead < 0x80) {
+    if (lead < 0x80)
         return 1;
-    }
     const std::size_t length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
-    if (lead < 0xc2 || lead > 0xf4 || text.size() < length) {
+    if (lead < 0xc2 || lead > 0xf4 || text.size() < length)
         return 0;
-    }
     for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xc0) != 0x80) {
+        if ((byte(i) & 0xc0) != 0x80)
             return 0;
-        }
     }
     const bool overlong = (lead == 0xe0 && byte(1) < 0xa0) || (lead == 0xf0 && byte(1) < 0x90);
     const bool outside = (lead == 0xed && byte(1) > 0x9f) || (lead == 0xf4 && byte(1) > 0x8f);
@@ -33,9 +30,8 @@ std::size_t sequenceLength(std::string_view text) {
 bool isUtf8(std::string_view text) {
     while (!text.empty()) {
         const std::size_t length = sequenceLength(text);
-        if (length == 0) {
+        if (length == 0)
             return false;
-        }
         text.remove_prefix(length);
     }
     return true;
@@ -51,20 +47,17 @@ bool isExpressible(std::string_view component) {
 }
 
 std::optional<std::string> wireName(std::string_view path) {
-    if (path.size() > longestPath || std::ranges::count(path, '/') >= static_cast<std::ptrdiff_t>(mostLevels)) {
+    if (path.size() > longestPath || std::ranges::count(path, '/') >= static_cast<std::ptrdiff_t>(mostLevels))
         return std::nullopt;
-    }
     std::string name;
     while (true) {
         const std::size_t end = std::min(path.find('/'), path.size());
         const std::string_view component = path.substr(0, end);
-        if (!isExpressible(component)) {
+        if (!isExpressible(component))
             return std::nullopt;
-        }
         name.append("\\").append(component);
-        if (end == path.size()) {
+        if (end == path.size())
             return name;
-        }
         path.remove_prefix(end + 1);
     }
 }

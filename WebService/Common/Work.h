@@ -10,7 +10,7 @@
 
 namespace webservice {
 
-// Where a job stands: the coroutine that runs next, none when the job is done, and the end of the present slice.
+/// Where a job stands: the coroutine that runs next, none when the job is done, and the end of the present slice.
 struct WorkProgress {
     std::coroutine_handle<> next;
     std::chrono::steady_clock::time_point sliceEnd;
@@ -19,8 +19,8 @@ struct WorkProgress {
 
 class WorkPromiseBase {
 public:
-    // Goes back to the loop of Job::run(), never directly from one coroutine to another: the stack stays flat however
-    // many of them follow one another.
+    /// Goes back to the loop of Job::run(), never directly from one coroutine to another: the stack stays flat however
+    /// many of them follow one another.
     struct BackToCaller {
         bool await_ready() noexcept { return false; }
         template <typename Promise>
@@ -44,9 +44,8 @@ class WorkPromise : public WorkPromiseBase {
 public:
     void return_value(T value) { result_.emplace(std::move(value)); }
     T take() {
-        if (failure) {
+        if (failure)
             std::rethrow_exception(failure);
-        }
         return std::move(*result_);
     }
 
@@ -59,15 +58,14 @@ class WorkPromise<void> : public WorkPromiseBase {
 public:
     void return_void() noexcept {}
     void take() const {
-        if (failure) {
+        if (failure)
             std::rethrow_exception(failure);
-        }
     }
 };
 
-// A coroutine that does its work in slices: it awaits `pause()` wherever it may be interrupted, and other coroutines
-// of this type as if they were calls. Run by a Job. Whatever it refers to must live as long as it does, and whatever
-// it holds over a pause must bear that everything else happens meanwhile; so it holds no database statement there.
+/// A coroutine that does its work in slices: it awaits `pause()` wherever it may be interrupted, and other coroutines
+/// of this type as if they were calls. Run by a Job. Whatever it refers to must live as long as it does, and whatever
+/// it holds over a pause must bear that everything else happens meanwhile; so it holds no database statement there.
 template <typename T = void>
 class [[nodiscard]] Work {
 public:
@@ -78,9 +76,8 @@ public:
     Work(Work&& other) noexcept : coroutine_(std::exchange(other.coroutine_, nullptr)) {}
     Work& operator=(Work&&) = delete;
     ~Work() {
-        if (coroutine_) {
+        if (coroutine_)
             coroutine_.destroy();
-        }
     }
 
     bool await_ready() const noexcept { return false; }
@@ -100,15 +97,14 @@ private:
     std::coroutine_handle<promise_type> coroutine_;
 };
 
-// Interrupts the work when its slice is over.
+/// Interrupts the work when its slice is over.
 struct Pause {
     bool await_ready() const noexcept { return false; }
     template <typename Promise>
     bool await_suspend(std::coroutine_handle<Promise> paused) const noexcept {
         WorkProgress& progress = *paused.promise().progress;
-        if (std::chrono::steady_clock::now() < progress.sliceEnd) {
+        if (std::chrono::steady_clock::now() < progress.sliceEnd)
             return false;
-        }
         progress.next = paused;
         progress.isPaused = true;
         return true;
@@ -119,7 +115,7 @@ inline Pause pause() {
     return {};
 }
 
-// A piece of work under way. Destroying it abandons what is left of it.
+/// A piece of work under way. Destroying it abandons what is left of it.
 template <typename T = void>
 class Job {
 public:
@@ -130,17 +126,16 @@ public:
     Job(const Job&) = delete;
     Job& operator=(const Job&) = delete;
 
-    // Goes on until the work pauses after this time, or is done; true when it is done.
+    /// Goes on until the work pauses after this time, or is done; true when it is done.
     bool run(std::chrono::steady_clock::duration slice) {
         progress_.sliceEnd = std::chrono::steady_clock::now() + slice;
         progress_.isPaused = false;
-        while (progress_.next && !progress_.isPaused) {
+        while (progress_.next && !progress_.isPaused)
             progress_.next.resume();
-        }
         return !progress_.next;
     }
 
-    // The result of work that is done, or the exception that ended it. To be called once.
+    /// The result of work that is done, or the exception that ended it. To be called once.
     T take() { return work_.coroutine_.promise().take(); }
 
 private:
@@ -148,7 +143,7 @@ private:
     Work<T> work_;
 };
 
-// Does all of the work at once.
+/// Does all of the work at once.
 template <typename T>
 T runToEnd(Work<T> work) {
     Job<T> job(std::move(work));

@@ -41,12 +41,10 @@ std::string_view ClientSocket::received() const {
 }
 
 awaitable<bool> ClientSocket::receiveMore() {
-    if (hasExpired()) {
+    if (hasExpired())
         co_return false;
-    }
-    if (input_.capacity() > input_.size() + smallPiece) {
+    if (input_.capacity() > input_.size() + smallPiece)
         input_.shrink_to_fit();
-    }
     const std::size_t free = input_.capacity() - input_.size();
     const std::size_t size = free < leastPiece ? smallPiece : free;
     error_code error;
@@ -60,9 +58,8 @@ awaitable<bool> ClientSocket::receiveMore() {
         input_.commit(further);
         count += further;
     }
-    if (error && error != asio::error::eof && !hasExpired()) {
+    if (error && error != asio::error::eof && !hasExpired())
         throw Ended{};
-    }
     moved(count);
     holds(input_.capacity() + kept_);
     co_return !error;
@@ -81,20 +78,18 @@ awaitable<void> ClientSocket::send(std::string_view bytes) {
 awaitable<std::size_t> ClientSocket::sendSome(std::string_view bytes) {
     error_code error;
     const std::size_t count = socket_.write_some(asio::buffer(bytes), error);
-    if (error == asio::error::would_block || error == asio::error::try_again) {
+    if (error == asio::error::would_block || error == asio::error::try_again)
         co_await socket_.async_wait(tcp::socket::wait_write, asio::redirect_error(asio::use_awaitable, error));
-    } else {
+    else
         co_await asio::post(socket_.get_executor(), asio::use_awaitable);
-    }
     wasSent(count, error);
     co_return count;
 }
 
-// Time may have run out, too, while nothing was waited for.
+/// Time may have run out, too, while nothing was waited for.
 void ClientSocket::wasSent(std::size_t bytes, const error_code& error) {
-    if (error || hasExpired()) {
+    if (error || hasExpired())
         throw Ended{};
-    }
     sent_ += bytes;
     moved(bytes);
 }

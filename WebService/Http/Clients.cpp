@@ -21,9 +21,8 @@ Client::Client(std::shared_ptr<Clients> clients) : clients_(std::move(clients)),
 }
 
 Client::~Client() {
-    if (!isDropped_) {
+    if (!isDropped_)
         clients_->remove(*this);
-    }
 }
 
 const Limits& Client::limits() const {
@@ -43,25 +42,21 @@ void Client::moved(std::size_t bytes) {
 }
 
 void Client::holds(std::size_t bytes) {
-    if (isDropped_) {
+    if (isDropped_)
         return;
-    }
     clients_->memory_ += bytes - memory_;
     const bool isMore = bytes > memory_;
     memory_ = bytes;
-    if (isMore) {
+    if (isMore)
         clients_->limitMemory(*this);
-    }
 }
 
 bool Client::mayWork() const {
-    if (memory_ <= littleMemory) {
+    if (memory_ <= littleMemory)
         return true;
-    }
     std::size_t atWork = 0;
-    for (const Client* client : clients_->clients_) {
+    for (const Client* client : clients_->clients_)
         atWork += client->phase_ == Phase::Working ? client->memory_ : 0;
-    }
     return atWork == 0 || atWork + memory_ <= clients_->limits_.memory;
 }
 
@@ -91,21 +86,18 @@ bool Clients::dropOne() {
     const auto now = now_();
     Client* slowest = nullptr;
     for (Client* client : clients_) {
-        if (client->phase_ == Client::Phase::Working || client->debt(now) < shortWait) {
+        if (client->phase_ == Client::Phase::Working || client->debt(now) < shortWait)
             continue;
-        }
         if (slowest == nullptr ||
-            std::pair(client->isIdle(), client->debt(now)) > std::pair(slowest->isIdle(), slowest->debt(now))) {
+            std::pair(client->isIdle(), client->debt(now)) > std::pair(slowest->isIdle(), slowest->debt(now)))
             slowest = client;
-        }
     }
-    if (slowest != nullptr) {
+    if (slowest != nullptr)
         drop(*slowest);
-    }
     return slowest != nullptr;
 }
 
-// Memory counts by how much it is and by how long it has been waited for.
+/// Memory counts by how much it is and by how long it has been waited for.
 void Clients::limitMemory(const Client& spared) {
     const auto now = now_();
     while (memory_ > limits_.memory) {
@@ -118,14 +110,13 @@ void Clients::limitMemory(const Client& spared) {
                 worst = client;
             }
         }
-        if (worst == nullptr) {
+        if (worst == nullptr)
             return;
-        }
         drop(*worst);
     }
 }
 
-// An expired client enters another phase, or ends and is removed, but not before the loop has turned.
+/// An expired client enters another phase, or ends and is removed, but not before the loop has turned.
 void Clients::expire() {
     const auto now = now_();
     for (Client* client : clients_) {

@@ -9,12 +9,13 @@
 
 namespace webservice {
 
-// What the clients of a server may take of it.
+/// What the clients of a server may take of it.
 struct Limits {
     using Duration = std::chrono::milliseconds;
 
     std::size_t connections = 10'000;
-    // Of bytes that all of them together may hold: what has been received and not yet answered, and what is being sent.
+    /// Of bytes that all of them together may hold: what has been received and not yet answered, and what is being
+    /// sent.
     std::size_t memory = 128 << 20;
     Duration idle = std::chrono::seconds(90);      // without a request
     Duration head = std::chrono::seconds(10);      // for a request's head, once its first byte has come
@@ -24,8 +25,8 @@ struct Limits {
 
 class Clients;
 
-// One client's share of a server. What it waits for says how long it may wait, and how readily it is dropped when
-// another client needs its place.
+/// One client's share of a server. What it waits for says how long it may wait, and how readily it is dropped when
+/// another client needs its place.
 class Client {
 public:
     enum class Phase {
@@ -46,26 +47,26 @@ public:
     void enter(Phase phase);
     Phase phase() const { return phase_; }
 
-    // Whether the phase has taken too long.
+    /// Whether the phase has taken too long.
     bool hasExpired() const { return hasExpired_; }
 
-    // Some bytes went in or out.
+    /// Some bytes went in or out.
     void moved(std::size_t bytes);
 
-    // Whether there is memory enough to work on its request, beside the others that are being worked on and may not be
-    // dropped.
+    /// Whether there is memory enough to work on its request, beside the others that are being worked on and may not be
+    /// dropped.
     bool mayWork() const;
 
-    // The memory that it takes by now. Others are dropped where that is too much together.
+    /// The memory that it takes by now. Others are dropped where that is too much together.
     void holds(std::size_t bytes);
 
 protected:
     const Limits& limits() const;
 
-    // Its time is up: what it waits for ends with an error. May be called again.
+    /// Its time is up: what it waits for ends with an error. May be called again.
     virtual void expire() = 0;
 
-    // Its place is needed: its connection is closed at once.
+    /// Its place is needed: its connection is closed at once.
     virtual void drop() = 0;
 
 private:
@@ -86,8 +87,8 @@ private:
     std::size_t memory_ = 0;
 };
 
-// All clients of a server. When places or memory run short, those that the server has waited for longest are dropped:
-// the ones without a request first, then those whose bytes come or go most slowly.
+/// All clients of a server. When places or memory run short, those that the server has waited for longest are dropped:
+/// the ones without a request first, then those whose bytes come or go most slowly.
 class Clients {
 public:
     using Now = std::function<Client::Clock::time_point()>;
@@ -97,13 +98,13 @@ public:
     const Limits& limits() const { return limits_; }
     std::size_t count() const { return clients_.size(); }
 
-    // Whether there is a place for one more, which a client may be dropped for.
+    /// Whether there is a place for one more, which a client may be dropped for.
     bool hasPlace();
 
-    // Drops the client that the server has waited for longest; false when it has waited for none for a second.
+    /// Drops the client that the server has waited for longest; false when it has waited for none for a second.
     bool dropOne();
 
-    // Expires what has waited for too long. To be called once in a while.
+    /// Expires what has waited for too long. To be called once in a while.
     void expire();
 
 private:

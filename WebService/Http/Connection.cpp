@@ -24,13 +24,12 @@ constexpr std::size_t shortBody = 65536;         // read to the end for the sake
 constexpr std::size_t mostDiscarded = 256 << 20; // of a refused body, before the connection is cut
 
 int statusOf(const error_code& error) {
-    if (error == http::error::header_limit || error == http::error::buffer_overflow) {
+    if (error == http::error::header_limit || error == http::error::buffer_overflow)
         return 431;
-    }
     return error == http::error::bad_version ? 505 : 400;
 }
 
-// Answers a refused request once its body, which is short, has been read.
+/// Answers a refused request once its body, which is short, has been read.
 class RefusedExchange : public Exchange {
 public:
     explicit RefusedExchange(Response response) : response_(std::move(response)) {}
@@ -52,9 +51,8 @@ public:
           client_(std::move(socket), std::shared_ptr<Clients>(serving_, &serving_->clients)) {}
 
     awaitable<void> serve() {
-        while (keepAlive_) {
+        while (keepAlive_)
             co_await serveRequest();
-        }
         co_await linger();
     }
 
@@ -74,9 +72,8 @@ private:
         RequestLog line(client_);
         Response response;
         try {
-            if (malformed) {
+            if (malformed)
                 throw std::move(*malformed);
-            }
             response = co_await answer(parser, line);
             keepAlive_ = parser.keep_alive();
         } catch (Refused& refused) {
@@ -104,55 +101,48 @@ private:
     awaitable<void> receiveHead(Parser& parser) {
         co_await passOverEmptyLine();
         while (!parser.is_header_done()) {
-            if (!parse(parser)) {
+            if (!parse(parser))
                 co_await receiveMoreOfHead();
-            }
         }
     }
 
-    // Some clients send one behind the body of the request before (RFC 9112, section 2.2).
+    /// Some clients send one behind the body of the request before (RFC 9112, section 2.2).
     awaitable<void> passOverEmptyLine() {
         constexpr std::string_view emptyLine = "\r\n";
         client_.enter(client_.input().size() == 0 ? Phase::Idle : Phase::Head);
-        while (client_.received().size() < emptyLine.size() && emptyLine.starts_with(client_.received())) {
+        while (client_.received().size() < emptyLine.size() && emptyLine.starts_with(client_.received()))
             co_await receiveMoreOfHead();
-        }
         if (client_.received().starts_with(emptyLine)) {
             client_.input().consume(emptyLine.size());
             client_.enter(client_.input().size() == 0 ? Phase::Idle : Phase::Head);
         }
     }
 
-    // Where the client has gone in the middle of a head, there is nobody to answer.
+    /// Where the client has gone in the middle of a head, there is nobody to answer.
     awaitable<void> receiveMoreOfHead() {
         const bool isIdle = client_.phase() == Phase::Idle;
         if (!co_await client_.receiveMore()) {
-            if (client_.hasExpired() && !isIdle) {
+            if (client_.hasExpired() && !isIdle)
                 throw badRequest(408, "the head of the request did not come in time");
-            }
             throw Ended{};
         }
-        if (isIdle) {
+        if (isIdle)
             client_.enter(Phase::Head);
-        }
     }
 
-    // Hands the input to the parser; false when it needs more than there is.
+    /// Hands the input to the parser; false when it needs more than there is.
     bool parse(Parser& parser) {
-        if (client_.input().size() == 0) {
+        if (client_.input().size() == 0)
             return false;
-        }
         error_code error;
         client_.input().consume(parser.put(client_.input().cdata(), error));
         if (error == http::error::need_more) {
-            if (client_.input().size() > longestHead) {
+            if (client_.input().size() > longestHead)
                 throw badRequest(400, "a line is too long");
-            }
             return false;
         }
-        if (error && error != http::error::need_buffer) {
+        if (error && error != http::error::need_buffer)
             throw badRequest(statusOf(error), error.message());
-        }
         return true;
     }
 
@@ -171,11 +161,11 @@ private:
         co_return co_await responseOf(*exchange);
     }
 
-    // The loop turns between two steps, so that no request's work keeps the others, or the end of the process, waiting.
+    /// The loop turns between two steps, so that no request's work keeps the others, or the end of the process,
+    /// waiting.
     awaitable<Response> responseOf(Exchange& exchange) {
-        if (!client_.mayWork()) {
+        if (!client_.mayWork())
             throw Refused{errorResponse(503, "Busy", "too many long requests are being worked on; try again")};
-        }
         client_.enter(Phase::Working);
         std::optional<Response> response = exchange.step();
         while (!response) {
@@ -191,14 +181,13 @@ private:
                          .target = message.target(),
                          .headers = {},
                          .ownAddress = client_.ownAddress()};
-        for (const auto& field : message) {
+        for (const auto& field : message)
             head.headers.emplace_back(field.name_string(), field.value());
-        }
         return head;
     }
 
-    // For a request whose head is malformed or too long: the parser has what came before the error. Where that is the
-    // request line itself, the target is the second word of it.
+    /// For a request whose head is malformed or too long: the parser has what came before the error. Where that is the
+    /// request line itself, the target is the second word of it.
     RequestHead headAsFarAsRead(const Parser& parser) const {
         RequestHead head = headOf(parser);
         if (head.target.empty()) {
@@ -209,33 +198,29 @@ private:
         return head;
     }
 
-    // An older client cannot expect anything (RFC 9110, section 10.1.1).
+    /// An older client cannot expect anything (RFC 9110, section 10.1.1).
     static bool checkExpectation(const Parser& parser) {
         const auto expectation = parser.get()[http::field::expect];
-        if (expectation.empty() || parser.get().version() < 11) {
+        if (expectation.empty() || parser.get().version() < 11)
             return false;
-        }
-        if (!beast::iequals(expectation, "100-continue")) {
+        if (!beast::iequals(expectation, "100-continue"))
             throw badRequest(417, "the only expectation met here is 100-continue");
-        }
         return true;
     }
 
-    // A transfer coding that does not end in "chunked" leaves the end of the body unknown (RFC 9112, 6.3).
+    /// A transfer coding that does not end in "chunked" leaves the end of the body unknown (RFC 9112, 6.3).
     static void checkFraming(const Parser& parser) {
         if (parser.get().count(http::field::transfer_encoding) != 0 &&
-            !beast::iequals(parser.get()[http::field::transfer_encoding], "chunked")) {
+            !beast::iequals(parser.get()[http::field::transfer_encoding], "chunked"))
             throw badRequest(501, "the only Transfer-Encoding known here is chunked");
-        }
     }
 
     std::unique_ptr<Exchange> begin(const Parser& parser, const RequestHead& head, bool expectsContinue) {
         try {
             return serving_->application.begin(head);
         } catch (Refused& refused) {
-            if (parser.chunked() || parser.content_length().value_or(0) > shortBody || expectsContinue) {
+            if (parser.chunked() || parser.content_length().value_or(0) > shortBody || expectsContinue)
                 throw;
-            }
             return std::make_unique<RefusedExchange>(serving_->application.refusal(head, std::move(refused.response)));
         }
     }
@@ -253,13 +238,12 @@ private:
                 exchange.receive({piece.data(), piece.size() - body.size});
                 client_.keeps(exchange.memory());
             }
-            if (!isEnough && !co_await client_.receiveMore()) {
+            if (!isEnough && !co_await client_.receiveMore())
                 throw Ended{};
-            }
         }
     }
 
-    // The response to HEAD has no body, though its length is told (RFC 9110, section 9.3.2).
+    /// The response to HEAD has no body, though its length is told (RFC 9110, section 9.3.2).
     awaitable<void> send(Response response, bool hasNoBody) {
         client_.enter(Phase::Response);
         const std::uint64_t length = response.file ? response.file->length : response.body.size();
@@ -287,9 +271,8 @@ private:
         while (slice.length > 0) {
             const std::size_t size = std::min<std::uint64_t>(piece.size(), slice.length);
             const ssize_t length = ::pread(slice.file.get(), piece.data(), size, static_cast<off_t>(slice.offset));
-            if (length <= 0 || (static_cast<std::uint64_t>(length) == slice.length && hasChanged(slice))) {
+            if (length <= 0 || (static_cast<std::uint64_t>(length) == slice.length && hasChanged(slice)))
                 throw Ended{};
-            }
             const std::size_t sent = co_await client_.sendSome({piece.data(), static_cast<std::size_t>(length)});
             slice.offset += sent;
             slice.length -= sent;
@@ -301,8 +284,8 @@ private:
         return ::fstat(slice.file.get(), &status) != 0 || identityOf(status) != slice.identity;
     }
 
-    // Closing with unread input would reset the connection and take the response from a client that has not read it
-    // yet.
+    /// Closing with unread input would reset the connection and take the response from a client that has not read it
+    /// yet.
     awaitable<void> linger() {
         client_.enter(Phase::Lingering);
         client_.endOutput();

@@ -34,9 +34,8 @@ std::optional<std::string> percentDecoded(std::string_view text) {
         const std::string_view digits = text.substr(i + 1, 2);
         std::uint8_t byte = 0;
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
-        if (error != std::errc() || digits.size() != 2 || end != digits.data() + 2) {
+        if (error != std::errc() || digits.size() != 2 || end != digits.data() + 2)
             return std::nullopt;
-        }
         out += static_cast<char>(byte);
         i += 2;
     }
@@ -48,9 +47,8 @@ std::optional<std::string> queryValue(std::string_view query, std::string_view n
         const std::string_view pair = query.substr(0, query.find('&'));
         query.remove_prefix(std::min(pair.size() + 1, query.size()));
         const std::size_t equals = pair.find('=');
-        if (equals == std::string_view::npos || pair.substr(0, equals) != name) {
+        if (equals == std::string_view::npos || pair.substr(0, equals) != name)
             continue;
-        }
         std::string value(pair.substr(equals + 1));
         std::ranges::replace(value, '+', ' ');
         return percentDecoded(value);

@@ -8,7 +8,8 @@
 
 namespace webservice {
 
-// Logs one line about a request when it is done with, in whatever way: peer, method, path, status, bytes sent and time.
+/// Logs one line about a request when it is done with, in whatever way: peer, method, path, status, bytes sent and
+/// time.
 class RequestLog {
 public:
     explicit RequestLog(const ClientSocket& client) : client_(client) {}

@@ -11,7 +11,7 @@ namespace {
 
 using boost::beast::iequals;
 
-// The host of "host:port", "[::1]:port" or either without a port; nothing where the port is malformed.
+/// The host of "host:port", "[::1]:port" or either without a port; nothing where the port is malformed.
 std::optional<std::string_view> hostOf(std::string_view authority) {
     const std::size_t bracket = authority.starts_with('[') ? authority.find(']') : std::string_view::npos;
     const std::size_t end =
@@ -20,9 +20,8 @@ std::optional<std::string_view> hostOf(std::string_view authority) {
     const bool isPort =
         port.empty() ||
         (port.front() == ':' && std::ranges::all_of(port.substr(1), [](char c) { return c >= '0' && c <= '9'; }));
-    if (!isPort) {
+    if (!isPort)
         return std::nullopt;
-    }
     return bracket == std::string_view::npos ? authority.substr(0, end) : authority.substr(1, end - 2);
 }
 
@@ -32,11 +31,10 @@ std::optional<boost::asio::ip::address> addressOf(std::string_view host) {
     return error ? std::nullopt : std::optional(address);
 }
 
-// "localhost" and the names below it are never looked up elsewhere (RFC 6761, section 6.3).
+/// "localhost" and the names below it are never looked up elsewhere (RFC 6761, section 6.3).
 bool isLoopback(std::string_view host) {
-    if (host.ends_with('.')) {
+    if (host.ends_with('.'))
         host.remove_suffix(1);
-    }
     constexpr std::string_view name = "localhost";
     constexpr std::string_view below = ".localhost";
     const auto address = addressOf(host);
@@ -60,9 +58,8 @@ std::optional<std::string> refusalOfOrigin(const RequestHead& head, std::string_
     if (authority) {
         const auto host = hostOf(*authority);
         if (count("Host") > 1 || !host ||
-            !(isLoopback(*host) || isSameHost(*host, listenHost) || isSameHost(*host, ownAddress))) {
+            !(isLoopback(*host) || isSameHost(*host, listenHost) || isSameHost(*host, ownAddress)))
             return "the Host of the request is not this service";
-        }
     }
     const auto origin = head.header("Origin");
     if (origin && (count("Origin") > 1 || !authority || !iequals(*origin, "http://" + std::string(*authority)))) {

@@ -12,8 +12,8 @@
 
 namespace webservice {
 
-// A stretch of an open file, sent as a body. When the file changes while it is being sent, the connection is cut
-// before the last byte, so that nobody takes a mixture for the file.
+/// A stretch of an open file, sent as a body. When the file changes while it is being sent, the connection is cut
+/// before the last byte, so that nobody takes a mixture for the file.
 struct FileSlice {
     Descriptor file;
     std::uint64_t offset = 0;
@@ -28,14 +28,14 @@ struct Response {
     std::optional<FileSlice> file; // instead of `body`
 };
 
-// The status line and the header fields, ended by an empty line, of a response whose body has `length` bytes. Control
-// characters in values become blanks, so that no value ends its line.
+/// The status line and the header fields, ended by an empty line, of a response whose body has `length` bytes. Control
+/// characters in values become blanks, so that no value ends its line.
 std::string responseHead(const Response& response, std::uint64_t length, bool keepAlive);
 
-// An answer with a JSON text as its body.
+/// An answer with a JSON text as its body.
 Response jsonResponse(int status, std::string json);
 
-// The JSON answer {"ReturnStatus":"1","error":{"code":…,"message":…}}.
+/// The JSON answer {"ReturnStatus":"1","error":{"code":…,"message":…}}.
 Response errorResponse(int status, std::string_view code, std::string_view message);
 
 } // namespace webservice

@@ -27,9 +27,8 @@ using boost::system::error_code;
 
 void report(const std::exception_ptr& failure) {
     try {
-        if (failure) {
+        if (failure)
             std::rethrow_exception(failure);
-        }
     } catch (const std::exception& error) {
         logLine(std::string("a connection failed: ") + error.what());
     } catch (...) {
@@ -43,12 +42,11 @@ awaitable<void> wait(Client::Clock::duration time) {
     co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
 }
 
-// Where the descriptors are used up, a client's becomes free. The error is one of accept(2).
+/// Where the descriptors are used up, a client's becomes free. The error is one of accept(2).
 awaitable<void> recover(Clients& clients, int error) {
     const bool isShort = error == EMFILE || error == ENFILE;
-    if (error == ECONNABORTED || (isShort && clients.dropOne())) {
+    if (error == ECONNABORTED || (isShort && clients.dropOne()))
         co_return;
-    }
     logLine(std::string("cannot accept a connection: ") + std::strerror(error));
     co_await wait(1s);
 }
@@ -66,9 +64,8 @@ awaitable<void> acceptConnections(tcp::acceptor acceptor, std::shared_ptr<Servin
             co_await recover(serving->clients, error.value());
             continue;
         }
-        while (!serving->clients.hasPlace()) {
+        while (!serving->clients.hasPlace())
             co_await wait(100ms);
-        }
         try {
             serve(std::move(socket), serving);
         } catch (...) {

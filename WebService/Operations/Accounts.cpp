@@ -29,9 +29,8 @@ std::optional<User> findUserByMail(Database& db, std::string_view mail) {
 
 std::optional<Computer> findComputer(Database& db, std::int64_t id) {
     Query row = db.query("SELECT id, user, quenmark_path, is_cloud, version FROM computers WHERE id = ?1", id);
-    if (!row.next()) {
+    if (!row.next())
         return std::nullopt;
-    }
     return Computer{.id = row.integer(0),
                     .user = row.integer(1),
                     .quenmarkPath = row.text(2),
@@ -41,17 +40,15 @@ std::optional<Computer> findComputer(Database& db, std::int64_t id) {
 
 User requireUser(Database& db, const Record& request, std::string_view key) {
     auto user = findUser(db, request.id(key));
-    if (!user) {
+    if (!user)
         throw Refusal("UnknownUser", "there is no user " + request.text(key));
-    }
     return std::move(*user);
 }
 
 Computer requireComputer(Database& db, const Record& request, std::string_view key) {
     auto computer = findComputer(db, request.id(key));
-    if (!computer) {
+    if (!computer)
         throw Refusal("UnknownComputer", "there is no computer " + request.text(key));
-    }
     return std::move(*computer);
 }
 
@@ -59,9 +56,8 @@ std::vector<std::int64_t> otherComputers(Database& db, const Computer& computer)
     std::vector<std::int64_t> others;
     for (Query row = db.query("SELECT id FROM computers WHERE user = ?1 AND id <> ?2 AND NOT is_cloud ORDER BY id",
                               computer.user, computer.id);
-         row.next();) {
+         row.next();)
         others.push_back(row.integer(0));
-    }
     return others;
 }
 

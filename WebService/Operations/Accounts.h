@@ -30,8 +30,8 @@ struct Computer {
     std::optional<std::string> version;
 };
 
-// The user or computer whose identifier is under the key; throws Refusal "MissingKey", "UnknownUser" or
-// "UnknownComputer".
+/// The user or computer whose identifier is under the key; throws Refusal "MissingKey", "UnknownUser" or
+/// "UnknownComputer".
 User requireUser(Database& db, const Record& request, std::string_view key = "UserID");
 Computer requireComputer(Database& db, const Record& request, std::string_view key = "ComputerID");
 
@@ -39,10 +39,10 @@ std::optional<User> findUser(Database& db, std::int64_t id);
 std::optional<User> findUserByMail(Database& db, std::string_view mail);
 std::optional<Computer> findComputer(Database& db, std::int64_t id);
 
-// The identifiers of the user's machines, without the given one and without the cloud.
+/// The identifiers of the user's machines, without the given one and without the cloud.
 std::vector<std::int64_t> otherComputers(Database& db, const Computer& computer);
 
-// Notes a mail instead of sending it.
+/// Notes a mail instead of sending it.
 void recordMail(Database& db, std::string_view recipient, std::string_view subject, std::string_view body);
 
 } // namespace webservice

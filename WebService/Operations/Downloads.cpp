@@ -6,16 +6,14 @@ namespace webservice {
 
 namespace {
 
-// The identifier under the key, of a request that waits for its content.
+/// The identifier under the key, of a request that waits for its content.
 std::int64_t requireWaiting(State& state, const Record& request) {
     const std::int64_t id = request.id("FileRequestID");
     Query row = state.db.query("SELECT state FROM requests WHERE id = ?1", id);
-    if (!row.next()) {
+    if (!row.next())
         throw Refusal("UnknownRequest", "there is no file request " + request.text("FileRequestID"));
-    }
-    if (row.text(0) != "waiting") {
+    if (row.text(0) != "waiting")
         throw Refusal("NotWaiting", "file request " + request.text("FileRequestID") + " is " + row.text(0));
-    }
     return id;
 }
 
@@ -27,9 +25,8 @@ boost::json::object getTopFileRequest(State& state, const Record& request) {
                                "JOIN files ON files.id = requests.file "
                                "WHERE requests.computer = ?1 AND state = 'waiting' ORDER BY position LIMIT 1",
                                computer.id);
-    if (!row.next()) {
+    if (!row.next())
         return nothing();
-    }
     return {{"FilePath", row.text(1)},
             {"FileRequestID", row.text(0)},
             {"ReturnStatus", "0"},
@@ -42,9 +39,8 @@ boost::json::object getTopFileRequest(State& state, const Record& request) {
 
 boost::json::object updateFileRequest(State& state, const Record& request) {
     const std::int64_t id = request.id("FileRequestID");
-    if (state.db.run("UPDATE requests SET state = 'done' WHERE id = ?1", id) == 0) {
+    if (state.db.run("UPDATE requests SET state = 'done' WHERE id = ?1", id) == 0)
         throw Refusal("UnknownRequest", "there is no file request " + request.text("FileRequestID"));
-    }
     return done();
 }
 
@@ -78,16 +74,14 @@ boost::json::object getTopFileDeleteRequest(State& state, const Record& request)
     Query row = state.db.query("SELECT id, path FROM deletions WHERE computer = ?1 AND state = 'waiting' "
                                "ORDER BY id LIMIT 1",
                                computer.id);
-    if (!row.next()) {
+    if (!row.next())
         return {{"ReturnStatus", "1"}};
-    }
     return {{"DeleteRequestID", row.text(0)}, {"FilePath", row.text(1)}, {"ReturnStatus", "0"}};
 }
 
 boost::json::object updateBSFileDeleted(State& state, const Record& request) {
-    if (state.db.run("UPDATE deletions SET state = 'done' WHERE id = ?1", request.id("DeleteRequestID")) == 0) {
+    if (state.db.run("UPDATE deletions SET state = 'done' WHERE id = ?1", request.id("DeleteRequestID")) == 0)
         throw Refusal("UnknownDeletion", "there is no delete request " + request.text("DeleteRequestID"));
-    }
     return success();
 }
 

@@ -5,7 +5,7 @@
 
 namespace webservice {
 
-// MAC/ErrorLog.svc: keeps and logs what a client reports to have gone wrong. Any key may be missing.
+/// MAC/ErrorLog.svc: keeps and logs what a client reports to have gone wrong. Any key may be missing.
 boost::json::object logError(State& state, const Record& request);
 
 } // namespace webservice

@@ -21,13 +21,13 @@ KnownFile readFile(const Query& row) {
             .isPresent = row.integer(5) != 0};
 }
 
-// A computer that has not deleted the path yet must not do so once there is something new at it.
+/// A computer that has not deleted the path yet must not do so once there is something new at it.
 void takeBackDeletion(Database& db, std::int64_t computer, std::string_view name) {
     db.run("UPDATE deletions SET state = 'done' WHERE computer = ?1 AND path = ?2 AND state = 'waiting'", computer,
            name);
 }
 
-// What lies in the way in an outbox hinders neither the operation nor the other computers.
+/// What lies in the way in an outbox hinders neither the operation nor the other computers.
 void placing(const std::string& path, const std::function<void()>& place) {
     try {
         place();
@@ -76,19 +76,17 @@ bool FileTable::has(const FileDescription& file) const {
 
 KnownFile FileTable::require(std::string_view fullPath) const {
     auto file = find(fullPath);
-    if (!file) {
+    if (!file)
         throw Refusal("UnknownFile",
                       "computer " + std::to_string(computer_.id) + " has no file " + std::string(fullPath));
-    }
     return std::move(*file);
 }
 
-// The identifiers of the file or folder and of everything below it, the folders before what is in them.
+/// The identifiers of the file or folder and of everything below it, the folders before what is in them.
 Work<std::vector<std::int64_t>> FileTable::withContents(std::string fullPath) const {
     std::vector<std::int64_t> ids;
-    if (const auto top = find(fullPath)) {
+    if (const auto top = find(fullPath))
         ids.push_back(top->id);
-    }
     // Everything below a folder sorts between its path with a separator and its path with the next character.
     for (const char separator : {'\\', '/'}) {
         std::string last = fullPath + separator;
@@ -123,37 +121,32 @@ std::int64_t FileTable::enter(const FileDescription& file) {
 std::int64_t FileTable::saved(const FileDescription& file) {
     enter(file);
     const KnownFile known = require(file.fullPath);
-    if (known.isFile) {
+    if (known.isFile)
         request(known, false);
-    } else {
+    else
         makeFolder(known);
-    }
     return known.id;
 }
 
 Work<std::int64_t> FileTable::renamed(std::string from, FileDescription file) {
     const KnownFile top = require(from);
-    if (from == file.fullPath) {
+    if (from == file.fullPath)
         co_return enter(file);
-    }
     co_await forgetWithContents(file.fullPath); // what is replaced
     for (const std::int64_t id : co_await withContents(from)) {
         co_await pause();
         const auto old = findFile(state_.db, id);
-        if (old && old->isPresent && old->fullPath.starts_with(from)) {
+        if (old && old->isPresent && old->fullPath.starts_with(from))
             co_await move(*old, file.fullPath + old->fullPath.substr(from.size()));
-        }
-        if (id == top.id) {
+        if (id == top.id)
             co_await askOthersToDelete(top); // with everything in it
-        }
     }
     co_return top.id;
 }
 
 Work<> FileTable::move(const KnownFile& old, const std::string& path) {
-    if (const auto inTheWay = find(path)) {
+    if (const auto inTheWay = find(path))
         forget(*inTheWay); // it has come while the folder was being moved
-    }
     const auto name = nameWithin(computer_.quenmarkPath, path);
     state_.db.run("UPDATE files SET full_path = ?2, name = ?3 WHERE id = ?1", old.id, path, name);
     const KnownFile moved = require(path);
@@ -200,9 +193,8 @@ Work<> FileTable::keepOnly(const std::vector<FileDescription>& files) {
         for (const KnownFile& file : page) {
             co_await pause();
             last = file.id;
-            if (!paths.contains(file.fullPath)) {
+            if (!paths.contains(file.fullPath))
                 forget(file);
-            }
         }
     }
 }
@@ -212,25 +204,22 @@ std::vector<KnownFile> FileTable::pageBehind(std::int64_t id) const {
     Query row = state_.db.query("SELECT id, computer, full_path, name, is_file, present FROM files "
                                 "WHERE computer = ?1 AND present AND id > ?2 ORDER BY id LIMIT ?3",
                                 computer_.id, id, pageSize);
-    while (row.next()) {
+    while (row.next())
         files.push_back(readFile(row));
-    }
     return files;
 }
 
 void FileTable::request(const KnownFile& file, bool fromShared) {
     Query waiting = state_.db.query("SELECT 1 FROM requests WHERE file = ?1 AND state = 'waiting'", file.id);
-    if (!waiting.next()) {
+    if (!waiting.next())
         state_.db.run("INSERT INTO requests (file, from_shared, computer, position) VALUES (?1, ?2, ?3, 1 + coalesce("
                       "(SELECT max(position) FROM requests WHERE computer = ?3 AND state = 'waiting'), 0))",
                       file.id, fromShared, file.computer);
-    }
 }
 
 void FileTable::makeFolder(const KnownFile& folder) {
-    if (!folder.name) {
+    if (!folder.name)
         return;
-    }
     for (const std::int64_t other : otherComputers(state_.db, computer_)) {
         const std::string path = std::to_string(other) + '/' + outboxPath(*folder.name);
         takeBackDeletion(state_.db, other, *folder.name);
@@ -241,13 +230,12 @@ void FileTable::makeFolder(const KnownFile& folder) {
     }
 }
 
-// What they have not fetched yet they need not fetch any more.
+/// What they have not fetched yet they need not fetch any more.
 Work<> FileTable::askOthersToDelete(const KnownFile& file) {
     for (const std::int64_t other : otherComputers(state_.db, computer_)) {
         co_await pause();
-        if (file.name) {
+        if (file.name)
             co_await removeFromOutbox(state_, std::to_string(other) + '/' + outboxPath(*file.name));
-        }
         state_.db.run("INSERT INTO deletions (computer, path) VALUES (?1, ?2)", other,
                       file.name.value_or(file.fullPath));
     }

@@ -12,7 +12,7 @@
 
 namespace webservice {
 
-// What a computer tells of one of its files or folders.
+/// What a computer tells of one of its files or folders.
 struct FileDescription {
     std::string fullPath;
     bool isFile = true;
@@ -21,7 +21,7 @@ struct FileDescription {
     std::optional<std::string> baseSystemFile;
 };
 
-// Described by its path alone: a separator at the end, which is not part of the path, tells a folder.
+/// Described by its path alone: a separator at the end, which is not part of the path, tells a folder.
 FileDescription describedBy(std::string path);
 
 struct KnownFile {
@@ -33,33 +33,33 @@ struct KnownFile {
     bool isPresent = true;
 };
 
-// The table of one computer's files, and what a change in it means for the user's other computers: a content is asked
-// for and travels to them once it has come, a folder goes to them at once, a deletion becomes a request to delete.
+/// The table of one computer's files, and what a change in it means for the user's other computers: a content is asked
+/// for and travels to them once it has come, a folder goes to them at once, a deletion becomes a request to delete.
 class FileTable {
 public:
     FileTable(State& state, Computer computer) : state_(state), computer_(std::move(computer)) {}
 
     std::optional<KnownFile> find(std::string_view fullPath) const;
 
-    // Whether the table has the file with the same content, as far as its size and its date tell.
+    /// Whether the table has the file with the same content, as far as its size and its date tell.
     bool has(const FileDescription& file) const;
 
-    // Enters the file, or brings its row up to date. Nothing follows from it. Gives its identifier.
+    /// Enters the file, or brings its row up to date. Nothing follows from it. Gives its identifier.
     std::int64_t enter(const FileDescription& file);
 
-    // The file is new or has a new content.
+    /// The file is new or has a new content.
     std::int64_t saved(const FileDescription& file);
 
-    // The file or folder has another path now, and so has everything in it. Throws Refusal "UnknownFile".
+    /// The file or folder has another path now, and so has everything in it. Throws Refusal "UnknownFile".
     Work<std::int64_t> renamed(std::string from, FileDescription file);
 
-    // The file or folder is gone with everything in it. Throws Refusal "UnknownFile".
+    /// The file or folder is gone with everything in it. Throws Refusal "UnknownFile".
     Work<std::int64_t> deleted(std::string fullPath);
 
-    // Everything that the table has and that is not among the paths is gone, without the others being told.
+    /// Everything that the table has and that is not among the paths is gone, without the others being told.
     Work<> keepOnly(const std::vector<FileDescription>& files);
 
-    // Asks the computer for the content, unless that is being waited for already.
+    /// Asks the computer for the content, unless that is being waited for already.
     void request(const KnownFile& file, bool fromShared);
 
 private:
@@ -78,10 +78,10 @@ private:
 
 std::optional<KnownFile> findFile(Database& db, std::int64_t id);
 
-// Lays a content of the cloud into a computer's outbox, where it has a name; what hinders that is logged.
+/// Lays a content of the cloud into a computer's outbox, where it has a name; what hinders that is logged.
 void deliver(State& state, std::int64_t computer, const CloudFile& file, const std::optional<std::string>& name);
 
-// A content has arrived in the cloud: it goes to the user's other computers.
+/// A content has arrived in the cloud: it goes to the user's other computers.
 Work<> distribute(State& state, Computer from, CloudFile file);
 
 } // namespace webservice

@@ -14,17 +14,16 @@ namespace {
 constexpr std::size_t mebibyte = 1 << 20;
 constexpr std::size_t largestParsedForm = 64 * mebibyte;
 
-// Hands out memory up to a limit.
+/// Hands out memory up to a limit.
 class LimitedMemory : public boost::json::memory_resource {
 public:
     std::size_t used() const { return used_; }
 
 private:
     void* do_allocate(std::size_t size, std::size_t alignment) override {
-        if (size > largestParsedForm - used_) {
+        if (size > largestParsedForm - used_)
             throw Refusal("TooLong", "the body needs more than " + std::to_string(largestParsedForm / mebibyte) +
                                          " MiB when it is parsed");
-        }
         void* memory = ::operator new(size, std::align_val_t(alignment));
         used_ += size;
         return memory;
@@ -45,9 +44,8 @@ public:
     Parts() : parser_(&scratch_) { parser_.reset(&values_); }
 
     void receive(std::string_view piece) {
-        if (refusal_) {
+        if (refusal_)
             return;
-        }
         try {
             parse(piece);
         } catch (const Refusal& refusal) {
@@ -56,12 +54,10 @@ public:
     }
 
     const boost::json::value& value() {
-        if (!refusal_ && !value_) {
+        if (!refusal_ && !value_)
             finish();
-        }
-        if (refusal_) {
+        if (refusal_)
             throw Refusal(*refusal_);
-        }
         return *value_;
     }
 
@@ -76,20 +72,18 @@ private:
             error = boost::json::error::extra_data;
             read = extra;
         }
-        if (error) {
+        if (error)
             throw notJson(error, length_ + read);
-        }
         length_ += piece.size();
     }
 
     void finish() {
         boost::json::error_code error;
         parser_.finish(error);
-        if (error) {
+        if (error)
             refusal_ = notJson(error, length_);
-        } else {
+        else
             value_.emplace(parser_.release());
-        }
     }
 
     static Refusal notJson(const boost::json::error_code& error, std::size_t place) {

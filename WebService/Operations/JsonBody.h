@@ -8,8 +8,8 @@
 
 namespace webservice {
 
-// A JSON text that is parsed as it arrives. The memory for that is bounded: a text of many short values takes a
-// multiple of its length.
+/// A JSON text that is parsed as it arrives. The memory for that is bounded: a text of many short values takes a
+/// multiple of its length.
 class JsonBody {
 public:
     JsonBody();
@@ -17,14 +17,14 @@ public:
     JsonBody& operator=(const JsonBody&) = delete;
     ~JsonBody();
 
-    // Takes the next piece. An error is kept for value(); what follows it is passed over.
+    /// Takes the next piece. An error is kept for value(); what follows it is passed over.
     void receive(std::string_view piece);
 
-    // The text's value once all of it has been received, which lives as long as the body does. Throws Refusal:
-    // "NotJson" with the place of the error, "TooLong" when its parsed form takes more than 64 MiB.
+    /// The text's value once all of it has been received, which lives as long as the body does. Throws Refusal:
+    /// "NotJson" with the place of the error, "TooLong" when its parsed form takes more than 64 MiB.
     const boost::json::value& value();
 
-    // The bytes of memory that hold what was received.
+    /// The bytes of memory that hold what was received.
     std::size_t memory() const;
 
 private:

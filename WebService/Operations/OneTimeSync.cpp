@@ -8,12 +8,10 @@ namespace webservice {
 namespace {
 
 FileDescription entryOf(const boost::json::value& entry) {
-    if (entry.is_string()) {
+    if (entry.is_string())
         return describedBy(std::string(entry.get_string()));
-    }
-    if (!entry.is_object()) {
+    if (!entry.is_object())
         throw Refusal("WrongType", "an entry of \"AllFiles\" is neither a path nor an object");
-    }
     const Record record(entry);
     FileDescription file = describedBy(record.text("FullPath"));
     file.isFile = record.optional("IsFile") ? record.isTrue("IsFile") : file.isFile;
@@ -27,9 +25,8 @@ constexpr std::size_t mostEntries = 100'000;
 constexpr std::size_t pieceSize = 65536;
 
 void add(std::vector<FileDescription>& files, FileDescription file) {
-    if (files.size() == mostEntries) {
+    if (files.size() == mostEntries)
         throw Refusal("TooMany", "\"AllFiles\" has more than " + std::to_string(mostEntries) + " entries");
-    }
     files.push_back(std::move(file));
 }
 
@@ -49,25 +46,22 @@ Work<std::vector<FileDescription>> parseJsonList(std::string_view text) {
 
 Work<std::vector<FileDescription>> parseAllFiles(std::string_view text) {
     const std::size_t start = std::min(text.find_first_not_of(" \t\r\n"), text.size());
-    if (text.substr(start).starts_with('[')) {
+    if (text.substr(start).starts_with('['))
         co_return co_await parseJsonList(text);
-    }
     std::vector<FileDescription> files;
     while (!text.empty()) {
         std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(line.size() + 1, text.size()));
-        if (line.ends_with('\r')) {
+        if (line.ends_with('\r'))
             line.remove_suffix(1);
-        }
-        if (!line.empty()) {
+        if (!line.empty())
             add(files, describedBy(std::string(line)));
-        }
         co_await pause();
     }
     co_return files;
 }
 
-// The computer, with the path that it has by now.
+/// The computer, with the path that it has by now.
 Computer relocated(State& state, const Record& request) {
     Computer computer = requireComputer(state.db, request);
     if (const auto path = request.optional("QuenmarkPath"); path && *path != computer.quenmarkPath) {
@@ -79,25 +73,23 @@ Computer relocated(State& state, const Record& request) {
 
 std::vector<std::int64_t> allComputers(Database& db, std::int64_t user) {
     std::vector<std::int64_t> computers;
-    for (Query row = db.query("SELECT id FROM computers WHERE user = ?1 ORDER BY id", user); row.next();) {
+    for (Query row = db.query("SELECT id FROM computers WHERE user = ?1 ORDER BY id", user); row.next();)
         computers.push_back(row.integer(0));
-    }
     return computers;
 }
 
-// The next transfers to the computer, of files that are still there.
+/// The next transfers to the computer, of files that are still there.
 std::vector<std::int64_t> transfersTo(Database& db, std::int64_t computer, std::int64_t behind) {
     std::vector<std::int64_t> transfers;
     for (Query row = db.query("SELECT t.id FROM transfers AS t JOIN files ON files.id = t.file "
                               "WHERE t.to_computer = ?1 AND t.id > ?2 AND files.present ORDER BY t.id LIMIT 300",
                               computer, behind);
-         row.next();) {
+         row.next();)
         transfers.push_back(row.integer(0));
-    }
     return transfers;
 }
 
-// Makes the same transfer to another computer, unless that has one of the file or sends it itself.
+/// Makes the same transfer to another computer, unless that has one of the file or sends it itself.
 void copyTransfer(Database& db, std::int64_t transfer, std::int64_t computer) {
     db.run("INSERT INTO transfers (file, from_computer, to_computer, is_file, change_type, full_path, "
            "old_full_path, base_system_file, prev_folder_file, xml_file) "
@@ -116,9 +108,8 @@ Work<Response> oneTimeSyncOwnersSharedFolders(State& state, const boost::json::v
     const Record request(body);
     const User user = requireUser(state.db, request);
     const Computer computer = requireComputer(state.db, request);
-    if (computer.user != user.id) {
+    if (computer.user != user.id)
         throw Refusal("WrongUser", "computer " + std::to_string(computer.id) + " belongs to another user");
-    }
     for (const std::int64_t other : allComputers(state.db, user.id)) {
         std::int64_t last = 0;
         for (auto page = transfersTo(state.db, other, last); !page.empty(); page = transfersTo(state.db, other, last)) {
@@ -153,9 +144,8 @@ Work<Response> oneTimeSyncFiles(State& state, const boost::json::value& body) {
     co_await table.keepOnly(files);
     for (const FileDescription& file : files) {
         co_await pause();
-        if (!table.has(file)) {
+        if (!table.has(file))
             table.saved(file);
-        }
     }
     co_return jsonResponse(200, boost::json::serialize(done()));
 }

@@ -11,15 +11,13 @@ namespace {
 constexpr std::size_t longestText = 65536;
 constexpr std::size_t longestMessage = 300;
 
-// Cut at the end of a character of UTF-8.
+/// Cut at the end of a character of UTF-8.
 std::string shortened(std::string_view text) {
-    if (text.size() <= longestMessage) {
+    if (text.size() <= longestMessage)
         return std::string(text);
-    }
     std::size_t end = longestMessage;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80)
         --end;
-    }
     return std::string(text.substr(0, end)) + "...";
 }
 
@@ -29,45 +27,38 @@ Refusal::Refusal(std::string code, std::string_view message)
     : std::runtime_error(shortened(message)), code_(std::move(code)) {}
 
 Record::Record(const boost::json::value& value) : fields_(value.if_object()) {
-    if (fields_ == nullptr) {
+    if (fields_ == nullptr)
         throw Refusal("NotAnObject", "the body is not a JSON object");
-    }
 }
 
 std::optional<std::string> Record::optional(std::string_view key) const {
     const boost::json::value* value = fields_->if_contains(key);
-    if (value == nullptr || value->is_null()) {
+    if (value == nullptr || value->is_null())
         return std::nullopt;
-    }
     if (value->is_string()) {
         const boost::json::string& text = value->get_string();
-        if (text.size() > longestText) {
+        if (text.size() > longestText)
             throw Refusal("TooLong", "\"" + std::string(key) + "\" is longer than 64 KiB");
-        }
         return std::string(text);
     }
-    if (value->is_int64() || value->is_uint64()) {
+    if (value->is_int64() || value->is_uint64())
         return boost::json::serialize(*value);
-    }
     throw Refusal("WrongType", "\"" + std::string(key) + "\" is not a text");
 }
 
 std::string_view Record::longText(std::string_view key) const {
     const boost::json::value* value = fields_->if_contains(key);
-    if (value == nullptr || value->is_null()) {
+    if (value == nullptr || value->is_null())
         return {};
-    }
-    if (!value->is_string()) {
+    if (!value->is_string())
         throw Refusal("WrongType", "\"" + std::string(key) + "\" is not a text");
-    }
     return value->get_string();
 }
 
 std::string Record::text(std::string_view key) const {
     const auto value = optional(key);
-    if (!value || value->empty()) {
+    if (!value || value->empty())
         throw Refusal("MissingKey", "\"" + std::string(key) + "\" is missing");
-    }
     return *value;
 }
 
@@ -85,9 +76,8 @@ bool Record::isTrue(std::string_view key) const {
 std::optional<std::int64_t> decimal(std::string_view text) {
     std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.starts_with('-') || error != std::errc() || end != text.data() + text.size()) {
+    if (text.starts_with('-') || error != std::errc() || end != text.data() + text.size())
         return std::nullopt;
-    }
     return number;
 }
 

@@ -10,8 +10,8 @@
 
 namespace webservice {
 
-// An operation cannot do what it is asked to. It becomes the answer's "error" object, with "ReturnStatus" "1". A long
-// message, such as one that quotes a value, is cut.
+/// An operation cannot do what it is asked to. It becomes the answer's "error" object, with "ReturnStatus" "1". A long
+/// message, such as one that quotes a value, is cut.
 class Refusal : public std::runtime_error {
 public:
     Refusal(std::string code, std::string_view message);
@@ -21,50 +21,50 @@ private:
     std::string code_;
 };
 
-// The flat JSON object that an operation receives; a view of it. Its values are texts; an integer is taken as its
-// decimal text, and null as an absent key. Anything else is refused with "WrongType", a text of more than 64 KiB with
-// "TooLong".
+/// The flat JSON object that an operation receives; a view of it. Its values are texts; an integer is taken as its
+/// decimal text, and null as an absent key. Anything else is refused with "WrongType", a text of more than 64 KiB with
+/// "TooLong".
 class Record {
 public:
-    // Throws Refusal "NotAnObject". The value must outlive the record.
+    /// Throws Refusal "NotAnObject". The value must outlive the record.
     explicit Record(const boost::json::value& value);
 
     std::optional<std::string> optional(std::string_view key) const;
 
-    // A text that may be of any length, seen where it lies; empty when it is absent.
+    /// A text that may be of any length, seen where it lies; empty when it is absent.
     std::string_view longText(std::string_view key) const;
 
-    // Throws Refusal "MissingKey" when it is absent or empty.
+    /// Throws Refusal "MissingKey" when it is absent or empty.
     std::string text(std::string_view key) const;
 
-    // An identifier that this service has given out, a decimal number; -1, which it never gives out, for any other
-    // text. Throws like text().
+    /// An identifier that this service has given out, a decimal number; -1, which it never gives out, for any other
+    /// text. Throws like text().
     std::int64_t id(std::string_view key) const;
 
-    // Whether the text is "True", in any case, or "1". Absent is false.
+    /// Whether the text is "True", in any case, or "1". Absent is false.
     bool isTrue(std::string_view key) const;
 
 private:
     const boost::json::object* fields_;
 };
 
-// The text as a number, when it is nothing but decimal digits and fits.
+/// The text as a number, when it is nothing but decimal digits and fits.
 std::optional<std::int64_t> decimal(std::string_view text);
 
-// "True" or "False".
+/// "True" or "False".
 std::string_view flag(bool value);
 
-// The text, or null where there is none.
+/// The text, or null where there is none.
 boost::json::value orNull(const std::optional<std::string>& text);
 
-// {"ReturnStatus":"0"}, for the answer's keys to follow, and {"ReturnStatus":"0","error":null}.
+/// {"ReturnStatus":"0"}, for the answer's keys to follow, and {"ReturnStatus":"0","error":null}.
 boost::json::object success();
 boost::json::object done();
 
-// {"ReturnStatus":"1","error":null}: there is nothing to tell of, and nothing is wrong.
+/// {"ReturnStatus":"1","error":null}: there is nothing to tell of, and nothing is wrong.
 boost::json::object nothing();
 
-// {"ReturnStatus":"1","error":{"code":…,"message":…}}
+/// {"ReturnStatus":"1","error":{"code":…,"message":…}}
 boost::json::object refused(const Refusal& refusal);
 
 } // namespace webservice

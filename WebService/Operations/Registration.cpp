@@ -12,12 +12,11 @@ namespace webservice {
 
 namespace {
 
-// 32 hexadecimal digits that nobody can guess.
+/// 32 hexadecimal digits that nobody can guess.
 std::string randomCode() {
     std::array<std::uint8_t, 16> bytes{};
-    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
         throwErrno("cannot get random bytes");
-    }
     std::string code;
     for (const std::uint8_t byte : bytes) {
         code += "0123456789abcdef"[byte >> 4];
@@ -54,15 +53,13 @@ boost::json::object verifyAndRegisterUserFromTool(State& state, const Record& re
     const std::string mail = request.text("MailID");
     const std::string password = request.text("Password");
     if (const auto known = findUserByMail(state.db, mail)) {
-        if (known->password != password) {
+        if (known->password != password)
             throw Refusal("WrongPassword", "the password of " + mail + " is another one");
-        }
         return userAnswer(state.db, "Verified", known->id);
     }
     const std::size_t at = mail.find('@');
-    if (at == 0 || at == std::string::npos || at + 1 == mail.size()) {
+    if (at == 0 || at == std::string::npos || at + 1 == mail.size())
         throw Refusal("BadMail", mail + " is not a mail address");
-    }
     state.db.run("INSERT INTO users (mail, password, first_name, last_name, nick_name, code) "
                  "VALUES (?1, ?2, ?3, ?4, ?5, ?6)",
                  mail, password, request.optional("FirstName"), request.optional("LastName"),
@@ -83,9 +80,8 @@ boost::json::object registerComputer(State& state, const Record& request) {
 
 boost::json::object sendActivationMail(State& state, const Record& request) {
     const User user = requireUser(state.db, request);
-    if (request.text("MailID") != user.mail) {
+    if (request.text("MailID") != user.mail)
         throw Refusal("WrongMail", "user " + std::to_string(user.id) + " has another mail address");
-    }
     recordMail(state.db, user.mail, "Activate your account", "/activate?code=" + user.code);
     return mailAnswer();
 }
@@ -99,9 +95,8 @@ boost::json::object checkUserMailActivationStatus(State& state, const Record& re
 
 boost::json::object sendPasswordToMailID(State& state, const Record& request) {
     const auto user = findUserByMail(state.db, request.text("MailID"));
-    if (!user) {
+    if (!user)
         throw Refusal("UnknownUser", "nobody has registered with " + request.text("MailID"));
-    }
     recordMail(state.db, user->mail, "Your password", user->password);
     return mailAnswer();
 }

@@ -7,20 +7,20 @@ namespace webservice {
 
 // Registration.svc: users and their computers. No mail is sent; mails are noted and can be read with GET /mails.
 
-// Makes a user of "MailID", with a cloud computer; "ReturnVal" is "Registered". A mail address that is known is
-// verified by its "Password" and gives the same identifiers, with "ReturnVal" "Verified".
+/// Makes a user of "MailID", with a cloud computer; "ReturnVal" is "Registered". A mail address that is known is
+/// verified by its "Password" and gives the same identifiers, with "ReturnVal" "Verified".
 boost::json::object verifyAndRegisterUserFromTool(State& state, const Record& request);
 
-// Makes a computer of the user. Every call makes another one: two machines may well have the same path.
+/// Makes a computer of the user. Every call makes another one: two machines may well have the same path.
 boost::json::object registerComputer(State& state, const Record& request);
 
-// Notes a mail with the address by which the user is activated (GET /activate?code=…).
+/// Notes a mail with the address by which the user is activated (GET /activate?code=…).
 boost::json::object sendActivationMail(State& state, const Record& request);
 
-// "ReturnVal" is "True" once the user has been activated, "False" before.
+/// "ReturnVal" is "True" once the user has been activated, "False" before.
 boost::json::object checkUserMailActivationStatus(State& state, const Record& request);
 
-// Notes a mail with the user's password.
+/// Notes a mail with the user's password.
 boost::json::object sendPasswordToMailID(State& state, const Record& request);
 
 } // namespace webservice

@@ -25,9 +25,8 @@ Transfer readTransfer(const Query& row) {
 Transfer requireTransfer(State& state, const Record& request) {
     Query row = state.db.query("SELECT id, file, to_computer, state, new_full_path FROM transfers WHERE id = ?1",
                                request.id("SharedFileTransferID"));
-    if (!row.next()) {
+    if (!row.next())
         throw Refusal("UnknownTransfer", "there is no transfer " + request.text("SharedFileTransferID"));
-    }
     return readTransfer(row);
 }
 
@@ -45,29 +44,26 @@ void deliverTo(State& state, const Transfer& transfer, const CloudFile& content)
             transfer.newFullPath ? nameWithin(receiver->quenmarkPath, *transfer.newFullPath) : content.name);
 }
 
-// From waiting to sent. A content that is in the cloud goes on to the receiving computer.
+/// From waiting to sent. A content that is in the cloud goes on to the receiving computer.
 void markSent(State& state, const Transfer& transfer) {
-    if (transfer.state != "waiting" && transfer.state != "sent") {
+    if (transfer.state != "waiting" && transfer.state != "sent")
         refuseState(transfer);
-    }
     enterState(state, transfer, "sent");
     const auto file = findFile(state.db, transfer.file);
     const auto owner = file ? findComputer(state.db, file->computer) : std::nullopt;
     const auto content = owner ? state.cloud.find(file->fullPath, owner->user) : std::nullopt;
-    if (content && transfer.state == "waiting") {
+    if (content && transfer.state == "waiting")
         deliverTo(state, transfer, *content);
-    }
 }
 
-// The transfers of the file that have been sent, behind an identifier.
+/// The transfers of the file that have been sent, behind an identifier.
 std::vector<Transfer> sentTransfers(Database& db, std::int64_t file, std::int64_t id) {
     std::vector<Transfer> transfers;
     for (Query row = db.query("SELECT id, file, to_computer, state, new_full_path FROM transfers "
                               "WHERE file = ?1 AND state = 'sent' AND id > ?2 ORDER BY id LIMIT 300",
                               file, id);
-         row.next();) {
+         row.next();)
         transfers.push_back(readTransfer(row));
-    }
     return transfers;
 }
 
@@ -86,9 +82,8 @@ Work<> deliverToReceivers(State& state, std::int64_t file, CloudFile content) {
 
 boost::json::object updateFileExists(State& state, const Record& request) {
     const Transfer transfer = requireTransfer(state, request);
-    if (transfer.state == "deleted") {
+    if (transfer.state == "deleted")
         refuseState(transfer);
-    }
     enterState(state, transfer, "received");
     return done();
 }
@@ -101,9 +96,8 @@ boost::json::object updateFileSendReceived(State& state, const Record& request) 
 boost::json::object uploadFileWithStream(State& state, const Record& request) {
     FileTable table(state, requireComputer(state.db, request));
     const auto file = table.find(request.text("FullPathFromFileTable"));
-    if (!file || !file->isFile) {
+    if (!file || !file->isFile)
         throw Refusal("UnknownFile", "the computer has no file " + request.text("FullPathFromFileTable"));
-    }
     table.request(*file, true);
     return done();
 }
@@ -115,9 +109,8 @@ boost::json::object updateSendFileToTransfer(State& state, const Record& request
                  transfer.id, request.optional("ChangeType"),
                  request.optional("IsFile") ? std::optional(request.isTrue("IsFile")) : std::nullopt,
                  request.optional("NewFullPath"));
-    if (const auto newFullPath = request.optional("NewFullPath")) {
+    if (const auto newFullPath = request.optional("NewFullPath"))
         transfer.newFullPath = newFullPath;
-    }
     markSent(state, transfer);
     return done();
 }
@@ -130,18 +123,16 @@ boost::json::object isFileExistsInCloud(State& state, const Record& request) {
 boost::json::object updateFileReceived(State& state, const Record& request) {
     const Transfer transfer = requireTransfer(state, request);
     const bool exists = request.isTrue("IsExists");
-    if (transfer.state == "deleted" || (transfer.state == "waiting" && !exists)) {
+    if (transfer.state == "deleted" || (transfer.state == "waiting" && !exists))
         refuseState(transfer);
-    }
     enterState(state, transfer, "received");
     return done();
 }
 
 boost::json::object deleteReceivedFileFromTransfer(State& state, const Record& request) {
     const Transfer transfer = requireTransfer(state, request);
-    if (transfer.state != "received" && transfer.state != "deleted" && !request.isTrue("IsExists")) {
+    if (transfer.state != "received" && transfer.state != "deleted" && !request.isTrue("IsExists"))
         refuseState(transfer);
-    }
     state.db.run("UPDATE transfers SET saved_file = coalesce(?2, saved_file) WHERE id = ?1", transfer.id,
                  request.optional("SavedFileID"));
     enterState(state, transfer, "deleted");
@@ -159,34 +150,30 @@ boost::json::object checkFileExistsInTransfers(State& state, const Record& reque
 
 boost::json::object updateBSSendStreamStarted(State& state, const Record& request) {
     const Transfer transfer = requireTransfer(state, request);
-    if (transfer.state != "waiting") {
+    if (transfer.state != "waiting")
         refuseState(transfer);
-    }
     return success();
 }
 
 boost::json::object updateBSSendStreamFailed(State& state, const Record& request) {
     const Transfer transfer = requireTransfer(state, request);
-    if (transfer.state != "waiting" && transfer.state != "sent") {
+    if (transfer.state != "waiting" && transfer.state != "sent")
         refuseState(transfer);
-    }
     enterState(state, transfer, "waiting");
     return success();
 }
 
 boost::json::object updateBSReceiveStreamStarted(State& state, const Record& request) {
     const Transfer transfer = requireTransfer(state, request);
-    if (transfer.state != "sent") {
+    if (transfer.state != "sent")
         refuseState(transfer);
-    }
     return success();
 }
 
 boost::json::object updateBSReceiveStreamFailed(State& state, const Record& request) {
     const Transfer transfer = requireTransfer(state, request);
-    if (transfer.state != "sent") {
+    if (transfer.state != "sent")
         refuseState(transfer);
-    }
     return success();
 }
 

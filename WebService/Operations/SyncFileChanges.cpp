@@ -11,27 +11,22 @@ enum class Change { Created, Deleted, Changed, Renamed };
 
 Change changeOf(const Record& request) {
     const std::string type = request.text("ChangeType");
-    if (type == "1" || type == "Created") {
+    if (type == "1" || type == "Created")
         return Change::Created;
-    }
-    if (type == "2" || type == "Deleted") {
+    if (type == "2" || type == "Deleted")
         return Change::Deleted;
-    }
-    if (type == "4" || type == "Changed") {
+    if (type == "4" || type == "Changed")
         return Change::Changed;
-    }
-    if (type == "8" || type == "Renamed") {
+    if (type == "8" || type == "Renamed")
         return Change::Renamed;
-    }
     throw Refusal("UnknownChange", "\"ChangeType\" is Created, Changed, Renamed or Deleted, not " + type);
 }
 
 Work<std::int64_t> apply(State& state, const Record& request) {
     Computer computer = requireComputer(state.db, request);
     // The computer's folder may have moved since it was registered.
-    if (const auto path = request.optional("QuenmarkPath")) {
+    if (const auto path = request.optional("QuenmarkPath"))
         computer.quenmarkPath = *path;
-    }
     FileTable table(state, computer);
     const FileDescription file{.fullPath = request.text("FullPath"),
                                .isFile = !request.optional("IsFile") || request.isTrue("IsFile"),
@@ -51,9 +46,8 @@ Work<std::int64_t> apply(State& state, const Record& request) {
 }
 
 Work<boost::json::object> applied(State& state, const boost::json::value& change) {
-    if (!change.is_object()) {
+    if (!change.is_object())
         throw Refusal("NotAnObject", "a change is not a JSON object");
-    }
     const Record request(change);
     const std::int64_t file = co_await apply(state, request);
     co_return boost::json::object{{"FileID", std::to_string(file)},
@@ -61,7 +55,7 @@ Work<boost::json::object> applied(State& state, const boost::json::value& change
                                   {"BaseSystemFileID", orNull(request.optional("BaseSystemFileID"))}};
 }
 
-// A refusal comes before the first change that it would undo.
+/// A refusal comes before the first change that it would undo.
 Work<boost::json::object> answerTo(State& state, const boost::json::value& change) {
     try {
         co_return co_await applied(state, change);
@@ -76,12 +70,10 @@ constexpr std::size_t mostChanges = 10'000;
 } // namespace
 
 Work<Response> syncFilesInTableAndCloud(State& state, const boost::json::value& changes) {
-    if (!changes.is_array()) {
+    if (!changes.is_array())
         throw Refusal("NotAList", "the body is not a JSON array");
-    }
-    if (changes.get_array().size() > mostChanges) {
+    if (changes.get_array().size() > mostChanges)
         throw Refusal("TooMany", "the list has more than " + std::to_string(mostChanges) + " changes");
-    }
     std::string answers = "[";
     for (const boost::json::value& change : changes.get_array()) {
         co_await pause();
@@ -103,12 +95,10 @@ boost::json::object insertSharedFilesTransfer(State& state, const Record& reques
     const Computer from = requireComputer(state.db, request);
     const Computer to = requireComputer(state.db, request, "UserComputerID");
     const auto file = findFile(state.db, request.id("FileID"));
-    if (!file || file->computer != from.id || !file->isPresent) {
+    if (!file || file->computer != from.id || !file->isPresent)
         throw Refusal("UnknownFile", "computer " + std::to_string(from.id) + " has no file " + request.text("FileID"));
-    }
-    if (from.id == to.id) {
+    if (from.id == to.id)
         throw Refusal("SameComputer", "a computer does not send files to itself");
-    }
     state.db.run("INSERT INTO computer_maps (owner, subscriber) VALUES (?1, ?2) ON CONFLICT DO NOTHING", from.id,
                  to.id);
     state.db.run("INSERT INTO transfers (file, from_computer, to_computer, is_file, change_type, full_path, "

@@ -22,12 +22,12 @@ constexpr std::size_t longestList = 4 << 20;
 constexpr int pageRows = 100;
 constexpr std::size_t pageLength = 256 << 10;
 
-// The rows behind an identifier, which is their first column and their order.
+/// The rows behind an identifier, which is their first column and their order.
 using Rows = std::function<Query(std::int64_t id)>;
-// The list's entry for a row, or nothing.
+/// The list's entry for a row, or nothing.
 using Entry = std::function<std::optional<boost::json::object>(const Query& row)>;
 
-// The JSON text of a list. It is made page by page, never as a whole in any other form.
+/// The JSON text of a list. It is made page by page, never as a whole in any other form.
 Work<std::string> listOf(Rows rows, Entry entryOf) {
     std::string text = "[";
     std::int64_t last = 0;
@@ -109,7 +109,7 @@ boost::json::object fileToReceive(const Query& row, const Computer& computer) {
             {"ToComputerID", column(row, 14)}};
 }
 
-// The computers of other users that share something with a computer of this user.
+/// The computers of other users that share something with a computer of this user.
 Query ownerComputers(Database& db, std::int64_t user, std::int64_t id) {
     return db.query("SELECT m.id, o.quenmark_path, o.id, o.is_cloud, users.mail, users.nick_name, users.id, "
                     "(SELECT id FROM computers WHERE user = o.user AND is_cloud), o.last_seen IS NOT NULL "
@@ -127,7 +127,7 @@ boost::json::object ownerComputer(const Query& row) {
             {"UserComputerMapID", column(row, 0)}, {"UserID", column(row, 6)}};
 }
 
-// The computer's folders; those that were shared, themselves or by a file that names them as its folder, have a state.
+/// The computer's folders; those that were shared, themselves or by a file that names them as its folder, have a state.
 Query sharedFolders(Database& db, const Computer& computer, std::int64_t id) {
     return db.query("SELECT files.id, "
                     "(SELECT max(state IN ('waiting', 'sent')) FROM transfers WHERE file = files.id "
@@ -139,9 +139,8 @@ Query sharedFolders(Database& db, const Computer& computer, std::int64_t id) {
 }
 
 std::optional<boost::json::object> sharedFolder(const Query& row) {
-    if (row.isNull(1) && row.isNull(2)) {
+    if (row.isNull(1) && row.isNull(2))
         return std::nullopt;
-    }
     const bool isPending = row.integer(1) != 0 || row.integer(2) != 0;
     return boost::json::object{{"FileID", column(row, 0)}, {"SharedStatus", isPending ? "Pending" : "Shared"}};
 }
@@ -153,9 +152,8 @@ Work<Response> getSharedFilesTransferData(State& state, const boost::json::value
     Database& db = state.db;
     const User user = requireUser(db, request);
     const Computer computer = requireComputer(db, request);
-    if (computer.user != user.id) {
+    if (computer.user != user.id)
         throw Refusal("WrongUser", "computer " + std::to_string(computer.id) + " belongs to another user");
-    }
     std::string text = R"({"FileToTransfer":)";
     text += co_await listOf([&](std::int64_t id) { return filesToSend(db, computer, id); },
                             [&](const Query& row) { return fileToSend(row, computer); });

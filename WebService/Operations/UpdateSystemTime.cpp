@@ -13,9 +13,8 @@ std::optional<std::string> latestVersion(Database& db) {
     std::optional<std::string> latest;
     for (Query row = db.query("SELECT DISTINCT version FROM computers WHERE version IS NOT NULL"); row.next();) {
         // strverscmp(3) compares the numbers in texts by their value.
-        if (std::string version = row.text(0); !latest || ::strverscmp(latest->c_str(), version.c_str()) < 0) {
+        if (std::string version = row.text(0); !latest || ::strverscmp(latest->c_str(), version.c_str()) < 0)
             latest = std::move(version);
-        }
     }
     return latest;
 }

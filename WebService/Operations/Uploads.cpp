@@ -12,7 +12,7 @@ namespace {
 
 using Fields = std::array<std::pair<std::string_view, std::string>, 7>;
 
-// The item as it is told in an answer's keys and in a stream's header fields.
+/// The item as it is told in an answer's keys and in a stream's header fields.
 Fields fieldsOf(const Upload& upload) {
     const std::string id = std::to_string(upload.id);
     return {{{"FileName", upload.name},
@@ -33,9 +33,8 @@ Response streamResponse(std::string status) {
 
 Response itemResponse(const Upload& upload) {
     Response response = streamResponse("0");
-    for (auto& [name, value] : fieldsOf(upload)) {
+    for (auto& [name, value] : fieldsOf(upload))
         response.headers.emplace_back(name, std::move(value));
-    }
     return response;
 }
 
@@ -66,17 +65,15 @@ Response streamFile(State& state, const Upload& upload, std::uint64_t offset) {
 
 Upload requireUpload(State& state, const Record& request) {
     auto upload = state.ledger.find(request.id("FileUploadID"));
-    if (!upload) {
+    if (!upload)
         throw Refusal("UnknownUpload", "there is no upload " + request.text("FileUploadID"));
-    }
     return std::move(*upload);
 }
 
 Upload requirePending(State& state, const Record& request) {
     Upload upload = requireUpload(state, request);
-    if (!upload.pending) {
+    if (!upload.pending)
         throw Refusal("NotPending", "upload " + std::to_string(upload.id) + " is no longer pending");
-    }
     return upload;
 }
 
@@ -84,14 +81,12 @@ Upload requirePending(State& state, const Record& request) {
 
 boost::json::object getTopFileUpload(State& state, const Record& request) {
     const auto upload = state.queue.offerTop(request.text("ToComputerID"));
-    if (!upload) {
+    if (!upload)
         return nothing();
-    }
     boost::json::object answer = success();
     answer["Attachment"] = nullptr;
-    for (const auto& [key, value] : fieldsOf(*upload)) {
+    for (const auto& [key, value] : fieldsOf(*upload))
         answer[key] = value;
-    }
     answer["error"] = nullptr;
     return answer;
 }
@@ -99,21 +94,18 @@ boost::json::object getTopFileUpload(State& state, const Record& request) {
 Response getTopFileUploadWithStream(State& state, const Record& request) {
     const std::string computer = request.text("ToComputerID");
     const auto offset = decimal(request.optional("Length").value_or("0"));
-    if (!offset) {
+    if (!offset)
         throw Refusal("BadLength", "\"Length\" is not a number of bytes");
-    }
     const auto upload = state.queue.current(computer);
-    if (!upload || !upload->pending) {
+    if (!upload || !upload->pending)
         return streamResponse("2");
-    }
     return upload->isFile ? streamFile(state, *upload, static_cast<std::uint64_t>(*offset)) : itemResponse(*upload);
 }
 
 Response refusedDownload(Response refusal) {
     if (std::ranges::find(refusal.headers, "ReturnStatus", &std::pair<std::string, std::string>::first) !=
-        refusal.headers.end()) {
+        refusal.headers.end())
         return refusal;
-    }
     Response response = streamResponse(refusal.status >= 500 ? "2" : "1");
     response.status = refusal.status;
     boost::json::error_code none;
@@ -129,9 +121,8 @@ Response refusedDownload(Response refusal) {
 
 boost::json::object updateFileUpload(State& state, const Record& request) {
     const Upload upload = requireUpload(state, request);
-    if (const auto name = request.optional("FileName"); name && *name != upload.name) {
+    if (const auto name = request.optional("FileName"); name && *name != upload.name)
         logLine("upload " + std::to_string(upload.id) + " is " + upload.name + ", but acknowledged as " + *name);
-    }
     state.ledger.acknowledge(upload);
     return done();
 }

@@ -30,9 +30,8 @@ std::string Upload::outboxPath() const {
 std::optional<OutboxLedger::Known> OutboxLedger::known(std::string_view computer, std::string_view name) {
     Query row = db_.query("SELECT is_file, inode, size, modified, upload FROM outbox WHERE computer = ?1 AND name = ?2",
                           computer, name);
-    if (!row.next()) {
+    if (!row.next())
         return std::nullopt;
-    }
     return Known{.isFile = row.integer(0) != 0,
                  .identity = {.inode = static_cast<std::uint64_t>(row.integer(1)),
                               .size = static_cast<std::uint64_t>(row.integer(2)),
@@ -69,9 +68,8 @@ bool OutboxLedger::knowsFolder(std::string_view computer, std::string_view name)
 
 void OutboxLedger::folderSeen(std::string_view computer, std::string_view name) {
     const auto old = known(computer, name);
-    if (old && !old->isFile) {
+    if (old && !old->isFile)
         return;
-    }
     itemGone(computer, name);
     enter(computer, name, false, {}, queue(computer, name, false, lastPosition(computer) + 1));
 }
@@ -80,9 +78,8 @@ void OutboxLedger::fileSeen(std::string_view computer, std::string_view name, co
                             bool rewritten) {
     const auto old = known(computer, name);
     if (old && old->isFile) {
-        if (rewritten || old->identity != identity) {
+        if (rewritten || old->identity != identity)
             replace(computer, name, *old, identity);
-        }
         return;
     }
     itemGone(computer, name);
@@ -108,13 +105,11 @@ void OutboxLedger::replace(std::string_view computer, std::string_view name, con
 
 bool OutboxLedger::touched(std::string_view computer, std::string_view name, const FileIdentity& identity) {
     const auto old = known(computer, name);
-    if (!old || !old->isFile) {
+    if (!old || !old->isFile)
         return false;
-    }
     // Another inode or size is another content, and another event tells of that.
-    if (old->identity.inode == identity.inode && old->identity.size == identity.size && old->identity != identity) {
+    if (old->identity.inode == identity.inode && old->identity.size == identity.size && old->identity != identity)
         enter(computer, name, true, identity, old->upload);
-    }
     return true;
 }
 
@@ -131,7 +126,7 @@ Work<> OutboxLedger::gone(std::string computer, std::string name) {
     co_await goneBetween(computer, name + '\\', name + ']');
 }
 
-// Everything of the computer from one name on up to another one, page by page.
+/// Everything of the computer from one name on up to another one, page by page.
 Work<> OutboxLedger::goneBetween(const std::string& computer, std::string name, const std::string& end) {
     while (true) {
         std::string next = end;
@@ -139,17 +134,15 @@ Work<> OutboxLedger::goneBetween(const std::string& computer, std::string name, 
             Query row = db_.query("SELECT name FROM outbox WHERE computer = ?1 AND name >= ?2 AND name < ?3 "
                                   "ORDER BY name LIMIT 1 OFFSET ?4",
                                   computer, name, end, pageSize);
-            if (row.next()) {
+            if (row.next())
                 next = row.text(0);
-            }
         }
         db_.run("UPDATE uploads SET state = 'withdrawn' WHERE state = 'pending' AND id IN "
                 "(SELECT upload FROM outbox WHERE computer = ?1 AND name >= ?2 AND name < ?3)",
                 computer, name, next);
         db_.run("DELETE FROM outbox WHERE computer = ?1 AND name >= ?2 AND name < ?3", computer, name, next);
-        if (next == end) {
+        if (next == end)
             co_return;
-        }
         name = std::move(next);
         co_await pause();
     }
@@ -175,13 +168,11 @@ Work<> OutboxLedger::keepOnly(const std::unordered_set<std::string>& present) {
              row.next(); ++found) {
             computer = row.text(0);
             name = row.text(1);
-            if (!present.contains(key(computer, name))) {
+            if (!present.contains(key(computer, name)))
                 missing.emplace_back(computer, name);
-            }
         }
-        for (const auto& [owner, item] : missing) {
+        for (const auto& [owner, item] : missing)
             itemGone(owner, item);
-        }
         co_await pause();
     }
 }
@@ -190,9 +181,8 @@ std::optional<Upload> OutboxLedger::nextPending(std::string_view computer, std::
     Query row = db_.query("SELECT id, computer, name, is_file, state, tainted, position FROM uploads "
                           "WHERE computer = ?1 AND state = 'pending' AND position > ?2 ORDER BY position LIMIT 1",
                           computer, position);
-    if (!row.next()) {
+    if (!row.next())
         return std::nullopt;
-    }
     position = row.integer(6);
     return readUpload(row);
 }
@@ -203,9 +193,8 @@ std::optional<Upload> OutboxLedger::find(std::int64_t id) {
 }
 
 void OutboxLedger::offer(const Upload& upload) {
-    if (const auto last = offered(upload.computer); last && last->id == upload.id) {
+    if (const auto last = offered(upload.computer); last && last->id == upload.id)
         return; // the usual case of a poll: nothing to write
-    }
     db_.run("INSERT INTO offers (computer, upload) VALUES (?1, ?2) ON CONFLICT (computer) DO UPDATE "
             "SET upload = excluded.upload",
             upload.computer, upload.id);

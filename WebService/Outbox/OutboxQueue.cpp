@@ -4,7 +4,7 @@ namespace webservice {
 
 namespace {
 
-// A computer with more files than this that are being written to is told that nothing waits, and asks again.
+/// A computer with more files than this that are being written to is told that nothing waits, and asks again.
 constexpr int mostPassedOver = 500;
 
 } // namespace
@@ -13,9 +13,8 @@ std::optional<Upload> OutboxQueue::offerTop(std::string_view computer) {
     std::int64_t position = -1;
     for (int passedOver = 0; passedOver < mostPassedOver; ++passedOver) {
         const auto upload = ledger_.nextPending(computer, position);
-        if (!upload) {
+        if (!upload)
             break;
-        }
         const auto status = tree_.status(upload->outboxPath());
         if (!status || (upload->isFile ? !S_ISREG(status->st_mode) : !S_ISDIR(status->st_mode))) {
             ledger_.itemGone(upload->computer, upload->name);
@@ -29,12 +28,10 @@ std::optional<Upload> OutboxQueue::offerTop(std::string_view computer) {
 
 std::optional<Upload> OutboxQueue::current(std::string_view computer) {
     auto upload = ledger_.offered(computer);
-    if (!upload) {
+    if (!upload)
         return offerTop(computer);
-    }
-    if (!upload->pending) {
+    if (!upload->pending)
         ledger_.forgetOffer(computer);
-    }
     return upload;
 }
 
@@ -42,9 +39,8 @@ Descriptor OutboxQueue::openFile(const Upload& upload) const {
     Descriptor file = tree_.open(upload.outboxPath());
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        writersOf(file.get()) == Writers::Some) {
+        writersOf(file.get()) == Writers::Some)
         return {};
-    }
     return file;
 }
 

@@ -14,15 +14,14 @@ namespace {
 
 constexpr std::size_t batchSize = 500;
 
-// Some of what is in the folder; nothing when it is empty or cannot be read.
+/// Some of what is in the folder; nothing when it is empty or cannot be read.
 std::vector<std::filesystem::path> someEntries(const std::filesystem::path& folder, std::error_code& error) {
     std::vector<std::filesystem::path> found;
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
         found.push_back(entry->path());
-        if (found.size() == batchSize) {
+        if (found.size() == batchSize)
             break;
-        }
     }
     return found;
 }
@@ -34,13 +33,12 @@ bool isFolder(const std::filesystem::path& path) {
 
 } // namespace
 
-// A folder in the folder is moved out of it before it is emptied in its turn, so that no path gets long, however deep
-// the folders lie in one another.
+/// A folder in the folder is moved out of it before it is emptied in its turn, so that no path gets long, however deep
+/// the folders lie in one another.
 Work<> removeFromOutbox(State& state, std::string relative) {
     std::vector<std::filesystem::path> waiting;
-    if (std::string aside = state.incomingPath(); state.tree.moveOut(relative, aside)) {
+    if (std::string aside = state.incomingPath(); state.tree.moveOut(relative, aside))
         waiting.emplace_back(std::move(aside));
-    }
     std::error_code error;
     while (!waiting.empty() && !error) {
         const std::filesystem::path next = waiting.back();
@@ -60,9 +58,8 @@ Work<> removeFromOutbox(State& state, std::string relative) {
         }
         co_await pause();
     }
-    if (error) {
+    if (error)
         logLine("cannot remove all of " + relative + ": " + error.message());
-    }
 }
 
 } // namespace webservice

@@ -7,9 +7,9 @@
 
 namespace webservice {
 
-// Removes the file or folder from the outbox; nothing when there is none. It leaves the outbox at once, as a whole; a
-// folder's contents are then removed one by one. `relative` is a path in the outbox, "COMPUTER/Docs". What hinders the
-// removal is logged; what is left over then goes at the next start.
+/// Removes the file or folder from the outbox; nothing when there is none. It leaves the outbox at once, as a whole; a
+/// folder's contents are then removed one by one. `relative` is a path in the outbox, "COMPUTER/Docs". What hinders the
+/// removal is logged; what is left over then goes at the next start.
 Work<> removeFromOutbox(State& state, std::string relative);
 
 } // namespace webservice

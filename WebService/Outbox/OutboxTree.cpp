@@ -29,13 +29,11 @@ OutboxTree::OutboxTree(std::string path) : path_(std::move(path)) {
 }
 
 void OutboxTree::renew() {
-    if (::mkdir(path_.c_str(), 0777) != 0 && errno != EEXIST) {
+    if (::mkdir(path_.c_str(), 0777) != 0 && errno != EEXIST)
         throwErrno("cannot make the folder " + path_);
-    }
     root_ = Descriptor(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!root_) {
+    if (!root_)
         throwErrno("cannot open " + path_);
-    }
 }
 
 bool OutboxTree::isCurrent() const {
@@ -49,18 +47,16 @@ std::string OutboxTree::absolute(std::string_view relative) const {
     return relative.empty() ? path_ : (path_ + '/').append(relative);
 }
 
-// The folder that holds the path's last component, which is stored in `last`.
+/// The folder that holds the path's last component, which is stored in `last`.
 Descriptor OutboxTree::openParent(std::string_view relative, std::string& last, bool makeMissing) const {
     Descriptor folder(::openat(root_.get(), ".", folderFlags));
     while (folder) {
         const std::size_t end = relative.find('/');
         last = relative.substr(0, end);
-        if (end == std::string_view::npos) {
+        if (end == std::string_view::npos)
             break;
-        }
-        if (makeMissing && ::mkdirat(folder.get(), last.c_str(), 0777) != 0 && errno != EEXIST) {
+        if (makeMissing && ::mkdirat(folder.get(), last.c_str(), 0777) != 0 && errno != EEXIST)
             return {};
-        }
         folder = Descriptor(::openat(folder.get(), last.c_str(), folderFlags));
         relative.remove_prefix(end + 1);
     }
@@ -70,9 +66,8 @@ Descriptor OutboxTree::openParent(std::string_view relative, std::string& last, 
 Descriptor OutboxTree::open(std::string_view relative) const {
     std::string last;
     const Descriptor parent = openParent(relative, last);
-    if (!parent) {
+    if (!parent)
         return {};
-    }
     return Descriptor(::openat(parent.get(), last.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
@@ -80,18 +75,16 @@ std::optional<struct stat> OutboxTree::status(std::string_view relative) const {
     std::string last;
     const Descriptor parent = openParent(relative, last);
     struct stat found {};
-    if (!parent || ::fstatat(parent.get(), last.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (!parent || ::fstatat(parent.get(), last.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0)
         return std::nullopt;
-    }
     return found;
 }
 
 void OutboxTree::makeFolder(std::string_view relative) const {
     std::string last;
     const Descriptor parent = openParent(relative, last);
-    if (!parent || (::mkdirat(parent.get(), last.c_str(), 0777) != 0 && errno != EEXIST)) {
+    if (!parent || (::mkdirat(parent.get(), last.c_str(), 0777) != 0 && errno != EEXIST))
         throwErrno("cannot make the folder " + absolute(relative));
-    }
     if (!Descriptor(::openat(parent.get(), last.c_str(), folderFlags))) {
         errno = EEXIST;
         throwErrno("cannot make the folder " + absolute(relative));
@@ -100,28 +93,24 @@ void OutboxTree::makeFolder(std::string_view relative) const {
 
 void OutboxTree::makeFoldersOf(std::string_view relative) const {
     std::string last;
-    if (!openParent(relative, last, true)) {
+    if (!openParent(relative, last, true))
         throwErrno("cannot make the folders of " + absolute(relative));
-    }
 }
 
 void OutboxTree::moveIn(const std::string& from, std::string_view relative) const {
     std::string last;
     const Descriptor parent = openParent(relative, last);
-    if (!parent || ::renameat(AT_FDCWD, from.c_str(), parent.get(), last.c_str()) != 0) {
+    if (!parent || ::renameat(AT_FDCWD, from.c_str(), parent.get(), last.c_str()) != 0)
         throwErrno("cannot place " + absolute(relative));
-    }
 }
 
 bool OutboxTree::moveOut(std::string_view relative, const std::string& to) const {
     std::string last;
     const Descriptor parent = openParent(relative, last);
-    if (parent && ::renameat(parent.get(), last.c_str(), AT_FDCWD, to.c_str()) == 0) {
+    if (parent && ::renameat(parent.get(), last.c_str(), AT_FDCWD, to.c_str()) == 0)
         return true;
-    }
-    if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
+    if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
         throwErrno("cannot take " + absolute(relative) + " out of the outbox");
-    }
     return false;
 }
 

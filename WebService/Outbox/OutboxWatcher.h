@@ -21,44 +21,44 @@ struct inotify_event;
 
 namespace webservice {
 
-// Follows the outbox with inotify(7) and keeps the ledger true to it.
-//
-// A file is told to the ledger when it is finished: when a writer closes it or it is renamed into place, and no other
-// writer has it open (see writersOf). A file that a scan finds, at the start or in a folder that has just appeared, is
-// finished when nobody has it open for writing; otherwise the writer's closing is waited for, which cannot be missed,
-// since a folder is watched before it is scanned. Three kinds of file are looked at again a second later, in
-// settle(): an empty one found by a scan (its maker may be between making and opening it), one that appears without
-// being closed (a link to a nameless or existing file, mknod), and one whose writers the kernel does not tell (it is
-// taken as finished when it has not changed for three seconds). Where the kernel allows no more watches, the outbox is
-// looked through every five seconds instead.
-//
-// Much may happen in an outbox at once: a folder with many thousand files is moved in or out. It is taken in by slices,
-// each in one transaction.
+/// Follows the outbox with inotify(7) and keeps the ledger true to it.
+///
+/// A file is told to the ledger when it is finished: when a writer closes it or it is renamed into place, and no other
+/// writer has it open (see writersOf). A file that a scan finds, at the start or in a folder that has just appeared, is
+/// finished when nobody has it open for writing; otherwise the writer's closing is waited for, which cannot be missed,
+/// since a folder is watched before it is scanned. Three kinds of file are looked at again a second later, in
+/// settle(): an empty one found by a scan (its maker may be between making and opening it), one that appears without
+/// being closed (a link to a nameless or existing file, mknod), and one whose writers the kernel does not tell (it is
+/// taken as finished when it has not changed for three seconds). Where the kernel allows no more watches, the outbox is
+/// looked through every five seconds instead.
+///
+/// Much may happen in an outbox at once: a folder with many thousand files is moved in or out. It is taken in by
+/// slices, each in one transaction.
 class OutboxWatcher {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // Watches and scans the whole outbox. Throws std::system_error when inotify is not to be had.
+    /// Watches and scans the whole outbox. Throws std::system_error when inotify is not to be had.
     OutboxWatcher(OutboxTree& tree, OutboxLedger& ledger, Database& db);
 
-    // Readable when drain() has something to do.
+    /// Readable when drain() has something to do.
     int descriptor() const { return inotify_.get(); }
 
-    // Takes in everything that has happened in the outbox up to now. Throws DatabaseBusy when another process has the
-    // database locked.
+    /// Takes in everything that has happened in the outbox up to now. Throws DatabaseBusy when another process has the
+    /// database locked.
     void drain();
 
-    // The same, a slice of it: true when everything has been taken in; false when there is more to do, or another
-    // process has the database locked.
+    /// The same, a slice of it: true when everything has been taken in; false when there is more to do, or another
+    /// process has the database locked.
     bool drainSome(Clock::duration slice);
 
-    // Looks again at the files that could not be judged when they appeared. To be called about once a second.
+    /// Looks again at the files that could not be judged when they appeared. To be called about once a second.
     void settle(Clock::time_point now);
 
-    // The same, to be done by the next calls of drainSome().
+    /// The same, to be done by the next calls of drainSome().
     void settleSoon(Clock::time_point now) { settleWanted_ = now; }
 
-    // This process has put a folder or a finished file at the path. It is taken in at once, without its event.
+    /// This process has put a folder or a finished file at the path. It is taken in at once, without its event.
     void placed(const std::string& path);
 
 private:

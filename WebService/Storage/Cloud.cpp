@@ -12,7 +12,7 @@ namespace webservice {
 
 namespace {
 
-// With backslashes only, and none at either end.
+/// With backslashes only, and none at either end.
 std::string bare(std::string_view path) {
     std::string text(path);
     std::ranges::replace(text, '/', '\\');
@@ -38,9 +38,8 @@ std::optional<std::string> nameWithin(std::string_view quenmarkPath, std::string
     const std::string base = bare(quenmarkPath);
     if (!base.empty() && path.starts_with(base + '\\')) {
         path.erase(0, base.size() + 1);
-        if (path.starts_with("Quenmark\\")) {
+        if (path.starts_with("Quenmark\\"))
             path.erase(0, std::string_view("Quenmark\\").size());
-        }
     }
     return wireName(outboxPath(path));
 }
@@ -83,18 +82,16 @@ std::vector<CloudFile> Cloud::filesOf(std::int64_t user, std::int64_t id) const 
     for (Query row = db_.query("SELECT id, user, full_path, name, size, request, transit_path FROM cloud "
                                "WHERE user = ?1 AND id > ?2 ORDER BY id LIMIT 300",
                                user, id);
-         row.next();) {
+         row.next();)
         files.push_back(readFile(row));
-    }
     return files;
 }
 
 void Cloud::remove(std::int64_t user, std::string_view fullPath) {
     Query row =
         db_.query("DELETE FROM cloud WHERE coalesce(user, 0) = ?1 AND full_path = ?2 RETURNING id", user, fullPath);
-    while (row.next()) {
+    while (row.next())
         std::filesystem::remove(contentPath(row.integer(0)));
-    }
 }
 
 void Cloud::rename(std::int64_t user, std::string_view from, std::string_view to,

@@ -16,9 +16,8 @@ constexpr auto briefly = 5ms;
 
 [[noreturn]] void fail(sqlite3* db, const std::string& what) {
     const std::string text = what + ": " + (db != nullptr ? sqlite3_errmsg(db) : "out of memory");
-    if (db != nullptr && sqlite3_errcode(db) == SQLITE_BUSY) {
+    if (db != nullptr && sqlite3_errcode(db) == SQLITE_BUSY)
         throw DatabaseBusy(text);
-    }
     throw DatabaseError(text);
 }
 
@@ -34,9 +33,8 @@ Query::Query(Query&& other) noexcept
     : db_(other.db_), statement_(std::exchange(other.statement_, nullptr)), owned_(other.owned_) {}
 
 Query::~Query() {
-    if (statement_ == nullptr) {
+    if (statement_ == nullptr)
         return;
-    }
     if (owned_) {
         sqlite3_finalize(statement_);
     } else {
@@ -48,21 +46,18 @@ Query::~Query() {
 void Query::bind(int index, std::string_view value) {
     // An empty view may have no address, which SQLite would take for NULL.
     const char* data = value.data() != nullptr ? value.data() : "";
-    if (sqlite3_bind_text64(statement_, index, data, value.size(), SQLITE_TRANSIENT, SQLITE_UTF8) != SQLITE_OK) {
+    if (sqlite3_bind_text64(statement_, index, data, value.size(), SQLITE_TRANSIENT, SQLITE_UTF8) != SQLITE_OK)
         fail(db_, "cannot bind a text");
-    }
 }
 
 void Query::bind(int index, std::int64_t value) {
-    if (sqlite3_bind_int64(statement_, index, value) != SQLITE_OK) {
+    if (sqlite3_bind_int64(statement_, index, value) != SQLITE_OK)
         fail(db_, "cannot bind a number");
-    }
 }
 
 void Query::bind(int index, std::nullptr_t) {
-    if (sqlite3_bind_null(statement_, index) != SQLITE_OK) {
+    if (sqlite3_bind_null(statement_, index) != SQLITE_OK)
         fail(db_, "cannot bind NULL");
-    }
 }
 
 bool Query::next() {
@@ -111,30 +106,26 @@ Database::Database(const std::string& path, std::chrono::milliseconds patience) 
 }
 
 Database::~Database() {
-    for (const auto& [sql, statement] : prepared_) {
+    for (const auto& [sql, statement] : prepared_)
         sqlite3_finalize(statement);
-    }
     sqlite3_close(db_);
 }
 
 Query Database::start(const char* sql) {
     const auto known = prepared_.find(sql);
-    if (known != prepared_.end() && sqlite3_stmt_busy(known->second) == 0) {
+    if (known != prepared_.end() && sqlite3_stmt_busy(known->second) == 0)
         return Query(db_, known->second, false);
-    }
     sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
+    if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
         fail(db_, sql);
-    }
     // The kept statement of this text may be in the middle of its rows; then this use has one of its own.
     const bool kept = known == prepared_.end() && prepared_.emplace(sql, statement).second;
     return Query(db_, statement, !kept);
 }
 
 void Database::script(const char* sql) {
-    if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
         fail(db_, "cannot run a script");
-    }
 }
 
 std::int64_t Database::lastId() const {
@@ -143,9 +134,8 @@ std::int64_t Database::lastId() const {
 
 std::vector<std::string> Database::statements() const {
     std::vector<std::string> texts;
-    for (const auto& [sql, statement] : prepared_) {
+    for (const auto& [sql, statement] : prepared_)
         texts.emplace_back(sql);
-    }
     return texts;
 }
 
@@ -165,11 +155,10 @@ Transaction::Transaction(Database& db) : db_(&db), isNested_(db.isInTransaction(
     db_->run(isNested_ ? "SAVEPOINT transaction_scope" : "BEGIN IMMEDIATE");
 }
 
-// Many may find the database locked at the same time; only one of them waits for it, the others come back later.
+/// Many may find the database locked at the same time; only one of them waits for it, the others come back later.
 std::optional<Transaction> Transaction::ifUnlocked(Database& db) {
-    if (!db.isInTransaction() && std::chrono::steady_clock::now() < db.lockedUntil_) {
+    if (!db.isInTransaction() && std::chrono::steady_clock::now() < db.lockedUntil_)
         return std::nullopt;
-    }
     try {
         return Transaction(db);
     } catch (const DatabaseBusy&) {
@@ -180,9 +169,8 @@ std::optional<Transaction> Transaction::ifUnlocked(Database& db) {
 
 Transaction::~Transaction() {
     // After some errors, a full disk among them, SQLite has rolled everything back by itself.
-    if (!isOpen_ || !db_->isInTransaction()) {
+    if (!isOpen_ || !db_->isInTransaction())
         return;
-    }
     try {
         rollBack();
     } catch (const DatabaseError& error) {

@@ -17,19 +17,19 @@ struct sqlite3_stmt;
 
 namespace webservice {
 
-// SQLite refused or failed; the text says what.
+/// SQLite refused or failed; the text says what.
 class DatabaseError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// Another process has the database locked, and has kept it so for as long as it was waited for.
+/// Another process has the database locked, and has kept it so for as long as it was waited for.
 class DatabaseBusy : public DatabaseError {
 public:
     using DatabaseError::DatabaseError;
 };
 
-// One use of a prepared statement: bound on construction, stepped with next(), reset on destruction.
+/// One use of a prepared statement: bound on construction, stepped with next(), reset on destruction.
 class Query {
 public:
     Query(sqlite3* db, sqlite3_stmt* statement, bool owned);
@@ -51,7 +51,7 @@ public:
         value ? bind(index, *value) : bind(index, nullptr);
     }
 
-    // Steps to the next row; false when there is none.
+    /// Steps to the next row; false when there is none.
     bool next();
 
     bool isNull(int column) const;
@@ -65,17 +65,17 @@ private:
     bool owned_;
 };
 
-// One SQLite database file, used from one thread. Statements are prepared once for each SQL text and kept.
+/// One SQLite database file, used from one thread. Statements are prepared once for each SQL text and kept.
 class Database {
 public:
-    // Opens or creates the file, in write-ahead mode. Where another process has it locked, every statement waits for
-    // up to `patience`. Throws DatabaseError.
+    /// Opens or creates the file, in write-ahead mode. Where another process has it locked, every statement waits for
+    /// up to `patience`. Throws DatabaseError.
     explicit Database(const std::string& path, std::chrono::milliseconds patience = std::chrono::seconds(5));
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
     ~Database();
 
-    // The SQL text must be a literal: it is kept by address. Values go to ?1, ?2, … in order.
+    /// The SQL text must be a literal: it is kept by address. Values go to ?1, ?2, … in order.
     template <typename... Values>
     Query query(const char* sql, const Values&... values) {
         Query result = start(sql);
@@ -84,7 +84,7 @@ public:
         return result;
     }
 
-    // Runs a statement that gives no rows; answers how many rows it changed.
+    /// Runs a statement that gives no rows; answers how many rows it changed.
     template <typename... Values>
     int run(const char* sql, const Values&... values) {
         Query statement = query(sql, values...);
@@ -93,19 +93,19 @@ public:
         return changes();
     }
 
-    // Runs any number of statements without values (schema, pragmas).
+    /// Runs any number of statements without values (schema, pragmas).
     void script(const char* sql);
 
     std::int64_t lastId() const;
 
-    // The texts of all queries that were made up to now.
+    /// The texts of all queries that were made up to now.
     std::vector<std::string> statements() const;
 
-    // How long a locked database is waited for in all.
+    /// How long a locked database is waited for in all.
     std::chrono::milliseconds patience() const { return patience_; }
 
-    // From now on no statement waits for a lock for longer than a few milliseconds, since it would hold a loop up.
-    // Whoever finds the database locked tries again, for as long as `patience`.
+    /// From now on no statement waits for a lock for longer than a few milliseconds, since it would hold a loop up.
+    /// Whoever finds the database locked tries again, for as long as `patience`.
     void waitBriefly();
 
 private:
@@ -120,16 +120,16 @@ private:
     std::unordered_map<const char*, sqlite3_stmt*> prepared_;
 };
 
-// All or nothing: rolled back unless commit() was reached. A transaction inside another one joins it. The outermost one
-// takes the lock for writing at its beginning, which is the only time that it waits for another process: a lock that
-// is taken later, at the first change, is refused without any waiting when somebody has written meanwhile
-// (https://www.sqlite.org/isolation.html).
+/// All or nothing: rolled back unless commit() was reached. A transaction inside another one joins it. The outermost
+/// one takes the lock for writing at its beginning, which is the only time that it waits for another process: a lock
+/// that is taken later, at the first change, is refused without any waiting when somebody has written meanwhile
+/// (https://www.sqlite.org/isolation.html).
 class Transaction {
 public:
-    // Throws DatabaseBusy when another process has the database locked.
+    /// Throws DatabaseBusy when another process has the database locked.
     explicit Transaction(Database& db);
 
-    // None when another process has the database locked.
+    /// None when another process has the database locked.
     static std::optional<Transaction> ifUnlocked(Database& db);
 
     Transaction(Transaction&& other) noexcept

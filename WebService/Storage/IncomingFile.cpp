@@ -6,9 +6,8 @@ namespace webservice {
 
 IncomingFile::IncomingFile(std::string path)
     : path_(std::move(path)), file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
-    if (!file_) {
+    if (!file_)
         throwErrno("cannot open " + path_);
-    }
 }
 
 IncomingFile::~IncomingFile() {
@@ -19,9 +18,8 @@ void IncomingFile::append(std::string_view piece) {
     size_ += piece.size();
     while (!piece.empty()) {
         const ssize_t written = ::write(file_.get(), piece.data(), piece.size());
-        if (written < 0) {
+        if (written < 0)
             throwErrno("cannot write " + path_);
-        }
         piece.remove_prefix(static_cast<std::size_t>(written));
     }
 }

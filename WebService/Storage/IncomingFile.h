@@ -8,8 +8,8 @@
 
 namespace webservice {
 
-// A file that is being received, under a name of its own; removed again unless it was moved elsewhere. Throws
-// std::system_error.
+/// A file that is being received, under a name of its own; removed again unless it was moved elsewhere. Throws
+/// std::system_error.
 class IncomingFile {
 public:
     explicit IncomingFile(std::string path);

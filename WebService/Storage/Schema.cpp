@@ -7,12 +7,12 @@ namespace webservice {
 
 namespace {
 
-// Version 1: the outbox, what was offered of it, and the error log.
-//
-// `uploads` has a row for every FileUploadID ever given out. `sent` says that bytes of it went over the wire;
-// `tainted` that the computer may hold bytes of an earlier content of that name, so that a resume would mix the two.
-// `outbox` says what lies in the outbox now and which upload announced it. `offers` holds, for each computer, the
-// upload that the last poll named.
+/// Version 1: the outbox, what was offered of it, and the error log.
+///
+/// `uploads` has a row for every FileUploadID ever given out. `sent` says that bytes of it went over the wire;
+/// `tainted` that the computer may hold bytes of an earlier content of that name, so that a resume would mix the two.
+/// `outbox` says what lies in the outbox now and which upload announced it. `offers` holds, for each computer, the
+/// upload that the last poll named.
 constexpr const char* version1 = R"sql(
 CREATE TABLE uploads (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -51,13 +51,13 @@ CREATE TABLE errors (
 );
 )sql";
 
-// Version 2: accounts, file tables, requests, deletions and sharing.
-//
-// `files` is what the computers have told of their own files; a row stays, not `present`, when the file is deleted.
-// `name` is the path within the Quenmark folder as a wire name, NULL when it cannot be expressed. `cloud` has the
-// contents that were streamed up; the file cloud/ID holds the bytes. A transfer goes from 'waiting' through 'sent' and
-// 'received' to 'deleted'. `stream`, `send_stream` and `receive_stream` are what was last reported: NULL, 'started' or
-// 'failed'.
+/// Version 2: accounts, file tables, requests, deletions and sharing.
+///
+/// `files` is what the computers have told of their own files; a row stays, not `present`, when the file is deleted.
+/// `name` is the path within the Quenmark folder as a wire name, NULL when it cannot be expressed. `cloud` has the
+/// contents that were streamed up; the file cloud/ID holds the bytes. A transfer goes from 'waiting' through 'sent' and
+/// 'received' to 'deleted'. `stream`, `send_stream` and `receive_stream` are what was last reported: NULL, 'started' or
+/// 'failed'.
 constexpr const char* version2 = R"sql(
 ALTER TABLE uploads ADD COLUMN stream TEXT;
 CREATE TABLE users (
@@ -154,11 +154,11 @@ CREATE INDEX transfers_out ON transfers (from_computer, state);
 CREATE INDEX transfers_in ON transfers (to_computer, state);
 )sql";
 
-// Version 3: nothing is searched for without an index, however much has come together, and nothing is kept that is
-// never read.
-//
-// `upload_counts` has the number of a computer's uploads in each state. A request has the computer that it asks, and
-// its `position` among those that wait.
+/// Version 3: nothing is searched for without an index, however much has come together, and nothing is kept that is
+/// never read.
+///
+/// `upload_counts` has the number of a computer's uploads in each state. A request has the computer that it asks, and
+/// its `position` among those that wait.
 constexpr const char* version3 = R"sql(
 CREATE TABLE upload_counts (
     computer TEXT NOT NULL,
@@ -213,10 +213,9 @@ void prepareSchema(Database& db) {
         version.next();
         present = static_cast<std::size_t>(version.integer(0));
     }
-    if (present > versions.size()) {
+    if (present > versions.size())
         throw DatabaseError("the state has schema version " + std::to_string(present) + ", later than " +
                             std::to_string(versions.size()));
-    }
     for (std::size_t next = present; next < versions.size(); ++next) {
         db.script(versions.at(next));
         db.script(("PRAGMA user_version = " + std::to_string(next + 1)).c_str());

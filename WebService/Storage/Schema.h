@@ -6,11 +6,11 @@
 
 namespace webservice {
 
-// Brings the database to the present schema, whichever earlier version it has, in one transaction. Throws
-// DatabaseError when the file was written by a later version.
+/// Brings the database to the present schema, whichever earlier version it has, in one transaction. Throws
+/// DatabaseError when the file was written by a later version.
 void prepareSchema(Database& db);
 
-// A database that has the present schema, for use on a loop: see waitBriefly().
+/// A database that has the present schema, for use on a loop: see waitBriefly().
 class StateDatabase : public Database {
 public:
     explicit StateDatabase(const std::string& path, std::chrono::milliseconds patience = std::chrono::seconds(5))

@@ -20,28 +20,25 @@ Crowd::Crowd(std::uint16_t port, int count, std::string_view bytes) {
     for (int i = 0; i < count; ++i) {
         Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
-        if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
             throwErrno("cannot connect");
-        }
         sockets_.push_back(std::move(socket));
     }
     send(bytes);
 }
 
-// What cannot be sent at once, or not any more, is not sent.
+/// What cannot be sent at once, or not any more, is not sent.
 void Crowd::send(std::string_view bytes) const {
-    for (const Descriptor& socket : sockets_) {
+    for (const Descriptor& socket : sockets_)
         [[maybe_unused]] const auto sent =
             ::send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-    }
 }
 
 void Crowd::waitForResponses() const {
     for (const Descriptor& socket : sockets_) {
         pollfd waiting{.fd = socket.get(), .events = POLLIN, .revents = 0};
-        if (::poll(&waiting, 1, 60'000) != 1) {
+        if (::poll(&waiting, 1, 60'000) != 1)
             throw std::runtime_error("a response has not come for a minute");
-        }
     }
 }
 

@@ -9,26 +9,26 @@
 
 namespace webservice::test {
 
-// Many connections to a port of 127.0.0.1 that send what they are told to and read nothing.
+/// Many connections to a port of 127.0.0.1 that send what they are told to and read nothing.
 class Crowd {
 public:
-    // Opens `count` connections and sends `bytes` on each.
+    /// Opens `count` connections and sends `bytes` on each.
     Crowd(std::uint16_t port, int count, std::string_view bytes);
 
-    // Sends some bytes on every connection that is still open.
+    /// Sends some bytes on every connection that is still open.
     void send(std::string_view bytes) const;
 
-    // Waits until the other side has sent something on each; std::runtime_error after a minute.
+    /// Waits until the other side has sent something on each; std::runtime_error after a minute.
     void waitForResponses() const;
 
-    // How many connections the other side has closed.
+    /// How many connections the other side has closed.
     int closed() const;
 
 private:
     std::vector<Descriptor> sockets_;
 };
 
-// Lets this process have as many files open as it may, or `limit` of them.
+/// Lets this process have as many files open as it may, or `limit` of them.
 void allowOpenFiles(std::size_t limit = SIZE_MAX);
 
 } // namespace webservice::test

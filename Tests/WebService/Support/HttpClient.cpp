@@ -19,25 +19,22 @@ HttpClient::HttpClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STRE
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         throwErrno("cannot connect");
-    }
 }
 
 void HttpClient::waitFor(short events) {
     pollfd waiting{.fd = socket_.get(), .events = events, .revents = 0};
-    if (::poll(&waiting, 1, 10'000) != 1) {
+    if (::poll(&waiting, 1, 10'000) != 1)
         throw std::runtime_error("nothing happened on the connection for ten seconds");
-    }
 }
 
 void HttpClient::send(std::string_view bytes) {
     while (!bytes.empty()) {
         waitFor(POLLOUT);
         const ssize_t sent = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent < 0) {
+        if (sent < 0)
             throwErrno("cannot send");
-        }
         bytes.remove_prefix(static_cast<std::size_t>(sent));
     }
 }
@@ -63,14 +60,12 @@ HttpAnswer HttpClient::receive() {
     HttpAnswer answer;
     const auto more = [this] {
         const std::string bytes = receiveSome(65536);
-        if (bytes.empty()) {
+        if (bytes.empty())
             throw std::runtime_error("the connection was closed in the middle of an answer");
-        }
         pending_ += bytes;
     };
-    while (pending_.find("\r\n\r\n") == std::string::npos) {
+    while (pending_.find("\r\n\r\n") == std::string::npos)
         more();
-    }
     const std::size_t end = pending_.find("\r\n\r\n") + 4;
     answer.head = pending_.substr(0, end);
     pending_.erase(0, end);
@@ -82,9 +77,8 @@ HttpAnswer HttpClient::receive() {
         at = last + 2;
     }
     const std::size_t length = answer.status == 100 ? 0 : std::stoull(answer.headers.at("Content-Length"));
-    while (pending_.size() < length) {
+    while (pending_.size() < length)
         more();
-    }
     answer.body = pending_.substr(0, length);
     pending_.erase(0, length);
     return answer;
@@ -116,7 +110,7 @@ void HttpClient::reset() {
 
 namespace {
 
-// Counts the lines of /proc/net/tcp, which has the local port and the state at fixed places (proc(5)).
+/// Counts the lines of /proc/net/tcp, which has the local port and the state at fixed places (proc(5)).
 int countInState(std::uint16_t port, std::string_view state) {
     std::array<char, 5> local{};
     std::snprintf(local.data(), local.size(), "%04X", port);

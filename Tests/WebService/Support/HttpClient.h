@@ -16,8 +16,8 @@ struct HttpAnswer {
     std::string body;
 };
 
-// One connection to 127.0.0.1 that shows exactly the bytes that were sent and received. Every wait ends within ten
-// seconds, with std::runtime_error.
+/// One connection to 127.0.0.1 that shows exactly the bytes that were sent and received. Every wait ends within ten
+/// seconds, with std::runtime_error.
 class HttpClient {
 public:
     explicit HttpClient(std::uint16_t port);
@@ -25,22 +25,22 @@ public:
     void send(std::string_view bytes);
     HttpAnswer receive();
 
-    // Whether there is something to receive by now.
+    /// Whether there is something to receive by now.
     bool hasReceived() const;
 
-    // Reads some bytes; none when the other side has closed.
+    /// Reads some bytes; none when the other side has closed.
     std::string receiveSome(std::size_t most);
     bool isClosedByPeer();
 
-    // Sends a request with a Content-Length and receives the answer.
+    /// Sends a request with a Content-Length and receives the answer.
     HttpAnswer exchange(std::string_view method, std::string_view target, std::string_view body,
                         std::string_view headers = "");
     HttpAnswer post(std::string_view operation, std::string_view json);
 
-    // Closes the sending half of the connection.
+    /// Closes the sending half of the connection.
     void endInput();
 
-    // Resets the connection.
+    /// Resets the connection.
     void reset();
 
 private:
@@ -50,8 +50,8 @@ private:
     std::string pending_; // received, not yet used
 };
 
-// How many connections to this port of 127.0.0.1 the client has closed and the server has not (CLOSE-WAIT), once that
-// is none or two seconds have passed.
+/// How many connections to this port of 127.0.0.1 the client has closed and the server has not (CLOSE-WAIT), once that
+/// is none or two seconds have passed.
 int connectionsLeftToClose(std::uint16_t port);
 
 } // namespace webservice::test

@@ -6,7 +6,7 @@
 
 namespace webservice::test {
 
-// Another user of a database file, who has it locked for writing for as long as this lives.
+/// Another user of a database file, who has it locked for writing for as long as this lives.
 class LockedDatabase {
 public:
     explicit LockedDatabase(const std::string& path) : db_(path), transaction_(db_) {}

@@ -11,9 +11,8 @@ public:
     SteppedExchange(ServedApplication::Step step, ServedApplication::Hook receive)
         : step_(std::move(step)), receive_(std::move(receive)) {}
     void receive(std::string_view piece) override {
-        if (receive_) {
+        if (receive_)
             receive_();
-        }
         body_ += piece;
     }
     std::size_t memory() const override { return body_.capacity(); }
@@ -30,9 +29,8 @@ private:
 
 ServedApplication::~ServedApplication() {
     context_.stop();
-    if (thread_.joinable()) {
+    if (thread_.joinable())
         thread_.join();
-    }
 }
 
 std::uint16_t ServedApplication::serve(const Limits& limits) {
@@ -45,13 +43,11 @@ std::uint16_t ServedApplication::serve(const Limits& limits) {
 
 std::unique_ptr<Exchange> ServedApplication::begin(const RequestHead& head) {
     const auto found = paths_.find(head.path());
-    if (found == paths_.end()) {
+    if (found == paths_.end())
         throw Refused{errorResponse(404, "UnknownPath", "there is nothing at this path")};
-    }
     const Path& path = found->second;
-    if (path.begin) {
+    if (path.begin)
         path.begin();
-    }
     return std::make_unique<SteppedExchange>(path.step, path.receive);
 }
 

@@ -14,8 +14,8 @@
 
 namespace webservice::test {
 
-// An application whose paths are set by the test. They are served on a loop with a thread of its own, on which what the
-// test sets is called.
+/// An application whose paths are set by the test. They are served on a loop with a thread of its own, on which what
+/// the test sets is called.
 class ServedApplication : public Application {
 public:
     using Step = std::function<std::optional<Response>()>;
@@ -25,13 +25,13 @@ public:
 
     using Hook = std::function<void()>;
 
-    // What a request for `path` steps through, and what is called before, when it begins and for each piece of its
-    // body. Not to be called once serving has begun.
+    /// What a request for `path` steps through, and what is called before, when it begins and for each piece of its
+    /// body. Not to be called once serving has begun.
     void on(const std::string& path, Step step, Hook begin = {}, Hook receive = {}) {
         paths_[path] = {std::move(step), std::move(begin), std::move(receive)};
     }
 
-    // Serves on a free port of 127.0.0.1, which it returns.
+    /// Serves on a free port of 127.0.0.1, which it returns.
     std::uint16_t serve(const Limits& limits = {});
 
     std::unique_ptr<Exchange> begin(const RequestHead& head) override;
@@ -48,7 +48,7 @@ private:
     std::thread thread_;
 };
 
-// A response of status 200 with this body.
+/// A response of status 200 with this body.
 Response textResponse(std::string body);
 
 } // namespace webservice::test

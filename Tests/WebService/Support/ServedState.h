@@ -15,7 +15,7 @@
 
 namespace webservice::test {
 
-// The service on a folder of its own, served on a loop with a thread of its own. The state belongs to that thread.
+/// The service on a folder of its own, served on a loop with a thread of its own. The state belongs to that thread.
 class ServedState {
 public:
     explicit ServedState(std::chrono::milliseconds patience) : state_(folder.path("data").string(), patience) {

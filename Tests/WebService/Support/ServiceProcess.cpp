@@ -19,35 +19,31 @@ namespace {
 
 void waitReadable(int fd) {
     pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};
-    if (::poll(&waiting, 1, 10'000) != 1) {
+    if (::poll(&waiting, 1, 10'000) != 1)
         throw std::runtime_error("nothing came from the program for ten seconds");
-    }
 }
 
 } // namespace
 
 Program::Program(const std::vector<std::string>& arguments, Errors errors)
-    // Standard error goes to memory, where any amount of it fits without being read meanwhile.
+    /// Standard error goes to memory, where any amount of it fits without being read meanwhile.
     : errors_(::memfd_create("errors", MFD_CLOEXEC)) {
     std::array<int, 2> pipe{};
-    if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
+    if (::pipe2(pipe.data(), O_CLOEXEC) != 0)
         throwErrno("cannot make a pipe");
-    }
     output_ = Descriptor(pipe[0]);
     const Descriptor writing(pipe[1]);
     if (errors == Errors::UnreadPipe) {
-        if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
+        if (::pipe2(pipe.data(), O_CLOEXEC) != 0)
             throwErrno("cannot make a pipe");
-        }
         unread_ = Descriptor(pipe[0]);
         errors_ = Descriptor(pipe[1]);
     }
     std::string program = WEBSERVICE_PROGRAM;
     std::vector<std::string> texts = arguments;
     std::vector<char*> argv = {program.data()};
-    for (std::string& text : texts) {
+    for (std::string& text : texts)
         argv.push_back(text.data());
-    }
     argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
@@ -55,9 +51,8 @@ Program::Program(const std::vector<std::string>& arguments, Errors errors)
     ::posix_spawn_file_actions_adddup2(&actions, errors_.get(), STDERR_FILENO);
     const int error = ::posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv.data(), environ);
     ::posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) {
+    if (error != 0)
         throw std::runtime_error("cannot start the program");
-    }
     process_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
 }
 
@@ -73,9 +68,8 @@ std::string Program::line() {
     while (!line.ends_with('\n')) {
         waitReadable(output_.get());
         char next = 0;
-        if (::read(output_.get(), &next, 1) != 1) {
+        if (::read(output_.get(), &next, 1) != 1)
             throw std::runtime_error("the program ended: " + errors());
-        }
         line += next;
     }
     line.pop_back();
@@ -96,18 +90,16 @@ void Program::signal(int number) const {
 
 void Program::limitOpenFiles(std::size_t limit) const {
     const rlimit files{.rlim_cur = limit, .rlim_max = limit};
-    if (::prlimit(pid_, RLIMIT_NOFILE, &files, nullptr) != 0) {
+    if (::prlimit(pid_, RLIMIT_NOFILE, &files, nullptr) != 0)
         throwErrno("cannot limit the program's open files");
-    }
 }
 
-// The fields 14 and 15 of /proc/PID/stat, in ticks (proc(5)).
+/// The fields 14 and 15 of /proc/PID/stat, in ticks (proc(5)).
 double Program::processorTime() const {
     std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
     std::string skipped;
-    for (int field = 1; field < 14; ++field) {
+    for (int field = 1; field < 14; ++field)
         file >> skipped;
-    }
     long user = 0;
     long system = 0;
     file >> user >> system;
@@ -124,7 +116,7 @@ std::string Program::restOfOutput() {
     return text;
 }
 
-// The program writes at the offset that it shares with this descriptor, which therefore must not be moved.
+/// The program writes at the offset that it shares with this descriptor, which therefore must not be moved.
 std::string Program::errors() const {
     std::string text;
     std::array<char, 4096> part{};
@@ -139,9 +131,8 @@ ServiceProcess::ServiceProcess(const std::string& data, std::uint16_t port, Erro
     : Program({"--listen", "127.0.0.1:" + std::to_string(port), "--data", data}, errors) {
     const std::string ready = line();
     const std::string expected = "listening on 127.0.0.1:";
-    if (!ready.starts_with(expected)) {
+    if (!ready.starts_with(expected))
         throw std::runtime_error("unexpected first line: " + ready);
-    }
     port_ = static_cast<std::uint16_t>(std::stoi(ready.substr(expected.size())));
 }
 

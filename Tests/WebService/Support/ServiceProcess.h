@@ -10,10 +10,10 @@
 
 namespace webservice::test {
 
-// The program itself, run with arguments. Killed at the end of the test if it still runs.
+/// The program itself, run with arguments. Killed at the end of the test if it still runs.
 class Program {
 public:
-    // Where standard error goes.
+    /// Where standard error goes.
     enum class Errors { Memory, UnreadPipe };
 
     explicit Program(const std::vector<std::string>& arguments, Errors errors = Errors::Memory);
@@ -21,26 +21,26 @@ public:
     Program& operator=(const Program&) = delete;
     ~Program();
 
-    // Reads standard output up to the end of a line; std::runtime_error when there is none within ten seconds.
+    /// Reads standard output up to the end of a line; std::runtime_error when there is none within ten seconds.
     std::string line();
 
-    // Waits for the end and gives the exit status, 128 + signal for a signal; std::runtime_error after ten seconds.
+    /// Waits for the end and gives the exit status, 128 + signal for a signal; std::runtime_error after ten seconds.
     int exitStatus();
     void signal(int number) const;
 
-    // Limits the number of files that it may have open from now on.
+    /// Limits the number of files that it may have open from now on.
     void limitOpenFiles(std::size_t limit) const;
 
-    // The processor time that it has used up to now, in seconds.
+    /// The processor time that it has used up to now, in seconds.
     double processorTime() const;
 
-    // What it writes to standard output from the last line() to its end.
+    /// What it writes to standard output from the last line() to its end.
     std::string restOfOutput();
 
-    // Has nobody read standard error any more, if that is a pipe.
+    /// Has nobody read standard error any more, if that is a pipe.
     void closeErrors() { unread_.close(); }
 
-    // What it has written to standard error up to now, if that goes to memory.
+    /// What it has written to standard error up to now, if that goes to memory.
     std::string errors() const;
 
 private:
@@ -51,7 +51,7 @@ private:
     Descriptor unread_;
 };
 
-// The program serving a folder on `port`, or on a free one for 0.
+/// The program serving a folder on `port`, or on a free one for 0.
 class ServiceProcess : public Program {
 public:
     explicit ServiceProcess(const std::string& data, std::uint16_t port = 0, Errors errors = Errors::Memory);

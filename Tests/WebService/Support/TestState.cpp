@@ -26,9 +26,8 @@ Response WithState::request(std::string_view method, std::string_view target, st
     WebApplication application(*state);
     try {
         const auto exchange = application.begin(head);
-        if (!body.empty()) {
+        if (!body.empty())
             exchange->receive(body);
-        }
         return exchange->finish();
     } catch (Refused& refused) {
         return std::move(refused.response);
@@ -58,9 +57,8 @@ std::string WithState::next(std::string_view computer) {
 std::string WithState::take(std::string_view computer) {
     const std::string answer =
         call("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":")" + std::string(computer) + R"("})");
-    if (field(answer, "ReturnStatus") != "0") {
+    if (field(answer, "ReturnStatus") != "0")
         return "";
-    }
     EXPECT_EQ(call("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":")" + field(answer, "FileUploadID") + R"("})"),
               R"({"ReturnStatus":"0","error":null})");
     return field(answer, "FileName");
@@ -68,16 +66,14 @@ std::string WithState::take(std::string_view computer) {
 
 std::vector<std::string> WithState::takeAll(std::string_view computer) {
     std::vector<std::string> names;
-    for (std::string name = take(computer); !name.empty(); name = take(computer)) {
+    for (std::string name = take(computer); !name.empty(); name = take(computer))
         names.push_back(name);
-    }
     return names;
 }
 
 std::string WithState::bodyOf(const Response& response) {
-    if (!response.file) {
+    if (!response.file)
         return response.body;
-    }
     std::string body(response.file->length, '\0');
     const ssize_t read =
         ::pread(response.file->file.get(), body.data(), body.size(), static_cast<off_t>(response.file->offset));
@@ -87,9 +83,8 @@ std::string WithState::bodyOf(const Response& response) {
 
 std::string WithState::header(const Response& response, std::string_view name) {
     for (const auto& [key, value] : response.headers) {
-        if (key == name) {
+        if (key == name)
             return value;
-        }
     }
     return "(none)";
 }
@@ -99,12 +94,10 @@ std::string field(std::string_view json, std::string_view key) {
     const boost::json::value parsed = boost::json::parse(json, error);
     EXPECT_FALSE(error) << json;
     const boost::json::value* value = parsed.is_object() ? parsed.get_object().if_contains(key) : nullptr;
-    if (value == nullptr) {
+    if (value == nullptr)
         return "(none)";
-    }
-    if (value->is_null()) {
+    if (value->is_null())
         return "(null)";
-    }
     return value->is_string() ? std::string(value->get_string()) : boost::json::serialize(*value);
 }
 

@@ -13,36 +13,36 @@
 
 namespace webservice::test {
 
-// The service without its sockets, on a folder of its own.
+/// The service without its sockets, on a folder of its own.
 class WithState : public ::testing::Test {
 protected:
     WithState();
 
-    // Closes the state and opens it again, as a new process would.
+    /// Closes the state and opens it again, as a new process would.
     void restart();
 
-    // The answer to one request, headers and all.
+    /// The answer to one request, headers and all.
     Response request(std::string_view method, std::string_view target, std::string_view body = "",
                      std::vector<std::pair<std::string, std::string>> headers = {});
 
-    // The answer's body to a POST of JSON to an operation.
+    /// The answer's body to a POST of JSON to an operation.
     std::string call(std::string_view operation, std::string_view json);
 
-    // Checks that an operation, asked with the JSON text, answers exactly the other one.
+    /// Checks that an operation, asked with the JSON text, answers exactly the other one.
     void expect(std::string_view operation, std::string_view json, std::string_view answer);
 
-    // Checks that an operation refuses with this code and message.
+    /// Checks that an operation refuses with this code and message.
     void expectRefusal(std::string_view operation, std::string_view json, std::string_view code,
                        std::string_view message);
 
-    // Asks for the computer's next item: its "FileName", or "" when nothing waits.
+    /// Asks for the computer's next item: its "FileName", or "" when nothing waits.
     std::string next(std::string_view computer);
-    // The same, and acknowledges it.
+    /// The same, and acknowledges it.
     std::string take(std::string_view computer);
-    // Takes everything that waits, in order.
+    /// Takes everything that waits, in order.
     std::vector<std::string> takeAll(std::string_view computer);
 
-    // The body and a header of a stream answer.
+    /// The body and a header of a stream answer.
     static std::string bodyOf(const Response& response);
     static std::string header(const Response& response, std::string_view name);
 
@@ -50,7 +50,7 @@ protected:
     std::optional<State> state;
 };
 
-// The text under a key of a JSON object, "(none)" when the key is absent, "(null)" for null.
+/// The text under a key of a JSON object, "(none)" when the key is absent, "(null)" for null.
 std::string field(std::string_view json, std::string_view key);
 
 } // namespace webservice::test

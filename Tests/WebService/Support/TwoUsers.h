@@ -4,7 +4,7 @@
 
 namespace webservice::test {
 
-// Ann (user 1, cloud 1) with the computers 2 and 3, and Bob (user 2, cloud 4) with the computer 5.
+/// Ann (user 1, cloud 1) with the computers 2 and 3, and Bob (user 2, cloud 4) with the computer 5.
 class WithTwoUsers : public WithState {
 protected:
     WithTwoUsers() {
@@ -15,12 +15,12 @@ protected:
         registerComputer(R"({"UserID":"2","QuenmarkPath":"Users\\bob"})");
     }
 
-    // Tells of one change in a computer's files and gives the answer's only entry.
+    /// Tells of one change in a computer's files and gives the answer's only entry.
     std::string sync(std::string_view change) {
         return call("SyncFileChanges.svc/SyncFilesInTableAndCloud", '[' + std::string(change) + ']');
     }
 
-    // Streams a content up.
+    /// Streams a content up.
     std::string upload(std::string_view requestId, std::string_view path, std::string_view content) {
         return request("POST", "/QuenmarkRestService/Downloads.svc/UpdateFileRequestWithStream", content,
                        {{"Content-Type", "application/octet-stream"},
