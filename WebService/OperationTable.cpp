@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <array>
+#include <type_traits>
 
 namespace webservice {
 
@@ -22,66 +23,70 @@ namespace {
 
 constexpr std::size_t mebibyte = 1 << 20;
 
-constexpr std::array table = {
-    Operation{"Registration.svc/VerifyAndRegisterUserFromTool", &verifyAndRegisterUserFromTool},
-    Operation{"Registration.svc/RegisterComputer", &registerComputer},
-    Operation{"Registration.svc/SendActivationMail", &sendActivationMail},
-    Operation{"Registration.svc/OneTimeSyncOwnersSharedFolders", &oneTimeSyncOwnersSharedFolders},
-    Operation{"Registration.svc/TransferFilesFromCloudToBaseSystem", &transferFilesFromCloudToBaseSystem},
-    Operation{"Registration.svc/CheckUserMailActivationStatus", &checkUserMailActivationStatus},
-    Operation{"Registration.svc/OneTimeSyncFiles", &oneTimeSyncFiles},
-    Operation{"Registration.svc/SendPasswordToMailID", &sendPasswordToMailID},
-    Operation{"Uploads.svc/GetTopFileUpload", &getTopFileUpload},
-    Operation{"Uploads.svc/GetTopFileUploadWithStream", &getTopFileUploadWithStream},
-    Operation{"Uploads.svc/UpdateFileUpload", &updateFileUpload},
-    Operation{"Uploads.svc/UpdateBSUploadStreamStarted", &updateBSUploadStreamStarted},
-    Operation{"Uploads.svc/UpdateBSUploadStreamFailed", &updateBSUploadStreamFailed},
-    Operation{"Downloads.svc/GetTopFileRequest", &getTopFileRequest},
-    Operation{"Downloads.svc/UpdateFileRequest", &updateFileRequest},
-    Operation{"Downloads.svc/UpdateFileRequestWithStream", &beginReceivedFile},
-    Operation{"Downloads.svc/CheckFileExistsInDownloads", &checkFileExistsInDownloads},
-    Operation{"Downloads.svc/UpdateBSDownloadStreamStarted", &updateBSDownloadStreamStarted},
-    Operation{"Downloads.svc/UpdateBSDownloadStreamFailed", &updateBSDownloadStreamFailed},
-    Operation{"Downloads.svc/GetTopFileDeleteRequest", &getTopFileDeleteRequest},
-    Operation{"Downloads.svc/UpdateBSFileDeleted", &updateBSFileDeleted},
-    Operation{"SyncFileChanges.svc/SyncFilesInTableAndCloud", &syncFilesInTableAndCloud},
-    Operation{"SyncFileChanges.svc/InsertFile", &insertFile},
-    Operation{"SyncFileChanges.svc/InsertSharedFilesTransfer", &insertSharedFilesTransfer},
-    Operation{"UpdateSystemTime.svc/UpdateComputerStatus", &updateComputerStatus},
-    Operation{"MAC/ErrorLog.svc/LogError", &logError},
-    Operation{"MAC/SharedFiles.svc/GetSharedFilesTransferData", &getSharedFilesTransferData},
-    Operation{"MAC/SharedFiles.svc/UpdateFileExists", &updateFileExists},
-    Operation{"MAC/SharedFiles.svc/UpdateFileSendReceived", &updateFileSendReceived},
-    Operation{"MAC/SharedFiles.svc/UploadFileWithStream", &uploadFileWithStream},
-    Operation{"MAC/SharedFiles.svc/UpdateSendFileToTransfer", &updateSendFileToTransfer},
-    Operation{"MAC/SharedFiles.svc/IsFileExistsInCloud", &isFileExistsInCloud},
-    Operation{"MAC/SharedFiles.svc/UpdateFileReceived", &updateFileReceived},
-    Operation{"MAC/SharedFiles.svc/DeleteReceivedFileFromTransfer", &deleteReceivedFileFromTransfer},
-    Operation{"MAC/SharedFiles.svc/CheckFileExistsInTransfers", &checkFileExistsInTransfers},
-    Operation{"MAC/SharedFiles.svc/UpdateBSSendStreamStarted", &updateBSSendStreamStarted},
-    Operation{"MAC/SharedFiles.svc/UpdateBSSendStreamFailed", &updateBSSendStreamFailed},
-    Operation{"MAC/SharedFiles.svc/UpdateBSReceiveStreamStarted", &updateBSReceiveStreamStarted},
-    Operation{"MAC/SharedFiles.svc/UpdateBSReceiveStreamFailed", &updateBSReceiveStreamFailed},
+/// Calls an operation's function with the parts of the state that it uses, by the types of its parameters.
+template <auto function, typename Signature = decltype(function)>
+struct Handler;
+template <auto function, typename Result, typename Input, typename... Parts>
+struct Handler<function, Result (*)(Input, Parts&...)> {
+    static Result call(State& state, Input input) { return function(input, state.part<std::remove_const_t<Parts>>()...); }
 };
+template <auto function>
+constexpr auto handler = &Handler<function>::call;
 
-int statusOf(const std::string& code) {
-    if (code == "NotJson" || code == "NotAnObject" || code == "NotAList")
-        return 400;
-    return code == "TooLong" || code == "TooMany" ? 413 : 200;
-}
+constexpr std::array table = {
+    Operation{"Registration.svc/VerifyAndRegisterUserFromTool", handler<&verifyAndRegisterUserFromTool>},
+    Operation{"Registration.svc/RegisterComputer", handler<&registerComputer>},
+    Operation{"Registration.svc/SendActivationMail", handler<&sendActivationMail>},
+    Operation{"Registration.svc/OneTimeSyncOwnersSharedFolders", handler<&oneTimeSyncOwnersSharedFolders>},
+    Operation{"Registration.svc/TransferFilesFromCloudToBaseSystem", handler<&transferFilesFromCloudToBaseSystem>},
+    Operation{"Registration.svc/CheckUserMailActivationStatus", handler<&checkUserMailActivationStatus>},
+    Operation{"Registration.svc/OneTimeSyncFiles", handler<&oneTimeSyncFiles>},
+    Operation{"Registration.svc/SendPasswordToMailID", handler<&sendPasswordToMailID>},
+    Operation{"Uploads.svc/GetTopFileUpload", handler<&getTopFileUpload>},
+    Operation{"Uploads.svc/GetTopFileUploadWithStream", handler<&getTopFileUploadWithStream>},
+    Operation{"Uploads.svc/UpdateFileUpload", handler<&updateFileUpload>},
+    Operation{"Uploads.svc/UpdateBSUploadStreamStarted", handler<&updateBSUploadStreamStarted>},
+    Operation{"Uploads.svc/UpdateBSUploadStreamFailed", handler<&updateBSUploadStreamFailed>},
+    Operation{"Downloads.svc/GetTopFileRequest", handler<&getTopFileRequest>},
+    Operation{"Downloads.svc/UpdateFileRequest", handler<&updateFileRequest>},
+    Operation{"Downloads.svc/UpdateFileRequestWithStream", &beginReceivedFile},
+    Operation{"Downloads.svc/CheckFileExistsInDownloads", handler<&checkFileExistsInDownloads>},
+    Operation{"Downloads.svc/UpdateBSDownloadStreamStarted", handler<&updateBSDownloadStreamStarted>},
+    Operation{"Downloads.svc/UpdateBSDownloadStreamFailed", handler<&updateBSDownloadStreamFailed>},
+    Operation{"Downloads.svc/GetTopFileDeleteRequest", handler<&getTopFileDeleteRequest>},
+    Operation{"Downloads.svc/UpdateBSFileDeleted", handler<&updateBSFileDeleted>},
+    Operation{"SyncFileChanges.svc/SyncFilesInTableAndCloud", handler<&syncFilesInTableAndCloud>},
+    Operation{"SyncFileChanges.svc/InsertFile", handler<&insertFile>},
+    Operation{"SyncFileChanges.svc/InsertSharedFilesTransfer", handler<&insertSharedFilesTransfer>},
+    Operation{"UpdateSystemTime.svc/UpdateComputerStatus", handler<&updateComputerStatus>},
+    Operation{"MAC/ErrorLog.svc/LogError", handler<&logError>},
+    Operation{"MAC/SharedFiles.svc/GetSharedFilesTransferData", handler<&getSharedFilesTransferData>},
+    Operation{"MAC/SharedFiles.svc/UpdateFileExists", handler<&updateFileExists>},
+    Operation{"MAC/SharedFiles.svc/UpdateFileSendReceived", handler<&updateFileSendReceived>},
+    Operation{"MAC/SharedFiles.svc/UploadFileWithStream", handler<&uploadFileWithStream>},
+    Operation{"MAC/SharedFiles.svc/UpdateSendFileToTransfer", handler<&updateSendFileToTransfer>},
+    Operation{"MAC/SharedFiles.svc/IsFileExistsInCloud", handler<&isFileExistsInCloud>},
+    Operation{"MAC/SharedFiles.svc/UpdateFileReceived", handler<&updateFileReceived>},
+    Operation{"MAC/SharedFiles.svc/DeleteReceivedFileFromTransfer", handler<&deleteReceivedFileFromTransfer>},
+    Operation{"MAC/SharedFiles.svc/CheckFileExistsInTransfers", handler<&checkFileExistsInTransfers>},
+    Operation{"MAC/SharedFiles.svc/UpdateBSSendStreamStarted", handler<&updateBSSendStreamStarted>},
+    Operation{"MAC/SharedFiles.svc/UpdateBSSendStreamFailed", handler<&updateBSSendStreamFailed>},
+    Operation{"MAC/SharedFiles.svc/UpdateBSReceiveStreamStarted", handler<&updateBSReceiveStreamStarted>},
+    Operation{"MAC/SharedFiles.svc/UpdateBSReceiveStreamFailed", handler<&updateBSReceiveStreamFailed>},
+};
 
 /// What an operation changes within one slice, it changes at once or not at all.
 class OperationExchange : public SlicedExchange {
 public:
     OperationExchange(State& state, const Operation& operation)
         : SlicedExchange(state), operation_(operation),
-          longestBody_(std::holds_alternative<SlicedOperation>(operation.answer) ? 16 * mebibyte : mebibyte) {}
+          maxBody_(std::holds_alternative<SlicedOperation>(operation.handler) ? 16 * mebibyte : mebibyte) {}
 
     void receive(std::string_view piece) override {
         length_ += piece.size();
-        if (length_ > longestBody_)
-            throw Refused{refuse(
-                Refusal("TooLong", "the body is longer than " + std::to_string(longestBody_ / mebibyte) + " MiB"))};
+        if (length_ > maxBody_)
+            throw logged(RequestError("TooLong",
+                                      "the body is longer than " + std::to_string(maxBody_ / mebibyte) + " MiB", 413));
         body_.receive(piece);
     }
 
@@ -90,24 +95,27 @@ public:
 private:
     Work<Response> work() override {
         const boost::json::value& body = body_.value();
-        if (const auto* answer = std::get_if<SlicedOperation>(&operation_.answer))
+        if (const auto* answer = std::get_if<SlicedOperation>(&operation_.handler))
             co_return co_await (*answer)(state(), body);
         const Record request(body);
-        if (const auto* answer = std::get_if<DownloadOperation>(&operation_.answer))
+        if (const auto* answer = std::get_if<DownloadOperation>(&operation_.handler))
             co_return (*answer)(state(), request);
         co_return jsonResponse(200,
-                               boost::json::serialize(std::get<ObjectOperation>(operation_.answer)(state(), request)));
+                               boost::json::serialize(std::get<ObjectOperation>(operation_.handler)(state(), request)));
     }
 
-    Response refuse(const Refusal& refusal) override {
-        logLine(std::string(operation_.path) + " refused: " + refusal.code() + ": " + refusal.what());
-        Response response = errorResponse(statusOf(refusal.code()), refusal.code(), refusal.what());
-        return std::holds_alternative<DownloadOperation>(operation_.answer) ? refusedDownload(std::move(response))
-                                                                            : std::move(response);
+    Response errorFrom(const RequestError& error) override {
+        return std::holds_alternative<DownloadOperation>(operation_.handler) ? downloadError(logged(error))
+                                                                             : errorResponse(logged(error));
+    }
+
+    const RequestError& logged(const RequestError& error) const {
+        logLine(std::string(operation_.path) + " refused: " + error.code() + ": " + error.what());
+        return error;
     }
 
     const Operation& operation_;
-    std::size_t longestBody_;
+    std::size_t maxBody_;
     std::size_t length_ = 0;
     JsonBody body_;
 };
@@ -134,12 +142,12 @@ const Operation* findOperation(std::string_view path) {
     return found == table.end() ? nullptr : found;
 }
 
-Response refusalOf(const RequestHead& head, Response response) {
-    return isMeantForDownload(head.target) ? refusedDownload(std::move(response)) : std::move(response);
+Response operationError(const RequestHead& head, const RequestError& error) {
+    return isMeantForDownload(head.target) ? downloadError(error) : errorResponse(error);
 }
 
 std::unique_ptr<Exchange> beginOperation(State& state, const Operation& operation, const RequestHead& head) {
-    if (const auto* begin = std::get_if<StreamOperation>(&operation.answer))
+    if (const auto* begin = std::get_if<StreamOperation>(&operation.handler))
         return (*begin)(state, head);
     return std::make_unique<OperationExchange>(state, operation);
 }

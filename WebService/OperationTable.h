@@ -21,7 +21,7 @@ using StreamOperation = std::unique_ptr<Exchange> (*)(State& state, const Reques
 /// One row says all there is to say of an operation: its path below the service root and what answers it.
 struct Operation {
     std::string_view path;
-    std::variant<ObjectOperation, SlicedOperation, DownloadOperation, StreamOperation> answer;
+    std::variant<ObjectOperation, SlicedOperation, DownloadOperation, StreamOperation> handler;
 };
 
 std::span<const Operation> operations();
@@ -31,9 +31,10 @@ std::span<const Operation> operations();
 /// alone.
 const Operation* findOperation(std::string_view path);
 
-/// The response to a request that is refused, whoever refuses it: whoever asks for a download, however badly, takes
-/// the body of whatever comes back for the content of a file, so that response tells of the refusal in header fields.
-Response refusalOf(const RequestHead& head, Response response);
+/// The response that tells of an error of a request, wherever it was raised: whoever asks for a download, however
+/// badly, takes the body of whatever comes back for the content of a file, so that response tells of the refusal in
+/// header fields.
+Response operationError(const RequestHead& head, const RequestError& error);
 
 /// Takes the body of an operation and answers it.
 std::unique_ptr<Exchange> beginOperation(State& state, const Operation& operation, const RequestHead& head);

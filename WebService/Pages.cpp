@@ -47,7 +47,7 @@ Response errors(State& state, const Parameter& computer) {
 
 Response activate(State& state, const Parameter& code) {
     if (state.db.run("UPDATE users SET activated = 1 WHERE code = ?1", code) == 0)
-        return errorResponse(404, "UnknownCode", "there is no user with this code");
+        throw RequestError("UnknownCode", "there is no user with this code", 404);
     return jsonResponse(200, boost::json::serialize(done()));
 }
 

@@ -6,6 +6,7 @@
 #include "WebService/SlicedExchange.h"
 #include "WebService/Storage/IncomingFile.h"
 
+#include <functional>
 #include <optional>
 #include <system_error>
 
@@ -13,13 +14,18 @@ namespace webservice {
 
 namespace {
 
-Response failed(const std::system_error& error) {
-    const int code = error.code().value();
-    if (code == EEXIST || code == EISDIR || code == ENOTDIR || code == ENOTEMPTY || code == ELOOP)
-        return errorResponse(409, "InTheWay", error.what());
-    if (code == ENAMETOOLONG)
-        return errorResponse(400, "BadPath", error.what());
-    return errorResponse(code == ENOSPC || code == EDQUOT ? 507 : 500, "CannotStore", error.what());
+/// Does what works on files, and raises its errors as those of the request.
+void storing(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const std::system_error& error) {
+        const int code = error.code().value();
+        if (code == EEXIST || code == EISDIR || code == ENOTDIR || code == ENOTEMPTY || code == ELOOP)
+            throw RequestError("InTheWay", error.what(), 409);
+        if (code == ENAMETOOLONG)
+            throw RequestError("BadPath", error.what(), 400);
+        throw RequestError("CannotStore", error.what(), code == ENOSPC || code == EDQUOT ? 507 : 500);
+    }
 }
 
 class PushExchange : public SlicedExchange {
@@ -28,30 +34,18 @@ public:
         if (target_.isFolder)
             return;
         state.requireCurrent();
-        try {
-            file_.emplace(state.incomingPath());
-        } catch (const std::system_error& error) {
-            throw Refused{failed(error)};
-        }
+        storing([&] { file_.emplace(state.incoming.newPath()); });
     }
 
     void receive(std::string_view piece) override {
         if (!file_)
-            throw Refused{errorResponse(400, "BadPath", "a folder has no body")};
-        try {
-            file_->append(piece);
-        } catch (const std::system_error& error) {
-            throw Refused{failed(error)};
-        }
+            throw RequestError("BadPath", "a folder has no body", 400);
+        storing([&] { file_->append(piece); });
     }
 
 private:
     Work<Response> work() override {
-        try {
-            place();
-        } catch (const std::system_error& error) {
-            co_return failed(error);
-        }
+        storing([this] { place(); });
         boost::json::object answer = done();
         answer["ToComputerID"] = target_.computer;
         answer["FileName"] = *wireName(target_.path);

@@ -1,7 +1,8 @@
 #include "WebService/PushTarget.h"
 
+#include "WebService/Common/RequestError.h"
 #include "WebService/Common/WireName.h"
-#include "WebService/Http/Exchange.h"
+#include "WebService/Http/RequestHead.h"
 
 namespace webservice {
 
@@ -15,9 +16,10 @@ PushTarget parsePushTarget(std::string_view encoded) {
         const std::string_view segment = encoded.substr(0, encoded.find('/'));
         const auto name = percentDecoded(segment);
         if (!name || !isExpressible(*name))
-            throw Refused{errorResponse(400, "BadPath",
-                                        "a part of the path is empty, \".\", \"..\", not UTF-8, or has a slash, a "
-                                        "backslash or a control character")};
+            throw RequestError("BadPath",
+                               "a part of the path is empty, \".\", \"..\", not UTF-8, or has a slash, a "
+                               "backslash or a control character",
+                               400);
         if (target.computer.empty())
             target.computer = *name;
         else
@@ -27,11 +29,12 @@ PushTarget parsePushTarget(std::string_view encoded) {
         encoded.remove_prefix(segment.size() + 1);
     }
     if (target.path.empty())
-        throw Refused{errorResponse(400, "BadPath", "the path is /outbox/COMPUTER/ and the item's path")};
+        throw RequestError("BadPath", "the path is /outbox/COMPUTER/ and the item's path", 400);
     if (!wireName(target.path))
-        throw Refused{errorResponse(400, "BadPath",
-                                    "the item's path is longer than " + std::to_string(longestPath) +
-                                        " bytes or has more than " + std::to_string(mostLevels) + " parts")};
+        throw RequestError("BadPath",
+                           "the item's path is longer than " + std::to_string(longestPath) +
+                               " bytes or has more than " + std::to_string(mostLevels) + " parts",
+                           400);
     return target;
 }
 

@@ -12,8 +12,8 @@ struct PushTarget {
     bool isFolder = false;
 };
 
-/// Reads "/outbox/COMPUTER/PATH", percent-encoded; a slash at its end tells a folder. Throws Refused where it cannot be
-/// the path of an item.
+/// Reads "/outbox/COMPUTER/PATH", percent-encoded; a slash at its end tells a folder. Throws RequestError where it
+/// cannot be the path of an item.
 PushTarget parsePushTarget(std::string_view encoded);
 
 } // namespace webservice

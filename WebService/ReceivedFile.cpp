@@ -1,6 +1,7 @@
 #include "WebService/ReceivedFile.h"
 
 #include "WebService/Common/Log.h"
+#include "WebService/Common/WireName.h"
 #include "WebService/Operations/FileTable.h"
 #include "WebService/Operations/SharedFiles.h"
 #include "WebService/SlicedExchange.h"
@@ -24,7 +25,7 @@ public:
           transitPath_(fieldOf(head, "TransitDownloadPath")) {
         if (path_ && request_) {
             state.requireCurrent();
-            file_.emplace(state.incomingPath());
+            file_.emplace(state.incoming.newPath());
         }
     }
 
@@ -37,7 +38,7 @@ public:
 private:
     Work<Response> work() override {
         if (!file_)
-            throw Refusal("MissingKey", path_ ? "\"FileRequestID\" is missing" : "\"FilePath\" is missing");
+            throw RequestError("MissingKey", path_ ? "\"FileRequestID\" is missing" : "\"FilePath\" is missing");
         file_->close();
         const auto file = answeredFile();
         const auto computer = file ? findComputer(state().db, file->computer) : std::nullopt;
@@ -57,8 +58,8 @@ private:
         }
         content.id = state().cloud.store(content, file_->path());
         if (computer) {
-            co_await distribute(state(), *computer, content);
-            co_await deliverToReceivers(state(), file->id, content);
+            co_await state().delivery.distribute(*computer, content);
+            co_await deliverToReceivers(state().db, state().delivery, file->id, content);
         }
         co_return jsonResponse(200, boost::json::serialize(done()));
     }

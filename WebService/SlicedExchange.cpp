@@ -32,13 +32,13 @@ std::optional<Response> SlicedExchange::step() {
         if (!outboxIsTakenIn_ && !takeInOutbox())
             return std::nullopt;
         return runSlice();
-    } catch (const Refusal& refusal) {
-        return refuse(refusal);
+    } catch (const RequestError& error) {
+        return errorFrom(error);
     }
 }
 
-Response SlicedExchange::refuse(const Refusal& refusal) {
-    return jsonResponse(200, boost::json::serialize(refused(refusal)));
+Response SlicedExchange::errorFrom(const RequestError& error) {
+    return errorResponse(error);
 }
 
 /// Has a transaction of its own: what has happened in the outbox counts, whatever becomes of the request.

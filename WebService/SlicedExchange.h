@@ -2,7 +2,6 @@
 
 #include "WebService/Common/Work.h"
 #include "WebService/Http/Exchange.h"
-#include "WebService/Operations/Record.h"
 #include "WebService/State.h"
 
 #include <chrono>
@@ -26,8 +25,8 @@ protected:
     /// The work, called once the whole body has been received and what has happened in the outbox has been taken in.
     virtual Work<Response> work() = 0;
 
-    /// The response to a request whose work has ended with a refusal.
-    virtual Response refuse(const Refusal& refusal);
+    /// The response to a request whose work has ended with this error.
+    virtual Response errorFrom(const RequestError& error);
 
     State& state() const { return state_; }
 

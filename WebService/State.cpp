@@ -34,25 +34,13 @@ bool isStillAt(const Descriptor& file, const std::string& path) {
            named.st_ino == opened.st_ino;
 }
 
-void makeFolder(const std::string& path) {
-    if (::mkdir(path.c_str(), 0777) != 0 && errno != EEXIST)
-        throwErrno("cannot make the folder " + path);
-}
-
 } // namespace
 
 State::State(const std::string& directory, std::chrono::milliseconds patience)
     : directory_(directory), lock_(lockFolder(directory)), database_(privateFile(directory + "/state.db")),
       db(directory + "/state.db", patience), tree(directory + "/outbox"), ledger(db), watcher(tree, ledger, db),
-      queue(tree, ledger), cloud(db, directory + "/cloud") {
-    std::filesystem::remove_all(directory_ + "/incoming");
-    makeFolder(directory_ + "/incoming");
-}
-
-std::string State::incomingPath() {
-    makeFolder(directory_ + "/incoming");
-    return directory_ + "/incoming/" + std::to_string(++incoming_);
-}
+      queue(tree, ledger), cloud(db, directory + "/cloud"), incoming(directory + "/incoming"),
+      delivery(db, cloud, tree, incoming) {}
 
 void State::requireCurrent() const {
     if (!isStillAt(lock_, directory_ + "/lock") || !isStillAt(database_, directory_ + "/state.db"))

@@ -1,16 +1,19 @@
 #pragma once
 
 #include "WebService/Common/Descriptor.h"
+#include "WebService/Operations/Delivery.h"
 #include "WebService/Outbox/OutboxLedger.h"
 #include "WebService/Outbox/OutboxQueue.h"
 #include "WebService/Outbox/OutboxTree.h"
 #include "WebService/Outbox/OutboxWatcher.h"
 #include "WebService/Storage/Cloud.h"
+#include "WebService/Storage/IncomingFile.h"
 #include "WebService/Storage/Schema.h"
 
 #include <chrono>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 
 namespace webservice {
 
@@ -40,17 +43,20 @@ public:
     /// at the start and by every request. Throws StateInUse, DatabaseError or std::system_error.
     explicit State(const std::string& directory, std::chrono::milliseconds patience = std::chrono::seconds(5));
 
-    /// A name in `incoming/` that no other file has. Throws std::system_error when that folder cannot be made.
-    std::string incomingPath();
-
     /// Throws StateLost when the folder or the database has been removed or replaced by another one.
     void requireCurrent() const;
+
+    /// The part of the type, for those who use that part alone.
+    template <typename Part>
+    Part& part() {
+        return std::get<Part&>(
+            std::tuple<Database&, OutboxLedger&, OutboxQueue&, Cloud&, Delivery&>(db, ledger, queue, cloud, delivery));
+    }
 
 private:
     std::string directory_;
     Descriptor lock_;
     Descriptor database_;
-    std::int64_t incoming_ = 0;
 
 public:
     StateDatabase db;
@@ -59,6 +65,8 @@ public:
     OutboxWatcher watcher;
     OutboxQueue queue;
     Cloud cloud;
+    IncomingFolder incoming;
+    Delivery delivery;
 };
 
 } // namespace webservice

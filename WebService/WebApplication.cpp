@@ -11,22 +11,20 @@ namespace {
 
 constexpr std::string_view serviceRoot = "/QuenmarkRestService/";
 
-Refused wrongMethod(std::string allowed) {
-    Refused refused{errorResponse(405, "WrongMethod", "this path is for " + allowed)};
-    refused.response.headers.emplace_back("Allow", std::move(allowed));
-    return refused;
+RequestError wrongMethod(const std::string& allowed) {
+    return {"WrongMethod", "this path is for " + allowed, 405, {{"Allow", allowed}}};
 }
 
 } // namespace
 
 std::unique_ptr<Exchange> WebApplication::begin(const RequestHead& head) {
-    if (const auto refusal = refusalOfOrigin(head, listenHost_, head.ownAddress))
-        throw Refused{errorResponse(403, "WrongOrigin", *refusal)};
+    if (const auto reason = refusalOfOrigin(head, listenHost_, head.ownAddress))
+        throw RequestError("WrongOrigin", *reason, 403);
     const std::string path = percentDecoded(head.path()).value_or("");
     if (path.starts_with(serviceRoot)) {
         const Operation* operation = findOperation(std::string_view(path).substr(serviceRoot.size()));
         if (operation == nullptr)
-            throw Refused{errorResponse(404, "UnknownOperation", "there is no operation " + path)};
+            throw RequestError("UnknownOperation", "there is no operation " + path, 404);
         if (head.method != "POST")
             throw wrongMethod("POST");
         return beginOperation(state_, *operation, head);
@@ -41,11 +39,11 @@ std::unique_ptr<Exchange> WebApplication::begin(const RequestHead& head) {
             throw wrongMethod("GET");
         return page;
     }
-    throw Refused{errorResponse(404, "UnknownPath", "there is nothing at this path")};
+    throw RequestError("UnknownPath", "there is nothing at this path", 404);
 }
 
-Response WebApplication::refusal(const RequestHead& head, Response response) const {
-    return refusalOf(head, std::move(response));
+Response WebApplication::errorFor(const RequestHead& head, const RequestError& error) const {
+    return operationError(head, error);
 }
 
 } // namespace webservice

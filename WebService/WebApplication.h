@@ -17,7 +17,7 @@ public:
         : state_(state), listenHost_(std::move(listenHost)) {}
 
     std::unique_ptr<Exchange> begin(const RequestHead& head) override;
-    Response refusal(const RequestHead& head, Response response) const override;
+    Response errorFor(const RequestHead& head, const RequestError& error) const override;
 
 private:
     State& state_;

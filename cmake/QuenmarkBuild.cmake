@@ -36,10 +36,13 @@ set(QUENMARK_COMMON_HEADERS
   <vector> <boost/json.hpp>)
 
 # A folder's headers are reached as "Folder/Header.h" through an include directory that holds nothing but a link
-# to that folder. A target therefore sees its own folder and those of the targets it links, and no other.
+# to that folder. A target therefore sees its own folder and those of the targets it links, and no other. This holds for
+# a folder in a folder too.
 function(quenmark_folder target folder)
-  set(layout "${PROJECT_BINARY_DIR}/layout/${folder}")
-  file(MAKE_DIRECTORY "${layout}")
+  string(REPLACE "/" "." name "${folder}")
+  set(layout "${PROJECT_BINARY_DIR}/layout/${name}")
+  cmake_path(GET folder PARENT_PATH parent)
+  file(MAKE_DIRECTORY "${layout}/${parent}")
   if(NOT EXISTS "${layout}/${folder}")
     file(CREATE_LINK "${PROJECT_SOURCE_DIR}/${folder}" "${layout}/${folder}" SYMBOLIC)
   endif()

@@ -53,7 +53,7 @@ bool hasStatus(const boost::json::value& answer) {
 
 void checkResponse(const Operation& operation, const Response& response) {
     require(response.status == 200 || response.status == 400 || response.status == 413, operation.path, "odd status");
-    if (std::holds_alternative<DownloadOperation>(operation.answer)) {
+    if (std::holds_alternative<DownloadOperation>(operation.handler)) {
         const std::string status = headerOf(response, "ReturnStatus");
         require(status == "0" || status == "1" || status == "2", operation.path, "no \"ReturnStatus\"");
         require(response.body.empty() && (status == "0" || !response.file), operation.path, "a refusal has a body");
@@ -121,8 +121,8 @@ private:
             const auto exchange = application().begin(head);
             exchange->receive(body);
             return exchange->finish();
-        } catch (Refused& refused) {
-            return std::move(refused.response);
+        } catch (const RequestError& error) {
+            return application().errorFor(head, error);
         }
     }
 
@@ -133,7 +133,7 @@ private:
         return *application_;
     }
 
-    void checkNone(const char* what, const char* sql) { require(!state_->db.query(sql).next(), "state", what); }
+    void checkNone(const char* what, Sql sql) { require(!state_->db.query(sql).next(), "state", what); }
 
     void checkState() {
         checkNone("a reference leads nowhere", "PRAGMA foreign_key_check");

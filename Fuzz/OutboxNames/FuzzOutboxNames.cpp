@@ -1,10 +1,10 @@
 // Any bytes as a path in the outbox, as a computer's own path and as the target of a PUT: what is taken stays inside
 // the computer's folder, can be told on the wire, and is found again from its wire name.
 
+#include "WebService/Common/RequestError.h"
 #include "WebService/Common/WireName.h"
-#include "WebService/Http/Exchange.h"
+#include "WebService/Http/RequestHead.h"
 #include "WebService/PushTarget.h"
-#include "WebService/Storage/Cloud.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -64,8 +64,8 @@ void checkTarget(std::string_view text) {
         const auto name = webservice::wireName(target.path);
         require(name.has_value(), "a target has no name");
         checkName(*name);
-    } catch (const webservice::Refused& refused) {
-        require(refused.response.status == 400, "a target is refused in another way");
+    } catch (const webservice::RequestError& error) {
+        require(error.status() == 400, "a target is refused in another way");
     }
 }
 

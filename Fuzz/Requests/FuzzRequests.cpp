@@ -55,7 +55,7 @@ public:
     void receive(std::string_view piece) override {
         require(!piece.empty(), "an empty piece of a body");
         if (body_.size() + piece.size() > 100'000) {
-            throw Refused{errorResponse(413, "TooLong", "the body is too long")};
+            throw RequestError("TooLong", "the body is too long", 413);
         }
         body_ += piece;
     }
@@ -90,7 +90,7 @@ public:
         }
         methods.push_back(head.method);
         if (head.path() == "/refuse") {
-            throw Refused{errorResponse(409, "InTheWay", "refused")};
+            throw RequestError("InTheWay", "refused", 409);
         }
         return std::make_unique<EchoExchange>(head.path());
     }

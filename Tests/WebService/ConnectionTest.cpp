@@ -154,7 +154,7 @@ TEST(AnExchange, MayRefuseOrFailInALaterStep) {
     ServedApplication application;
     int steps = 0;
     application.on("/refuse", [&]() -> std::optional<Response> {
-        return ++steps < 3 ? std::nullopt : throw Refused{errorResponse(409, "InTheWay", "no")};
+        return ++steps < 3 ? std::nullopt : throw RequestError("InTheWay", "no", 409);
     });
     application.on("/fail", [&]() -> std::optional<Response> {
         return ++steps < 6 ? std::nullopt : throw std::runtime_error("broken");

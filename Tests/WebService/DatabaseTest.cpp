@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <type_traits>
 
 namespace webservice {
 
@@ -69,6 +70,15 @@ TEST_F(ADatabase, UndoesATransactionThatWasNotCommitted) {
     }
     kept.commit();
     EXPECT_EQ(count(), 1);
+}
+
+TEST(ATextOfSql, IsALiteralOfTheProgram) {
+    static_assert(std::is_convertible_v<const char(&)[9], Sql>);
+    static_assert(!std::is_constructible_v<Sql, const char*>);
+    static_assert(!std::is_constructible_v<Sql, std::string>);
+    static_assert(!std::is_constructible_v<Sql, std::string_view>);
+    constexpr Sql sql = "SELECT 1";
+    EXPECT_STREQ(sql.text(), "SELECT 1");
 }
 
 TEST_F(ADatabase, ReportsWhatItCannotDo) {

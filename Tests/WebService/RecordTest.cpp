@@ -15,8 +15,8 @@ std::string refusalOf(std::string_view text, std::string_view key = "Key") {
         JsonBody body;
         body.receive(text);
         static_cast<void>(Record(body.value()).text(key));
-    } catch (const Refusal& refusal) {
-        return refusal.code();
+    } catch (const RequestError& error) {
+        return error.code();
     }
     return "";
 }
@@ -65,12 +65,12 @@ TEST(ARecord, SeesALongTextWhereItLies) {
     const Record record(body.value());
     EXPECT_EQ(record.longText("A"), "text");
     EXPECT_EQ(record.longText("C"), "");
-    EXPECT_THROW(static_cast<void>(record.longText("B")), Refusal);
+    EXPECT_THROW(static_cast<void>(record.longText("B")), RequestError);
 }
 
 TEST(ARefusal, CutsALongMessageAtTheEndOfACharacter) {
-    EXPECT_EQ(std::string(Refusal("Code", std::string(299, 'x') + "ä!").what()), std::string(299, 'x') + "...");
-    EXPECT_EQ(std::string(Refusal("Code", std::string(300, 'x')).what()), std::string(300, 'x'));
+    EXPECT_EQ(std::string(RequestError("Code", std::string(299, 'x') + "ä!").what()), std::string(299, 'x') + "...");
+    EXPECT_EQ(std::string(RequestError("Code", std::string(300, 'x')).what()), std::string(300, 'x'));
 }
 
 TEST(AJsonBody, IsTheSameInWhateverPiecesItComes) {
@@ -93,9 +93,9 @@ TEST(AJsonBody, NamesThePlaceOfTheFirstError) {
     try {
         static_cast<void>(body.value());
         FAIL();
-    } catch (const Refusal& refusal) {
-        EXPECT_EQ(refusal.code(), "NotJson");
-        EXPECT_TRUE(std::string_view(refusal.what()).ends_with(" at byte 8")) << refusal.what();
+    } catch (const RequestError& error) {
+        EXPECT_EQ(error.code(), "NotJson");
+        EXPECT_TRUE(std::string_view(error.what()).ends_with(" at byte 8")) << error.what();
     }
 }
 
@@ -114,8 +114,8 @@ TEST(AJsonBody, IsRefusedWhenItsParsedFormTakesTooMuchMemory) {
     try {
         static_cast<void>(body.value());
         FAIL();
-    } catch (const Refusal& refusal) {
-        EXPECT_EQ(refusal.code(), "TooLong");
+    } catch (const RequestError& error) {
+        EXPECT_EQ(error.code(), "TooLong");
     }
 }
 

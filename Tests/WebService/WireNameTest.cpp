@@ -33,4 +33,19 @@ TEST(AnOutboxName, MustBeWellFormedUtf8) {
     }
 }
 
+TEST(ANameWithinTheQuenmarkFolder, IsThePathWithoutThatFolder) {
+    EXPECT_EQ(nameWithin("", "Docs\\a.txt"), "\\Docs\\a.txt");
+    EXPECT_EQ(nameWithin("", "\\Docs\\a.txt"), "\\Docs\\a.txt");
+    EXPECT_EQ(nameWithin("", "/Docs/a b ü.txt/"), "\\Docs\\a b ü.txt");
+    EXPECT_EQ(nameWithin("Users\\ann", "Users\\ann\\Quenmark\\Docs\\a.txt"), "\\Docs\\a.txt");
+    EXPECT_EQ(nameWithin("/Users/ann/", "Users\\ann\\Docs\\a.txt"), "\\Docs\\a.txt");
+    EXPECT_EQ(nameWithin("Users\\ann", "Users\\anna\\a.txt"), "\\Users\\anna\\a.txt");
+    EXPECT_EQ(nameWithin("Users\\ann", "Quenmark\\a.txt"), "\\Quenmark\\a.txt");
+}
+
+TEST(ANameWithinTheQuenmarkFolder, IsMissingWhereItCannotBeExpressed) {
+    for (const char* path : {"", "\\", "..\\a", "a\\..\\b", "a\\\\b", "a\nb", "\xff"})
+        EXPECT_EQ(nameWithin("", path), std::nullopt) << path;
+}
+
 } // namespace webservice

@@ -25,6 +25,15 @@ std::size_t sequenceLength(std::string_view text) {
     return overlong || outside ? 0 : length;
 }
 
+/// With backslashes only, and none at either end.
+std::string bare(std::string_view path) {
+    std::string text(path);
+    std::ranges::replace(text, '/', '\\');
+    text.erase(0, std::min(text.find_first_not_of('\\'), text.size()));
+    text.erase(text.find_last_not_of('\\') + 1);
+    return text;
+}
+
 } // namespace
 
 bool isUtf8(std::string_view text) {
@@ -71,6 +80,17 @@ std::string outboxPath(std::string_view name) {
 std::string_view parentName(std::string_view name) {
     const std::size_t last = name.rfind('\\');
     return last == std::string_view::npos ? std::string_view() : name.substr(0, last);
+}
+
+std::optional<std::string> nameWithin(std::string_view quenmarkPath, std::string_view fullPath) {
+    std::string path = bare(fullPath);
+    const std::string base = bare(quenmarkPath);
+    if (!base.empty() && path.starts_with(base + '\\')) {
+        path.erase(0, base.size() + 1);
+        if (path.starts_with("Quenmark\\"))
+            path.erase(0, std::string_view("Quenmark\\").size());
+    }
+    return wireName(outboxPath(path));
 }
 
 } // namespace webservice

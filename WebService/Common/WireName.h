@@ -28,4 +28,9 @@ std::string outboxPath(std::string_view name);
 /// The wire name of the folder that holds the item; empty for an item directly in the computer's folder.
 std::string_view parentName(std::string_view name);
 
+/// The wire name that a computer's path has within its Quenmark folder: "\Docs\a.txt" for "Docs\a.txt", and also for
+/// "Users\ann\Quenmark\Docs\a.txt" where the Quenmark folder lies in "Users\ann". Slashes count as backslashes.
+/// Nothing when it cannot be expressed, for instance because of a "..".
+std::optional<std::string> nameWithin(std::string_view quenmarkPath, std::string_view fullPath);
+
 } // namespace webservice

@@ -40,8 +40,13 @@ private:
     Response response_;
 };
 
-Refused badRequest(int status, const std::string& why) {
-    return Refused{errorResponse(status, "BadRequest", why)};
+RequestError badRequest(int status, const std::string& why) {
+    return {"BadRequest", why, status};
+}
+
+RequestError internalError(const std::string& what) {
+    logLine("a request failed: " + what);
+    return {"InternalError", what, 500};
 }
 
 class Connection {
@@ -63,39 +68,37 @@ private:
         Parser parser;
         parser.header_limit(longestHead);
         parser.body_limit(boost::none);
-        std::optional<Refused> malformed;
+        std::optional<RequestError> malformed;
         try {
             co_await receiveHead(parser);
-        } catch (Refused& refused) {
-            malformed = std::move(refused);
+        } catch (const RequestError& error) {
+            malformed = error;
         }
         RequestLog line(client_);
         Response response;
         try {
             if (malformed)
-                throw std::move(*malformed);
+                throw RequestError(*malformed);
             response = co_await answer(parser, line);
             keepAlive_ = parser.keep_alive();
-        } catch (Refused& refused) {
-            // The rest of the request is not read, so nothing more can be understood on this connection.
-            keepAlive_ = false;
-            response = serving_->application.refusal(headAsFarAsRead(parser), std::move(refused.response));
+        } catch (const RequestError& error) {
+            response = failed(parser, error);
         } catch (const Ended&) {
             throw;
         } catch (const std::exception& failure) {
-            response = failed(parser, failure.what());
+            response = failed(parser, internalError(failure.what()));
         } catch (...) {
-            response = failed(parser, "an error without a text");
+            response = failed(parser, internalError("an error without a text"));
         }
         line.status = response.status;
         co_await send(std::move(response), parser.get().method() == http::verb::head);
         line.isWhole = true;
     }
 
-    Response failed(const Parser& parser, const std::string& what) {
-        logLine("a request failed: " + what);
+    /// The rest of the request is not read, so nothing more can be understood on this connection.
+    Response failed(const Parser& parser, const RequestError& error) {
         keepAlive_ = false;
-        return serving_->application.refusal(headAsFarAsRead(parser), errorResponse(500, "InternalError", what));
+        return serving_->application.errorFor(headAsFarAsRead(parser), error);
     }
 
     awaitable<void> receiveHead(Parser& parser) {
@@ -165,7 +168,7 @@ private:
     /// waiting.
     awaitable<Response> responseOf(Exchange& exchange) {
         if (!client_.mayWork())
-            throw Refused{errorResponse(503, "Busy", "too many long requests are being worked on; try again")};
+            throw RequestError("Busy", "too many long requests are being worked on; try again", 503);
         client_.enter(Phase::Working);
         std::optional<Response> response = exchange.step();
         while (!response) {
@@ -218,10 +221,10 @@ private:
     std::unique_ptr<Exchange> begin(const Parser& parser, const RequestHead& head, bool expectsContinue) {
         try {
             return serving_->application.begin(head);
-        } catch (Refused& refused) {
+        } catch (const RequestError& error) {
             if (parser.chunked() || parser.content_length().value_or(0) > shortBody || expectsContinue)
                 throw;
-            return std::make_unique<RefusedExchange>(serving_->application.refusal(head, std::move(refused.response)));
+            return std::make_unique<RefusedExchange>(serving_->application.errorFor(head, error));
         }
     }
 

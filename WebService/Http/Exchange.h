@@ -23,23 +23,21 @@ public:
     /// The bytes of memory that hold what it has received.
     virtual std::size_t memory() const { return 0; }
 
-    /// Does the whole of the work and gives the response. Called once, if at all, and by the default step() alone.
+    /// Does the whole of the work and gives the response; may throw RequestError, as receive() may. Called once, if at
+    /// all, and by the default step() alone.
     virtual Response finish() = 0;
 
     /// Called again and again once the whole body has been received, until it gives the response; an exchange whose
     /// work may take longer than some 20 ms overrides it and does about as much in each call. Everything else that the
     /// process does may happen between two calls: other requests change the state, or the process ends, which destroys
     /// the exchange. So nothing may be left open from one call to the next that this would harm, a transaction least of
-    /// all. Like finish(), it may throw Refused; any other exception becomes a response of status 500.
+    /// all.
     virtual std::optional<Response> step() { return finish(); }
 };
 
-/// Thrown by an exchange, or on its beginning, to answer at once; the rest of the body is not read.
-struct Refused {
-    Response response;
-};
-
-/// What a server serves.
+/// What a server serves. A RequestError that it throws, or that an exchange throws, is sent as the response at once,
+/// and the connection is closed, since the rest of the body is not read; any other exception is sent as a RequestError
+/// of status 500.
 class Application {
 public:
     Application() = default;
@@ -47,14 +45,13 @@ public:
     Application& operator=(const Application&) = delete;
     virtual ~Application() = default;
 
-    /// Called when a request's head has arrived. May throw Refused.
+    /// Called when a request's head has arrived. May throw RequestError.
     virtual std::unique_ptr<Exchange> begin(const RequestHead& head) = 0;
 
-    /// The form in which a refusal, or an error of the server's own, is sent in response to this request. The head has
-    /// as much of the request as could be read.
-    virtual Response refusal(const RequestHead& head, Response response) const {
+    /// The response that tells of an error. The head has as much of the request as could be read.
+    virtual Response errorFor(const RequestHead& head, const RequestError& error) const {
         static_cast<void>(head);
-        return response;
+        return errorResponse(error);
     }
 };
 

@@ -32,9 +32,12 @@ Response jsonResponse(int status, std::string json) {
     return response;
 }
 
-Response errorResponse(int status, std::string_view code, std::string_view message) {
-    const boost::json::object error = {{"code", code}, {"message", message}};
-    return jsonResponse(status, boost::json::serialize(boost::json::object{{"ReturnStatus", "1"}, {"error", error}}));
+Response errorResponse(const RequestError& error) {
+    const boost::json::object members = {{"code", error.code()}, {"message", error.what()}};
+    Response response = jsonResponse(
+        error.status(), boost::json::serialize(boost::json::object{{"ReturnStatus", "1"}, {"error", members}}));
+    response.headers.insert(response.headers.end(), error.headers().begin(), error.headers().end());
+    return response;
 }
 
 } // namespace webservice

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "WebService/Common/Descriptor.h"
-#include "WebService/Outbox/OutboxTree.h"
+#include "WebService/Common/FileIdentity.h"
+#include "WebService/Common/RequestError.h"
 
 #include <cstdint>
 #include <optional>
@@ -36,6 +37,6 @@ std::string responseHead(const Response& response, std::uint64_t length, bool ke
 Response jsonResponse(int status, std::string json);
 
 /// The JSON answer {"ReturnStatus":"1","error":{"code":…,"message":…}}.
-Response errorResponse(int status, std::string_view code, std::string_view message);
+Response errorResponse(const RequestError& error);
 
 } // namespace webservice

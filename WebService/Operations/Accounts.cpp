@@ -41,14 +41,14 @@ std::optional<Computer> findComputer(Database& db, std::int64_t id) {
 User requireUser(Database& db, const Record& request, std::string_view key) {
     auto user = findUser(db, request.id(key));
     if (!user)
-        throw Refusal("UnknownUser", "there is no user " + request.text(key));
+        throw RequestError("UnknownUser", "there is no user " + request.text(key));
     return std::move(*user);
 }
 
 Computer requireComputer(Database& db, const Record& request, std::string_view key) {
     auto computer = findComputer(db, request.id(key));
     if (!computer)
-        throw Refusal("UnknownComputer", "there is no computer " + request.text(key));
+        throw RequestError("UnknownComputer", "there is no computer " + request.text(key));
     return std::move(*computer);
 }
 

@@ -30,7 +30,7 @@ struct Computer {
     std::optional<std::string> version;
 };
 
-/// The user or computer whose identifier is under the key; throws Refusal "MissingKey", "UnknownUser" or
+/// The user or computer whose identifier is under the key; throws RequestError "MissingKey", "UnknownUser" or
 /// "UnknownComputer".
 User requireUser(Database& db, const Record& request, std::string_view key = "UserID");
 Computer requireComputer(Database& db, const Record& request, std::string_view key = "ComputerID");

@@ -1,11 +1,7 @@
 #include "WebService/Operations/FileTable.h"
 
-#include "WebService/Common/Log.h"
 #include "WebService/Common/WireName.h"
-#include "WebService/Outbox/OutboxRemoval.h"
 
-#include <functional>
-#include <system_error>
 #include <unordered_set>
 
 namespace webservice {
@@ -21,24 +17,9 @@ KnownFile readFile(const Query& row) {
             .isPresent = row.integer(5) != 0};
 }
 
-/// A computer that has not deleted the path yet must not do so once there is something new at it.
-void takeBackDeletion(Database& db, std::int64_t computer, std::string_view name) {
-    db.run("UPDATE deletions SET state = 'done' WHERE computer = ?1 AND path = ?2 AND state = 'waiting'", computer,
-           name);
-}
-
-/// What lies in the way in an outbox hinders neither the operation nor the other computers.
-void placing(const std::string& path, const std::function<void()>& place) {
-    try {
-        place();
-    } catch (const std::system_error& error) {
-        logLine("cannot lay " + path + " into an outbox: " + error.what());
-    }
-}
-
 constexpr std::int64_t pageSize = 500;
-constexpr const char* contentsQuery = "SELECT id, full_path FROM files WHERE computer = ?1 AND present AND "
-                                      "full_path > ?2 AND full_path < ?3 ORDER BY full_path LIMIT ?4";
+constexpr Sql contentsQuery = "SELECT id, full_path FROM files WHERE computer = ?1 AND present AND "
+                              "full_path > ?2 AND full_path < ?3 ORDER BY full_path LIMIT ?4";
 
 } // namespace
 
@@ -59,15 +40,15 @@ std::optional<KnownFile> findFile(Database& db, std::int64_t id) {
 }
 
 std::optional<KnownFile> FileTable::find(std::string_view fullPath) const {
-    Query row = state_.db.query("SELECT id, computer, full_path, name, is_file, present FROM files "
-                                "WHERE computer = ?1 AND full_path = ?2 AND present",
-                                computer_.id, fullPath);
+    Query row = db_.query("SELECT id, computer, full_path, name, is_file, present FROM files "
+                          "WHERE computer = ?1 AND full_path = ?2 AND present",
+                          computer_.id, fullPath);
     return row.next() ? std::optional(readFile(row)) : std::nullopt;
 }
 
 bool FileTable::has(const FileDescription& file) const {
     // What is not told, or was not told before, does not differ.
-    return state_.db
+    return db_
         .query("SELECT 1 FROM files WHERE computer = ?1 AND full_path = ?2 AND present "
                "AND coalesce(size <> ?3, 0) = 0 AND coalesce(modified <> ?4, 0) = 0",
                computer_.id, file.fullPath, file.size, file.modified)
@@ -77,8 +58,8 @@ bool FileTable::has(const FileDescription& file) const {
 KnownFile FileTable::require(std::string_view fullPath) const {
     auto file = find(fullPath);
     if (!file)
-        throw Refusal("UnknownFile",
-                      "computer " + std::to_string(computer_.id) + " has no file " + std::string(fullPath));
+        throw RequestError("UnknownFile",
+                           "computer " + std::to_string(computer_.id) + " has no file " + std::string(fullPath));
     return std::move(*file);
 }
 
@@ -94,8 +75,7 @@ Work<std::vector<std::int64_t>> FileTable::withContents(std::string fullPath) co
         for (std::int64_t found = pageSize; found == pageSize;) {
             co_await pause();
             found = 0;
-            for (Query row = state_.db.query(contentsQuery, computer_.id, last, beyond, pageSize); row.next();
-                 ++found) {
+            for (Query row = db_.query(contentsQuery, computer_.id, last, beyond, pageSize); row.next(); ++found) {
                 ids.push_back(row.integer(0));
                 last = row.text(1);
             }
@@ -106,16 +86,16 @@ Work<std::vector<std::int64_t>> FileTable::withContents(std::string fullPath) co
 
 std::int64_t FileTable::enter(const FileDescription& file) {
     if (const auto known = find(file.fullPath)) {
-        state_.db.run("UPDATE files SET is_file = ?2, size = coalesce(?3, size), modified = coalesce(?4, modified), "
-                      "base_system_file = coalesce(?5, base_system_file) WHERE id = ?1",
-                      known->id, file.isFile, file.size, file.modified, file.baseSystemFile);
+        db_.run("UPDATE files SET is_file = ?2, size = coalesce(?3, size), modified = coalesce(?4, modified), "
+                "base_system_file = coalesce(?5, base_system_file) WHERE id = ?1",
+                known->id, file.isFile, file.size, file.modified, file.baseSystemFile);
         return known->id;
     }
-    state_.db.run("INSERT INTO files (computer, full_path, name, is_file, size, modified, base_system_file) "
-                  "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)",
-                  computer_.id, file.fullPath, nameWithin(computer_.quenmarkPath, file.fullPath), file.isFile,
-                  file.size, file.modified, file.baseSystemFile);
-    return state_.db.lastId();
+    db_.run("INSERT INTO files (computer, full_path, name, is_file, size, modified, base_system_file) "
+            "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)",
+            computer_.id, file.fullPath, nameWithin(computer_.quenmarkPath, file.fullPath), file.isFile, file.size,
+            file.modified, file.baseSystemFile);
+    return db_.lastId();
 }
 
 std::int64_t FileTable::saved(const FileDescription& file) {
@@ -135,7 +115,7 @@ Work<std::int64_t> FileTable::renamed(std::string from, FileDescription file) {
     co_await forgetWithContents(file.fullPath); // what is replaced
     for (const std::int64_t id : co_await withContents(from)) {
         co_await pause();
-        const auto old = findFile(state_.db, id);
+        const auto old = findFile(db_, id);
         if (old && old->isPresent && old->fullPath.starts_with(from))
             co_await move(*old, file.fullPath + old->fullPath.substr(from.size()));
         if (id == top.id)
@@ -148,13 +128,13 @@ Work<> FileTable::move(const KnownFile& old, const std::string& path) {
     if (const auto inTheWay = find(path))
         forget(*inTheWay); // it has come while the folder was being moved
     const auto name = nameWithin(computer_.quenmarkPath, path);
-    state_.db.run("UPDATE files SET full_path = ?2, name = ?3 WHERE id = ?1", old.id, path, name);
+    db_.run("UPDATE files SET full_path = ?2, name = ?3 WHERE id = ?1", old.id, path, name);
     const KnownFile moved = require(path);
     if (!moved.isFile) {
         makeFolder(moved);
-    } else if (state_.cloud.find(old.fullPath, computer_.user)) {
-        state_.cloud.rename(computer_.user, old.fullPath, path, name);
-        co_await distribute(state_, computer_, *state_.cloud.find(path, computer_.user));
+    } else if (cloud_.find(old.fullPath, computer_.user)) {
+        cloud_.rename(computer_.user, old.fullPath, path, name);
+        co_await delivery_.distribute(computer_, *cloud_.find(path, computer_.user));
     } else {
         request(moved, false);
     }
@@ -170,16 +150,16 @@ Work<std::int64_t> FileTable::deleted(std::string fullPath) {
 Work<> FileTable::forgetWithContents(std::string fullPath) {
     for (const std::int64_t id : co_await withContents(std::move(fullPath))) {
         co_await pause();
-        if (const auto file = findFile(state_.db, id); file && file->isPresent) {
+        if (const auto file = findFile(db_, id); file && file->isPresent) {
             forget(*file);
-            state_.cloud.remove(computer_.user, file->fullPath);
+            cloud_.remove(computer_.user, file->fullPath);
         }
     }
 }
 
 void FileTable::forget(const KnownFile& file) {
-    state_.db.run("UPDATE files SET present = 0 WHERE id = ?1", file.id);
-    state_.db.run("UPDATE requests SET state = 'cancelled' WHERE file = ?1 AND state = 'waiting'", file.id);
+    db_.run("UPDATE files SET present = 0 WHERE id = ?1", file.id);
+    db_.run("UPDATE requests SET state = 'cancelled' WHERE file = ?1 AND state = 'waiting'", file.id);
 }
 
 Work<> FileTable::keepOnly(const std::vector<FileDescription>& files) {
@@ -201,60 +181,36 @@ Work<> FileTable::keepOnly(const std::vector<FileDescription>& files) {
 
 std::vector<KnownFile> FileTable::pageBehind(std::int64_t id) const {
     std::vector<KnownFile> files;
-    Query row = state_.db.query("SELECT id, computer, full_path, name, is_file, present FROM files "
-                                "WHERE computer = ?1 AND present AND id > ?2 ORDER BY id LIMIT ?3",
-                                computer_.id, id, pageSize);
+    Query row = db_.query("SELECT id, computer, full_path, name, is_file, present FROM files "
+                          "WHERE computer = ?1 AND present AND id > ?2 ORDER BY id LIMIT ?3",
+                          computer_.id, id, pageSize);
     while (row.next())
         files.push_back(readFile(row));
     return files;
 }
 
 void FileTable::request(const KnownFile& file, bool fromShared) {
-    Query waiting = state_.db.query("SELECT 1 FROM requests WHERE file = ?1 AND state = 'waiting'", file.id);
+    Query waiting = db_.query("SELECT 1 FROM requests WHERE file = ?1 AND state = 'waiting'", file.id);
     if (!waiting.next())
-        state_.db.run("INSERT INTO requests (file, from_shared, computer, position) VALUES (?1, ?2, ?3, 1 + coalesce("
-                      "(SELECT max(position) FROM requests WHERE computer = ?3 AND state = 'waiting'), 0))",
-                      file.id, fromShared, file.computer);
+        db_.run("INSERT INTO requests (file, from_shared, computer, position) VALUES (?1, ?2, ?3, 1 + coalesce("
+                "(SELECT max(position) FROM requests WHERE computer = ?3 AND state = 'waiting'), 0))",
+                file.id, fromShared, file.computer);
 }
 
 void FileTable::makeFolder(const KnownFile& folder) {
     if (!folder.name)
         return;
-    for (const std::int64_t other : otherComputers(state_.db, computer_)) {
-        const std::string path = std::to_string(other) + '/' + outboxPath(*folder.name);
-        takeBackDeletion(state_.db, other, *folder.name);
-        placing(path, [&] {
-            state_.tree.makeFoldersOf(path);
-            state_.tree.makeFolder(path);
-        });
-    }
+    for (const std::int64_t other : otherComputers(db_, computer_))
+        delivery_.makeFolder(other, *folder.name);
 }
 
 /// What they have not fetched yet they need not fetch any more.
 Work<> FileTable::askOthersToDelete(const KnownFile& file) {
-    for (const std::int64_t other : otherComputers(state_.db, computer_)) {
+    for (const std::int64_t other : otherComputers(db_, computer_)) {
         co_await pause();
         if (file.name)
-            co_await removeFromOutbox(state_, std::to_string(other) + '/' + outboxPath(*file.name));
-        state_.db.run("INSERT INTO deletions (computer, path) VALUES (?1, ?2)", other,
-                      file.name.value_or(file.fullPath));
-    }
-}
-
-void deliver(State& state, std::int64_t computer, const CloudFile& file, const std::optional<std::string>& name) {
-    if (!name) {
-        logLine(file.fullPath + " stays in the cloud: its name cannot be told on the wire");
-        return;
-    }
-    takeBackDeletion(state.db, computer, *name);
-    placing(*name,
-            [&] { state.cloud.deliver(file, state.tree, std::to_string(computer), *name, state.incomingPath()); });
-}
-
-Work<> distribute(State& state, Computer from, CloudFile file) {
-    for (const std::int64_t other : otherComputers(state.db, from)) {
-        co_await pause();
-        deliver(state, other, file, file.name);
+            co_await delivery_.remove(other, *file.name);
+        db_.run("INSERT INTO deletions (computer, path) VALUES (?1, ?2)", other, file.name.value_or(file.fullPath));
     }
 }
 

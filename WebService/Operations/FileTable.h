@@ -2,7 +2,7 @@
 
 #include "WebService/Common/Work.h"
 #include "WebService/Operations/Accounts.h"
-#include "WebService/State.h"
+#include "WebService/Operations/Delivery.h"
 
 #include <cstdint>
 #include <optional>
@@ -37,7 +37,8 @@ struct KnownFile {
 /// for and travels to them once it has come, a folder goes to them at once, a deletion becomes a request to delete.
 class FileTable {
 public:
-    FileTable(State& state, Computer computer) : state_(state), computer_(std::move(computer)) {}
+    FileTable(Database& db, Cloud& cloud, Delivery& delivery, Computer computer)
+        : db_(db), cloud_(cloud), delivery_(delivery), computer_(std::move(computer)) {}
 
     std::optional<KnownFile> find(std::string_view fullPath) const;
 
@@ -50,10 +51,10 @@ public:
     /// The file is new or has a new content.
     std::int64_t saved(const FileDescription& file);
 
-    /// The file or folder has another path now, and so has everything in it. Throws Refusal "UnknownFile".
+    /// The file or folder has another path now, and so has everything in it. Throws RequestError "UnknownFile".
     Work<std::int64_t> renamed(std::string from, FileDescription file);
 
-    /// The file or folder is gone with everything in it. Throws Refusal "UnknownFile".
+    /// The file or folder is gone with everything in it. Throws RequestError "UnknownFile".
     Work<std::int64_t> deleted(std::string fullPath);
 
     /// Everything that the table has and that is not among the paths is gone, without the others being told.
@@ -72,16 +73,12 @@ private:
     void makeFolder(const KnownFile& folder);
     Work<> askOthersToDelete(const KnownFile& file);
 
-    State& state_;
+    Database& db_;
+    Cloud& cloud_;
+    Delivery& delivery_;
     Computer computer_;
 };
 
 std::optional<KnownFile> findFile(Database& db, std::int64_t id);
-
-/// Lays a content of the cloud into a computer's outbox, where it has a name; what hinders that is logged.
-void deliver(State& state, std::int64_t computer, const CloudFile& file, const std::optional<std::string>& name);
-
-/// A content has arrived in the cloud: it goes to the user's other computers.
-Work<> distribute(State& state, Computer from, CloudFile file);
 
 } // namespace webservice

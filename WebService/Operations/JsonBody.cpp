@@ -22,8 +22,10 @@ public:
 private:
     void* do_allocate(std::size_t size, std::size_t alignment) override {
         if (size > largestParsedForm - used_)
-            throw Refusal("TooLong", "the body needs more than " + std::to_string(largestParsedForm / mebibyte) +
-                                         " MiB when it is parsed");
+            throw RequestError("TooLong",
+                               "the body needs more than " + std::to_string(largestParsedForm / mebibyte) +
+                                   " MiB when it is parsed",
+                               413);
         void* memory = ::operator new(size, std::align_val_t(alignment));
         used_ += size;
         return memory;
@@ -44,20 +46,20 @@ public:
     Parts() : parser_(&scratch_) { parser_.reset(&values_); }
 
     void receive(std::string_view piece) {
-        if (refusal_)
+        if (error_)
             return;
         try {
             parse(piece);
-        } catch (const Refusal& refusal) {
-            refusal_ = refusal;
+        } catch (const RequestError& error) {
+            error_ = error;
         }
     }
 
     const boost::json::value& value() {
-        if (!refusal_ && !value_)
+        if (!error_ && !value_)
             finish();
-        if (refusal_)
-            throw Refusal(*refusal_);
+        if (error_)
+            throw RequestError(*error_);
         return *value_;
     }
 
@@ -81,13 +83,13 @@ private:
         boost::json::error_code error;
         parser_.finish(error);
         if (error)
-            refusal_ = notJson(error, length_);
+            error_ = notJson(error, length_);
         else
             value_.emplace(parser_.release());
     }
 
-    static Refusal notJson(const boost::json::error_code& error, std::size_t place) {
-        return {"NotJson", "the body is not JSON: " + error.message() + " at byte " + std::to_string(place)};
+    static RequestError notJson(const boost::json::error_code& error, std::size_t place) {
+        return {"NotJson", "the body is not JSON: " + error.message() + " at byte " + std::to_string(place), 400};
     }
 
     std::size_t length_ = 0;
@@ -96,7 +98,7 @@ private:
     boost::json::monotonic_resource values_{1024, &blocks_};
     boost::json::stream_parser parser_;
     std::optional<boost::json::value> value_;
-    std::optional<Refusal> refusal_;
+    std::optional<RequestError> error_;
 };
 
 JsonBody::JsonBody() : parts_(std::make_unique<Parts>()) {}

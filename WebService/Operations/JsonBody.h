@@ -20,7 +20,7 @@ public:
     /// Takes the next piece. An error is kept for value(); what follows it is passed over.
     void receive(std::string_view piece);
 
-    /// The text's value once all of it has been received, which lives as long as the body does. Throws Refusal:
+    /// The text's value once all of it has been received, which lives as long as the body does. Throws RequestError:
     /// "NotJson" with the place of the error, "TooLong" when its parsed form takes more than 64 MiB.
     const boost::json::value& value();
 

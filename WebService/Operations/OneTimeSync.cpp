@@ -11,7 +11,7 @@ FileDescription entryOf(const boost::json::value& entry) {
     if (entry.is_string())
         return describedBy(std::string(entry.get_string()));
     if (!entry.is_object())
-        throw Refusal("WrongType", "an entry of \"AllFiles\" is neither a path nor an object");
+        throw RequestError("WrongType", "an entry of \"AllFiles\" is neither a path nor an object");
     const Record record(entry);
     FileDescription file = describedBy(record.text("FullPath"));
     file.isFile = record.optional("IsFile") ? record.isTrue("IsFile") : file.isFile;
@@ -26,7 +26,7 @@ constexpr std::size_t pieceSize = 65536;
 
 void add(std::vector<FileDescription>& files, FileDescription file) {
     if (files.size() == mostEntries)
-        throw Refusal("TooMany", "\"AllFiles\" has more than " + std::to_string(mostEntries) + " entries");
+        throw RequestError("TooMany", "\"AllFiles\" has more than " + std::to_string(mostEntries) + " entries", 413);
     files.push_back(std::move(file));
 }
 
@@ -62,10 +62,10 @@ Work<std::vector<FileDescription>> parseAllFiles(std::string_view text) {
 }
 
 /// The computer, with the path that it has by now.
-Computer relocated(State& state, const Record& request) {
-    Computer computer = requireComputer(state.db, request);
+Computer relocated(Database& db, const Record& request) {
+    Computer computer = requireComputer(db, request);
     if (const auto path = request.optional("QuenmarkPath"); path && *path != computer.quenmarkPath) {
-        state.db.run("UPDATE computers SET quenmark_path = ?2 WHERE id = ?1", computer.id, *path);
+        db.run("UPDATE computers SET quenmark_path = ?2 WHERE id = ?1", computer.id, *path);
         computer.quenmarkPath = *path;
     }
     return computer;
@@ -104,18 +104,18 @@ void copyTransfer(Database& db, std::int64_t transfer, std::int64_t computer) {
 
 } // namespace
 
-Work<Response> oneTimeSyncOwnersSharedFolders(State& state, const boost::json::value& body) {
+Work<Response> oneTimeSyncOwnersSharedFolders(const boost::json::value& body, Database& db) {
     const Record request(body);
-    const User user = requireUser(state.db, request);
-    const Computer computer = requireComputer(state.db, request);
+    const User user = requireUser(db, request);
+    const Computer computer = requireComputer(db, request);
     if (computer.user != user.id)
-        throw Refusal("WrongUser", "computer " + std::to_string(computer.id) + " belongs to another user");
-    for (const std::int64_t other : allComputers(state.db, user.id)) {
+        throw RequestError("WrongUser", "computer " + std::to_string(computer.id) + " belongs to another user");
+    for (const std::int64_t other : allComputers(db, user.id)) {
         std::int64_t last = 0;
-        for (auto page = transfersTo(state.db, other, last); !page.empty(); page = transfersTo(state.db, other, last)) {
+        for (auto page = transfersTo(db, other, last); !page.empty(); page = transfersTo(db, other, last)) {
             for (const std::int64_t transfer : page) {
                 co_await pause();
-                copyTransfer(state.db, transfer, computer.id);
+                copyTransfer(db, transfer, computer.id);
                 last = transfer;
             }
         }
@@ -123,24 +123,24 @@ Work<Response> oneTimeSyncOwnersSharedFolders(State& state, const boost::json::v
     co_return jsonResponse(200, boost::json::serialize(done()));
 }
 
-Work<Response> transferFilesFromCloudToBaseSystem(State& state, const boost::json::value& body) {
-    const Computer computer = relocated(state, Record(body));
+Work<Response> transferFilesFromCloudToBaseSystem(const boost::json::value& body, Database& db, Cloud& cloud,
+                                                  Delivery& delivery) {
+    const Computer computer = relocated(db, Record(body));
     std::int64_t last = 0;
-    for (auto page = state.cloud.filesOf(computer.user, last); !page.empty();
-         page = state.cloud.filesOf(computer.user, last)) {
+    for (auto page = cloud.filesOf(computer.user, last); !page.empty(); page = cloud.filesOf(computer.user, last)) {
         for (const CloudFile& file : page) {
             co_await pause();
-            deliver(state, computer.id, file, file.name);
+            delivery.deliver(computer.id, file, file.name);
             last = file.id;
         }
     }
     co_return jsonResponse(200, boost::json::serialize(done()));
 }
 
-Work<Response> oneTimeSyncFiles(State& state, const boost::json::value& body) {
+Work<Response> oneTimeSyncFiles(const boost::json::value& body, Database& db, Cloud& cloud, Delivery& delivery) {
     const Record request(body);
     const auto files = co_await parseAllFiles(request.longText("AllFiles"));
-    FileTable table(state, relocated(state, request));
+    FileTable table(db, cloud, delivery, relocated(db, request));
     co_await table.keepOnly(files);
     for (const FileDescription& file : files) {
         co_await pause();

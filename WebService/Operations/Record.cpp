@@ -9,26 +9,12 @@ namespace webservice {
 namespace {
 
 constexpr std::size_t longestText = 65536;
-constexpr std::size_t longestMessage = 300;
-
-/// Cut at the end of a character of UTF-8.
-std::string shortened(std::string_view text) {
-    if (text.size() <= longestMessage)
-        return std::string(text);
-    std::size_t end = longestMessage;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80)
-        --end;
-    return std::string(text.substr(0, end)) + "...";
-}
 
 } // namespace
 
-Refusal::Refusal(std::string code, std::string_view message)
-    : std::runtime_error(shortened(message)), code_(std::move(code)) {}
-
 Record::Record(const boost::json::value& value) : fields_(value.if_object()) {
     if (fields_ == nullptr)
-        throw Refusal("NotAnObject", "the body is not a JSON object");
+        throw RequestError("NotAnObject", "the body is not a JSON object", 400);
 }
 
 std::optional<std::string> Record::optional(std::string_view key) const {
@@ -38,12 +24,12 @@ std::optional<std::string> Record::optional(std::string_view key) const {
     if (value->is_string()) {
         const boost::json::string& text = value->get_string();
         if (text.size() > longestText)
-            throw Refusal("TooLong", "\"" + std::string(key) + "\" is longer than 64 KiB");
+            throw RequestError("TooLong", "\"" + std::string(key) + "\" is longer than 64 KiB", 413);
         return std::string(text);
     }
     if (value->is_int64() || value->is_uint64())
         return boost::json::serialize(*value);
-    throw Refusal("WrongType", "\"" + std::string(key) + "\" is not a text");
+    throw RequestError("WrongType", "\"" + std::string(key) + "\" is not a text");
 }
 
 std::string_view Record::longText(std::string_view key) const {
@@ -51,14 +37,14 @@ std::string_view Record::longText(std::string_view key) const {
     if (value == nullptr || value->is_null())
         return {};
     if (!value->is_string())
-        throw Refusal("WrongType", "\"" + std::string(key) + "\" is not a text");
+        throw RequestError("WrongType", "\"" + std::string(key) + "\" is not a text");
     return value->get_string();
 }
 
 std::string Record::text(std::string_view key) const {
     const auto value = optional(key);
     if (!value || value->empty())
-        throw Refusal("MissingKey", "\"" + std::string(key) + "\" is missing");
+        throw RequestError("MissingKey", "\"" + std::string(key) + "\" is missing");
     return *value;
 }
 
@@ -101,9 +87,8 @@ boost::json::object nothing() {
     return {{"ReturnStatus", "1"}, {"error", nullptr}};
 }
 
-boost::json::object refused(const Refusal& refusal) {
-    return {{"ReturnStatus", "1"},
-            {"error", boost::json::object{{"code", refusal.code()}, {"message", refusal.what()}}}};
+boost::json::object failed(const RequestError& error) {
+    return {{"ReturnStatus", "1"}, {"error", boost::json::object{{"code", error.code()}, {"message", error.what()}}}};
 }
 
 } // namespace webservice

@@ -1,32 +1,22 @@
 #pragma once
 
+#include "WebService/Common/RequestError.h"
+
 #include <boost/json.hpp>
 
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace webservice {
-
-/// An operation cannot do what it is asked to. It becomes the answer's "error" object, with "ReturnStatus" "1". A long
-/// message, such as one that quotes a value, is cut.
-class Refusal : public std::runtime_error {
-public:
-    Refusal(std::string code, std::string_view message);
-    const std::string& code() const { return code_; }
-
-private:
-    std::string code_;
-};
 
 /// The flat JSON object that an operation receives; a view of it. Its values are texts; an integer is taken as its
 /// decimal text, and null as an absent key. Anything else is refused with "WrongType", a text of more than 64 KiB with
 /// "TooLong".
 class Record {
 public:
-    /// Throws Refusal "NotAnObject". The value must outlive the record.
+    /// Throws RequestError "NotAnObject". The value must outlive the record.
     explicit Record(const boost::json::value& value);
 
     std::optional<std::string> optional(std::string_view key) const;
@@ -34,7 +24,7 @@ public:
     /// A text that may be of any length, seen where it lies; empty when it is absent.
     std::string_view longText(std::string_view key) const;
 
-    /// Throws Refusal "MissingKey" when it is absent or empty.
+    /// Throws RequestError "MissingKey" when it is absent or empty.
     std::string text(std::string_view key) const;
 
     /// An identifier that this service has given out, a decimal number; -1, which it never gives out, for any other
@@ -65,6 +55,6 @@ boost::json::object done();
 boost::json::object nothing();
 
 /// {"ReturnStatus":"1","error":{"code":…,"message":…}}
-boost::json::object refused(const Refusal& refusal);
+boost::json::object failed(const RequestError& error);
 
 } // namespace webservice

@@ -1,5 +1,6 @@
 #include "WebService/Operations/Registration.h"
 
+#include "WebService/Common/Descriptor.h"
 #include "WebService/Operations/Accounts.h"
 
 #include <sys/random.h>
@@ -49,55 +50,55 @@ boost::json::object mailAnswer() {
 
 } // namespace
 
-boost::json::object verifyAndRegisterUserFromTool(State& state, const Record& request) {
+boost::json::object verifyAndRegisterUserFromTool(const Record& request, Database& db) {
     const std::string mail = request.text("MailID");
     const std::string password = request.text("Password");
-    if (const auto known = findUserByMail(state.db, mail)) {
+    if (const auto known = findUserByMail(db, mail)) {
         if (known->password != password)
-            throw Refusal("WrongPassword", "the password of " + mail + " is another one");
-        return userAnswer(state.db, "Verified", known->id);
+            throw RequestError("WrongPassword", "the password of " + mail + " is another one");
+        return userAnswer(db, "Verified", known->id);
     }
     const std::size_t at = mail.find('@');
     if (at == 0 || at == std::string::npos || at + 1 == mail.size())
-        throw Refusal("BadMail", mail + " is not a mail address");
-    state.db.run("INSERT INTO users (mail, password, first_name, last_name, nick_name, code) "
-                 "VALUES (?1, ?2, ?3, ?4, ?5, ?6)",
-                 mail, password, request.optional("FirstName"), request.optional("LastName"),
-                 request.optional("NickName"), randomCode());
-    const std::int64_t user = state.db.lastId();
-    state.db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, '', 1)", user);
-    return userAnswer(state.db, "Registered", user);
+        throw RequestError("BadMail", mail + " is not a mail address");
+    db.run("INSERT INTO users (mail, password, first_name, last_name, nick_name, code) "
+           "VALUES (?1, ?2, ?3, ?4, ?5, ?6)",
+           mail, password, request.optional("FirstName"), request.optional("LastName"), request.optional("NickName"),
+           randomCode());
+    const std::int64_t user = db.lastId();
+    db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, '', 1)", user);
+    return userAnswer(db, "Registered", user);
 }
 
-boost::json::object registerComputer(State& state, const Record& request) {
-    const User user = requireUser(state.db, request);
-    state.db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, ?2, 0)", user.id,
-                 request.text("QuenmarkPath"));
-    boost::json::object answer = {{"ComputerID", std::to_string(state.db.lastId())}};
+boost::json::object registerComputer(const Record& request, Database& db) {
+    const User user = requireUser(db, request);
+    db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, ?2, 0)", user.id,
+           request.text("QuenmarkPath"));
+    boost::json::object answer = {{"ComputerID", std::to_string(db.lastId())}};
     answer.insert({{"ReturnStatus", "0"}, {"error", nullptr}});
     return answer;
 }
 
-boost::json::object sendActivationMail(State& state, const Record& request) {
-    const User user = requireUser(state.db, request);
+boost::json::object sendActivationMail(const Record& request, Database& db) {
+    const User user = requireUser(db, request);
     if (request.text("MailID") != user.mail)
-        throw Refusal("WrongMail", "user " + std::to_string(user.id) + " has another mail address");
-    recordMail(state.db, user.mail, "Activate your account", "/activate?code=" + user.code);
+        throw RequestError("WrongMail", "user " + std::to_string(user.id) + " has another mail address");
+    recordMail(db, user.mail, "Activate your account", "/activate?code=" + user.code);
     return mailAnswer();
 }
 
-boost::json::object checkUserMailActivationStatus(State& state, const Record& request) {
+boost::json::object checkUserMailActivationStatus(const Record& request, Database& db) {
     boost::json::object answer = success();
-    answer["ReturnVal"] = flag(requireUser(state.db, request).isActivated);
+    answer["ReturnVal"] = flag(requireUser(db, request).isActivated);
     answer["error"] = nullptr;
     return answer;
 }
 
-boost::json::object sendPasswordToMailID(State& state, const Record& request) {
-    const auto user = findUserByMail(state.db, request.text("MailID"));
+boost::json::object sendPasswordToMailID(const Record& request, Database& db) {
+    const auto user = findUserByMail(db, request.text("MailID"));
     if (!user)
-        throw Refusal("UnknownUser", "nobody has registered with " + request.text("MailID"));
-    recordMail(state.db, user->mail, "Your password", user->password);
+        throw RequestError("UnknownUser", "nobody has registered with " + request.text("MailID"));
+    recordMail(db, user->mail, "Your password", user->password);
     return mailAnswer();
 }
 

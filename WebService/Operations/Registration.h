@@ -1,7 +1,7 @@
 #pragma once
 
 #include "WebService/Operations/Record.h"
-#include "WebService/State.h"
+#include "WebService/Storage/Database.h"
 
 namespace webservice {
 
@@ -9,18 +9,18 @@ namespace webservice {
 
 /// Makes a user of "MailID", with a cloud computer; "ReturnVal" is "Registered". A mail address that is known is
 /// verified by its "Password" and gives the same identifiers, with "ReturnVal" "Verified".
-boost::json::object verifyAndRegisterUserFromTool(State& state, const Record& request);
+boost::json::object verifyAndRegisterUserFromTool(const Record& request, Database& db);
 
 /// Makes a computer of the user. Every call makes another one: two machines may well have the same path.
-boost::json::object registerComputer(State& state, const Record& request);
+boost::json::object registerComputer(const Record& request, Database& db);
 
 /// Notes a mail with the address by which the user is activated (GET /activate?code=…).
-boost::json::object sendActivationMail(State& state, const Record& request);
+boost::json::object sendActivationMail(const Record& request, Database& db);
 
 /// "ReturnVal" is "True" once the user has been activated, "False" before.
-boost::json::object checkUserMailActivationStatus(State& state, const Record& request);
+boost::json::object checkUserMailActivationStatus(const Record& request, Database& db);
 
 /// Notes a mail with the user's password.
-boost::json::object sendPasswordToMailID(State& state, const Record& request);
+boost::json::object sendPasswordToMailID(const Record& request, Database& db);
 
 } // namespace webservice

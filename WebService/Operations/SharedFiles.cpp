@@ -1,5 +1,6 @@
 #include "WebService/Operations/SharedFiles.h"
 
+#include "WebService/Common/WireName.h"
 #include "WebService/Operations/FileTable.h"
 
 namespace webservice {
@@ -22,38 +23,38 @@ Transfer readTransfer(const Query& row) {
             .newFullPath = row.optionalText(4)};
 }
 
-Transfer requireTransfer(State& state, const Record& request) {
-    Query row = state.db.query("SELECT id, file, to_computer, state, new_full_path FROM transfers WHERE id = ?1",
-                               request.id("SharedFileTransferID"));
+Transfer requireTransfer(Database& db, const Record& request) {
+    Query row = db.query("SELECT id, file, to_computer, state, new_full_path FROM transfers WHERE id = ?1",
+                         request.id("SharedFileTransferID"));
     if (!row.next())
-        throw Refusal("UnknownTransfer", "there is no transfer " + request.text("SharedFileTransferID"));
+        throw RequestError("UnknownTransfer", "there is no transfer " + request.text("SharedFileTransferID"));
     return readTransfer(row);
 }
 
 [[noreturn]] void refuseState(const Transfer& transfer) {
-    throw Refusal("WrongState", "transfer " + std::to_string(transfer.id) + " is " + transfer.state);
+    throw RequestError("WrongState", "transfer " + std::to_string(transfer.id) + " is " + transfer.state);
 }
 
-void enterState(State& state, const Transfer& transfer, std::string_view next) {
-    state.db.run("UPDATE transfers SET state = ?2 WHERE id = ?1", transfer.id, next);
+void enterState(Database& db, const Transfer& transfer, std::string_view next) {
+    db.run("UPDATE transfers SET state = ?2 WHERE id = ?1", transfer.id, next);
 }
 
-void deliverTo(State& state, const Transfer& transfer, const CloudFile& content) {
-    const auto receiver = findComputer(state.db, transfer.toComputer);
-    deliver(state, transfer.toComputer, content,
-            transfer.newFullPath ? nameWithin(receiver->quenmarkPath, *transfer.newFullPath) : content.name);
+void deliverTo(Database& db, Delivery& delivery, const Transfer& transfer, const CloudFile& content) {
+    const auto receiver = findComputer(db, transfer.toComputer);
+    delivery.deliver(transfer.toComputer, content,
+                     transfer.newFullPath ? nameWithin(receiver->quenmarkPath, *transfer.newFullPath) : content.name);
 }
 
 /// From waiting to sent. A content that is in the cloud goes on to the receiving computer.
-void markSent(State& state, const Transfer& transfer) {
+void markSent(Database& db, const Cloud& cloud, Delivery& delivery, const Transfer& transfer) {
     if (transfer.state != "waiting" && transfer.state != "sent")
         refuseState(transfer);
-    enterState(state, transfer, "sent");
-    const auto file = findFile(state.db, transfer.file);
-    const auto owner = file ? findComputer(state.db, file->computer) : std::nullopt;
-    const auto content = owner ? state.cloud.find(file->fullPath, owner->user) : std::nullopt;
+    enterState(db, transfer, "sent");
+    const auto file = findFile(db, transfer.file);
+    const auto owner = file ? findComputer(db, file->computer) : std::nullopt;
+    const auto content = owner ? cloud.find(file->fullPath, owner->user) : std::nullopt;
     if (content && transfer.state == "waiting")
-        deliverTo(state, transfer, *content);
+        deliverTo(db, delivery, transfer, *content);
 }
 
 /// The transfers of the file that have been sent, behind an identifier.
@@ -69,109 +70,108 @@ std::vector<Transfer> sentTransfers(Database& db, std::int64_t file, std::int64_
 
 } // namespace
 
-Work<> deliverToReceivers(State& state, std::int64_t file, CloudFile content) {
+Work<> deliverToReceivers(Database& db, Delivery& delivery, std::int64_t file, CloudFile content) {
     std::int64_t last = 0;
-    for (auto page = sentTransfers(state.db, file, last); !page.empty(); page = sentTransfers(state.db, file, last)) {
+    for (auto page = sentTransfers(db, file, last); !page.empty(); page = sentTransfers(db, file, last)) {
         for (const Transfer& transfer : page) {
             co_await pause();
-            deliverTo(state, transfer, content);
+            deliverTo(db, delivery, transfer, content);
             last = transfer.id;
         }
     }
 }
 
-boost::json::object updateFileExists(State& state, const Record& request) {
-    const Transfer transfer = requireTransfer(state, request);
+boost::json::object updateFileExists(const Record& request, Database& db) {
+    const Transfer transfer = requireTransfer(db, request);
     if (transfer.state == "deleted")
         refuseState(transfer);
-    enterState(state, transfer, "received");
+    enterState(db, transfer, "received");
     return done();
 }
 
-boost::json::object updateFileSendReceived(State& state, const Record& request) {
-    markSent(state, requireTransfer(state, request));
+boost::json::object updateFileSendReceived(const Record& request, Database& db, Cloud& cloud, Delivery& delivery) {
+    markSent(db, cloud, delivery, requireTransfer(db, request));
     return done();
 }
 
-boost::json::object uploadFileWithStream(State& state, const Record& request) {
-    FileTable table(state, requireComputer(state.db, request));
+boost::json::object uploadFileWithStream(const Record& request, Database& db, Cloud& cloud, Delivery& delivery) {
+    FileTable table(db, cloud, delivery, requireComputer(db, request));
     const auto file = table.find(request.text("FullPathFromFileTable"));
     if (!file || !file->isFile)
-        throw Refusal("UnknownFile", "the computer has no file " + request.text("FullPathFromFileTable"));
+        throw RequestError("UnknownFile", "the computer has no file " + request.text("FullPathFromFileTable"));
     table.request(*file, true);
     return done();
 }
 
-boost::json::object updateSendFileToTransfer(State& state, const Record& request) {
-    Transfer transfer = requireTransfer(state, request);
-    state.db.run("UPDATE transfers SET change_type = coalesce(?2, change_type), is_file = coalesce(?3, is_file), "
-                 "new_full_path = coalesce(?4, new_full_path) WHERE id = ?1",
-                 transfer.id, request.optional("ChangeType"),
-                 request.optional("IsFile") ? std::optional(request.isTrue("IsFile")) : std::nullopt,
-                 request.optional("NewFullPath"));
+boost::json::object updateSendFileToTransfer(const Record& request, Database& db, Cloud& cloud, Delivery& delivery) {
+    Transfer transfer = requireTransfer(db, request);
+    db.run("UPDATE transfers SET change_type = coalesce(?2, change_type), is_file = coalesce(?3, is_file), "
+           "new_full_path = coalesce(?4, new_full_path) WHERE id = ?1",
+           transfer.id, request.optional("ChangeType"),
+           request.optional("IsFile") ? std::optional(request.isTrue("IsFile")) : std::nullopt,
+           request.optional("NewFullPath"));
     if (const auto newFullPath = request.optional("NewFullPath"))
         transfer.newFullPath = newFullPath;
-    markSent(state, transfer);
+    markSent(db, cloud, delivery, transfer);
     return done();
 }
 
-boost::json::object isFileExistsInCloud(State& state, const Record& request) {
-    const bool exists = state.cloud.find(request.text("StrFullPath")).has_value();
+boost::json::object isFileExistsInCloud(const Record& request, const Cloud& cloud) {
+    const bool exists = cloud.find(request.text("StrFullPath")).has_value();
     return {{"IsExists", flag(exists)}, {"ReturnStatus", "0"}, {"error", nullptr}};
 }
 
-boost::json::object updateFileReceived(State& state, const Record& request) {
-    const Transfer transfer = requireTransfer(state, request);
+boost::json::object updateFileReceived(const Record& request, Database& db) {
+    const Transfer transfer = requireTransfer(db, request);
     const bool exists = request.isTrue("IsExists");
     if (transfer.state == "deleted" || (transfer.state == "waiting" && !exists))
         refuseState(transfer);
-    enterState(state, transfer, "received");
+    enterState(db, transfer, "received");
     return done();
 }
 
-boost::json::object deleteReceivedFileFromTransfer(State& state, const Record& request) {
-    const Transfer transfer = requireTransfer(state, request);
+boost::json::object deleteReceivedFileFromTransfer(const Record& request, Database& db) {
+    const Transfer transfer = requireTransfer(db, request);
     if (transfer.state != "received" && transfer.state != "deleted" && !request.isTrue("IsExists"))
         refuseState(transfer);
-    state.db.run("UPDATE transfers SET saved_file = coalesce(?2, saved_file) WHERE id = ?1", transfer.id,
-                 request.optional("SavedFileID"));
-    enterState(state, transfer, "deleted");
+    db.run("UPDATE transfers SET saved_file = coalesce(?2, saved_file) WHERE id = ?1", transfer.id,
+           request.optional("SavedFileID"));
+    enterState(db, transfer, "deleted");
     return done();
 }
 
-boost::json::object checkFileExistsInTransfers(State& state, const Record& request) {
-    const Transfer transfer = requireTransfer(state, request);
-    const auto file = findFile(state.db, transfer.file);
-    const auto owner = findComputer(state.db, file->computer);
-    const auto content =
-        state.cloud.find(request.optional("FullPathfromFileTable").value_or(file->fullPath), owner->user);
+boost::json::object checkFileExistsInTransfers(const Record& request, Database& db, const Cloud& cloud) {
+    const Transfer transfer = requireTransfer(db, request);
+    const auto file = findFile(db, transfer.file);
+    const auto owner = findComputer(db, file->computer);
+    const auto content = cloud.find(request.optional("FullPathfromFileTable").value_or(file->fullPath), owner->user);
     return {{"ByteStartPos", std::to_string(content ? content->size : 0)}, {"ReturnStatus", "0"}};
 }
 
-boost::json::object updateBSSendStreamStarted(State& state, const Record& request) {
-    const Transfer transfer = requireTransfer(state, request);
+boost::json::object updateBSSendStreamStarted(const Record& request, Database& db) {
+    const Transfer transfer = requireTransfer(db, request);
     if (transfer.state != "waiting")
         refuseState(transfer);
     return success();
 }
 
-boost::json::object updateBSSendStreamFailed(State& state, const Record& request) {
-    const Transfer transfer = requireTransfer(state, request);
+boost::json::object updateBSSendStreamFailed(const Record& request, Database& db) {
+    const Transfer transfer = requireTransfer(db, request);
     if (transfer.state != "waiting" && transfer.state != "sent")
         refuseState(transfer);
-    enterState(state, transfer, "waiting");
+    enterState(db, transfer, "waiting");
     return success();
 }
 
-boost::json::object updateBSReceiveStreamStarted(State& state, const Record& request) {
-    const Transfer transfer = requireTransfer(state, request);
+boost::json::object updateBSReceiveStreamStarted(const Record& request, Database& db) {
+    const Transfer transfer = requireTransfer(db, request);
     if (transfer.state != "sent")
         refuseState(transfer);
     return success();
 }
 
-boost::json::object updateBSReceiveStreamFailed(State& state, const Record& request) {
-    const Transfer transfer = requireTransfer(state, request);
+boost::json::object updateBSReceiveStreamFailed(const Record& request, Database& db) {
+    const Transfer transfer = requireTransfer(db, request);
     if (transfer.state != "sent")
         refuseState(transfer);
     return success();

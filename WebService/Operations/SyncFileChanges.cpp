@@ -19,15 +19,15 @@ Change changeOf(const Record& request) {
         return Change::Changed;
     if (type == "8" || type == "Renamed")
         return Change::Renamed;
-    throw Refusal("UnknownChange", "\"ChangeType\" is Created, Changed, Renamed or Deleted, not " + type);
+    throw RequestError("UnknownChange", "\"ChangeType\" is Created, Changed, Renamed or Deleted, not " + type);
 }
 
-Work<std::int64_t> apply(State& state, const Record& request) {
-    Computer computer = requireComputer(state.db, request);
+Work<std::int64_t> apply(const Record& request, Database& db, Cloud& cloud, Delivery& delivery) {
+    Computer computer = requireComputer(db, request);
     // The computer's folder may have moved since it was registered.
     if (const auto path = request.optional("QuenmarkPath"))
         computer.quenmarkPath = *path;
-    FileTable table(state, computer);
+    FileTable table(db, cloud, delivery, computer);
     const FileDescription file{.fullPath = request.text("FullPath"),
                                .isFile = !request.optional("IsFile") || request.isTrue("IsFile"),
                                .size = request.optional("FileSize"),
@@ -45,23 +45,23 @@ Work<std::int64_t> apply(State& state, const Record& request) {
     co_return table.saved(file);
 }
 
-Work<boost::json::object> applied(State& state, const boost::json::value& change) {
+Work<boost::json::object> applied(const boost::json::value& change, Database& db, Cloud& cloud, Delivery& delivery) {
     if (!change.is_object())
-        throw Refusal("NotAnObject", "a change is not a JSON object");
+        throw RequestError("NotAnObject", "a change is not a JSON object", 400);
     const Record request(change);
-    const std::int64_t file = co_await apply(state, request);
+    const std::int64_t file = co_await apply(request, db, cloud, delivery);
     co_return boost::json::object{{"FileID", std::to_string(file)},
                                   {"ReturnStatus", "0"},
                                   {"BaseSystemFileID", orNull(request.optional("BaseSystemFileID"))}};
 }
 
 /// A refusal comes before the first change that it would undo.
-Work<boost::json::object> answerTo(State& state, const boost::json::value& change) {
+Work<boost::json::object> resultOf(const boost::json::value& change, Database& db, Cloud& cloud, Delivery& delivery) {
     try {
-        co_return co_await applied(state, change);
-    } catch (const Refusal& refusal) {
-        logLine("a change of a file is refused: " + std::string(refusal.what()));
-        co_return refused(refusal);
+        co_return co_await applied(change, db, cloud, delivery);
+    } catch (const RequestError& error) {
+        logLine("a change of a file is refused: " + std::string(error.what()));
+        co_return failed(error);
     }
 }
 
@@ -69,45 +69,46 @@ constexpr std::size_t mostChanges = 10'000;
 
 } // namespace
 
-Work<Response> syncFilesInTableAndCloud(State& state, const boost::json::value& changes) {
+Work<Response> syncFilesInTableAndCloud(const boost::json::value& changes, Database& db, Cloud& cloud,
+                                        Delivery& delivery) {
     if (!changes.is_array())
-        throw Refusal("NotAList", "the body is not a JSON array");
+        throw RequestError("NotAList", "the body is not a JSON array", 400);
     if (changes.get_array().size() > mostChanges)
-        throw Refusal("TooMany", "the list has more than " + std::to_string(mostChanges) + " changes");
+        throw RequestError("TooMany", "the list has more than " + std::to_string(mostChanges) + " changes", 413);
     std::string answers = "[";
     for (const boost::json::value& change : changes.get_array()) {
         co_await pause();
         answers += answers.size() > 1 ? "," : "";
-        answers += boost::json::serialize(co_await answerTo(state, change));
+        answers += boost::json::serialize(co_await resultOf(change, db, cloud, delivery));
     }
     co_return jsonResponse(200, std::move(answers += ']'));
 }
 
-boost::json::object insertFile(State& state, const Record& request) {
-    FileTable table(state, requireComputer(state.db, request));
+boost::json::object insertFile(const Record& request, Database& db, Cloud& cloud, Delivery& delivery) {
+    FileTable table(db, cloud, delivery, requireComputer(db, request));
     const std::int64_t file = table.enter(describedBy(request.text("FullPath")));
     boost::json::object answer = {{"FileID", std::to_string(file)}};
     answer.insert({{"ReturnStatus", "0"}, {"error", nullptr}});
     return answer;
 }
 
-boost::json::object insertSharedFilesTransfer(State& state, const Record& request) {
-    const Computer from = requireComputer(state.db, request);
-    const Computer to = requireComputer(state.db, request, "UserComputerID");
-    const auto file = findFile(state.db, request.id("FileID"));
+boost::json::object insertSharedFilesTransfer(const Record& request, Database& db) {
+    const Computer from = requireComputer(db, request);
+    const Computer to = requireComputer(db, request, "UserComputerID");
+    const auto file = findFile(db, request.id("FileID"));
     if (!file || file->computer != from.id || !file->isPresent)
-        throw Refusal("UnknownFile", "computer " + std::to_string(from.id) + " has no file " + request.text("FileID"));
+        throw RequestError("UnknownFile",
+                           "computer " + std::to_string(from.id) + " has no file " + request.text("FileID"));
     if (from.id == to.id)
-        throw Refusal("SameComputer", "a computer does not send files to itself");
-    state.db.run("INSERT INTO computer_maps (owner, subscriber) VALUES (?1, ?2) ON CONFLICT DO NOTHING", from.id,
-                 to.id);
-    state.db.run("INSERT INTO transfers (file, from_computer, to_computer, is_file, change_type, full_path, "
-                 "old_full_path, base_system_file, prev_folder_file, xml_file) "
-                 "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)",
-                 file->id, from.id, to.id, request.optional("IsFile") ? request.isTrue("IsFile") : file->isFile,
-                 request.optional("ChangeType"), request.optional("FullPath").value_or(file->fullPath),
-                 request.optional("OldFullPath"), request.optional("BaseSystemFileID"),
-                 request.optional("PrevFolderFileID"), request.optional("StrXMLFileID"));
+        throw RequestError("SameComputer", "a computer does not send files to itself");
+    db.run("INSERT INTO computer_maps (owner, subscriber) VALUES (?1, ?2) ON CONFLICT DO NOTHING", from.id, to.id);
+    db.run("INSERT INTO transfers (file, from_computer, to_computer, is_file, change_type, full_path, "
+           "old_full_path, base_system_file, prev_folder_file, xml_file) "
+           "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)",
+           file->id, from.id, to.id, request.optional("IsFile") ? request.isTrue("IsFile") : file->isFile,
+           request.optional("ChangeType"), request.optional("FullPath").value_or(file->fullPath),
+           request.optional("OldFullPath"), request.optional("BaseSystemFileID"), request.optional("PrevFolderFileID"),
+           request.optional("StrXMLFileID"));
     return done();
 }
 

@@ -147,13 +147,12 @@ std::optional<boost::json::object> sharedFolder(const Query& row) {
 
 } // namespace
 
-Work<Response> getSharedFilesTransferData(State& state, const boost::json::value& body) {
+Work<Response> getSharedFilesTransferData(const boost::json::value& body, Database& db) {
     const Record request(body);
-    Database& db = state.db;
     const User user = requireUser(db, request);
     const Computer computer = requireComputer(db, request);
     if (computer.user != user.id)
-        throw Refusal("WrongUser", "computer " + std::to_string(computer.id) + " belongs to another user");
+        throw RequestError("WrongUser", "computer " + std::to_string(computer.id) + " belongs to another user");
     std::string text = R"({"FileToTransfer":)";
     text += co_await listOf([&](std::int64_t id) { return filesToSend(db, computer, id); },
                             [&](const Query& row) { return fileToSend(row, computer); });

@@ -21,12 +21,12 @@ std::optional<std::string> latestVersion(Database& db) {
 
 } // namespace
 
-boost::json::object updateComputerStatus(State& state, const Record& request) {
-    const Computer computer = requireComputer(state.db, request);
-    state.db.run("UPDATE computers SET last_seen = ?2, version = coalesce(?3, version) WHERE id = ?1", computer.id,
-                 request.optional("DateTime").value_or(timestamp()), request.optional("VersionNumber"));
+boost::json::object updateComputerStatus(const Record& request, Database& db) {
+    const Computer computer = requireComputer(db, request);
+    db.run("UPDATE computers SET last_seen = ?2, version = coalesce(?3, version) WHERE id = ?1", computer.id,
+           request.optional("DateTime").value_or(timestamp()), request.optional("VersionNumber"));
     boost::json::object answer = success();
-    answer["VersionNumber"] = orNull(latestVersion(state.db));
+    answer["VersionNumber"] = orNull(latestVersion(db));
     answer["error"] = nullptr;
     return answer;
 }

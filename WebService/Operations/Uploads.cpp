@@ -2,7 +2,6 @@
 
 #include "WebService/Common/Log.h"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -38,11 +37,11 @@ Response itemResponse(const Upload& upload) {
     return response;
 }
 
-Response streamFile(State& state, const Upload& upload, std::uint64_t offset) {
-    FileSlice slice{.file = state.queue.openFile(upload), .offset = offset, .length = 0, .identity = {}};
+Response streamFile(const Upload& upload, std::uint64_t offset, OutboxQueue& queue, OutboxLedger& ledger) {
+    FileSlice slice{.file = queue.openFile(upload), .offset = offset, .length = 0, .identity = {}};
     struct stat status {};
     if (!slice.file || ::fstat(slice.file.get(), &status) != 0) {
-        state.ledger.forgetOffer(upload.computer);
+        ledger.forgetOffer(upload.computer);
         return streamResponse("2");
     }
     slice.identity = identityOf(status);
@@ -50,37 +49,37 @@ Response streamFile(State& state, const Upload& upload, std::uint64_t offset) {
         logLine("upload " + std::to_string(upload.id) + " of computer " + upload.computer + " cannot go on at byte " +
                 std::to_string(offset) + (upload.tainted ? ", which counts an earlier content" : ", beyond its end") +
                 "; it goes behind the others. Remove " + upload.name + " from the computer's temporary area.");
-        state.ledger.postpone(upload);
-        state.ledger.forgetOffer(upload.computer);
+        ledger.postpone(upload);
+        ledger.forgetOffer(upload.computer);
         return streamResponse("2");
     }
     Response response = itemResponse(upload);
     slice.length = slice.identity.size - offset;
     if (slice.length > 0) {
-        state.ledger.sending(upload, offset == 0);
+        ledger.sending(upload, offset == 0);
         response.file = std::move(slice);
     }
     return response;
 }
 
-Upload requireUpload(State& state, const Record& request) {
-    auto upload = state.ledger.find(request.id("FileUploadID"));
+Upload requireUpload(OutboxLedger& ledger, const Record& request) {
+    auto upload = ledger.find(request.id("FileUploadID"));
     if (!upload)
-        throw Refusal("UnknownUpload", "there is no upload " + request.text("FileUploadID"));
+        throw RequestError("UnknownUpload", "there is no upload " + request.text("FileUploadID"));
     return std::move(*upload);
 }
 
-Upload requirePending(State& state, const Record& request) {
-    Upload upload = requireUpload(state, request);
+Upload requirePending(OutboxLedger& ledger, const Record& request) {
+    Upload upload = requireUpload(ledger, request);
     if (!upload.pending)
-        throw Refusal("NotPending", "upload " + std::to_string(upload.id) + " is no longer pending");
+        throw RequestError("NotPending", "upload " + std::to_string(upload.id) + " is no longer pending");
     return upload;
 }
 
 } // namespace
 
-boost::json::object getTopFileUpload(State& state, const Record& request) {
-    const auto upload = state.queue.offerTop(request.text("ToComputerID"));
+boost::json::object getTopFileUpload(const Record& request, OutboxQueue& queue) {
+    const auto upload = queue.offerTop(request.text("ToComputerID"));
     if (!upload)
         return nothing();
     boost::json::object answer = success();
@@ -91,51 +90,42 @@ boost::json::object getTopFileUpload(State& state, const Record& request) {
     return answer;
 }
 
-Response getTopFileUploadWithStream(State& state, const Record& request) {
+Response getTopFileUploadWithStream(const Record& request, OutboxQueue& queue, OutboxLedger& ledger) {
     const std::string computer = request.text("ToComputerID");
     const auto offset = decimal(request.optional("Length").value_or("0"));
     if (!offset)
-        throw Refusal("BadLength", "\"Length\" is not a number of bytes");
-    const auto upload = state.queue.current(computer);
+        throw RequestError("BadLength", "\"Length\" is not a number of bytes");
+    const auto upload = queue.current(computer);
     if (!upload || !upload->pending)
         return streamResponse("2");
-    return upload->isFile ? streamFile(state, *upload, static_cast<std::uint64_t>(*offset)) : itemResponse(*upload);
+    return upload->isFile ? streamFile(*upload, static_cast<std::uint64_t>(*offset), queue, ledger)
+                          : itemResponse(*upload);
 }
 
-Response refusedDownload(Response refusal) {
-    if (std::ranges::find(refusal.headers, "ReturnStatus", &std::pair<std::string, std::string>::first) !=
-        refusal.headers.end())
-        return refusal;
-    Response response = streamResponse(refusal.status >= 500 ? "2" : "1");
-    response.status = refusal.status;
-    boost::json::error_code none;
-    const boost::json::value body = boost::json::parse(refusal.body, none);
-    const auto* code = body.find_pointer("/error/code", none);
-    const auto* message = body.find_pointer("/error/message", none);
-    if (code != nullptr && message != nullptr && code->is_string() && message->is_string()) {
-        const std::string error = std::string(code->get_string()) + ": " + std::string(message->get_string());
-        response.headers.emplace_back("Error", printable(error));
-    }
+Response downloadError(const RequestError& error) {
+    Response response = streamResponse(error.status() >= 500 ? "2" : "1");
+    response.status = error.status();
+    response.headers.emplace_back("Error", printable(error.code() + ": " + error.what()));
     return response;
 }
 
-boost::json::object updateFileUpload(State& state, const Record& request) {
-    const Upload upload = requireUpload(state, request);
+boost::json::object updateFileUpload(const Record& request, OutboxLedger& ledger) {
+    const Upload upload = requireUpload(ledger, request);
     if (const auto name = request.optional("FileName"); name && *name != upload.name)
         logLine("upload " + std::to_string(upload.id) + " is " + upload.name + ", but acknowledged as " + *name);
-    state.ledger.acknowledge(upload);
+    ledger.acknowledge(upload);
     return done();
 }
 
-boost::json::object updateBSUploadStreamStarted(State& state, const Record& request) {
-    state.ledger.offer(requirePending(state, request));
+boost::json::object updateBSUploadStreamStarted(const Record& request, OutboxLedger& ledger) {
+    ledger.offer(requirePending(ledger, request));
     return done();
 }
 
-boost::json::object updateBSUploadStreamFailed(State& state, const Record& request) {
-    const Upload upload = requirePending(state, request);
-    state.ledger.postpone(upload);
-    state.ledger.forgetOffer(upload.computer);
+boost::json::object updateBSUploadStreamFailed(const Record& request, OutboxLedger& ledger) {
+    const Upload upload = requirePending(ledger, request);
+    ledger.postpone(upload);
+    ledger.forgetOffer(upload.computer);
     return done();
 }
 

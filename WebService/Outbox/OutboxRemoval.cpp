@@ -35,9 +35,9 @@ bool isFolder(const std::filesystem::path& path) {
 
 /// A folder in the folder is moved out of it before it is emptied in its turn, so that no path gets long, however deep
 /// the folders lie in one another.
-Work<> removeFromOutbox(State& state, std::string relative) {
+Work<> removeFromOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::string relative) {
     std::vector<std::filesystem::path> waiting;
-    if (std::string aside = state.incomingPath(); state.tree.moveOut(relative, aside))
+    if (std::string aside = incoming.newPath(); outbox.moveOut(relative, aside))
         waiting.emplace_back(std::move(aside));
     std::error_code error;
     while (!waiting.empty() && !error) {
@@ -50,7 +50,7 @@ Work<> removeFromOutbox(State& state, std::string relative) {
         for (auto entry = entries.begin(); entry != entries.end() && !error; ++entry) {
             co_await pause();
             if (isFolder(*entry)) {
-                waiting.emplace_back(state.incomingPath());
+                waiting.emplace_back(incoming.newPath());
                 std::filesystem::rename(*entry, waiting.back(), error);
             } else {
                 std::filesystem::remove(*entry, error);

@@ -10,12 +10,6 @@ constexpr int folderFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 } // namespace
 
-FileIdentity identityOf(const struct stat& status) {
-    return {.inode = status.st_ino,
-            .size = static_cast<std::uint64_t>(status.st_size),
-            .modified = std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec};
-}
-
 Writers writersOf(int fd) {
     if (::fcntl(fd, F_SETLEASE, F_RDLCK) == 0) {
         ::fcntl(fd, F_SETLEASE, F_UNLCK);

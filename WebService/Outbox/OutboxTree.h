@@ -1,24 +1,15 @@
 #pragma once
 
 #include "WebService/Common/Descriptor.h"
+#include "WebService/Common/FileIdentity.h"
 
 #include <sys/stat.h>
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace webservice {
-
-/// What tells one content of a file from another without reading it.
-struct FileIdentity {
-    std::uint64_t inode = 0;
-    std::uint64_t size = 0;
-    std::int64_t modified = 0; // nanoseconds since 1970
-    bool operator==(const FileIdentity&) const = default;
-};
-FileIdentity identityOf(const struct stat& status);
 
 /// Whether some process has the file open for writing.
 enum class Writers { None, Some, Unknown };

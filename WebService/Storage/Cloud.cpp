@@ -3,23 +3,11 @@
 #include "WebService/Common/Log.h"
 #include "WebService/Common/WireName.h"
 
-#include <unistd.h>
-
-#include <algorithm>
 #include <filesystem>
 
 namespace webservice {
 
 namespace {
-
-/// With backslashes only, and none at either end.
-std::string bare(std::string_view path) {
-    std::string text(path);
-    std::ranges::replace(text, '/', '\\');
-    text.erase(0, std::min(text.find_first_not_of('\\'), text.size()));
-    text.erase(text.find_last_not_of('\\') + 1);
-    return text;
-}
 
 CloudFile readFile(const Query& row) {
     return {.id = row.integer(0),
@@ -32,17 +20,6 @@ CloudFile readFile(const Query& row) {
 }
 
 } // namespace
-
-std::optional<std::string> nameWithin(std::string_view quenmarkPath, std::string_view fullPath) {
-    std::string path = bare(fullPath);
-    const std::string base = bare(quenmarkPath);
-    if (!base.empty() && path.starts_with(base + '\\')) {
-        path.erase(0, base.size() + 1);
-        if (path.starts_with("Quenmark\\"))
-            path.erase(0, std::string_view("Quenmark\\").size());
-    }
-    return wireName(outboxPath(path));
-}
 
 Cloud::Cloud(Database& db, std::string directory) : db_(db), directory_(std::move(directory)) {
     std::filesystem::create_directories(directory_);
@@ -101,14 +78,8 @@ void Cloud::rename(std::int64_t user, std::string_view from, std::string_view to
             to, name);
 }
 
-void Cloud::deliver(const CloudFile& file, const OutboxTree& outbox, std::string_view computer, std::string_view name,
-                    const std::string& scratch) const {
-    const std::string path = std::string(computer) + '/' + outboxPath(name);
-    outbox.makeFoldersOf(path);
-    std::filesystem::create_hard_link(contentPath(file.id), scratch);
-    outbox.moveIn(scratch, path);
-    // A rename onto another name of the same file does nothing (rename(2)): it lies there already.
-    ::unlink(scratch.c_str());
+void Cloud::link(std::int64_t id, const std::string& path) const {
+    std::filesystem::create_hard_link(contentPath(id), path);
 }
 
 } // namespace webservice

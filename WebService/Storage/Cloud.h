@@ -1,6 +1,5 @@
 #pragma once
 
-#include "WebService/Outbox/OutboxTree.h"
 #include "WebService/Storage/Database.h"
 
 #include <cstdint>
@@ -10,11 +9,6 @@
 #include <vector>
 
 namespace webservice {
-
-/// The wire name that a computer's path has within its Quenmark folder: "\Docs\a.txt" for "Docs\a.txt", and also for
-/// "Users\ann\Quenmark\Docs\a.txt" where the Quenmark folder lies in "Users\ann". Slashes count as backslashes.
-/// Nothing when it cannot be expressed, for instance because of a "..".
-std::optional<std::string> nameWithin(std::string_view quenmarkPath, std::string_view fullPath);
 
 /// A content that was streamed up.
 struct CloudFile {
@@ -45,13 +39,12 @@ public:
     void remove(std::int64_t user, std::string_view fullPath);
     void rename(std::int64_t user, std::string_view from, std::string_view to, const std::optional<std::string>& name);
 
-    /// Lays the file into a computer's outbox under the name, through a link at `scratch`.
-    void deliver(const CloudFile& file, const OutboxTree& outbox, std::string_view computer, std::string_view name,
-                 const std::string& scratch) const;
-
-    std::string contentPath(std::int64_t id) const;
+    /// Gives the content another name, a hard link at `path`. Throws std::system_error.
+    void link(std::int64_t id, const std::string& path) const;
 
 private:
+    std::string contentPath(std::int64_t id) const;
+
     Database& db_;
     std::string directory_;
 };

@@ -111,20 +111,20 @@ Database::~Database() {
     sqlite3_close(db_);
 }
 
-Query Database::start(const char* sql) {
-    const auto known = prepared_.find(sql);
+Query Database::start(Sql sql) {
+    const auto known = prepared_.find(sql.text());
     if (known != prepared_.end() && sqlite3_stmt_busy(known->second) == 0)
         return Query(db_, known->second, false);
     sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
-        fail(db_, sql);
+    if (sqlite3_prepare_v3(db_, sql.text(), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+        fail(db_, sql.text());
     // The kept statement of this text may be in the middle of its rows; then this use has one of its own.
-    const bool kept = known == prepared_.end() && prepared_.emplace(sql, statement).second;
+    const bool kept = known == prepared_.end() && prepared_.emplace(sql.text(), statement).second;
     return Query(db_, statement, !kept);
 }
 
-void Database::script(const char* sql) {
-    if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+void Database::script(Sql sql) {
+    if (sqlite3_exec(db_, sql.text(), nullptr, nullptr, nullptr) != SQLITE_OK)
         fail(db_, "cannot run a script");
 }
 
@@ -152,7 +152,7 @@ bool Database::isInTransaction() const {
 }
 
 Transaction::Transaction(Database& db) : db_(&db), isNested_(db.isInTransaction()) {
-    db_->run(isNested_ ? "SAVEPOINT transaction_scope" : "BEGIN IMMEDIATE");
+    db_->run(isNested_ ? Sql("SAVEPOINT transaction_scope") : Sql("BEGIN IMMEDIATE"));
 }
 
 /// Many may find the database locked at the same time; only one of them waits for it, the others come back later.
@@ -188,7 +188,7 @@ void Transaction::rollBack() {
 }
 
 void Transaction::commit() {
-    db_->run(isNested_ ? "RELEASE transaction_scope" : "COMMIT");
+    db_->run(isNested_ ? Sql("RELEASE transaction_scope") : Sql("COMMIT"));
     isOpen_ = false;
 }
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -27,6 +28,18 @@ public:
 class DatabaseBusy : public DatabaseError {
 public:
     using DatabaseError::DatabaseError;
+};
+
+/// A text of SQL. Only a literal of the program converts to it, so that no text from outside can become SQL.
+class Sql {
+public:
+    template <std::size_t Size>
+    consteval Sql(const char (&literal)[Size]) : text_(literal) {} // NOLINT(google-explicit-constructor)
+
+    const char* text() const { return text_; }
+
+private:
+    const char* text_;
 };
 
 /// One use of a prepared statement: bound on construction, stepped with next(), reset on destruction.
@@ -75,9 +88,9 @@ public:
     Database& operator=(const Database&) = delete;
     ~Database();
 
-    /// The SQL text must be a literal: it is kept by address. Values go to ?1, ?2, … in order.
+    /// Values go to ?1, ?2, … in order.
     template <typename... Values>
-    Query query(const char* sql, const Values&... values) {
+    Query query(Sql sql, const Values&... values) {
         Query result = start(sql);
         int index = 0;
         (result.bind(++index, values), ...);
@@ -86,7 +99,7 @@ public:
 
     /// Runs a statement that gives no rows; answers how many rows it changed.
     template <typename... Values>
-    int run(const char* sql, const Values&... values) {
+    int run(Sql sql, const Values&... values) {
         Query statement = query(sql, values...);
         while (statement.next()) {
         }
@@ -94,7 +107,7 @@ public:
     }
 
     /// Runs any number of statements without values (schema, pragmas).
-    void script(const char* sql);
+    void script(Sql sql);
 
     std::int64_t lastId() const;
 
@@ -110,14 +123,14 @@ public:
 
 private:
     friend class Transaction;
-    Query start(const char* sql);
+    Query start(Sql sql);
     int changes() const;
     bool isInTransaction() const;
 
     sqlite3* db_ = nullptr;
     std::chrono::milliseconds patience_;
-    std::chrono::steady_clock::time_point lockedUntil_; // at the least: it was found locked just before
-    std::unordered_map<const char*, sqlite3_stmt*> prepared_;
+    std::chrono::steady_clock::time_point lockedUntil_;       // at the least: it was found locked just before
+    std::unordered_map<const char*, sqlite3_stmt*> prepared_; // by the address of the literal
 };
 
 /// All or nothing: rolled back unless commit() was reached. A transaction inside another one joins it. The outermost

@@ -1,8 +1,30 @@
 #include "WebService/Storage/IncomingFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 namespace webservice {
+
+namespace {
+
+void makeFolder(const std::string& path) {
+    if (::mkdir(path.c_str(), 0777) != 0 && errno != EEXIST)
+        throwErrno("cannot make the folder " + path);
+}
+
+} // namespace
+
+IncomingFolder::IncomingFolder(std::string path) : path_(std::move(path)) {
+    std::filesystem::remove_all(path_);
+    makeFolder(path_);
+}
+
+std::string IncomingFolder::newPath() {
+    makeFolder(path_);
+    return path_ + '/' + std::to_string(++last_);
+}
 
 IncomingFile::IncomingFile(std::string path)
     : path_(std::move(path)), file_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {

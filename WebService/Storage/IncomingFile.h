@@ -8,6 +8,20 @@
 
 namespace webservice {
 
+/// The folder of files on their way in, which no other process uses. Emptied when this is made. Throws
+/// std::system_error.
+class IncomingFolder {
+public:
+    explicit IncomingFolder(std::string path);
+
+    /// The path of a file that is not there yet. Makes the folder again where somebody has removed it.
+    std::string newPath();
+
+private:
+    std::string path_;
+    std::int64_t last_ = 0;
+};
+
 /// A file that is being received, under a name of its own; removed again unless it was moved elsewhere. Throws
 /// std::system_error.
 class IncomingFile {

@@ -13,7 +13,7 @@ namespace {
 /// `tainted` that the computer may hold bytes of an earlier content of that name, so that a resume would mix the two.
 /// `outbox` says what lies in the outbox now and which upload announced it. `offers` holds, for each computer, the
 /// upload that the last poll named.
-constexpr const char* version1 = R"sql(
+constexpr Sql version1 = R"sql(
 CREATE TABLE uploads (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
     computer TEXT NOT NULL,
@@ -49,6 +49,7 @@ CREATE TABLE errors (
     computer TEXT,
     user TEXT
 );
+PRAGMA user_version = 1;
 )sql";
 
 /// Version 2: accounts, file tables, requests, deletions and sharing.
@@ -58,7 +59,7 @@ CREATE TABLE errors (
 /// contents that were streamed up; the file cloud/ID holds the bytes. A transfer goes from 'waiting' through 'sent' and
 /// 'received' to 'deleted'. `stream`, `send_stream` and `receive_stream` are what was last reported: NULL, 'started' or
 /// 'failed'.
-constexpr const char* version2 = R"sql(
+constexpr Sql version2 = R"sql(
 ALTER TABLE uploads ADD COLUMN stream TEXT;
 CREATE TABLE users (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -152,6 +153,7 @@ CREATE TABLE transfers (
 );
 CREATE INDEX transfers_out ON transfers (from_computer, state);
 CREATE INDEX transfers_in ON transfers (to_computer, state);
+PRAGMA user_version = 2;
 )sql";
 
 /// Version 3: nothing is searched for without an index, however much has come together, and nothing is kept that is
@@ -159,7 +161,7 @@ CREATE INDEX transfers_in ON transfers (to_computer, state);
 ///
 /// `upload_counts` has the number of a computer's uploads in each state. A request has the computer that it asks, and
 /// its `position` among those that wait.
-constexpr const char* version3 = R"sql(
+constexpr Sql version3 = R"sql(
 CREATE TABLE upload_counts (
     computer TEXT NOT NULL,
     state TEXT NOT NULL,
@@ -199,6 +201,7 @@ CREATE INDEX transfers_by_folder ON transfers (prev_folder_file);
 CREATE INDEX computer_maps_by_subscriber ON computer_maps (subscriber);
 CREATE INDEX mails_by_recipient ON mails (recipient);
 CREATE INDEX computers_by_version ON computers (version);
+PRAGMA user_version = 3;
 )sql";
 
 constexpr std::array versions = {version1, version2, version3};
@@ -218,7 +221,6 @@ void prepareSchema(Database& db) {
                             std::to_string(versions.size()));
     for (std::size_t next = present; next < versions.size(); ++next) {
         db.script(versions.at(next));
-        db.script(("PRAGMA user_version = " + std::to_string(next + 1)).c_str());
     }
     transaction.commit();
 }

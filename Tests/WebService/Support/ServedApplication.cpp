@@ -44,7 +44,7 @@ std::uint16_t ServedApplication::serve(const Limits& limits) {
 std::unique_ptr<Exchange> ServedApplication::begin(const RequestHead& head) {
     const auto found = paths_.find(head.path());
     if (found == paths_.end())
-        throw Refused{errorResponse(404, "UnknownPath", "there is nothing at this path")};
+        throw RequestError("UnknownPath", "there is nothing at this path", 404);
     const Path& path = found->second;
     if (path.begin)
         path.begin();

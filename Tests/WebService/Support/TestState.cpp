@@ -29,8 +29,8 @@ Response WithState::request(std::string_view method, std::string_view target, st
         if (!body.empty())
             exchange->receive(body);
         return exchange->finish();
-    } catch (Refused& refused) {
-        return std::move(refused.response);
+    } catch (const RequestError& error) {
+        return application.errorFor(head, error);
     }
 }
 

@@ -1,29 +1,13 @@
-// Names of computers' paths, and the upgrade of a state without a cloud.
+// The upgrade of a state that an earlier version of the program wrote.
 
-#include "WebService/Storage/Cloud.h"
+#include "WebService/Storage/Schema.h"
 
 #include "Support/TemporaryFolder.h"
 #include "WebService/Outbox/OutboxLedger.h"
-#include "WebService/Storage/Schema.h"
 
 #include <gtest/gtest.h>
 
 namespace webservice {
-
-TEST(ANameWithinTheQuenmarkFolder, IsThePathWithoutThatFolder) {
-    EXPECT_EQ(nameWithin("", "Docs\\a.txt"), "\\Docs\\a.txt");
-    EXPECT_EQ(nameWithin("", "\\Docs\\a.txt"), "\\Docs\\a.txt");
-    EXPECT_EQ(nameWithin("", "/Docs/a b ü.txt/"), "\\Docs\\a b ü.txt");
-    EXPECT_EQ(nameWithin("Users\\ann", "Users\\ann\\Quenmark\\Docs\\a.txt"), "\\Docs\\a.txt");
-    EXPECT_EQ(nameWithin("/Users/ann/", "Users\\ann\\Docs\\a.txt"), "\\Docs\\a.txt");
-    EXPECT_EQ(nameWithin("Users\\ann", "Users\\anna\\a.txt"), "\\Users\\anna\\a.txt");
-    EXPECT_EQ(nameWithin("Users\\ann", "Quenmark\\a.txt"), "\\Quenmark\\a.txt");
-}
-
-TEST(ANameWithinTheQuenmarkFolder, IsMissingWhereItCannotBeExpressed) {
-    for (const char* path : {"", "\\", "..\\a", "a\\..\\b", "a\\\\b", "a\nb", "\xff"})
-        EXPECT_EQ(nameWithin("", path), std::nullopt) << path;
-}
 
 TEST(AStateOfTheFirstVersion, IsBroughtToThePresentOne) {
     const test::TemporaryFolder folder;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+
+namespace webservice {
+
+/// What tells one content of a file from another without reading it.
+struct FileIdentity {
+    std::uint64_t inode = 0;
+    std::uint64_t size = 0;
+    std::int64_t modified = 0; // nanoseconds since 1970
+    bool operator==(const FileIdentity&) const = default;
+};
+FileIdentity identityOf(const struct stat& status);
+
+} // namespace webservice
