@@ -182,7 +182,7 @@ void HttpLoad::resume() {
 void HttpLoad::hold() {
     held_ = true;
     if (transfer_)
-        transfer_->leaveSlot();
+        transfer_->releaseSlot();
 }
 
 void HttpLoad::proceed() {

@@ -11,7 +11,8 @@ namespace Platform {
 HttpSession::HttpSession(UrlSessionConfiguration configuration, std::shared_ptr<UrlSessionDelegate> delegate,
                          Queue queue)
     : configuration_(std::move(configuration)), queue_(std::move(queue)), delegate_(std::move(delegate)),
-      formerDelegate_(delegate_) {}
+      formerDelegate_(delegate_),
+      slots_(static_cast<std::size_t>(std::max(configuration_.httpMaximumConnectionsPerHost, 1))) {}
 
 std::shared_ptr<UrlSessionTask> HttpSession::makeTask(UrlRequest request, std::unique_ptr<TaskReceiver> receiver,
                                                       std::optional<std::string> bodyFile) {
@@ -64,35 +65,18 @@ void HttpSession::taskIsDone() {
         delegate_.reset();
 }
 
-void HttpSession::takePlace(const std::shared_ptr<HttpSessionTask>& task) {
-    auto& places = placesByOrigin_[task->origin()];
-    places.waiting.push_back(task);
-    startWaiting(places);
+void HttpSession::acquireSlot(HttpSessionTask& task) {
+    if (slots_.acquire(task, task.origin()))
+        task.start();
 }
 
-void HttpSession::startWaiting(Places& places) const {
-    while (!places.waiting.empty() && places.taken < std::max(configuration_.httpMaximumConnectionsPerHost, 1)) {
-        const auto next = places.waiting.front().lock();
-        places.waiting.pop_front();
-        if (!next)
-            continue;
-        ++places.taken;
+void HttpSession::releaseSlot(HttpSessionTask& task) {
+    if (HttpSessionTask* next = slots_.release(task))
         next->start();
-    }
 }
 
-void HttpSession::leavePlace(HttpSessionTask& task) {
-    const auto found = placesByOrigin_.find(task.origin());
-    if (found == placesByOrigin_.end())
-        return;
-    auto& places = found->second;
-    if (task.hasStarted())
-        --places.taken;
-    else
-        std::erase_if(places.waiting, [&task](const auto& waiting) { return waiting.lock().get() == &task; });
-    startWaiting(places);
-    if (places.taken == 0 && places.waiting.empty())
-        placesByOrigin_.erase(found);
+void HttpSession::dropSlot(HttpSessionTask& task) noexcept {
+    slots_.release(task);
 }
 
 } // namespace Platform

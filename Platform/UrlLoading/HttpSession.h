@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Platform/UrlLoading/ConnectionSlots.h"
 #include "Platform/UrlLoading/UrlSession.h"
 
-#include <list>
-#include <map>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,7 +13,7 @@ namespace Platform {
 class HttpSessionTask;
 class TaskReceiver;
 
-/// The session behind `UrlSession`: its delegate, and the places that its tasks have at each server.
+/// The session behind `UrlSession`: its delegate, and the connection slots of its tasks.
 class HttpSession final : public UrlSession {
 public:
     HttpSession(UrlSessionConfiguration configuration, std::shared_ptr<UrlSessionDelegate> delegate, Queue queue);
@@ -35,20 +35,16 @@ public:
     void taskWasMade();
     void taskIsDone();
 
-    /// Starts the task as soon as it has a place at its server: at once, or when those before it have left theirs.
-    void takePlace(const std::shared_ptr<HttpSessionTask>& task);
-    /// Gives up the place of a task, or its place among the waiting ones.
-    void leavePlace(HttpSessionTask& task);
+    /// Starts the task as soon as it has a slot: at once, or when the tasks before it have released theirs.
+    void acquireSlot(HttpSessionTask& task);
+    /// Releases the slot of a task, or ends its wait for one, and starts the task that has the slot now.
+    void releaseSlot(HttpSessionTask& task);
+    /// The same for a task whose loop has ended, so that no other is started.
+    void dropSlot(HttpSessionTask& task) noexcept;
 
 private:
-    struct Places {
-        int taken = 0;
-        std::list<std::weak_ptr<HttpSessionTask>> waiting;
-    };
-
     std::shared_ptr<UrlSessionTask> makeTask(UrlRequest request, std::unique_ptr<TaskReceiver> receiver,
                                              std::optional<std::string> bodyFile);
-    void startWaiting(Places& places) const;
 
     const UrlSessionConfiguration configuration_;
     const Queue queue_;
@@ -56,7 +52,7 @@ private:
     std::shared_ptr<UrlSessionDelegate> delegate_;
     std::weak_ptr<UrlSessionDelegate> formerDelegate_;
     std::size_t unfinishedTasks_ = 0;
-    std::map<std::string, Places> placesByOrigin_;
+    ConnectionSlots<HttpSessionTask> slots_;
 };
 
 } // namespace Platform

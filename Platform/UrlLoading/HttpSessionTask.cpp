@@ -26,38 +26,52 @@ HttpSessionTask::HttpSessionTask(std::shared_ptr<HttpSession> session, UrlReques
 }
 
 HttpSessionTask::~HttpSessionTask() {
-    letGoOfSession();
+    detachFromSession();
 }
 
-void HttpSessionTask::begin() {
-    if (!std::exchange(begun_, true))
+UrlSessionTask::State HttpSessionTask::state() const {
+    switch (phase_) {
+    case Phase::Running:
+        return State::Running;
+    case Phase::Created:
+    case Phase::Suspended:
+        break;
+    case Phase::Canceling:
+        return State::Canceling;
+    case Phase::Completed:
+        return State::Completed;
+    }
+    return State::Suspended;
+}
+
+void HttpSessionTask::enter(Phase next) {
+    if (phase_ == Phase::Created)
         load_->begin(shared_from_this());
+    phase_ = next;
 }
 
 void HttpSessionTask::resume() {
-    if (state_ != State::Suspended)
+    if (phase_ != Phase::Created && phase_ != Phase::Suspended)
         return;
-    state_ = State::Running;
-    begin();
+    enter(Phase::Running);
     load_->resume();
     if (!load_->hasStarted())
-        session_->takePlace(shared_from_this());
+        session_->acquireSlot(*this);
 }
 
 void HttpSessionTask::suspend() {
-    if (state_ != State::Running)
+    if (phase_ != Phase::Running)
         return;
-    state_ = State::Suspended;
+    enter(Phase::Suspended);
     load_->suspend();
     if (!load_->hasStarted())
-        session_->leavePlace(*this);
+        session_->releaseSlot(*this);
 }
 
 void HttpSessionTask::cancel() {
-    if (state_ == State::Canceling || state_ == State::Completed)
+    if (phase_ == Phase::Canceling || phase_ == Phase::Completed)
         return;
-    state_ = State::Canceling;
-    begin();
+    enter(Phase::Canceling);
     load_->fail(UrlError::make(UrlError::Cancelled));
 }
 
@@ -70,9 +84,9 @@ void HttpSessionTask::loadDidReceiveHead(HttpUrlResponse head) {
 }
 
 void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse head) {
-    // Nobody else waits for the answer, which may never come.
+    // No other task waits for the handler's call, which may never come.
     load_->hold();
-    leavePlace();
+    session_->releaseSlot(*this);
     challenging_ = std::move(head);
     delegate->URLSessionTaskDidReceiveChallenge(*session_, *this,
                                                 [task = weak_from_this()](ChallengeDisposition disposition) {
@@ -83,7 +97,7 @@ void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& deleg
 
 void HttpSessionTask::answerChallenge(ChallengeDisposition disposition) {
     auto head = std::exchange(challenging_, std::nullopt);
-    if (!head || state_ == State::Canceling || state_ == State::Completed)
+    if (!head || phase_ == Phase::Canceling || phase_ == Phase::Completed)
         return;
     if (disposition == ChallengeDisposition::CancelChallenge)
         return cancel();
@@ -114,12 +128,12 @@ void HttpSessionTask::loadDidEnd(const std::optional<Error>& error) {
         HttpSessionTask& task;
         ~End() {
             task.receiver_.reset();
-            task.letGoOfSession();
+            task.detachFromSession();
         }
     };
-    state_ = State::Completed;
+    enter(Phase::Completed);
     challenging_.reset();
-    leavePlace();
+    session_->releaseSlot(*this);
     const auto self = shared_from_this();
     const End end{*this};
     if (receiver_)
@@ -130,16 +144,12 @@ void HttpSessionTask::loadDidEnd(const std::optional<Error>& error) {
 
 void HttpSessionTask::loadWasDropped() {
     const auto self = shared_from_this();
+    session_->dropSlot(*this);
     receiver_.reset();
-    letGoOfSession();
+    detachFromSession();
 }
 
-void HttpSessionTask::leavePlace() {
-    if (!std::exchange(placeLeft_, true))
-        session_->leavePlace(*this);
-}
-
-void HttpSessionTask::letGoOfSession() {
+void HttpSessionTask::detachFromSession() {
     if (const auto session = std::exchange(session_, nullptr))
         session->taskIsDone();
 }

@@ -26,13 +26,13 @@ public:
     void resume() override;
     void suspend() override;
     void cancel() override;
-    State state() const override { return state_; }
+    State state() const override;
     const UrlRequest& originalRequest() const override { return load_->request(); }
     const HttpUrlResponse* response() const override { return response_ ? &*response_ : nullptr; }
     void setTaskDescription(std::string description) override { description_ = std::move(description); }
     const std::string& taskDescription() const override { return description_; }
 
-    /// Where the request goes; its place is there.
+    /// The origin that the request goes to, whose slot the task needs.
     const std::string& origin() const { return origin_; }
     void start() { load_->start(); }
     bool hasStarted() const { return load_->hasStarted(); }
@@ -43,12 +43,24 @@ public:
     void loadWasDropped() override;
 
 private:
-    void begin();
+    enum class Phase {
+        /// Neither resumed nor cancelled; the load has no client yet.
+        Created,
+        /// Waits for a slot or loads, its challenge included.
+        Running,
+        /// Suspended by its owner.
+        Suspended,
+        /// Cancelled; the load's end is still to be received.
+        Canceling,
+        /// The load has ended.
+        Completed,
+    };
+
+    void enter(Phase next);
     void challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse head);
     void answerChallenge(ChallengeDisposition disposition);
     void receiveHead(HttpUrlResponse head);
-    void leavePlace();
-    void letGoOfSession();
+    void detachFromSession();
 
     /// Nil once the task is done.
     std::shared_ptr<HttpSession> session_;
@@ -56,9 +68,7 @@ private:
     std::unique_ptr<TaskReceiver> receiver_;
     std::string origin_;
     std::string description_;
-    State state_ = State::Suspended;
-    bool begun_ = false;
-    bool placeLeft_ = false;
+    Phase phase_ = Phase::Created;
     std::optional<HttpUrlResponse> response_;
     /// The head that waits for the answer to its challenge.
     std::optional<HttpUrlResponse> challenging_;

@@ -11,7 +11,6 @@ target_sources(Platform PRIVATE
   UrlLoading/Transfer.cpp
   UrlLoading/TransferDriver.cpp
   UrlLoading/TransferHandle.cpp
-  UrlLoading/TransferSlots.cpp
   UrlLoading/TransportError.cpp
   UrlLoading/TransportSockets.cpp
   UrlLoading/Url.cpp

@@ -53,9 +53,9 @@ void Transfer::start() {
     driver_->start(*this);
 }
 
-void Transfer::leaveSlot() noexcept {
+void Transfer::releaseSlot() noexcept {
     if (driver_ != nullptr)
-        driver_->leaveSlot(*this);
+        driver_->releaseSlot(*this);
 }
 
 /// Makes the request anew, on a connection of its own; nothing of it was sent.

@@ -52,8 +52,8 @@ public:
 
     /// Begins as soon as there is a slot for it. Throws where it cannot.
     void start();
-    /// Goes on, if it has begun, but lets others begin in its place.
-    void leaveSlot() noexcept;
+    /// Goes on without its slot, which the transfer that has waited longest gets.
+    void releaseSlot() noexcept;
 
     const Url& url() const { return request_.url; }
     /// The head of the answer; still being read, complete or malformed.

@@ -2,8 +2,8 @@
 
 #include "Platform/FileDescriptor.h"
 #include "Platform/Log.h"
+#include "Platform/UrlLoading/ConnectionSlots.h"
 #include "Platform/UrlLoading/Transfer.h"
-#include "Platform/UrlLoading/TransferSlots.h"
 #include "Platform/UrlLoading/TransportSockets.h"
 
 #include <curl/curl.h>
@@ -98,7 +98,7 @@ struct TransferDriver::State {
     std::optional<Duration> due;
     std::optional<Duration> armed;
     std::unordered_set<Transfer*> transfers;
-    TransferSlots slots{connectionsPerServer};
+    ConnectionSlots<Transfer> slots{connectionsPerServer};
     /// Has room for every transfer, so that a callback can add one without taking memory.
     std::vector<Transfer*> touched;
 };
@@ -239,14 +239,14 @@ void TransferDriver::remove(Transfer& transfer) noexcept {
 }
 
 void TransferDriver::start(Transfer& transfer) {
-    if (!state_->slots.take(transfer, transfer.url().origin()))
+    if (!state_->slots.acquire(transfer, transfer.url().origin()))
         return;
     state_->begin(transfer);
     state_->perform(&transfer);
 }
 
 void TransferDriver::startLater(Transfer& transfer) {
-    if (state_->slots.take(transfer, transfer.url().origin()))
+    if (state_->slots.acquire(transfer, transfer.url().origin()))
         state_->begin(transfer);
 }
 
@@ -255,12 +255,12 @@ void TransferDriver::release(Transfer& transfer) noexcept {
     curl_multi_remove_handle(state_->multi.get(), easy);
     curl_easy_cleanup(easy);
     state_->sockets.vacate(std::exchange(transfer.connection_, -1), transfer);
-    leaveSlot(transfer);
+    releaseSlot(transfer);
 }
 
 /// The timer moves on who gets it.
-void TransferDriver::leaveSlot(Transfer& transfer) noexcept {
-    if (Transfer* next = state_->slots.leave(transfer)) {
+void TransferDriver::releaseSlot(Transfer& transfer) noexcept {
+    if (Transfer* next = state_->slots.release(transfer)) {
         state_->begin(*next);
         state_->armTimer();
     } else {

@@ -29,8 +29,8 @@ public:
     void start(Transfer& transfer);
     /// The same, never before this returns.
     void startLater(Transfer& transfer);
-    /// Gives the transfer's slot to the one that has waited longest.
-    void leaveSlot(Transfer& transfer) noexcept;
+    /// Releases the transfer's slot to the one that has waited longest.
+    void releaseSlot(Transfer& transfer) noexcept;
     /// Ends the transfer's handle and what it has begun; an answer that is not complete costs its connection.
     void release(Transfer& transfer) noexcept;
     /// Has the transfer settled once the transport has returned.

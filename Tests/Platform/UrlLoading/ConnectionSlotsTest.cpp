@@ -1,5 +1,6 @@
 // How many requests have a connection at once, and who waits for whom.
 
+#include "Platform/UrlLoading/ConnectionSlots.h"
 #include "UrlLoadingFixture.h"
 
 namespace Platform {
@@ -7,6 +8,35 @@ namespace {
 
 using namespace std::chrono_literals;
 using TestSupport::HttpReply;
+
+TEST(ConnectionSlotsTest, PassASlotToTheHolderThatHasWaitedLongest) {
+    struct Holder {};
+    std::vector<Holder> holders(4);
+    ConnectionSlots<Holder> slots(1);
+    EXPECT_TRUE(slots.acquire(holders[0], "http://one"));
+    EXPECT_FALSE(slots.acquire(holders[1], "http://one"));
+    EXPECT_FALSE(slots.acquire(holders[2], "http://one"));
+    EXPECT_TRUE(slots.acquire(holders[3], "http://two"));
+    EXPECT_EQ(slots.release(holders[0]), &holders[1]);
+    EXPECT_EQ(slots.release(holders[0]), nullptr);
+    EXPECT_EQ(slots.release(holders[1]), &holders[2]);
+    EXPECT_EQ(slots.taken(), 2U);
+    EXPECT_EQ(slots.release(holders[2]), nullptr);
+    EXPECT_EQ(slots.release(holders[3]), nullptr);
+    EXPECT_EQ(slots.taken(), 0U);
+}
+
+TEST(ConnectionSlotsTest, ForgetAHolderThatStopsWaiting) {
+    struct Holder {};
+    std::vector<Holder> holders(3);
+    ConnectionSlots<Holder> slots(1);
+    EXPECT_TRUE(slots.acquire(holders[0], "http://one"));
+    EXPECT_FALSE(slots.acquire(holders[1], "http://one"));
+    EXPECT_FALSE(slots.acquire(holders[2], "http://one"));
+    EXPECT_EQ(slots.release(holders[1]), nullptr);
+    EXPECT_EQ(slots.release(holders[0]), &holders[2]);
+    EXPECT_TRUE(slots.acquire(holders[1], "http://two"));
+}
 
 class Slots : public UrlLoadingTest {
 protected:
