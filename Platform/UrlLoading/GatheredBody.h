@@ -16,8 +16,8 @@ namespace Platform {
 class GatheredBody {
 public:
     /// Makes ready for the body that is announced; the error says that it is too long.
-    std::optional<Error> expect(const HttpUrlResponse& head) {
-        const auto length = head.expectedContentLength.value_or(0);
+    std::optional<Error> expect(const HttpUrlResponse& response) {
+        const auto length = response.expectedContentLength.value_or(0);
         if (length > maximumDataInMemory)
             return UrlError::make(UrlError::DataLengthExceedsMaximum);
         // What is announced need not come: memory for more is taken as it does.

@@ -17,7 +17,7 @@ namespace {
 constexpr int maximumRedirects = 16;
 
 Duration toDuration(std::chrono::duration<double> time) {
-    // A limit that cannot be told from none is none.
+    // A timeout of a century or more never fires.
     constexpr std::chrono::duration<double> longest = std::chrono::hours(24 * 365 * 100);
     if (!(time < longest))
         return Duration::max();
@@ -60,7 +60,7 @@ struct HttpLoad::Running {
     Running& operator=(const Running&) = delete;
     ~Running() {
         for (const auto& load : std::exchange(loads, {})) {
-            if (const auto client = load->leave())
+            if (const auto client = load->detach())
                 client->loadWasDropped();
         }
     }
@@ -72,20 +72,49 @@ HttpLoad::HttpLoad(Settings settings) : settings_(std::move(settings)) {}
 
 HttpLoad::~HttpLoad() = default;
 
+/// The only place where the state changes.
+void HttpLoad::enter(State next) {
+    state_ = next;
+    switch (next) {
+    case State::Created:
+    case State::Requesting:
+    case State::Receiving:
+        break;
+    case State::Responded:
+        response_ = takeResponse();
+        break;
+    case State::Held:
+        transfer_->releaseSlot();
+        break;
+    case State::Failed:
+        transfer_.reset();
+        // Where there is no memory to schedule it with, the timer tries again.
+        scheduleDelivery();
+        timer_.cancel();
+        break;
+    case State::Ended:
+        timer_.cancel();
+        transfer_.reset();
+        bodyFile_.reset();
+        break;
+    }
+}
+
 void HttpLoad::begin(std::shared_ptr<HttpLoadClient> client) {
     client_ = std::move(client);
     RunLoop::main().attachment<Running>().loads.insert(shared_from_this());
 }
 
 void HttpLoad::start() {
-    if (std::exchange(started_, true) || ended_ || failure_)
+    if (state_ != State::Created)
         return;
+    enter(State::Requesting);
     try {
         if (auto error = prepare())
             return fail(std::move(*error));
         transfer();
     } catch (...) {
-        breakOff();
+        failOutOfMemory();
     }
 }
 
@@ -93,25 +122,26 @@ std::optional<Error> HttpLoad::prepare() {
     url_ = settings_.request.url;
     if (auto error = unusable(url_))
         return error;
-    auto head = RequestHead::of(settings_.request, settings_.additionalHeaders);
-    if (auto* error = std::get_if<Error>(&head))
+    auto headers = RequestHeaders::of(settings_.request, settings_.additionalHeaders);
+    if (auto* error = std::get_if<Error>(&headers))
         return std::move(*error);
-    head_ = std::move(std::get<RequestHead>(head));
-    if (!settings_.bodyFile)
-        return std::nullopt;
-    bodyFile_ = openBodyFile(*settings_.bodyFile);
-    return bodyFile_ ? std::nullopt : std::optional(UrlError::make(UrlError::FileDoesNotExist, *settings_.bodyFile));
+    headers_ = std::move(std::get<RequestHeaders>(headers));
+    if (settings_.bodyFile) {
+        bodyFile_ = openBodyFile(*settings_.bodyFile);
+        if (!bodyFile_)
+            return UrlError::make(UrlError::FileDoesNotExist, *settings_.bodyFile);
+        body_ = &*bodyFile_;
+    } else if (settings_.request.httpBody) {
+        body_ = std::string_view(*settings_.request.httpBody);
+    }
+    return std::nullopt;
 }
 
 void HttpLoad::transfer() {
-    Transfer::Request request{*url_, head_, {}};
-    if (sendsBody_ && bodyFile_)
-        request.body = &*bodyFile_;
-    else if (sendsBody_ && settings_.request.httpBody)
-        request.body = std::string_view(*settings_.request.httpBody);
     try {
-        transfer_ = std::make_unique<Transfer>(RunLoop::main().attachment<TransferDriver>(), request,
-                                               [this] { transferChanged(); });
+        transfer_ =
+            std::make_unique<Transfer>(RunLoop::main().attachment<TransferDriver>(),
+                                       Transfer::Request{*url_, headers_, body_}, [this] { transferChanged(); });
         transfer_->start();
     } catch (const std::exception& exception) {
         // There is no memory or no descriptor left.
@@ -119,34 +149,34 @@ void HttpLoad::transfer() {
     }
 }
 
-void HttpLoad::transferChanged() {
+void HttpLoad::transferChanged() noexcept {
     try {
-        lookAtTransfer();
+        readTransfer();
     } catch (...) {
-        breakOff();
+        failOutOfMemory();
     }
 }
 
-void HttpLoad::lookAtTransfer() {
+void HttpLoad::readTransfer() {
     if (transfer_->takeProgress())
         noteProgress();
-    if (!answer_ && transfer_->head().state() == ResponseHead::State::Complete) {
-        const int status = transfer_->head().statusCode();
-        if (isRedirect(status) && transfer_->head().fields().has("Location"))
+    if (state_ == State::Requesting && transfer_->headers().state() == ResponseHeaders::State::Complete) {
+        const int status = transfer_->headers().statusCode();
+        if (isRedirect(status) && transfer_->headers().fields().has("Location"))
             return followRedirect(status);
-        answer_ = takeAnswer();
+        enter(State::Responded);
     }
     scheduleDelivery();
 }
 
-HttpUrlResponse HttpLoad::takeAnswer() {
-    ResponseHead& head = transfer_->head();
-    return HttpUrlResponse{*url_, head.statusCode(), head.takeFields(), head.contentLength()};
+HttpUrlResponse HttpLoad::takeResponse() {
+    ResponseHeaders& headers = transfer_->headers();
+    return HttpUrlResponse{*url_, headers.statusCode(), headers.takeFields(), headers.contentLength()};
 }
 
 void HttpLoad::followRedirect(int status) {
-    const auto location = *transfer_->head().fields().value("Location");
-    // An answer that is not complete goes with its connection: nobody waits for the body of a redirect.
+    const auto location = *transfer_->headers().fields().value("Location");
+    // The rest of the response is not read, so its connection is closed.
     transfer_.reset();
     if (++redirects_ > maximumRedirects)
         return fail(UrlError::make(UrlError::TooManyRedirects, url_->absoluteString()));
@@ -154,54 +184,51 @@ void HttpLoad::followRedirect(int status) {
     const auto next = absolute && !absolute->scheme().empty() ? absolute : resolve(*url_, location);
     if (auto error = unusable(next))
         return fail(std::move(*error));
-    if (!head_.redirect(status, next->origin() != url_->origin()))
-        sendsBody_ = false;
+    if (!headers_.redirect(status, next->origin() != url_->origin()))
+        body_ = {};
     url_ = next;
     transfer();
 }
 
 void HttpLoad::suspend() {
-    if (suspended_)
+    if (suspendedSince_)
         return;
-    suspended_ = true;
     suspendedSince_ = RunLoop::main().now();
     timer_.cancel();
 }
 
 void HttpLoad::resume() {
-    if (!std::exchange(suspended_, false))
+    if (!suspendedSince_)
         return;
-    const Duration stoodStill = RunLoop::main().now() - suspendedSince_;
+    const Duration suspended = RunLoop::main().now() - *suspendedSince_;
+    suspendedSince_.reset();
     if (begun_)
-        *begun_ += stoodStill;
-    lastProgress_ += stoodStill;
+        *begun_ += suspended;
+    lastProgress_ += suspended;
     armTimer();
     scheduleDelivery();
 }
 
 void HttpLoad::hold() {
-    held_ = true;
-    if (transfer_)
-        transfer_->releaseSlot();
+    if (state_ == State::Receiving)
+        enter(State::Held);
 }
 
 void HttpLoad::proceed() {
-    held_ = false;
+    if (state_ != State::Held)
+        return;
+    enter(State::Receiving);
     scheduleDelivery();
 }
 
 void HttpLoad::fail(Error error) {
-    if (ended_ || failure_)
+    if (state_ == State::Failed || state_ == State::Ended)
         return;
     failure_ = std::move(error);
-    transfer_.reset();
-    // Where there is no memory to schedule it with, the timer tries again.
-    scheduleDelivery();
-    timer_.cancel();
+    enter(State::Failed);
 }
 
-/// Ends where there is no memory to go on.
-void HttpLoad::breakOff() noexcept {
+void HttpLoad::failOutOfMemory() noexcept {
     try {
         fail(Error{UrlError::domain, UrlError::NetworkConnectionLost, "out of memory"});
     } catch (...) { // NOLINT(bugprone-empty-catch): the timer ends it
@@ -210,62 +237,72 @@ void HttpLoad::breakOff() noexcept {
 
 void HttpLoad::drop() {
     const auto self = shared_from_this();
-    if (!ended_)
+    if (state_ != State::Ended)
         RunLoop::main().attachment<Running>().loads.erase(self);
-    leave();
+    detach();
 }
 
-/// Lets go of all that a load has until its end, and hands out the client.
-std::shared_ptr<HttpLoadClient> HttpLoad::leave() {
-    ended_ = true;
-    timer_.cancel();
-    transfer_.reset();
-    bodyFile_.reset();
+/// Frees all that a load has until its end, and returns the client.
+std::shared_ptr<HttpLoadClient> HttpLoad::detach() {
+    enter(State::Ended);
     return std::exchange(client_, nullptr);
 }
 
-bool HttpLoad::hasNews() const {
-    if (ended_ || failure_)
-        return !ended_;
-    if (suspended_ || held_ || !transfer_)
-        return false;
-    return (answer_ && !headDelivered_) || !transfer_->pieces().empty() || transfer_->outcome();
+bool HttpLoad::hasPendingEvents() const {
+    switch (state_) {
+    case State::Failed:
+        return true;
+    case State::Responded:
+        return !suspendedSince_;
+    case State::Requesting:
+    case State::Receiving:
+        return !suspendedSince_ && transfer_ && (!transfer_->pieces().empty() || transfer_->outcome());
+    case State::Created:
+    case State::Held:
+    case State::Ended:
+        break;
+    }
+    return false;
 }
 
 void HttpLoad::scheduleDelivery() {
-    if (scheduled_ || delivering_ || !hasNews())
+    if (delivery_ != Delivery::None || !hasPendingEvents())
         return;
     settings_.queue.async([load = shared_from_this()] { load->deliver(); });
-    scheduled_ = true;
+    delivery_ = Delivery::Scheduled;
 }
 
-/// One call of the client: what it leaves behind is in order however it ends.
-class HttpLoad::Delivery {
+/// One call of the client. Whether it returns or throws, the load goes on afterwards.
+class HttpLoad::ClientCall {
 public:
-    explicit Delivery(HttpLoad& load) : load_(load) { load_.delivering_ = true; }
-    Delivery(const Delivery&) = delete;
-    Delivery& operator=(const Delivery&) = delete;
-    ~Delivery() {
-        load_.delivering_ = false;
+    explicit ClientCall(HttpLoad& load) : load_(load) { load_.delivery_ = Delivery::Calling; }
+    ClientCall(const ClientCall&) = delete;
+    ClientCall& operator=(const ClientCall&) = delete;
+    ~ClientCall() {
+        load_.delivery_ = Delivery::None;
         try {
             goOn();
         } catch (...) {
-            load_.breakOff();
+            load_.failOutOfMemory();
         }
     }
 
-    void makeCall() {
+    void deliverResponse() {
+        load_.enter(State::Receiving);
         const auto client = load_.client_;
-        if (!std::exchange(load_.headDelivered_, true))
-            return client->loadDidReceiveHead(std::move(*load_.answer_));
+        client->loadDidReceiveResponse(*std::exchange(load_.response_, std::nullopt));
+    }
+
+    void deliverData() {
         piece_ = load_.transfer_->pieces().take();
+        const auto client = load_.client_;
         client->loadDidReceiveData(piece_.view());
     }
 
 private:
     void goOn() {
         if (load_.transfer_ && !piece_.empty()) {
-            // The memory goes back, unless the transfer needed new memory meanwhile.
+            // The memory is used again, unless the transfer has taken new memory meanwhile.
             piece_.clear();
             if (load_.transfer_->pieces().empty())
                 load_.transfer_->pieces() = std::move(piece_);
@@ -279,53 +316,56 @@ private:
 };
 
 void HttpLoad::deliver() {
-    scheduled_ = false;
-    if (!hasNews())
+    delivery_ = Delivery::None;
+    if (!hasPendingEvents())
         return;
-    if (failure_)
-        return finish(std::exchange(failure_, std::nullopt));
-    const bool more = (answer_ && !headDelivered_) || !transfer_->pieces().empty();
-    if (!more)
-        return finish(std::optional(transfer_->outcome()->error));
-    Delivery(*this).makeCall();
+    if (state_ == State::Failed)
+        end(std::exchange(failure_, std::nullopt));
+    else if (state_ == State::Responded)
+        ClientCall(*this).deliverResponse();
+    else if (!transfer_->pieces().empty())
+        ClientCall(*this).deliverData();
+    else
+        end(std::optional(transfer_->outcome()->error));
 }
 
-void HttpLoad::finish(const std::optional<Error>& error) {
+void HttpLoad::end(const std::optional<Error>& error) {
     const auto self = shared_from_this();
     RunLoop::main().attachment<Running>().loads.erase(self);
-    if (const auto client = leave())
+    if (const auto client = detach())
         client->loadDidEnd(error);
 }
 
 std::optional<Duration> HttpLoad::deadline() const {
     if (!begun_)
         return std::nullopt;
-    const Duration whole = later(*begun_, toDuration(settings_.wholeLimit));
-    const Duration first = std::min(whole, later(lastProgress_, toDuration(settings_.idleLimit)));
+    const Duration total = later(*begun_, toDuration(settings_.totalTimeout));
+    const Duration first = std::min(total, later(lastProgress_, toDuration(settings_.idleTimeout)));
     return first == Duration::max() ? std::nullopt : std::optional(first);
 }
 
-/// Time runs from the moment on when the first transfer has its slot.
+/// The first progress is that the first transfer has its slot; the timeouts start then.
 void HttpLoad::noteProgress() {
     lastProgress_ = RunLoop::main().now();
     if (begun_)
         return;
     begun_ = lastProgress_;
-    suspendedSince_ = lastProgress_;
+    if (suspendedSince_)
+        suspendedSince_ = lastProgress_;
     armTimer();
 }
 
-/// One timer serves both limits, and progress does not move it: when it fires too early, it is set anew.
+/// One timer serves both timeouts, and progress does not move it: when it fires too early, it is set anew.
 void HttpLoad::armTimer() {
     const auto end = deadline();
-    if (!end || suspended_ || failure_)
+    if (!end || suspendedSince_ || state_ == State::Failed)
         return;
     timer_ = Queue::main().timer(*end - RunLoop::main().now(), [this] { timerFired(); });
 }
 
 void HttpLoad::timerFired() {
     const auto end = deadline();
-    if (failure_)
+    if (state_ == State::Failed)
         scheduleDelivery();
     else if (end && *end <= RunLoop::main().now())
         fail(UrlError::make(UrlError::TimedOut, url_ ? url_->absoluteString() : ""));

@@ -15,33 +15,33 @@ namespace Platform {
 
 class HttpLoad;
 
-/// Is told what becomes of a load, each call as a task of its own on the load's queue, in order. The load may be
-/// suspended, held or ended from within a call.
+/// Receives a load's events, each as a task of its own on the load's queue, in order. The load may be suspended, held
+/// or ended during a call.
 class HttpLoadClient {
 public:
     virtual ~HttpLoadClient() = default;
-    /// The head of the answer, redirects left out.
-    virtual void loadDidReceiveHead(HttpUrlResponse head) = 0;
-    /// The next bytes, at most `maximumDataPiece`; valid during the call.
+    /// The response's status and headers; not called for a redirect that is followed.
+    virtual void loadDidReceiveResponse(HttpUrlResponse response) = 0;
+    /// The next bytes of the body, at most `maximumDataPiece`; valid during the call.
     virtual void loadDidReceiveData(std::string_view data) = 0;
     /// The last call; not made for a load whose loop has ended.
     virtual void loadDidEnd(const std::optional<Error>& error) = 0;
-    /// The loop ends before the load does: instead of `loadDidEnd`, and without a word to anybody.
+    /// The loop ends before the load does; called instead of `loadDidEnd`, and not as a task.
     virtual void loadWasDropped() {}
 };
 
-/// What every interface of URL loading is built on: one request from its beginning to its end, with redirects, limits
-/// of time and back-pressure. From `begin` on until its end it is kept alive, and keeps its client.
+/// One request from its start to its end, with redirects, timeouts and back-pressure; the base of both interfaces of
+/// URL loading. From `begin` until its end it is kept alive, and keeps its client.
 class HttpLoad : public std::enable_shared_from_this<HttpLoad> {
 public:
     struct Settings {
         UrlRequest request;
         HeaderFields additionalHeaders;
-        /// The path of a file that is sent as the body, in place of the request's own.
+        /// The path of a file that is sent as the body instead of the request's own.
         std::optional<std::string> bodyFile;
-        /// The longest time without progress, and of the whole load. Neither runs before the load has a slot.
-        std::chrono::duration<double> idleLimit;
-        std::chrono::duration<double> wholeLimit;
+        /// The longest time without progress, and of the whole load. Both start when the load gets a slot.
+        std::chrono::duration<double> idleTimeout;
+        std::chrono::duration<double> totalTimeout;
         Queue queue;
     };
 
@@ -54,69 +54,94 @@ public:
 
     /// To be called first, once.
     void begin(std::shared_ptr<HttpLoadClient> client);
-    /// Goes to the network, once.
+    /// Sends the request; once.
     void start();
-    bool hasStarted() const { return started_; }
-    /// Keeps everything back, and stops the time, until `resume`.
+    bool hasStarted() const { return state_ != State::Created; }
+    /// Holds every event back, and stops the timeouts, until `resume`.
     void suspend();
     void resume();
-    /// Keeps everything back until `proceed`, while time goes on. Others may have its slot meanwhile.
+    /// To be called during `loadDidReceiveResponse`: holds the body back until `proceed`, and releases the load's slot.
+    /// The timeouts go on.
     void hold();
     void proceed();
-    /// Ends with this error; what was not handed on is dropped. No effect on a load that has ended.
+    /// Ends with this error; events that were not delivered are dropped. No effect on a load that has ended.
     void fail(Error error);
     /// Ends at once, without another call.
     void drop();
 
 private:
     struct Running;
-    class Delivery;
+    class ClientCall;
+    enum class State {
+        /// Not started.
+        Created,
+        /// The request is sent, and sent again at each redirect that is followed.
+        Requesting,
+        /// The response's headers are to be delivered.
+        Responded,
+        /// The headers were delivered; the body is delivered as it is received.
+        Receiving,
+        /// The headers were delivered; the body is held back.
+        Held,
+        /// An error that is not the transfer's is to be delivered, and nothing else.
+        Failed,
+        /// The last event was delivered or dropped.
+        Ended,
+    };
+    enum class Delivery {
+        /// No event is to be delivered.
+        None,
+        /// A task on the load's queue will deliver the next event.
+        Scheduled,
+        /// The client is being called.
+        Calling,
+    };
 
+    void enter(State next);
     std::optional<Error> prepare();
     void transfer();
-    void transferChanged();
-    void lookAtTransfer();
+    void transferChanged() noexcept;
+    void readTransfer();
     void noteProgress();
-    void breakOff() noexcept;
+    void failOutOfMemory() noexcept;
     void followRedirect(int status);
-    HttpUrlResponse takeAnswer();
+    HttpUrlResponse takeResponse();
 
-    bool hasNews() const;
+    bool hasPendingEvents() const;
     void scheduleDelivery();
     void deliver();
-    void finish(const std::optional<Error>& error);
-    std::shared_ptr<HttpLoadClient> leave();
+    void end(const std::optional<Error>& error);
+    std::shared_ptr<HttpLoadClient> detach();
 
     std::optional<Duration> deadline() const;
     void armTimer();
     void timerFired();
 
     Settings settings_;
+    State state_ = State::Created;
+    Delivery delivery_ = Delivery::None;
+    /// Nil before `begin` and after the end.
     std::shared_ptr<HttpLoadClient> client_;
-    bool ended_ = false;
 
+    /// What is sent, redirects heeded.
     std::optional<Url> url_;
-    RequestHead head_;
+    RequestHeaders headers_;
+    Transfer::RequestBody body_;
     std::optional<BodyFile> bodyFile_;
-    bool sendsBody_ = true;
     int redirects_ = 0;
-    std::unique_ptr<Transfer> transfer_;
 
-    bool started_ = false;
-    bool suspended_ = false;
-    bool held_ = false;
-    bool scheduled_ = false;
-    bool delivering_ = false;
-    bool headDelivered_ = false;
-    /// The head of the answer, which the client gets.
-    std::optional<HttpUrlResponse> answer_;
-    /// An end that the transfer did not bring: everything else is dropped for it.
+    /// Nil unless a request is under way or its response is being delivered.
+    std::unique_ptr<Transfer> transfer_;
+    /// Set in the state `Responded`.
+    std::optional<HttpUrlResponse> response_;
+    /// Set in the state `Failed`.
     std::optional<Error> failure_;
 
-    /// When time began to run; nil while the load waits for a slot.
+    /// When the load got its first slot; nil before.
     std::optional<Duration> begun_;
     Duration lastProgress_{};
-    Duration suspendedSince_{};
+    /// Nil while it is not suspended.
+    std::optional<Duration> suspendedSince_;
     Timer timer_;
 };
 

@@ -11,9 +11,9 @@ namespace {
 
 HttpLoad::Settings settings(const HttpSession& session, UrlRequest request, std::optional<std::string> bodyFile) {
     const auto& configuration = session.configuration();
-    const auto idleLimit = std::min(request.timeoutInterval, configuration.timeoutIntervalForRequest);
+    const auto idleTimeout = std::min(request.timeoutInterval, configuration.timeoutIntervalForRequest);
     return {std::move(request), configuration.httpAdditionalHeaders,      std::move(bodyFile),
-            idleLimit,          configuration.timeoutIntervalForResource, session.delegateQueue()};
+            idleTimeout,        configuration.timeoutIntervalForResource, session.delegateQueue()};
 }
 
 } // namespace
@@ -75,19 +75,19 @@ void HttpSessionTask::cancel() {
     load_->fail(UrlError::make(UrlError::Cancelled));
 }
 
-void HttpSessionTask::loadDidReceiveHead(HttpUrlResponse head) {
+void HttpSessionTask::loadDidReceiveResponse(HttpUrlResponse response) {
     const auto delegate = session_->delegate();
-    if (delegate && asksForAuthentication(head))
-        challenge(delegate, std::move(head));
+    if (delegate && asksForAuthentication(response))
+        challenge(delegate, std::move(response));
     else
-        receiveHead(std::move(head));
+        receiveResponse(std::move(response));
 }
 
-void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse head) {
+void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse response) {
     // No other task waits for the handler's call, which may never come.
     load_->hold();
     session_->releaseSlot(*this);
-    challenging_ = std::move(head);
+    challenging_ = std::move(response);
     delegate->URLSessionTaskDidReceiveChallenge(*session_, *this,
                                                 [task = weak_from_this()](ChallengeDisposition disposition) {
                                                     if (const auto alive = task.lock())
@@ -96,19 +96,19 @@ void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& deleg
 }
 
 void HttpSessionTask::answerChallenge(ChallengeDisposition disposition) {
-    auto head = std::exchange(challenging_, std::nullopt);
-    if (!head || phase_ == Phase::Canceling || phase_ == Phase::Completed)
+    auto response = std::exchange(challenging_, std::nullopt);
+    if (!response || phase_ == Phase::Canceling || phase_ == Phase::Completed)
         return;
     if (disposition == ChallengeDisposition::CancelChallenge)
         return cancel();
-    receiveHead(std::move(*head));
+    receiveResponse(std::move(*response));
     load_->proceed();
 }
 
-void HttpSessionTask::receiveHead(HttpUrlResponse head) {
-    response_ = std::move(head);
+void HttpSessionTask::receiveResponse(HttpUrlResponse response) {
+    response_ = std::move(response);
     if (receiver_) {
-        if (auto error = receiver_->receiveHead(*response_))
+        if (auto error = receiver_->receiveResponse(*response_))
             load_->fail(std::move(*error));
     }
 }

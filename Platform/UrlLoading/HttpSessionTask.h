@@ -37,7 +37,7 @@ public:
     void start() { load_->start(); }
     bool hasStarted() const { return load_->hasStarted(); }
 
-    void loadDidReceiveHead(HttpUrlResponse head) override;
+    void loadDidReceiveResponse(HttpUrlResponse response) override;
     void loadDidReceiveData(std::string_view data) override;
     void loadDidEnd(const std::optional<Error>& error) override;
     void loadWasDropped() override;
@@ -57,9 +57,9 @@ private:
     };
 
     void enter(Phase next);
-    void challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse head);
+    void challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse response);
     void answerChallenge(ChallengeDisposition disposition);
-    void receiveHead(HttpUrlResponse head);
+    void receiveResponse(HttpUrlResponse response);
     void detachFromSession();
 
     /// Nil once the task is done.

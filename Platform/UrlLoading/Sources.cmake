@@ -5,8 +5,8 @@ target_sources(Platform PRIVATE
   UrlLoading/HttpLoad.cpp
   UrlLoading/HttpSession.cpp
   UrlLoading/HttpSessionTask.cpp
-  UrlLoading/RequestHead.cpp
-  UrlLoading/ResponseHead.cpp
+  UrlLoading/RequestHeaders.cpp
+  UrlLoading/ResponseHeaders.cpp
   UrlLoading/SocketBody.cpp
   UrlLoading/Transfer.cpp
   UrlLoading/TransferDriver.cpp

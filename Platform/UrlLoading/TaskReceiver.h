@@ -16,22 +16,22 @@ class TaskReceiver {
 public:
     virtual ~TaskReceiver() = default;
     /// An error ends the task with it.
-    virtual std::optional<Error> receiveHead(const HttpUrlResponse& head) = 0;
+    virtual std::optional<Error> receiveResponse(const HttpUrlResponse& response) = 0;
     virtual std::optional<Error> receive(std::string_view data) = 0;
-    /// Calls the handler: once, last. `head` is nil where none came.
-    virtual void end(std::optional<HttpUrlResponse> head, std::optional<Error> error) = 0;
+    /// Calls the handler: once, last. `response` is nil where none was received.
+    virtual void end(std::optional<HttpUrlResponse> response, std::optional<Error> error) = 0;
 };
 
 class MemoryReceiver final : public TaskReceiver {
 public:
     explicit MemoryReceiver(UrlSession::DataHandler handler) : handler_(std::move(handler)) {}
 
-    std::optional<Error> receiveHead(const HttpUrlResponse& head) override { return body_.expect(head); }
+    std::optional<Error> receiveResponse(const HttpUrlResponse& response) override { return body_.expect(response); }
     std::optional<Error> receive(std::string_view data) override { return body_.append(data); }
-    void end(std::optional<HttpUrlResponse> head, std::optional<Error> error) override {
+    void end(std::optional<HttpUrlResponse> response, std::optional<Error> error) override {
         auto data = error ? std::nullopt : std::optional(body_.take());
         if (handler_)
-            handler_(std::move(data), std::move(head), std::move(error));
+            handler_(std::move(data), std::move(response), std::move(error));
     }
 
 private:
@@ -45,8 +45,8 @@ public:
     FileReceiver(UrlSession::DownloadHandler handler, std::optional<std::uint64_t> maximum)
         : handler_(std::move(handler)), room_(maximum.value_or(UINT64_MAX)) {}
 
-    std::optional<Error> receiveHead(const HttpUrlResponse& head) override {
-        if (head.expectedContentLength.value_or(0) > room_)
+    std::optional<Error> receiveResponse(const HttpUrlResponse& response) override {
+        if (response.expectedContentLength.value_or(0) > room_)
             return UrlError::make(UrlError::DataLengthExceedsMaximum);
         return file_.append({});
     }
@@ -56,10 +56,10 @@ public:
         room_ -= data.size();
         return file_.append(data);
     }
-    void end(std::optional<HttpUrlResponse> head, std::optional<Error> error) override {
+    void end(std::optional<HttpUrlResponse> response, std::optional<Error> error) override {
         auto location = error ? std::nullopt : std::optional(file_.path());
         if (handler_)
-            handler_(std::move(location), std::move(head), std::move(error));
+            handler_(std::move(location), std::move(response), std::move(error));
     }
 
 private:

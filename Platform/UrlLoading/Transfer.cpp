@@ -1,10 +1,7 @@
 #include "Platform/UrlLoading/Transfer.h"
 
-#include "Platform/UrlLoading/HeaderLines.h"
 #include "Platform/UrlLoading/TransferDriver.h"
 #include "Platform/UrlLoading/TransportError.h"
-
-#include <curl/curl.h>
 
 #include <fcntl.h>
 
@@ -15,8 +12,8 @@ namespace Platform {
 
 namespace {
 
-/// A rest of a body that is shorter is not worth a connection of its own.
-constexpr std::uint64_t worthTakingOver = 256 << 10;
+/// Shorter bodies are left to libcurl.
+constexpr std::uint64_t minimumDirectReadSize = 256 << 10;
 
 /// Takes no memory itself: its texts are short enough to be held in place.
 Error outOfMemory() noexcept {
@@ -24,18 +21,6 @@ Error outOfMemory() noexcept {
 }
 
 } // namespace
-
-void Transfer::progressed() noexcept {
-    progress_ = true;
-    driver_->touch(*this);
-}
-
-/// The first reason counts: the transport may go on for a moment, and fail of it.
-void Transfer::breakOff(Break reason) noexcept {
-    if (break_ == Break::None)
-        break_ = reason;
-    driver_->touch(*this);
-}
 
 Transfer::Transfer(TransferDriver& driver, const Request& request, std::function<void()> changed)
     : driver_(&driver), request_(request), changed_(std::move(changed)) {
@@ -48,8 +33,18 @@ Transfer::~Transfer() {
         driver_->remove(*this);
 }
 
+/// The only place where the state changes.
+void Transfer::enter(State next) noexcept {
+    state_ = next;
+    if (next == State::ReceivingDirectly || next == State::Ended)
+        releaseHandle();
+    if (next == State::Aborted || next == State::TakingOver || next == State::Ended)
+        driver_->addChanged(*this);
+}
+
 void Transfer::start() {
     makeHandle();
+    enter(State::Requesting);
     driver_->start(*this);
 }
 
@@ -58,25 +53,39 @@ void Transfer::releaseSlot() noexcept {
         driver_->releaseSlot(*this);
 }
 
-/// Makes the request anew, on a connection of its own; nothing of it was sent.
+void Transfer::progressed() noexcept {
+    progress_ = true;
+    driver_->addChanged(*this);
+}
+
+/// The first reason counts: libcurl may go on for a moment, and fail because of it.
+void Transfer::abort(AbortReason reason) noexcept {
+    if (state_ == State::Aborted || state_ == State::Ended)
+        return;
+    abortReason_ = reason;
+    enter(State::Aborted);
+}
+
+/// Makes the request anew, on a new connection; nothing of it was sent.
 bool Transfer::startAgain() noexcept {
     releaseHandle();
-    break_ = Break::None;
-    onFreshConnection_ = true;
+    abortReason_ = AbortReason::None;
+    needsNewConnection_ = true;
     fileOffset_ = 0;
     errorText_ = {};
     try {
         makeHandle();
+        enter(State::Requesting);
         driver_->startLater(*this);
     } catch (...) {
-        break_ = Break::NoMemory;
+        abortReason_ = AbortReason::NoMemory;
         return false;
     }
     return true;
 }
 
 bool Transfer::sendsBody() const {
-    const std::string& method = request_.head.method;
+    const std::string& method = request_.headers.method;
     // A method that is about its body says so with a length even where there is none (RFC 9110, section 8.6).
     return method != "HEAD" && (!std::holds_alternative<std::monostate>(request_.body) || method == "POST" ||
                                 method == "PUT" || method == "PATCH");
@@ -89,124 +98,150 @@ std::uint64_t Transfer::bodySize() const {
     return file != nullptr ? (*file)->size : 0;
 }
 
-std::optional<Error> Transfer::errorOf(int result) const {
-    switch (break_) {
-    case Break::None:
+std::optional<Error> Transfer::abortError() const {
+    switch (abortReason_) {
+    case AbortReason::None:
         break;
-    case Break::MalformedHead:
-        return UrlError::make(UrlError::BadServerResponse, "the head is malformed or too long");
-    case Break::UnreadableFile:
+    case AbortReason::MalformedHeaders:
+        return UrlError::make(UrlError::BadServerResponse, "the headers are malformed or too long");
+    case AbortReason::UnreadableFile:
         return UrlError::make(UrlError::Unknown, "the file to send became shorter or unreadable");
-    case Break::NoMemory:
+    case AbortReason::NoMemory:
         return UrlError::make(UrlError::NetworkConnectionLost, "there is no memory left for it");
-    case Break::CannotWatch:
+    case AbortReason::CannotWatch:
         return UrlError::make(UrlError::NetworkConnectionLost, "its socket cannot be watched");
-    case Break::SentBefore:
+    case AbortReason::SentBefore:
         return UrlError::make(UrlError::NetworkConnectionLost, "the connection ended after the request was sent on it");
-    case Break::SpentConnection:
+    case AbortReason::SpentConnection:
         return UrlError::make(UrlError::NetworkConnectionLost, "the connection ended before the request was sent");
     }
+    return std::nullopt;
+}
+
+std::optional<Error> Transfer::errorOf(int result) const {
+    if (auto error = abortError())
+        return error;
     const auto code = static_cast<CURLcode>(result);
-    const bool headComplete = head_.state() == ResponseHead::State::Complete;
+    const bool headersComplete = headers_.state() == ResponseHeaders::State::Complete;
     if (code != CURLE_OK)
-        return UrlError::make(transportErrorCode(result, {wasSent(), headComplete, knownCoding_}),
+        return UrlError::make(transportErrorCode(result, {wasSent(), headersComplete, headers_.hasKnownCoding()}),
                               errorText_.front() != '\0' ? errorText_.data() : curl_easy_strerror(code));
-    if (!headComplete)
+    if (!headersComplete)
         return UrlError::make(UrlError::NetworkConnectionLost,
-                              "the connection was closed within the head of the answer");
+                              "the connection was closed within the response's headers");
     return std::nullopt;
 }
 
 void Transfer::finish(int result) noexcept {
-    if (break_ == Break::SpentConnection && !onFreshConnection_ && startAgain())
+    if (abortReason_ == AbortReason::SpentConnection && !needsNewConnection_ && startAgain())
         return;
     try {
         finish(errorOf(result));
     } catch (...) {
         finish(outOfMemory());
     }
-    releaseHandle();
-    driver_->touch(*this);
+}
+
+void Transfer::finish(std::optional<Error> error) noexcept {
+    outcome_ = Outcome{std::move(error)};
+    enter(State::Ended);
 }
 
 void Transfer::continueReading() {
-    if (directBody_)
-        return continueReadingDirectly();
-    if (!std::exchange(paused_, false) || easy_ == nullptr)
-        return;
-    TransferDriver& driver = *driver_;
-    if (const CURLcode result = curl_easy_pause(easy_, CURLPAUSE_CONT); result != CURLE_OK)
-        finish(static_cast<int>(result));
-    driver.perform();
-}
-
-/// Whether a long body of known length is to come over plain HTTP/1.1, the request being out: nothing but the body, as
-/// it is, is then still to be read from the connection.
-bool Transfer::canTakeOverConnection() const {
-    curl_off_t sent = 0;
-    curl_easy_getinfo(easy_, CURLINFO_SIZE_UPLOAD_T, &sent);
-    const auto length = head_.contentLength();
-    return length && *length >= worthTakingOver && connection_ >= 0 && static_cast<std::uint64_t>(sent) == bodySize() &&
-           request_.url.scheme() == "http";
-}
-
-/// The transport hands out bodies in slices of 16 KiB, each copied once more. It has nothing to add to a long one, so
-/// its connection is taken from it: it hands out what it has read, the descriptor is doubled, and the transport closes
-/// its own.
-void Transfer::takeOverConnection() {
-    reader_ = Reader::Transport;
-    if (const CURLcode result = curl_easy_pause(easy_, CURLPAUSE_CONT); result != CURLE_OK)
-        return finish(static_cast<int>(result));
-    FileDescriptor connection(::fcntl(connection_, F_DUPFD_CLOEXEC, 0));
-    if (!connection)
-        return driver_->perform(); // There is no descriptor left; the transport goes on.
-    releaseHandle();
-    try {
-        directBody_ = std::make_unique<SocketBody>(std::move(connection), *head_.contentLength() - received_, pieces_,
-                                                   [this] { receivedFromConnection(); });
-    } catch (...) {
-        finish(outOfMemory());
+    if (state_ == State::ReceivingDirectly) {
+        try {
+            directBody_->continueReading();
+        } catch (...) {
+            finish(outOfMemory());
+        }
+    } else if (state_ == State::Paused) {
+        TransferDriver& driver = *driver_;
+        enter(State::Receiving);
+        if (const CURLcode result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT); result != CURLE_OK)
+            finish(static_cast<int>(result));
+        driver.perform();
     }
 }
 
-void Transfer::continueReadingDirectly() {
+/// Takes the next bytes of the body from libcurl; where it does not, libcurl offers them again after its pause.
+bool Transfer::receive(std::string_view bytes) {
+    if (state_ == State::Requesting)
+        enter(canTakeOverConnection() ? State::TakingOver : State::Receiving);
+    if (state_ == State::TakingOver)
+        return false;
+    if (!pieces_.append(bytes)) {
+        enter(State::Paused);
+        return false;
+    }
+    received_ += bytes.size();
+    return true;
+}
+
+/// Whether a long body of known length is to be received over plain HTTP/1.1, the request being sent: nothing but the
+/// body, unencoded, is then still to be read from the connection.
+bool Transfer::canTakeOverConnection() const {
+    curl_off_t sent = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    const auto length = headers_.contentLength();
+    return length && *length >= minimumDirectReadSize && connection_ >= 0 &&
+           static_cast<std::uint64_t>(sent) == bodySize() && request_.url.scheme() == "http";
+}
+
+/// libcurl hands a body out in slices of 16 KiB, each copied once more. A long body is read from its connection
+/// instead: libcurl hands out what it has read, the descriptor is duplicated, and libcurl closes its own.
+void Transfer::takeOverConnection() {
+    enter(State::Receiving);
+    if (const CURLcode result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT); result != CURLE_OK)
+        return finish(static_cast<int>(result));
+    if (state_ != State::Receiving)
+        return;
+    FileDescriptor connection(::fcntl(connection_, F_DUPFD_CLOEXEC, 0));
+    if (!connection)
+        return driver_->perform(); // There is no descriptor left; libcurl goes on.
+    enter(State::ReceivingDirectly);
     try {
-        directBody_->continueReading();
+        directBody_ = std::make_unique<SocketBody>(std::move(connection), *headers_.contentLength() - received_,
+                                                   pieces_, [this] { receivedFromConnection(); });
     } catch (...) {
         finish(outOfMemory());
     }
 }
 
 void Transfer::receivedFromConnection() {
-    progress_ = true;
-    if (directBody_->isComplete())
-        finish(std::nullopt);
-    else if (directBody_->isBroken())
-        finish(UrlError::make(UrlError::NetworkConnectionLost,
-                              directBody_->error() != 0 ? std::generic_category().message(directBody_->error())
-                                                        : "the connection was closed before the end of the body"));
-    const auto changed = changed_;
-    changed();
+    TransferDriver& driver = *driver_;
+    progressed();
+    try {
+        if (directBody_->isComplete())
+            finish(std::nullopt);
+        else if (directBody_->isBroken())
+            finish(UrlError::make(UrlError::NetworkConnectionLost,
+                                  directBody_->error() != 0 ? std::generic_category().message(directBody_->error())
+                                                            : "the connection was closed before the end of the body"));
+    } catch (...) {
+        finish(outOfMemory());
+    }
+    driver.reportChanges();
 }
 
-void Transfer::settle() {
-    if (break_ != Break::None && easy_ != nullptr)
+void Transfer::settle() noexcept {
+    if (state_ == State::Aborted)
         finish(CURLE_ABORTED_BY_CALLBACK);
-    if (reader_ == Reader::Changing && easy_ != nullptr)
+    else if (state_ == State::TakingOver)
         takeOverConnection();
     const auto changed = changed_;
     changed();
 }
 
 void Transfer::driverEnds() noexcept {
-    releaseHandle();
+    enter(State::Ended);
+    directBody_.reset();
     driver_ = nullptr;
 }
 
 void Transfer::releaseHandle() noexcept {
-    if (easy_ != nullptr)
+    if (easy_)
         driver_->release(*this);
-    headerLines_.reset();
+    headerList_.reset();
 }
 
 std::optional<Url> resolve(const Url& base, std::string_view reference) {

@@ -2,19 +2,22 @@
 
 #include "Platform/Error.h"
 #include "Platform/FileDescriptor.h"
+#include "Platform/UrlLoading/CurlHandles.h"
 #include "Platform/UrlLoading/PieceBuffer.h"
-#include "Platform/UrlLoading/RequestHead.h"
-#include "Platform/UrlLoading/ResponseHead.h"
+#include "Platform/UrlLoading/RequestHeaders.h"
+#include "Platform/UrlLoading/ResponseHeaders.h"
 #include "Platform/UrlLoading/SocketBody.h"
 #include "Platform/UrlLoading/Url.h"
 
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace Platform {
@@ -27,27 +30,28 @@ struct BodyFile {
     std::uint64_t size = 0;
 };
 
-/// One request and its answer on one connection, and the only owner of the transport's handle for it, which serves no
-/// other transfer. Redirects are answers like others here, and nothing has a time limit.
+/// One request and its response on one connection, and the owner of the libcurl easy handle that serves it and no other
+/// transfer. Redirects are not followed, and there are no timeouts.
 class Transfer {
 public:
-    /// What is sent. All of it must outlive the transfer.
+    using RequestBody = std::variant<std::monostate, std::string_view, const BodyFile*>;
+    /// What is sent. What it refers to must outlive the transfer.
     struct Request {
         const Url& url;
-        const RequestHead& head;
-        std::variant<std::monostate, std::string_view, const BodyFile*> body;
+        const RequestHeaders& headers;
+        RequestBody body;
     };
-    /// How a transfer ended: well, or with an error.
+    /// How a transfer ended: nil error for success.
     struct Outcome {
         std::optional<Error> error;
     };
 
-    /// `changed` is called whenever something below may have changed, never from inside the transport; it may destroy
-    /// the transfer. It may be called before `start` or `continueReading` returns.
+    /// `changed` is called whenever something below may have changed, never while libcurl runs; it may destroy the
+    /// transfer. It may be called before `start` or `continueReading` returns, and must not throw.
     Transfer(TransferDriver& driver, const Request& request, std::function<void()> changed);
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
-    /// Ends the transfer wherever it stands; a connection in the middle of an answer is closed.
+    /// Ends the transfer in any state; the connection is closed unless the response is complete.
     ~Transfer();
 
     /// Begins as soon as there is a slot for it. Throws where it cannot.
@@ -56,31 +60,46 @@ public:
     void releaseSlot() noexcept;
 
     const Url& url() const { return request_.url; }
-    /// The head of the answer; still being read, complete or malformed.
-    const ResponseHead& head() const { return head_; }
-    ResponseHead& head() { return head_; }
-    /// What was received of the body and not taken yet. Receiving stands still while it is full.
+    /// The response's status line and header fields; still being read, complete or malformed.
+    const ResponseHeaders& headers() const { return headers_; }
+    ResponseHeaders& headers() { return headers_; }
+    /// What was received of the body and not taken yet. Nothing is received while it is full.
     PieceBuffer& pieces() { return pieces_; }
     /// To be called when `pieces` has room again.
     void continueReading();
     /// Nil until the transfer has ended.
     const std::optional<Outcome>& outcome() const { return outcome_; }
-    /// Whether it got its slot, the connection was made or bytes went either way since this was last asked.
+    /// Whether it got its slot, was connected, or sent or received bytes since this was last called.
     bool takeProgress() { return std::exchange(progress_, false); }
 
 private:
     friend class TransferDriver;
     struct Callbacks;
-    class HeaderLines;
     /// The longest time that a connection is kept unused, in whole seconds: it is used again for one second more at
     /// most (CURLOPT_MAXAGE_CONN(3)).
     static constexpr long longestIdleSeconds = 2;
-    /// Who reads the body from the connection: known when its first bytes are there.
-    enum class Reader { Undecided, Transport, Changing };
-    /// Why a callback broke the transfer off.
-    enum class Break {
+
+    enum class State {
+        /// No request has been made.
+        Created,
+        /// Waits for a slot or a connection, sends the request or receives the response's headers.
+        Requesting,
+        /// libcurl receives the body.
+        Receiving,
+        /// libcurl receives nothing until the piece has been taken.
+        Paused,
+        /// libcurl has paused at the first bytes of a long body; its connection is taken over once it has returned.
+        TakingOver,
+        /// The body is received from the connection, without libcurl.
+        ReceivingDirectly,
+        /// A callback has aborted the transfer, which ends once libcurl has returned.
+        Aborted,
+        /// There is an outcome, or the loop has ended; there is no handle any more.
+        Ended,
+    };
+    enum class AbortReason {
         None,
-        MalformedHead,
+        MalformedHeaders,
         UnreadableFile,
         NoMemory,
         CannotWatch,
@@ -90,27 +109,29 @@ private:
         SpentConnection,
     };
 
+    void enter(State next) noexcept;
     void makeHandle();
     void setCallbacks();
     void configureBody();
     void setHeaderFields();
     void finish(int code) noexcept;
-    void finish(std::optional<Error> error) { outcome_ = Outcome{std::move(error)}; }
+    void finish(std::optional<Error> error) noexcept;
     std::optional<Error> errorOf(int code) const;
+    std::optional<Error> abortError() const;
     bool startAgain() noexcept;
-    void breakOff(Break reason) noexcept;
-    void headIsComplete();
+    void abort(AbortReason reason) noexcept;
+    void headersAreComplete();
+    bool receive(std::string_view bytes);
     bool maySend() const;
     bool wasSent() const;
-    Break checkConnection(std::string_view local, std::string_view peer);
+    AbortReason checkConnection(std::string_view local, std::string_view peer);
     bool sendsBody() const;
     std::uint64_t bodySize() const;
     bool canTakeOverConnection() const;
     void takeOverConnection();
-    void continueReadingDirectly();
     void receivedFromConnection();
     void progressed() noexcept;
-    void settle();
+    void settle() noexcept;
     void driverEnds() noexcept;
     void releaseHandle() noexcept;
 
@@ -118,28 +139,28 @@ private:
     TransferDriver* driver_;
     Request request_;
     std::function<void()> changed_;
+    State state_ = State::Created;
+    AbortReason abortReason_ = AbortReason::None;
 
-    /// The transport's handle; nil once the transfer does without it.
-    void* easy_ = nullptr;
-    std::unique_ptr<HeaderLines> headerLines_;
+    /// Nil before the request is made, while the body is received directly, and in the end.
+    CurlEasyHandle easy_;
+    CurlList headerList_;
     std::array<char, 256> errorText_{};
     /// The socket of the connection that the request goes out on; negative before.
     int connection_ = -1;
-    bool onFreshConnection_ = false;
+    bool needsNewConnection_ = false;
     std::uint64_t fileOffset_ = 0;
-    bool paused_ = false;
-    Reader reader_ = Reader::Undecided;
 
-    ResponseHead head_;
-    bool knownCoding_ = true;
+    ResponseHeaders headers_;
     PieceBuffer pieces_;
     std::uint64_t received_ = 0;
     std::unique_ptr<SocketBody> directBody_;
-    Break break_ = Break::None;
     std::optional<Outcome> outcome_;
     bool progress_ = false;
-    /// Whether the driver will settle this.
-    bool touched_ = false;
+
+    /// The driver's: where it lists this transfer, and whether among those whose change is to be reported.
+    std::list<Transfer*>::iterator listed_;
+    bool changePending_ = false;
 };
 
 /// The address that `reference`, as a redirect gives it, means to a reader of `base` (RFC 3986, section 5); nil when it

@@ -3,10 +3,9 @@
 #include "Platform/FileDescriptor.h"
 #include "Platform/Log.h"
 #include "Platform/UrlLoading/ConnectionSlots.h"
+#include "Platform/UrlLoading/CurlHandles.h"
 #include "Platform/UrlLoading/Transfer.h"
 #include "Platform/UrlLoading/TransportSockets.h"
-
-#include <curl/curl.h>
 
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
@@ -15,12 +14,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <list>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
-#include <unordered_set>
 #include <utility>
-#include <vector>
 
 namespace Platform {
 
@@ -31,7 +29,7 @@ constexpr std::size_t idleConnections = 8;
 /// How many transfers have a connection to one server at once; those beyond wait their turn. Thousands at once would
 /// run out of descriptors, and a server's queue of new connections overflows long before (listen(2)).
 constexpr std::size_t connectionsPerServer = 32;
-/// How often the transport may ask to be called again at once before others have their turn.
+/// How often libcurl may ask to be called again at once before the loop goes on.
 constexpr int roundsInARow = 8;
 
 void checked(CURLMcode result, const char* what) {
@@ -43,11 +41,11 @@ Duration machineTime() {
     return SystemClock().now();
 }
 
-CURLM* newMulti() {
-    // What the library needs for the whole process; it is never given back.
+CurlMultiHandle newMulti() {
+    // What libcurl needs for the whole process is never freed.
     static const CURLcode global = curl_global_init(CURL_GLOBAL_DEFAULT);
-    CURLM* multi = global == CURLE_OK ? curl_multi_init() : nullptr;
-    if (multi == nullptr)
+    CurlMultiHandle multi(global == CURLE_OK ? curl_multi_init() : nullptr);
+    if (!multi)
         throw std::runtime_error("curl_multi_init");
     return multi;
 }
@@ -87,28 +85,32 @@ struct TransferDriver::State {
     static void failed(CURLMcode result, Transfer* transfer) noexcept;
     void collectFinished();
     void armTimer() noexcept;
+    void addChanged(Transfer& transfer) noexcept;
+    void reportChanges() noexcept;
 
     TransportSockets sockets;
-    std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi{newMulti(), curl_multi_cleanup};
+    CurlMultiHandle multi = newMulti();
     long maximumConnects = static_cast<long>(idleConnections);
     FileDescriptor timer;
     std::unique_ptr<DescriptorWatch> timerWatch;
-    /// When the transport wants to be called, and when the timer fires. The timer may be early: putting it off at each
-    /// change would cost a system call each.
+    /// When libcurl wants to be called, and when the timer fires. The timer may be early: postponing it at each change
+    /// would cost a system call each.
     std::optional<Duration> due;
     std::optional<Duration> armed;
-    std::unordered_set<Transfer*> transfers;
     ConnectionSlots<Transfer> slots{connectionsPerServer};
-    /// Has room for every transfer, so that a callback can add one without taking memory.
-    std::vector<Transfer*> touched;
+    /// The transfers whose change is to be reported, in order, and the others. One moves from list to list without
+    /// taking memory, so that callbacks can do that.
+    std::list<Transfer*> changed;
+    std::list<Transfer*> unchanged;
+    bool reporting = false;
 };
 
-/// What fails here cannot be told to the transport without ending every transfer (CURLMOPT_SOCKETFUNCTION(3)), so it is
-/// noted in the transfer that the socket serves.
+/// An error that is returned to libcurl here would end every transfer (CURLMOPT_SOCKETFUNCTION(3)), so only the
+/// transfer that the socket serves is aborted.
 int TransferDriver::State::socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept {
     auto& sockets = static_cast<State*>(self)->sockets;
     if (what == CURL_POLL_REMOVE) {
-        sockets.leave(socket);
+        sockets.detach(socket);
         return 0;
     }
     Transfer* transfer = transferOf(easy);
@@ -117,7 +119,7 @@ int TransferDriver::State::socketChanged(CURL* easy, curl_socket_t socket, int w
                       ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U),
                       transfer);
     } catch (...) {
-        transfer->breakOff(Transfer::Break::CannotWatch);
+        transfer->abort(Transfer::AbortReason::CannotWatch);
     }
     return 0;
 }
@@ -131,7 +133,7 @@ int TransferDriver::State::timerChanged(CURLM*, long milliseconds, void* self) n
     return 0;
 }
 
-/// The transport's limit is for connections in use as well, and it keeps to it when one falls free.
+/// libcurl's limit includes the connections in use, and is applied when one becomes idle.
 void TransferDriver::State::limitConnections() noexcept {
     const auto limit = static_cast<long>(std::max(idleConnections, slots.taken()));
     if (limit == maximumConnects)
@@ -140,18 +142,18 @@ void TransferDriver::State::limitConnections() noexcept {
     curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, limit);
 }
 
-/// Lets a transfer begin that has its slot.
+/// Begins a transfer that has its slot.
 void TransferDriver::State::begin(Transfer& transfer) noexcept {
     limitConnections();
     transfer.progressed();
-    if (curl_multi_add_handle(multi.get(), transfer.easy_) == CURLM_OK)
+    if (curl_multi_add_handle(multi.get(), transfer.easy_.get()) == CURLM_OK)
         return;
-    transfer.breakOff(Transfer::Break::NoMemory);
+    transfer.abort(Transfer::AbortReason::NoMemory);
     due = machineTime();
 }
 
 void TransferDriver::State::socketReady(int socket, Transfer& transfer, std::uint32_t events) {
-    // The transport waits for what moves it on: a connection that is made, room for bytes to go, bytes that have come.
+    // libcurl waits for progress: a connection that is established, room to send, bytes to receive.
     transfer.progressed();
     const int ready = ((events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
                       ((events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
@@ -159,7 +161,7 @@ void TransferDriver::State::socketReady(int socket, Transfer& transfer, std::uin
     int stillRunning = 0;
     const CURLMcode result = curl_multi_socket_action(multi.get(), socket, ready, &stillRunning);
     if (result != CURLM_OK)
-        failed(result, transfers.contains(&transfer) ? &transfer : nullptr);
+        failed(result, &transfer);
     perform(nullptr);
 }
 
@@ -170,7 +172,7 @@ void TransferDriver::State::timerFired() {
     perform(nullptr);
 }
 
-/// A failure of the transport itself is the failure of the transfer that caused it, where that is known.
+/// A failure of the multi handle fails the transfer that caused it, where that is known.
 void TransferDriver::State::perform(Transfer* cause) {
     for (int round = 0; round < roundsInARow && due && *due <= machineTime(); ++round) {
         due.reset();
@@ -181,20 +183,33 @@ void TransferDriver::State::perform(Transfer* cause) {
     }
     collectFinished();
     armTimer();
-    while (!touched.empty()) {
-        Transfer* transfer = touched.back();
-        touched.pop_back();
-        transfer->touched_ = false;
-        transfer->settle();
+    reportChanges();
+}
+
+void TransferDriver::State::addChanged(Transfer& transfer) noexcept {
+    if (!std::exchange(transfer.changePending_, true))
+        changed.splice(changed.end(), unchanged, transfer.listed_);
+}
+
+/// A report may start or resume transfers, which brings new changes: those are reported by the call that is under way.
+void TransferDriver::State::reportChanges() noexcept {
+    if (std::exchange(reporting, true))
+        return;
+    while (!changed.empty()) {
+        Transfer& transfer = *changed.front();
+        transfer.changePending_ = false;
+        unchanged.splice(unchanged.end(), changed, transfer.listed_);
+        transfer.settle();
     }
+    reporting = false;
 }
 
 void TransferDriver::State::failed(CURLMcode result, Transfer* transfer) noexcept {
     if (transfer != nullptr)
-        transfer->breakOff(Transfer::Break::NoMemory);
+        transfer->abort(Transfer::AbortReason::NoMemory);
     try {
-        Log::write(std::string("The transport failed: ") + curl_multi_strerror(result));
-    } catch (...) { // NOLINT(bugprone-empty-catch): there is no memory to say so
+        Log::write(std::string("libcurl failed: ") + curl_multi_strerror(result));
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is no memory to log it
     }
 }
 
@@ -222,20 +237,19 @@ void TransferDriver::State::armTimer() noexcept {
 TransferDriver::TransferDriver(RunLoop& loop) : state_(std::make_unique<State>(loop)) {}
 
 TransferDriver::~TransferDriver() {
-    for (Transfer* transfer : state_->transfers)
+    // Each is listed as changed first, so that the list stays as it is meanwhile.
+    while (!state_->unchanged.empty())
+        state_->addChanged(*state_->unchanged.front());
+    for (Transfer* transfer : state_->changed)
         transfer->driverEnds();
 }
 
 void TransferDriver::add(Transfer& transfer) {
-    state_->transfers.insert(&transfer);
-    if (state_->touched.capacity() < state_->transfers.size())
-        state_->touched.reserve(2 * state_->transfers.size());
+    transfer.listed_ = state_->unchanged.insert(state_->unchanged.end(), &transfer);
 }
 
 void TransferDriver::remove(Transfer& transfer) noexcept {
-    state_->transfers.erase(&transfer);
-    if (transfer.touched_)
-        std::erase(state_->touched, &transfer);
+    (transfer.changePending_ ? state_->changed : state_->unchanged).erase(transfer.listed_);
 }
 
 void TransferDriver::start(Transfer& transfer) {
@@ -251,14 +265,14 @@ void TransferDriver::startLater(Transfer& transfer) {
 }
 
 void TransferDriver::release(Transfer& transfer) noexcept {
-    CURL* easy = std::exchange(transfer.easy_, nullptr);
-    curl_multi_remove_handle(state_->multi.get(), easy);
-    curl_easy_cleanup(easy);
+    CurlEasyHandle easy = std::move(transfer.easy_);
+    curl_multi_remove_handle(state_->multi.get(), easy.get());
+    easy.reset();
     state_->sockets.vacate(std::exchange(transfer.connection_, -1), transfer);
     releaseSlot(transfer);
 }
 
-/// The timer moves on who gets it.
+/// The timer lets libcurl go on with the transfer that has the slot now.
 void TransferDriver::releaseSlot(Transfer& transfer) noexcept {
     if (Transfer* next = state_->slots.release(transfer)) {
         state_->begin(*next);
@@ -268,9 +282,12 @@ void TransferDriver::releaseSlot(Transfer& transfer) noexcept {
     }
 }
 
-void TransferDriver::touch(Transfer& transfer) noexcept {
-    if (!std::exchange(transfer.touched_, true))
-        state_->touched.push_back(&transfer);
+void TransferDriver::addChanged(Transfer& transfer) noexcept {
+    state_->addChanged(transfer);
+}
+
+void TransferDriver::reportChanges() noexcept {
+    state_->reportChanges();
 }
 
 void TransferDriver::perform() {

@@ -1,11 +1,8 @@
-#include "Platform/UrlLoading/HeaderLines.h"
 #include "Platform/UrlLoading/Transfer.h"
 #include "Platform/UrlLoading/TransferDriver.h"
-#include "Platform/UrlLoading/TransportError.h"
 #include "Platform/UrlLoading/TransportSockets.h"
 
 #include <climits>
-#include <curl/curl.h>
 
 #include <unistd.h>
 
@@ -15,23 +12,31 @@
 #include <stdexcept>
 #include <utility>
 
-/// A transfer's handle: what it is set to, and what it calls.
+/// A transfer's easy handle: its options and its callbacks.
 namespace Platform {
 
 namespace {
 
 template <class Value>
-void set(CURL* easy, CURLoption option, Value value) {
-    if (const CURLcode result = curl_easy_setopt(easy, option, value); result != CURLE_OK)
+void set(const CurlEasyHandle& easy, CURLoption option, Value value) {
+    if (const CURLcode result = curl_easy_setopt(easy.get(), option, value); result != CURLE_OK)
         throw std::runtime_error(std::string("curl_easy_setopt: ") + curl_easy_strerror(result));
+}
+
+void append(CurlList& list, const std::string& line) {
+    curl_slist* longer = curl_slist_append(list.get(), line.c_str());
+    if (longer == nullptr)
+        throw std::bad_alloc();
+    static_cast<void>(list.release());
+    list.reset(longer);
 }
 
 } // namespace
 
-/// What the transport calls, in the middle of its work: each only records. Nothing may be thrown through the transport,
-/// so each that takes memory ends the transfer where there is none.
+/// libcurl's callbacks, which only record: nothing may be thrown through libcurl, and no option of another handle may
+/// be changed. Each that takes memory aborts the transfer where there is none.
 struct Transfer::Callbacks {
-    static Transfer& touched(void* self) noexcept {
+    static Transfer& progressed(void* self) noexcept {
         auto& transfer = *static_cast<Transfer*>(self);
         transfer.progressed();
         return transfer;
@@ -43,7 +48,7 @@ struct Transfer::Callbacks {
         try {
             return function();
         } catch (...) {
-            transfer.breakOff(Break::NoMemory);
+            transfer.abort(AbortReason::NoMemory);
             return refusal;
         }
     }
@@ -52,7 +57,7 @@ struct Transfer::Callbacks {
     static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
         auto& transfer = *static_cast<Transfer*>(self);
         if (!transfer.maySend()) {
-            transfer.breakOff(Break::SentBefore);
+            transfer.abort(AbortReason::SentBefore);
             return CURL_SOCKET_BAD;
         }
         return guarded<curl_socket_t>(transfer, CURL_SOCKET_BAD, [&] {
@@ -66,54 +71,46 @@ struct Transfer::Callbacks {
 
     /// The connection is there, and the request goes out next (CURLOPT_PREREQFUNCTION(3)).
     static int aboutToSend(void* self, char* peer, char* local, int peerPort, int localPort) noexcept {
-        auto& transfer = touched(self);
+        auto& transfer = progressed(self);
         return guarded(transfer, CURL_PREREQFUNC_ABORT, [&] {
-            const Break reason = transfer.checkConnection(endpointText(local, localPort), endpointText(peer, peerPort));
-            if (reason == Break::None)
+            const AbortReason reason =
+                transfer.checkConnection(endpointText(local, localPort), endpointText(peer, peerPort));
+            if (reason == AbortReason::None)
                 return CURL_PREREQFUNC_OK;
-            transfer.breakOff(reason);
+            transfer.abort(reason);
             return CURL_PREREQFUNC_ABORT;
         });
     }
 
-    static std::size_t headLine(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
-        auto& transfer = touched(self);
+    static std::size_t headerLine(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+        auto& transfer = progressed(self);
         return guarded<std::size_t>(transfer, 0, [&]() -> std::size_t {
-            ResponseHead& head = transfer.head_;
-            if (head.state() == ResponseHead::State::Reading &&
-                head.addLine({bytes, size * count}) == ResponseHead::State::Complete)
-                transfer.headIsComplete();
-            if (head.state() != ResponseHead::State::Malformed)
+            ResponseHeaders& headers = transfer.headers_;
+            if (headers.state() == ResponseHeaders::State::Reading &&
+                headers.addLine({bytes, size * count}) == ResponseHeaders::State::Complete)
+                transfer.headersAreComplete();
+            if (headers.state() != ResponseHeaders::State::Malformed)
                 return size * count;
-            transfer.breakOff(Break::MalformedHead);
+            transfer.abort(AbortReason::MalformedHeaders);
             return 0;
         });
     }
 
     static std::size_t bodySlice(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
-        auto& transfer = touched(self);
+        auto& transfer = progressed(self);
         return guarded<std::size_t>(transfer, 0, [&]() -> std::size_t {
-            if (transfer.head_.state() != ResponseHead::State::Complete) {
-                // The transport takes a line that begins with a carriage return for the end of the head.
-                transfer.breakOff(Break::MalformedHead);
+            // libcurl takes a line that begins with a carriage return for the end of the headers.
+            if (transfer.headers_.state() != ResponseHeaders::State::Complete)
+                transfer.abort(AbortReason::MalformedHeaders);
+            if (transfer.state_ == State::Aborted)
                 return 0;
-            }
-            if (transfer.reader_ == Reader::Undecided)
-                transfer.reader_ = transfer.canTakeOverConnection() ? Reader::Changing : Reader::Transport;
-            if (transfer.reader_ == Reader::Changing)
-                return CURL_WRITEFUNC_PAUSE;
-            if (!transfer.pieces_.append({bytes, size * count})) {
-                transfer.paused_ = true;
-                return CURL_WRITEFUNC_PAUSE;
-            }
-            transfer.received_ += size * count;
-            return size * count;
+            return transfer.receive({bytes, size * count}) ? size * count : CURL_WRITEFUNC_PAUSE;
         });
     }
 
-    /// What the transport has read behind the end of a response it drops, and it says so only here. Such a connection
-    /// is not to be used again (RFC 9112, section 9.3).
-    static int remark(CURL* easy, curl_infotype type, char* bytes, std::size_t size, void*) noexcept {
+    /// libcurl drops what it has read behind the end of a response, and reports that only here. Such a connection is
+    /// not to be used again (RFC 9112, section 9.3).
+    static int debugMessage(CURL* easy, curl_infotype type, char* bytes, std::size_t size, void*) noexcept {
         const std::string_view text(bytes, size);
         if (type == CURLINFO_TEXT && (text.starts_with("Excess found") || text.starts_with("Leftovers after chunking")))
             curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
@@ -121,13 +118,13 @@ struct Transfer::Callbacks {
     }
 
     static std::size_t readFile(char* space, std::size_t size, std::size_t count, void* self) noexcept {
-        auto& transfer = touched(self);
+        auto& transfer = progressed(self);
         const BodyFile& body = **std::get_if<const BodyFile*>(&transfer.request_.body);
         const std::uint64_t left = body.size - transfer.fileOffset_;
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size * count, left));
         const auto got = ::pread(body.file.get(), space, wanted, static_cast<off_t>(transfer.fileOffset_));
         if (got < 0 || (got == 0 && wanted > 0)) {
-            transfer.breakOff(Break::UnreadableFile);
+            transfer.abort(AbortReason::UnreadableFile);
             return CURL_READFUNC_ABORT;
         }
         transfer.fileOffset_ += static_cast<std::uint64_t>(got);
@@ -142,12 +139,12 @@ struct Transfer::Callbacks {
     }
 };
 
-/// Makes a handle of this transfer's own: libcurl 7.88 keeps in a handle that is used again, also after
-/// curl_easy_reset(3), a pointer into the header fields of the answer before, which are freed, and follows it where a
-/// header section begins with a continued line.
+/// Makes a handle of this transfer's own: in a handle that is used again, also after curl_easy_reset(3), libcurl 7.88
+/// keeps a pointer into the freed header fields of the response before, and follows it where a header section begins
+/// with a folded line.
 void Transfer::makeHandle() {
-    easy_ = curl_easy_init();
-    if (easy_ == nullptr)
+    easy_.reset(curl_easy_init());
+    if (!easy_)
         throw std::bad_alloc();
     set(easy_, CURLOPT_PRIVATE, this);
     set(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
@@ -158,12 +155,12 @@ void Transfer::makeHandle() {
     // A name and password in the address are not sent unasked.
     set(easy_, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_NONE));
     set(easy_, CURLOPT_NOSIGNAL, 1L);
-    // A name look-up that is called off must not hold the loop up.
+    // A name look-up that is cancelled must not block the loop.
     set(easy_, CURLOPT_QUICK_EXIT, 1L);
-    // The limits of time are the loader's; the transport's own is put out of the way.
+    // Timeouts are the load's; libcurl's own is put out of the way.
     set(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
     set(easy_, CURLOPT_MAXAGE_CONN, longestIdleSeconds);
-    if (onFreshConnection_)
+    if (needsNewConnection_)
         set(easy_, CURLOPT_FRESH_CONNECT, 1L);
     setCallbacks();
     configureBody();
@@ -178,15 +175,15 @@ void Transfer::setCallbacks() {
     set(easy_, CURLOPT_CLOSESOCKETDATA, &driver_->sockets());
     set(easy_, CURLOPT_PREREQFUNCTION, Callbacks::aboutToSend);
     set(easy_, CURLOPT_PREREQDATA, this);
-    set(easy_, CURLOPT_HEADERFUNCTION, Callbacks::headLine);
+    set(easy_, CURLOPT_HEADERFUNCTION, Callbacks::headerLine);
     set(easy_, CURLOPT_HEADERDATA, this);
     set(easy_, CURLOPT_WRITEFUNCTION, Callbacks::bodySlice);
     set(easy_, CURLOPT_WRITEDATA, this);
-    set(easy_, CURLOPT_DEBUGFUNCTION, Callbacks::remark);
+    set(easy_, CURLOPT_DEBUGFUNCTION, Callbacks::debugMessage);
 }
 
 void Transfer::configureBody() {
-    const std::string& method = request_.head.method;
+    const std::string& method = request_.headers.method;
     if (method == "HEAD") {
         set(easy_, CURLOPT_NOBODY, 1L);
         return;
@@ -210,48 +207,45 @@ void Transfer::configureBody() {
 }
 
 void Transfer::setHeaderFields() {
-    headerLines_ = std::make_unique<HeaderLines>();
-    for (const auto& [name, value] : request_.head.fields)
-        headerLines_->add(name, value.empty() ? ";" : ": ", value);
-    // A name without a value keeps the transport from adding the field on its own.
+    for (const auto& [name, value] : request_.headers.fields)
+        append(headerList_, value.empty() ? name + ';' : name + ": " + value);
+    // A name without a value keeps libcurl from adding the field on its own.
     for (const char* own : {"Accept", "Content-Type", "Expect"}) {
-        if (!request_.head.fields.has(own))
-            headerLines_->add(own, ":", {});
+        if (!request_.headers.fields.has(own))
+            append(headerList_, std::string(own) + ':');
     }
-    set(easy_, CURLOPT_HTTPHEADER, headerLines_->list());
+    set(easy_, CURLOPT_HTTPHEADER, headerList_.get());
 }
 
-/// From here on the transport says what it reads beyond the response (`Callbacks::remark`).
-void Transfer::headIsComplete() {
-    if (const auto length = head_.contentLength())
+/// From here on libcurl reports what it reads beyond the response (`Callbacks::debugMessage`).
+void Transfer::headersAreComplete() {
+    if (const auto length = headers_.contentLength())
         pieces_.setCapacity(static_cast<std::size_t>(std::min<std::uint64_t>(*length, maximumDataPiece)));
-    if (const auto codings = head_.fields().value("Transfer-Encoding"))
-        knownCoding_ = isKnownTransferCoding(*codings);
     set(easy_, CURLOPT_VERBOSE, 1L);
 }
 
 /// Whether the request has not been sent, or may be sent once more (RFC 9110, section 9.2.2).
 bool Transfer::maySend() const {
-    return !wasSent() || request_.head.isIdempotent();
+    return !wasSent() || request_.headers.isIdempotent();
 }
 
 bool Transfer::wasSent() const {
     long size = 0;
-    curl_easy_getinfo(easy_, CURLINFO_REQUEST_SIZE, &size);
+    curl_easy_getinfo(easy_.get(), CURLINFO_REQUEST_SIZE, &size);
     return size > 0;
 }
 
 /// What keeps the request from being sent on the connection between these two ends.
-Transfer::Break Transfer::checkConnection(std::string_view local, std::string_view peer) {
+Transfer::AbortReason Transfer::checkConnection(std::string_view local, std::string_view peer) {
     if (!maySend())
-        return Break::SentBefore;
+        return AbortReason::SentBefore;
     TransportSockets& sockets = driver_->sockets();
     connection_ = sockets.find(local, peer);
     if (connection_ < 0)
-        return Break::None; // A new one that the peer has reset again: sending finds that out.
-    // What a new one holds came after the request was begun, or is the server's part of TLS.
+        return AbortReason::None; // A new one that the peer has reset again: sending finds that out.
+    // What a new one holds was received after the request was begun, or belongs to the TLS handshake.
     const bool used = sockets.occupy(connection_, *this);
-    return used && !TransportSockets::isSilent(connection_) ? Break::SpentConnection : Break::None;
+    return used && !TransportSockets::isSilent(connection_) ? AbortReason::SpentConnection : AbortReason::None;
 }
 
 } // namespace Platform

@@ -59,7 +59,7 @@ int transportErrorCode(int result, const TransferStage& stage) {
         return UrlError::BadServerResponse;
     case CURLE_OUT_OF_MEMORY:
         // A line of the head that is longer than 100 KiB is reported so as well.
-        return stage.requestSent && !stage.headComplete ? UrlError::BadServerResponse : UrlError::NetworkConnectionLost;
+        return stage.requestSent && !stage.headersComplete ? UrlError::BadServerResponse : UrlError::NetworkConnectionLost;
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_ISSUER_ERROR:
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:

@@ -10,7 +10,7 @@ bool isKnownTransferCoding(std::string_view codings);
 /// How far a request had come when the transport failed.
 struct TransferStage {
     bool requestSent = false;
-    bool headComplete = false;
+    bool headersComplete = false;
     /// Whether the answer's "Transfer-Encoding" names only codings that can be decoded.
     bool knownCoding = true;
 };

@@ -57,7 +57,7 @@ int TransportSockets::close(int socket) noexcept {
 }
 
 void TransportSockets::watch(int socket, std::uint32_t events, Transfer* transfer) {
-    // The transport has descriptors of its own besides, such as those that a name look-up wakes it by.
+    // libcurl has descriptors of its own besides, such as those that wake it at the end of a name look-up.
     auto& entry = entries_[socket];
     entry.transfer = transfer;
     if (entry.watch)
@@ -66,7 +66,7 @@ void TransportSockets::watch(int socket, std::uint32_t events, Transfer* transfe
         entry.watch = loop_.watch(socket, events, [this, socket](std::uint32_t ready) { socketReady(socket, ready); });
 }
 
-void TransportSockets::leave(int socket) noexcept {
+void TransportSockets::detach(int socket) noexcept {
     if (const auto found = entries_.find(socket); found != entries_.end())
         found->second.transfer = nullptr;
 }
@@ -77,9 +77,9 @@ void TransportSockets::socketReady(int socket, std::uint32_t events) {
         return;
     if (Transfer* transfer = found->second.transfer)
         return ready_(socket, *transfer, events);
-    // While a response stands still, the transport waits for nothing. Otherwise the server has closed a kept
-    // connection, or has sent what nobody asked for: it learns at once that the connection is closed here, too, and the
-    // transport finds out when it would use it.
+    // While a response is paused, libcurl waits for nothing. Otherwise the server has closed an idle connection, or has
+    // sent bytes that nobody asked for: it learns at once that the connection is closed here, too, and libcurl finds
+    // out when it would use it.
     found->second.watch.reset();
     if (found->second.occupant == nullptr)
         ::shutdown(socket, SHUT_RDWR);

@@ -13,7 +13,7 @@ namespace Platform {
 
 class Transfer;
 
-/// The sockets of a transport: which transfer waits for each, and what the kernel holds of it.
+/// The sockets of a multi handle: which transfer waits for each, and its two ends.
 class TransportSockets {
 public:
     using Ready = std::function<void(int socket, Transfer& transfer, std::uint32_t events)>;
@@ -27,16 +27,17 @@ public:
 
     /// Calls `ready` with these events (EPOLLIN, EPOLLOUT) from now on. Throws where the socket cannot be watched.
     void watch(int socket, std::uint32_t events, Transfer* transfer);
-    /// The transport waits for nothing there for now. The watch stays, since the next request most often comes soon.
-    void leave(int socket) noexcept;
+    /// libcurl waits for nothing there for now. The watch stays, since the next request most often comes soon.
+    void detach(int socket) noexcept;
 
     /// The socket between two ends, each an address and a port as text; negative where there is none.
     int find(std::string_view local, std::string_view peer);
-    /// Whether a connection is open and holds no bytes, so that what comes next is the answer to what is sent next.
+    /// Whether a connection is open and holds no bytes, so that what is received next is the response to the next
+    /// request.
     static bool isSilent(int socket);
-    /// Marks that the connection carries a request, and says whether it has carried one before.
+    /// Marks that the connection carries a request, and returns whether it has carried one before.
     bool occupy(int socket, const Transfer& transfer);
-    /// The transfer is done with its connection, which may be closed, kept or already another's.
+    /// The transfer does not use its connection any more, which may be closed, idle or already used by another.
     void vacate(int socket, const Transfer& transfer) noexcept;
 
 private:

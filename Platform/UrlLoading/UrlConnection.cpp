@@ -11,26 +11,26 @@ namespace Platform {
 namespace {
 
 std::shared_ptr<HttpLoad> makeLoad(UrlRequest request, Queue queue) {
-    const auto idleLimit = request.timeoutInterval;
-    constexpr auto wholeLimit = std::chrono::hours(7 * 24);
+    const auto idleTimeout = request.timeoutInterval;
+    constexpr auto totalTimeout = std::chrono::hours(7 * 24);
     return std::make_shared<HttpLoad>(
-        HttpLoad::Settings{std::move(request), {}, std::nullopt, idleLimit, wholeLimit, std::move(queue)});
+        HttpLoad::Settings{std::move(request), {}, std::nullopt, idleTimeout, totalTimeout, std::move(queue)});
 }
 
 /// Gathers an answer and hands it on whole.
-class WholeAnswer final : public HttpLoadClient {
+class WholeResponse final : public HttpLoadClient {
 public:
-    WholeAnswer(std::weak_ptr<HttpLoad> load, UrlConnection::Handler handler)
+    WholeResponse(std::weak_ptr<HttpLoad> load, UrlConnection::Handler handler)
         : load_(std::move(load)), handler_(std::move(handler)) {}
 
-    void loadDidReceiveHead(HttpUrlResponse head) override {
-        head_ = std::move(head);
-        failWith(body_.expect(*head_));
+    void loadDidReceiveResponse(HttpUrlResponse response) override {
+        response_ = std::move(response);
+        failWith(body_.expect(*response_));
     }
     void loadDidReceiveData(std::string_view data) override { failWith(body_.append(data)); }
     void loadDidEnd(const std::optional<Error>& error) override {
         if (handler_)
-            handler_(std::move(head_), error ? std::nullopt : std::optional(body_.take()), error);
+            handler_(std::move(response_), error ? std::nullopt : std::optional(body_.take()), error);
     }
 
 private:
@@ -42,7 +42,7 @@ private:
 
     std::weak_ptr<HttpLoad> load_;
     UrlConnection::Handler handler_;
-    std::optional<HttpUrlResponse> head_;
+    std::optional<HttpUrlResponse> response_;
     GatheredBody body_;
 };
 
@@ -52,9 +52,9 @@ public:
     ConnectionEvents(std::shared_ptr<UrlConnection> connection, std::shared_ptr<UrlConnectionDelegate> delegate)
         : connection_(std::move(connection)), delegate_(std::move(delegate)) {}
 
-    void loadDidReceiveHead(HttpUrlResponse head) override {
+    void loadDidReceiveResponse(HttpUrlResponse response) override {
         if (delegate_)
-            delegate_->connectionDidReceiveResponse(*connection_, head);
+            delegate_->connectionDidReceiveResponse(*connection_, response);
     }
     void loadDidReceiveData(std::string_view data) override {
         if (delegate_)
@@ -122,7 +122,7 @@ const UrlRequest& UrlConnection::originalRequest() const {
 
 void UrlConnection::sendAsynchronousRequest(UrlRequest request, const Queue& queue, Handler completionHandler) {
     const auto load = makeLoad(std::move(request), queue);
-    load->begin(std::make_shared<WholeAnswer>(load, std::move(completionHandler)));
+    load->begin(std::make_shared<WholeResponse>(load, std::move(completionHandler)));
     load->start();
 }
 

@@ -1,6 +1,7 @@
 // How many requests have a connection at once, and who waits for whom.
 
 #include "Platform/UrlLoading/ConnectionSlots.h"
+
 #include "UrlLoadingFixture.h"
 
 namespace Platform {

@@ -44,8 +44,8 @@ TEST(ATransportError, HasItsCodeAndOnlyTheRestIsUnknown) {
 }
 
 TEST(ATransportError, ThatMayMeanALineTooLongDoesSoInTheHeadOfAnAnswer) {
-    EXPECT_EQ(transportErrorCode(CURLE_OUT_OF_MEMORY, {.requestSent = true, .headComplete = false}), -1011);
-    EXPECT_EQ(transportErrorCode(CURLE_OUT_OF_MEMORY, {.requestSent = true, .headComplete = true}), -1005);
+    EXPECT_EQ(transportErrorCode(CURLE_OUT_OF_MEMORY, {.requestSent = true, .headersComplete = false}), -1011);
+    EXPECT_EQ(transportErrorCode(CURLE_OUT_OF_MEMORY, {.requestSent = true, .headersComplete = true}), -1005);
 }
 
 TEST(ATransferCoding, IsKnownByItsName) {

@@ -13,7 +13,7 @@ namespace Platform {
 
 /// Reads the head of an answer line by line (RFC 9112, sections 4 and 5). Interim answers (status below 200) are read
 /// over.
-class ResponseHead {
+class ResponseHeaders {
 public:
     enum class State { Reading, Complete, Malformed };
 
@@ -27,6 +27,8 @@ public:
     HeaderFields takeFields() { return std::move(fields_); }
     /// The length of the body as "Content-Length" tells it; nil where it does not, or where a transfer coding does.
     std::optional<std::uint64_t> contentLength() const { return contentLength_; }
+    /// Whether "Transfer-Encoding" names only codings that can be decoded.
+    bool hasKnownCoding() const { return hasKnownCoding_; }
 
 private:
     State addStatusLine(std::string_view line);
@@ -42,6 +44,7 @@ private:
     /// The value of the last field, which the next line may go on with; null where that was none.
     std::string* open_ = nullptr;
     std::optional<std::uint64_t> contentLength_;
+    bool hasKnownCoding_ = true;
 };
 
 } // namespace Platform

@@ -1,5 +1,6 @@
-#include "Platform/UrlLoading/ResponseHead.h"
+#include "Platform/UrlLoading/ResponseHeaders.h"
 
+#include "Platform/UrlLoading/TransportError.h"
 #include "Platform/Utf8.h"
 
 #include <charconv>
@@ -55,7 +56,7 @@ std::string_view asText(std::string_view bytes, std::string& converted) {
 
 } // namespace
 
-ResponseHead::State ResponseHead::addLine(std::string_view line) {
+ResponseHeaders::State ResponseHeaders::addLine(std::string_view line) {
     if (state_ != State::Reading)
         return state_;
     bytes_ += line.size();
@@ -68,7 +69,7 @@ ResponseHead::State ResponseHead::addLine(std::string_view line) {
     return state_ = line.empty() ? addEnd() : addField(line);
 }
 
-ResponseHead::State ResponseHead::addStatusLine(std::string_view line) {
+ResponseHeaders::State ResponseHeaders::addStatusLine(std::string_view line) {
     // Behind the protocol's name and version there are three digits.
     const auto blank = line.find(' ');
     const auto code = blank == std::string_view::npos ? 0 : number(line.substr(blank + 1, 3)).value_or(0);
@@ -80,7 +81,7 @@ ResponseHead::State ResponseHead::addStatusLine(std::string_view line) {
     return State::Reading;
 }
 
-ResponseHead::State ResponseHead::addField(std::string_view line) {
+ResponseHeaders::State ResponseHeaders::addField(std::string_view line) {
     std::string name;
     std::string value;
     if (blanks.find(line.front()) != std::string_view::npos) {
@@ -97,13 +98,15 @@ ResponseHead::State ResponseHead::addField(std::string_view line) {
     return State::Reading;
 }
 
-ResponseHead::State ResponseHead::addEnd() {
+ResponseHeaders::State ResponseHeaders::addEnd() {
     open_ = nullptr;
     atStatusLine_ = true;
     if (statusCode_ == 101)
         return State::Malformed; // No request asks for another protocol.
     if (statusCode_ < 200)
         return State::Reading;
+    if (const auto codings = fields_.value("Transfer-Encoding"))
+        hasKnownCoding_ = isKnownTransferCoding(*codings);
     if (const auto length = fields_.value("Content-Length"); length && !fields_.has("Transfer-Encoding")) {
         contentLength_ = repeatedNumber(*length);
         if (!contentLength_)

@@ -1,4 +1,4 @@
-#include "Platform/UrlLoading/RequestHead.h"
+#include "Platform/UrlLoading/RequestHeaders.h"
 
 #include "Product.h"
 
@@ -56,33 +56,33 @@ std::optional<Error> defect(const HeaderFields::Field& field) {
 
 } // namespace
 
-std::variant<RequestHead, Error> RequestHead::of(const UrlRequest& request, const HeaderFields& additional) {
+std::variant<RequestHeaders, Error> RequestHeaders::of(const UrlRequest& request, const HeaderFields& additional) {
     if (!isToken(request.httpMethod))
         return UrlError::make(UrlError::BadUrl, "the method is not one that HTTP allows");
-    RequestHead head;
-    head.method = request.httpMethod;
+    RequestHeaders headers;
+    headers.method = request.httpMethod;
     if (!request.headerFields.has("User-Agent") && !additional.has("User-Agent")) {
         static const std::string own = userAgent();
-        head.fields.set("User-Agent", own);
+        headers.fields.set("User-Agent", own);
     }
     for (const HeaderFields* fields : {&request.headerFields, &additional}) {
         for (const auto& field : *fields) {
             if (auto error = defect(field))
                 return std::move(*error);
             if (fields == &request.headerFields || !request.headerFields.has(field.first))
-                head.fields.set(field.first, trimmed(field.second));
+                headers.fields.set(field.first, trimmed(field.second));
         }
     }
-    remove(head.fields, {"Content-Length", "Transfer-Encoding"});
-    return head;
+    remove(headers.fields, {"Content-Length", "Transfer-Encoding"});
+    return headers;
 }
 
-bool RequestHead::isIdempotent() const {
+bool RequestHeaders::isIdempotent() const {
     return method == "GET" || method == "HEAD" || method == "OPTIONS" || method == "TRACE" || method == "PUT" ||
            method == "DELETE";
 }
 
-bool RequestHead::redirect(int status, bool toOtherOrigin) {
+bool RequestHeaders::redirect(int status, bool toOtherOrigin) {
     if (toOtherOrigin)
         remove(fields, {"Host", "Authorization", "Cookie"});
     const bool becomesGet = ((status == 301 || status == 302) && method == "POST") ||

@@ -10,13 +10,13 @@
 namespace Platform {
 
 /// What a request says before its body, but for its address and what frames the body.
-struct RequestHead {
+struct RequestHeaders {
     std::string method;
     HeaderFields fields;
 
     /// The head of `request`: "User-Agent" first, unless it is set, then the request's own fields, then those of
     /// `additional` that the request does not set. The error is `UrlError::BadUrl` and names what HTTP does not allow.
-    static std::variant<RequestHead, Error> of(const UrlRequest& request, const HeaderFields& additional);
+    static std::variant<RequestHeaders, Error> of(const UrlRequest& request, const HeaderFields& additional);
 
     /// Whether sending it twice does the same as sending it once (RFC 9110, section 9.2.2).
     bool isIdempotent() const;

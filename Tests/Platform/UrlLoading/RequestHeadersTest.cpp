@@ -1,11 +1,11 @@
 // Heads of requests and answers, apart from any connection: what goes out, what is understood, what is refused.
 
-#include "Platform/UrlLoading/RequestHead.h"
+#include "Platform/UrlLoading/RequestHeaders.h"
 
 #include "Platform/UrlLoading/Challenge.h"
 #include "Platform/UrlLoading/GatheredBody.h"
 #include "Platform/UrlLoading/PieceBuffer.h"
-#include "Platform/UrlLoading/ResponseHead.h"
+#include "Platform/UrlLoading/ResponseHeaders.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ UrlRequest requestWith(std::string_view name, std::string_view value) {
 }
 
 std::optional<Error> errorOf(const UrlRequest& request, const HeaderFields& additional = {}) {
-    const auto head = RequestHead::of(request, additional);
+    const auto head = RequestHeaders::of(request, additional);
     const auto* error = std::get_if<Error>(&head);
     return error != nullptr ? std::optional(*error) : std::nullopt;
 }
@@ -45,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(Various, AFieldThatHttpDoesNotAllow,
                                          std::pair("X", "\x01"), std::pair(std::string("X\0", 2), "x"),
                                          std::pair("X", std::string("a\0b", 3))));
 
-TEST(RequestHeadTest, RefusesAMethodThatIsNoToken) {
+TEST(RequestHeadersTest, RefusesAMethodThatIsNoToken) {
     for (const auto* method : {"", "GET ", "GET /x HTTP/1.1\r\nX: y", "a\nb"}) {
         UrlRequest request;
         request.httpMethod = method;
@@ -56,19 +56,19 @@ TEST(RequestHeadTest, RefusesAMethodThatIsNoToken) {
     }
 }
 
-TEST(RequestHeadTest, NamesTheFieldThatIsRefused) {
+TEST(RequestHeadersTest, NamesTheFieldThatIsRefused) {
     EXPECT_EQ(errorOf(requestWith("FilePath", "a\nb"))->localizedDescription,
               "The request has no usable address or head: the header field \"FilePath\" has a value that HTTP does not "
               "allow");
 }
 
-TEST(RequestHeadTest, LeavesBlanksAroundAValueOut) {
-    const auto head = std::get<RequestHead>(RequestHead::of(requestWith("X", " \t a b\t "), {}));
+TEST(RequestHeadersTest, LeavesBlanksAroundAValueOut) {
+    const auto head = std::get<RequestHeaders>(RequestHeaders::of(requestWith("X", " \t a b\t "), {}));
     EXPECT_EQ(head.fields.valueForExactName("X"), "a b");
 }
 
-ResponseHead read(std::string_view text) {
-    ResponseHead head;
+ResponseHeaders read(std::string_view text) {
+    ResponseHeaders head;
     while (!text.empty()) {
         const auto end = text.find('\n') + 1;
         head.addLine(text.substr(0, end));
@@ -79,7 +79,7 @@ ResponseHead read(std::string_view text) {
 
 TEST(ResponseHeadTest, KeepsNamesAsTheyCameAndJoinsRepeatedFields) {
     const auto head = read("HTTP/1.1 200 OK\r\nreturnSTATUS: 0\r\nVia: a\r\nVIA:b \r\nEmpty:\r\n\r\n");
-    EXPECT_EQ(head.state(), ResponseHead::State::Complete);
+    EXPECT_EQ(head.state(), ResponseHeaders::State::Complete);
     EXPECT_EQ(head.statusCode(), 200);
     EXPECT_EQ(head.fields().size(), 3U);
     EXPECT_EQ(head.fields().valueForExactName("returnSTATUS"), "0");
@@ -103,13 +103,13 @@ TEST(ResponseHeadTest, ReadsOverInterimAnswers) {
 }
 
 TEST(ResponseHeadTest, IsNotCompleteBeforeTheEmptyLine) {
-    EXPECT_EQ(read("HTTP/1.1 200 OK\r\nA: 1\r\n").state(), ResponseHead::State::Reading);
-    EXPECT_EQ(read("HTTP/1.1 100 Continue\r\n\r\n").state(), ResponseHead::State::Reading);
+    EXPECT_EQ(read("HTTP/1.1 200 OK\r\nA: 1\r\n").state(), ResponseHeaders::State::Reading);
+    EXPECT_EQ(read("HTTP/1.1 100 Continue\r\n\r\n").state(), ResponseHeaders::State::Reading);
 }
 
 TEST(ResponseHeadTest, DoesNotLookAtWhatComesAfterTheHead) {
     auto head = read("HTTP/1.1 200 OK\r\nA: 1\r\n\r\n");
-    EXPECT_EQ(head.addLine("Trailer: x\r\n"), ResponseHead::State::Complete);
+    EXPECT_EQ(head.addLine("Trailer: x\r\n"), ResponseHeaders::State::Complete);
     EXPECT_EQ(head.fields().size(), 1U);
 }
 
@@ -124,13 +124,13 @@ TEST(ResponseHeadTest, TellsTheLengthThatIsAnnounced) {
     EXPECT_EQ(length("Content-Length: 7\r\nTransfer-Encoding: chunked\r\n"), std::nullopt);
 }
 
-class AMalformedHead : public testing::TestWithParam<std::string> {};
+class AMalformedHeaders : public testing::TestWithParam<std::string> {};
 
-TEST_P(AMalformedHead, IsRefused) {
-    EXPECT_EQ(read(GetParam()).state(), ResponseHead::State::Malformed);
+TEST_P(AMalformedHeaders, IsRefused) {
+    EXPECT_EQ(read(GetParam()).state(), ResponseHeaders::State::Malformed);
 }
 
-INSTANTIATE_TEST_SUITE_P(Various, AMalformedHead,
+INSTANTIATE_TEST_SUITE_P(Various, AMalformedHeaders,
                          testing::Values("hello\r\n", "HTTP/1.1\r\n", "HTTP/1.1 abc\r\n", "HTTP/1.1 20\r\n",
                                          "HTTP/1.1 099 x\r\n", "HTTP/1.1 101 Switching\r\n\r\n",
                                          "HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\n",
@@ -141,21 +141,21 @@ INSTANTIATE_TEST_SUITE_P(Various, AMalformedHead,
                                          "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n"));
 
 TEST(ResponseHeadTest, RefusesMoreThanAThousandLines) {
-    ResponseHead head;
+    ResponseHeaders head;
     head.addLine("HTTP/1.1 200 OK\r\n");
     for (int line = 1; line < 1000; ++line)
-        EXPECT_EQ(head.addLine("A: 1\r\n"), ResponseHead::State::Reading);
-    EXPECT_EQ(head.addLine("A: 1\r\n"), ResponseHead::State::Malformed);
+        EXPECT_EQ(head.addLine("A: 1\r\n"), ResponseHeaders::State::Reading);
+    EXPECT_EQ(head.addLine("A: 1\r\n"), ResponseHeaders::State::Malformed);
 }
 
 TEST(ResponseHeadTest, RefusesMoreThan256KiB) {
-    ResponseHead head;
+    ResponseHeaders head;
     head.addLine("HTTP/1.1 200 OK\r\n"); // 17 bytes
     const std::string line = "A: " + std::string((64 << 10) - 5, 'x') + "\r\n";
     for (int count = 0; count < 3; ++count)
-        EXPECT_EQ(head.addLine(line), ResponseHead::State::Reading);
-    EXPECT_EQ(head.addLine(line.substr(17)), ResponseHead::State::Reading);
-    EXPECT_EQ(head.addLine("\n"), ResponseHead::State::Malformed);
+        EXPECT_EQ(head.addLine(line), ResponseHeaders::State::Reading);
+    EXPECT_EQ(head.addLine(line.substr(17)), ResponseHeaders::State::Reading);
+    EXPECT_EQ(head.addLine("\n"), ResponseHeaders::State::Malformed);
 }
 
 bool asks(int status, std::string_view challenges) {
