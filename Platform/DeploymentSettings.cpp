@@ -2,6 +2,7 @@
 
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
+#include "Platform/HostAndPort.h"
 #include "Platform/Log.h"
 #include "Platform/SettingsFile.h"
 #include "Platform/Text.h"
@@ -9,12 +10,7 @@
 
 #include <boost/json/value.hpp>
 
-#include <arpa/inet.h>
-
-#include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <cstdint>
 #include <ctime>
 #include <mutex>
 #include <span>
@@ -27,63 +23,10 @@ namespace Platform {
 
 namespace {
 
-constexpr std::string_view digits = "0123456789";
-
-/// A host without its port, and without the brackets of an IPv6 address.
-struct Host {
-    std::string name;
-    bool bracketed = false;
-};
-
-bool isPort(std::string_view text) {
-    std::uint16_t port = 0;
-    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), port);
-    return failure == std::errc() && end == text.data() + text.size() && port != 0;
-}
-
-bool isLabel(std::string_view label) {
-    constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
-    return !label.empty() && label.size() <= 63 && label.front() != '-' && label.back() != '-' &&
-           label.find_first_not_of(allowed) == std::string_view::npos;
-}
-
-/// Whether it is an IPv4 address in four decimal parts, or a name of the domain name system (RFC 1123, section 2.1).
-/// A name whose last part is a number is neither.
-bool isHostName(std::string_view name) {
-    if (name.ends_with('.'))
-        name.remove_suffix(1);
-    in_addr address{};
-    if (::inet_pton(AF_INET, std::string(name).c_str(), &address) == 1)
-        return true;
-    const std::size_t length = name.size();
-    std::string_view label;
-    while (!name.empty()) {
-        label = name.substr(0, name.find('.'));
-        if (!isLabel(label) || label.size() + 1 == name.size())
-            return false;
-        name.remove_prefix(std::min(label.size() + 1, name.size()));
-    }
-    return length > 0 && length <= 253 && label.find_first_not_of(digits) != std::string_view::npos;
-}
-
-bool isAddress6(const std::string& text) {
-    in6_addr address{};
-    return ::inet_pton(AF_INET6, text.c_str(), &address) == 1;
-}
-
-/// Takes "host" or "host:port" apart; nil where it is neither.
-std::optional<Host> parseHost(std::string_view text) {
-    const bool bracketed = text.starts_with('[');
-    const std::size_t end = bracketed ? text.find(']') : text.find(':');
-    const std::size_t rest = bracketed && end != std::string_view::npos ? end + 1 : end;
-    if (bracketed && end == std::string_view::npos)
-        return std::nullopt;
-    if (rest < text.size() && (text[rest] != ':' || !isPort(text.substr(rest + 1))))
-        return std::nullopt;
-    Host host{std::string(bracketed ? text.substr(1, end - 1) : text.substr(0, end)), bracketed};
-    if (host.name.find('\0') != std::string::npos || !(bracketed ? isAddress6(host.name) : isHostName(host.name)))
-        return std::nullopt;
-    return host;
+/// The parts of a service host; nil where it is none.
+std::optional<HostAndPort> parseHost(std::string_view text) {
+    const auto parts = HostAndPort::split(text);
+    return parts && parts->isValid() ? parts : std::nullopt;
 }
 
 /// What is read from a file, and what is wrong with it.
@@ -253,12 +196,6 @@ ProcessSettings& processSettings() {
     return settings;
 }
 
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return text;
-}
-
 } // namespace
 
 DeploymentSettings DeploymentSettings::current() {
@@ -271,18 +208,7 @@ void DeploymentSettings::replace(std::optional<DeploymentSettings> settings) {
 
 bool DeploymentSettings::hostIsLoopback() const {
     const auto host = parseHost(serviceHost);
-    if (!host)
-        return false;
-    in6_addr address6{};
-    if (host->bracketed)
-        return ::inet_pton(AF_INET6, host->name.c_str(), &address6) == 1 && IN6_IS_ADDR_LOOPBACK(&address6);
-    std::string name = lowerCase(host->name);
-    if (name.ends_with('.'))
-        name.pop_back();
-    in_addr address{};
-    if (::inet_pton(AF_INET, name.c_str(), &address) == 1)
-        return (ntohl(address.s_addr) >> 24) == IN_LOOPBACKNET;
-    return name == "localhost" || name.ends_with(".localhost");
+    return host && host->isLoopback();
 }
 
 } // namespace Platform

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <unordered_set>
 #include <utility>
 
@@ -15,18 +14,6 @@ namespace Platform {
 namespace {
 
 constexpr int maximumRedirects = 16;
-
-Duration toDuration(std::chrono::duration<double> time) {
-    // A timeout of a century or more never fires.
-    constexpr std::chrono::duration<double> longest = std::chrono::hours(24 * 365 * 100);
-    if (!(time < longest))
-        return Duration::max();
-    return std::max(std::chrono::duration_cast<Duration>(std::max(time, -longest)), Duration::zero());
-}
-
-Duration later(Duration time, Duration by) {
-    return by > Duration::max() - time ? Duration::max() : time + by;
-}
 
 std::optional<BodyFile> openBodyFile(const std::string& path) {
     BodyFile body;
@@ -68,7 +55,9 @@ struct HttpLoad::Running {
     std::unordered_set<std::shared_ptr<HttpLoad>> loads;
 };
 
-HttpLoad::HttpLoad(Settings settings) : settings_(std::move(settings)) {}
+HttpLoad::HttpLoad(Settings settings)
+    : settings_(std::move(settings)), timeouts_(settings_.idleTimeout, settings_.totalTimeout, [this] { timedOut(); }) {
+}
 
 HttpLoad::~HttpLoad() = default;
 
@@ -88,12 +77,12 @@ void HttpLoad::enter(State next) {
         break;
     case State::Failed:
         transfer_.reset();
-        // Where there is no memory to schedule it with, the timer tries again.
+        // Where there is no memory to schedule it with, the timeouts go on and try again.
         scheduleDelivery();
-        timer_.cancel();
+        timeouts_.stop();
         break;
     case State::Ended:
-        timer_.cancel();
+        timeouts_.stop();
         transfer_.reset();
         bodyFile_.reset();
         break;
@@ -159,7 +148,7 @@ void HttpLoad::transferChanged() noexcept {
 
 void HttpLoad::readTransfer() {
     if (transfer_->takeProgress())
-        noteProgress();
+        timeouts_.noteProgress();
     if (state_ == State::Requesting && transfer_->headers().state() == ResponseHeaders::State::Complete) {
         const int status = transfer_->headers().statusCode();
         if (isRedirect(status) && transfer_->headers().fields().has("Location"))
@@ -180,8 +169,7 @@ void HttpLoad::followRedirect(int status) {
     transfer_.reset();
     if (++redirects_ > maximumRedirects)
         return fail(UrlError::make(UrlError::TooManyRedirects, url_->absoluteString()));
-    const auto absolute = Url::fromString(location);
-    const auto next = absolute && !absolute->scheme().empty() ? absolute : resolve(*url_, location);
+    const auto next = url_->resolve(location);
     if (auto error = unusable(next))
         return fail(std::move(*error));
     if (!headers_.redirect(status, next->origin() != url_->origin()))
@@ -191,21 +179,14 @@ void HttpLoad::followRedirect(int status) {
 }
 
 void HttpLoad::suspend() {
-    if (suspendedSince_)
-        return;
-    suspendedSince_ = RunLoop::main().now();
-    timer_.cancel();
+    if (!timeouts_.areSuspended())
+        timeouts_.suspend();
 }
 
 void HttpLoad::resume() {
-    if (!suspendedSince_)
+    if (!timeouts_.areSuspended())
         return;
-    const Duration suspended = RunLoop::main().now() - *suspendedSince_;
-    suspendedSince_.reset();
-    if (begun_)
-        *begun_ += suspended;
-    lastProgress_ += suspended;
-    armTimer();
+    timeouts_.resume();
     scheduleDelivery();
 }
 
@@ -231,7 +212,7 @@ void HttpLoad::fail(Error error) {
 void HttpLoad::failOutOfMemory() noexcept {
     try {
         fail(Error{UrlError::domain, UrlError::NetworkConnectionLost, "out of memory"});
-    } catch (...) { // NOLINT(bugprone-empty-catch): the timer ends it
+    } catch (...) { // NOLINT(bugprone-empty-catch): the timeout ends it
     }
 }
 
@@ -253,10 +234,10 @@ bool HttpLoad::hasPendingEvents() const {
     case State::Failed:
         return true;
     case State::Responded:
-        return !suspendedSince_;
+        return !timeouts_.areSuspended();
     case State::Requesting:
     case State::Receiving:
-        return !suspendedSince_ && transfer_ && (!transfer_->pieces().empty() || transfer_->outcome());
+        return !timeouts_.areSuspended() && transfer_ && (!transfer_->pieces().empty() || transfer_->outcome());
     case State::Created:
     case State::Held:
     case State::Ended:
@@ -336,41 +317,11 @@ void HttpLoad::end(const std::optional<Error>& error) {
         client->loadDidEnd(error);
 }
 
-std::optional<Duration> HttpLoad::deadline() const {
-    if (!begun_)
-        return std::nullopt;
-    const Duration total = later(*begun_, toDuration(settings_.totalTimeout));
-    const Duration first = std::min(total, later(lastProgress_, toDuration(settings_.idleTimeout)));
-    return first == Duration::max() ? std::nullopt : std::optional(first);
-}
-
-/// The first progress is that the first transfer has its slot; the timeouts start then.
-void HttpLoad::noteProgress() {
-    lastProgress_ = RunLoop::main().now();
-    if (begun_)
-        return;
-    begun_ = lastProgress_;
-    if (suspendedSince_)
-        suspendedSince_ = lastProgress_;
-    armTimer();
-}
-
-/// One timer serves both timeouts, and progress does not move it: when it fires too early, it is set anew.
-void HttpLoad::armTimer() {
-    const auto end = deadline();
-    if (!end || suspendedSince_ || state_ == State::Failed)
-        return;
-    timer_ = Queue::main().timer(*end - RunLoop::main().now(), [this] { timerFired(); });
-}
-
-void HttpLoad::timerFired() {
-    const auto end = deadline();
+void HttpLoad::timedOut() {
     if (state_ == State::Failed)
         scheduleDelivery();
-    else if (end && *end <= RunLoop::main().now())
-        fail(UrlError::make(UrlError::TimedOut, url_ ? url_->absoluteString() : ""));
     else
-        armTimer();
+        fail(UrlError::make(UrlError::TimedOut, url_ ? url_->absoluteString() : ""));
 }
 
 } // namespace Platform

@@ -2,6 +2,7 @@
 
 #include "Platform/Error.h"
 #include "Platform/Queue.h"
+#include "Platform/UrlLoading/LoadTimeouts.h"
 #include "Platform/UrlLoading/Transfer.h"
 #include "Platform/UrlLoading/UrlRequest.h"
 
@@ -102,7 +103,6 @@ private:
     void transfer();
     void transferChanged() noexcept;
     void readTransfer();
-    void noteProgress();
     void failOutOfMemory() noexcept;
     void followRedirect(int status);
     HttpUrlResponse takeResponse();
@@ -113,9 +113,7 @@ private:
     void end(const std::optional<Error>& error);
     std::shared_ptr<HttpLoadClient> detach();
 
-    std::optional<Duration> deadline() const;
-    void armTimer();
-    void timerFired();
+    void timedOut();
 
     Settings settings_;
     State state_ = State::Created;
@@ -137,12 +135,7 @@ private:
     /// Set in the state `Failed`.
     std::optional<Error> failure_;
 
-    /// When the load got its first slot; nil before.
-    std::optional<Duration> begun_;
-    Duration lastProgress_{};
-    /// Nil while it is not suspended.
-    std::optional<Duration> suspendedSince_;
-    Timer timer_;
+    LoadTimeouts timeouts_;
 };
 
 } // namespace Platform

@@ -5,6 +5,7 @@ target_sources(Platform PRIVATE
   UrlLoading/HttpLoad.cpp
   UrlLoading/HttpSession.cpp
   UrlLoading/HttpSessionTask.cpp
+  UrlLoading/LoadTimeouts.cpp
   UrlLoading/RequestHeaders.cpp
   UrlLoading/ResponseHeaders.cpp
   UrlLoading/SocketBody.cpp

@@ -244,16 +244,4 @@ void Transfer::releaseHandle() noexcept {
     headerList_.reset();
 }
 
-std::optional<Url> resolve(const Url& base, std::string_view reference) {
-    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), curl_url_cleanup);
-    constexpr unsigned int flags = CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE | CURLU_PATH_AS_IS;
-    char* text = nullptr;
-    if (curl_url_set(url.get(), CURLUPART_URL, base.absoluteString().c_str(), flags) != CURLUE_OK ||
-        curl_url_set(url.get(), CURLUPART_URL, std::string(reference).c_str(), flags) != CURLUE_OK ||
-        curl_url_get(url.get(), CURLUPART_URL, &text, 0) != CURLUE_OK)
-        return std::nullopt;
-    const std::unique_ptr<char, decltype(&curl_free)> owned(text, curl_free);
-    return Url::fromString(text);
-}
-
 } // namespace Platform

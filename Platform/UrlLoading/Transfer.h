@@ -163,8 +163,4 @@ private:
     bool changePending_ = false;
 };
 
-/// The address that `reference`, as a redirect gives it, means to a reader of `base` (RFC 3986, section 5); nil when it
-/// means none.
-std::optional<Url> resolve(const Url& base, std::string_view reference);
-
 } // namespace Platform

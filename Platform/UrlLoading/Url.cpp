@@ -1,5 +1,7 @@
 #include "Platform/UrlLoading/Url.h"
 
+#include "Platform/HostAndPort.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -49,37 +51,86 @@ std::string lowerCase(std::string_view string) {
     return result;
 }
 
+/// Takes what stands before the first of these characters from the text.
+std::string_view takeUntil(std::string_view& text, std::string_view characters) {
+    const std::string_view taken = text.substr(0, text.find_first_of(characters));
+    text.remove_prefix(taken.size());
+    return taken;
+}
+
+bool isScheme(std::string_view text) {
+    return !text.empty() && isLetter(text.front()) && std::all_of(text.begin(), text.end(), [](char character) {
+        return isLetter(character) || isDigit(character) || std::string_view("+-.").find(character) != npos;
+    });
+}
+
 /// The components of a URL (RFC 3986, section 3), as they are written.
 struct Components {
+    /// Without its colon.
     std::string_view scheme;
+    /// With the "//" before it, which tells an empty authority from none.
     std::string_view authority;
     std::string_view path;
+    /// With the "?" and "#" before them.
+    std::string_view query;
+    std::string_view fragment;
 
     explicit Components(std::string_view text) {
-        std::string_view rest = text.substr(0, std::min(text.find('?'), text.find('#')));
-        const auto colon = rest.find(':');
-        if (colon != npos && colon < rest.find('/') && colon > 0 && isLetter(rest[0]) &&
-            std::all_of(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(colon), [](char character) {
-                return isLetter(character) || isDigit(character) || character == '+' || character == '-' ||
-                       character == '.';
-            })) {
-            scheme = rest.substr(0, colon);
-            rest.remove_prefix(colon + 1);
+        std::string_view rest = text;
+        if (const auto start = takeUntil(rest, ":/?#"); rest.starts_with(':') && isScheme(start)) {
+            scheme = start;
+            rest.remove_prefix(1);
+        } else {
+            rest = text;
         }
         if (rest.starts_with("//")) {
-            rest.remove_prefix(2);
-            authority = rest.substr(0, rest.find('/'));
-            rest.remove_prefix(authority.size());
+            std::string_view behind = rest.substr(2);
+            authority = rest.substr(0, 2 + takeUntil(behind, "/?#").size());
+            rest = behind;
         }
-        path = rest;
+        path = takeUntil(rest, "?#");
+        query = takeUntil(rest, "#");
+        fragment = rest;
     }
 
-    /// Host and port.
-    std::string_view place() const {
-        const auto at = authority.rfind('@');
-        return at == npos ? authority : authority.substr(at + 1);
+    /// Host and port; nil where their brackets are not closed.
+    std::optional<HostAndPort> place() const {
+        const std::string_view whole = authority.empty() ? authority : authority.substr(2);
+        const auto at = whole.rfind('@');
+        return HostAndPort::split(at == npos ? whole : whole.substr(at + 1));
     }
 };
+
+/// The path without its segments "." and ".." (RFC 3986, section 5.2.4). It begins with "/".
+std::string withoutDotSegments(std::string_view path) {
+    std::string result;
+    while (!path.empty()) {
+        path.remove_prefix(1);
+        const std::string_view segment = takeUntil(path, "/");
+        const bool isParent = segment == "..";
+        if (isParent)
+            result.resize(std::min(result.rfind('/'), result.size()));
+        if (!isParent && segment != ".")
+            (result += '/') += segment;
+        else if (path.empty())
+            result += '/';
+    }
+    return result;
+}
+
+/// The path that a relative one means beside the path of a base (RFC 3986, section 5.2.3).
+std::string mergedPath(const Components& base, std::string_view path) {
+    if (path.starts_with('/'))
+        return withoutDotSegments(path);
+    const auto slash = base.path.rfind('/');
+    const std::string folder = slash == npos ? "/" : std::string(base.path.substr(0, slash + 1));
+    return withoutDotSegments(folder + std::string(path));
+}
+
+void appendEscaped(std::string& text, char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    ((text += '%') += hexadecimalDigits[byte >> 4]) += hexadecimalDigits[byte & 15];
+}
 
 bool escapesAreWhole(std::string_view text) {
     for (auto at = text.find('%'); at != npos; at = text.find('%', at + 1)) {
@@ -94,10 +145,8 @@ bool bracketsEncloseAddress(std::string_view text) {
     const auto brackets = std::count_if(text.begin(), text.end(), [](char c) { return c == '[' || c == ']'; });
     if (brackets == 0)
         return true;
-    const std::string_view place = Components(text).place();
-    const auto end = place.find(']');
-    return brackets == 2 && place.starts_with('[') && end != npos && end > 1 &&
-           (end + 1 == place.size() || place[end + 1] == ':');
+    const auto place = Components(text).place();
+    return brackets == 2 && place && place->isBracketed && !place->host.empty();
 }
 
 } // namespace
@@ -116,11 +165,10 @@ Url Url::fileUrl(std::string_view path) {
         whole = absolute.string();
     std::string text = "file://";
     for (const char character : whole) {
-        const auto byte = static_cast<unsigned char>(character);
         if (mayStandInUrl(character) && std::string_view("%?#[];").find(character) == npos)
             text += character;
         else
-            ((text += '%') += hexadecimalDigits[byte >> 4]) += hexadecimalDigits[byte & 15];
+            appendEscaped(text, character);
     }
     return Url(std::move(text));
 }
@@ -144,21 +192,48 @@ std::string Url::path() const {
     return result;
 }
 
+std::optional<Url> Url::resolve(std::string_view reference) const {
+    std::string escaped;
+    for (const char character : reference) {
+        if (character == ' ' || static_cast<unsigned char>(character) >= 0x80)
+            appendEscaped(escaped, character);
+        else
+            escaped += character;
+    }
+    const Components base(text_);
+    const Components relative(escaped);
+    if (!relative.scheme.empty())
+        return fromString(escaped);
+    std::string result(base.scheme);
+    if (!base.scheme.empty())
+        result += ':';
+    if (!relative.authority.empty()) {
+        result += escaped;
+    } else if (relative.path.empty()) {
+        (result += base.authority) += base.path;
+        (result += relative.query.empty() ? base.query : relative.query) += relative.fragment;
+    } else {
+        (result += base.authority) += mergedPath(base, relative.path);
+        (result += relative.query) += relative.fragment;
+    }
+    return fromString(result);
+}
+
 bool Url::hasHost() const {
-    const std::string_view place = Components(text_).place();
-    return !place.empty() && place.front() != ':';
+    const auto place = Components(text_).place();
+    return place && !place->host.empty();
 }
 
 std::string Url::origin() const {
     const Components components(text_);
-    const std::string scheme = lowerCase(components.scheme);
-    std::string place = lowerCase(components.place());
-    if (place.ends_with(':'))
-        place.pop_back();
-    const std::string_view usualPort = scheme == "http" ? ":80" : scheme == "https" ? ":443" : "";
-    if (!usualPort.empty() && place.ends_with(usualPort))
-        place.resize(place.size() - usualPort.size());
-    return scheme + "://" + place;
+    const auto place = components.place().value_or(HostAndPort());
+    std::string result = lowerCase(components.scheme);
+    const std::string_view usualPort = result == "http" ? "80" : result == "https" ? "443" : "";
+    result += "://";
+    result += place.isBracketed ? '[' + lowerCase(place.host) + ']' : lowerCase(place.host);
+    if (place.port && !place.port->empty() && place.port != usualPort)
+        (result += ':') += *place.port;
+    return result;
 }
 
 } // namespace Platform

@@ -23,6 +23,10 @@ public:
     /// The path with its escapes undone, without query and fragment.
     std::string path() const;
 
+    /// The URL that a reference in a document at this one means (RFC 3986, section 5.2). Blanks and bytes outside ASCII
+    /// in it are escaped first. A reference with a scheme is taken as it stands; nil where the result is no URL.
+    std::optional<Url> resolve(std::string_view reference) const;
+
     /// Whether a host stands behind "//".
     bool hasHost() const;
     /// Scheme, host and port in lower case, the scheme's usual port left out: "http://host:8080". What one connection

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <utility>
+#include <vector>
 
 namespace Platform {
 namespace {
@@ -64,6 +66,56 @@ TEST(UrlTest, MakesTheFileUrlOfAnyPath) {
 
 TEST(UrlTest, MakesTheFileUrlOfARelativePathFromTheWorkingDirectory) {
     EXPECT_EQ(Url::fileUrl("x.txt").path(), (std::filesystem::current_path() / "x.txt").string());
+}
+
+// The examples of RFC 3986, sections 5.4.1 and 5.4.2.
+TEST(UrlTest, ResolvesAReference) {
+    const auto base = Url::fromString("http://a/b/c/d;p?q");
+    const std::vector<std::pair<const char*, const char*>> examples{
+        {"g:h", "g:h"},
+        {"g", "http://a/b/c/g"},
+        {"./g", "http://a/b/c/g"},
+        {"g/", "http://a/b/c/g/"},
+        {"/g", "http://a/g"},
+        {"//g", "http://g"},
+        {"?y", "http://a/b/c/d;p?y"},
+        {"g?y", "http://a/b/c/g?y"},
+        {"#s", "http://a/b/c/d;p?q#s"},
+        {"g#s", "http://a/b/c/g#s"},
+        {"g?y#s", "http://a/b/c/g?y#s"},
+        {";x", "http://a/b/c/;x"},
+        {"", "http://a/b/c/d;p?q"},
+        {".", "http://a/b/c/"},
+        {"./", "http://a/b/c/"},
+        {"..", "http://a/b/"},
+        {"../g", "http://a/b/g"},
+        {"../..", "http://a/"},
+        {"../../g", "http://a/g"},
+        {"../../../g", "http://a/g"},
+        {"/../g", "http://a/g"},
+        {"g.", "http://a/b/c/g."},
+        {"..g", "http://a/b/c/..g"},
+        {"./g/.", "http://a/b/c/g/"},
+        {"g/../h", "http://a/b/c/h"},
+        {"g;x=1/../y", "http://a/b/c/y"},
+        {"g?y/../x", "http://a/b/c/g?y/../x"},
+    };
+    for (const auto& [reference, expected] : examples)
+        EXPECT_EQ(base->resolve(reference), Url::fromString(expected)) << reference;
+}
+
+TEST(UrlTest, ResolvesAReferenceFromABaseWithoutAPath) {
+    EXPECT_EQ(Url::fromString("http://a")->resolve("g/h"), Url::fromString("http://a/g/h"));
+    EXPECT_EQ(Url::fromString("http://a?q")->resolve(".."), Url::fromString("http://a/"));
+}
+
+TEST(UrlTest, EscapesBlanksAndOtherBytesOfAReference) {
+    const auto base = Url::fromString("http://a/b");
+    EXPECT_EQ(base->resolve("a b\xC3\xA4"), Url::fromString("http://a/a%20b%C3%A4"));
+    EXPECT_EQ(base->resolve("http://b/a b"), Url::fromString("http://b/a%20b"));
+    EXPECT_EQ(base->resolve("a\"b"), std::nullopt);
+    EXPECT_EQ(base->resolve("a\nb"), std::nullopt);
+    EXPECT_EQ(base->resolve("//[x"), std::nullopt);
 }
 
 TEST(UrlTest, TellsWhereItLeads) {
