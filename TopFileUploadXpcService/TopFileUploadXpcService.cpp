@@ -1,6 +1,5 @@
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
-#include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Log.h"
 #include "Platform/Preferences.h"
@@ -9,9 +8,8 @@
 #include "Services/Properties.h"
 #include "Services/RestInterface.h"
 #include "Services/ServiceRoot.h"
-#include "TopFileUploadXpcService/ItemText.h"
+#include "TopFileUploadXpcService/LocalPaths.h"
 #include "TopFileUploadXpcService/Settings.h"
-#include "TopFileUploadXpcService/TemporaryArea.h"
 
 #include <exception>
 #include <stdexcept>
@@ -25,9 +23,6 @@ using Platform::Queue;
 using Platform::text;
 
 namespace {
-
-constexpr const char* finishedMark = "99";
-constexpr const char* isFileText = "True";
 
 std::optional<boost::json::value> valueOf(const std::optional<boost::json::object>& settings, std::string_view key) {
     const auto* value = settings ? settings->if_contains(key) : nullptr;
@@ -45,17 +40,12 @@ std::string textOfException() {
     }
 }
 
-void createDirectoryWhereNothingIs(const std::string& path) {
-    if (!Files::exists(path))
-        Files::createDirectory(path);
-}
-
 } // namespace
 
 void TopFileUploadXpcService::GetTopFileUpload() {
     operationQueue_ = OperationQueue{Queue::serial("TopFileUploadXpcService.operationQueue"), 4};
     iAppsPrefs_ = Platform::Preferences::persistentDomainForName(Settings::sharedDomain);
-    downloadStatus_ = true;
+    openGate();
     TopFileUploadProcess();
 }
 
@@ -87,12 +77,12 @@ void TopFileUploadXpcService::runPass() {
     if (!query.toComputerId)
         throw std::invalid_argument("there is no computerIdKey to ask with");
     boost::json::object params{{"ToComputerID", *query.toComputerId}};
-    if (!downloadStatus_)
+    if (!isGateOpen())
         return;
-    downloadStatus_ = false;
+    closeGate();
     if (!NetWorkConnectionStatus::ConectionStatus()) {
         Log::write("connection not availble........", Log::Priority::Warning);
-        downloadStatus_ = true;
+        openGate();
         return;
     }
     Log::write("Connection available... ", Log::Priority::Debug);
@@ -103,38 +93,28 @@ void TopFileUploadXpcService::runPass() {
                                          });
 }
 
-void TopFileUploadXpcService::pollCompleted(const GetTopFileUploadResponseData* answer, std::int64_t status,
+void TopFileUploadXpcService::pollCompleted(const GetTopFileUploadResponseData* response, std::int64_t status,
                                             const boost::json::object& params) {
-    const bool hasItem = status == RestStatusSuccess && answer != nullptr && answer->returnStatus &&
-                         answer->returnStatus->is_string() && answer->returnStatus->get_string() == "0";
-    if (!hasItem) {
-        downloadStatus_ = true;
-        return;
-    }
-    takeItem(*answer);
+    const bool hasItem = status == RestStatusSuccess && response != nullptr && response->returnStatus &&
+                         response->returnStatus->is_string() && response->returnStatus->get_string() == "0";
+    if (!hasItem)
+        return openGate();
+    beginItem(Item::fromPoll(*response));
     refreshPendingUploadIDs();
-    if (isFile_ == isFileText) {
+    if (item_.isCalledFile()) {
         startAsyncDownloadWithStreamRequest(serviceRoot() + "Uploads.svc/GetTopFileUploadWithStream", params);
     } else {
         createFolderItem();
         acknowledge();
-        downloadStatus_ = true;
+        openGate();
     }
 }
 
-void TopFileUploadXpcService::takeItem(const GetTopFileUploadResponseData& answer) {
-    fileLength_ = "0";
-    isFile_ = itemText(answer.isFile, "IsFile");
-    fileName_ = itemText(answer.fileName, "FileName");
-    fileUploadID_ = itemText(answer.fileUploadId, "FileUploadID");
-    serverPath_ = itemText(answer.serverPath, "ServerPath");
-    toComputerID_ = itemText(answer.toComputerId, "ToComputerID");
-    transitUploadPath_ = itemText(answer.transitUploadPath, "TransitUploadPath");
-    uploadProcessed_ = itemText(answer.uploadProcessed, "UploadProcessed");
+void TopFileUploadXpcService::beginItem(Item item) {
+    item_ = std::move(item);
     filePath_ = finalPath();
-    tempFilePath_ = Platform::Environment::temporaryDirectory() + temporaryAreaName + convertedName(fileName_);
-    if (const auto size = temporaryArea().size(*tempFilePath_))
-        fileLength_ = text(size);
+    tempFilePath_ = LocalPaths::temporaryPath(item_.fileName);
+    fileLength_ = text(LocalPaths::temporaryArea().size(*tempFilePath_).value_or(0));
 }
 
 void TopFileUploadXpcService::refreshPendingUploadIDs() {
@@ -150,32 +130,29 @@ std::string TopFileUploadXpcService::settingText(std::string_view key) const {
 }
 
 std::string TopFileUploadXpcService::finalPath() const {
-    return settingText(Settings::quenmarkPathKey) + "/Quenmark" + convertedName(fileName_);
+    return LocalPaths::finalPath(settingText(Settings::quenmarkPathKey), item_.fileName);
 }
 
 void TopFileUploadXpcService::createFolderItem() {
-    createDirectoryWhereNothingIs(finalPath());
+    const std::string path = finalPath();
+    if (!Files::exists(path))
+        Files::createDirectory(path);
 }
 
 void TopFileUploadXpcService::acknowledge() {
-    UpdateFileUploadQuery query;
-    query.fileUploadId = fileUploadID_;
-    query.fileName = fileName_;
-    query.serverPath = serverPath_;
-    query.transitUploadPath = transitUploadPath_;
-    acknowledgeFileUploadProcess(query);
+    acknowledgeFileUploadProcess(item_.acknowledgement());
 }
 
 void TopFileUploadXpcService::acknowledgeFileUploadProcess(const UpdateFileUploadQuery& query) {
     RestInterface::asyncUpdateFileUpload(
         query, [self = shared_from_this()](const Result<UpdateFileUploadResponseData>& result, std::int64_t status) {
-            const auto* answer = result.answer();
-            if (status != RestStatusSuccess || answer == nullptr)
+            const auto* response = result.answer();
+            if (status != RestStatusSuccess || response == nullptr)
                 return;
-            if (Platform::integerValue(text(answer->returnStatus)) != 0)
+            if (Platform::integerValue(text(response->returnStatus)) != 0)
                 return;
-            self->downloadStatus_ = true;
-            self->returnStatus_ = finishedMark;
+            self->openGate();
+            self->markFinished();
         });
 }
 
@@ -187,22 +164,14 @@ void TopFileUploadXpcService::logErrorMethod(const std::any&) {
     query.computerId = itemText(valueOf(iAppsPrefs_, Settings::computerIdKey), Settings::computerIdKey);
     query.userId = itemText(valueOf(iAppsPrefs_, Settings::userIdKey), Settings::userIdKey);
     RestInterface::asyncLogError(query, [](const Result<LogErrorResponseData>& result, std::int64_t) {
-        const auto* answer = result.answer();
-        Log::write("Error occured...." + (answer != nullptr ? text(propertiesOf(*answer)) : text(std::nullopt)),
+        const auto* response = result.answer();
+        Log::write("Error occured...." + (response != nullptr ? text(propertiesOf(*response)) : text(std::nullopt)),
                    Log::Priority::Error);
     });
 }
 
 void TopFileUploadXpcService::clearTemp(const std::string& path) {
-    const std::string area = temporaryAreaName;
-    const std::string bounded = "/" + path + "/";
-    const std::size_t place = bounded.find("/" + area + "/");
-    const std::size_t begin = place == std::string::npos ? bounded.size() : place + area.size() + 2;
-    const std::size_t end = bounded.find('/', begin);
-    if (begin >= bounded.size() || end == std::string::npos)
-        throw std::out_of_range("clearTemp: no component follows QuenmarkTemp in " + path);
-    temporaryArea().removeContentsOf(Files::appendingPathComponent(Platform::Environment::temporaryDirectory(),
-                                                                   area + "/" + bounded.substr(begin, end - begin)));
+    LocalPaths::temporaryArea().removeContentsOf(LocalPaths::topLevelFolder(path));
 }
 
 void TopFileUploadXpcService::setRepresentedObject(const std::any&) {}

@@ -6,6 +6,7 @@
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Services/Requests/UpdateFileUploadQuery.h"
 #include "Services/Responses/GetTopFileUploadResponseData.h"
+#include "TopFileUploadXpcService/Item.h"
 #include "TopFileUploadXpcService/MissingSettings.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcServiceProtocol.h"
 
@@ -37,14 +38,14 @@ class TopFileUploadXpcService final : public TopFileUploadXpcServiceProtocol,
 public:
     /// Opens the gate and starts one more chain of passes; the first pass runs before this returns.
     void GetTopFileUpload() override;
-    /// One pass. It schedules the next one on the global background queue, whatever comes of it.
+    /// One pass. It schedules the next one on the global background queue, whatever its outcome.
     void TopFileUploadProcess();
-    /// Streams an item down. `params` holds "ToComputerID"; it and the offset are sent as texts, "(null)" where they
+    /// Downloads an item. `params` holds "ToComputerID"; it and the offset are sent as texts, "(null)" where they
     /// are not known.
     void startAsyncDownloadWithStreamRequest(const std::string& request, const boost::json::object& params);
     /// Acknowledges an item; a confirmation opens the gate.
     void acknowledgeFileUploadProcess(const UpdateFileUploadQuery& query);
-    /// Reports a failure to the web service's error log. The report does not tell what was caught.
+    /// Reports a failure to the web service's error log. The report does not hold the exception.
     void logErrorMethod(const std::any& exception);
     /// Removes what is in the top-level folder of an item in the temporary area; the folder itself stays. Nothing is
     /// removed outside of the area. Throws std::out_of_range when no component follows "QuenmarkTemp" in the path.
@@ -52,13 +53,13 @@ public:
     /// Does nothing.
     void setRepresentedObject(const std::any& object);
 
-    // The session transport. Its answer's head is read with each piece of the body and at the end.
+    // The session transport. The response's header fields are read with each piece of the body and at the end.
     void URLSessionDataTaskDidReceiveData(Platform::UrlSession& session, Platform::UrlSessionTask& dataTask,
                                           std::string_view data) override;
     void URLSessionTaskDidCompleteWithError(Platform::UrlSession& session, Platform::UrlSessionTask& task,
                                             const std::optional<Platform::Error>& error) override;
 
-    // The older transport. Its answer's head is read when it arrives.
+    // The older transport. The response's header fields are read when they arrive.
     void connectionDidReceiveResponse(Platform::UrlConnection& connection,
                                       const Platform::HttpUrlResponse& response) override;
     void connectionDidReceiveData(Platform::UrlConnection& connection, std::string_view data) override;
@@ -75,33 +76,35 @@ private:
     };
 
     void runPass();
+    bool isGateOpen() const { return downloadStatus_; }
+    void openGate() { downloadStatus_ = true; }
+    void closeGate() { downloadStatus_ = false; }
+    /// Marks the item as finished, so that it is not acknowledged again.
+    void markFinished() { returnStatus_ = "99"; }
     /// Reports the exception that is being handled. Throws nothing.
     void reportException();
-    void pollCompleted(const GetTopFileUploadResponseData* answer, std::int64_t status,
+    void pollCompleted(const GetTopFileUploadResponseData* response, std::int64_t status,
                        const boost::json::object& params);
-    void takeItem(const GetTopFileUploadResponseData& answer);
+    /// Begins with the item of a poll. Its paths stay as they are now, whatever the stream's header fields say.
+    void beginItem(Item item);
     void refreshPendingUploadIDs();
     std::string settingText(std::string_view key) const;
+    /// The final path of the item under the name that it has now.
     std::string finalPath() const;
     void createFolderItem();
     void acknowledge();
-    void takeStatus(const Platform::HttpUrlResponse* response);
+    void readStatus(const Platform::HttpUrlResponse* response);
     int statusValue() const;
-    void dropItemWhenTold();
-    void takeHeaders(const Platform::HttpUrlResponse& response);
+    /// Finishes an item that the web service drops: one whose status is 2.
+    void finishDroppedItem();
     void finishItem(Platform::UrlSessionTask& task);
-    void reopenAfterTransportError(const Platform::Error& error);
+    void openGateAfterTransportError(const Platform::Error& error);
     void appendToTemporaryFile(std::string_view data);
 
-    // Texts as the web service gives them; none is ever read as a number but `returnStatus_`.
-    std::optional<std::string> fileName_;
-    std::optional<std::string> fileUploadID_;
-    std::optional<std::string> isFile_;
-    std::optional<std::string> serverPath_;
-    std::optional<std::string> toComputerID_;
-    std::optional<std::string> transitUploadPath_;
-    std::optional<std::string> uploadProcessed_;
-    /// The text of the current download's "ReturnStatus"; "99", the engine's own mark, for a finished item.
+    /// The current item: as the poll described it, and from the stream's header fields on as those do.
+    Item item_;
+    /// The text of the current download's "ReturnStatus", which is read as a number; "99", the engine's own mark, for a
+    /// finished item.
     std::optional<std::string> returnStatus_;
     std::optional<std::string> filePath_;
     std::optional<std::string> tempFilePath_;
@@ -113,8 +116,8 @@ private:
     MissingSettings missingSettings_;
     std::optional<Platform::OutputStream> stream_;
     /// The gate. Open (true): the next pass may ask the server. Closed: a request or a download is in flight, or a
-    /// failure that does not open it again has happened: a transport error other than -1004 and -1005 once there is an
-    /// answer, a "ReturnStatus" other than 0 and 2, an acknowledgement that fails or is refused.
+    /// failure that does not open it again has happened: a transport error other than -1004 and -1005 once there is a
+    /// response, a "ReturnStatus" other than 0 and 2, an acknowledgement that fails or is refused.
     bool downloadStatus_ = false;
     /// Made at the start; no work is put on it.
     std::optional<OperationQueue> operationQueue_;

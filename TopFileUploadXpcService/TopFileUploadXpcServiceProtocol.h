@@ -6,7 +6,7 @@ namespace Quenmark {
 class TopFileUploadXpcServiceProtocol {
 public:
     virtual ~TopFileUploadXpcServiceProtocol() = default;
-    /// Starts the poll cycle. Nothing is handed over, and nothing comes back.
+    /// Starts the poll cycle. It has no arguments and no result.
     virtual void GetTopFileUpload() = 0;
 };
 

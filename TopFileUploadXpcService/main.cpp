@@ -59,7 +59,7 @@ int run() {
 
 int main() {
     Platform::StandardStreams::keepOpen();
-    // A peer or a log's reader that has gone, and a limit of file sizes, are errors of the write (EPIPE, EFBIG).
+    // A peer or a log's reader that is disconnected, and a limit of file sizes, are errors of the write (EPIPE, EFBIG).
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     Platform::Memory::keepSmall();

@@ -32,7 +32,7 @@ public:
     static constexpr const char* debugLogKey = "XPCDebugLog";
 
     /// A client's end, to the service of that bus name. The first message launches a service that does not run. A
-    /// connection to what can be no service's name is invalid, as its error handler is told.
+    /// connection to what can be no service's name is invalid, which its error handler receives.
     static std::shared_ptr<XPCConnection> initWithServiceName(const std::string& serviceName);
     /// Takes a connection over and resumes it; nil for nil.
     static std::shared_ptr<XPCConnection>

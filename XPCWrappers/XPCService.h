@@ -34,7 +34,7 @@ public:
     /// Keeps the connection and hands it to the handler; nothing for nil.
     void handleConnection(const std::shared_ptr<XPCConnection>& connection);
 
-    /// Every connection that was handed over. None is ever removed; one whose peer has left is no more than a small
+    /// Every connection that was accepted. None is ever removed; one whose peer has left is no more than a small
     /// record, without a descriptor.
     const std::vector<std::shared_ptr<XPCConnection>>& connections() const { return connections_; }
 
@@ -45,7 +45,7 @@ private:
     std::unique_ptr<Platform::NotificationCenter::Observer> observer_;
 };
 
-/// Wraps a connection that the main loop hands over, and notifies of it; nothing for nil.
+/// Wraps a connection that the main loop has accepted, and posts the notification of it; nothing for nil.
 void XPCServiceConnectionHandler(const std::shared_ptr<Platform::Ipc::MessageConnection>& connection);
 
 } // namespace Quenmark

@@ -24,17 +24,17 @@ class EngineProbe {
 public:
     explicit EngineProbe(TopFileUploadXpcService& engine) : engine_(engine) {}
 
-    bool gateIsOpen() const { return engine_.downloadStatus_; }
+    bool gateIsOpen() const { return engine_.isGateOpen(); }
     void setGate(bool open) { engine_.downloadStatus_ = open; }
     const std::optional<std::string>& returnStatus() const { return engine_.returnStatus_; }
     void setReturnStatus(std::optional<std::string> status) { engine_.returnStatus_ = std::move(status); }
-    const std::optional<std::string>& isFile() const { return engine_.isFile_; }
-    const std::optional<std::string>& fileName() const { return engine_.fileName_; }
-    const std::optional<std::string>& fileUploadID() const { return engine_.fileUploadID_; }
-    const std::optional<std::string>& serverPath() const { return engine_.serverPath_; }
-    const std::optional<std::string>& toComputerID() const { return engine_.toComputerID_; }
-    const std::optional<std::string>& transitUploadPath() const { return engine_.transitUploadPath_; }
-    const std::optional<std::string>& uploadProcessed() const { return engine_.uploadProcessed_; }
+    const std::optional<std::string>& isFile() const { return engine_.item_.isFile; }
+    const std::optional<std::string>& fileName() const { return engine_.item_.fileName; }
+    const std::optional<std::string>& fileUploadID() const { return engine_.item_.fileUploadID; }
+    const std::optional<std::string>& serverPath() const { return engine_.item_.serverPath; }
+    const std::optional<std::string>& toComputerID() const { return engine_.item_.toComputerID; }
+    const std::optional<std::string>& transitUploadPath() const { return engine_.item_.transitUploadPath; }
+    const std::optional<std::string>& uploadProcessed() const { return engine_.item_.uploadProcessed; }
     const std::optional<std::string>& filePath() const { return engine_.filePath_; }
     const std::optional<std::string>& tempFilePath() const { return engine_.tempFilePath_; }
     const std::optional<std::string>& fileLength() const { return engine_.fileLength_; }
@@ -53,7 +53,7 @@ private:
     TopFileUploadXpcService& engine_;
 };
 
-/// An engine with a web server of scripted answers, folders of its own, and a clock that the test moves.
+/// An engine with a web server of scripted responses, folders of its own, and a clock that the test moves.
 class EngineFixture : public ::testing::Test {
 protected:
     static constexpr const char* pollTarget = "/QuenmarkRestService/Uploads.svc/GetTopFileUpload";
@@ -87,11 +87,11 @@ protected:
     /// Asserts that three more passes ask nothing.
     void expectStalled();
 
-    /// The poll answer that announces the file or folder `name`, which is written as in JSON.
+    /// The poll response that announces the file or folder `name`, which is written as in JSON.
     static std::string item(std::string_view name, std::string_view isFile = "True");
     /// The header fields of a good stream of the file `name`.
     static TestSupport::Headers streamHeaders(std::string_view name, std::string_view isFile = "True");
-    /// Scripts one poll answer, its stream and its acknowledgement.
+    /// Scripts one poll response, its stream and its acknowledgement.
     void enqueueFile(std::string_view jsonName, std::string_view name, std::string_view content);
 
     /// Starts the engine on the file "\Docs\a.txt" whose stream is `reply`, and lets the stream be asked for.

@@ -51,7 +51,7 @@ TEST_F(TheGate, OpensAgainWhenThePollFails) {
     EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
 }
 
-TEST_F(TheGate, OpensAgainWhenThePollsAnswerIsNotJson) {
+TEST_F(TheGate, OpensAgainWhenThePollsResponseIsNotJson) {
     server_.enqueue(pollTarget, HttpReply::ok("<html>"));
     start();
     EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
@@ -108,12 +108,12 @@ TEST_F(TheGate, StaysClosedWhenTheAcknowledgementFails) {
 }
 
 TEST_F(TheGate, OpensOnAnAcknowledgementWhoseStatusReadsAsZero) {
-    for (const char* answer :
+    for (const char* response :
          {"{}", R"({"ReturnStatus":0})", R"({"ReturnStatus":"none"})", R"({"ReturnStatus":null})"}) {
-        server_.enqueue(acknowledgeTarget, HttpReply::json(answer));
+        server_.enqueue(acknowledgeTarget, HttpReply::json(response));
         probe_.setGate(false);
         engine_->acknowledgeFileUploadProcess({});
-        EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); })) << answer;
+        EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); })) << response;
     }
 }
 
@@ -161,7 +161,7 @@ TEST_P(TheGateOnBothTransports, OpensWhenNobodyListensForTheStream) {
     EXPECT_EQ(count(streamTarget), 0U);
 }
 
-TEST_P(TheGateOnBothTransports, StaysClosedWhenTheStreamStandsStillAfterItsHead) {
+TEST_P(TheGateOnBothTransports, StaysClosedWhenTheStreamStandsStillAfterItsHeaderFields) {
     startStream(fourOfTenBytes());
     ASSERT_TRUE(runUntil([&] { return contentOf(temporary("Docs/a.txt")) == "abcd"; }));
     const auto asked = questions();
@@ -183,7 +183,7 @@ TEST_P(TheGateOnBothTransports, StaysClosedOnAnyOtherStatus) {
         startStream(HttpReply::ok("", {{"ReturnStatus", status}, {"IsFile", "False"}, {"FileName", "\\other"}}));
         ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == status; })) << status;
         expectStalled();
-        EXPECT_EQ(probe_.fileName(), "\\Docs\\a.txt") << "nothing else is taken from the head";
+        EXPECT_EQ(probe_.fileName(), "\\Docs\\a.txt") << "no other header field is read";
         EXPECT_FALSE(Platform::Files::exists(placed("other")));
     }
 }
@@ -229,18 +229,18 @@ TEST_F(TheGate, StaysOpenOnTheNextPieceAfterAFailedWriteOnTheOlderTransport) {
     EXPECT_TRUE(probe_.gateIsOpen());
 }
 
-TEST_F(TheGate, OpensWhenTheSessionTransportEndsWithoutAnyAnswerWhateverTheError) {
+TEST_F(TheGate, OpensWhenTheSessionTransportEndsWithoutAnyResponseWhateverTheError) {
     server_.enqueue(pollTarget, HttpReply::json(item(R"(\\a)")));
     server_.enqueue(streamTarget, HttpReply::silence());
     start();
     ASSERT_TRUE(waitFor(streamTarget));
     EXPECT_FALSE(probe_.gateIsOpen());
-    // Error -1001, without an answer.
+    // Error -1001, without a response.
     clock_.advance(std::chrono::seconds(61));
     EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
 }
 
-TEST_F(TheGate, StaysClosedWhenTheOlderTransportTimesOutWithoutAnyAnswer) {
+TEST_F(TheGate, StaysClosedWhenTheOlderTransportTimesOutWithoutAnyResponse) {
     setRelease(oldRelease);
     server_.enqueue(pollTarget, HttpReply::json(item(R"(\\a)")));
     server_.enqueue(streamTarget, HttpReply::silence());

@@ -3,7 +3,6 @@
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
-#include "TopFileUploadXpcService/ItemText.h"
 
 namespace Quenmark {
 
@@ -11,7 +10,7 @@ using TestSupport::HttpReply;
 
 class ALocalPath : public EngineFixture {
 protected:
-    /// Lets the engine take a poll answer that announces the file of that name.
+    /// Lets the engine receive a poll response that announces the file of that name.
     void announce(std::string_view jsonName) {
         server_.enqueue(pollTarget, HttpReply::json(item(jsonName)));
         server_.enqueue(streamTarget, HttpReply::silence());
@@ -65,22 +64,6 @@ TEST_F(ALocalPath, IsTakenFromTheQuenmarkPathOfTheLastPass) {
     nextPass();
     ASSERT_TRUE(waitFor(streamTarget));
     EXPECT_EQ(probe_.filePath(), "/elsewhere/Quenmark/a");
-}
-
-TEST(AnItemsText, IsTheTextOfAStringAndOfANumberAndNilOtherwise) {
-    EXPECT_EQ(itemText(boost::json::value("a"), "X"), "a");
-    EXPECT_EQ(itemText(boost::json::value(12), "X"), "12");
-    EXPECT_EQ(itemText(boost::json::value(true), "X"), "1");
-    EXPECT_EQ(itemText(boost::json::value(nullptr), "X"), std::nullopt);
-    EXPECT_EQ(itemText(std::nullopt, "X"), std::nullopt);
-}
-
-TEST(AnItemsText, IsNilAndLoggedForADictionaryOrAnArray) {
-    TestSupport::LogCapture log;
-    EXPECT_EQ(itemText(boost::json::value(boost::json::array{1}), "FileName"), std::nullopt);
-    EXPECT_EQ(itemText(boost::json::value(boost::json::object{}), "IsFile"), std::nullopt);
-    EXPECT_EQ(log.entries(), (std::vector<std::string>{"The value of FileName is not a text; it is left out",
-                                                       "The value of IsFile is not a text; it is left out"}));
 }
 
 } // namespace Quenmark

@@ -1,4 +1,4 @@
-// The streaming download over the older transport, where the head is read when it arrives.
+// The streaming download over the older transport, whose header fields are read when they arrive.
 
 #include "Platform/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
@@ -33,21 +33,21 @@ TEST_F(AnOlderDownload, ContinuesAPartialFileFromItsSize) {
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), std::string(1000, 'x') + "the rest");
 }
 
-TEST_F(AnOlderDownload, TakesTheHeadBeforeTheFirstPiece) {
+TEST_F(AnOlderDownload, TakesTheHeaderFieldsBeforeTheFirstPiece) {
     startStream(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 5\r\nReturnStatus: 0\r\nIsFile: True\r\n"
                                "FileName: \\Other\r\n\r\n"));
     ASSERT_TRUE(runUntil([&] { return probe_.fileName() == "\\Other"; }));
     EXPECT_TRUE(log_.contains("{\n    \"Content-Length\" = \"5\";\n    \"ReturnStatus\" = \"0\";\n"
                               "    \"IsFile\" = \"True\";\n    \"FileName\" = \"\\\\Other\";\n}"));
-    EXPECT_EQ(probe_.filePath(), placed("Docs/a.txt")) << "the head does not move the file";
+    EXPECT_EQ(probe_.filePath(), placed("Docs/a.txt")) << "the header fields do not move the file";
 }
 
-TEST_F(AnOlderDownload, MakesTheFolderOfTheHeadEvenThoughThePollAnnouncedAFile) {
+TEST_F(AnOlderDownload, MakesTheFolderOfTheHeaderFieldsEvenThoughThePollAnnouncedAFile) {
     server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", streamHeaders("\\New\\Folder", "False")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_TRUE(Platform::Files::isDirectory(placed("New/Folder")));
-    EXPECT_EQ(contentOf(temporary("Docs/a.txt")), "content") << "pieces are appended whatever the head says";
+    EXPECT_EQ(contentOf(temporary("Docs/a.txt")), "content") << "pieces are appended whatever the header fields say";
     EXPECT_FALSE(Platform::Files::exists(placed("Docs/a.txt")));
 }
 

@@ -1,4 +1,4 @@
-// The poll cycle: when a pass asks, what it asks, and what it makes of the answer.
+// The poll cycle: when a pass asks, what it asks, and what it does with the response.
 
 #include "Platform/DeploymentSettings.h"
 #include "Platform/Files.h"
@@ -268,9 +268,9 @@ TEST_F(APollCycle, KeepsAnEngineAliveThatNobodyElseHolds) {
     server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
     engine_.reset();
-    const auto answers = [&] { return log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}"); };
+    const auto responses = [&] { return log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}"); };
     for (std::size_t pass = 1; pass <= 3; ++pass) {
-        ASSERT_TRUE(runUntil([&] { return answers() == pass; })) << pass;
+        ASSERT_TRUE(runUntil([&] { return responses() == pass; })) << pass;
         clock_.advance(std::chrono::seconds(2));
     }
 }

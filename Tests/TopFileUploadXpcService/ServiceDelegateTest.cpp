@@ -29,11 +29,11 @@ protected:
         EXPECT_EQ(peer.call(target("Velkarin.Quenmark.TopFileUploadXpcServiceProtocol", "GetTopFileUpload")),
                   BusPeer::Answer{});
     }
-    /// Answers a poll, so that its engine's gate opens.
-    void answer(std::size_t poll) {
-        const auto answers = log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}");
+    /// Sends the response of a poll, so that its engine's gate opens.
+    void respond(std::size_t poll) {
+        const auto responses = log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}");
         server_.send(server_.requests().at(poll).connection, HttpReply::json(nothing).bytes());
-        ASSERT_TRUE(runUntil([&] { return log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}") > answers; }));
+        ASSERT_TRUE(runUntil([&] { return log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}") > responses; }));
     }
     /// A second later, after the passes that are due by then.
     void aSecondLater() {
@@ -54,7 +54,7 @@ TEST_F(AnAcceptedConnection, HasOneEngineForAllItsCalls) {
     aSecondLater();
     call(peer);
     ASSERT_TRUE(waitFor(pollTarget, 2));
-    answer(1);
+    respond(1);
     // The first call's next pass finds the gate that the second call's poll has opened.
     aSecondLater();
     EXPECT_EQ(questions(), 3U);
@@ -69,8 +69,8 @@ TEST_F(AnAcceptedConnection, HasAnEngineApartFromOthers) {
     aSecondLater();
     call(second);
     ASSERT_TRUE(waitFor(pollTarget, 2));
-    answer(1);
-    // The first one's gate is closed for as long as its poll has no answer.
+    respond(1);
+    // The first one's gate is closed for as long as its poll is pending.
     aSecondLater();
     EXPECT_EQ(questions(), 2U);
     aSecondLater();

@@ -65,7 +65,7 @@ TEST_F(ASessionDownload, WritesEachPieceWithAStreamAndALogLineOfItsOwn) {
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), std::string(16, 'a') + std::string(16, 'b') + std::string(5, 'c'));
 }
 
-TEST_F(ASessionDownload, TakesAnAnswerWithoutAReturnStatusForAGoodOne) {
+TEST_F(ASessionDownload, TakesAResponseWithoutAReturnStatusForAGoodOne) {
     Platform::Files::createDirectory(placed("Docs"));
     server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content"));
@@ -84,7 +84,7 @@ TEST_F(ASessionDownload, ComparesHeaderNamesExactly) {
     EXPECT_EQ(probe_.fileName(), "(null)");
 }
 
-TEST_F(ASessionDownload, DropsThePiecesOfAnAnswerWithAnotherStatus) {
+TEST_F(ASessionDownload, DropsThePiecesOfAResponseWithAnotherStatus) {
     startStream(HttpReply::ok("content", {{"ReturnStatus", "1"}, {"IsFile", "True"}}));
     ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == "1"; }));
     EXPECT_FALSE(Platform::Files::exists(temporary("Docs/a.txt")));
@@ -99,7 +99,7 @@ TEST_F(ASessionDownload, DropsThePiecesOfAnItemThatIsToBeDropped) {
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }
 
-TEST_F(ASessionDownload, PlacesTheFileWhereThePollSaidAndAcknowledgesTheNameOfTheHead) {
+TEST_F(ASessionDownload, PlacesTheFileWhereThePollSaidAndAcknowledgesTheNameOfTheHeaderFields) {
     Platform::Files::createDirectory(placed("Docs"));
     server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", streamHeaders("\\Other\\b.txt")));
@@ -114,12 +114,12 @@ TEST_F(ASessionDownload, PlacesTheFileWhereThePollSaidAndAcknowledgesTheNameOfTh
     EXPECT_EQ(probe_.uploadProcessed(), "True");
 }
 
-TEST_F(ASessionDownload, MakesAFolderWhenTheHeadCallsTheItemOneAtTheEnd) {
+TEST_F(ASessionDownload, MakesAFolderWhenTheHeaderFieldsCallTheItemOneAtTheEnd) {
     server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", streamHeaders("\\New\\Folder", "False")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_TRUE(Platform::Files::isDirectory(placed("New/Folder")));
-    EXPECT_EQ(contentOf(temporary("Docs/a.txt")), "content") << "the pieces came before the head was taken";
+    EXPECT_EQ(contentOf(temporary("Docs/a.txt")), "content") << "the pieces came before the header fields were read";
     EXPECT_FALSE(Platform::Files::exists(placed("Docs/a.txt")));
 }
 
@@ -157,7 +157,7 @@ TEST_F(ASessionDownload, PlacesNothingForAnItemOfNoBytesAndAcknowledgesIt) {
     EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
 }
 
-TEST_F(ASessionDownload, LogsTheHeadOfTheAnswerAtTheEnd) {
+TEST_F(ASessionDownload, LogsTheHeaderFieldsAtTheEnd) {
     server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 1\r\nReturnStatus: 0\r\n\r\nx"));
     ASSERT_TRUE(waitFor(acknowledgeTarget));

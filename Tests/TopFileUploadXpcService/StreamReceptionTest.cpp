@@ -133,7 +133,7 @@ TEST_P(AStreamsReception, WaitsForNearlyAMinute) {
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), "content");
 }
 
-TEST_P(AStreamsReception, ThatEndsWithoutAHeadIsNotAcknowledgedOnTheOlderTransport) {
+TEST_P(AStreamsReception, ThatEndsWithoutAResponseIsNotAcknowledgedOnTheOlderTransport) {
     server_.setHandler([](const auto&) { return HttpReply::json("{}"); });
     const auto connection = DownloadConnection::initWithRequest({}, engine_, false, std::nullopt);
     engine_->connectionDidFinishLoading(*connection);

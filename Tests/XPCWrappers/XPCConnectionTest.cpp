@@ -46,8 +46,8 @@ protected:
         connection.sendMessage(object);
         if (!loop.runUntil([&] { return messages.size() > count; }))
             return std::nullopt;
-        const auto* answer = messages.back()->as<Dictionary>();
-        const auto* returned = answer == nullptr ? nullptr : answer->objectForKey("echo");
+        const auto* response = messages.back()->as<Dictionary>();
+        const auto* returned = response == nullptr ? nullptr : response->objectForKey("echo");
         return returned == nullptr ? std::nullopt : std::optional(*returned);
     }
 
@@ -130,7 +130,7 @@ TEST_F(AnXPCConnection, TellsEachSideWhoTheOtherIs) {
 TEST_F(AnXPCConnection, SendsLogMessages) {
     const auto connection = connect();
     connection->_sendLog("a line for the log");
-    // What is logged comes before the answer to a later message.
+    // What is logged comes before the response to a later message.
     ASSERT_TRUE(echo(*connection, std::string("done")));
     EXPECT_NE(bus.log().find("] LOG: a line for the log\n"), std::string::npos) << bus.log();
     EXPECT_EQ(messages.size(), 1U);
@@ -207,7 +207,7 @@ TEST_F(AnXPCConnection, IsInvalidWhereNoServiceCanHaveTheName) {
         const TestSupport::LogCapture log;
         errors.clear();
         const auto connection = connect(name);
-        EXPECT_EQ(errors, Strings{}) << "it is told later, on its queue";
+        EXPECT_EQ(errors, Strings{}) << "its handler is called later, on its queue";
         connection->sendMessage(std::string("hello"));
         EXPECT_TRUE(loop.runUntil([&] { return !errors.empty(); })) << name;
         EXPECT_EQ(connection->connectionProcessID(), 4294967295U);

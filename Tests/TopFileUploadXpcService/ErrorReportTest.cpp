@@ -1,4 +1,4 @@
-// What the engine tells the web service besides its polls, and the operations that nothing in the service calls.
+// The error reports that the engine sends, and the operations that nothing in the service calls.
 
 #include "Platform/Files.h"
 #include "Platform/NetworkFlags.h"
@@ -19,7 +19,7 @@ TEST_F(TheEnginesReports, NameFixedTextsAndTheIdentifiersOfThePreferences) {
     start();
     ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
     server_.enqueue(logErrorTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
-    engine_->logErrorMethod(std::string("what was caught is not told"));
+    engine_->logErrorMethod(std::string("the exception is not sent"));
     ASSERT_TRUE(waitFor(logErrorTarget));
     EXPECT_EQ(last(logErrorTarget).body, "{\n  \"ErrorClass\" : \"TopFileUploadtXpcService\",\n"
                                          "  \"ErrorMethod\" : \"UpdateFileUploadQuery\",\n"

@@ -5,7 +5,7 @@
 #include "Platform/Text.h"
 #include "Services/DownloadConnection.h"
 #include "Services/ServicesUtilities.h"
-#include "TopFileUploadXpcService/TemporaryArea.h"
+#include "TopFileUploadXpcService/LocalPaths.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
 #include <utility>
@@ -21,12 +21,7 @@ using Platform::UrlSessionTask;
 
 namespace {
 
-constexpr const char* finishedMark = "99";
 constexpr int statusDrop = 2;
-
-std::string headerText(const HttpUrlResponse* response, std::string_view name) {
-    return response != nullptr ? text(response->allHeaderFields.valueForExactName(name)) : text(std::nullopt);
-}
 
 Platform::UrlRequest streamRequest(const std::string& address, std::string body) {
     Platform::UrlRequest request;
@@ -66,7 +61,7 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
     }
 }
 
-void TopFileUploadXpcService::takeStatus(const HttpUrlResponse* response) {
+void TopFileUploadXpcService::readStatus(const HttpUrlResponse* response) {
     returnStatus_ = headerText(response, "ReturnStatus");
 }
 
@@ -74,37 +69,27 @@ int TopFileUploadXpcService::statusValue() const {
     return returnStatus_ ? Platform::integerValue(*returnStatus_) : 0;
 }
 
-void TopFileUploadXpcService::dropItemWhenTold() {
+void TopFileUploadXpcService::finishDroppedItem() {
     if (statusValue() == statusDrop) {
-        downloadStatus_ = true;
-        returnStatus_ = finishedMark;
+        openGate();
+        markFinished();
     }
 }
 
-void TopFileUploadXpcService::takeHeaders(const HttpUrlResponse& response) {
-    isFile_ = headerText(&response, "IsFile");
-    fileName_ = headerText(&response, "FileName");
-    fileUploadID_ = headerText(&response, "FileUploadID");
-    serverPath_ = headerText(&response, "ServerPath");
-    toComputerID_ = headerText(&response, "ToComputerID");
-    transitUploadPath_ = headerText(&response, "TransitUploadPath");
-    uploadProcessed_ = headerText(&response, "UploadProcessed");
-}
-
-void TopFileUploadXpcService::reopenAfterTransportError(const Platform::Error& error) {
+void TopFileUploadXpcService::openGateAfterTransportError(const Platform::Error& error) {
     if (error.code == Platform::UrlError::NetworkConnectionLost ||
         error.code == Platform::UrlError::CannotConnectToHost)
-        downloadStatus_ = true;
+        openGate();
 }
 
 void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
     if (!isFilePathSet_) {
         isFilePathSet_ = true;
-        temporaryArea().makeFolderOf(text(tempFilePath_)); // Where it cannot be made, the stream tells.
+        LocalPaths::temporaryArea().makeFolderOf(text(tempFilePath_)); // An error shows in the stream.
     }
     // A fresh file and a resumed one are appended to alike.
     stream_.emplace(text(tempFilePath_),
-                    [area = temporaryArea()](const std::string& path) { return area.openToAppend(path); });
+                    [area = LocalPaths::temporaryArea()](const std::string& path) { return area.openToAppend(path); });
     stream_->open();
     auto remaining = static_cast<std::int64_t>(data.size());
     while (remaining > 0) {
@@ -113,7 +98,7 @@ void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
         Log::write("Bytes Written : " + text(written));
         if (written == -1) {
             Log::write("Stream error: " + text(stream_->streamError()), Log::Priority::Error);
-            downloadStatus_ = true;
+            openGate();
             return;
         }
         remaining -= written;
@@ -122,11 +107,11 @@ void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
 
 void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlSessionTask& dataTask,
                                                                std::string_view data) {
-    takeStatus(dataTask.response());
+    readStatus(dataTask.response());
     if (statusValue() != 0)
         return;
-    downloadStatus_ = false;
-    if (isFile_ == "False")
+    closeGate();
+    if (item_.isCalledFolder())
         createFolderItem();
     else
         appendToTemporaryFile(data);
@@ -135,11 +120,11 @@ void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlS
 void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask& task,
                                                                  const std::optional<Platform::Error>& error) {
     if (task.response() == nullptr) {
-        downloadStatus_ = true;
+        openGate();
         return;
     }
     if (error)
-        return reopenAfterTransportError(*error);
+        return openGateAfterTransportError(*error);
     try {
         finishItem(task);
     } catch (...) {
@@ -150,15 +135,15 @@ void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, Ur
 void TopFileUploadXpcService::finishItem(UrlSessionTask& task) {
     const HttpUrlResponse& response = *task.response();
     Log::write(text(response.allHeaderFields));
-    takeStatus(&response);
+    readStatus(&response);
     if (statusValue() != 0)
-        return dropItemWhenTold();
-    takeHeaders(response);
-    // Whatever is not called a folder is a file on this transport, and the name in the head does not move it.
-    if (isFile_ == "False")
+        return finishDroppedItem();
+    item_ = Item::fromHeaderFields(response);
+    // What is not called a folder is a file on this transport, and the name in the header fields does not move it.
+    if (item_.isCalledFolder())
         createFolderItem();
     else
-        temporaryArea().moveItem(text(tempFilePath_), text(filePath_));
+        LocalPaths::temporaryArea().moveItem(text(tempFilePath_), text(filePath_));
     if (stream_)
         stream_->close();
     task.suspend();
@@ -169,11 +154,11 @@ void TopFileUploadXpcService::finishItem(UrlSessionTask& task) {
 
 void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection&, const HttpUrlResponse& response) {
     Log::write(text(response.allHeaderFields));
-    takeStatus(&response);
+    readStatus(&response);
     if (statusValue() != 0)
-        return dropItemWhenTold();
-    takeHeaders(response);
-    if (isFile_ == "False")
+        return finishDroppedItem();
+    item_ = Item::fromHeaderFields(response);
+    if (item_.isCalledFolder())
         createFolderItem();
 }
 
@@ -183,15 +168,15 @@ void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection&, std::stri
 
 void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connection) {
     // Only what is called a file is moved on this transport, and whatever the status says.
-    if (isFile_ == "True")
-        temporaryArea().moveItem(text(tempFilePath_), text(filePath_));
+    if (item_.isCalledFile())
+        LocalPaths::temporaryArea().moveItem(text(tempFilePath_), text(filePath_));
     if (returnStatus_ && statusValue() == 0)
         acknowledge();
     connection.cancel();
 }
 
 void TopFileUploadXpcService::connectionDidFailWithError(UrlConnection& connection, const Platform::Error& error) {
-    reopenAfterTransportError(error);
+    openGateAfterTransportError(error);
     connection.cancel();
 }
 

@@ -1,4 +1,4 @@
-// Answers that no sound server gives. The engine lives on, and touches nothing but its own paths.
+// Responses that no correct server sends. The engine goes on, and touches nothing but its own paths.
 
 #include "Platform/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
@@ -7,9 +7,9 @@ namespace Quenmark {
 
 using TestSupport::HttpReply;
 
-class AHostileAnswer : public EngineFixture {
+class AHostileResponse : public EngineFixture {
 protected:
-    /// Lets one poll be answered so, and waits until `condition` holds.
+    /// Lets one poll have that response, and waits until `condition` holds.
     void poll(HttpReply reply, const std::function<bool()>& condition) {
         server_.enqueue(pollTarget, std::move(reply));
         start();
@@ -22,7 +22,7 @@ protected:
     }
 };
 
-TEST_F(AHostileAnswer, ThatIsNoDictionaryOfJsonOpensTheGateAgain) {
+TEST_F(AHostileResponse, ThatIsNoDictionaryOfJsonOpensTheGateAgain) {
     const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
     for (const std::string& body : {std::string(), std::string("null"), std::string("7"), std::string("\"0\""), deep,
                                     std::string("{\"ReturnStatus\":\"0\""), std::string("\xFF\xFE\0{}", 5)}) {
@@ -31,21 +31,21 @@ TEST_F(AHostileAnswer, ThatIsNoDictionaryOfJsonOpensTheGateAgain) {
     }
 }
 
-TEST_F(AHostileAnswer, ThatIsAnArrayIsLoggedAndLeavesTheGateClosed) {
+TEST_F(AHostileResponse, ThatIsAnArrayIsLoggedAndLeavesTheGateClosed) {
     poll(HttpReply::json("[1,2]"),
          [&] { return log_.contains("Uncaught exception on main: the answer is not a dictionary"); });
     expectStalled();
 }
 
-TEST_F(AHostileAnswer, ThatAnnouncesAGigabyteOpensTheGateAgainWithoutReadingIt) {
+TEST_F(AHostileResponse, ThatAnnouncesAGigabyteOpensTheGateAgainWithoutReadingIt) {
     poll(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 1073741824\r\n\r\n{"), [&] { return probe_.gateIsOpen(); });
 }
 
-TEST_F(AHostileAnswer, ThatIsNotHttpOpensTheGateAgain) {
+TEST_F(AHostileResponse, ThatIsNotHttpOpensTheGateAgain) {
     poll(HttpReply::raw("SSH-2.0-OpenSSH\r\n").thenClose(), [&] { return probe_.gateIsOpen(); });
 }
 
-TEST_F(AHostileAnswer, WithAnyTypeInAnyFieldIsSurvived) {
+TEST_F(AHostileResponse, WithAnyTypeInAnyFieldIsSurvived) {
     const std::vector<std::string> values = {"null",
                                              "0",
                                              "-1.5e300",
@@ -72,7 +72,7 @@ TEST_F(AHostileAnswer, WithAnyTypeInAnyFieldIsSurvived) {
         EXPECT_TRUE(name.starts_with("Quenmark")) << name;
 }
 
-TEST_F(AHostileAnswer, WithAZeroByteInTheNameNamesNoFile) {
+TEST_F(AHostileResponse, WithAZeroByteInTheNameNamesNoFile) {
     server_.enqueue(streamTarget, HttpReply::ok("content", streamHeaders("x")));
     server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     poll(HttpReply::json(item(R"(\\a\u0000b)")), [&] { return count(acknowledgeTarget) == 1; });
@@ -80,19 +80,19 @@ TEST_F(AHostileAnswer, WithAZeroByteInTheNameNamesNoFile) {
     EXPECT_FALSE(Platform::Files::exists(temporary("a")));
 }
 
-TEST_F(AHostileAnswer, WithRepeatedHeaderFieldsIsReadAsTheirJoinedText) {
+TEST_F(AHostileResponse, WithRepeatedHeaderFieldsIsReadAsTheirJoinedText) {
     server_.enqueue(streamTarget, HttpReply::ok("content", {{"ReturnStatus", "2"}, {"ReturnStatus", "0"}}));
     poll(HttpReply::json(item(R"(\\a)")), [&] { return probe_.returnStatus() == "99"; });
     EXPECT_TRUE(probe_.gateIsOpen()) << "the joined text 2, 0 reads as 2";
 }
 
-TEST_F(AHostileAnswer, WithAHugeHeadEndsTheDownload) {
+TEST_F(AHostileResponse, WithAHugeHeaderFieldEndsTheDownload) {
     server_.enqueue(streamTarget, HttpReply::ok("content", {{"FileName", std::string(8 << 20, 'x')}}));
     poll(HttpReply::json(item(R"(\\a)")), [&] { return probe_.gateIsOpen(); });
     EXPECT_FALSE(Platform::Files::exists(temporary("a")));
 }
 
-TEST_F(AHostileAnswer, CutAtAnyByteLetsTheNextPassAskAgain) {
+TEST_F(AHostileResponse, CutAtAnyByteLetsTheNextPassAskAgain) {
     const auto whole = HttpReply::json(R"({"ReturnStatus":"1"})");
     for (std::size_t length = 0; length < whole.bytes().size(); ++length) {
         // A connection that was used before is tried once more when nothing came over it at all.

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Platform/PrivateArea.h"
+
+#include <optional>
+#include <string>
+
+/// Where items are placed, and where files are gathered before. Names are joined as they are: nothing is trimmed,
+/// resolved or normalised, and no separator is added.
+namespace Quenmark::LocalPaths {
+
+/// The name of an item as a local path: every "\" a "/".
+std::string localName(const std::optional<std::string>& fileName);
+/// The place of an item in the Quenmark folder, which is in the folder `quenmarkPath`.
+std::string finalPath(const std::string& quenmarkPath, const std::optional<std::string>& fileName);
+/// The temporary path of a file.
+std::string temporaryPath(const std::optional<std::string>& fileName);
+
+/// The temporary area, in the temporary directory as it is set now. A temporary path may lie beside it too.
+Platform::PrivateArea temporaryArea();
+/// The top-level folder, in the temporary area, of the item at a temporary path. Throws std::out_of_range where no
+/// component follows the area's.
+std::string topLevelFolder(const std::string& path);
+
+} // namespace Quenmark::LocalPaths
