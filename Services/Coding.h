@@ -17,22 +17,22 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// How many bytes the records of one answer's lists may take in memory, what their fields refer to not counted: a list
-/// of empty objects is short, and its records are not.
+/// How many bytes the records of one response's lists may take in memory, what their fields refer to not counted: a
+/// list of empty objects is short, and its records are not.
 inline constexpr std::size_t maximumRecordsSize = 256ULL << 20;
 
-/// The records of an answer would take more than `maximumRecordsSize`.
-class AnswerTooLarge : public std::runtime_error {
+/// The records of a response would take more than `maximumRecordsSize`.
+class ResponseTooLarge : public std::runtime_error {
 public:
-    AnswerTooLarge() : std::runtime_error("the records of the answer take more than 256 MiB") {}
+    ResponseTooLarge() : std::runtime_error("the records of the response take more than 256 MiB") {}
 };
 
-/// What is left of `maximumRecordsSize` for an answer.
+/// What is left of `maximumRecordsSize` for a response.
 class RecordsBudget {
 public:
     void take(std::size_t records, std::size_t recordSize) {
         if (records > left_ / recordSize)
-            throw AnswerTooLarge();
+            throw ResponseTooLarge();
         left_ -= records * recordSize;
     }
 
@@ -40,7 +40,7 @@ private:
     std::size_t left_ = maximumRecordsSize;
 };
 
-/// The JSON object of a record: its fields under their keys, nil ones left out.
+/// The JSON object of a request's record: its fields under their keys, nil ones left out.
 template <class Record>
 boost::json::object encode(const Record& record) {
     boost::json::object object;
@@ -51,10 +51,17 @@ boost::json::object encode(const Record& record) {
     return object;
 }
 
+/// A list of records: the JSON array of their objects under the key "syncData".
 template <class Record>
-void decodeInto(Record& record, boost::json::value&& answer, RecordsBudget& budget);
+boost::json::object encode(const std::vector<Record>& records) {
+    boost::json::array array;
+    array.reserve(records.size());
+    for (const auto& record : records)
+        array.emplace_back(encode(record));
+    return {{"syncData", std::move(array)}};
+}
 
-/// Moves the entries of an answer out of it, one key after the other. Keys that come in the order in which they are
+/// Moves the entries of a response out of it, one key after the other. Keys that come in the order in which they are
 /// asked for are found without a search.
 class EntryReader {
 public:
@@ -73,58 +80,62 @@ private:
     boost::json::object::iterator next_;
 };
 
-inline void decodeField(boost::json::value&& from, AnswerField& into, RecordsBudget&) {
-    into.emplace(std::move(from));
+template <class Record>
+void decodeInto(Record& record, boost::json::value&& response, RecordsBudget& budget);
+
+inline void decodeInto(ResponseField& field, boost::json::value&& value, RecordsBudget&) {
+    field.emplace(std::move(value));
 }
 
 /// A list is a JSON array, each element a record. A dictionary would be walked over its keys, none of which is a
-/// record; one without keys is an empty list.
+/// record; one without keys is an empty list. Throws UnsupportedOperation for anything else.
 template <class Record>
-void decodeField(boost::json::value&& from, std::vector<Record>& into, RecordsBudget& budget) {
-    if (const auto* object = from.if_object(); object != nullptr && object->empty())
+void decodeInto(std::vector<Record>& records, boost::json::value&& response, RecordsBudget& budget) {
+    if (const auto* object = response.if_object(); object != nullptr && object->empty())
         return;
-    auto* array = from.if_array();
+    auto* array = response.if_array();
     if (array == nullptr)
-        throw UnsupportedOperation("the answer has something else in the place of a list");
+        throw UnsupportedOperation("the response has no list where one belongs");
     budget.take(array->size(), sizeof(Record));
-    into.reserve(array->size());
+    records.reserve(array->size());
     for (auto& element : *array)
-        decodeInto(into.emplace_back(), std::move(element), budget);
+        decodeInto(records.emplace_back(), std::move(element), budget);
 }
 
-/// Fills an empty record with an answer. Its values are moved out of the answer; keys that are not there leave nil or
-/// an empty list. Throws UnsupportedOperation when the answer has no keys at all, or no list where one belongs, and
-/// AnswerTooLarge when `budget` does not suffice.
+/// Fills an empty record with a response. Its values are moved out of the response; keys that are not there leave nil
+/// or an empty list. Throws UnsupportedOperation when the response has no keys at all, and ResponseTooLarge when
+/// `budget` does not suffice.
 template <class Record>
-void decodeInto(Record& record, boost::json::value&& answer, RecordsBudget& budget) {
-    auto* object = answer.if_object();
+void decodeInto(Record& record, boost::json::value&& response, RecordsBudget& budget) {
+    auto* object = response.if_object();
     if (object == nullptr)
-        throw UnsupportedOperation("the answer is not a dictionary");
+        throw UnsupportedOperation("the response is not a dictionary");
     EntryReader entries(*object);
     forEachField<Record>([&](const auto& field) {
         if (field.key == notOnTheWire)
             return;
         if (auto* value = entries.find(field.key))
-            decodeField(std::move(*value), record.*field.member, budget);
+            decodeInto(record.*field.member, std::move(*value), budget);
     });
 }
 
-/// The record of an answer.
-template <class Record>
-Record decode(boost::json::value&& answer) {
-    Record record;
+/// The record of a response, or the list of its records.
+template <class Response>
+Response decode(boost::json::value&& response) {
+    Response result;
     RecordsBudget budget;
-    decodeInto(record, std::move(answer), budget);
-    return record;
+    decodeInto(result, std::move(response), budget);
+    return result;
 }
 
-/// The records of an answer that is a list.
+/// The bare status of a response with the keys of `Record`, nil where there is none. The status itself is given the
+/// response's "error"; no status has a place for one, so that a response with a status throws UnsupportedOperation.
+/// That is required.
 template <class Record>
-std::vector<Record> decodeList(boost::json::value&& answer) {
-    std::vector<Record> records;
-    RecordsBudget budget;
-    decodeField(std::move(answer), records, budget);
-    return records;
+ResponseField decodeStatus(boost::json::value&& response) {
+    if (decode<Record>(std::move(response)).returnStatus)
+        throw UnsupportedOperation("a status value has no error to set");
+    return std::nullopt;
 }
 
 } // namespace Quenmark

@@ -55,24 +55,24 @@ Platform::UrlRequest jsonRequest(std::string_view path, std::string body) {
 
 void finish(const std::optional<Platform::Data>& data, const std::optional<Platform::Error>& error,
             const Finished& finished, Log::Priority priority) {
-    using Answer = Result<boost::json::value>;
+    using Response = Result<boost::json::value>;
     if (error) {
         Log::write("error code ...." + text(*error), Log::Priority::Warning);
         if (error->code == Platform::UrlError::Unknown) {
             Log::write("error code at rest connector strt async task......", Log::Priority::Error);
             return;
         }
-        finished(Answer(*error), RestStatusTransportError);
+        finished(Response(*error), RestStatusTransportError);
         Log::write("network error", Log::Priority::Warning);
         return;
     }
     auto decoded = Platform::Json::parse(data ? std::string_view(*data) : std::string_view());
-    if (auto* answer = std::get_if<boost::json::value>(&decoded)) {
-        Log::write("response " + text(*answer), priority);
-        finished(Answer(std::move(*answer)), RestStatusSuccess);
+    if (auto* response = std::get_if<boost::json::value>(&decoded)) {
+        Log::write("response " + text(*response), priority);
+        finished(Response(std::move(*response)), RestStatusSuccess);
     } else {
         Log::write("response " + text(std::nullopt), Log::Priority::Warning);
-        finished(Answer(std::get<Platform::Error>(decoded)), RestStatusDecodeError);
+        finished(Response(std::get<Platform::Error>(decoded)), RestStatusDecodeError);
     }
 }
 

@@ -12,10 +12,10 @@
 #include <string>
 #include <string_view>
 
-/// The post of a JSON body that both connectors make, and what they make of its answer.
+/// The post of a JSON body that both connectors make, and what they make of its response.
 namespace Quenmark::JsonPost {
 
-/// Is called with the decoded answer and `RestStatusSuccess`, or with nil or an error and another status.
+/// Is called with the decoded response and `RestStatusSuccess`, or with nil or an error and another status.
 using Finished = std::function<void(Result<boost::json::value>, std::uint64_t status)>;
 
 /// The priority of the log entries of a post's body and response: the poll for the next item comes every two seconds.

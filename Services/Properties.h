@@ -13,7 +13,7 @@ namespace Quenmark {
 template <class Record>
 boost::json::object propertiesOf(const Record& record);
 
-inline void addProperty(boost::json::object& properties, std::string_view name, const AnswerField& value) {
+inline void addProperty(boost::json::object& properties, std::string_view name, const ResponseField& value) {
     if (value)
         properties.emplace(name, *value);
 }

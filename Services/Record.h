@@ -12,11 +12,11 @@ namespace Quenmark {
 /// A field of a request: text in the form that the web service expects, or nil, which leaves its key out.
 using RequestField = std::optional<std::string>;
 
-/// A field of an answer: the decoded value as it came, whatever its type; nil when the answer has no such key. A JSON
-/// null is a value.
-using AnswerField = std::optional<boost::json::value>;
+/// A field of a response: the decoded value as it came, whatever its type; nil when the response has no such key. A
+/// JSON null is a value.
+using ResponseField = std::optional<boost::json::value>;
 
-/// The key of a field that no answer fills.
+/// The key of a field that no response fills.
 inline constexpr std::string_view notOnTheWire{};
 
 /// One row of a record's table: the key on the wire, the property's name, and the property.

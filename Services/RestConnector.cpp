@@ -71,7 +71,7 @@ std::optional<std::string> RestConnector::beginPost(std::string_view task, const
         finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
         return std::nullopt;
     }
-    return std::move(*body.answer());
+    return std::move(*body.value());
 }
 
 void RestConnector::startAsyncTask(std::string_view task, const boost::json::value& params, ProgressHandler progress,
@@ -98,7 +98,7 @@ void RestConnector::startAsyncDownloadWithStreamRequest(std::string_view task, c
     if (body.error() != nullptr)
         return finished(std::nullopt, Result<Data>(*body.error()), RestStatusEncodeError);
     sessionTask_ = session_->dataTaskWithRequest(
-        JsonPost::jsonRequest(task, std::move(*body.answer())),
+        JsonPost::jsonRequest(task, std::move(*body.value())),
         [finished = std::move(finished)](std::optional<Data> data, std::optional<HttpUrlResponse> response,
                                          std::optional<Error> error) {
             if (error)
@@ -123,13 +123,13 @@ void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, con
         request, upload->fileUrl(),
         [finished = std::move(finished), upload](const std::optional<Data>& data, const std::optional<HttpUrlResponse>&,
                                                  std::optional<Error> error) {
-            using Answer = Result<boost::json::value>;
+            using Response = Result<boost::json::value>;
             if (error)
-                return finished(Answer(std::move(*error)), RestStatusTransportError);
+                return finished(Response(std::move(*error)), RestStatusTransportError);
             auto decoded = Platform::Json::parse(data ? std::string_view(*data) : std::string_view());
             upload->removeCopy();
-            auto* answer = std::get_if<boost::json::value>(&decoded);
-            finished(answer != nullptr ? Answer(std::move(*answer)) : Answer(), RestStatusSuccess);
+            auto* response = std::get_if<boost::json::value>(&decoded);
+            finished(response != nullptr ? Response(std::move(*response)) : Response(), RestStatusSuccess);
         });
     uploadTask->setTaskDescription(upload->name());
     uploadTask->resume();

@@ -23,7 +23,7 @@ public:
     using ProgressHandler = std::function<void()>;
     using Finished = JsonPost::Finished;
     using DataFinished = std::function<void(Result<Platform::Data>, std::uint64_t status)>;
-    /// The head of the answer; its body, or the error.
+    /// The head of the response; its body, or the error.
     using RawFinished =
         std::function<void(std::optional<Platform::HttpUrlResponse>, Result<Platform::Data>, std::uint64_t status)>;
 
@@ -35,15 +35,15 @@ public:
     void configSessionForUpload();
     void configSessionForDownload();
 
-    /// Posts parameters as JSON and decodes the JSON answer. A transport error with code -1 is logged and never
+    /// Posts parameters as JSON and decodes the JSON response. A transport error with code -1 is logged and never
     /// reported.
     void startAsyncTask(std::string_view task, const boost::json::value& params, ProgressHandler progress,
                         Finished finished);
-    /// Posts parameters as JSON and hands the answer on as it is.
+    /// Posts parameters as JSON and hands the response on as it is.
     void startAsyncDownloadWithStreamRequest(std::string_view task, const boost::json::value& params,
                                              ProgressHandler progress, RawFinished finished);
     /// Sends the file at "FilePath" of the parameters, by way of a copy in the home directory, with the parameters
-    /// "FilePath", "TransitDownloadPath" and "FileRequestID" in header fields. An answer that is not JSON is reported
+    /// "FilePath", "TransitDownloadPath" and "FileRequestID" in header fields. A response that is not JSON is reported
     /// as nil with `RestStatusSuccess`. The upload is not the `sessionTask`.
     void startAsyncUploadWithStreamRequest(std::string_view task, const boost::json::object& params,
                                            ProgressHandler progress, Finished finished);

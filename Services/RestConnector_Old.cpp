@@ -22,7 +22,7 @@ void RestConnector_Old::startAsyncTask(std::string_view task, const boost::json:
         return finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
     operationQueue_ = Platform::Queue::serial("RestConnector_Old");
     Platform::UrlConnection::sendAsynchronousRequest(
-        JsonPost::jsonRequest(task, std::move(*body.answer())), *operationQueue_,
+        JsonPost::jsonRequest(task, std::move(*body.value())), *operationQueue_,
         [self = shared_from_this(), finished = std::move(finished), priority = JsonPost::priorityOf(task)](
             const std::optional<Platform::HttpUrlResponse>&, const std::optional<Platform::Data>& data,
             const std::optional<Platform::Error>& error) { JsonPost::finish(data, error, finished, priority); });

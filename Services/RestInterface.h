@@ -1,80 +1,8 @@
 #pragma once
 
 #include "Platform/UrlLoading/UrlRequest.h"
-#include "Services/Requests/CheckFileExistsInDownloadsQuery.h"
-#include "Services/Requests/CheckFileExistsInTransfersQuery.h"
-#include "Services/Requests/CheckUserMailActivationStatusQuery.h"
-#include "Services/Requests/DeleteReceivedFileFromTransferQuery.h"
-#include "Services/Requests/GetSharedFilesTransferDataQuery.h"
-#include "Services/Requests/GetTopFileDeleteRequestQuery.h"
-#include "Services/Requests/GetTopFileRequestQuery.h"
-#include "Services/Requests/GetTopFileUploadQuery.h"
-#include "Services/Requests/InsertFileQuery.h"
-#include "Services/Requests/InsertSharedFilesTransferQuery.h"
-#include "Services/Requests/IsFileExistsInCloudQuery.h"
-#include "Services/Requests/LogErrorQuery.h"
-#include "Services/Requests/OneTimeSyncFilesQuery.h"
-#include "Services/Requests/OneTimeSyncOwnersSharedFoldersQuery.h"
-#include "Services/Requests/RegisterComputerQuery.h"
-#include "Services/Requests/SendActivationMailQuery.h"
-#include "Services/Requests/SendPasswordToMailIdQuery.h"
-#include "Services/Requests/SyncFilesInTableAndCloudQuery.h"
-#include "Services/Requests/TransferFilesFromCloudToBaseSystemQuery.h"
-#include "Services/Requests/UpdateBSDownloadStreamFailedQuery.h"
-#include "Services/Requests/UpdateBSDownloadStreamStartedQuery.h"
-#include "Services/Requests/UpdateBSFileDeletedQuery.h"
-#include "Services/Requests/UpdateBSReceiveStreamFailedQuery.h"
-#include "Services/Requests/UpdateBSReceiveStreamStartedQuery.h"
-#include "Services/Requests/UpdateBSSendStreamFailedQuery.h"
-#include "Services/Requests/UpdateBSSendStreamStartedQuery.h"
-#include "Services/Requests/UpdateBSUploadStreamFailedQuery.h"
-#include "Services/Requests/UpdateBSUploadStreamStartedQuery.h"
-#include "Services/Requests/UpdateComputerStatusQuery.h"
-#include "Services/Requests/UpdateFileExistQuery.h"
-#include "Services/Requests/UpdateFileReceivedQuery.h"
-#include "Services/Requests/UpdateFileRequestQuery.h"
-#include "Services/Requests/UpdateFileSendReceivedQuery.h"
-#include "Services/Requests/UpdateFileUploadQuery.h"
-#include "Services/Requests/UpdateSendFileToTransferQuery.h"
-#include "Services/Requests/UploadFileWithStreamQuery.h"
-#include "Services/Requests/UserRegistrationQuery.h"
-#include "Services/Responses/CheckFileExistsInDownloadsResponseData.h"
-#include "Services/Responses/CheckFileExistsInTransfersResponseData.h"
-#include "Services/Responses/CheckUserMailActivationStatusResponseData.h"
-#include "Services/Responses/DeleteReceivedFileFromTransferResponseData.h"
-#include "Services/Responses/GetSharedFilesTransferDataResponseData.h"
-#include "Services/Responses/GetTopFileDeleteResponseData.h"
-#include "Services/Responses/GetTopFileRequestResponseData.h"
-#include "Services/Responses/GetTopFileUploadResponseData.h"
-#include "Services/Responses/InsertFileResponseData.h"
-#include "Services/Responses/InsertSharedFilesTransferResponseData.h"
-#include "Services/Responses/IsFileExistsInCloudResponseData.h"
-#include "Services/Responses/LogErrorResponseData.h"
-#include "Services/Responses/OneTimeSyncFilesResponseData.h"
-#include "Services/Responses/OneTimeSyncOwnersSharedFoldersResponseData.h"
-#include "Services/Responses/RegisterComputerResponseData.h"
-#include "Services/Responses/SendActivationMailResponseData.h"
-#include "Services/Responses/SendPasswordToMailIdResponseData.h"
-#include "Services/Responses/SyncFilesInTableAndCloudResponseData.h"
-#include "Services/Responses/TransferFilesFromCloudToBaseSystemResponseData.h"
-#include "Services/Responses/UpdateBSDownloadStreamFailedResponseData.h"
-#include "Services/Responses/UpdateBSDownloadStreamStartedResponseData.h"
-#include "Services/Responses/UpdateBSFileDeleteResponseData.h"
-#include "Services/Responses/UpdateBSReceiveStreamFailedResponseData.h"
-#include "Services/Responses/UpdateBSReceiveStreamStartedResponseData.h"
-#include "Services/Responses/UpdateBSSendStreamFailedResponseData.h"
-#include "Services/Responses/UpdateBSSendStreamStartedResponseData.h"
-#include "Services/Responses/UpdateBSUploadStreamFailedResponseData.h"
-#include "Services/Responses/UpdateBSUploadStreamStartedResponseData.h"
-#include "Services/Responses/UpdateComputerStatusResponseData.h"
-#include "Services/Responses/UpdateFileExistResponseData.h"
-#include "Services/Responses/UpdateFileReceivedResponseData.h"
-#include "Services/Responses/UpdateFileRequestResponseData.h"
-#include "Services/Responses/UpdateFileSendReceivedResponseData.h"
-#include "Services/Responses/UpdateFileUploadResponseData.h"
-#include "Services/Responses/UpdateSendFileToTransferResponseData.h"
-#include "Services/Responses/UploadFileWithStreamResponseData.h"
-#include "Services/Responses/UserRegistrationResponseData.h"
+#include "Services/Requests.h"
+#include "Services/Responses.h"
 #include "Services/Result.h"
 
 #include <cstdint>
@@ -85,15 +13,15 @@
 namespace Quenmark {
 
 /// The web service: one function for each of its operations. A call returns at once. Its completion handler is called
-/// at most once, with the answer's record and `RestStatusSuccess`, or with nil or an error and another status.
+/// at most once, with the response's record and `RestStatusSuccess`, or with nil or an error and another status.
 ///
 /// Statuses `RestStatusNotReachable` and `RestStatusEncodeError` are reported before the call returns. Every other one
 /// is reported later: on the main queue, or, on releases from 10.7 up to 10.9, on a queue of the request's own. The
-/// handler is never called when the transfer ends with the error code -1, nor when the answer has not the shape that
+/// handler is never called when the transfer ends with the error code -1, nor when the response has not the shape that
 /// its parser needs (the exception then goes to the run loop, which logs it).
 ///
-/// The answer's own "ReturnStatus" is not looked at here: a call that the service refused has `RestStatusSuccess` too.
-/// The functions keep no state, and may be called from any thread: a call from another one than the run loop's is
+/// The response's own "ReturnStatus" is not looked at here: a call that the service refused has `RestStatusSuccess`
+/// too. The functions keep no state, and may be called from any thread: a call from another one than the run loop's is
 /// posted to the loop, which makes it on the main queue, and whose thread every handler runs on. A handler must not be
 /// empty.
 class RestInterface {
@@ -103,7 +31,7 @@ public:
     /// Whether the release is at least 10.7 and older than 10.10 (ServicesUtilities.h).
     static bool isLessThan10_10();
 
-    /// The head and the whole body of an answer that is handed on as it is, both nil when the status is not
+    /// The head and the whole body of a response that is handed on as it is, both nil when the status is not
     /// `RestStatusSuccess`.
     using RawCompletionHandler = std::function<void(std::optional<Platform::HttpUrlResponse>,
                                                     std::optional<Platform::Data>, std::int64_t status)>;
@@ -138,10 +66,10 @@ public:
     /// Asks for the next file that others want from a computer.
     static void asyncGetTopFileRequest(const GetTopFileRequestQuery& query,
                                        CompletionHandler<GetTopFileRequestResponseData> withCompletionHandler);
-    /// Answers a file request.
+    /// Reports that a requested file is in transit.
     static void asyncUpdateFileRequest(const UpdateFileRequestQuery& query,
                                        CompletionHandler<UpdateFileRequestResponseData> withCompletionHandler);
-    /// Reports a list of changes; the answer has one status for each.
+    /// Reports a list of changes; the response has one status for each.
     static void asyncSyncFilesInTableAndCloud(
         const std::vector<SyncFilesInTableAndCloudQuery>& query,
         CompletionHandler<std::vector<SyncFilesInTableAndCloudResponseData>> withCompletionHandler);
@@ -178,13 +106,13 @@ public:
     asyncUpdateFileSendReceived(const UpdateFileSendReceivedQuery& query,
                                 CompletionHandler<UpdateFileSendReceivedResponseData> withCompletionHandler);
     /// Announces a file that is to be streamed up. The handler is given the bare status, and only where there is none:
-    /// an answer with a status fails to parse.
+    /// a response with a status fails to parse.
     static void asyncUploadFileWithStream(const UploadFileWithStreamQuery& query,
-                                          CompletionHandler<AnswerField> withCompletionHandler);
-    /// Announces a file that is to be sent. The handler is given the bare status, and only where there is none: an
-    /// answer with a status fails to parse.
+                                          CompletionHandler<ResponseField> withCompletionHandler);
+    /// Announces a file that is to be sent. The handler is given the bare status, and only where there is none: a
+    /// response with a status fails to parse.
     static void asyncupdateSendFileToTransfer(const UpdateSendFileToTransferQuery& query,
-                                              CompletionHandler<AnswerField> withcompletionHandler);
+                                              CompletionHandler<ResponseField> withcompletionHandler);
     /// Asks whether the cloud holds a file.
     static void asyncIsFileExistsInCloud(const IsFileExistsInCloudQuery& query,
                                          CompletionHandler<IsFileExistsInCloudResponseData> withCompiletionHandler);

@@ -6,7 +6,7 @@ namespace Quenmark {
 
 /// How a web-service operation went. 3 is not in use.
 enum RestStatus : std::int64_t {
-    /// An answer was received and, where it is JSON, decoded. The HTTP status plays no part.
+    /// A response was received and, where it is JSON, decoded. The HTTP status plays no part.
     RestStatusSuccess = 0,
     /// There is no network; nothing was sent.
     RestStatusNotReachable = 1,
@@ -14,7 +14,7 @@ enum RestStatus : std::int64_t {
     RestStatusTransportError = 2,
     /// The parameters cannot be written as JSON; nothing was sent.
     RestStatusEncodeError = 4,
-    /// The answer is not JSON, or takes more than 256 MiB of memory once it is decoded.
+    /// The response is not JSON, or takes more than 256 MiB of memory once it is decoded.
     RestStatusDecodeError = 5,
 };
 

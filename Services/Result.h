@@ -10,30 +10,32 @@
 
 namespace Quenmark {
 
-/// What an operation hands to its completion handler: its answer when the status is `RestStatusSuccess`; otherwise
-/// nil, or the error that tells why there is none.
-template <class Answer>
+/// What an operation hands to its completion handler: its value, mostly a record, when the status is
+/// `RestStatusSuccess`; otherwise nil, or the error that tells why there is none.
+template <class Value>
 class Result {
 public:
     Result() = default;
-    explicit Result(Answer answer) : value_(std::move(answer)) {}
-    explicit Result(Platform::Error error) : value_(std::move(error)) {}
+    explicit Result(Value value) : content_(std::move(value)) {}
+    explicit Result(Platform::Error error) : content_(std::move(error)) {}
 
-    bool isNil() const { return std::holds_alternative<std::monostate>(value_); }
-    /// The answer, or a null pointer.
-    const Answer* answer() const { return std::get_if<Answer>(&value_); }
-    Answer* answer() { return std::get_if<Answer>(&value_); }
+    bool isNil() const { return std::holds_alternative<std::monostate>(content_); }
+    /// The value, or a null pointer.
+    const Value* value() const { return std::get_if<Value>(&content_); }
+    Value* value() { return std::get_if<Value>(&content_); }
+    /// The same as `value`.
+    const Value* answer() const { return value(); }
     /// The error, or a null pointer.
-    const Platform::Error* error() const { return std::get_if<Platform::Error>(&value_); }
+    const Platform::Error* error() const { return std::get_if<Platform::Error>(&content_); }
 
     bool operator==(const Result&) const = default;
 
 private:
-    std::variant<std::monostate, Answer, Platform::Error> value_;
+    std::variant<std::monostate, Value, Platform::Error> content_;
 };
 
 /// Is called at most once, with the result and a value of `RestStatus`.
-template <class Answer>
-using CompletionHandler = std::function<void(Result<Answer>, std::int64_t status)>;
+template <class Value>
+using CompletionHandler = std::function<void(Result<Value>, std::int64_t status)>;
 
 } // namespace Quenmark

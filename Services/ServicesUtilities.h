@@ -10,7 +10,7 @@ class ServicesUtilities {
 public:
     ServicesUtilities() = delete;
 
-    /// Whether the integral part of the release number is at least 1138 and below 1343. Older releases answer false
+    /// Whether the integral part of the release number is at least 1138 and below 1343. Older releases response false
     /// as well: they are served like the newest ones.
     static bool isLessThan10_10();
     /// Whether the integral part of the release number is 1138.

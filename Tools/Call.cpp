@@ -6,7 +6,8 @@
 #include "Platform/Queue.h"
 #include "Platform/RunLoop.h"
 #include "Platform/Signals.h"
-#include "Services/Dispatch.h"
+#include "Services/Catalogue.h"
+#include "Services/OperationCall.h"
 #include "Services/Properties.h"
 #include "Tools/CallLog.h"
 #include "Tools/Output.h"
@@ -22,9 +23,9 @@
 
 namespace Tools {
 
-using Quenmark::AnswerField;
 using Quenmark::Operation;
-using Quenmark::RawAnswer;
+using Quenmark::RawResponse;
+using Quenmark::ResponseField;
 
 namespace {
 
@@ -55,21 +56,21 @@ Outcome failureOf(std::int64_t status, const Platform::Error* error) {
     case Quenmark::RestStatusEncodeError:
         return failed(ExitStatus::DataError, reason("the request cannot be sent", error));
     case Quenmark::RestStatusDecodeError:
-        return failed(ExitStatus::Protocol, reason("the answer is not JSON", error));
+        return failed(ExitStatus::Protocol, reason("the response is not JSON", error));
     default:
         return failed(ExitStatus::Software, "the call ended with the unknown status " + std::to_string(status));
     }
 }
 
 template <class Record>
-boost::json::value printedAnswer(const Record& record) {
+boost::json::value printedResponse(const Record& record) {
     return Quenmark::propertiesOf(record);
 }
-boost::json::value printedAnswer(const AnswerField& status) {
+boost::json::value printedResponse(const ResponseField& status) {
     return status.value_or(boost::json::value());
 }
 template <class Record>
-boost::json::value printedAnswer(const std::vector<Record>& records) {
+boost::json::value printedResponse(const std::vector<Record>& records) {
     boost::json::array array;
     array.reserve(records.size());
     for (const auto& record : records)
@@ -77,12 +78,12 @@ boost::json::value printedAnswer(const std::vector<Record>& records) {
     return array;
 }
 
-template <class Query, class Answer>
-void start(const Operation<Query, Answer>& operation, const Query& query, Finish finish) {
-    const Quenmark::CompletionHandler<Answer> handler =
-        [finish = std::move(finish)](const Quenmark::Result<Answer>& result, std::int64_t status) {
-            if (status == Quenmark::RestStatusSuccess && result.answer() != nullptr)
-                finish({prettyJson(printedAnswer(*result.answer())), std::nullopt});
+template <class Query, class Response>
+void start(const Operation<Query, Response>& operation, const Query& query, Finish finish) {
+    const Quenmark::CompletionHandler<Response> handler =
+        [finish = std::move(finish)](const Quenmark::Result<Response>& result, std::int64_t status) {
+            if (status == Quenmark::RestStatusSuccess && result.value() != nullptr)
+                finish({prettyJson(printedResponse(*result.value())), std::nullopt});
             else
                 finish(failureOf(status, result.error()));
         };
@@ -90,7 +91,7 @@ void start(const Operation<Query, Answer>& operation, const Query& query, Finish
 }
 
 template <class Query>
-void start(const Operation<Query, RawAnswer>& operation, const Query& query, Finish finish) {
+void start(const Operation<Query, RawResponse>& operation, const Query& query, Finish finish) {
     Quenmark::perform(operation, query,
                       [finish = std::move(finish)](const std::optional<Platform::HttpUrlResponse>& response,
                                                    std::optional<Platform::Data> data, std::int64_t status) {
@@ -141,10 +142,10 @@ Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform
     };
     const auto watches = isStaged ? watchSignals(finish) : SignalWatches();
     loop.setExceptionHandler([&](const std::exception& exception) {
-        finish(failed(ExitStatus::Software, std::string("the answer cannot be read: ") + exception.what()));
+        finish(failed(ExitStatus::Software, std::string("the response cannot be read: ") + exception.what()));
     });
     const auto timer = Platform::Queue::main().timer(
-        limit, [&] { finish(failed(ExitStatus::NoAnswer, "there was no answer in time")); });
+        limit, [&] { finish(failed(ExitStatus::TimedOut, "there was no response in time")); });
     Platform::Queue::main().async([&] { startOperation(place, body, finish); });
     loop.run();
     return outcome;
@@ -157,7 +158,7 @@ Outcome carryOut(const CallArguments& arguments) {
     const auto body = requestBody(operation, arguments);
     const CallLog log(arguments.verbose);
     std::optional<StagingFolder> folder;
-    if (operation.variant == Quenmark::Variant::HeaderUpload &&
+    if (operation.variant == Quenmark::OperationVariant::HeaderUpload &&
         !Platform::DeploymentSettings::current().stagingDirectory)
         folder.emplace();
     return awaitOutcome(place, body, std::chrono::duration_cast<Platform::Duration>(arguments.timeout),

@@ -5,7 +5,7 @@
 
 namespace Tools {
 
-/// Carries out the call and prints its answer. Needs that no run loop is there yet. Throws Failure where it comes to
+/// Carries out the call and prints its response. Needs that no run loop is there yet. Throws Failure where it comes to
 /// nothing.
 ExitStatus call(const CallArguments& arguments);
 

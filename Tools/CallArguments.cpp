@@ -15,7 +15,7 @@
 
 namespace Tools {
 
-using Quenmark::Variant;
+using Quenmark::OperationVariant;
 
 namespace {
 
@@ -90,7 +90,7 @@ boost::json::value parsedBody(const OperationDescription& operation, const std::
     if (const auto* error = std::get_if<Platform::Error>(&parsed))
         throw Failure(ExitStatus::DataError, error->localizedDescription);
     const auto& json = std::get<boost::json::value>(parsed);
-    if (operation.variant != Variant::PostList)
+    if (operation.variant != OperationVariant::PostList)
         return bodyOfJson(operation, json);
     const auto* array = json.if_array();
     if (array == nullptr)
@@ -113,7 +113,7 @@ std::string wirePathOf(const std::string& file) {
 }
 
 void setFile(const OperationDescription& operation, const std::string& file, boost::json::value& body) {
-    if (operation.variant != Variant::HeaderUpload)
+    if (operation.variant != OperationVariant::HeaderUpload)
         throw Failure(ExitStatus::Usage, std::string(operation.name) + " sends no file");
     if (!body.get_object().emplace(filePathKey, wirePathOf(file)).second)
         throw Failure(ExitStatus::Usage, "--file and FilePath exclude each other");
@@ -125,7 +125,7 @@ boost::json::value requestBody(const OperationDescription& operation, const Call
     boost::json::value body;
     if (arguments.json)
         body = parsedBody(operation, *arguments.json);
-    else if (operation.variant != Variant::PostList)
+    else if (operation.variant != OperationVariant::PostList)
         body = bodyOfPairs(operation, arguments.pairs);
     else if (arguments.pairs.empty())
         body = boost::json::array();

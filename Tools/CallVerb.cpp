@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* help =
     "OPERATION is a name from `quenmark operations`, also without \"async\" and in any case of letters. Key is a key\n"
-    "of its request, spelled exactly; a key that is not given is not sent. The answer is printed as JSON under the\n"
+    "of its request, spelled exactly; a key that is not given is not sent. The response is printed as JSON under the\n"
     "names of its properties: a record as an object, a list as an array, a bare status as a value or null. A stream\n"
     "is written as it comes.\n\n"
     "A body of --json is an object with the operation's keys; for asyncSyncFilesInTableAndCloud an array of such\n"
@@ -26,7 +26,7 @@ constexpr const char* help =
 } // namespace
 
 void addCall(CLI::App& program, Action& action) {
-    auto& verb = *program.add_subcommand("call", "Carry out an operation of the web service and print its answer");
+    auto& verb = *program.add_subcommand("call", "Carry out an operation of the web service and print its response");
     const auto arguments = std::make_shared<CallArguments>();
     verb.add_option("OPERATION", arguments->operation, "The operation")->required()->type_name("");
     auto* pairs = verb.add_option("PAIR", arguments->pairs, "A field of the request")->type_name("Key=value");
@@ -41,11 +41,11 @@ void addCall(CLI::App& program, Action& action) {
         ->type_name("PATH");
     verb.add_option_function<std::string>(
             "--output", [arguments](const std::string& path) { arguments->output = path; },
-            "Where the answer goes (standard output)")
+            "Where the response goes (standard output)")
         ->type_name("FILE");
     verb.add_option_function<double>(
             "--timeout", [arguments](double seconds) { arguments->timeout = std::chrono::duration<double>(seconds); },
-            "How long to wait for an answer (90)")
+            "How long to wait for a response (90)")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, 1e9).description(""));
     verb.add_flag("--verbose", arguments->verbose, "Let the library's log through to standard error, passwords as ***");

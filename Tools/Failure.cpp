@@ -10,16 +10,16 @@ namespace {
 using enum ExitStatus;
 
 constexpr std::array meanings{
-    std::pair{Success, "done; for a call: the service answered (status 0)"},
+    std::pair{Success, "done; for a call: the service responded (status 0)"},
     std::pair{Usage, "wrong usage: an unknown verb, option, operation or key"},
     std::pair{DataError, "the input is no good, or cannot be written as JSON (status 4)"},
     std::pair{NoInput, "the file, folder or preference is not there"},
     std::pair{Unavailable, "no network (status 1), or the bus, service or server cannot be reached"},
-    std::pair{Software, "the answer does not have the form of the operation's answer"},
+    std::pair{Software, "the response does not have the form of the operation's response"},
     std::pair{CannotCreate, "a file or folder cannot be made"},
     std::pair{InputOutput, "the transfer failed (status 2), or reading or writing did"},
-    std::pair{NoAnswer, "no answer in time"},
-    std::pair{Protocol, "the answer is not JSON (status 5), or the server refused"},
+    std::pair{TimedOut, "no response in time"},
+    std::pair{Protocol, "the response is not JSON (status 5), or the server refused"},
     std::pair{Configuration, "the preferences are malformed, or one that is needed is not set"},
 };
 

@@ -15,7 +15,7 @@ enum class ExitStatus : int {
     Software = 70,
     CannotCreate = 73,
     InputOutput = 74,
-    NoAnswer = 75,
+    TimedOut = 75,
     Protocol = 76,
     Configuration = 78,
 };

@@ -1,5 +1,6 @@
 #include "Tools/OperationTable.h"
 
+#include "Services/Catalogue.h"
 #include "Tools/Failure.h"
 #include "Tools/NearestName.h"
 
@@ -9,9 +10,9 @@
 
 namespace Tools {
 
-using Quenmark::AnswerField;
-using Quenmark::RawAnswer;
-using Quenmark::Variant;
+using Quenmark::OperationVariant;
+using Quenmark::RawResponse;
+using Quenmark::ResponseField;
 
 namespace {
 
@@ -58,18 +59,18 @@ void describe(std::string_view& record, std::vector<FieldDescription>& fields) {
     using Element = typename ListElement<Value>::Type;
     if constexpr (!std::is_void_v<Element>) {
         describe<Element>(record, fields);
-    } else if constexpr (!std::is_same_v<Value, RawAnswer> && !std::is_same_v<Value, AnswerField>) {
+    } else if constexpr (!std::is_same_v<Value, RawResponse> && !std::is_same_v<Value, ResponseField>) {
         record = typeName<Value>();
         fields = fieldsOf<Value>();
     }
 }
 
-template <class Query, class Answer>
-OperationDescription described(const Quenmark::Operation<Query, Answer>& operation) {
+template <class Query, class Response>
+OperationDescription described(const Quenmark::Operation<Query, Response>& operation) {
     OperationDescription description{
         operation.name, operation.handlerKeyword, operation.path, operation.variant, {}, {}, {}, {}};
     describe<Query>(description.requestRecord, description.request);
-    describe<Answer>(description.answerRecord, description.answer);
+    describe<Response>(description.responseRecord, description.response);
     return description;
 }
 
@@ -89,43 +90,43 @@ std::vector<std::string_view> OperationDescription::requestKeys() const {
     return keys;
 }
 
-std::vector<std::string_view> OperationDescription::answerProperties() const {
+std::vector<std::string_view> OperationDescription::responseProperties() const {
     std::vector<std::string_view> properties;
-    for (const auto& field : answer)
+    for (const auto& field : response)
         properties.push_back(field.property);
     return properties;
 }
 
-std::string_view nameOf(Variant variant) {
+std::string_view nameOf(OperationVariant variant) {
     switch (variant) {
-    case Variant::Post:
+    case OperationVariant::Post:
         return "Post";
-    case Variant::PostList:
+    case OperationVariant::PostList:
         return "PostList";
-    case Variant::PostForStatus:
+    case OperationVariant::PostForStatus:
         return "PostForStatus";
-    case Variant::RawStream:
+    case OperationVariant::RawStream:
         return "RawStream";
-    case Variant::HeaderUpload:
+    case OperationVariant::HeaderUpload:
         return "HeaderUpload";
     }
     return "";
 }
 
-std::string_view descriptionOf(Variant variant) {
+std::string_view descriptionOf(OperationVariant variant) {
     switch (variant) {
-    case Variant::Post:
-        return "posts a JSON object; the answer is a JSON object";
-    case Variant::PostList:
-        return "posts a JSON array of objects; the answer is one too";
-    case Variant::PostForStatus:
-        return "posts a JSON object; the handler is given the answer's bare status, and only an answer without one "
+    case OperationVariant::Post:
+        return "posts a JSON object; the response is a JSON object";
+    case OperationVariant::PostList:
+        return "posts a JSON array of objects; the response is one too";
+    case OperationVariant::PostForStatus:
+        return "posts a JSON object; the handler is given the response's bare status, and only a response without one "
                "can be parsed";
-    case Variant::RawStream:
-        return "posts a JSON object; the answer is a stream of bytes, handed on as it is; does nothing on releases "
+    case OperationVariant::RawStream:
+        return "posts a JSON object; the response is a stream of bytes, handed on as it is; does nothing on releases "
                "10.7 to 10.9";
-    case Variant::HeaderUpload:
-        return "posts the bytes of a file, with the fields of the request in header fields; the answer is a JSON "
+    case OperationVariant::HeaderUpload:
+        return "posts the bytes of a file, with the fields of the request in header fields; the response is a JSON "
                "object; does nothing on releases 10.7 to 10.9";
     }
     return "";

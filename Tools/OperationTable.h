@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/Catalogue.h"
+#include "Services/Operation.h"
 
 #include <string>
 #include <string_view>
@@ -22,21 +22,21 @@ struct OperationDescription {
     std::string_view name;
     std::string_view handlerKeyword;
     std::string_view path;
-    Quenmark::Variant variant;
-    /// The names of the records; of the one in the list where a list travels. No answer record: "".
+    Quenmark::OperationVariant variant;
+    /// The names of the records; of the one in the list where a list travels. No response record: "".
     std::string_view requestRecord;
-    std::string_view answerRecord;
+    std::string_view responseRecord;
     std::vector<FieldDescription> request;
-    std::vector<FieldDescription> answer;
+    std::vector<FieldDescription> response;
 
     std::vector<std::string_view> requestKeys() const;
-    std::vector<std::string_view> answerProperties() const;
+    std::vector<std::string_view> responseProperties() const;
 };
 
 /// The name of a variant as it stands in the source.
-std::string_view nameOf(Quenmark::Variant variant);
+std::string_view nameOf(Quenmark::OperationVariant variant);
 /// What the variant means, in a sentence's predicate: "posts ...".
-std::string_view descriptionOf(Quenmark::Variant variant);
+std::string_view descriptionOf(Quenmark::OperationVariant variant);
 
 /// Every operation, in the order of the catalogue.
 const std::vector<OperationDescription>& operationTable();

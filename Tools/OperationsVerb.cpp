@@ -27,7 +27,7 @@ boost::json::array catalogueAsJson() {
             {"path", operation.path},
             {"variant", nameOf(operation.variant)},
             {"requestKeys", arrayOf(operation.requestKeys())},
-            {"answerProperties", arrayOf(operation.answerProperties())},
+            {"answerProperties", arrayOf(operation.responseProperties())},
         });
     return operations;
 }
@@ -45,7 +45,7 @@ std::string catalogueAsText() {
         text.append(operation.name).append("\n  path     ").append(operation.path);
         text.append("\n  variant  ").append(nameOf(operation.variant));
         text.append("\n  request  ").append(joined(operation.requestKeys()));
-        text.append("\n  answer   ").append(joined(operation.answerProperties())).append("\n");
+        text.append("\n  response   ").append(joined(operation.responseProperties())).append("\n");
     }
     return text;
 }
@@ -57,7 +57,7 @@ void addOperations(CLI::App& program, Action& action) {
     const auto asJson = std::make_shared<bool>(false);
     verb.add_flag("--json", *asJson, "Print a JSON array");
     verb.footer("For each operation: its name, its path below the service root, how it is carried out, the keys of\n"
-                "its request and the properties of its answer.\n\n"
+                "its request and the properties of its response.\n\n"
                 "Example:\n  quenmark operations --json | jq -r '.[].name'");
     verb.callback([&action, asJson] {
         action = [asJson] {

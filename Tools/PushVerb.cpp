@@ -76,8 +76,8 @@ private:
             return fail(statusOf(error->code), shipment.name + ": " + error->localizedDescription);
         const int status = response ? response->statusCode : 0;
         if (status < 200 || status > 299)
-            return fail(ExitStatus::Protocol, shipment.name + ": the server answered " + std::to_string(status) + ": " +
-                                                  data.value_or(Data()).substr(0, longestAnswer));
+            return fail(ExitStatus::Protocol, shipment.name + ": the server returned " + std::to_string(status) + ": " +
+                                                  data.value_or(Data()).substr(0, longestResponse));
         progress_.clear();
         print(Platform::printable(shipment.name) + "\n");
         ++next_;
@@ -92,7 +92,7 @@ private:
         case Platform::UrlError::FileDoesNotExist:
             return ExitStatus::NoInput;
         case Platform::UrlError::TimedOut:
-            return ExitStatus::NoAnswer;
+            return ExitStatus::TimedOut;
         case Platform::UrlError::BadServerResponse:
             return ExitStatus::Protocol;
         default:
@@ -118,7 +118,7 @@ private:
         }
     }
 
-    static constexpr std::size_t longestAnswer = 400;
+    static constexpr std::size_t longestResponse = 400;
 
     std::string server_;
     std::string computer_;

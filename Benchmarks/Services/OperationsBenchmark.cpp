@@ -34,7 +34,7 @@ constexpr std::size_t pairs = 15;
 constexpr double target = 0.8;
 
 /// The development web service gives the whole path, which begins with a backslash.
-bool namesItem(const Quenmark::AnswerField& fileName) {
+bool namesItem(const Quenmark::ResponseField& fileName) {
     return fileName == "Report.pdf" || fileName == "\\Report.pdf";
 }
 
@@ -58,7 +58,7 @@ private:
         Quenmark::GetTopFileUploadQuery query;
         query.toComputerId = "91";
         Quenmark::RestInterface::asyncGetTopFileUpload(query, [this](const auto& result, std::int64_t status) {
-            failed_ = failed_ || status != 0 || !namesItem(result.answer()->fileName);
+            failed_ = failed_ || status != 0 || !namesItem(result.value()->fileName);
             if (--left_ > 0 && !failed_)
                 next();
         });

@@ -22,10 +22,10 @@ int main(int argc, char** argv) {
     Quenmark::RestInterface::asyncGetTopFileUpload(query, [&loop](const auto& result, std::int64_t status) {
         // The handler runs on the main queue. A record is there only with this status.
         if (status != Quenmark::RestStatusSuccess) {
-            std::cerr << "no answer, status " << status << '\n';
+            std::cerr << "no response, status " << status << '\n';
             return loop.stop(1);
         }
-        const auto& item = *result.answer();
+        const auto& item = *result.value();
         const bool announced = item.returnStatus && *item.returnStatus == "0" && item.fileName;
         std::cout << (announced ? item.fileName->as_string().c_str() : "nothing") << '\n';
         loop.stop(0);

@@ -14,7 +14,7 @@ namespace {
 using namespace Quenmark;
 
 /// The text of a field; empty where there is none.
-std::string textOf(const AnswerField& field) {
+std::string textOf(const ResponseField& field) {
     return field && field->is_string() ? std::string(field->get_string()) : std::string();
 }
 
@@ -25,7 +25,7 @@ void registerComputer(Platform::RunLoop& loop, const std::string& userId, const 
     RestInterface::asyncRegisterComputer(query, [&loop](const auto& result, std::int64_t status) {
         if (status != RestStatusSuccess)
             return loop.stop(1);
-        std::cout << textOf(result.answer()->computerId) << '\n';
+        std::cout << textOf(result.value()->computerId) << '\n';
         loop.stop(0);
     });
 }
@@ -47,7 +47,7 @@ int main(int argc, char** argv) {
         query, [&loop, folder = std::string(argv[3])](const auto& result, std::int64_t status) {
             if (status != RestStatusSuccess)
                 return loop.stop(1);
-            registerComputer(loop, textOf(result.answer()->userId), folder);
+            registerComputer(loop, textOf(result.value()->userId), folder);
         });
     return loop.run();
 }

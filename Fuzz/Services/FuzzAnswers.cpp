@@ -40,7 +40,7 @@ void readWhole(const std::vector<Record>& records) {
     for (const auto& record : records)
         readWhole(record);
 }
-void readWhole(const Quenmark::AnswerField& status) {
+void readWhole(const Quenmark::ResponseField& status) {
     Platform::text(status);
 }
 
@@ -51,7 +51,7 @@ struct HasLists<std::vector<T>> : std::true_type {};
 template <>
 struct HasLists<Quenmark::GetSharedFilesTransferDataResponseData> : std::true_type {};
 template <>
-struct HasLists<Quenmark::AnswerField> : std::true_type {};
+struct HasLists<Quenmark::ResponseField> : std::true_type {};
 
 /// A record without lists takes any object and nothing else.
 template <class Query, class Answer>
@@ -66,7 +66,7 @@ void decode(const Quenmark::Operation<Query, Answer>& operation, const boost::js
         require(refused == !answer.is_object(), operation.name, "refuses an object, or takes something else");
 }
 template <class Query>
-void decode(const Quenmark::Operation<Query, Quenmark::RawAnswer>&, const boost::json::value&) {}
+void decode(const Quenmark::Operation<Query, Quenmark::RawResponse>&, const boost::json::value&) {}
 
 /// Equal, but for the last digits of a double, which the library does not round exactly when it reads it.
 bool isSame(const boost::json::value& a, const boost::json::value& b) {

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Answers a file request: the file is in transit.
+/// Reports that a requested file is in transit.
 struct UpdateFileRequestQuery {
     RequestField filePath;
     RequestField fileRequestId;

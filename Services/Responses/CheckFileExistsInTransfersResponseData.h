@@ -8,8 +8,8 @@ namespace Quenmark {
 
 /// From which byte the file is to be sent.
 struct CheckFileExistsInTransfersResponseData {
-    AnswerField byteStartPos;
-    AnswerField returnStatus;
+    ResponseField byteStartPos;
+    ResponseField returnStatus;
 
     static constexpr auto fields() {
         return std::tuple{

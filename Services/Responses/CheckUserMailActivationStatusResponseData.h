@@ -8,9 +8,9 @@ namespace Quenmark {
 
 /// Whether the account is confirmed.
 struct CheckUserMailActivationStatusResponseData {
-    AnswerField returnStatus;
-    AnswerField returnValue;
-    AnswerField error;
+    ResponseField returnStatus;
+    ResponseField returnValue;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,8 +8,8 @@ namespace Quenmark {
 
 /// What became of the call.
 struct DeleteReceivedFileFromTransferResponseData {
-    AnswerField ReturnStatus;
-    AnswerField error;
+    ResponseField ReturnStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -17,7 +17,7 @@ struct GetSharedFilesTransferDataResponseData {
     std::vector<OwnerComputers> OwnerComputersArray;
     std::vector<RecFileFromTransfer> RecFileFromTransferArray;
     std::vector<SharedfoldersWithStatus> SharedfoldersWithStatusArray;
-    AnswerField ReturnStatus;
+    ResponseField ReturnStatus;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,10 +8,10 @@ namespace Quenmark {
 
 /// The next file that is to be deleted.
 struct GetTopFileDeleteResponseData {
-    AnswerField deleteRequestID;
-    AnswerField filePath;
-    AnswerField returnStatus;
-    AnswerField error;
+    ResponseField deleteRequestID;
+    ResponseField filePath;
+    ResponseField returnStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

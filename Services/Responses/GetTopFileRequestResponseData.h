@@ -8,14 +8,14 @@ namespace Quenmark {
 
 /// The next file that others want.
 struct GetTopFileRequestResponseData {
-    AnswerField filePath;
-    AnswerField fileRequestID;
-    AnswerField returnStatus;
-    AnswerField TransitDownloadPath;
-    AnswerField sharedFlag;
-    AnswerField ownerFileID;
-    AnswerField byteStartPos;
-    AnswerField error;
+    ResponseField filePath;
+    ResponseField fileRequestID;
+    ResponseField returnStatus;
+    ResponseField TransitDownloadPath;
+    ResponseField sharedFlag;
+    ResponseField ownerFileID;
+    ResponseField byteStartPos;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

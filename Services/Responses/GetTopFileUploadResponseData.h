@@ -8,16 +8,16 @@ namespace Quenmark {
 
 /// The next item that waits for a computer. `returnStatus` "0" announces one.
 struct GetTopFileUploadResponseData {
-    AnswerField attachment;
-    AnswerField fileName;
-    AnswerField fileUploadId;
-    AnswerField isFile;
-    AnswerField returnStatus;
-    AnswerField serverPath;
-    AnswerField toComputerId;
-    AnswerField transitUploadPath;
-    AnswerField uploadProcessed;
-    AnswerField error;
+    ResponseField attachment;
+    ResponseField fileName;
+    ResponseField fileUploadId;
+    ResponseField isFile;
+    ResponseField returnStatus;
+    ResponseField serverPath;
+    ResponseField toComputerId;
+    ResponseField transitUploadPath;
+    ResponseField uploadProcessed;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,9 +8,9 @@ namespace Quenmark {
 
 /// The identifier of the new file.
 struct InsertFileResponseData {
-    AnswerField fileID;
-    AnswerField returnStatus;
-    AnswerField error;
+    ResponseField fileID;
+    ResponseField returnStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,9 +8,9 @@ namespace Quenmark {
 
 /// Whether the cloud holds the file.
 struct IsFileExistsInCloudResponseData {
-    AnswerField isExists;
-    AnswerField returnStatus;
-    AnswerField error;
+    ResponseField isExists;
+    ResponseField returnStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

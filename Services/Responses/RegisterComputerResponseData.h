@@ -8,9 +8,9 @@ namespace Quenmark {
 
 /// The identifier of a registered computer.
 struct RegisterComputerResponseData {
-    AnswerField computerId;
-    AnswerField returnStatus;
-    AnswerField error;
+    ResponseField computerId;
+    ResponseField returnStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,9 +8,9 @@ namespace Quenmark {
 
 /// Whether the mail was sent.
 struct SendActivationMailResponseData {
-    AnswerField returnStatus;
-    AnswerField returnMsg;
-    AnswerField error;
+    ResponseField returnStatus;
+    ResponseField returnMsg;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -6,12 +6,12 @@
 
 namespace Quenmark {
 
-/// What became of one change; the operation answers with a list of them.
+/// What became of one change; the operation responds with a list of them.
 struct SyncFilesInTableAndCloudResponseData {
-    AnswerField fileId;
-    AnswerField returnStatus;
-    AnswerField baseSystemFileID;
-    AnswerField error;
+    ResponseField fileId;
+    ResponseField returnStatus;
+    ResponseField baseSystemFileID;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,9 +8,9 @@ namespace Quenmark {
 
 /// The version that the service knows.
 struct UpdateComputerStatusResponseData {
-    AnswerField returnStatus;
-    AnswerField VersionNumber;
-    AnswerField error;
+    ResponseField returnStatus;
+    ResponseField VersionNumber;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

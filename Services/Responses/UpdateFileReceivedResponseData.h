@@ -8,8 +8,8 @@ namespace Quenmark {
 
 /// What became of the call.
 struct UpdateFileReceivedResponseData {
-    AnswerField ReturnStatus;
-    AnswerField error;
+    ResponseField ReturnStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,8 +8,8 @@ namespace Quenmark {
 
 /// What became of the call.
 struct UpdateFileUploadResponseData {
-    AnswerField returnStatus;
-    AnswerField error;
+    ResponseField returnStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

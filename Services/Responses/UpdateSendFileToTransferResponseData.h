@@ -8,8 +8,8 @@ namespace Quenmark {
 
 /// The status of the call. The operation hands its caller the bare "ReturnStatus" value instead (DataParser.h).
 struct UpdateSendFileToTransferResponseData {
-    AnswerField returnStatus;
-    AnswerField error;
+    ResponseField returnStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

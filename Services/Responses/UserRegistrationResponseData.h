@@ -8,11 +8,11 @@ namespace Quenmark {
 
 /// The identifiers of a signed-in or newly registered user.
 struct UserRegistrationResponseData {
-    AnswerField returnStatus;
-    AnswerField returnValue;
-    AnswerField userId;
-    AnswerField cloudComputerId;
-    AnswerField error;
+    ResponseField returnStatus;
+    ResponseField returnValue;
+    ResponseField userId;
+    ResponseField cloudComputerId;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

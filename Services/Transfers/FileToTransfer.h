@@ -8,23 +8,23 @@ namespace Quenmark {
 
 /// A file that this computer is to send to another computer or to the cloud.
 struct FileToTransfer {
-    AnswerField quenmarkPath;
-    AnswerField changeType;
-    AnswerField fromCloud;
-    AnswerField fromComputerId;
-    AnswerField fullPath;
-    AnswerField fullPathfromFileTable;
-    AnswerField isFile;
-    AnswerField isOwnerToSubscriber;
-    AnswerField fullPathNew;
-    AnswerField ownerFileID;
-    AnswerField prevFolderFileId;
-    AnswerField sharedFileTransferId;
-    AnswerField toCloud;
-    AnswerField toComputerId;
-    AnswerField userComputerId;
-    AnswerField xmlFileId;
-    AnswerField error;
+    ResponseField quenmarkPath;
+    ResponseField changeType;
+    ResponseField fromCloud;
+    ResponseField fromComputerId;
+    ResponseField fullPath;
+    ResponseField fullPathfromFileTable;
+    ResponseField isFile;
+    ResponseField isOwnerToSubscriber;
+    ResponseField fullPathNew;
+    ResponseField ownerFileID;
+    ResponseField prevFolderFileId;
+    ResponseField sharedFileTransferId;
+    ResponseField toCloud;
+    ResponseField toComputerId;
+    ResponseField userComputerId;
+    ResponseField xmlFileId;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

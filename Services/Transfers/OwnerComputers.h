@@ -8,17 +8,17 @@ namespace Quenmark {
 
 /// A computer that shares folders with this user.
 struct OwnerComputers {
-    AnswerField quenmarkPath;
-    AnswerField cloudPath;
-    AnswerField computerId;
-    AnswerField isAdmin;
-    AnswerField isCloud;
-    AnswerField mailId;
-    AnswerField nickName;
-    AnswerField status;
-    AnswerField userComputerMapId;
-    AnswerField userId;
-    AnswerField error;
+    ResponseField quenmarkPath;
+    ResponseField cloudPath;
+    ResponseField computerId;
+    ResponseField isAdmin;
+    ResponseField isCloud;
+    ResponseField mailId;
+    ResponseField nickName;
+    ResponseField status;
+    ResponseField userComputerMapId;
+    ResponseField userId;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,25 +8,25 @@ namespace Quenmark {
 
 /// A file that this computer is to receive.
 struct RecFileFromTransfer {
-    AnswerField changeType;
-    AnswerField fromCloud;
-    AnswerField fromComputerId;
-    AnswerField fullPath;
-    AnswerField fullPathFromFileTable;
-    AnswerField isFile;
-    AnswerField isOwnerToSubscriber;
-    AnswerField fullPathNew;
-    AnswerField nickName;
-    AnswerField ownerFileId;
-    AnswerField prevFolderFileId;
-    AnswerField savedFileId;
-    AnswerField sharedFileTransferId;
-    AnswerField sharedFolderFileId;
-    AnswerField toCloud;
-    AnswerField userComputerId;
-    AnswerField xmlFileId;
-    AnswerField toComputerId;
-    AnswerField error;
+    ResponseField changeType;
+    ResponseField fromCloud;
+    ResponseField fromComputerId;
+    ResponseField fullPath;
+    ResponseField fullPathFromFileTable;
+    ResponseField isFile;
+    ResponseField isOwnerToSubscriber;
+    ResponseField fullPathNew;
+    ResponseField nickName;
+    ResponseField ownerFileId;
+    ResponseField prevFolderFileId;
+    ResponseField savedFileId;
+    ResponseField sharedFileTransferId;
+    ResponseField sharedFolderFileId;
+    ResponseField toCloud;
+    ResponseField userComputerId;
+    ResponseField xmlFileId;
+    ResponseField toComputerId;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

@@ -8,9 +8,9 @@ namespace Quenmark {
 
 /// The sharing status of one shared folder.
 struct SharedfoldersWithStatus {
-    AnswerField fileId;
-    AnswerField sharedStatus;
-    AnswerField error;
+    ResponseField fileId;
+    ResponseField sharedStatus;
+    ResponseField error;
 
     static constexpr auto fields() {
         return std::tuple{

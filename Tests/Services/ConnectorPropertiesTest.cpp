@@ -102,7 +102,7 @@ TEST_F(AConnectorsCall, LeavesTheTaskInPlaceWhenItIsClosed) {
 
 TEST_F(AConnectorsCall, ReplacesSessionAndTaskOfTheFirstWithoutCancellingIt) {
     server.enqueue(HttpReply::silence());
-    server.enqueue(HttpReply::json(R"({"answer": 2})"));
+    server.enqueue(HttpReply::json(R"({"response": 2})"));
     const auto connector = std::make_shared<RestConnector>();
     connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
     const auto session = connector->session();
@@ -113,12 +113,12 @@ TEST_F(AConnectorsCall, ReplacesSessionAndTaskOfTheFirstWithoutCancellingIt) {
     EXPECT_NE(connector->sessionTask(), task);
     ASSERT_TRUE(runUntil([&] { return reports.all.size() == 1; }));
     EXPECT_EQ(task->state(), Platform::UrlSessionTask::State::Running);
-    server.send(0, HttpReply::json(R"({"answer": 1})").bytes());
+    server.send(0, HttpReply::json(R"({"response": 1})").bytes());
     ASSERT_TRUE(runUntil([&] { return reports.all.size() == 2; }));
     for (const auto& report : reports.all)
         ASSERT_EQ(report.status, 0U);
-    EXPECT_EQ(reports.all[0].result.answer()->at("answer"), 2);
-    EXPECT_EQ(reports.all[1].result.answer()->at("answer"), 1);
+    EXPECT_EQ(reports.all[0].result.value()->at("response"), 2);
+    EXPECT_EQ(reports.all[1].result.value()->at("response"), 1);
 }
 
 } // namespace

@@ -11,11 +11,11 @@
 namespace ServicesTests {
 
 /// Keeps what a connector's `finished` was called with, and where and when it was.
-template <class Answer>
+template <class Response>
 class Reports {
 public:
     struct Report {
-        Quenmark::Result<Answer> result;
+        Quenmark::Result<Response> result;
         std::uint64_t status;
         Platform::Queue queue;
         /// How many entries the log had.
@@ -24,8 +24,8 @@ public:
 
     explicit Reports(const TestSupport::LogCapture& log) : log_(log) {}
 
-    std::function<void(Quenmark::Result<Answer>, std::uint64_t)> handler() {
-        return [this](Quenmark::Result<Answer> result, std::uint64_t status) {
+    std::function<void(Quenmark::Result<Response>, std::uint64_t)> handler() {
+        return [this](Quenmark::Result<Response> result, std::uint64_t status) {
             all.push_back({std::move(result), status, Platform::Queue::current(), log_.entries().size()});
         };
     }

@@ -38,8 +38,8 @@ protected:
 
 TEST_F(AJsonPost, LogsItsBodyBehindThePrefix) {
     const auto body = JsonPost::body(boost::json::parse(R"({"A": "1", "B": []})"), "Json String ");
-    ASSERT_NE(body.answer(), nullptr);
-    EXPECT_EQ(*body.answer(), "{\n  \"A\" : \"1\",\n  \"B\" : []\n}");
+    ASSERT_NE(body.value(), nullptr);
+    EXPECT_EQ(*body.value(), "{\n  \"A\" : \"1\",\n  \"B\" : []\n}");
     EXPECT_EQ(log.entries(), std::vector<std::string>{"Json String {\n  \"A\" : \"1\",\n  \"B\" : []\n}"});
 }
 
@@ -47,8 +47,8 @@ TEST_F(AJsonPost, LogsTheStartOfALongBody) {
     const std::string value(200'000, 'x');
     const auto body = JsonPost::body(boost::json::object{{"A", value}}, "Json String ");
     const std::string whole = "{\n  \"A\" : \"" + value + "\"\n}";
-    ASSERT_NE(body.answer(), nullptr);
-    EXPECT_EQ(*body.answer(), whole);
+    ASSERT_NE(body.value(), nullptr);
+    EXPECT_EQ(*body.value(), whole);
     EXPECT_EQ(log.entries(), std::vector<std::string>{"Json String " + whole.substr(0, 131'072) + "..."});
 }
 
@@ -108,17 +108,17 @@ TEST_F(AJsonPost, PrefersTheErrorToData) {
     EXPECT_EQ(reports[0].status, 2U);
 }
 
-TEST_F(AJsonPost, LogsAndReportsTheDecodedAnswer) {
+TEST_F(AJsonPost, LogsAndReportsTheDecodedResponse) {
     finish(R"({"ReturnStatus": "0"})", std::nullopt);
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].status, 0U);
-    ASSERT_NE(reports[0].result.answer(), nullptr);
-    EXPECT_EQ(*reports[0].result.answer(), boost::json::parse(R"({"ReturnStatus": "0"})"));
+    ASSERT_NE(reports[0].result.value(), nullptr);
+    EXPECT_EQ(*reports[0].result.value(), boost::json::parse(R"({"ReturnStatus": "0"})"));
     EXPECT_EQ(log.entries(), std::vector<std::string>{"response {\n    \"ReturnStatus\" = \"0\";\n}"});
     EXPECT_EQ(logAtReport, log.entries());
 }
 
-TEST_F(AJsonPost, ReportsAnswersThatAreNoJsonWithTheDecodersError) {
+TEST_F(AJsonPost, ReportsResponsesThatAreNoJsonWithTheDecodersError) {
     for (const std::optional<Platform::Data>& data :
          {std::optional<Platform::Data>(), std::optional<Platform::Data>(""), std::optional<Platform::Data>("plain"),
           std::optional<Platform::Data>("{\"a\": 1} x"), std::optional<Platform::Data>("7"),

@@ -61,13 +61,13 @@ TEST_F(ARawPost, SendsExactlyTheseBytes) {
                   "{\n  \"ToComputerID\" : \"91\"\n}");
 }
 
-TEST_F(ARawPost, HandsTheAnswerOnAsItIs) {
+TEST_F(ARawPost, HandsTheResponseOnAsItIs) {
     const std::string body("no \0 JSON \xFF\r\n", 13);
     server.enqueue(HttpReply::status(500, body, {{"FileName", "a.txt"}}));
     post(boost::json::object{{"ToComputerID", "91"}});
     ASSERT_TRUE(awaitReport());
     EXPECT_EQ(reports.all[0].status, 0U);
-    EXPECT_EQ(*reports.all[0].result.answer(), body);
+    EXPECT_EQ(*reports.all[0].result.value(), body);
     EXPECT_EQ(reports.all[0].queue, Queue::main());
     ASSERT_TRUE(response.has_value());
     EXPECT_EQ(response->statusCode, 500);
@@ -75,13 +75,13 @@ TEST_F(ARawPost, HandsTheAnswerOnAsItIs) {
     EXPECT_EQ(log.entries(), Log{"{\n  \"ToComputerID\" : \"91\"\n}"});
 }
 
-TEST_F(ARawPost, HandsOnAnEmptyAnswer) {
+TEST_F(ARawPost, HandsOnAnEmptyResponse) {
     server.enqueue(HttpReply::ok());
     post(boost::json::object{});
     ASSERT_TRUE(awaitReport());
     EXPECT_EQ(reports.all[0].status, 0U);
-    ASSERT_NE(reports.all[0].result.answer(), nullptr);
-    EXPECT_EQ(*reports.all[0].result.answer(), "");
+    ASSERT_NE(reports.all[0].result.value(), nullptr);
+    EXPECT_EQ(*reports.all[0].result.value(), "");
 }
 
 TEST_F(ARawPost, RunsOnTheDataConfiguration) {
@@ -177,7 +177,7 @@ TEST_F(APlainDownload, GetsAnAbsoluteUrlIntoMemory) {
     ASSERT_NE(connector->sessionTask(), nullptr);
     ASSERT_TRUE(awaitReport());
     EXPECT_EQ(reports.all[0].status, 0U);
-    EXPECT_EQ(*reports.all[0].result.answer(), body);
+    EXPECT_EQ(*reports.all[0].result.value(), body);
     EXPECT_EQ(reports.all[0].queue, Queue::main());
     EXPECT_TRUE(log.entries().empty());
     ASSERT_EQ(server.requests().size(), 1U);
@@ -214,7 +214,7 @@ TEST_F(APlainDownload, RunsOnTheDownloadConfiguration) {
     EXPECT_EQ(configuration.timeoutIntervalForRequest, std::chrono::seconds(60));
     EXPECT_EQ(configuration.timeoutIntervalForResource, std::chrono::seconds(60));
     ASSERT_TRUE(awaitReport());
-    EXPECT_EQ(*reports.all[0].result.answer(), "");
+    EXPECT_EQ(*reports.all[0].result.value(), "");
 }
 
 TEST_F(APlainDownload, TakesAnyHttpStatusForSuccess) {
@@ -222,7 +222,7 @@ TEST_F(APlainDownload, TakesAnyHttpStatusForSuccess) {
     download(server.url("/a"));
     ASSERT_TRUE(awaitReport());
     EXPECT_EQ(reports.all[0].status, 0U);
-    EXPECT_EQ(*reports.all[0].result.answer(), "gone");
+    EXPECT_EQ(*reports.all[0].result.value(), "gone");
 }
 
 TEST_F(APlainDownload, ReportsAResponseThatIsTooLongForMemory) {

@@ -41,13 +41,13 @@ protected:
     Reports<boost::json::value> reports{log};
 };
 
-TEST_F(ASessionConnector, ReportsADecodedAnswerOnTheMainQueue) {
+TEST_F(ASessionConnector, ReportsADecodedResponseOnTheMainQueue) {
     server.enqueue(HttpReply::json(R"({"ReturnStatus": "0"})"));
     post(boost::json::object{{"ToComputerID", "91"}});
     EXPECT_TRUE(reports.all.empty());
     ASSERT_TRUE(awaitReport());
     EXPECT_EQ(reports.all[0].status, 0U);
-    EXPECT_EQ(*reports.all[0].result.answer(), boost::json::parse(R"({"ReturnStatus": "0"})"));
+    EXPECT_EQ(*reports.all[0].result.value(), boost::json::parse(R"({"ReturnStatus": "0"})"));
     EXPECT_EQ(reports.all[0].queue, Queue::main());
     EXPECT_EQ(log.entries(),
               (Log{"Json String {\n  \"ToComputerID\" : \"91\"\n}", "response {\n    \"ReturnStatus\" = \"0\";\n}"}));
@@ -129,11 +129,11 @@ TEST_F(ASessionConnector, TakesAnyHttpStatusForSuccess) {
         post();
         ASSERT_TRUE(awaitReport());
         EXPECT_EQ(reports.all[0].status, 0U) << status;
-        EXPECT_EQ(*reports.all[0].result.answer(), boost::json::parse(R"({"Message": "why"})"));
+        EXPECT_EQ(*reports.all[0].result.value(), boost::json::parse(R"({"Message": "why"})"));
     }
 }
 
-TEST_F(ASessionConnector, ReportsAnAnswerThatIsNotJson) {
+TEST_F(ASessionConnector, ReportsAResponseThatIsNotJson) {
     for (const auto* body : {"", "plain text", "<html></html>", "12"}) {
         reports.all.clear();
         log.clear();
@@ -308,9 +308,9 @@ TEST_F(ASessionConnector, DoesNothingAboutChallengesAndProgress) {
     connector->setProgressHandler([] { FAIL() << "progress is never reported"; });
     auto& session = *connector->session();
     auto& task = *connector->sessionTask();
-    const auto answer = [](Platform::ChallengeDisposition) { FAIL() << "no challenge is answered"; };
-    connector->URLSessionDidReceiveChallenge(session, answer);
-    connector->URLSessionTaskDidReceiveChallenge(session, task, answer);
+    const auto response = [](Platform::ChallengeDisposition) { FAIL() << "no challenge is answered"; };
+    connector->URLSessionDidReceiveChallenge(session, response);
+    connector->URLSessionTaskDidReceiveChallenge(session, task, response);
     connector->URLSessionDownloadTaskDidWriteData(session, task, 1, 2, 3);
     connector->URLSessionDownloadTaskDidFinishDownloadingToURL(session, task, *Platform::Url::fromString("file:///a"));
     connector->URLSessionDownloadTaskDidResumeAtOffset(session, task, 1, 2);

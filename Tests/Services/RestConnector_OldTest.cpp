@@ -38,13 +38,13 @@ protected:
     Reports<boost::json::value> reports{log};
 };
 
-TEST_F(ALegacyConnector, ReportsADecodedAnswerOnAQueueOfItsOwn) {
+TEST_F(ALegacyConnector, ReportsADecodedResponseOnAQueueOfItsOwn) {
     server.enqueue(HttpReply::json(R"({"ReturnStatus": "0"})"));
     const auto connector = post(boost::json::object{{"ToComputerID", "91"}});
     EXPECT_TRUE(reports.all.empty());
     ASSERT_TRUE(awaitReports());
     EXPECT_EQ(reports.all[0].status, 0U);
-    EXPECT_EQ(*reports.all[0].result.answer(), boost::json::parse(R"({"ReturnStatus": "0"})"));
+    EXPECT_EQ(*reports.all[0].result.value(), boost::json::parse(R"({"ReturnStatus": "0"})"));
     EXPECT_EQ(reports.all[0].queue, connector->operationQueue());
     EXPECT_NE(reports.all[0].queue, Queue::main());
     EXPECT_EQ(log.entries(),
@@ -124,19 +124,19 @@ TEST_F(ALegacyConnector, TakesAnyHttpStatusForSuccess) {
         post();
         ASSERT_TRUE(awaitReports());
         EXPECT_EQ(reports.all[0].status, 0U) << status;
-        EXPECT_EQ(*reports.all[0].result.answer(), boost::json::parse(R"({"Message": "why"})"));
+        EXPECT_EQ(*reports.all[0].result.value(), boost::json::parse(R"({"Message": "why"})"));
     }
 }
 
-TEST_F(ALegacyConnector, TakesTheAnswerThatAsksForAuthenticationForTheAnswer) {
+TEST_F(ALegacyConnector, TakesTheResponseThatAsksForAuthenticationForTheResponse) {
     server.enqueue(HttpReply::status(401, R"({"Message": "who"})", {{"WWW-Authenticate", "Basic realm=\"x\""}}));
     post();
     ASSERT_TRUE(awaitReports());
     EXPECT_EQ(reports.all[0].status, 0U);
-    EXPECT_EQ(*reports.all[0].result.answer(), boost::json::parse(R"({"Message": "who"})"));
+    EXPECT_EQ(*reports.all[0].result.value(), boost::json::parse(R"({"Message": "who"})"));
 }
 
-TEST_F(ALegacyConnector, ReportsAnAnswerThatIsNotJson) {
+TEST_F(ALegacyConnector, ReportsAResponseThatIsNotJson) {
     for (const auto* body : {"", "plain text", "12"}) {
         reports.all.clear();
         log.clear();

@@ -25,7 +25,7 @@ using TestSupport::HttpReply;
 
 class TheFacade : public ServiceFixture {
 protected:
-    /// The queues on which the handlers of calls at these releases ran; all calls are made before the first answer.
+    /// The queues on which the handlers of calls at these releases ran; all calls are made before the first response.
     std::vector<Queue> queuesOfCallsAt(const std::vector<double>& releases) {
         std::vector<std::optional<Queue>> queues(releases.size());
         std::size_t calls = 0;
@@ -63,34 +63,34 @@ TEST_F(TheFacade, GivesEachCallAQueueOfItsOwnOnOldReleases) {
 TEST_F(TheFacade, MayBeCalledFromAnyThread) {
     server.setHandler([](const auto& request) { return HttpReply::json(R"({"FileName": )" + request.body + "}"); });
     const auto loopThread = std::this_thread::get_id();
-    std::size_t answers = 0;
-    std::size_t rawAnswers = 0;
+    std::size_t responses = 0;
+    std::size_t rawResponses = 0;
     std::thread caller([&] {
         for (int call = 0; call < 300; ++call) {
             Quenmark::GetTopFileUploadQuery query;
             query.toComputerId = std::to_string(call);
             RestInterface::asyncGetTopFileUpload(query, [&](const auto& result, std::int64_t status) {
                 EXPECT_EQ(status, 0);
-                EXPECT_NE(result.answer(), nullptr);
+                EXPECT_NE(result.value(), nullptr);
                 EXPECT_EQ(std::this_thread::get_id(), loopThread);
                 EXPECT_EQ(Queue::current(), Queue::main());
-                ++answers;
+                ++responses;
             });
             if (call % 10 == 0)
                 RestInterface::asyncGetTopFileUploadWithStream(query,
                                                                [&](const auto&, const auto&, std::int64_t status) {
                                                                    EXPECT_EQ(status, 0);
                                                                    EXPECT_EQ(std::this_thread::get_id(), loopThread);
-                                                                   ++rawAnswers;
+                                                                   ++rawResponses;
                                                                });
         }
     });
-    EXPECT_TRUE(runUntil([&] { return answers == 300 && rawAnswers == 30; })) << answers << ' ' << rawAnswers;
+    EXPECT_TRUE(runUntil([&] { return responses == 300 && rawResponses == 30; })) << responses << ' ' << rawResponses;
     caller.join();
     EXPECT_EQ(server.requests().size(), 330U);
 }
 
-TEST_F(TheFacade, AnswersManyCallsAtOnce) {
+TEST_F(TheFacade, ServesManyCallsAtOnce) {
     for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         server.setHandler([](const auto& request) { return HttpReply::json(R"({"FileName": )" + request.body + "}"); });
@@ -99,7 +99,7 @@ TEST_F(TheFacade, AnswersManyCallsAtOnce) {
             Quenmark::GetTopFileUploadQuery query;
             query.toComputerId = std::to_string(call);
             RestInterface::asyncGetTopFileUpload(query, [&names](auto result, std::int64_t) {
-                names.emplace_back(result.answer()->fileName->at("ToComputerID").as_string());
+                names.emplace_back(result.value()->fileName->at("ToComputerID").as_string());
             });
         }
         ASSERT_TRUE(runUntil([&] { return names.size() == 50; }));
@@ -121,7 +121,7 @@ TEST_F(TheFacade, LetsGoOfTheHandlerAfterItsCall) {
     }
 }
 
-TEST_F(TheFacade, ReportsAnAnswerWhoseRecordsTakeTooMuchMemory) {
+TEST_F(TheFacade, ReportsAResponseWhoseRecordsTakeTooMuchMemory) {
     for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         std::string list = "{}";
@@ -137,7 +137,7 @@ TEST_F(TheFacade, ReportsAnAnswerWhoseRecordsTakeTooMuchMemory) {
         });
         ASSERT_TRUE(runUntil([&] { return error.has_value(); }));
         EXPECT_EQ(status, 5);
-        EXPECT_EQ(*error, (Platform::Error{"JSON", 3840, "the records of the answer take more than 256 MiB"}));
+        EXPECT_EQ(*error, (Platform::Error{"JSON", 3840, "the records of the response take more than 256 MiB"}));
     }
 }
 

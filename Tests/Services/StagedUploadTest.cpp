@@ -85,7 +85,7 @@ TEST_F(AStagedUpload, SendsExactlyTheseBytes) {
                   content);
 }
 
-TEST_F(AStagedUpload, ReportsTheDecodedAnswerOnTheMainQueueAndRemovesTheCopy) {
+TEST_F(AStagedUpload, ReportsTheDecodedResponseOnTheMainQueueAndRemovesTheCopy) {
     const std::string filePath = windowsForm(folder.write("report.txt", "content"));
     std::string copyWhileSending;
     server.setHandler([&](const auto&) {
@@ -97,7 +97,7 @@ TEST_F(AStagedUpload, ReportsTheDecodedAnswerOnTheMainQueueAndRemovesTheCopy) {
     ASSERT_TRUE(awaitReport());
     EXPECT_EQ(copyWhileSending, "content");
     EXPECT_EQ(reports.all[0].status, 0U);
-    EXPECT_EQ(*reports.all[0].result.answer(), boost::json::parse(R"({"ReturnStatus": "0"})"));
+    EXPECT_EQ(*reports.all[0].result.value(), boost::json::parse(R"({"ReturnStatus": "0"})"));
     EXPECT_EQ(reports.all[0].queue, Platform::Queue::main());
     EXPECT_TRUE(homeIsEmpty());
     EXPECT_EQ(folder.read("report.txt"), "content");
@@ -122,7 +122,7 @@ TEST_F(AStagedUpload, RunsOnTheUploadConfigurationAndIsNoSessionTask) {
     EXPECT_EQ(reports.all[0].status, 0U);
 }
 
-TEST_F(AStagedUpload, ReportsAnAnswerThatIsNotJsonAsNilAndRemovesTheCopy) {
+TEST_F(AStagedUpload, ReportsAResponseThatIsNotJsonAsNilAndRemovesTheCopy) {
     const std::string filePath = windowsForm(folder.write("report.txt", "content"));
     for (const auto* body : {"", "plain text", "7"}) {
         reports.all.clear();

@@ -58,7 +58,7 @@ TEST_F(ACall, FindsTheOperationWithoutAsyncAndInAnyCase) {
     EXPECT_EQ(server.requests().size(), 3U);
 }
 
-TEST_F(ACall, CountsAnAnswerOfAnyHttpStatusThatIsJson) {
+TEST_F(ACall, CountsAResponseOfAnyHttpStatusThatIsJson) {
     server.enqueue(pollTarget, HttpReply::status(500, R"({"ReturnStatus":"1"})"));
     const auto result = run({"call", "GetTopFileUpload"});
     EXPECT_EQ(result.output, "{\n  \"returnStatus\" : \"1\"\n}\n");
@@ -124,7 +124,7 @@ TEST_F(ACall, WritesARawStreamToStandardOutputByteByByte) {
     EXPECT_EQ(result.status, 0);
 }
 
-TEST_F(ACall, WritesTheAnswerToTheOutputFile) {
+TEST_F(ACall, WritesTheResponseToTheOutputFile) {
     const std::string bytes(3 << 20, 'q');
     server.enqueue(streamTarget, HttpReply::ok(bytes));
     const auto result = run({"call", "GetTopFileUploadWithStream", "--output", folder.path("item")});
@@ -184,7 +184,7 @@ TEST_F(ACall, EndsWith74WhereTheServerRefuses) {
     EXPECT_TRUE(result.errors.ends_with(" (-1004)\n")) << result.errors;
 }
 
-TEST_F(ACall, EndsWith74WhereTheAnswerIsCutOff) {
+TEST_F(ACall, EndsWith74WhereTheResponseIsCutOff) {
     server.enqueue(pollTarget, HttpReply::json(R"({"ReturnStatus":"0"})").cutAfter(60).thenReset());
     const auto result = run({"call", "GetTopFileUpload"});
     EXPECT_EQ(result.status, 74);
@@ -206,20 +206,20 @@ TEST_F(ACall, EndsWith65ForAValueThatIsNotUtf8) {
     EXPECT_EQ(server.requests().size(), 0U);
 }
 
-TEST_F(ACall, EndsWith76ForAnAnswerThatIsNotJson) {
+TEST_F(ACall, EndsWith76ForAResponseThatIsNotJson) {
     server.enqueue(pollTarget, HttpReply::ok("<html>"));
     const auto result = run({"call", "GetTopFileUpload"});
     EXPECT_EQ(result.status, 76);
     EXPECT_EQ(result.output, "");
-    EXPECT_TRUE(result.errors.starts_with("quenmark: the answer is not JSON: ")) << result.errors;
+    EXPECT_TRUE(result.errors.starts_with("quenmark: the response is not JSON: ")) << result.errors;
 }
 
-TEST_F(ACall, EndsWith70ForAnAnswerOfTheWrongShape) {
+TEST_F(ACall, EndsWith70ForAResponseOfTheWrongShape) {
     server.enqueue(pollTarget, HttpReply::json("[]"));
     const auto result = run({"call", "GetTopFileUpload"});
     EXPECT_EQ(result.status, 70);
     EXPECT_EQ(result.output, "");
-    EXPECT_TRUE(result.errors.starts_with("quenmark: the answer cannot be read: ")) << result.errors;
+    EXPECT_TRUE(result.errors.starts_with("quenmark: the response cannot be read: ")) << result.errors;
 }
 
 TEST_F(ACall, EndsWith70ForABareStatusThatIsThere) {
@@ -230,12 +230,12 @@ TEST_F(ACall, EndsWith70ForABareStatusThatIsThere) {
     EXPECT_EQ(result.output, "");
 }
 
-TEST_F(ACall, EndsWith75WhereNoAnswerComesInTime) {
+TEST_F(ACall, EndsWith75WhereNoResponseComesInTime) {
     server.enqueue(pollTarget, HttpReply::silence());
     const auto result = run({"call", "GetTopFileUpload", "--timeout", "0.3"});
     EXPECT_EQ(result.status, 75);
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors, "quenmark: there was no answer in time\n");
+    EXPECT_EQ(result.errors, "quenmark: there was no response in time\n");
     EXPECT_EQ(server.requests().size(), 1U);
 }
 
@@ -244,7 +244,7 @@ TEST_F(ACall, EndsWith75ForAStreamOnAnOldRelease) {
     for (const char* operation : {"GetTopFileUploadWithStream", "UpdateFileRequestWithStream"}) {
         const auto result = run({"call", operation, "--timeout", "0.2"});
         EXPECT_EQ(result.status, 75) << operation;
-        EXPECT_EQ(result.errors, "quenmark: there was no answer in time\n");
+        EXPECT_EQ(result.errors, "quenmark: there was no response in time\n");
     }
     EXPECT_EQ(server.requests().size(), 0U);
 }

@@ -57,12 +57,12 @@ TEST_F(TheCatalogue, IsPrintedAsTextWithoutAnOption) {
                                  "  path     Uploads.svc/GetTopFileUploadWithStream\n"
                                  "  variant  RawStream\n"
                                  "  request  ToComputerID\n"
-                                 "  answer   -\n"
+                                 "  response   -\n"
                                  "asyncUpdateFileRequestWithStream\n"
                                  "  path     Downloads.svc/UpdateFileRequestWithStream\n"
                                  "  variant  HeaderUpload\n"
                                  "  request  FilePath FileRequestID TransitDownloadPath Attachment\n"
-                                 "  answer   ReturnStatus error\n"),
+                                 "  response   ReturnStatus error\n"),
               std::string::npos)
         << result.output;
 }

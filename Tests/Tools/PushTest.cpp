@@ -105,7 +105,7 @@ TEST_F(APush, EndsWith76AtTheFirstItemThatTheServerRefuses) {
     const auto result = run({"push", folder.path("root"), "--to", "17"});
     EXPECT_EQ(result.status, 76);
     EXPECT_EQ(result.output, "\\root\n");
-    EXPECT_EQ(result.errors, "quenmark: \\root\\a: the server answered 507: {\"error\":\"full\"}\\x0A\n");
+    EXPECT_EQ(result.errors, "quenmark: \\root\\a: the server returned 507: {\"error\":\"full\"}\\x0A\n");
 }
 
 TEST_F(APush, EndsWith64ForAServerThatIsNoHost) {

@@ -6,7 +6,7 @@
 
 namespace Tools::Reference {
 
-using Quenmark::Variant;
+using Quenmark::OperationVariant;
 
 namespace {
 
@@ -22,19 +22,19 @@ Made from the catalogue of operations (`Services/Catalogue.h`); to make it anew:
 
 Every operation is an HTTP POST to `http://HOST/QuenmarkRestService/` and the operation's path. In C++ it is a static
 function of `Quenmark::RestInterface` that takes the request record and a completion handler; in the shell it is
-`quenmark call OPERATION Key=value ...`. A field of a request is text, and is not sent where it is nil. A field of an
-answer is whatever JSON value came under its key, or nil where the key was missing. The HTTP status of an answer plays
+`quenmark call OPERATION Key=value ...`. A field of a request is text, and is not sent where it is nil. A field of a
+response is whatever JSON value came under its key, or nil where the key was missing. The HTTP status of a response plays
 no part.
 
 ## Statuses
 
 | status | name | meaning | exit status of `quenmark call` |
 |---|---|---|---|
-| 0 | `RestStatusSuccess` | an answer was received, and decoded where it is JSON | 0 |
+| 0 | `RestStatusSuccess` | a response was received, and decoded where it is JSON | 0 |
 | 1 | `RestStatusNotReachable` | there is no network; nothing was sent | 69 |
 | 2 | `RestStatusTransportError` | the transfer failed | 74 |
 | 4 | `RestStatusEncodeError` | the request cannot be written as JSON; nothing was sent | 65 |
-| 5 | `RestStatusDecodeError` | the answer is not JSON | 76 |
+| 5 | `RestStatusDecodeError` | the response is not JSON | 76 |
 
 ## Variants
 
@@ -43,8 +43,8 @@ no part.
 )";
 
 std::string variants() {
-    constexpr std::array all{Variant::Post, Variant::PostList, Variant::PostForStatus, Variant::RawStream,
-                             Variant::HeaderUpload};
+    constexpr std::array all{OperationVariant::Post, OperationVariant::PostList, OperationVariant::PostForStatus,
+                             OperationVariant::RawStream, OperationVariant::HeaderUpload};
     std::string rows;
     for (const auto variant : all)
         rows += "| " + code(nameOf(variant)) + " | " + std::string(descriptionOf(variant)) + " |\n";
@@ -69,14 +69,14 @@ std::string fieldTable(const std::vector<FieldDescription>& fields) {
     return rows + "\n";
 }
 
-std::string answerOf(const OperationDescription& operation) {
-    if (operation.variant == Variant::RawStream)
-        return "Answer: a stream of bytes.\n\n";
-    if (operation.answerRecord.empty())
-        return "Answer: the bare value under `ReturnStatus`.\n\n";
-    const std::string what = operation.variant == Variant::PostList ? "a list of " : "";
-    std::string text = "Answer: " + what + code(operation.answerRecord) + "\n\n" + fieldTable(operation.answer);
-    for (const auto& field : operation.answer)
+std::string responseOf(const OperationDescription& operation) {
+    if (operation.variant == OperationVariant::RawStream)
+        return "Response: a stream of bytes.\n\n";
+    if (operation.responseRecord.empty())
+        return "Response: the bare value under `ReturnStatus`.\n\n";
+    const std::string what = operation.variant == OperationVariant::PostList ? "a list of " : "";
+    std::string text = "Response: " + what + code(operation.responseRecord) + "\n\n" + fieldTable(operation.response);
+    for (const auto& field : operation.response)
         if (!field.listOf.empty())
             text += "Each " + code(field.listOf) + ":\n\n" + fieldTable(field.fields);
     return text;
@@ -85,16 +85,16 @@ std::string answerOf(const OperationDescription& operation) {
 std::string exampleOf(const OperationDescription& operation) {
     std::string line = "quenmark call " + std::string(operation.name);
     for (const auto& field : operation.request) {
-        const bool isFile = operation.variant == Variant::HeaderUpload && field.key == "FilePath";
+        const bool isFile = operation.variant == OperationVariant::HeaderUpload && field.key == "FilePath";
         line += isFile ? " --file PATH" : " " + std::string(field.key) + "=...";
     }
-    if (operation.variant == Variant::RawStream)
+    if (operation.variant == OperationVariant::RawStream)
         line += " --output FILE";
     return "```\n" + line + "\n```\n";
 }
 
 std::string section(const OperationDescription& operation) {
-    const std::string what = operation.variant == Variant::PostList ? "a list of " : "";
+    const std::string what = operation.variant == OperationVariant::PostList ? "a list of " : "";
     std::string text = "\n## " + std::string(operation.name) + "\n\n" + titleOf(operation.name) + ": " +
                        code(operation.path) + ", handler keyword " + code(operation.handlerKeyword) + ", variant " +
                        code(nameOf(operation.variant)) + ".\n\n";
@@ -102,7 +102,7 @@ std::string section(const OperationDescription& operation) {
         text += "The path ends in the character U+FFFC, with which no URL can be formed: the operation always ends "
                 "with `RestStatusTransportError`, and nothing is sent.\n\n";
     text += "Request: " + what + code(operation.requestRecord) + "\n\n" + fieldTable(operation.request);
-    return text + answerOf(operation) + exampleOf(operation);
+    return text + responseOf(operation) + exampleOf(operation);
 }
 
 } // namespace

@@ -13,7 +13,7 @@ namespace Tools::Reference {
 
 using boost::json::array;
 using boost::json::object;
-using Quenmark::Variant;
+using Quenmark::OperationVariant;
 
 namespace {
 
@@ -24,10 +24,10 @@ constexpr const char* description =
     "\"1\" "
     "where it cannot or where there is nothing to tell of. To the client library the HTTP status plays no part: what "
     "counts is that a body comes and is JSON, and it takes any JSON value in a field, or none. It reports an operation "
-    "with one of these statuses: 0 success (an answer was "
+    "with one of these statuses: 0 success (a response was "
     "received, and decoded where it is JSON), 1 not reachable (there is no network, nothing was sent), 2 transport "
     "error (the transfer failed), 4 encode error (the request cannot be written as JSON, nothing was sent), 5 decode "
-    "error (the answer is not JSON).";
+    "error (the response is not JSON).";
 
 constexpr const char* jsonType = "application/json";
 constexpr const char* bytesType = "application/octet-stream";
@@ -87,9 +87,9 @@ object memberSchema(const FieldDescription& field, bool isInList) {
     return hasNull ? textOrNull() : object{{"type", "string"}};
 }
 
-/// The schema of an answer's record, and those of the records in its lists.
-void addAnswerSchemas(object& schemas, std::string_view record, const std::vector<FieldDescription>& fields,
-                      bool isInList = false) {
+/// The schema of a response's record, and those of the records in its lists.
+void addResponseSchemas(object& schemas, std::string_view record, const std::vector<FieldDescription>& fields,
+                        bool isInList = false) {
     object properties;
     for (const auto& field : fields) {
         if (field.key.empty())
@@ -98,7 +98,7 @@ void addAnswerSchemas(object& schemas, std::string_view record, const std::vecto
         schema["description"] = "Property " + std::string(field.property);
         properties[field.key] = std::move(schema);
         if (!field.listOf.empty())
-            addAnswerSchemas(schemas, field.listOf, field.fields, true);
+            addResponseSchemas(schemas, field.listOf, field.fields, true);
     }
     schemas[record] = closedObject(std::move(properties));
 }
@@ -107,8 +107,8 @@ object schemas() {
     object result;
     for (const auto& operation : operationTable()) {
         result[operation.requestRecord] = requestSchema(operation);
-        if (!operation.answerRecord.empty())
-            addAnswerSchemas(result, operation.answerRecord, operation.answer);
+        if (!operation.responseRecord.empty())
+            addResponseSchemas(result, operation.responseRecord, operation.response);
     }
     const object text{{"type", "string"}};
     result["Done"] = closedObject({{"ReturnStatus", valueOf("0")}, {"error", null()}});
@@ -121,11 +121,11 @@ object schemas() {
 
 object requestBody(const OperationDescription& operation) {
     switch (operation.variant) {
-    case Variant::HeaderUpload:
+    case OperationVariant::HeaderUpload:
         return {{"description", "The bytes of the file"}, {"content", {{bytesType, object()}}}, {"required", true}};
-    case Variant::PostList:
+    case OperationVariant::PostList:
         return {{"content", content(jsonType, arrayOf(operation.requestRecord))}, {"required", true}};
-    case Variant::RawStream: {
+    case OperationVariant::RawStream: {
         auto schema = requestSchema(operation);
         schema["properties"].as_object()["Length"] =
             object{{"type", "string"},
@@ -171,7 +171,7 @@ object streamHeaders(array statuses) {
 
 /// The schemas of which the body of a response of status 200 keeps one.
 object bodySchema(const OperationDescription& operation) {
-    const auto record = operation.answerRecord.empty() ? std::string_view("Done") : operation.answerRecord;
+    const auto record = operation.responseRecord.empty() ? std::string_view("Done") : operation.responseRecord;
     array schemas{reference(record), reference("Refusal")};
     if (operation.name == "asyncGetTopFileUpload" || operation.name == "asyncGetTopFileRequest")
         schemas.push_back(reference("Nothing"));
@@ -180,18 +180,18 @@ object bodySchema(const OperationDescription& operation) {
     return {{"anyOf", std::move(schemas)}};
 }
 
-object answer(const OperationDescription& operation) {
+object response(const OperationDescription& operation) {
     switch (operation.variant) {
-    case Variant::RawStream:
+    case OperationVariant::RawStream:
         return {{"description", "The bytes of the item, or none"},
                 {"headers", streamHeaders({"0", "1", "2"})},
                 {"content", {{bytesType, object()}}}};
-    case Variant::PostList:
+    case OperationVariant::PostList:
         return {{"description", "One record, or refusal, for each of the request"},
                 {"content", content(jsonType, {{"type", "array"}, {"items", bodySchema(operation)}})}};
-    case Variant::PostForStatus:
+    case OperationVariant::PostForStatus:
         return {{"description", "The value of ReturnStatus is the whole result. The client library can only read an "
-                                "answer without one."},
+                                "response without one."},
                 {"content", content(jsonType, bodySchema(operation))}};
     default:
         return {{"description", "The record, or a refusal"}, {"content", content(jsonType, bodySchema(operation))}};
@@ -213,8 +213,8 @@ constexpr std::array refusals{
 };
 
 object responses(const OperationDescription& operation) {
-    object result{{"200", answer(operation)}};
-    const std::string_view prefix = operation.variant == Variant::RawStream ? "Stream" : "Refusal";
+    object result{{"200", response(operation)}};
+    const std::string_view prefix = operation.variant == OperationVariant::RawStream ? "Stream" : "Refusal";
     for (const auto& [status, text] : refusals)
         result[status] = {{"$ref", "#/components/responses/" + std::string(prefix) + status}};
     return result;
@@ -244,7 +244,7 @@ object post(const OperationDescription& operation) {
                   {"description", text},
                   {"tags", {operation.path.substr(0, operation.path.rfind('/'))}},
                   {"x-quenmark-variant", nameOf(operation.variant)}};
-    if (operation.variant == Variant::HeaderUpload)
+    if (operation.variant == OperationVariant::HeaderUpload)
         result["parameters"] = headerParameters(operation);
     result["requestBody"] = requestBody(operation);
     result["responses"] = responses(operation);

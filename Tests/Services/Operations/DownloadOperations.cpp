@@ -16,7 +16,7 @@ std::vector<OperationCase> downloadOperations() {
                    .body = R"({
   "FromComputerID" : "91"
 })",
-                   .answer = R"({"FilePath": "\\Docs\\a.txt", "FileRequestID": "601", "ReturnStatus": "0",
+                   .response = R"({"FilePath": "\\Docs\\a.txt", "FileRequestID": "601", "ReturnStatus": "0",
                                  "TransitDownloadPath": "transit/601", "FromShared": "1", "FileID": 77,
                                  "ByteStartPos": 4096, "error": {"Code": 1}})",
                    .record = {.filePath = "\\Docs\\a.txt",
@@ -44,7 +44,7 @@ std::vector<OperationCase> downloadOperations() {
   "TransitDownloadPath" : "transit/601",
   "Attachment" : "YWJj"
 })",
-                   .answer = R"({"ReturnStatus": "True", "error": {"Code": 2}})",
+                   .response = R"({"ReturnStatus": "True", "error": {"Code": 2}})",
                    .record = {.ReturnStatus = "True", .error = json(R"({"Code": 2})")},
                    .recordProperties = R"({"ReturnStatus": "True", "error": {"Code": 2}})"}),
         operation("asyncCheckFileExistsInDownloads", &RestInterface::asyncCheckFileExistsInDownloads,
@@ -54,7 +54,7 @@ std::vector<OperationCase> downloadOperations() {
                    .body = R"({
   "FilePath" : "/Docs/a.txt"
 })",
-                   .answer = R"({"ByteStartPos": "1024", "ReturnStatus": "0", "error": {"Code": 3}})",
+                   .response = R"({"ByteStartPos": "1024", "ReturnStatus": "0", "error": {"Code": 3}})",
                    .record = {.byteStartPos = "1024", .returnStatus = "0"},
                    .recordProperties = R"({"byteStartPos": "1024", "returnStatus": "0"})"}),
         operation("asyncupdateBSDownloadStreamStart", &RestInterface::asyncupdateBSDownloadStreamStart,
@@ -64,7 +64,7 @@ std::vector<OperationCase> downloadOperations() {
                    .body = R"({
   "FileRequestID" : "602"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 4}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 4}})",
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 4})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 4}})"}),
         operation(
@@ -75,7 +75,7 @@ std::vector<OperationCase> downloadOperations() {
              .body = R"({
   "FromComputerID" : "92"
 })",
-             .answer = R"({"DeleteRequestID": "701", "FilePath": "\\Docs\\old.txt", "ReturnStatus": "0",
+             .response = R"({"DeleteRequestID": "701", "FilePath": "\\Docs\\old.txt", "ReturnStatus": "0",
                                  "error": {"Code": 5}})",
              .record = {.deleteRequestID = "701", .filePath = "\\Docs\\old.txt", .returnStatus = "0", .error = nil},
              .recordProperties = R"({"deleteRequestID": "701", "filePath": "\\Docs\\old.txt",
@@ -87,7 +87,7 @@ std::vector<OperationCase> downloadOperations() {
                    .body = R"({
   "DeleteRequestID" : "701"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 6}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 6}})",
                    .record = {.returnStatus = "0", .error = nil},
                    .recordProperties = R"({"returnStatus": "0"})"}),
     };

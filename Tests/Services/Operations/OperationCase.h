@@ -44,9 +44,9 @@ struct OperationCase {
     std::string path;
     /// The request's whole body.
     std::string body;
-    /// What the server answers.
-    std::string answer;
-    /// The request's properties by name, and those of the answer's record.
+    /// What the server responses.
+    std::string response;
+    /// The request's properties by name, and those of the response's record.
     boost::json::value queryProperties;
     boost::json::value recordProperties;
     /// Makes the call.
@@ -72,46 +72,46 @@ boost::json::value printed(const std::vector<Record>& records) {
 }
 
 /// What is written by hand for one operation.
-template <class Query, class Answer>
+template <class Query, class Response>
 struct Expectation {
     Query query;
     const char* queryProperties;
     const char* path;
     const char* body;
-    const char* answer;
-    Answer record;
+    const char* response;
+    Response record;
     const char* recordProperties;
 };
 
-template <class Query, class Answer>
-OperationCase operation(const char* name, void (*call)(const Query&, Quenmark::CompletionHandler<Answer>),
-                        std::type_identity_t<Expectation<Query, Answer>> expected) {
+template <class Query, class Response>
+OperationCase operation(const char* name, void (*call)(const Query&, Quenmark::CompletionHandler<Response>),
+                        std::type_identity_t<Expectation<Query, Response>> expected) {
     OperationCase result;
     result.name = name;
     result.path = expected.path;
     result.body = expected.body;
-    result.answer = expected.answer;
+    result.response = expected.response;
     result.queryProperties = json(expected.queryProperties);
     result.recordProperties = json(expected.recordProperties);
     result.query = printed(expected.query);
     result.call = [call, query = expected.query, record = std::move(expected.record)](Outcome& outcome) {
-        call(query, [&outcome, record](Quenmark::Result<Answer> answer, std::int64_t status) {
+        call(query, [&outcome, record](Quenmark::Result<Response> response, std::int64_t status) {
             ++outcome.calls;
             outcome.status = status;
             outcome.queue = Platform::Queue::current();
-            outcome.isNil = answer.isNil();
-            if (answer.error() != nullptr)
-                outcome.errorCode = answer.error()->code;
-            if (answer.answer() == nullptr)
+            outcome.isNil = response.isNil();
+            if (response.error() != nullptr)
+                outcome.errorCode = response.error()->code;
+            if (response.value() == nullptr)
                 return;
-            outcome.isExpectedRecord = *answer.answer() == record;
-            outcome.record = printed(*answer.answer());
+            outcome.isExpectedRecord = *response.value() == record;
+            outcome.record = printed(*response.value());
         });
     };
     return result;
 }
 
-/// The operations whose answers are records, by the area that they belong to.
+/// The operations whose responses are records, by the area that they belong to.
 std::vector<OperationCase> registrationOperations();
 std::vector<OperationCase> uploadOperations();
 std::vector<OperationCase> downloadOperations();

@@ -37,11 +37,11 @@ void PrintTo(const LoggingOperation& operation, std::ostream* stream) {
     *stream << operation.name;
 }
 
-template <class Query, class Answer>
-std::function<void()> calling(void (*operation)(const Query&, Quenmark::CompletionHandler<Answer>),
+template <class Query, class Response>
+std::function<void()> calling(void (*operation)(const Query&, Quenmark::CompletionHandler<Response>),
                               std::type_identity_t<Query> query) {
     return [operation, query = std::move(query)] {
-        operation(query, [](const Quenmark::Result<Answer>&, std::int64_t) { Platform::Log::write("handler"); });
+        operation(query, [](const Quenmark::Result<Response>&, std::int64_t) { Platform::Log::write("handler"); });
     };
 }
 

@@ -1,4 +1,4 @@
-// Every operation whose answer is a record, on both transports: the exact path, the exact body, the exact record.
+// Every operation whose response is a record, on both transports: the exact path, the exact body, the exact record.
 
 #include "OperationCase.h"
 #include "ServiceFixture.h"
@@ -28,7 +28,7 @@ class AnOperation : public ServiceFixture, public ::testing::WithParamInterface<
 TEST_P(AnOperation, PostsItsExactBodyToItsPathAndHandsOnItsExactRecord) {
     const auto& [operation, release] = GetParam();
     setRelease(release);
-    server.enqueue(HttpReply::json(operation.answer));
+    server.enqueue(HttpReply::json(operation.response));
 
     Outcome outcome;
     operation.call(outcome);
@@ -52,11 +52,11 @@ TEST_P(AnOperation, PostsItsExactBodyToItsPathAndHandsOnItsExactRecord) {
     EXPECT_EQ(onMainQueue, release == release10_10) << outcome.queue->label();
 }
 
-TEST_P(AnOperation, HandsOnARecordOfNilsForAnAnswerThatLacksEveryKey) {
+TEST_P(AnOperation, HandsOnARecordOfNilsForAResponseThatLacksEveryKey) {
     const auto& [operation, release] = GetParam();
     setRelease(release);
-    const bool answersWithAList = operation.recordProperties.is_array();
-    server.enqueue(HttpReply::json(answersWithAList ? "[{}]" : "{}"));
+    const bool responsesWithAList = operation.recordProperties.is_array();
+    server.enqueue(HttpReply::json(responsesWithAList ? "[{}]" : "{}"));
 
     Outcome outcome;
     operation.call(outcome);
@@ -67,7 +67,7 @@ TEST_P(AnOperation, HandsOnARecordOfNilsForAnAnswerThatLacksEveryKey) {
         EXPECT_EQ(outcome.record, json(R"({"fileToTransferArray": [], "OwnerComputersArray": [],
                                            "RecFileFromTransferArray": [], "SharedfoldersWithStatusArray": []})"));
     else
-        EXPECT_EQ(outcome.record, json(answersWithAList ? "[{}]" : "{}"));
+        EXPECT_EQ(outcome.record, json(responsesWithAList ? "[{}]" : "{}"));
 }
 
 TEST_P(AnOperation, ReportsAtOnceThatTheNetworkIsNotReachableAndSendsNothing) {

@@ -25,7 +25,7 @@ std::vector<OperationCase> registrationOperations() {
   "LastName" : "Ångström",
   "NickName" : "annie"
 })",
-                   .answer = R"({"ReturnStatus": "True", "ReturnVal": 3, "UserID": "17",
+                   .response = R"({"ReturnStatus": "True", "ReturnVal": 3, "UserID": "17",
                                  "CloudComputerID": "90", "error": {"ErrorCode": 0}})",
                    .record = {.returnStatus = "True",
                               .returnValue = 3,
@@ -42,7 +42,7 @@ std::vector<OperationCase> registrationOperations() {
   "UserID" : "17",
   "QuenmarkPath" : "/home/ann/My Files"
 })",
-                   .answer = R"({"ComputerID": "91", "ReturnStatus": "0", "error": null})",
+                   .response = R"({"ComputerID": "91", "ReturnStatus": "0", "error": null})",
                    .record = {.computerId = "91", .returnStatus = "0", .error = json("null")},
                    .recordProperties = R"({"computerId": "91", "returnStatus": "0", "error": null})"}),
         operation("asyncSendActivationMail", &RestInterface::asyncSendActivationMail,
@@ -53,7 +53,7 @@ std::vector<OperationCase> registrationOperations() {
   "MailID" : "ann@example.org",
   "UserID" : "17"
 })",
-                   .answer = R"({"ReturnStatus": "True", "ReturnMsg": "Mail sent", "error": {}})",
+                   .response = R"({"ReturnStatus": "True", "ReturnMsg": "Mail sent", "error": {}})",
                    .record = {.returnStatus = "True", .returnMsg = "Mail sent", .error = json("{}")},
                    .recordProperties = R"({"returnStatus": "True", "returnMsg": "Mail sent", "error": {}})"}),
         operation("asyncOneTimeSyncOwnersSharedFolders", &RestInterface::asyncOneTimeSyncOwnersSharedFolders,
@@ -64,7 +64,7 @@ std::vector<OperationCase> registrationOperations() {
   "ComputerID" : "91",
   "UserID" : "17"
 })",
-                   .answer = R"({"error": {"Message": "none"}, "ReturnStatus": "1"})",
+                   .response = R"({"error": {"Message": "none"}, "ReturnStatus": "1"})",
                    .record = {.returnStatus = "1", .error = json(R"({"Message": "none"})")},
                    .recordProperties = R"({"returnStatus": "1", "error": {"Message": "none"}})"}),
         operation("asyncTransferFilesFromCloudToBaseSystem", &RestInterface::asyncTransferFilesFromCloudToBaseSystem,
@@ -75,7 +75,7 @@ std::vector<OperationCase> registrationOperations() {
   "ComputerID" : "91",
   "QuenmarkPath" : "C:\\Users\\ann"
 })",
-                   .answer = R"({"ReturnStatus": 0, "error": {"Code": 12}})",
+                   .response = R"({"ReturnStatus": 0, "error": {"Code": 12}})",
                    .record = {.returnStatus = 0, .error = json(R"({"Code": 12})")},
                    .recordProperties = R"({"returnStatus": 0, "error": {"Code": 12}})"}),
         operation("asyncCheckUserMailActivationStatus", &RestInterface::asyncCheckUserMailActivationStatus,
@@ -85,7 +85,7 @@ std::vector<OperationCase> registrationOperations() {
                    .body = R"({
   "UserID" : "17"
 })",
-                   .answer = R"({"ReturnStatus": "False", "ReturnVal": "2", "error": {"Message": "wait"}})",
+                   .response = R"({"ReturnStatus": "False", "ReturnVal": "2", "error": {"Message": "wait"}})",
                    .record = {.returnStatus = "False", .returnValue = "2", .error = json(R"({"Message": "wait"})")},
                    .recordProperties = R"({"returnStatus": "False", "returnValue": "2",
                                            "error": {"Message": "wait"}})"}),
@@ -99,7 +99,7 @@ std::vector<OperationCase> registrationOperations() {
   "ComputerID" : "91",
   "QuenmarkPath" : "/q"
 })",
-                   .answer = R"({"ReturnStatus": true, "error": []})",
+                   .response = R"({"ReturnStatus": true, "error": []})",
                    .record = {.returnStatus = true, .error = json("[]")},
                    .recordProperties = R"({"returnStatus": true, "error": []})"}),
         operation("asyncSendPasswordToMailId", &RestInterface::asyncSendPasswordToMailId,
@@ -109,7 +109,7 @@ std::vector<OperationCase> registrationOperations() {
                    .body = R"({
   "MailID" : "ann@example.org"
 })",
-                   .answer = R"({"ReturnMsg": "Sent", "ReturnStatus": "True", "error": "none"})",
+                   .response = R"({"ReturnMsg": "Sent", "ReturnStatus": "True", "error": "none"})",
                    .record = {.returnStatus = "True", .returnMsg = "Sent", .error = "none"},
                    .recordProperties = R"({"returnStatus": "True", "returnMsg": "Sent", "error": "none"})"}),
     };

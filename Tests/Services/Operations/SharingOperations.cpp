@@ -18,7 +18,7 @@ OperationCase stateOfSharing() {
   "UserID" : "17",
   "ComputerID" : "91"
 })",
-                      .answer = R"({
+                      .response = R"({
     "FileToTransfer": [{"QuenmarkPath": "f1", "ChangeType": "f2", "FromCloud": "f3", "FromComputerID": "f4",
                         "FullPath": "f5", "FullPathfromFileTable": "f6", "IsFile": "f7",
                         "IsOwnerToSubscriber": "f8", "NewFullPath": "f9", "OwnerFileID": "f10",
@@ -116,7 +116,7 @@ std::vector<OperationCase> sharingOperations() {
                    .body = R"({
   "SharedFileTransferID" : "12"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 1}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 1}})",
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 1})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 1}})"}),
         operation("asyncUpdateFileSendReceived", &RestInterface::asyncUpdateFileSendReceived,
@@ -126,7 +126,7 @@ std::vector<OperationCase> sharingOperations() {
                    .body = R"({
   "SharedFileTransferID" : "13"
 })",
-                   .answer = R"({"ReturnStatus": "1", "error": {"Code": 2}})",
+                   .response = R"({"ReturnStatus": "1", "error": {"Code": 2}})",
                    .record = {.returnStatus = "1", .error = json(R"({"Code": 2})")},
                    .recordProperties = R"({"returnStatus": "1", "error": {"Code": 2}})"}),
         operation("asyncIsFileExistsInCloud", &RestInterface::asyncIsFileExistsInCloud,
@@ -136,7 +136,7 @@ std::vector<OperationCase> sharingOperations() {
                    .body = R"({
   "StrFullPath" : "\\Shared\\a.txt"
 })",
-                   .answer = R"({"IsExists": "True", "ReturnStatus": "0", "error": {"Code": 3}})",
+                   .response = R"({"IsExists": "True", "ReturnStatus": "0", "error": {"Code": 3}})",
                    .record = {.isExists = "True", .returnStatus = "0", .error = json(R"({"Code": 3})")},
                    .recordProperties = R"({"isExists": "True", "returnStatus": "0", "error": {"Code": 3}})"}),
         operation("asyncUpdateFileReceived", &RestInterface::asyncUpdateFileReceived,
@@ -147,7 +147,7 @@ std::vector<OperationCase> sharingOperations() {
   "SharedFileTransferID" : "12",
   "IsExists" : "True"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 4}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 4}})",
                    .record = {.ReturnStatus = "0", .error = json(R"({"Code": 4})")},
                    .recordProperties = R"({"ReturnStatus": "0", "error": {"Code": 4}})"}),
         operation("asyncDeleteReceivedFileFromTransfer", &RestInterface::asyncDeleteReceivedFileFromTransfer,
@@ -160,7 +160,7 @@ std::vector<OperationCase> sharingOperations() {
   "SavedFileID" : "88",
   "SharedFileTransferID" : "12"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 5}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 5}})",
                    .record = {.ReturnStatus = "0", .error = json(R"({"Code": 5})")},
                    .recordProperties = R"({"ReturnStatus": "0", "error": {"Code": 5}})"}),
     };

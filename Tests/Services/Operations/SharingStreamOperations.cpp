@@ -18,7 +18,7 @@ std::vector<OperationCase> sharingStreamOperations() {
   "SharedFileTransferID" : "12",
   "FullPathfromFileTable" : "\\Shared\\a.txt"
 })",
-                   .answer = R"({"ByteStartPos": 9223372036854775807, "ReturnStatus": "0", "error": {"Code": 1}})",
+                   .response = R"({"ByteStartPos": 9223372036854775807, "ReturnStatus": "0", "error": {"Code": 1}})",
                    .record = {.byteStartPos = 9223372036854775807, .returnStatus = "0"},
                    .recordProperties = R"({"byteStartPos": 9223372036854775807, "returnStatus": "0"})"}),
         operation("asyncUpdateBSSendStreamStarted", &RestInterface::asyncUpdateBSSendStreamStarted,
@@ -28,7 +28,7 @@ std::vector<OperationCase> sharingStreamOperations() {
                    .body = R"({
   "SharedFileTransferID" : "13"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 2}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 2}})",
                    .record = {.returnStatus = "0", .error = nil},
                    .recordProperties = R"({"returnStatus": "0"})"}),
         operation("asyncUpdateBSSendStreamFailed", &RestInterface::asyncUpdateBSSendStreamFailed,
@@ -38,7 +38,7 @@ std::vector<OperationCase> sharingStreamOperations() {
                    .body = R"({
   "SharedFileTransferID" : "14"
 })",
-                   .answer = R"({"ReturnStatus": "1", "error": {"Code": 3}})",
+                   .response = R"({"ReturnStatus": "1", "error": {"Code": 3}})",
                    .record = {.returnStatus = "1", .error = nil},
                    .recordProperties = R"({"returnStatus": "1"})"}),
         operation("asyncUpdateBSReceiveStreamStart", &RestInterface::asyncUpdateBSReceiveStreamStart,
@@ -48,7 +48,7 @@ std::vector<OperationCase> sharingStreamOperations() {
                    .body = R"({
   "SharedFileTransferID" : "15"
 })",
-                   .answer = R"({"ReturnStatus": "2", "error": {"Code": 4}})",
+                   .response = R"({"ReturnStatus": "2", "error": {"Code": 4}})",
                    .record = {.returnStatus = "2", .error = nil},
                    .recordProperties = R"({"returnStatus": "2"})"}),
         operation("asyncUpdateBSReceiveStreamfailed", &RestInterface::asyncUpdateBSReceiveStreamfailed,
@@ -58,7 +58,7 @@ std::vector<OperationCase> sharingStreamOperations() {
                    .body = R"({
   "SharedFileTransferID" : "16"
 })",
-                   .answer = R"({"ReturnStatus": "3", "error": {"Code": 5}})",
+                   .response = R"({"ReturnStatus": "3", "error": {"Code": 5}})",
                    .record = {.returnStatus = "3", .error = nil},
                    .recordProperties = R"({"returnStatus": "3"})"}),
     };

@@ -122,11 +122,11 @@ protected:
         query.transitDownloadPath = "transit/601";
         query.attachment = "not sent";
         RestInterface::asyncUpdateFileRequestWithStream(
-            query, [this](Quenmark::Result<Quenmark::UpdateFileRequestResponseData> answer, std::int64_t with) {
+            query, [this](Quenmark::Result<Quenmark::UpdateFileRequestResponseData> response, std::int64_t with) {
                 ++calls;
                 status = with;
                 onMainQueue = Queue::current() == Queue::main();
-                result = std::move(answer);
+                result = std::move(response);
             });
         quoted = filePath;
         for (std::size_t at = quoted.find('\\'); at != std::string::npos; at = quoted.find('\\', at + 2))
@@ -155,8 +155,8 @@ TEST_F(AnUploadOperation, SendsTheFileAndHandsOnTheRecord) {
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(status, 0);
     EXPECT_TRUE(onMainQueue);
-    ASSERT_NE(result.answer(), nullptr);
-    EXPECT_EQ(*result.answer(),
+    ASSERT_NE(result.value(), nullptr);
+    EXPECT_EQ(*result.value(),
               (Quenmark::UpdateFileRequestResponseData{.ReturnStatus = "True", .error = json(R"({"Code": 1})")}));
     EXPECT_EQ(log.entries(), (Log{parameters, "7 transit/601 601"}));
     ASSERT_EQ(server.requests().size(), 1U);
@@ -168,13 +168,13 @@ TEST_F(AnUploadOperation, SendsTheFileAndHandsOnTheRecord) {
     EXPECT_EQ(server.requests()[0].body, "content");
 }
 
-TEST_F(AnUploadOperation, HandsOnARecordOfNilsForAnAnswerThatIsNotJson) {
+TEST_F(AnUploadOperation, HandsOnARecordOfNilsForAResponseThatIsNotJson) {
     server.enqueue(HttpReply::ok("stored"));
     call(folder.write("report.txt", "content"));
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(status, 0);
-    ASSERT_NE(result.answer(), nullptr);
-    EXPECT_EQ(*result.answer(), Quenmark::UpdateFileRequestResponseData{});
+    ASSERT_NE(result.value(), nullptr);
+    EXPECT_EQ(*result.value(), Quenmark::UpdateFileRequestResponseData{});
 }
 
 TEST_F(AnUploadOperation, HandsOnTheErrorOfAFileThatIsNotThere) {

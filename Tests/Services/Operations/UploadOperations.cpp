@@ -16,7 +16,7 @@ std::vector<OperationCase> uploadOperations() {
                    .body = R"({
   "ToComputerID" : "91"
 })",
-                   .answer = R"({"Attachment": "YQ==", "FileName": "a b.txt", "FileUploadID": "501",
+                   .response = R"({"Attachment": "YQ==", "FileName": "a b.txt", "FileUploadID": "501",
                                  "IsFile": "True", "ReturnStatus": "0", "ServerPath": "\\Docs\\a b.txt",
                                  "ToComputerID": "91", "TransitUploadPath": "transit/501",
                                  "UploadProcessed": "False", "error": {"Code": 1}})",
@@ -49,7 +49,7 @@ std::vector<OperationCase> uploadOperations() {
   "ServerPath" : "\\Docs\\Überblick.txt",
   "TransitUploadPath" : "transit/501"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 2}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 2}})",
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 2})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 2}})"}),
         operation("asyncupdateBSUploadStreamStart", &RestInterface::asyncupdateBSUploadStreamStart,
@@ -59,7 +59,7 @@ std::vector<OperationCase> uploadOperations() {
                    .body = R"({
   "FileUploadID" : "502"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 3}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 3}})",
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 3})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 3}})"}),
         operation("asyncUpdateBSUploadStreamFailed", &RestInterface::asyncUpdateBSUploadStreamFailed,
@@ -69,7 +69,7 @@ std::vector<OperationCase> uploadOperations() {
                    .body = R"({
   "FileUploadID" : "503"
 })",
-                   .answer = R"({"ReturnStatus": "1", "error": {"Code": 4}})",
+                   .response = R"({"ReturnStatus": "1", "error": {"Code": 4}})",
                    .record = {.returnStatus = "1", .error = json(R"({"Code": 4})")},
                    .recordProperties = R"({"returnStatus": "1", "error": {"Code": 4}})"}),
         operation("asyncLogError", &RestInterface::asyncLogError,
@@ -89,7 +89,7 @@ std::vector<OperationCase> uploadOperations() {
   "ComputerID" : "91",
   "UserID" : "17"
 })",
-                   .answer = R"({"ReturnStatus": "0", "error": {"Code": 5}})",
+                   .response = R"({"ReturnStatus": "0", "error": {"Code": 5}})",
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 5})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 5}})"}),
     };

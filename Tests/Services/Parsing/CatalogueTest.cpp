@@ -12,12 +12,12 @@ namespace ServicesTests {
 
 namespace {
 
-using Quenmark::Variant;
+using Quenmark::OperationVariant;
 
 struct Row {
     std::string name;
     std::string handlerKeyword;
-    Variant variant;
+    OperationVariant variant;
 
     bool operator==(const Row&) const = default;
 };
@@ -28,45 +28,45 @@ void PrintTo(const Row& row, std::ostream* stream) {
 
 const std::vector<Row>& expectedRows() {
     static const std::vector<Row> rows{
-        {"asyncUserRegistration", "withCompletionHandler", Variant::Post},
-        {"asyncRegisterComputer", "withCompletionHandler", Variant::Post},
-        {"asyncSendActivationMail", "withCompletionHandler", Variant::Post},
-        {"asyncOneTimeSyncOwnersSharedFolders", "withCompletionHandler", Variant::Post},
-        {"asyncTransferFilesFromCloudToBaseSystem", "withCompletionHandler", Variant::Post},
-        {"asyncGetTopFileUpload", "withCompletionHandler", Variant::Post},
-        {"asyncCheckUserMailActivationStatus", "withCompletionHandler", Variant::Post},
-        {"asyncUpdateFileUpload", "withCompletionHandler", Variant::Post},
-        {"asyncGetTopFileRequest", "withCompletionHandler", Variant::Post},
-        {"asyncUpdateFileRequest", "withCompletionHandler", Variant::Post},
-        {"asyncSyncFilesInTableAndCloud", "withCompletionHandler", Variant::PostList},
-        {"asyncUpdateComputerStatus", "withCompletionHandler", Variant::Post},
-        {"asyncOneTimeSyncFiles", "withCompletionHandler", Variant::Post},
-        {"asyncSendPasswordToMailId", "withCompiletionHandler", Variant::Post},
-        {"asyncGetTopFileUploadWithStream", "withCompletionHandler", Variant::RawStream},
-        {"asyncUpdateFileRequestWithStream", "withCompletionHandler", Variant::HeaderUpload},
-        {"asyncLogError", "withCompiletionHandler", Variant::Post},
-        {"asyncGetSharedFilesTransferData", "withCompletionHandler", Variant::Post},
-        {"asyncUpdateFileExist", "withCompletionHandler", Variant::Post},
-        {"asyncUpdateFileSendReceived", "withCompletionHandler", Variant::Post},
-        {"asyncUploadFileWithStream", "withCompletionHandler", Variant::PostForStatus},
-        {"asyncupdateSendFileToTransfer", "withcompletionHandler", Variant::PostForStatus},
-        {"asyncIsFileExistsInCloud", "withCompiletionHandler", Variant::Post},
-        {"asyncUpdateFileReceived", "withCompiletionHandler", Variant::Post},
-        {"asyncDeleteReceivedFileFromTransfer", "withCompiletionHandler", Variant::Post},
-        {"asyncInsertFile", "withCompletionHandler", Variant::Post},
-        {"asyncInsertSharedFilesTransfer", "withCompletionHandler", Variant::Post},
-        {"asyncupdateBSUploadStreamStart", "withCompletionHandler", Variant::Post},
-        {"asyncCheckFileExistsInDownloads", "withCompletionhandler", Variant::Post},
-        {"asyncUpdateBSUploadStreamFailed", "withCompletionHandler", Variant::Post},
-        {"asyncCheckFileExistsInTransfers", "withCompletionhandler", Variant::Post},
-        {"asyncUpdateBSSendStreamStarted", "withCompletionHandler", Variant::Post},
-        {"asyncUpdateBSSendStreamFailed", "withCompletionHandler", Variant::Post},
-        {"asyncUpdateBSReceiveStreamStart", "withCompletionHandler", Variant::Post},
-        {"asyncUpdateBSReceiveStreamfailed", "withCompletionHandler", Variant::Post},
-        {"asyncupdateBSDownloadStreamStart", "withCompletionHandler", Variant::Post},
-        {"asyncupdateBSDownloadStreamFailed", "withCompletionHandler", Variant::Post},
-        {"asyncGetTopFileDeleteRequest", "withCompletionHandler", Variant::Post},
-        {"asyncUpdateBSFileDeleted", "withCompletionHandler", Variant::Post},
+        {"asyncUserRegistration", "withCompletionHandler", OperationVariant::Post},
+        {"asyncRegisterComputer", "withCompletionHandler", OperationVariant::Post},
+        {"asyncSendActivationMail", "withCompletionHandler", OperationVariant::Post},
+        {"asyncOneTimeSyncOwnersSharedFolders", "withCompletionHandler", OperationVariant::Post},
+        {"asyncTransferFilesFromCloudToBaseSystem", "withCompletionHandler", OperationVariant::Post},
+        {"asyncGetTopFileUpload", "withCompletionHandler", OperationVariant::Post},
+        {"asyncCheckUserMailActivationStatus", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUpdateFileUpload", "withCompletionHandler", OperationVariant::Post},
+        {"asyncGetTopFileRequest", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUpdateFileRequest", "withCompletionHandler", OperationVariant::Post},
+        {"asyncSyncFilesInTableAndCloud", "withCompletionHandler", OperationVariant::PostList},
+        {"asyncUpdateComputerStatus", "withCompletionHandler", OperationVariant::Post},
+        {"asyncOneTimeSyncFiles", "withCompletionHandler", OperationVariant::Post},
+        {"asyncSendPasswordToMailId", "withCompiletionHandler", OperationVariant::Post},
+        {"asyncGetTopFileUploadWithStream", "withCompletionHandler", OperationVariant::RawStream},
+        {"asyncUpdateFileRequestWithStream", "withCompletionHandler", OperationVariant::HeaderUpload},
+        {"asyncLogError", "withCompiletionHandler", OperationVariant::Post},
+        {"asyncGetSharedFilesTransferData", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUpdateFileExist", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUpdateFileSendReceived", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUploadFileWithStream", "withCompletionHandler", OperationVariant::PostForStatus},
+        {"asyncupdateSendFileToTransfer", "withcompletionHandler", OperationVariant::PostForStatus},
+        {"asyncIsFileExistsInCloud", "withCompiletionHandler", OperationVariant::Post},
+        {"asyncUpdateFileReceived", "withCompiletionHandler", OperationVariant::Post},
+        {"asyncDeleteReceivedFileFromTransfer", "withCompiletionHandler", OperationVariant::Post},
+        {"asyncInsertFile", "withCompletionHandler", OperationVariant::Post},
+        {"asyncInsertSharedFilesTransfer", "withCompletionHandler", OperationVariant::Post},
+        {"asyncupdateBSUploadStreamStart", "withCompletionHandler", OperationVariant::Post},
+        {"asyncCheckFileExistsInDownloads", "withCompletionhandler", OperationVariant::Post},
+        {"asyncUpdateBSUploadStreamFailed", "withCompletionHandler", OperationVariant::Post},
+        {"asyncCheckFileExistsInTransfers", "withCompletionhandler", OperationVariant::Post},
+        {"asyncUpdateBSSendStreamStarted", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUpdateBSSendStreamFailed", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUpdateBSReceiveStreamStart", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUpdateBSReceiveStreamfailed", "withCompletionHandler", OperationVariant::Post},
+        {"asyncupdateBSDownloadStreamStart", "withCompletionHandler", OperationVariant::Post},
+        {"asyncupdateBSDownloadStreamFailed", "withCompletionHandler", OperationVariant::Post},
+        {"asyncGetTopFileDeleteRequest", "withCompletionHandler", OperationVariant::Post},
+        {"asyncUpdateBSFileDeleted", "withCompletionHandler", OperationVariant::Post},
     };
     return rows;
 }
@@ -80,6 +80,15 @@ TEST(TheCatalogue, ListsTheThirtyNineOperationsInTheOrderOfTheFacade) {
         Quenmark::Catalogue::operations);
     EXPECT_EQ(rows.size(), 39U);
     EXPECT_EQ(rows, expectedRows());
+}
+
+TEST(TheCatalogue, TellsTheRowsThatItListsFromOthers) {
+    using Quenmark::Catalogue::isListed;
+    static_assert(isListed(Quenmark::Catalogue::userRegistration));
+    static_assert(isListed(Quenmark::Catalogue::updateBSFileDeleted));
+    constexpr Quenmark::Operation<Quenmark::LogErrorQuery, Quenmark::LogErrorResponseData> unlisted{
+        .name = "asyncLogErrors", .path = "MAC/ErrorLog.svc/LogError"};
+    static_assert(!isListed(unlisted));
 }
 
 TEST(TheCatalogue, EndsOnePathWithTheObjectReplacementCharacter) {

@@ -1,4 +1,4 @@
-// Answers and the records that are made of them: what is kept as it came, and what fails.
+// Responses and the records that are made of them: what is kept as it came, and what fails.
 
 #include "Services/DataParser.h"
 
@@ -13,8 +13,8 @@ namespace ServicesTests {
 
 namespace {
 
-using Quenmark::AnswerField;
 using Quenmark::DataParser;
+using Quenmark::ResponseField;
 using Quenmark::UnsupportedOperation;
 
 boost::json::value json(std::string_view text) {
@@ -23,14 +23,14 @@ boost::json::value json(std::string_view text) {
 
 TEST(ADataParser, KeepsAStringAndLeavesAMissingErrorNil) {
     const auto record = DataParser::parseUpdateFileUploadResponseData(json(R"({"ReturnStatus": "True"})"));
-    EXPECT_EQ(record.returnStatus, AnswerField("True"));
+    EXPECT_EQ(record.returnStatus, ResponseField("True"));
     EXPECT_EQ(record.error, std::nullopt);
 }
 
 TEST(ADataParser, KeepsANumberApartFromItsText) {
     const auto record = DataParser::parseUpdateFileUploadResponseData(json(R"({"ReturnStatus": 1})"));
-    EXPECT_EQ(record.returnStatus, AnswerField(1));
-    EXPECT_NE(record.returnStatus, AnswerField("1"));
+    EXPECT_EQ(record.returnStatus, ResponseField(1));
+    EXPECT_NE(record.returnStatus, ResponseField("1"));
 }
 
 TEST(ADataParser, KeepsANullApartFromNil) {
@@ -43,17 +43,17 @@ TEST(ADataParser, KeepsANullApartFromNil) {
 TEST(ADataParser, KeepsObjectsAndListsAsTheyStand) {
     const auto record = DataParser::parseUpdateFileUploadResponseData(
         json(R"({"error": {"Code": [1, {"deep": null}]}, "ReturnStatus": ["a"]})"));
-    EXPECT_EQ(record.error, AnswerField(json(R"({"Code": [1, {"deep": null}]})")));
-    EXPECT_EQ(record.returnStatus, AnswerField(json(R"(["a"])")));
+    EXPECT_EQ(record.error, ResponseField(json(R"({"Code": [1, {"deep": null}]})")));
+    EXPECT_EQ(record.returnStatus, ResponseField(json(R"(["a"])")));
 }
 
 TEST(ADataParser, FindsKeysInAnyOrderAmongUnknownOnes) {
     const auto record = DataParser::parseGetTopFileUploadResponseData(
         json(R"({"zz": 1, "error": 2, "UploadProcessed": 3, "Attachment": 4, "aa": 5, "FileName": 6})"));
-    EXPECT_EQ(record.error, AnswerField(2));
-    EXPECT_EQ(record.uploadProcessed, AnswerField(3));
-    EXPECT_EQ(record.attachment, AnswerField(4));
-    EXPECT_EQ(record.fileName, AnswerField(6));
+    EXPECT_EQ(record.error, ResponseField(2));
+    EXPECT_EQ(record.uploadProcessed, ResponseField(3));
+    EXPECT_EQ(record.attachment, ResponseField(4));
+    EXPECT_EQ(record.fileName, ResponseField(6));
     EXPECT_EQ(record.isFile, std::nullopt);
 }
 
@@ -73,8 +73,8 @@ TEST(ADataParser, MakesOneRecordForEachChange) {
     const auto records =
         DataParser::parseSyncFilesInTableAndCloudResponseData(json(R"([{"FileID": "7", "ReturnStatus": "True"}])"));
     ASSERT_EQ(records.size(), 1U);
-    EXPECT_EQ(records[0].fileId, AnswerField("7"));
-    EXPECT_EQ(records[0].returnStatus, AnswerField("True"));
+    EXPECT_EQ(records[0].fileId, ResponseField("7"));
+    EXPECT_EQ(records[0].returnStatus, ResponseField("True"));
     EXPECT_EQ(records[0].baseSystemFileID, std::nullopt);
     EXPECT_EQ(records[0].error, std::nullopt);
 }
@@ -83,10 +83,10 @@ TEST(ADataParser, KeepsTheOrderOfTheChanges) {
     const auto records = DataParser::parseSyncFilesInTableAndCloudResponseData(
         json(R"([{"FileID": 3}, {"FileID": 1}, {}, {"FileID": 2}])"));
     ASSERT_EQ(records.size(), 4U);
-    EXPECT_EQ(records[0].fileId, AnswerField(3));
-    EXPECT_EQ(records[1].fileId, AnswerField(1));
+    EXPECT_EQ(records[0].fileId, ResponseField(3));
+    EXPECT_EQ(records[1].fileId, ResponseField(1));
     EXPECT_EQ(records[2].fileId, std::nullopt);
-    EXPECT_EQ(records[3].fileId, AnswerField(2));
+    EXPECT_EQ(records[3].fileId, ResponseField(2));
 }
 
 TEST(ADataParser, MakesAnEmptyListOfNoChanges) {
@@ -95,9 +95,9 @@ TEST(ADataParser, MakesAnEmptyListOfNoChanges) {
 }
 
 TEST(ADataParser, FailsForChangesThatAreNoObjects) {
-    for (const auto* answer : {R"([{}, 1])", R"(["FileID"])", "[null]", "[[]]", R"({"FileID": "7"})"})
-        EXPECT_THROW(DataParser::parseSyncFilesInTableAndCloudResponseData(json(answer)), UnsupportedOperation)
-            << answer;
+    for (const auto* response : {R"([{}, 1])", R"(["FileID"])", "[null]", "[[]]", R"({"FileID": "7"})"})
+        EXPECT_THROW(DataParser::parseSyncFilesInTableAndCloudResponseData(json(response)), UnsupportedOperation)
+            << response;
 }
 
 TEST(ADataParser, FailsForAnArrayInThePlaceOfARecord) {
@@ -106,18 +106,19 @@ TEST(ADataParser, FailsForAnArrayInThePlaceOfARecord) {
 }
 
 TEST(ADataParser, GivesNilForABareStatusThatIsNotThere) {
-    for (const auto* answer : {"{}", R"({"error": {"Code": 1}})", R"({"returnStatus": "0"})"}) {
-        EXPECT_EQ(DataParser::parseUploadFileWithStreamResponseData(json(answer)), std::nullopt) << answer;
-        EXPECT_EQ(DataParser::parseUpdateSendFileToTransferResponseData(json(answer)), std::nullopt) << answer;
+    for (const auto* response : {"{}", R"({"error": {"Code": 1}})", R"({"returnStatus": "0"})"}) {
+        EXPECT_EQ(DataParser::parseUploadFileWithStreamResponseData(json(response)), std::nullopt) << response;
+        EXPECT_EQ(DataParser::parseUpdateSendFileToTransferResponseData(json(response)), std::nullopt) << response;
     }
 }
 
 TEST(ADataParser, FailsForABareStatusThatIsThereSinceItHasNoErrorToSet) {
-    for (const auto* answer : {R"({"ReturnStatus": "True"})", R"({"ReturnStatus": 0})", R"({"ReturnStatus": null})",
-                               R"({"ReturnStatus": {}, "error": {}})"}) {
-        EXPECT_THROW(DataParser::parseUploadFileWithStreamResponseData(json(answer)), UnsupportedOperation) << answer;
-        EXPECT_THROW(DataParser::parseUpdateSendFileToTransferResponseData(json(answer)), UnsupportedOperation)
-            << answer;
+    for (const auto* response : {R"({"ReturnStatus": "True"})", R"({"ReturnStatus": 0})", R"({"ReturnStatus": null})",
+                                 R"({"ReturnStatus": {}, "error": {}})"}) {
+        EXPECT_THROW(DataParser::parseUploadFileWithStreamResponseData(json(response)), UnsupportedOperation)
+            << response;
+        EXPECT_THROW(DataParser::parseUpdateSendFileToTransferResponseData(json(response)), UnsupportedOperation)
+            << response;
     }
 }
 

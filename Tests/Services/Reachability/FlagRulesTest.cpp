@@ -31,7 +31,7 @@ public:
     ~GivenFlags() { NetworkTarget::replaceSource({}); }
 };
 
-/// What each of the questions answers for some flags; nil are flags that cannot be read.
+/// What each of the questions gives for some flags; nil are flags that cannot be read.
 struct Row {
     std::optional<std::uint32_t> flags;
     bool conectionStatus;

@@ -1,8 +1,8 @@
-// Every parser of the catalogue against answers that no server should send.
+// Every parser of the catalogue against responses that no server should send.
 
 #include "Platform/Json.h"
-#include "Services/Catalogue.h"
 #include "Services/Coding.h"
+#include "Services/DataParser.h"
 #include "Services/Properties.h"
 
 #include <boost/json/parse.hpp>
@@ -58,13 +58,13 @@ struct IsList : std::false_type {};
 template <class T>
 struct IsList<std::vector<T>> : std::true_type {};
 
-/// Calls `visit` with each operation of the catalogue that parses its answer into one record.
+/// Calls `visit` with each operation of the catalogue that parses its response into one record.
 template <class Visit>
 void forEachRecordOperation(const Visit& visit) {
     const auto visitOne = [&](const auto& operation) {
-        using Answer = typename std::decay_t<decltype(operation)>::Answer;
-        if constexpr (!IsList<Answer>::value && !std::is_same_v<Answer, Quenmark::RawAnswer> &&
-                      !std::is_same_v<Answer, Quenmark::AnswerField>)
+        using Response = typename std::decay_t<decltype(operation)>::Response;
+        if constexpr (!IsList<Response>::value && !std::is_same_v<Response, Quenmark::RawResponse> &&
+                      !std::is_same_v<Response, Quenmark::ResponseField>)
             visit(operation);
     };
     std::apply([&](const auto&... operation) { (visitOne(operation), ...); }, Quenmark::Catalogue::operations);
@@ -93,10 +93,10 @@ TEST(EveryParser, KeepsAValueOfAnyKindInAnyFieldOfItsRecord) {
     for (const auto& value : everyKindOfValue()) {
         fields = 0;
         forEachRecordOperation([&](const auto& operation) {
-            using Record = typename std::decay_t<decltype(operation)>::Answer;
+            using Record = typename std::decay_t<decltype(operation)>::Response;
             Quenmark::forEachField<Record>([&](const auto& field) {
                 using Member = std::decay_t<decltype(std::declval<Record>().*field.member)>;
-                if constexpr (std::is_same_v<Member, Quenmark::AnswerField>) {
+                if constexpr (std::is_same_v<Member, Quenmark::ResponseField>) {
                     if (field.key == Quenmark::notOnTheWire)
                         return;
                     ++fields;
@@ -116,25 +116,25 @@ TEST(EveryParser, TakesAnObjectOfOtherKeysForARecordOfNils) {
     for (int key = 0; key < 1000; ++key)
         others.emplace("Key" + std::to_string(key), nested(3));
     forEachRecordOperation([&](const auto& operation) {
-        using Record = typename std::decay_t<decltype(operation)>::Answer;
+        using Record = typename std::decay_t<decltype(operation)>::Response;
         EXPECT_EQ(operation.decode(boost::json::value(others)), Record{}) << operation.name;
     });
 }
 
-TEST(EveryParser, TakesTheDeepestAnswerThatIsRead) {
+TEST(EveryParser, TakesTheDeepestResponseThatIsRead) {
     const std::size_t depth = Platform::Json::maximumDepth - 1;
     const std::string deep = std::string(depth, '[') + std::string(depth, ']');
     const auto parsed = Platform::Json::parse(R"({"ReturnStatus": )" + deep + "}");
-    const auto* answer = std::get_if<boost::json::value>(&parsed);
-    ASSERT_NE(answer, nullptr);
+    const auto* response = std::get_if<boost::json::value>(&parsed);
+    ASSERT_NE(response, nullptr);
     forEachRecordOperation([&](const auto& operation) {
-        const auto properties = Quenmark::propertiesOf(operation.decode(boost::json::value(*answer)));
+        const auto properties = Quenmark::propertiesOf(operation.decode(boost::json::value(*response)));
         const char* name = properties.contains("returnStatus") ? "returnStatus" : "ReturnStatus";
         EXPECT_EQ(boost::json::serialize(properties.at(name)), deep) << operation.name;
     });
 }
 
-TEST(AnAnswer, IsNotReadWhenItIsNestedTooDeep) {
+TEST(AResponse, IsNotReadWhenItIsNestedTooDeep) {
     const std::size_t most = Platform::Json::maximumDepth;
     const auto text = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
     EXPECT_TRUE(std::holds_alternative<boost::json::value>(Platform::Json::parse(text(most))));
@@ -142,7 +142,7 @@ TEST(AnAnswer, IsNotReadWhenItIsNestedTooDeep) {
     EXPECT_TRUE(std::holds_alternative<Platform::Error>(Platform::Json::parse(std::string(1 << 20, '['))));
 }
 
-TEST(AnAnswer, IsRefusedWhereItsRecordsTakeMoreThan256MiB) {
+TEST(AResponse, IsRefusedWhereItsRecordsTakeMoreThan256MiB) {
     using Quenmark::DataParser;
     const auto empties = [](std::size_t count) { return boost::json::array(count, boost::json::object()); };
     // Half of it for each of two lists, and one too many.
@@ -154,9 +154,10 @@ TEST(AnAnswer, IsRefusedWhereItsRecordsTakeMoreThan256MiB) {
               received);
     EXPECT_THROW(DataParser::parseGetSharedFilesTransferDataResponseData(boost::json::object{
                      {"FileToTransfer", empties(files)}, {"RecFileFromTransfer", empties(received + 2)}}),
-                 Quenmark::AnswerTooLarge);
+                 Quenmark::ResponseTooLarge);
     const std::size_t results = (256 << 20) / sizeof(Quenmark::SyncFilesInTableAndCloudResponseData);
-    EXPECT_THROW(DataParser::parseSyncFilesInTableAndCloudResponseData(empties(results + 1)), Quenmark::AnswerTooLarge);
+    EXPECT_THROW(DataParser::parseSyncFilesInTableAndCloudResponseData(empties(results + 1)),
+                 Quenmark::ResponseTooLarge);
 }
 
 } // namespace

@@ -16,7 +16,7 @@ namespace ServicesTests {
 namespace {
 
 using Platform::Queue;
-using Quenmark::AnswerField;
+using Quenmark::ResponseField;
 using Quenmark::RestInterface;
 using Quenmark::Result;
 using TestSupport::HttpReply;
@@ -29,9 +29,9 @@ class AnUnusualOperation : public ServiceFixture, public ::testing::WithParamInt
 protected:
     AnUnusualOperation() { setRelease(GetParam()); }
 
-    template <class Answer>
-    Quenmark::CompletionHandler<Answer> keep(std::optional<Result<Answer>>& into) {
-        return [this, &into](Result<Answer> result, std::int64_t with) {
+    template <class Response>
+    Quenmark::CompletionHandler<Response> keep(std::optional<Result<Response>>& into) {
+        return [this, &into](Result<Response> result, std::int64_t with) {
             ++calls;
             status = with;
             onMainQueue = Queue::current() == Queue::main();
@@ -64,8 +64,8 @@ TEST_P(AnUnusualOperation, PostsAnEmptyListAsABareArray) {
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(server.requests().at(0).body, "[]");
     EXPECT_EQ(status, 0);
-    ASSERT_NE(result->answer(), nullptr);
-    EXPECT_TRUE(result->answer()->empty());
+    ASSERT_NE(result->value(), nullptr);
+    EXPECT_TRUE(result->value()->empty());
 }
 
 TEST_P(AnUnusualOperation, NeverCallsTheHandlerForAListThatIsNone) {
@@ -77,7 +77,7 @@ TEST_P(AnUnusualOperation, NeverCallsTheHandlerForAListThatIsNone) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST_P(AnUnusualOperation, NeverCallsTheHandlerForASharingAnswerThatCannotBeParsed) {
+TEST_P(AnUnusualOperation, NeverCallsTheHandlerForASharingResponseThatCannotBeParsed) {
     server.enqueue(HttpReply::json(R"({"OwnerComputers": null})"));
     std::optional<Result<Quenmark::GetSharedFilesTransferDataResponseData>> result;
     RestInterface::asyncGetSharedFilesTransferData({}, keep(result));
@@ -92,13 +92,13 @@ TEST_P(AnUnusualOperation, HandsOnNilForAStatusThatIsNotThere) {
     upload.quenmarkPath = "/q";
     upload.fullPathFromFileTable = "\\Shared\\a.txt";
     server.enqueue(HttpReply::json(R"({"error": {"Code": 1}})"));
-    std::optional<Result<AnswerField>> result;
+    std::optional<Result<ResponseField>> result;
     RestInterface::asyncUploadFileWithStream(upload, keep(result));
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(status, 0);
     EXPECT_EQ(onMainQueue, GetParam() == release10_10);
-    ASSERT_NE(result->answer(), nullptr);
-    EXPECT_EQ(*result->answer(), std::nullopt);
+    ASSERT_NE(result->value(), nullptr);
+    EXPECT_EQ(*result->value(), std::nullopt);
     ASSERT_EQ(server.requests().size(), 1U);
     EXPECT_EQ(server.requests()[0].target, std::string(root) + "MAC/SharedFiles.svc/UploadFileWithStream");
     EXPECT_EQ(server.requests()[0].body, R"({
@@ -122,12 +122,12 @@ TEST_P(AnUnusualOperation, HandsOnNilForATransferWhoseStatusIsNotThere) {
                                                  .FileNameToSend = "11",
                                                  .Length = "12"};
     server.enqueue(HttpReply::json("{}"));
-    std::optional<Result<AnswerField>> result;
+    std::optional<Result<ResponseField>> result;
     RestInterface::asyncupdateSendFileToTransfer(send, keep(result));
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(status, 0);
-    ASSERT_NE(result->answer(), nullptr);
-    EXPECT_EQ(*result->answer(), std::nullopt);
+    ASSERT_NE(result->value(), nullptr);
+    EXPECT_EQ(*result->value(), std::nullopt);
     ASSERT_EQ(server.requests().size(), 1U);
     EXPECT_EQ(server.requests()[0].target, std::string(root) + "MAC/SharedFiles.svc/UpdateSendFileToTransfer");
     EXPECT_EQ(server.requests()[0].body, R"({
@@ -150,7 +150,7 @@ TEST_P(AnUnusualOperation, NeverCallsTheHandlerForAStatusThatIsThere) {
     for (const auto operation : {0, 1}) {
         log.clear();
         server.enqueue(HttpReply::json(R"({"ReturnStatus": "0"})"));
-        std::optional<Result<AnswerField>> result;
+        std::optional<Result<ResponseField>> result;
         if (operation == 0)
             RestInterface::asyncUploadFileWithStream({}, keep(result));
         else

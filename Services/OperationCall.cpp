@@ -1,4 +1,4 @@
-#include "Services/Dispatch.h"
+#include "Services/OperationCall.h"
 
 #include "Services/RestConnector.h"
 #include "Services/RestConnector_Old.h"
@@ -7,17 +7,17 @@
 
 namespace Quenmark {
 
-bool isCarriedOut(Variant variant) {
-    const bool isStream = variant == Variant::RawStream || variant == Variant::HeaderUpload;
+bool isCarriedOut(OperationVariant variant) {
+    const bool isStream = variant == OperationVariant::RawStream || variant == OperationVariant::HeaderUpload;
     return !isStream || !RestInterface::isLessThan10_10();
 }
 
-void startRequest(Variant variant, const char* path, boost::json::object params, JsonPost::Finished finished) {
-    if (variant == Variant::HeaderUpload)
+void startRequest(OperationVariant variant, const char* path, boost::json::object params, JsonPost::Finished finished) {
+    if (variant == OperationVariant::HeaderUpload)
         return std::make_shared<RestConnector>()->startAsyncUploadWithStreamRequest(path, params, nullptr,
                                                                                     std::move(finished));
     const boost::json::value body =
-        variant == Variant::PostList ? std::move(params["syncData"]) : boost::json::value(std::move(params));
+        variant == OperationVariant::PostList ? std::move(params["syncData"]) : boost::json::value(std::move(params));
     if (RestInterface::isLessThan10_10())
         std::make_shared<RestConnector_Old>()->startAsyncTask(path, body, nullptr, std::move(finished));
     else
@@ -29,8 +29,8 @@ void startRawRequest(const char* path, boost::json::object params, RestInterface
         path, std::move(params), nullptr,
         [handler = std::move(handler)](std::optional<Platform::HttpUrlResponse> response, Result<Platform::Data> data,
                                        std::uint64_t status) {
-            if (status == RestStatusSuccess && data.answer() != nullptr)
-                handler(std::move(response), std::move(*data.answer()), RestStatusSuccess);
+            if (status == RestStatusSuccess && data.value() != nullptr)
+                handler(std::move(response), std::move(*data.value()), RestStatusSuccess);
             else
                 handler(std::nullopt, std::nullopt, static_cast<std::int64_t>(status));
         });

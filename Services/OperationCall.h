@@ -5,9 +5,8 @@
 #include "Platform/Queue.h"
 #include "Platform/RunLoop.h"
 #include "Platform/Text.h"
-#include "Services/Catalogue.h"
-#include "Services/Coding.h"
 #include "Services/JsonPost.h"
+#include "Services/Operation.h"
 #include "Services/RestInterface.h"
 
 #include <string>
@@ -17,11 +16,11 @@
 namespace Quenmark {
 
 /// Whether operations of the variant are carried out on this release.
-bool isCarriedOut(Variant variant);
+bool isCarriedOut(OperationVariant variant);
 /// Posts the parameters with the connector that the variant and the release ask for. Only for a variant that is
 /// carried out.
-void startRequest(Variant variant, const char* path, boost::json::object params, JsonPost::Finished finished);
-/// Posts the parameters and hands on the raw answer. Only where `Variant::RawStream` is carried out.
+void startRequest(OperationVariant variant, const char* path, boost::json::object params, JsonPost::Finished finished);
+/// Posts the parameters and hands on the raw response. Only where `OperationVariant::RawStream` is carried out.
 void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler);
 
 inline void logIfAny(const char* entry, Platform::Log::Priority priority) {
@@ -29,13 +28,14 @@ inline void logIfAny(const char* entry, Platform::Log::Priority priority) {
         Platform::Log::write(entry, priority);
 }
 
-/// The record of an answer, or the error that there is no room for it.
-template <class Query, class Answer>
-Result<Answer> decodeAnswer(const Operation<Query, Answer>& operation, boost::json::value&& answer) {
+/// The record of a response, or the error that there is no room for it.
+template <class Query, class Response>
+Result<Response> decodeResponse(const Operation<Query, Response>& operation, boost::json::value&& response) {
     try {
-        return Result<Answer>(operation.decode(std::move(answer)));
-    } catch (const AnswerTooLarge& tooLarge) {
-        return Result<Answer>(Platform::Error{Platform::Json::errorDomain, Platform::Json::errorCode, tooLarge.what()});
+        return Result<Response>(operation.decode(std::move(response)));
+    } catch (const ResponseTooLarge& tooLarge) {
+        return Result<Response>(
+            Platform::Error{Platform::Json::errorDomain, Platform::Json::errorCode, tooLarge.what()});
     }
 }
 
@@ -48,8 +48,9 @@ bool postedToLoop(const Operation& operation, const Query& query, const Handler&
     return true;
 }
 
-template <class Query, class Answer>
-void perform(const Operation<Query, Answer>& operation, const Query& query, CompletionHandler<Answer> handler) {
+/// Performs the operation as the facade's function of its name does. The row has to outlive the call.
+template <class Query, class Response>
+void perform(const Operation<Query, Response>& operation, const Query& query, CompletionHandler<Response> handler) {
     if (postedToLoop(operation, query, handler))
         return;
     if (!isCarriedOut(operation.variant))
@@ -63,15 +64,14 @@ void perform(const Operation<Query, Answer>& operation, const Query& query, Comp
                          Platform::Log::write(operation.log.completion + std::string("<completion handler>"));
                      if (status != RestStatusSuccess) {
                          const auto* error = result.error();
-                         handler(error != nullptr ? Result<Answer>(*error) : Result<Answer>(),
+                         handler(error != nullptr ? Result<Response>(*error) : Result<Response>(),
                                  static_cast<std::int64_t>(status));
                          return logIfAny(operation.log.failure, Platform::Log::Priority::Error);
                      }
                      // Nil has no entries, and gives a record whose fields are all nil.
-                     auto* answer = result.answer();
-                     boost::json::value decoded =
-                         answer != nullptr ? std::move(*answer) : boost::json::value(boost::json::object_kind);
-                     auto record = decodeAnswer(operation, std::move(decoded));
+                     auto* json = result.value();
+                     auto record = decodeResponse(
+                         operation, json != nullptr ? std::move(*json) : boost::json::value(boost::json::object_kind));
                      const bool fits = record.error() == nullptr;
                      handler(std::move(record), fits ? RestStatusSuccess : RestStatusDecodeError);
                      if (!fits)
@@ -81,7 +81,7 @@ void perform(const Operation<Query, Answer>& operation, const Query& query, Comp
 }
 
 template <class Query>
-void perform(const Operation<Query, RawAnswer>& operation, const Query& query,
+void perform(const Operation<Query, RawResponse>& operation, const Query& query,
              RestInterface::RawCompletionHandler handler) {
     if (!postedToLoop(operation, query, handler) && isCarriedOut(operation.variant))
         startRawRequest(operation.path, operation.encode(query), std::move(handler));
