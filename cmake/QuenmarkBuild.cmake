@@ -35,6 +35,15 @@ set(QUENMARK_COMMON_HEADERS
   <algorithm> <chrono> <cstdint> <functional> <map> <memory> <optional> <string> <string_view> <utility> <variant>
   <vector> <boost/json.hpp>)
 
+# quenmark_install_headers(folder header...): installs public headers where a program includes them as
+# "folder/header". The other headers of a folder are internal.
+function(quenmark_install_headers folder)
+  foreach(header IN LISTS ARGN)
+    cmake_path(GET header PARENT_PATH subfolder)
+    install(FILES "${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/quenmark/${folder}/${subfolder}")
+  endforeach()
+endfunction()
+
 # A folder's headers are reached as "Folder/Header.h" through an include directory that holds nothing but a link
 # to that folder. A target therefore sees its own folder and those of the targets it links, and no other. This holds for
 # a folder in a folder too.
