@@ -65,6 +65,13 @@ bool HeaderFields::has(std::string_view name) const {
     return find(fields_, name) != fields_.end();
 }
 
+std::string_view trimmed(std::string_view value) {
+    const auto first = value.find_first_not_of(optionalWhitespace);
+    return first == std::string_view::npos
+               ? std::string_view()
+               : value.substr(first, value.find_last_not_of(optionalWhitespace) - first + 1);
+}
+
 std::string text(const HeaderFields& fields) {
     boost::json::object dictionary;
     for (const auto& [name, value] : fields)

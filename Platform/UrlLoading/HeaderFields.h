@@ -42,6 +42,12 @@ private:
 /// Whether two field names are the same on the wire, where the case of ASCII letters makes no difference.
 bool sameFieldName(std::string_view one, std::string_view other);
 
+/// Spaces and tabs, the optional whitespace of header fields (RFC 9110, section 5.6.3).
+inline constexpr std::string_view optionalWhitespace = " \t";
+
+/// The value without the whitespace around it.
+std::string_view trimmed(std::string_view value);
+
 /// The fields over several lines, as a dictionary of the log.
 std::string text(const HeaderFields& fields);
 

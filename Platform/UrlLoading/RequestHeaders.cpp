@@ -25,12 +25,6 @@ bool isControl(char character) {
     return (static_cast<unsigned char>(character) < 0x20 && character != '\t') || character == 0x7F;
 }
 
-std::string_view trimmed(std::string_view value) {
-    const auto first = value.find_first_not_of(" \t");
-    return first == std::string_view::npos ? std::string_view()
-                                           : value.substr(first, value.find_last_not_of(" \t") - first + 1);
-}
-
 /// The program's name and the product's version (RFC 9110, section 10.1.5).
 std::string userAgent() {
     std::string name = program_invocation_short_name;

@@ -11,13 +11,6 @@ namespace {
 
 constexpr std::size_t maximumBytes = 256 << 10;
 constexpr std::size_t maximumLines = 1000;
-constexpr std::string_view blanks = " \t";
-
-std::string_view trimmed(std::string_view value) {
-    const auto first = value.find_first_not_of(blanks);
-    return first == std::string_view::npos ? std::string_view()
-                                           : value.substr(first, value.find_last_not_of(blanks) - first + 1);
-}
 
 std::optional<std::uint64_t> number(std::string_view digits) {
     std::uint64_t value = 0;
@@ -84,7 +77,7 @@ ResponseHeaders::State ResponseHeaders::addStatusLine(std::string_view line) {
 ResponseHeaders::State ResponseHeaders::addField(std::string_view line) {
     std::string name;
     std::string value;
-    if (blanks.find(line.front()) != std::string_view::npos) {
+    if (optionalWhitespace.find(line.front()) != std::string_view::npos) {
         // The line goes on with the field above it (RFC 9112, section 5.2).
         if (open_)
             (*open_ += ' ') += asText(trimmed(line), value);
