@@ -1,5 +1,6 @@
 #include "Platform/FileDescriptor.h"
 #include "Platform/Files.h"
+#include "Platform/Flush.h"
 #include "Platform/HiddenCopy.h"
 #include "Platform/Posix.h"
 
@@ -71,7 +72,7 @@ public:
         const FileDescriptor target(::open(to.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (!target || !keepAttributes(target.get(), status))
             return Posix::error(to);
-        return std::nullopt;
+        return Flush::item(target.get(), to);
     }
 
 private:
@@ -98,7 +99,7 @@ private:
         const FileDescriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
         if (!target || !copyBytes(source.get(), target.get()) || !keepAttributes(target.get(), status))
             return Posix::error(from);
-        return std::nullopt;
+        return Flush::item(target.get(), to);
     }
 
     struct stat top_ {};
@@ -133,32 +134,42 @@ int renameExclusively(const Place& from, const std::string& to) {
     return result;
 }
 
-/// Copies a file under no name at all and then gives it its name, so that whatever ends the process leaves nothing
-/// behind. Gives 0 or a number of errno(3), and nil on a file system that has no such files (open(2), O_TMPFILE).
-std::optional<int> copyWithoutName(int source, const struct stat& status, const std::string& to) {
-    const std::string parent = deletingLastPathComponent(to);
+/// Gives a new, empty file all that the original holds, and flushes it.
+std::optional<Error> fill(int copy, int source, const struct stat& status, const std::string& from) {
+    if (::lseek(source, 0, SEEK_SET) != 0 || !copyBytes(source, copy) || !keepAttributes(copy, status))
+        return Posix::error(from);
+    return Flush::item(copy, from);
+}
+
+/// A file without a name, on the file system of a path, so that whatever ends the process leaves nothing behind; none
+/// on a file system that has no such files (open(2), O_TMPFILE).
+FileDescriptor fileWithoutName(const std::string& path) {
+    const std::string parent = deletingLastPathComponent(path);
     const std::string folder = parent.empty() ? "." : parent;
-    const FileDescriptor copy(::open(Posix::named(folder), O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (!copy)
-        return std::nullopt;
-    if (!copyBytes(source, copy.get()) || !keepAttributes(copy.get(), status))
-        return errno;
-    const std::string opened = "/proc/self/fd/" + std::to_string(copy.get());
-    if (::linkat(AT_FDCWD, opened.c_str(), AT_FDCWD, Posix::named(to), AT_SYMLINK_FOLLOW) == 0)
-        return 0;
-    // Anything but an item in its place is a machine without /proc, or a file system without links.
-    return errno == EEXIST ? std::optional(EEXIST) : std::nullopt;
+    return FileDescriptor(::open(Posix::named(folder), O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
+}
+
+int giveName(int file, const std::string& path) {
+    const std::string opened = "/proc/self/fd/" + std::to_string(file);
+    return ::linkat(AT_FDCWD, opened.c_str(), AT_FDCWD, Posix::named(path), AT_SYMLINK_FOLLOW);
 }
 
 std::optional<Error> copyOpenFile(int source, const struct stat& status, const std::string& from,
                                   const std::string& to) {
-    if (const auto result = copyWithoutName(source, status, to))
-        return *result == 0 ? std::nullopt : std::optional(Posix::error(*result == EEXIST ? to : from, *result));
+    if (const FileDescriptor copy = fileWithoutName(to)) {
+        if (auto error = fill(copy.get(), source, status, from))
+            return error;
+        if (giveName(copy.get(), to) == 0)
+            return std::nullopt;
+        // Anything else is a machine without /proc, or a file system without links.
+        if (errno == EEXIST)
+            return Posix::error(to);
+    }
     HiddenCopy copy(to);
     if (const int number = copy.makeFile())
         return Posix::error(to, number);
-    if (::lseek(source, 0, SEEK_SET) != 0 || !copyBytes(source, copy.item()) || !keepAttributes(copy.item(), status))
-        return Posix::error(from);
+    if (auto error = fill(copy.item(), source, status, from))
+        return error;
     if (renameExclusively({AT_FDCWD, copy.path()}, to) != 0)
         return Posix::error(to);
     copy.keep();

@@ -1,6 +1,7 @@
 #include "Platform/Files.h"
 
 #include "Platform/FileDescriptor.h"
+#include "Platform/Flush.h"
 #include "Platform/Posix.h"
 
 #include <climits>
@@ -25,16 +26,17 @@ std::string_view withoutTrailingSeparators(std::string_view path) {
     return path;
 }
 
-std::optional<Error> makeFolders(const std::string& path, mode_t mode) {
-    if (::mkdir(Posix::named(path), mode) == 0)
-        return std::nullopt;
-    int number = errno;
+/// Makes missing folders, and adds those that were made to `made`.
+std::optional<Error> makeFolders(const std::string& path, mode_t mode, std::vector<std::string>& made) {
+    int number = ::mkdir(Posix::named(path), mode) == 0 ? 0 : errno;
     const std::string parent = deletingLastPathComponent(path);
     if (number == ENOENT && path.find('\0') == std::string::npos && !parent.empty() && parent != path) {
-        if (auto error = makeFolders(parent, mode))
+        if (auto error = makeFolders(parent, mode, made))
             return error;
         number = ::mkdir(Posix::named(path), mode) == 0 ? 0 : errno;
     }
+    if (number == 0)
+        made.push_back(path);
     if (number == 0 || (number == EEXIST && isDirectory(path)))
         return std::nullopt;
     return Posix::error(path, number);
@@ -136,8 +138,12 @@ std::optional<std::uint64_t> size(const std::string& path) {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-std::optional<Error> createDirectory(const std::string& path) {
-    return makeFolders(path, S_IRWXU | S_IRWXG | S_IRWXO);
+std::optional<Error> createDirectory(const std::string& path, std::vector<std::string>* made) {
+    std::vector<std::string> folders;
+    auto error = makeFolders(path, S_IRWXU | S_IRWXG | S_IRWXO, folders);
+    if (made != nullptr)
+        made->insert(made->end(), folders.begin(), folders.end());
+    return error;
 }
 
 std::optional<Error> removeItem(const std::string& path) {
@@ -214,8 +220,9 @@ std::optional<Error> writeAtomically(const std::string& link, std::string_view c
     struct stat replaced {};
     const bool keepsMode = path != link && ::stat(Posix::named(path), &replaced) == 0;
     const std::string folder = deletingLastPathComponent(path);
+    std::vector<std::string> made;
     if (!folder.empty() && !isDirectory(folder)) {
-        if (auto error = makeFolders(folder, S_IRWXU))
+        if (auto error = makeFolders(folder, S_IRWXU, made))
             return error;
     }
     std::string written = appendingPathComponent(folder, ".writing-XXXXXX");
@@ -224,8 +231,10 @@ std::optional<Error> writeAtomically(const std::string& link, std::string_view c
         return Posix::error(path);
     const bool hasMode = !keepsMode || ::fchmod(file.get(), replaced.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) == 0;
     if (hasMode && writeAll(file.get(), content) && ::fsync(file.get()) == 0 &&
-        ::rename(written.c_str(), Posix::named(path)) == 0)
-        return std::nullopt;
+        ::rename(written.c_str(), Posix::named(path)) == 0) {
+        auto error = Flush::folder(folder);
+        return error ? error : Flush::entries(made);
+    }
     auto error = Posix::error(path);
     ::unlink(written.c_str());
     return error;

@@ -19,11 +19,13 @@ bool exists(const std::string& path);
 bool isDirectory(const std::string& path);
 /// The size in bytes of what is at `path`, or nil.
 std::optional<std::uint64_t> size(const std::string& path);
-/// Makes the folder and every missing folder above it. A folder that is there already is no error.
-std::optional<Error> createDirectory(const std::string& path);
+/// Makes the folder and every missing folder above it. A folder that is there already is no error. The paths of the
+/// folders that were made are added to `made`, outermost first, where that is given.
+std::optional<Error> createDirectory(const std::string& path, std::vector<std::string>* made = nullptr);
 /// Moves the item to a path where nothing is yet; an existing item there is an error (EEXIST) and stays untouched.
 /// Between file systems the item is copied (`copyItem`), so that the target appears whole or not at all; where the item
-/// cannot be removed afterwards, that is the error, and both stay.
+/// cannot be removed afterwards, that is the error, and both stay. What was moved stays after a crash once the entry of
+/// its new path is flushed (`Flush::entries`), where the item was flushed before.
 std::optional<Error> moveItem(const std::string& from, const std::string& to);
 /// As `moveItem`, for the regular file `name` in the open folder `folder`.
 std::optional<Error> moveFile(int folder, const std::string& name, const std::string& to);
@@ -31,7 +33,8 @@ std::optional<Error> moveFile(int folder, const std::string& name, const std::st
 /// links are copied as links; devices, sockets and FIFOs are not copied (ENOTSUP). A copy that fails half way is
 /// removed. Until it is whole, the copy of a file has no name at all (open(2), O_TMPFILE). The copy of a folder, and of
 /// a file where the file system has no such files, has a hidden name beside its target, the same at every attempt: what
-/// a killed process left there is removed by the next one, while a living process keeps it by a lock (EBUSY).
+/// a killed process left there is removed by the next one, while a living process keeps it by a lock (EBUSY). The copy
+/// is flushed before it gets its place; where that fails, the error is one of `Flush`.
 std::optional<Error> copyItem(const std::string& from, const std::string& to);
 /// Removes the item; a folder with all that is in it. Symbolic links are removed, never followed.
 std::optional<Error> removeItem(const std::string& path);
@@ -46,7 +49,8 @@ std::optional<Error> write(const std::string& path, std::string_view content);
 /// be read and written by this user, and by nobody else who cannot do that with the original.
 std::optional<Error> copyContents(const std::string& from, const std::string& to);
 /// Replaces a file in one step, so that a reader sees the old content or the new: the content goes to a file beside
-/// it, to disk, and is renamed. Missing folders above are made with mode 0700; the file has mode 0600.
+/// it, to disk, and is renamed; then the folder goes to disk too, so that the new content stays after a crash. Missing
+/// folders above are made with mode 0700; the file has mode 0600.
 /// Where the path is a symbolic link, the link stays, and the file that it leads to is replaced and keeps its mode, or
 /// is made; links in a circle are an error (ELOOP).
 std::optional<Error> writeAtomically(const std::string& path, std::string_view content);

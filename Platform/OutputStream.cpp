@@ -50,4 +50,8 @@ std::int64_t OutputStream::write(std::string_view bytes) {
     return written;
 }
 
+FileDescriptor OutputStream::duplicate() const {
+    return FileDescriptor(::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
+}
+
 } // namespace Platform

@@ -27,6 +27,8 @@ public:
     void close();
     /// How many bytes were written, at most those given (write(2)); -1 on failure, which `streamError` tells.
     std::int64_t write(std::string_view bytes);
+    /// Another descriptor of the open file; none where no file is open.
+    FileDescriptor duplicate() const;
     /// The error of the last `open` or `write` that failed.
     const std::optional<Error>& streamError() const { return error_; }
 

@@ -3,6 +3,7 @@
 #include "Platform/Environment.h"
 #include "Platform/FileDescriptor.h"
 #include "Platform/Files.h"
+#include "Platform/Flush.h"
 #include "Platform/Json.h"
 #include "Platform/Posix.h"
 #include "Platform/SettingsFile.h"
@@ -13,6 +14,7 @@
 #include <sys/stat.h>
 
 #include <functional>
+#include <vector>
 
 namespace Platform::Preferences {
 
@@ -49,11 +51,13 @@ std::optional<Error> makeFolder() {
     const std::string path = folder();
     if (Files::isDirectory(path))
         return std::nullopt;
-    if (auto error = Files::createDirectory(Files::deletingLastPathComponent(path)))
+    std::vector<std::string> made;
+    if (auto error = Files::createDirectory(Files::deletingLastPathComponent(path), &made))
         return error;
-    if (::mkdir(Posix::named(path), S_IRWXU) != 0 && errno != EEXIST)
-        return Posix::error(path);
-    return std::nullopt;
+    if (::mkdir(Posix::named(path), S_IRWXU) != 0)
+        return errno == EEXIST ? std::nullopt : std::optional(Posix::error(path));
+    made.push_back(path);
+    return Flush::entries(made);
 }
 
 /// Applies `change` to the domain as it is now, and writes it where `change` says that it did something.

@@ -1,6 +1,7 @@
 #include "Platform/PrivateArea.h"
 
 #include "Platform/Files.h"
+#include "Platform/Flush.h"
 #include "Platform/Posix.h"
 
 #include <fcntl.h>
@@ -48,6 +49,20 @@ std::optional<Error> refusalOfFile(const std::string& path, const struct stat& s
     if (status.st_nlink > 1)
         return refusal(path, EMLINK, "it is a file that has another name as well");
     return std::nullopt;
+}
+
+/// Flushes what is in an item's place already, and its entry.
+std::optional<Error> flushPresent(const std::string& path) {
+    struct stat status {};
+    if (::lstat(Posix::named(path), &status) != 0)
+        return std::nullopt;
+    const FileDescriptor present(::open(Posix::named(path), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    // What cannot be read is somebody else's.
+    if (present && S_ISREG(status.st_mode)) {
+        if (auto error = Flush::data(present.get(), path))
+            return error;
+    }
+    return Flush::entries({path});
 }
 
 bool namesFolder(std::string_view component) {
@@ -140,6 +155,20 @@ struct PrivateArea::Item {
     std::string name;
     bool isInArea = false;
     bool isArea = false;
+
+    /// Flushes the item. A folder is flushed with all that its file system holds (syncfs(2)).
+    std::optional<Error> flush(const std::string& path, const struct stat& status) const {
+        const int flags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        FileDescriptor opened(::openat(folder.get(), name.c_str(), flags | O_RDONLY));
+        if (!opened && errno == EACCES) // A umask may leave a file that can be written to alone.
+            opened.reset(::openat(folder.get(), name.c_str(), flags | O_WRONLY));
+        if (!opened)
+            return Flush::failure(path, errno);
+        if (S_ISDIR(status.st_mode))
+            return ::syncfs(opened.get()) == 0 ? std::nullopt : std::optional(Flush::failure(path, errno));
+        return Flush::data(opened.get(), path);
+    }
+    void removeFile() const { ::unlinkat(folder.get(), name.c_str(), 0); }
 };
 
 PrivateArea::PrivateArea(std::string directory, std::string name)
@@ -199,7 +228,7 @@ std::optional<std::uint64_t> PrivateArea::size(const std::string& path) const {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-std::optional<Error> PrivateArea::moveItem(const std::string& path, const std::string& to) const {
+std::optional<Error> PrivateArea::placeItem(const std::string& path, const std::string& to) const {
     const auto found = itemAt(path, Missing::Refuse);
     if (const auto* error = std::get_if<Error>(&found))
         return *error;
@@ -209,14 +238,25 @@ std::optional<Error> PrivateArea::moveItem(const std::string& path, const std::s
         return Posix::error(path, EISDIR);
     if (::fstatat(item.folder.get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
         return Posix::error(path);
-    if (S_ISDIR(status.st_mode)) {
-        auto error = refusalOfOwner(path, status, false);
-        return error ? error : Files::moveItem(path, to);
-    }
-    if (auto error = refusalOfFile(path, status))
+    const bool isFolder = S_ISDIR(status.st_mode);
+    if (auto error = isFolder ? refusalOfOwner(path, status, false) : refusalOfFile(path, status))
         return error;
-    auto error = Files::moveFile(item.folder.get(), item.name, to);
-    return error && error->code != EEXIST ? Posix::error(path, error->code) : error;
+    auto error = item.flush(path, status);
+    if (!error)
+        error = isFolder ? Files::moveItem(path, to) : Files::moveFile(item.folder.get(), item.name, to);
+    const bool isMoved = !error;
+    if (isMoved)
+        error = Flush::entries({to});
+    else if (!Flush::hasFailed(error))
+        error = flushPresent(to).value_or(*error);
+    if (Flush::hasFailed(error)) {
+        item.removeFile();
+        if (isMoved)
+            ::unlink(Posix::named(to));
+    }
+    if (!error || Flush::hasFailed(error) || error->code == EEXIST)
+        return error;
+    return Posix::error(path, error->code);
 }
 
 std::optional<Error> PrivateArea::removeContentsOf(const std::string& path) const {

@@ -33,8 +33,11 @@ public:
     std::variant<FileDescriptor, Error> openToAppend(const std::string& path) const;
     /// The size in bytes of the item at `path`; nil where nothing is, or what would be refused.
     std::optional<std::uint64_t> size(const std::string& path) const;
-    /// Moves the file or folder at `path` to a path where nothing is yet (`Files::moveItem`).
-    std::optional<Error> moveItem(const std::string& path, const std::string& to) const;
+    /// Moves the file or folder at `path` to a path where nothing is yet (`Files::moveItem`), so that it stays there
+    /// after a crash: the item is flushed before and the entry of its new path afterwards. Where something is at that
+    /// path (EEXIST), that is flushed in the same way. Where flushing fails, the error is one of `Flush`, and the file
+    /// is removed, wherever it is by then. May wait for the disk.
+    std::optional<Error> placeItem(const std::string& path, const std::string& to) const;
     /// Removes what is in the folder at `path`, which itself stays.
     std::optional<Error> removeContentsOf(const std::string& path) const;
 

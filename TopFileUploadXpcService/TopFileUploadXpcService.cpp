@@ -105,8 +105,10 @@ void TopFileUploadXpcService::pollCompleted(const GetTopFileUploadResponseData* 
         startAsyncDownloadWithStreamRequest(serviceRoot() + "Uploads.svc/GetTopFileUploadWithStream", params);
     } else {
         createFolderItem();
-        acknowledge();
-        openGate();
+        whenDurable(flushOfFolders(), [this, query = item_.acknowledgement()] {
+            acknowledgeFileUploadProcess(query);
+            openGate();
+        });
     }
 }
 
@@ -131,16 +133,6 @@ std::string TopFileUploadXpcService::settingText(std::string_view key) const {
 
 std::string TopFileUploadXpcService::finalPath() const {
     return LocalPaths::finalPath(settingText(Settings::quenmarkPathKey), item_.fileName);
-}
-
-void TopFileUploadXpcService::createFolderItem() {
-    const std::string path = finalPath();
-    if (!Files::exists(path))
-        Files::createDirectory(path);
-}
-
-void TopFileUploadXpcService::acknowledge() {
-    acknowledgeFileUploadProcess(item_.acknowledgement());
 }
 
 void TopFileUploadXpcService::acknowledgeFileUploadProcess(const UpdateFileUploadQuery& query) {

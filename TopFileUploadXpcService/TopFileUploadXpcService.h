@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Flusher.h"
 #include "Platform/OutputStream.h"
 #include "Platform/Queue.h"
 #include "Platform/UrlLoading/UrlConnection.h"
 #include "Platform/UrlLoading/UrlSession.h"
+#include "Platform/WriteBack.h"
 #include "Services/Requests/UpdateFileUploadQuery.h"
 #include "Services/Responses/GetTopFileUploadResponseData.h"
 #include "TopFileUploadXpcService/Item.h"
@@ -15,8 +17,10 @@
 
 #include <any>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -92,7 +96,13 @@ private:
     /// The final path of the item under the name that it has now.
     std::string finalPath() const;
     void createFolderItem();
-    void acknowledge();
+    /// The work that makes the folders of this item durable.
+    Platform::Flusher::Work flushOfFolders();
+    /// The work that moves the temporary file into place and makes it durable.
+    Platform::Flusher::Work placement() const;
+    /// Runs `work` off the loop and then, on this queue, `next`; where flushing failed, opens the gate instead, so that
+    /// the item is fetched again.
+    void whenDurable(Platform::Flusher::Work work, std::function<void()> next);
     void readStatus(const Platform::HttpUrlResponse* response);
     int statusValue() const;
     /// Finishes an item that the web service drops: one whose status is 2.
@@ -115,6 +125,9 @@ private:
     std::optional<boost::json::object> iAppsPrefs_;
     MissingSettings missingSettings_;
     std::optional<Platform::OutputStream> stream_;
+    Platform::WriteBack writeBack_;
+    /// Paths of the folders that were made, or were there already, for folder items that are not acknowledged yet.
+    std::set<std::string> unflushedFolders_;
     /// The gate. Open (true): the next pass may ask the server. Closed: a request or a download is in flight, or a
     /// failure that does not open it again has happened: a transport error other than -1004 and -1005 once there is a
     /// response, a "ReturnStatus" other than 0 and 2, an acknowledgement that fails or is refused.

@@ -39,6 +39,7 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
                                                                   const boost::json::object& params) {
     isFilePathSet_ = false;
     stream_.reset();
+    writeBack_ = {};
     const auto* toComputerID = params.if_contains("ToComputerID");
     const boost::json::object body{{"ToComputerID", toComputerID != nullptr ? text(*toComputerID) : text(std::nullopt)},
                                    {"Length", text(fileLength_)}};
@@ -102,6 +103,7 @@ void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
             return;
         }
         remaining -= written;
+        writeBack_.wrote(*stream_, static_cast<std::uint64_t>(written));
     }
 }
 
@@ -142,14 +144,17 @@ void TopFileUploadXpcService::finishItem(UrlSessionTask& task) {
     // What is not called a folder is a file on this transport, and the name in the header fields does not move it.
     if (item_.isCalledFolder())
         createFolderItem();
-    else
-        LocalPaths::temporaryArea().moveItem(text(tempFilePath_), text(filePath_));
     if (stream_)
         stream_->close();
     task.suspend();
     task.cancel();
-    if (statusValue() == 0)
-        acknowledge();
+    whenDurable(item_.isCalledFolder() ? flushOfFolders() : placement(), [this, query = item_.acknowledgement()] {
+        try {
+            acknowledgeFileUploadProcess(query);
+        } catch (...) {
+            reportException();
+        }
+    });
 }
 
 void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection&, const HttpUrlResponse& response) {
@@ -167,11 +172,16 @@ void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection&, std::stri
 }
 
 void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connection) {
+    const bool isAcknowledged = returnStatus_ && statusValue() == 0;
+    const auto next = [this, isAcknowledged, query = item_.acknowledgement()] {
+        if (isAcknowledged)
+            acknowledgeFileUploadProcess(query);
+    };
     // Only what is called a file is moved on this transport, and whatever the status says.
     if (item_.isCalledFile())
-        LocalPaths::temporaryArea().moveItem(text(tempFilePath_), text(filePath_));
-    if (returnStatus_ && statusValue() == 0)
-        acknowledge();
+        whenDurable(placement(), next);
+    else
+        whenDurable(flushOfFolders(), next);
     connection.cancel();
 }
 

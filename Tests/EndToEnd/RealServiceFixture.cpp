@@ -36,11 +36,11 @@ RealServiceFixture::RealServiceFixture() {
     server_.setHandler([](const auto&) { return TestSupport::HttpReply::json(nothing); });
 }
 
-void RealServiceFixture::deploy(const std::string& serviceHost) {
+void RealServiceFixture::deploy(const std::string& serviceHost, const std::string& launcher) {
     config_.write("quenmark/deployment.json", R"({"serviceHost":")" + serviceHost + R"(","appKitVersionNumber":)" +
                                                   std::to_string(GetParam().release) + "}");
     bus_ = std::make_unique<TestSupport::PrivateBus>(
-        std::vector<TestSupport::PrivateBus::Service>{{busName, QUENMARK_SERVICE}});
+        std::vector<TestSupport::PrivateBus::Service>{{busName, launcher + QUENMARK_SERVICE}});
 }
 
 void RealServiceFixture::setPreferences(const std::string& computer, const std::string& folder) {

@@ -53,8 +53,9 @@ protected:
 
     RealServiceFixture();
 
-    /// Writes the deployment settings and makes the bus; to be called before anything is started.
-    void deploy(const std::string& serviceHost);
+    /// Writes the deployment settings and makes the bus; to be called before anything is started. The service is an
+    /// argument of `launcher`, a command, where that is given.
+    void deploy(const std::string& serviceHost, const std::string& launcher = "");
     void setPreferences(const std::string& computer, const std::string& folder);
 
     /// Starts the engine with the command-line tool.

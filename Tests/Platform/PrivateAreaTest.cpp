@@ -144,7 +144,7 @@ TEST_F(APrivateArea, RefusesAFileThatHasAnotherName) {
     ASSERT_EQ(::link(victim.path("secret").c_str(), path("Area/a.txt").c_str()), 0);
     EXPECT_EQ(append("Area/a.txt"), refused(EMLINK, "Area/a.txt", "it is a file that has another name as well"));
     EXPECT_EQ(area().size(path("Area/a.txt")), std::nullopt);
-    EXPECT_EQ(area().moveItem(path("Area/a.txt"), home.path("a"))->code, EMLINK);
+    EXPECT_EQ(area().placeItem(path("Area/a.txt"), home.path("a"))->code, EMLINK);
     expectUntouched();
 }
 
@@ -155,7 +155,7 @@ TEST_F(APrivateArea, RefusesWhatIsNoFile) {
     EXPECT_EQ(append("Area/fifo")->code, ENXIO);
     const FileDescriptor reader(::open(path("Area/fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     EXPECT_EQ(append("Area/fifo")->code, EINVAL);
-    EXPECT_EQ(area().moveItem(path("Area/fifo"), home.path("a"))->code, EINVAL);
+    EXPECT_EQ(area().placeItem(path("Area/fifo"), home.path("a"))->code, EINVAL);
     for (const char* name : {"Area", "Area/", "Area/.", "Area/..", "Area/folder/"})
         EXPECT_EQ(append(name)->code, EISDIR) << name;
     EXPECT_EQ(append("Area/fifo/a")->code, ENOTDIR);
@@ -180,7 +180,7 @@ TEST_F(APrivateArea, RefusesWhatBelongsToAnotherUser) {
         give(name, nobody);
         EXPECT_EQ(append("Area/Docs/a.txt"), refused(EPERM, name, isAnothers));
         EXPECT_EQ(area().size(path("Area/Docs/a.txt")), std::nullopt);
-        EXPECT_EQ(area().moveItem(path("Area/Docs/a.txt"), home.path("a")), refused(EPERM, name, isAnothers));
+        EXPECT_EQ(area().placeItem(path("Area/Docs/a.txt"), home.path("a")), refused(EPERM, name, isAnothers));
         give(name, 0);
     }
     give("Areab", nobody);
@@ -203,13 +203,13 @@ TEST_F(APrivateArea, TellsSizesOfItsOwnItemsAlone) {
 TEST_F(APrivateArea, MovesItsFilesAndFoldersOut) {
     shared.write("Area/a.txt", "content");
     shared.write("Area/Docs/b.txt", "more");
-    EXPECT_EQ(area().moveItem(path("Area/a.txt"), home.path("a")), std::nullopt);
-    EXPECT_EQ(area().moveItem(path("Area/Docs"), home.path("Docs")), std::nullopt);
+    EXPECT_EQ(area().placeItem(path("Area/a.txt"), home.path("a")), std::nullopt);
+    EXPECT_EQ(area().placeItem(path("Area/Docs"), home.path("Docs")), std::nullopt);
     EXPECT_EQ(home.read("a"), "content");
     EXPECT_EQ(home.read("Docs/b.txt"), "more");
-    EXPECT_EQ(area().moveItem(path("Area/a.txt"), home.path("b"))->code, ENOENT);
+    EXPECT_EQ(area().placeItem(path("Area/a.txt"), home.path("b"))->code, ENOENT);
     shared.write("Area/a.txt", "another");
-    EXPECT_EQ(area().moveItem(path("Area/a.txt"), home.path("a"))->code, EEXIST);
+    EXPECT_EQ(area().placeItem(path("Area/a.txt"), home.path("a"))->code, EEXIST);
     EXPECT_EQ(home.read("a"), "content");
 }
 
@@ -217,9 +217,9 @@ TEST_F(APrivateArea, MovesNoLink) {
     ASSERT_EQ(Files::createDirectory(path("Area")), std::nullopt);
     link(victim.path("secret"), "Area/a.txt");
     link(victim.path(), "Area/Docs");
-    EXPECT_EQ(area().moveItem(path("Area/a.txt"), home.path("a")), refused(ELOOP, "Area/a.txt", isLink));
-    EXPECT_EQ(area().moveItem(path("Area/Docs"), home.path("a")), refused(ELOOP, "Area/Docs", isLink));
-    EXPECT_EQ(area().moveItem(path("Area/Docs/secret"), home.path("a")), refused(ELOOP, "Area/Docs", isLink));
+    EXPECT_EQ(area().placeItem(path("Area/a.txt"), home.path("a")), refused(ELOOP, "Area/a.txt", isLink));
+    EXPECT_EQ(area().placeItem(path("Area/Docs"), home.path("a")), refused(ELOOP, "Area/Docs", isLink));
+    EXPECT_EQ(area().placeItem(path("Area/Docs/secret"), home.path("a")), refused(ELOOP, "Area/Docs", isLink));
     EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(home.path())), std::vector<std::string>{});
     expectUntouched();
 }
