@@ -3,6 +3,7 @@
 #include "Platform/SettingsFile.h"
 #include "Platform/Utf8.h"
 #include "Tools/Output.h"
+#include "Tools/SharedPreferences.h"
 #include "Tools/Verbs.h"
 
 #include <CLI/CLI.hpp>
@@ -15,10 +16,6 @@ namespace Tools {
 namespace Preferences = Platform::Preferences;
 
 namespace {
-
-constexpr const char* domain = "Velkarin.Quenmark";
-constexpr const char* quenmarkPathKey = "quenmarkPathKey";
-constexpr const char* quenmarkFolder = "Quenmark";
 
 struct Arguments {
     std::string key;
@@ -34,7 +31,7 @@ using SharedArguments = std::shared_ptr<Arguments>;
 }
 
 boost::json::object allPreferences() {
-    auto read = Platform::SettingsFile::read(Preferences::pathOfDomain(domain));
+    auto read = Platform::SettingsFile::read(Preferences::pathOfDomain(sharedDomain));
     if (const auto* error = std::get_if<Platform::Error>(&read))
         fail(*error);
     return std::get<0>(std::move(read)).value_or(boost::json::object());
@@ -78,7 +75,7 @@ void makeQuenmarkFolder(const std::string& path) {
     if (!path.starts_with('/'))
         throw Failure(ExitStatus::Usage, std::string(quenmarkPathKey) + " must be an absolute path");
     if (const auto error =
-            Platform::Files::createDirectory(Platform::Files::appendingPathComponent(path, quenmarkFolder)))
+            Platform::Files::createDirectory(Platform::Files::appendingPathComponent(path, quenmarkFolderName)))
         throw Failure(ExitStatus::CannotCreate, error->localizedDescription);
 }
 
@@ -87,13 +84,13 @@ ExitStatus set(const Arguments& arguments) {
     requireUtf8(arguments.value, "the value");
     if (arguments.key == quenmarkPathKey)
         makeQuenmarkFolder(arguments.value);
-    if (const auto error = Preferences::setObject(domain, arguments.key, boost::json::value(arguments.value)))
+    if (const auto error = Preferences::setObject(sharedDomain, arguments.key, boost::json::value(arguments.value)))
         fail(*error);
     return ExitStatus::Success;
 }
 
 ExitStatus unset(const Arguments& arguments) {
-    if (const auto error = Preferences::removeObject(domain, arguments.key))
+    if (const auto error = Preferences::removeObject(sharedDomain, arguments.key))
         fail(*error);
     return ExitStatus::Success;
 }

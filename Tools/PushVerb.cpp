@@ -18,7 +18,7 @@ using Platform::HttpUrlResponse;
 
 namespace {
 
-struct Arguments {
+struct PushArguments {
     std::string path;
     std::string computer;
     std::optional<std::string> name;
@@ -129,7 +129,7 @@ private:
     std::shared_ptr<Platform::UrlSession> session_;
 };
 
-ExitStatus push(const Arguments& arguments) {
+ExitStatus push(const PushArguments& arguments) {
     auto consignment = consignmentOf(arguments.path, arguments.name);
     for (const auto& path : consignment.leftOut)
         complain("left out, since it is neither a file nor a folder: " + path);
@@ -144,7 +144,7 @@ ExitStatus push(const Arguments& arguments) {
 
 void addPush(CLI::App& program, Action& action) {
     auto& verb = *program.add_subcommand("push", "Queue a file or folder for a computer at a development web service");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<PushArguments>();
     verb.add_option("FILE", arguments->path, "A file, or a folder with all that is in it")->required()->type_name("");
     verb.add_option("--to", arguments->computer, "The computer's identifier")->required()->type_name("COMPUTER");
     verb.add_option_function<std::string>(

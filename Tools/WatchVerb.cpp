@@ -7,6 +7,7 @@
 #include "Platform/Signals.h"
 #include "Platform/Text.h"
 #include "Tools/Output.h"
+#include "Tools/SharedPreferences.h"
 #include "Tools/Verbs.h"
 
 #include <CLI/CLI.hpp>
@@ -20,17 +21,15 @@ using Platform::FileWatcher;
 
 namespace {
 
-constexpr const char* domain = "Velkarin.Quenmark";
-constexpr const char* quenmarkPathKey = "quenmarkPathKey";
 constexpr auto progressInterval = std::chrono::milliseconds(100);
 
 /// The folder that items are placed in.
 std::string quenmarkFolder() {
-    const auto path = Platform::Preferences::objectForKey(domain, quenmarkPathKey);
+    const auto path = Platform::Preferences::objectForKey(sharedDomain, quenmarkPathKey);
     if (!path)
         throw Failure(ExitStatus::Configuration,
                       "quenmarkPathKey is not set; set it with: quenmark prefs set quenmarkPathKey FOLDER");
-    std::string folder = Platform::text(*path) + "/Quenmark";
+    std::string folder = Platform::text(*path) + "/" + quenmarkFolderName;
     if (!folder.starts_with('/'))
         throw Failure(ExitStatus::Configuration, "quenmarkPathKey is not an absolute path");
     return folder;

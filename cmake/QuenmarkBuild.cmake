@@ -25,6 +25,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   # With optimisation this compiler takes inlined std::string operations for overruns (GCC bugs 105329 and 105651).
   target_compile_options(QuenmarkFlags INTERFACE -Wno-array-bounds -Wno-restrict -Wno-stringop-overflow)
 endif()
+if(CMAKE_UNITY_BUILD)
+  # In a batch the compiler takes every file but the batch itself for a header, and warns of what only headers must not.
+  target_compile_options(QuenmarkFlags INTERFACE -Wno-subobject-linkage)
+endif()
 if(QUENMARK_SANITIZE)
   add_compile_options(-fsanitize=${QUENMARK_SANITIZE} -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QUENMARK_SANITIZE})

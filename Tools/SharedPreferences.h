@@ -1,0 +1,12 @@
+#pragma once
+
+namespace Tools {
+
+/// The preferences that the service and the desktop application share.
+inline constexpr const char* sharedDomain = "Velkarin.Quenmark";
+/// The folder that holds the Quenmark folder, an absolute path.
+inline constexpr const char* quenmarkPathKey = "quenmarkPathKey";
+/// The name of the Quenmark folder in it.
+inline constexpr const char* quenmarkFolderName = "Quenmark";
+
+} // namespace Tools
