@@ -4,6 +4,7 @@
 #include "Platform/Files.h"
 #include "Platform/HostAndPort.h"
 #include "Platform/Log.h"
+#include "Platform/RunLoop.h"
 #include "Platform/SettingsFile.h"
 #include "Platform/Text.h"
 #include "Product.h"
@@ -11,6 +12,7 @@
 #include <boost/json/value.hpp>
 
 #include <cmath>
+#include <cstdint>
 #include <ctime>
 #include <mutex>
 #include <span>
@@ -133,6 +135,10 @@ public:
         const std::lock_guard guard(lock_);
         if (replacement_)
             return *replacement_;
+        const auto turn = RunLoop::currentTurn();
+        if (turn && turn == turnOfLook_)
+            return settings_.value_or(DeploymentSettings{});
+        turnOfLook_ = turn;
         if (paths_.empty())
             paths_ = settingsFiles();
         if (!known_ || !known_->areSettled || hasChanged(*known_))
@@ -145,6 +151,7 @@ public:
         replacement_ = std::move(settings);
         settings_.reset();
         known_.reset();
+        turnOfLook_.reset();
         paths_.clear();
     }
 
@@ -188,6 +195,9 @@ private:
     std::vector<std::string> paths_;
     /// The states of the files that were read last; nil before.
     std::optional<FileStates> known_;
+    /// The turn of the loop in which the files were looked at last. One look serves the whole turn, in which an idle
+    /// pass asks several times; a change is seen in the next.
+    std::optional<std::uint64_t> turnOfLook_;
     std::vector<std::string> complaints_;
 };
 

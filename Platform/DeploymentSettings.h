@@ -23,8 +23,8 @@ struct DeploymentSettings {
     /// value is logged and counts as absent.
     std::optional<std::string> stagingDirectory = std::nullopt;
 
-    /// The settings of this process as the files say now; `appKitVersionNumber` stays as it was first read. May be
-    /// called from any thread.
+    /// The settings of this process as the files say now, or said earlier in the same turn of the loop;
+    /// `appKitVersionNumber` stays as it was first read. May be called from any thread.
     static DeploymentSettings current();
     /// Replaces the settings of this process; nil reads the files again at the next use.
     static void replace(std::optional<DeploymentSettings> settings);

@@ -41,7 +41,13 @@ class KnownInternetFlags {
 public:
     explicit KnownInternetFlags(RunLoop&) {}
 
-    Flags now(bool loopbackCounts) {
+    /// One look serves a whole turn of the loop, in which an idle pass asks twice.
+    Flags now() {
+        const auto turn = RunLoop::currentTurn();
+        if (turn && turn == turnOfLook_)
+            return flags_;
+        turnOfLook_ = turn;
+        const bool loopbackCounts = DeploymentSettings::current().hostIsLoopback();
         if (changes_.descriptor() < 0 || changes_.takeChanges() || loopbackCounts != loopbackCounts_)
             flags_.reset();
         loopbackCounts_ = loopbackCounts;
@@ -52,15 +58,15 @@ public:
 
 private:
     Netlink::ChangeSocket changes_;
+    std::optional<std::uint64_t> turnOfLook_;
     bool loopbackCounts_ = false;
     Flags flags_;
 };
 
 Flags internetFlags() {
-    const bool loopbackCounts = DeploymentSettings::current().hostIsLoopback();
     if (!RunLoop::isCurrentThread())
-        return readInternetFlags(loopbackCounts);
-    return RunLoop::main().attachment<KnownInternetFlags>().now(loopbackCounts);
+        return readInternetFlags(DeploymentSettings::current().hostIsLoopback());
+    return RunLoop::main().attachment<KnownInternetFlags>().now();
 }
 
 bool isZeroAddress(const sockaddr& address) {

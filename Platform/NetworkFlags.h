@@ -35,7 +35,8 @@ public:
 
     virtual ~NetworkTarget() = default;
 
-    /// The flags as they are now, every change heeded; nil when the kernel cannot be asked. A name that cannot be
+    /// The flags as they are now, every change heeded; those of the zero address as they were at the first look in the
+    /// same turn of the loop. Nil when the kernel cannot be asked. A name that cannot be
     /// resolved has no flags (0).
     virtual std::optional<std::uint32_t> flags() const = 0;
 

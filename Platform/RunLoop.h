@@ -7,6 +7,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <typeindex>
 
 struct sd_event;
@@ -41,6 +42,10 @@ public:
     static bool exists();
     /// Whether there is one and this thread is the one that it runs on.
     static bool isCurrentThread();
+
+    /// The number of the turn that this thread is running: of all that runs between two waits for events. No two turns
+    /// of a process have the same number. Nil while the loop is not running, and on other threads.
+    static std::optional<std::uint64_t> currentTurn();
 
     /// Runs until `stop`, and returns its status; where `stop` was called before, that is at once.
     int run();

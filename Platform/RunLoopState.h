@@ -80,6 +80,7 @@ struct RunLoop::State {
     std::uint64_t timersMade = 0;
     std::optional<Queue> current;
     bool running = false;
+    std::uint64_t turn = 0;
     bool ending = false;
     std::optional<int> status;
     ExceptionHandler exceptionHandler;

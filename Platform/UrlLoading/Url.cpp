@@ -51,16 +51,16 @@ std::string lowerCase(std::string_view string) {
     return result;
 }
 
-/// Takes what stands before the first of these characters from the text.
-std::string_view takeUntil(std::string_view& text, std::string_view characters) {
-    const std::string_view taken = text.substr(0, text.find_first_of(characters));
+/// Takes the first bytes from the text, all of them for `npos`.
+std::string_view take(std::string_view& text, std::size_t length) {
+    const std::string_view taken = text.substr(0, length);
     text.remove_prefix(taken.size());
     return taken;
 }
 
 bool isScheme(std::string_view text) {
     return !text.empty() && isLetter(text.front()) && std::all_of(text.begin(), text.end(), [](char character) {
-        return isLetter(character) || isDigit(character) || std::string_view("+-.").find(character) != npos;
+        return isLetter(character) || isDigit(character) || character == '+' || character == '-' || character == '.';
     });
 }
 
@@ -76,21 +76,17 @@ struct Components {
     std::string_view fragment;
 
     explicit Components(std::string_view text) {
-        std::string_view rest = text;
-        if (const auto start = takeUntil(rest, ":/?#"); rest.starts_with(':') && isScheme(start)) {
-            scheme = start;
-            rest.remove_prefix(1);
-        } else {
-            rest = text;
+        std::string_view rest = take(text, text.find('#'));
+        fragment = text;
+        path = take(rest, rest.find('?'));
+        query = rest;
+        const auto colon = path.find(':');
+        if (colon < path.find('/') && isScheme(path.substr(0, colon))) {
+            scheme = take(path, colon);
+            path.remove_prefix(1);
         }
-        if (rest.starts_with("//")) {
-            std::string_view behind = rest.substr(2);
-            authority = rest.substr(0, 2 + takeUntil(behind, "/?#").size());
-            rest = behind;
-        }
-        path = takeUntil(rest, "?#");
-        query = takeUntil(rest, "#");
-        fragment = rest;
+        if (path.starts_with("//"))
+            authority = take(path, path.find('/', 2));
     }
 
     /// Host and port; nil where their brackets are not closed.
@@ -106,7 +102,7 @@ std::string withoutDotSegments(std::string_view path) {
     std::string result;
     while (!path.empty()) {
         path.remove_prefix(1);
-        const std::string_view segment = takeUntil(path, "/");
+        const std::string_view segment = take(path, path.find('/'));
         const bool isParent = segment == "..";
         if (isParent)
             result.resize(std::min(result.rfind('/'), result.size()));

@@ -1,5 +1,6 @@
 #include "Platform/DeploymentSettings.h"
 
+#include "Platform/RunLoop.h"
 #include "Support/LogCapture.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
@@ -51,6 +52,24 @@ TEST_F(TheDeploymentSettings, AreReadFromTheUsersFile) {
     EXPECT_EQ(settings.serviceHost, "127.0.0.1:8080");
     EXPECT_EQ(settings.appKitVersionNumber, 1138.5);
     EXPECT_EQ(log.entries(), Entries{});
+}
+
+TEST_F(TheDeploymentSettings, AreLookedAtOnceInATurnOfTheLoopAndAnewInTheNext) {
+    Platform::RunLoop loop;
+    std::vector<std::string> hosts;
+    const auto look = [&] { hosts.push_back(DeploymentSettings::current().serviceHost); };
+    folder.write("home/quenmark/deployment.json", R"({"serviceHost": "a.example"})");
+    Platform::Queue::main().async([&] {
+        look();
+        folder.write("home/quenmark/deployment.json", R"({"serviceHost": "b.example"})");
+        look();
+    });
+    loop.runOnce(Platform::Duration::zero());
+    Platform::Queue::main().async(look);
+    loop.runOnce(Platform::Duration::zero());
+    folder.write("home/quenmark/deployment.json", R"({"serviceHost": "c.example"})");
+    look();
+    EXPECT_EQ(hosts, (Entries{"a.example", "a.example", "b.example", "c.example"}));
 }
 
 TEST_F(TheDeploymentSettings, MayNameAWholeNumber) {
