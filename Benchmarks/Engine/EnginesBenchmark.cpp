@@ -110,6 +110,8 @@ void print(std::size_t engines, const Figures& figures) {
 } // namespace
 
 int main(int argc, char** argv) {
+    // Each line is seen when it is printed, be it in a pipe.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const std::size_t many = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 10'000;
     constexpr std::size_t few = 10;
     TestSupport::TemporaryDirectory folder;

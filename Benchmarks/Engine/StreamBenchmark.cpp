@@ -261,6 +261,8 @@ bool run(const Plan& plan, const char* pages) {
 } // namespace
 
 int main(int argc, char** argv) {
+    // Each line is seen when it is printed, be it in a pipe.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const std::string mode = argc > 1 ? argv[1] : "";
     if (mode == "bare" && argc == 5)
         return bareLoop(argv[2], argv[3], argv[4]);

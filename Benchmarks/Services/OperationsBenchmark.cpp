@@ -144,6 +144,8 @@ void compare(const char* server, const char* transport, double release, const st
 } // namespace
 
 int main() try {
+    // Each line is seen when it is printed, be it in a pipe.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     Platform::Log::setSink([](std::string_view) {});
     const Benchmarks::Nginx nginx("    default_type application/json;\n    location / { return 200 '" +
                                   std::string(answer) + "'; }\n");
