@@ -23,8 +23,8 @@ std::size_t endOfElement(std::string_view list) {
     return list.size();
 }
 
-/// Whether a list element begins a challenge of a known scheme; one that is `name=value` goes on with the one before
-/// it.
+/// Whether a list element begins a challenge of a known scheme; one that is `name=value` is a parameter of the
+/// challenge before it.
 bool beginsKnownChallenge(std::string_view element) {
     element.remove_prefix(std::min(element.find_first_not_of(" \t"), element.size()));
     const auto end = std::min(element.find_first_of(" \t="), element.size());

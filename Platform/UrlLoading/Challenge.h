@@ -4,7 +4,7 @@
 
 namespace Platform {
 
-/// Whether an answer asks for authentication in a way that can be answered: status 401 and a "WWW-Authenticate" field
+/// Whether a response asks for authentication by a known scheme: status 401 and a "WWW-Authenticate" field
 /// with a challenge of the scheme Basic, Digest, NTLM or Negotiate (RFC 9110, section 11.6.1).
 bool asksForAuthentication(const HttpUrlResponse& response);
 

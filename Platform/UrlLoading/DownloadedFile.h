@@ -9,7 +9,8 @@
 
 namespace Platform {
 
-/// A file in the system temporary directory that takes a body, and is removed when this goes. Others cannot read it.
+/// A file in the system temporary directory that a body is written to, removed when this is destroyed. Other users
+/// cannot read it.
 class DownloadedFile {
 public:
     DownloadedFile() = default;
@@ -17,7 +18,7 @@ public:
     DownloadedFile& operator=(const DownloadedFile&) = delete;
     ~DownloadedFile();
 
-    /// Adds the bytes; makes the file at the first call, which may come without any.
+    /// Appends the bytes, which may be none; the first call creates the file.
     std::optional<Error> append(std::string_view bytes);
     /// Empty while there is no file.
     const std::string& path() const { return path_; }

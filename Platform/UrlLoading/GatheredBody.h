@@ -11,16 +11,16 @@
 
 namespace Platform {
 
-/// A body that is held in memory, of at most `maximumDataInMemory` bytes. No more than these, and the piece that is
-/// handed over, are in memory at any time: what it grows into is touched as it is filled.
+/// A body that is held in memory, of at most `maximumDataInMemory` bytes. No more than these and the piece that is
+/// appended are in memory at any time: pages of a larger buffer are touched as it is filled.
 class GatheredBody {
 public:
-    /// Makes ready for the body that is announced; the error says that it is too long.
+    /// Prepares for the body that the response announces; the error says that it is too long.
     std::optional<Error> expect(const HttpUrlResponse& response) {
         const auto length = response.expectedContentLength.value_or(0);
         if (length > maximumDataInMemory)
             return UrlError::make(UrlError::DataLengthExceedsMaximum);
-        // What is announced need not come: memory for more is taken as it does.
+        // Less may be received than is announced: memory for more is allocated then.
         announced_ = static_cast<std::size_t>(length);
         return makeRoom(std::min(announced_, maximumDataPiece));
     }

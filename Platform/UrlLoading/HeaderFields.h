@@ -8,7 +8,8 @@
 
 namespace Platform {
 
-/// The header fields of a request or an answer (RFC 9110, section 5), in order. Names keep the letters they came with.
+/// The header fields of a request or a response (RFC 9110, section 5), in order. Names keep the case they were received
+/// in.
 class HeaderFields {
 public:
     using Field = std::pair<std::string, std::string>;

@@ -31,7 +31,7 @@ public:
 
     /// Nil where there is none, and once the last task is done and nobody else holds it.
     std::shared_ptr<UrlSessionDelegate> delegate() const;
-    /// A task that is made counts until it has ended or goes; the delegate is kept as long.
+    /// A task counts from its creation until it has ended or is destroyed; the delegate is kept as long.
     void taskWasMade();
     void taskIsDone();
 

@@ -84,7 +84,7 @@ void HttpSessionTask::loadDidReceiveResponse(HttpUrlResponse response) {
 }
 
 void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse response) {
-    // No other task waits for the handler's call, which may never come.
+    // The handler may never be called; no other task waits for that.
     load_->hold();
     session_->releaseSlot(*this);
     challenging_ = std::move(response);

@@ -16,7 +16,7 @@ class HttpSessionTask final : public UrlSessionTask,
                               public HttpLoadClient,
                               public std::enable_shared_from_this<HttpSessionTask> {
 public:
-    /// Without a receiver the answer goes to the session's delegate.
+    /// Without a receiver the response is delivered to the session's delegate.
     HttpSessionTask(std::shared_ptr<HttpSession> session, UrlRequest request, std::unique_ptr<TaskReceiver> receiver,
                     std::optional<std::string> bodyFile);
     HttpSessionTask(const HttpSessionTask&) = delete;
@@ -70,7 +70,7 @@ private:
     std::string description_;
     Phase phase_ = Phase::Created;
     std::optional<HttpUrlResponse> response_;
-    /// The head that waits for the answer to its challenge.
+    /// The response whose challenge the delegate has not answered yet.
     std::optional<HttpUrlResponse> challenging_;
 };
 

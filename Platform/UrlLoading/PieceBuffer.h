@@ -12,11 +12,11 @@
 
 namespace Platform {
 
-/// Bytes that were received and not handed on: one piece, at most. Its memory is taken at the first byte, is not
+/// Bytes that were received and not delivered: one piece, at most. Its memory is allocated at the first byte, is not
 /// cleared, and stays when the piece is emptied, so that one transfer takes memory once.
 class PieceBuffer {
 public:
-    /// Sets how many bytes it can hold, at most a piece's length, before the first byte comes.
+    /// Sets how many bytes it can hold, at most a piece's length, before the first byte is received.
     void setCapacity(std::size_t capacity) {
         if (!bytes_)
             capacity_ = std::clamp<std::size_t>(capacity, 1, maximumDataPiece);
@@ -25,14 +25,14 @@ public:
     bool empty() const { return size_ == 0; }
     std::string_view view() const { return {bytes_.get(), size_}; }
     std::size_t room() const { return capacity_ - size_; }
-    /// Where the next bytes go; `commit` says how many came.
+    /// Where the next bytes are written; `commit` says how many were.
     std::span<char> space() {
         if (!bytes_)
             bytes_ = std::make_unique_for_overwrite<char[]>(capacity_);
         return {bytes_.get() + size_, room()};
     }
     void commit(std::size_t count) { size_ += count; }
-    /// Takes all of `bytes`, or none of them and says no. An empty one takes all, however many were announced.
+    /// Appends all of `bytes`, or none and returns false. An empty buffer takes all, whatever its capacity.
     bool append(std::string_view bytes) {
         if (empty() && bytes.size() > capacity_) {
             bytes_.reset();

@@ -78,7 +78,7 @@ ResponseHeaders::State ResponseHeaders::addField(std::string_view line) {
     std::string name;
     std::string value;
     if (optionalWhitespace.find(line.front()) != std::string_view::npos) {
-        // The line goes on with the field above it (RFC 9112, section 5.2).
+        // A folded line continues the field above it (RFC 9112, section 5.2).
         if (open_)
             (*open_ += ' ') += asText(trimmed(line), value);
         return State::Reading;
@@ -95,7 +95,7 @@ ResponseHeaders::State ResponseHeaders::addEnd() {
     open_ = nullptr;
     atStatusLine_ = true;
     if (statusCode_ == 101)
-        return State::Malformed; // No request asks for another protocol.
+        return State::Malformed; // No request asks for an upgrade.
     if (statusCode_ < 200)
         return State::Reading;
     if (const auto codings = fields_.value("Transfer-Encoding"))

@@ -11,21 +11,21 @@
 
 namespace Platform {
 
-/// Reads the head of an answer line by line (RFC 9112, sections 4 and 5). Interim answers (status below 200) are read
-/// over.
+/// Reads the status line and header section of a response line by line (RFC 9112, sections 4 and 5). Interim responses
+/// (status below 200) are skipped.
 class ResponseHeaders {
 public:
     enum class State { Reading, Complete, Malformed };
 
-    /// Takes the next line, with its line feed. What comes after the last line of the head is not looked at.
+    /// Reads the next line, with its line feed. Lines after the end of the header section are ignored.
     State addLine(std::string_view line);
 
     State state() const { return state_; }
     int statusCode() const { return statusCode_; }
     const HeaderFields& fields() const { return fields_; }
-    /// The same, to keep; `fields` is empty from then on.
+    /// Moves them out; `fields` is empty from then on.
     HeaderFields takeFields() { return std::move(fields_); }
-    /// The length of the body as "Content-Length" tells it; nil where it does not, or where a transfer coding does.
+    /// The length of the body by "Content-Length"; nil without one, or where a transfer coding frames the body.
     std::optional<std::uint64_t> contentLength() const { return contentLength_; }
     /// Whether "Transfer-Encoding" names only codings that can be decoded.
     bool hasKnownCoding() const { return hasKnownCoding_; }
@@ -41,7 +41,7 @@ private:
     std::size_t lines_ = 0;
     int statusCode_ = 0;
     HeaderFields fields_;
-    /// The value of the last field, which the next line may go on with; null where that was none.
+    /// The value of the last field, which a folded line continues; null where the last line was no field.
     std::string* open_ = nullptr;
     std::optional<std::uint64_t> contentLength_;
     bool hasKnownCoding_ = true;

@@ -14,7 +14,7 @@ namespace Platform {
 
 namespace {
 
-/// How many bytes are gathered, and how many one call must have brought for that to begin.
+/// How many bytes are gathered, and how many one call must have received for that to begin.
 constexpr int gathered = 256 << 10;
 constexpr long gatheringLimit = 50'000'000; // nanoseconds
 
@@ -31,7 +31,7 @@ void SocketBody::continueReading() {
 }
 
 void SocketBody::receive() {
-    // A full piece has nearly always been taken by now, so the watch is not ended before it is clear that it was not.
+    // A full piece has nearly always been taken by now, so the watch is ended only where it was not.
     if (pieces_.room() == 0)
         return watch_.reset();
     const auto space = pieces_.space();
@@ -63,7 +63,7 @@ void SocketBody::startGathering() {
     timer_ = FileDescriptor(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
     const itimerspec every{{0, gatheringLimit}, {0, gatheringLimit}};
     if (!timer_ || ::timerfd_settime(timer_.get(), 0, &every, nullptr) != 0)
-        return; // Where there is no descriptor or memory left, bytes are taken as they come.
+        return; // There is no descriptor or memory left; bytes are received as they arrive.
     try {
         timerWatch_ = RunLoop::main().watch(timer_.get(), EPOLLIN, [this](std::uint32_t) { timerFired(); });
     } catch (const std::exception&) {
@@ -80,7 +80,7 @@ void SocketBody::stopGathering() {
     gatherAtLeast(1);
 }
 
-/// Where the kernel does not take this, bytes are received as they come.
+/// Where the kernel refuses this, bytes are received as they arrive.
 void SocketBody::gatherAtLeast(int count) {
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVLOWAT, &count, sizeof count);
 }

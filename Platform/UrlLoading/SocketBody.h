@@ -10,16 +10,16 @@
 
 namespace Platform {
 
-/// Receives the rest of a body of known length straight from its connection, into the memory that is handed on: no
-/// byte is copied on the way, and as much as has come is taken with one call.
+/// Receives the rest of a body of known length straight from its connection, into the memory that is delivered: no byte
+/// is copied on the way, and all that the socket holds is received with one call.
 ///
-/// Where the bytes come fast, the kernel is asked to gather 256 KiB before it wakes this process (SO_RCVLOWAT,
-/// socket(7)). That ends as soon as a twentieth of a second of real time brings less: what has come by then is taken,
-/// and from there on whatever comes is taken at once.
+/// Where bytes arrive fast, the kernel is asked to gather 256 KiB before it wakes this process (SO_RCVLOWAT,
+/// socket(7)). That ends as soon as less arrives in a twentieth of a second of real time: what has arrived by then is
+/// received, and from there on bytes are received as they arrive.
 class SocketBody {
 public:
-    /// Receives `length` bytes from `socket` into `pieces`. `changed` is called by the loop, after bytes have come and
-    /// at the end; it may destroy this.
+    /// Receives `length` bytes from `socket` into `pieces`. `changed` is called by the loop, after bytes were received
+    /// and at the end; it may destroy this.
     SocketBody(FileDescriptor socket, std::uint64_t length, PieceBuffer& pieces, std::function<void()> changed);
 
     /// To be called when `pieces` has room again.

@@ -11,7 +11,7 @@
 
 namespace Platform {
 
-/// Takes the answer of a task that has a completion handler, and calls that handler.
+/// Receives the response of a task that has a completion handler, and calls that handler.
 class TaskReceiver {
 public:
     virtual ~TaskReceiver() = default;

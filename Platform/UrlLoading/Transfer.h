@@ -146,7 +146,7 @@ private:
     CurlEasyHandle easy_;
     CurlList headerList_;
     std::array<char, 256> errorText_{};
-    /// The socket of the connection that the request goes out on; negative before.
+    /// The socket of the connection that the request is sent on; negative before.
     int connection_ = -1;
     bool needsNewConnection_ = false;
     std::uint64_t fileOffset_ = 0;

@@ -24,9 +24,9 @@ namespace Platform {
 
 namespace {
 
-/// How many connections stay open unused.
+/// How many idle connections stay open.
 constexpr std::size_t idleConnections = 8;
-/// How many transfers have a connection to one server at once; those beyond wait their turn. Thousands at once would
+/// How many transfers have a connection to one origin at once; those beyond wait for a slot. Thousands at once would
 /// run out of descriptors, and a server's queue of new connections overflows long before (listen(2)).
 constexpr std::size_t connectionsPerServer = 32;
 /// How often libcurl may ask to be called again at once before the loop goes on.
@@ -222,7 +222,7 @@ void TransferDriver::State::collectFinished() {
     }
 }
 
-/// Setting a timer fails for no reason that can come up here (timerfd_settime(2)).
+/// Setting a timer cannot fail here (timerfd_settime(2)).
 void TransferDriver::State::armTimer() noexcept {
     if (!due || (armed && *armed <= *due))
         return;

@@ -69,7 +69,7 @@ struct Transfer::Callbacks {
         return static_cast<TransportSockets*>(sockets)->close(socket);
     }
 
-    /// The connection is there, and the request goes out next (CURLOPT_PREREQFUNCTION(3)).
+    /// The connection is established, and the request is sent next (CURLOPT_PREREQFUNCTION(3)).
     static int aboutToSend(void* self, char* peer, char* local, int peerPort, int localPort) noexcept {
         auto& transfer = progressed(self);
         return guarded(transfer, CURL_PREREQFUNC_ABORT, [&] {
@@ -152,7 +152,7 @@ void Transfer::makeHandle() {
     set(easy_, CURLOPT_PATH_AS_IS, 1L);
     set(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     set(easy_, CURLOPT_PROXY, "");
-    // A name and password in the address are not sent unasked.
+    // A name and password in the URL are not sent.
     set(easy_, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_NONE));
     set(easy_, CURLOPT_NOSIGNAL, 1L);
     // A name look-up that is cancelled must not block the loop.

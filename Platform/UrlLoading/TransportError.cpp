@@ -52,14 +52,15 @@ int transportErrorCode(int result, const TransferStage& stage) {
         return UrlError::NetworkConnectionLost;
     case CURLE_UNSUPPORTED_PROTOCOL: // There is no status line of HTTP/1.
     case CURLE_WEIRD_SERVER_REPLY:
-    case CURLE_BAD_FUNCTION_ARGUMENT: // The first line of a header section is a continued one.
+    case CURLE_BAD_FUNCTION_ARGUMENT: // The first line of a header section is folded.
     case CURLE_HTTP2:
     case CURLE_HTTP2_STREAM:
     case CURLE_HTTP3:
         return UrlError::BadServerResponse;
     case CURLE_OUT_OF_MEMORY:
-        // A line of the head that is longer than 100 KiB is reported so as well.
-        return stage.requestSent && !stage.headersComplete ? UrlError::BadServerResponse : UrlError::NetworkConnectionLost;
+        // A header line of more than 100 KiB is reported so as well.
+        return stage.requestSent && !stage.headersComplete ? UrlError::BadServerResponse
+                                                           : UrlError::NetworkConnectionLost;
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_ISSUER_ERROR:
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
@@ -81,7 +82,7 @@ int transportErrorCode(int result, const TransferStage& stage) {
     case CURLE_BAD_CONTENT_ENCODING:
         return stage.knownCoding ? UrlError::CannotDecodeRawData : UrlError::CannotDecodeContentData;
     default:
-        // What is left comes of other protocols, or of a call that is wrong.
+        // The others belong to other protocols, or to a wrong call.
         return UrlError::Unknown;
     }
 }

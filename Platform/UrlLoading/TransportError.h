@@ -4,18 +4,18 @@
 
 namespace Platform {
 
-/// Whether every transfer coding of a list is one that the transport can decode (RFC 9112, section 7).
+/// Whether every transfer coding of a list is one that libcurl can decode (RFC 9112, section 7).
 bool isKnownTransferCoding(std::string_view codings);
 
-/// How far a request had come when the transport failed.
+/// The stage of a request at which libcurl failed.
 struct TransferStage {
     bool requestSent = false;
     bool headersComplete = false;
-    /// Whether the answer's "Transfer-Encoding" names only codings that can be decoded.
+    /// Whether the response's "Transfer-Encoding" names only codings that can be decoded.
     bool knownCoding = true;
 };
 
-/// The code of `UrlError` that callers know for a failure of the transport (libcurl-errors(3)).
+/// The code of `UrlError` for a failure of libcurl (libcurl-errors(3)).
 int transportErrorCode(int result, const TransferStage& stage);
 
 } // namespace Platform

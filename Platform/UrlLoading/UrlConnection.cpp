@@ -17,7 +17,7 @@ std::shared_ptr<HttpLoad> makeLoad(UrlRequest request, Queue queue) {
         HttpLoad::Settings{std::move(request), {}, std::nullopt, idleTimeout, totalTimeout, std::move(queue)});
 }
 
-/// Gathers an answer and hands it on whole.
+/// Gathers a response and delivers it whole.
 class WholeResponse final : public HttpLoadClient {
 public:
     WholeResponse(std::weak_ptr<HttpLoad> load, UrlConnection::Handler handler)

@@ -13,8 +13,8 @@ namespace Platform {
 
 class UrlConnection;
 
-/// Is told what happens to a connection's request, each call on the connection's delegate queue, in order: the answer's
-/// head (again after each redirect that was not followed), its bytes, and one of the two ends.
+/// Receives the events of a connection's request, each on the connection's delegate queue, in order: the response's
+/// headers, the bytes of its body, and one of the two ends.
 class UrlConnectionDelegate {
 public:
     virtual ~UrlConnectionDelegate() = default;
@@ -32,7 +32,7 @@ public:
     UrlConnection& operator=(const UrlConnection&) = delete;
     virtual ~UrlConnection();
 
-    /// Where the delegate is called; the main queue where none is set. To be set before `start`.
+    /// The queue that the delegate is called on; the main queue where none is set. To be set before `start`.
     void setDelegateQueue(Queue queue);
     /// Starts loading; once. The connection must be held by a shared pointer.
     void start();
@@ -41,7 +41,7 @@ public:
 
     const UrlRequest& originalRequest() const;
 
-    /// Loads a request whole, and calls the handler once on `queue` with the head and all of the body, or an error.
+    /// Loads a request whole, and calls the handler once on `queue` with the headers and all of the body, or an error.
     using Handler = std::function<void(std::optional<HttpUrlResponse>, std::optional<Data>, std::optional<Error>)>;
     static void sendAsynchronousRequest(UrlRequest request, const Queue& queue, Handler completionHandler);
 

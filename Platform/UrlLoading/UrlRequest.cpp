@@ -11,11 +11,11 @@ std::string_view description(int code) {
     case UrlError::Cancelled:
         return "The request was cancelled";
     case UrlError::BadUrl:
-        return "The request has no usable address or head";
+        return "The request has no usable URL or headers";
     case UrlError::TimedOut:
         return "The request timed out";
     case UrlError::UnsupportedUrl:
-        return "The address has an unsupported scheme";
+        return "The URL has an unsupported scheme";
     case UrlError::CannotFindHost:
         return "The host name was not found";
     case UrlError::CannotConnectToHost:
@@ -25,11 +25,11 @@ std::string_view description(int code) {
     case UrlError::TooManyRedirects:
         return "Too many redirects";
     case UrlError::BadServerResponse:
-        return "The answer is not HTTP";
+        return "The response is not HTTP";
     case UrlError::CannotDecodeRawData:
-        return "The answer's bytes are not in their transfer coding";
+        return "The response's bytes are not in their transfer coding";
     case UrlError::CannotDecodeContentData:
-        return "The answer's transfer coding is not known";
+        return "The response's transfer coding is not known";
     case UrlError::SecureConnectionFailed:
         return "No secure connection could be made";
     case UrlError::ServerCertificateUntrusted:
@@ -37,7 +37,7 @@ std::string_view description(int code) {
     case UrlError::FileDoesNotExist:
         return "The file does not exist or cannot be read";
     case UrlError::DataLengthExceedsMaximum:
-        return "The answer is too long to be held in memory";
+        return "The response is too long to be held in memory";
     default:
         return "Loading failed";
     }

@@ -15,10 +15,10 @@ namespace Platform {
 /// Bytes; no encoding is implied.
 using Data = std::string;
 
-/// What is asked of a server. The fields must be ones that HTTP allows: a name or method that is no token, or a value
+/// A request. The fields must be ones that HTTP allows: a name or method that is no token, or a value
 /// with a control character other than the tabulator (RFC 9110, sections 5.1 and 5.5), ends loading with
 /// `UrlError::BadUrl`, and nothing of the request is sent. "Content-Length" and "Transfer-Encoding" always
-/// tell the body as it is, whatever the fields say.
+/// describe the body that is sent, whatever the fields say.
 struct UrlRequest {
     /// Nil where no URL could be formed; loading then ends with `UrlError::BadUrl`.
     std::optional<Url> url;
@@ -34,9 +34,10 @@ struct UrlRequest {
     void addValueForHTTPHeaderField(std::string_view value, std::string_view field) { headerFields.add(field, value); }
 };
 
-/// The head of an HTTP answer: of the last one, where others came before it (redirects, interim answers). A field that
-/// came several times has its values joined with ", ". Names and values are text: bytes that are not UTF-8 are taken
-/// for ISO-8859-1. A head of more than 256 KiB or 1000 lines is taken for no HTTP.
+/// The status and headers of a response: of the last one, where redirects or interim responses preceded it. A field
+/// that was received several times has its values joined with ", ". Names and values are text: bytes that are not UTF-8
+/// are decoded as ISO-8859-1. Headers of more than 256 KiB or 1000 lines end loading with
+/// `UrlError::BadServerResponse`.
 struct HttpUrlResponse {
     std::optional<Url> url;
     int statusCode = 0;
@@ -73,9 +74,9 @@ inline constexpr int ServerCertificateUntrusted = -1202;
 Error make(int code, std::string_view detail = {});
 } // namespace UrlError
 
-/// An answer that is held in memory may be this long; a longer one ends with `DataLengthExceedsMaximum`.
+/// A response that is held in memory may be this long; a longer one ends with `DataLengthExceedsMaximum`.
 inline constexpr std::uint64_t maximumDataInMemory = 64ULL << 20;
-/// A delegate is handed at most this many bytes at a time.
+/// A delegate receives at most this many bytes at a time.
 inline constexpr std::size_t maximumDataPiece = 1ULL << 20;
 
 } // namespace Platform

@@ -27,8 +27,8 @@ struct UrlSessionConfiguration {
     std::chrono::duration<double> timeoutIntervalForRequest = std::chrono::seconds(60);
     /// The longest time of a whole transfer.
     std::chrono::duration<double> timeoutIntervalForResource = std::chrono::hours(7 * 24);
-    /// How many connections to one host this session uses at once; further tasks wait for a place. All sessions of a
-    /// process together have at most 32 exchanges with one server under way, long bodies aside. No time-out runs while
+    /// How many connections to one host this session uses at once; further tasks wait for a slot. All sessions of a
+    /// process together have at most 32 exchanges with one server under way, long bodies aside. No timeout runs while
     /// a task waits.
     int httpMaximumConnectionsPerHost = 6;
     /// How long a body may be that is gathered in a file, for a caller that then reads it into memory; a longer one
@@ -40,21 +40,21 @@ struct UrlSessionConfiguration {
 
 /// What to do about a server that asks for authentication.
 enum class ChallengeDisposition {
-    /// Hand the answer that carries the challenge (status 401) to the task as its answer.
+    /// Deliver the response that carries the challenge (status 401) as the task's response.
     PerformDefaultHandling,
     /// End the task with `UrlError::Cancelled`.
     CancelChallenge,
 };
 using ChallengeHandler = std::function<void(ChallengeDisposition)>;
 
-/// Is told what happens to a session's tasks, each call on the session's delegate queue, in order. Every call has a
+/// Receives the events of a session's tasks, each on the session's delegate queue, in order. Every call has a
 /// default that does nothing, but for the challenges, whose default is `PerformDefaultHandling`.
 class UrlSessionDelegate {
 public:
     virtual ~UrlSessionDelegate() = default;
 
-    /// A server asks for authentication (an answer of status 401 with a WWW-Authenticate field; RFC 9110,
-    /// section 11.6.1). The task waits, for as long as its time-outs allow, until the handler is called; it may be
+    /// A server asks for authentication (a response of status 401 with a WWW-Authenticate field; RFC 9110,
+    /// section 11.6.1). The task waits, for as long as its timeouts allow, until the handler is called; it may be
     /// called later, once. No other task waits for it.
     virtual void URLSessionTaskDidReceiveChallenge(UrlSession& session, UrlSessionTask& task,
                                                    ChallengeHandler completionHandler);
@@ -86,25 +86,25 @@ public:
     virtual ~UrlSessionTask() = default;
     /// Starts a new or suspended task; no effect on another.
     virtual void resume() = 0;
-    /// Hands nothing on until `resume`; time-outs stand still meanwhile.
+    /// Delivers nothing until `resume`; the timeouts are stopped meanwhile.
     virtual void suspend() = 0;
     /// Ends the task with `UrlError::Cancelled`, unless it has ended.
     virtual void cancel() = 0;
 
     virtual State state() const = 0;
     virtual const UrlRequest& originalRequest() const = 0;
-    /// The head of the answer; nil until it is there. It stays when the task ends.
+    /// The response's status and headers; nil until they are received. They stay when the task ends.
     virtual const HttpUrlResponse* response() const = 0;
     virtual void setTaskDescription(std::string description) = 0;
     virtual const std::string& taskDescription() const = 0;
 };
 
 /// Makes tasks that share a configuration and a delegate. A session with unfinished tasks stays alive and keeps its
-/// delegate; it is freed, and lets the delegate go, once the last task is done and nobody else holds it.
+/// delegate; it is freed, and releases the delegate, once the last task is done and nobody else holds it.
 class UrlSession : public std::enable_shared_from_this<UrlSession> {
 public:
-    /// The answer of a task, on the session's delegate queue: all of the body, and its head; or an error. What is
-    /// not there is nil.
+    /// The response of a task, on the session's delegate queue: all of the body, and the headers; or an error. What was
+    /// not received is nil.
     using DataHandler = std::function<void(std::optional<Data>, std::optional<HttpUrlResponse>, std::optional<Error>)>;
     /// As above; the body is in a file at `location` that is removed after the call.
     using DownloadHandler =
@@ -116,9 +116,9 @@ public:
                                                                 std::optional<Queue> delegateQueue = std::nullopt);
     virtual ~UrlSession() = default;
 
-    /// A task whose answer goes to the delegate piece by piece as it arrives.
+    /// A task whose response is delivered to the delegate piece by piece as it is received.
     virtual std::shared_ptr<UrlSessionTask> dataTaskWithRequest(UrlRequest request) = 0;
-    /// A task whose answer is gathered in memory.
+    /// A task whose response is gathered in memory.
     virtual std::shared_ptr<UrlSessionTask> dataTaskWithRequest(UrlRequest request, DataHandler completionHandler) = 0;
     /// Sends a file, read as it goes, as the request's body. A file that cannot be opened ends the task with
     /// `UrlError::FileDoesNotExist`.

@@ -52,13 +52,13 @@ TEST(RequestHeadersTest, RefusesAMethodThatIsNoToken) {
         const auto error = errorOf(request);
         ASSERT_TRUE(error) << method;
         EXPECT_EQ(*error, (Error{"UrlLoading", -1000,
-                                 "The request has no usable address or head: the method is not one that HTTP allows"}));
+                                 "The request has no usable URL or headers: the method is not one that HTTP allows"}));
     }
 }
 
 TEST(RequestHeadersTest, NamesTheFieldThatIsRefused) {
     EXPECT_EQ(errorOf(requestWith("FilePath", "a\nb"))->localizedDescription,
-              "The request has no usable address or head: the header field \"FilePath\" has a value that HTTP does not "
+              "The request has no usable URL or headers: the header field \"FilePath\" has a value that HTTP does not "
               "allow");
 }
 

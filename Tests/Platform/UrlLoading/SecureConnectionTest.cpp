@@ -75,7 +75,7 @@ TEST_F(ABody, ThatIsNotInItsTransferCodingHasACodeOfItsOwn) {
                                   (chunked ? "5\r\nhello\r\n0\r\n\r\n" : "hello world"))
                 .thenClose();
         });
-        expectFailure(post("/", "{}"), -1015, "The answer's bytes are not in their transfer coding");
+        expectFailure(post("/", "{}"), -1015, "The response's bytes are not in their transfer coding");
     }
 }
 
@@ -84,7 +84,7 @@ TEST_F(ABody, InATransferCodingThatIsNotKnownHasACodeOfItsOwn) {
         return HttpReply::raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: quantum, chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n")
             .thenClose();
     });
-    expectFailure(post("/", "{}"), -1016, "The answer's transfer coding is not known");
+    expectFailure(post("/", "{}"), -1016, "The response's transfer coding is not known");
 }
 
 } // namespace
