@@ -28,7 +28,9 @@ template <auto function, typename Signature = decltype(function)>
 struct Handler;
 template <auto function, typename Result, typename Input, typename... Parts>
 struct Handler<function, Result (*)(Input, Parts&...)> {
-    static Result call(State& state, Input input) { return function(input, state.part<std::remove_const_t<Parts>>()...); }
+    static Result call(State& state, Input input) {
+        return function(input, state.part<std::remove_const_t<Parts>>()...);
+    }
 };
 template <auto function>
 constexpr auto handler = &Handler<function>::call;
@@ -95,11 +97,11 @@ public:
 private:
     Work<Response> work() override {
         const boost::json::value& body = body_.value();
-        if (const auto* answer = std::get_if<SlicedOperation>(&operation_.handler))
-            co_return co_await (*answer)(state(), body);
+        if (const auto* run = std::get_if<SlicedOperation>(&operation_.handler))
+            co_return co_await (*run)(state(), body);
         const Record request(body);
-        if (const auto* answer = std::get_if<DownloadOperation>(&operation_.handler))
-            co_return (*answer)(state(), request);
+        if (const auto* run = std::get_if<DownloadOperation>(&operation_.handler))
+            co_return (*run)(state(), request);
         co_return jsonResponse(200,
                                boost::json::serialize(std::get<ObjectOperation>(operation_.handler)(state(), request)));
     }
@@ -142,13 +144,13 @@ const Operation* findOperation(std::string_view path) {
     return found == table.end() ? nullptr : found;
 }
 
-Response operationError(const RequestHead& head, const RequestError& error) {
-    return isMeantForDownload(head.target) ? downloadError(error) : errorResponse(error);
+Response operationError(const Request& request, const RequestError& error) {
+    return isMeantForDownload(request.target) ? downloadError(error) : errorResponse(error);
 }
 
-std::unique_ptr<Exchange> beginOperation(State& state, const Operation& operation, const RequestHead& head) {
+std::unique_ptr<Exchange> beginOperation(State& state, const Operation& operation, const Request& request) {
     if (const auto* begin = std::get_if<StreamOperation>(&operation.handler))
-        return (*begin)(state, head);
+        return (*begin)(state, request);
     return std::make_unique<OperationExchange>(state, operation);
 }
 

@@ -11,14 +11,14 @@
 
 namespace webservice {
 
-/// The ways an operation is answered: at once, by an object; in slices; with the content of a file; and with the body
-/// as the content of a file.
+/// The kinds of handlers: one that returns the object of the response; one that works in slices; one whose response is
+/// the content of a file; and one that receives the content of a file as the body.
 using ObjectOperation = boost::json::object (*)(State& state, const Record& request);
 using SlicedOperation = Work<Response> (*)(State& state, const boost::json::value& body);
 using DownloadOperation = Response (*)(State& state, const Record& request);
-using StreamOperation = std::unique_ptr<Exchange> (*)(State& state, const RequestHead& head);
+using StreamOperation = std::unique_ptr<Exchange> (*)(State& state, const Request& request);
 
-/// One row says all there is to say of an operation: its path below the service root and what answers it.
+/// One row says all there is to say of an operation: its path below the service root and its handler.
 struct Operation {
     std::string_view path;
     std::variant<ObjectOperation, SlicedOperation, DownloadOperation, StreamOperation> handler;
@@ -31,12 +31,11 @@ std::span<const Operation> operations();
 /// alone.
 const Operation* findOperation(std::string_view path);
 
-/// The response that tells of an error of a request, wherever it was raised: whoever asks for a download, however
-/// badly, takes the body of whatever comes back for the content of a file, so that response tells of the refusal in
-/// header fields.
-Response operationError(const RequestHead& head, const RequestError& error);
+/// The response for an error of a request, wherever it was raised. A client appends the body of any response to a
+/// download to a file, so a download's errors are reported in header fields, however malformed its request is.
+Response operationError(const Request& request, const RequestError& error);
 
-/// Takes the body of an operation and answers it.
-std::unique_ptr<Exchange> beginOperation(State& state, const Operation& operation, const RequestHead& head);
+/// The exchange that receives the body of an operation's request and runs its handler.
+std::unique_ptr<Exchange> beginOperation(State& state, const Operation& operation, const Request& request);
 
 } // namespace webservice

@@ -58,7 +58,7 @@ Response openApi(State&, const Parameter&) {
 struct Page {
     std::string_view path;
     std::string_view parameter;
-    Response (*answer)(State& state, const Parameter& parameter);
+    Response (*handle)(State& state, const Parameter& parameter);
 };
 
 constexpr std::array pages = {
@@ -74,7 +74,7 @@ public:
     void receive(std::string_view) override {}
 
 private:
-    Work<Response> work() override { co_return page_.answer(state(), parameter_); }
+    Work<Response> work() override { co_return page_.handle(state(), parameter_); }
 
     const Page& page_;
     Parameter parameter_;
@@ -82,11 +82,11 @@ private:
 
 } // namespace
 
-std::unique_ptr<Exchange> beginPage(State& state, std::string_view path, const RequestHead& head) {
+std::unique_ptr<Exchange> beginPage(State& state, std::string_view path, const Request& request) {
     const auto* const page = std::ranges::find(pages, path, &Page::path);
     if (page == pages.end())
         return nullptr;
-    return std::make_unique<PageExchange>(state, *page, queryValue(head.query(), page->parameter));
+    return std::make_unique<PageExchange>(state, *page, queryValue(request.query(), page->parameter));
 }
 
 } // namespace webservice

@@ -8,13 +8,13 @@
 
 namespace webservice {
 
-/// What a developer looks at or does in place of what a real service would do by itself:
+/// Pages for developers, with what a real service would do by itself:
 ///   GET /status[?computer=X]   how many uploads are in which state, of one computer or of all
-///   GET /mails[?to=ADDRESS]    the mails that were noted instead of being sent, the oldest first
+///   GET /mails[?to=ADDRESS]    the mails that were recorded instead of being sent, the oldest first
 ///   GET /errors[?computer=X]   the last hundred reports of LogError, the latest first
-///   GET /activate?code=CODE    what the link in an activation mail leads to
+///   GET /activate?code=CODE    the address in an activation mail
 ///   GET /openapi.json          the description of the operations, for programs
 /// Null when the path is none of these.
-std::unique_ptr<Exchange> beginPage(State& state, std::string_view path, const RequestHead& head);
+std::unique_ptr<Exchange> beginPage(State& state, std::string_view path, const Request& request);
 
 } // namespace webservice

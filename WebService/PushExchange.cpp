@@ -46,11 +46,11 @@ public:
 private:
     Work<Response> work() override {
         storing([this] { place(); });
-        boost::json::object answer = done();
-        answer["ToComputerID"] = target_.computer;
-        answer["FileName"] = *wireName(target_.path);
-        answer["IsFile"] = flag(!target_.isFolder);
-        co_return jsonResponse(201, boost::json::serialize(answer));
+        boost::json::object response = done();
+        response["ToComputerID"] = target_.computer;
+        response["FileName"] = *wireName(target_.path);
+        response["IsFile"] = flag(!target_.isFolder);
+        co_return jsonResponse(201, boost::json::serialize(response));
     }
 
     void place() {
@@ -62,7 +62,7 @@ private:
         } else {
             state().tree.makeFolder(path);
         }
-        state().watcher.placed(path);
+        state().watcher.added(path);
     }
 
     PushTarget target_;
@@ -71,8 +71,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Exchange> beginPush(State& state, const RequestHead& head) {
-    return std::make_unique<PushExchange>(state, parsePushTarget(head.path()));
+std::unique_ptr<Exchange> beginPush(State& state, const Request& request) {
+    return std::make_unique<PushExchange>(state, parsePushTarget(request.path()));
 }
 
 } // namespace webservice

@@ -2,7 +2,7 @@
 
 #include "WebService/Common/RequestError.h"
 #include "WebService/Common/WireName.h"
-#include "WebService/Http/RequestHead.h"
+#include "WebService/Http/Request.h"
 
 namespace webservice {
 
@@ -32,8 +32,8 @@ PushTarget parsePushTarget(std::string_view encoded) {
         throw RequestError("BadPath", "the path is /outbox/COMPUTER/ and the item's path", 400);
     if (!wireName(target.path))
         throw RequestError("BadPath",
-                           "the item's path is longer than " + std::to_string(longestPath) +
-                               " bytes or has more than " + std::to_string(mostLevels) + " parts",
+                           "the item's path is longer than " + std::to_string(maxPathLength) +
+                               " bytes or has more than " + std::to_string(maxLevels) + " parts",
                            400);
     return target;
 }

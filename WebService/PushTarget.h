@@ -12,7 +12,7 @@ struct PushTarget {
     bool isFolder = false;
 };
 
-/// Reads "/outbox/COMPUTER/PATH", percent-encoded; a slash at its end tells a folder. Throws RequestError where it
+/// Parses "/outbox/COMPUTER/PATH", percent-encoded; a slash at its end means a folder. Throws RequestError where it
 /// cannot be the path of an item.
 PushTarget parsePushTarget(std::string_view encoded);
 

@@ -13,23 +13,23 @@ namespace webservice {
 
 namespace {
 
-std::optional<std::string> fieldOf(const RequestHead& head, std::string_view name) {
-    const auto value = head.header(name);
+std::optional<std::string> fieldOf(const Request& request, std::string_view name) {
+    const auto value = request.header(name);
     return value && !value->empty() ? std::optional<std::string>(*value) : std::nullopt;
 }
 
 class ReceivedFileExchange : public SlicedExchange {
 public:
-    ReceivedFileExchange(State& state, const RequestHead& head)
-        : SlicedExchange(state), path_(fieldOf(head, "FilePath")), request_(fieldOf(head, "FileRequestID")),
-          transitPath_(fieldOf(head, "TransitDownloadPath")) {
+    ReceivedFileExchange(State& state, const Request& request)
+        : SlicedExchange(state), path_(fieldOf(request, "FilePath")), request_(fieldOf(request, "FileRequestID")),
+          transitPath_(fieldOf(request, "TransitDownloadPath")) {
         if (path_ && request_) {
             state.requireCurrent();
             file_.emplace(state.incoming.newPath());
         }
     }
 
-    /// Without the fields that say what it is, a body is read and dropped.
+    /// Without the header fields that describe it, a body is read and discarded.
     void receive(std::string_view piece) override {
         if (file_)
             file_->append(piece);
@@ -40,7 +40,7 @@ private:
         if (!file_)
             throw RequestError("MissingKey", path_ ? "\"FileRequestID\" is missing" : "\"FilePath\" is missing");
         file_->close();
-        const auto file = answeredFile();
+        const auto file = requestedFile();
         const auto computer = file ? findComputer(state().db, file->computer) : std::nullopt;
         CloudFile content{.id = 0,
                           .user = std::nullopt,
@@ -54,7 +54,7 @@ private:
             content.fullPath = file->fullPath;
             content.name = file->name;
         } else {
-            logLine("nobody has asked for " + *path_ + "; it is kept");
+            logLine("no request for " + *path_ + "; the content is kept");
         }
         content.id = state().cloud.store(content, file_->path());
         if (computer) {
@@ -64,8 +64,8 @@ private:
         co_return jsonResponse(200, boost::json::serialize(done()));
     }
 
-    /// The file of the request, which is thereby done. What was cancelled meanwhile is not asked for any more.
-    std::optional<KnownFile> answeredFile() {
+    /// The file that was requested, if it was; the request is then done. A cancelled request does not count.
+    std::optional<KnownFile> requestedFile() {
         Query row = state().db.query("UPDATE requests SET state = 'done' WHERE id = ?1 AND state <> 'cancelled' "
                                      "RETURNING file",
                                      decimal(*request_).value_or(-1));
@@ -83,8 +83,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Exchange> beginReceivedFile(State& state, const RequestHead& head) {
-    return std::make_unique<ReceivedFileExchange>(state, head);
+std::unique_ptr<Exchange> beginReceivedFile(State& state, const Request& request) {
+    return std::make_unique<ReceivedFileExchange>(state, request);
 }
 
 } // namespace webservice

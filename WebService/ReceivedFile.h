@@ -7,9 +7,9 @@
 
 namespace webservice {
 
-/// Downloads.svc/UpdateFileRequestWithStream: the body is the content of a requested file; what it is stands in the
-/// header fields "FilePath", "FileRequestID" and "TransitDownloadPath". It is kept in the cloud, answers the request
-/// and goes to the user's other computers. A content that nobody has asked for is kept too, as nobody's.
-std::unique_ptr<Exchange> beginReceivedFile(State& state, const RequestHead& head);
+/// Downloads.svc/UpdateFileRequestWithStream: the body is the content of a requested file, which the header fields
+/// "FilePath", "FileRequestID" and "TransitDownloadPath" describe. It is stored in the cloud, fulfils the request and
+/// is delivered to the user's other computers. A content that was not requested is stored too, without a user.
+std::unique_ptr<Exchange> beginReceivedFile(State& state, const Request& request);
 
 } // namespace webservice

@@ -12,8 +12,9 @@ using namespace std::chrono_literals;
 
 constexpr auto slice = 5ms;
 
-/// How long an exchange waits until a busy outbox has been taken in. After that it goes on with what is known.
-constexpr auto outboxPatience = 1s;
+/// How long an exchange waits until all events of a busy outbox have been processed. After that it works with what is
+/// recorded.
+constexpr auto outboxTimeout = 1s;
 
 } // namespace
 
@@ -25,11 +26,11 @@ Response SlicedExchange::finish() {
 }
 
 std::optional<Response> SlicedExchange::step() {
-    if (!begun_)
-        begun_ = Clock::now();
+    if (!startTime_)
+        startTime_ = Clock::now();
     state_.requireCurrent();
     try {
-        if (!outboxIsTakenIn_ && !takeInOutbox())
+        if (!outboxIsProcessed_ && !processOutbox())
             return std::nullopt;
         return runSlice();
     } catch (const RequestError& error) {
@@ -41,27 +42,27 @@ Response SlicedExchange::errorFrom(const RequestError& error) {
     return errorResponse(error);
 }
 
-/// Has a transaction of its own: what has happened in the outbox counts, whatever becomes of the request.
-bool SlicedExchange::takeInOutbox() {
+/// In a transaction of its own: what has happened in the outbox is kept even where the request fails.
+bool SlicedExchange::processOutbox() {
     auto transaction = Transaction::ifUnlocked(state_.db);
     if (!transaction) {
-        checkPatience();
+        checkBusyTimeout();
         return false;
     }
     try {
-        outboxIsTakenIn_ = state_.watcher.drainSome(slice) || Clock::now() - *begun_ >= outboxPatience;
+        outboxIsProcessed_ = state_.watcher.processSlice(slice) || Clock::now() - *startTime_ >= outboxTimeout;
     } catch (const std::system_error& error) {
         logLine(std::string("the outbox cannot be read: ") + error.what());
-        outboxIsTakenIn_ = true;
+        outboxIsProcessed_ = true;
     }
     transaction->commit();
-    return outboxIsTakenIn_;
+    return outboxIsProcessed_;
 }
 
 std::optional<Response> SlicedExchange::runSlice() {
     auto transaction = Transaction::ifUnlocked(state_.db);
     if (!transaction) {
-        checkPatience();
+        checkBusyTimeout();
         return std::nullopt;
     }
     lockedSince_.reset();
@@ -74,10 +75,10 @@ std::optional<Response> SlicedExchange::runSlice() {
     return response;
 }
 
-void SlicedExchange::checkPatience() {
+void SlicedExchange::checkBusyTimeout() {
     if (!lockedSince_)
         lockedSince_ = Clock::now();
-    if (Clock::now() - *lockedSince_ >= state_.db.patience())
+    if (Clock::now() - *lockedSince_ >= state_.db.busyTimeout())
         throw DatabaseBusy("another process has the database locked");
 }
 

@@ -9,10 +9,9 @@
 
 namespace webservice {
 
-/// An exchange that works on the state, in slices of a few milliseconds. Each slice is one transaction: it is kept as a
-/// whole when the work pauses or is done, and undone as a whole when the work ends with an exception. Where another
-/// process has the database locked, the exchange waits for as long as the database's patience and then fails with
-/// DatabaseBusy.
+/// An exchange that works on the state, in slices of a few milliseconds. Each slice is one transaction: committed when
+/// the work pauses or is done, rolled back when the work ends with an exception. Where another process has the database
+/// locked, the exchange waits for as long as the database's busy timeout and then fails with DatabaseBusy.
 class SlicedExchange : public Exchange {
 public:
     /// All slices, one after the other.
@@ -22,7 +21,7 @@ public:
 protected:
     explicit SlicedExchange(State& state) : state_(state) {}
 
-    /// The work, called once the whole body has been received and what has happened in the outbox has been taken in.
+    /// The work, called once the whole body has been received and the events of the outbox have been processed.
     virtual Work<Response> work() = 0;
 
     /// The response to a request whose work has ended with this error.
@@ -32,14 +31,14 @@ protected:
 
 private:
     using Clock = std::chrono::steady_clock;
-    bool takeInOutbox();
+    bool processOutbox();
     std::optional<Response> runSlice();
-    void checkPatience();
+    void checkBusyTimeout();
 
     State& state_;
-    std::optional<Clock::time_point> begun_;
+    std::optional<Clock::time_point> startTime_;
     std::optional<Clock::time_point> lockedSince_;
-    bool outboxIsTakenIn_ = false;
+    bool outboxIsProcessed_ = false;
     std::optional<Job<Response>> job_;
 };
 

@@ -36,9 +36,9 @@ bool isStillAt(const Descriptor& file, const std::string& path) {
 
 } // namespace
 
-State::State(const std::string& directory, std::chrono::milliseconds patience)
+State::State(const std::string& directory, std::chrono::milliseconds busyTimeout)
     : directory_(directory), lock_(lockFolder(directory)), database_(privateFile(directory + "/state.db")),
-      db(directory + "/state.db", patience), tree(directory + "/outbox"), ledger(db), watcher(tree, ledger, db),
+      db(directory + "/state.db", busyTimeout), tree(directory + "/outbox"), ledger(db), watcher(tree, ledger, db),
       queue(tree, ledger), cloud(db, directory + "/cloud"), incoming(directory + "/incoming"),
       delivery(db, cloud, tree, incoming) {}
 

@@ -17,31 +17,31 @@
 
 namespace webservice {
 
-/// Another process works on the same folder.
+/// Another process uses the same folder.
 class StateInUse : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The folder that the process works on, or the database in it, is not there any more.
+/// The folder of the state, or the database in it, no longer exists.
 class StateLost : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Everything that the web service keeps, in one folder that belongs to one process at a time:
+/// Everything that the web service stores, in one folder that belongs to one process at a time:
 ///   state.db    the SQLite database
 ///   outbox/     what the computers are to receive, COMPUTER/…
 ///   cloud/      contents that computers have streamed up
-///   incoming/   files on their way in over HTTP; emptied at the start
-///   lock        held while a process works on the folder
-/// What is removed at run time is made again, except for the folder itself and the database: without them, the state
-/// could not be kept.
+///   incoming/   files that are being received over HTTP; emptied at the start
+///   lock        locked while a process uses the folder
+/// What is removed at run time is created again, except for the folder itself and the database: without them, the state
+/// could not be stored.
 class State {
 public:
-    /// Makes what is missing. Where another process has the database locked, `patience` is how long it is waited for,
-    /// at the start and by every request. Throws StateInUse, DatabaseError or std::system_error.
-    explicit State(const std::string& directory, std::chrono::milliseconds patience = std::chrono::seconds(5));
+    /// Creates what is missing. `busyTimeout` is how long a database that another process has locked is waited for, at
+    /// the start and by every request. Throws StateInUse, DatabaseError or std::system_error.
+    explicit State(const std::string& directory, std::chrono::milliseconds busyTimeout = std::chrono::seconds(5));
 
     /// Throws StateLost when the folder or the database has been removed or replaced by another one.
     void requireCurrent() const;

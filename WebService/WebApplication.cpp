@@ -17,33 +17,33 @@ RequestError wrongMethod(const std::string& allowed) {
 
 } // namespace
 
-std::unique_ptr<Exchange> WebApplication::begin(const RequestHead& head) {
-    if (const auto reason = refusalOfOrigin(head, listenHost_, head.ownAddress))
+std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
+    if (const auto reason = originError(request, listenHost_, request.ownAddress))
         throw RequestError("WrongOrigin", *reason, 403);
-    const std::string path = percentDecoded(head.path()).value_or("");
+    const std::string path = percentDecoded(request.path()).value_or("");
     if (path.starts_with(serviceRoot)) {
         const Operation* operation = findOperation(std::string_view(path).substr(serviceRoot.size()));
         if (operation == nullptr)
             throw RequestError("UnknownOperation", "there is no operation " + path, 404);
-        if (head.method != "POST")
+        if (request.method != "POST")
             throw wrongMethod("POST");
-        return beginOperation(state_, *operation, head);
+        return beginOperation(state_, *operation, request);
     }
-    if (head.path().starts_with("/outbox/")) {
-        if (head.method != "PUT")
+    if (request.path().starts_with("/outbox/")) {
+        if (request.method != "PUT")
             throw wrongMethod("PUT");
-        return beginPush(state_, head);
+        return beginPush(state_, request);
     }
-    if (auto page = beginPage(state_, path, head)) {
-        if (head.method != "GET")
+    if (auto page = beginPage(state_, path, request)) {
+        if (request.method != "GET")
             throw wrongMethod("GET");
         return page;
     }
     throw RequestError("UnknownPath", "there is nothing at this path", 404);
 }
 
-Response WebApplication::errorFor(const RequestHead& head, const RequestError& error) const {
-    return operationError(head, error);
+Response WebApplication::errorFor(const Request& request, const RequestError& error) const {
+    return operationError(request, error);
 }
 
 } // namespace webservice

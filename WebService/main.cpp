@@ -34,10 +34,10 @@ int fail(int status, const std::string& message) {
     return status;
 }
 
-/// SIGIO would come from a writer that meets one of the leases by which files are tested, SIGPIPE from a client that
-/// has gone or a log that nobody reads; neither is of interest. SIGXFSZ, of a file that would become larger than it
-/// may, comes with an error of the write (setrlimit(2)).
-void ignoreStraySignals() {
+/// SIGIO comes from a writer that opens a file while it is tested by a lease, SIGPIPE from a client that has
+/// disconnected or a closed log; both are ignored. With SIGXFSZ ignored, a write beyond the limit of a file's size
+/// fails with an error (setrlimit(2)).
+void ignoreSignals() {
     std::signal(SIGXFSZ, SIG_IGN);
     std::signal(SIGIO, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN);
@@ -48,14 +48,14 @@ asio::awaitable<void> pause(std::chrono::milliseconds time) {
     co_await timer.async_wait(asio::use_awaitable);
 }
 
-/// Takes in what has happened in the outbox. Between two slices the loop turns; where they do nothing, since the
-/// database is locked, or fail, it is not kept busy by trying again.
-asio::awaitable<void> catchUp(State& state) {
+/// Processes what has happened in the outbox. Between two slices the loop runs; where they do nothing, since the
+/// database is locked, or fail, the loop is not kept busy by trying again.
+asio::awaitable<void> processOutbox(State& state) {
     bool isDone = false;
     while (!isDone) {
         auto time = 1ms;
         try {
-            isDone = state.watcher.drainSome(5ms);
+            isDone = state.watcher.processSlice(5ms);
         } catch (const std::exception& error) {
             logLine(std::string("an event could not be handled: ") + error.what());
             isDone = true;
@@ -65,20 +65,20 @@ asio::awaitable<void> catchUp(State& state) {
     }
 }
 
-/// Takes in what happens in the outbox, as it happens and, for what has to settle first, once a second.
+/// Processes events of the outbox as they happen.
 asio::awaitable<void> watchEvents(State& state) {
     asio::posix::stream_descriptor events(co_await asio::this_coro::executor, ::dup(state.watcher.descriptor()));
     while (true) {
         co_await events.async_wait(asio::posix::stream_descriptor::wait_read, asio::use_awaitable);
-        co_await catchUp(state);
+        co_await processOutbox(state);
     }
 }
 
-asio::awaitable<void> settleEverySecond(State& state) {
+asio::awaitable<void> recheckEverySecond(State& state) {
     while (true) {
         co_await pause(1000ms);
-        state.watcher.settleSoon(OutboxWatcher::Clock::now());
-        co_await catchUp(state);
+        state.watcher.requestRecheck(OutboxWatcher::Clock::now());
+        co_await processOutbox(state);
     }
 }
 
@@ -90,15 +90,15 @@ int serve(State& state, const std::string& listen, const ListenAddress& address)
     try {
         auto acceptor = listenOn(context, address);
         const std::string bound = addressText(acceptor.local_endpoint());
-        serveConnections(std::move(acceptor), application, {.connections = raiseDescriptorLimit()});
+        serveConnections(std::move(acceptor), application, {.maxConnections = raiseDescriptorLimit()});
         std::cout << "listening on " << bound << std::endl;
     } catch (const boost::system::system_error& error) {
         return fail(EX_UNAVAILABLE, "cannot listen on " + listen + ": " + error.code().message());
     }
     asio::co_spawn(context, watchEvents(state), asio::detached);
-    asio::co_spawn(context, settleEverySecond(state), asio::detached);
+    asio::co_spawn(context, recheckEverySecond(state), asio::detached);
     context.run();
-    logLine("asked to end");
+    logLine("ended by a signal");
     return EX_OK;
 }
 
@@ -111,7 +111,7 @@ int run(const std::string& listen, const std::string& data) {
     }
     if (data.empty())
         return fail(EX_USAGE, "--data is empty");
-    ignoreStraySignals();
+    ignoreSignals();
     std::optional<State> state;
     try {
         state.emplace(data);
@@ -126,7 +126,7 @@ int run(const std::string& listen, const std::string& data) {
 }
 
 int runCommandLine(int argc, char** argv) {
-    CLI::App app("The development web service: holds items for computers and answers the service's operations.");
+    CLI::App app("The development web service: holds items for computers and serves the service's operations.");
     std::string listen = "127.0.0.1:8080";
     std::string data;
     app.add_option("--listen", listen, "Address and port; port 0 takes a free one")

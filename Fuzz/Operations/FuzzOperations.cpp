@@ -113,16 +113,16 @@ public:
 
 private:
     Response post(std::string_view operation, std::string_view body) {
-        RequestHead head;
-        head.method = "POST";
-        head.target = "/QuenmarkRestService/" + std::string(operation);
-        head.headers = {{"Host", "localhost"}, {"FileRequestID", "1"}, {"FilePath", std::string(body)}};
+        Request request;
+        request.method = "POST";
+        request.target = "/QuenmarkRestService/" + std::string(operation);
+        request.headers = {{"Host", "localhost"}, {"FileRequestID", "1"}, {"FilePath", std::string(body)}};
         try {
-            const auto exchange = application().begin(head);
+            const auto exchange = application().begin(request);
             exchange->receive(body);
             return exchange->finish();
         } catch (const RequestError& error) {
-            return application().errorFor(head, error);
+            return application().errorFor(request, error);
         }
     }
 

@@ -3,7 +3,7 @@
 
 #include "WebService/Common/RequestError.h"
 #include "WebService/Common/WireName.h"
-#include "WebService/Http/RequestHead.h"
+#include "WebService/Http/Request.h"
 #include "WebService/PushTarget.h"
 
 #include <cstdint>
@@ -26,7 +26,7 @@ void checkPath(const std::string& path) {
     const std::filesystem::path inside = std::filesystem::path("/outbox/7") / path;
     require(inside.lexically_normal() == inside, "a path has an empty part, \".\" or \"..\"");
     require(inside.string().starts_with("/outbox/7/") && !path.ends_with('/'), "a path leaves its folder");
-    require(path.size() <= webservice::longestPath, "a path is too long");
+    require(path.size() <= webservice::maxPathLength, "a path is too long");
 }
 
 void checkName(const std::string& name) {

@@ -83,16 +83,16 @@ private:
 
 class EchoApplication : public Application {
 public:
-    std::unique_ptr<Exchange> begin(const RequestHead& head) override {
-        require(!head.method.empty() && !head.target.empty(), "a request without a method or a target");
-        for (const auto& [name, value] : head.headers) {
+    std::unique_ptr<Exchange> begin(const Request& request) override {
+        require(!request.method.empty() && !request.target.empty(), "a request without a method or a target");
+        for (const auto& [name, value] : request.headers) {
             require(!name.empty() && value.find_first_of("\r\n") == std::string::npos, "a malformed header field");
         }
-        methods.push_back(head.method);
-        if (head.path() == "/refuse") {
+        methods.push_back(request.method);
+        if (request.path() == "/refuse") {
             throw RequestError("InTheWay", "refused", 409);
         }
-        return std::make_unique<EchoExchange>(head.path());
+        return std::make_unique<EchoExchange>(request.path());
     }
 
     std::vector<std::string> methods; // of the requests that have begun
@@ -102,7 +102,7 @@ public:
 struct Server {
     asio::io_context context{1};
     EchoApplication application;
-    std::shared_ptr<Serving> serving = std::make_shared<Serving>(application, Limits{});
+    std::shared_ptr<ServerContext> server = std::make_shared<ServerContext>(application, Limits{});
     std::vector<char> piece = std::vector<char>(65536);
 };
 
@@ -116,7 +116,7 @@ public:
         client_ = Descriptor(ends[0]);
         asio::ip::tcp::socket socket(server_.context);
         socket.assign(asio::ip::tcp::v4(), ends[1]);
-        asio::co_spawn(server_.context, serveConnection(std::move(socket), server_.serving),
+        asio::co_spawn(server_.context, serveConnection(std::move(socket), server_.server),
                        [this](const std::exception_ptr& failure) {
                            require(!failure, "an exception has left the connection");
                            hasEnded_ = true;
@@ -137,7 +137,7 @@ public:
             require(turns < 10'000, "the connection does not end");
             turn();
         }
-        require(server_.serving->clients.count() == 0, "a connection has left something");
+        require(server_.server->clients.count() == 0, "a connection has left something");
     }
 
     std::string received;

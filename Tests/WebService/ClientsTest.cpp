@@ -19,7 +19,7 @@ public:
 
 private:
     void expire() override { wasExpired = true; }
-    void drop() override { wasDropped = true; }
+    void disconnect() override { wasDropped = true; }
 };
 
 class AServersClients : public ::testing::Test {
@@ -31,136 +31,141 @@ protected:
     }
 
     Client::Clock::time_point now{1h};
-    Limits limits{.connections = 3, .memory = 1000, .idle = 90s, .head = 10s, .stillness = 60s, .linger = 20s};
+    Limits limits{.maxConnections = 3,
+                  .maxMemory = 1000,
+                  .keepAliveTimeout = 90s,
+                  .headerTimeout = 10s,
+                  .idleTimeout = 60s,
+                  .lingerTimeout = 20s};
     std::shared_ptr<Clients> clients = std::make_shared<Clients>(limits, [this] { return now; });
     std::vector<std::unique_ptr<SomeClient>> all;
 };
 
 } // namespace
 
-TEST_F(AServersClients, AreDroppedForAnotherOnlyWhenAllPlacesAreTaken) {
+TEST_F(AServersClients, AreDisconnectedForAnotherOnlyWhenAllSlotsAreUsed) {
     add(Phase::Idle);
     add(Phase::Idle);
     now += 1h;
-    EXPECT_TRUE(clients->hasPlace());
+    EXPECT_TRUE(clients->ensureSlot());
     EXPECT_EQ(clients->count(), 2U);
     add(Phase::Idle);
-    EXPECT_TRUE(clients->hasPlace());
+    EXPECT_TRUE(clients->ensureSlot());
     EXPECT_EQ(clients->count(), 2U);
 }
 
-TEST_F(AServersClients, AreDroppedInTheOrderOfTheirIdleness) {
-    add(Phase::Idle).moved(0);
+TEST_F(AServersClients, AreDisconnectedInTheOrderOfTheirIdleTime) {
+    add(Phase::Idle).transferred(0);
     now += 1s;
     SomeClient& second = add(Phase::Idle);
-    SomeClient& head = add(Phase::Head);
+    SomeClient& head = add(Phase::Headers);
     all[0]->enter(Phase::Idle);
     now += 2s;
     all[0]->enter(Phase::Idle);
     now += 1s;
-    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(clients->disconnectSlowest());
     EXPECT_TRUE(second.wasDropped);
-    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(clients->disconnectSlowest());
     EXPECT_TRUE(all[0]->wasDropped);
-    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(clients->disconnectSlowest());
     EXPECT_TRUE(head.wasDropped);
-    EXPECT_FALSE(clients->dropOne());
+    EXPECT_FALSE(clients->disconnectSlowest());
     EXPECT_EQ(clients->count(), 0U);
 }
 
-TEST_F(AServersClients, AreNotDroppedWithinASecondOrWhileTheyWaitForTheServer) {
+TEST_F(AServersClients, AreNotDisconnectedWithinASecondOrWhileTheyWaitForTheServer) {
     SomeClient& working = add(Phase::Working);
     now += 1h;
     SomeClient& fresh = add(Phase::Idle);
     now += 999ms;
-    EXPECT_FALSE(clients->dropOne());
+    EXPECT_FALSE(clients->disconnectSlowest());
     now += 1ms;
-    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(clients->disconnectSlowest());
     EXPECT_TRUE(fresh.wasDropped);
-    EXPECT_FALSE(clients->dropOne());
+    EXPECT_FALSE(clients->disconnectSlowest());
     EXPECT_FALSE(working.wasDropped);
 }
 
-TEST_F(AServersClients, AreDroppedWhenTheirBytesAreTheSlowest) {
+TEST_F(AServersClients, AreDisconnectedWhenTheyAreTheSlowest) {
     SomeClient& fast = add(Phase::Response);
     SomeClient& slow = add(Phase::Body);
     SomeClient& burst = add(Phase::Response);
-    burst.moved(1'000'000'000); // which is no credit for later
+    burst.transferred(1'000'000'000); // which is no credit for later
     for (int second = 0; second < 5; ++second) {
         now += 1s;
-        fast.moved(8192);
-        slow.moved(8000);
+        fast.transferred(8192);
+        slow.transferred(8000);
     }
-    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(clients->disconnectSlowest());
     EXPECT_TRUE(burst.wasDropped);
-    EXPECT_FALSE(clients->dropOne());
+    EXPECT_FALSE(clients->disconnectSlowest());
     for (int second = 0; second < 40; ++second) {
         now += 1s;
-        fast.moved(8192);
-        slow.moved(8000);
+        fast.transferred(8192);
+        slow.transferred(8000);
     }
-    EXPECT_TRUE(clients->dropOne());
+    EXPECT_TRUE(clients->disconnectSlowest());
     EXPECT_TRUE(slow.wasDropped);
     EXPECT_FALSE(fast.wasDropped);
 }
 
-TEST_F(AServersClients, AreDroppedWhenTheyHoldTooMuchMemoryTogether) {
+TEST_F(AServersClients, AreDisconnectedWhenTheyHoldTooMuchMemoryTogether) {
     SomeClient& small = add(Phase::Body);
     SomeClient& large = add(Phase::Body);
-    small.holds(100);
-    large.holds(600);
+    small.setMemory(100);
+    large.setMemory(600);
     now += 1s;
     SomeClient& third = add(Phase::Body);
-    third.holds(300);
+    third.setMemory(300);
     EXPECT_FALSE(large.wasDropped);
-    third.holds(301);
+    third.setMemory(301);
     EXPECT_TRUE(large.wasDropped);
     EXPECT_FALSE(small.wasDropped);
-    third.holds(900);
+    third.setMemory(900);
     EXPECT_FALSE(small.wasDropped);
-    third.holds(901);
+    third.setMemory(901);
     EXPECT_TRUE(small.wasDropped);
-    third.holds(5000); // alone
+    third.setMemory(5000); // alone
     EXPECT_FALSE(third.wasDropped);
-    large.holds(5000); // which has no share any more
-    third.holds(0);
-    add(Phase::Body).holds(1000);
+    large.setMemory(5000); // which has no share any more
+    third.setMemory(0);
+    add(Phase::Body).setMemory(1000);
     EXPECT_FALSE(third.wasDropped);
 }
 
-TEST_F(AServersClients, GiveTheirMemoryBackWhenTheyEnd) {
-    add(Phase::Body).holds(900);
+TEST_F(AServersClients, ReleaseTheirMemoryWhenTheyEnd) {
+    add(Phase::Body).setMemory(900);
     all.clear();
     SomeClient& first = add(Phase::Body);
-    first.holds(500);
+    first.setMemory(500);
     now += 1s;
-    add(Phase::Body).holds(500);
+    add(Phase::Body).setMemory(500);
     EXPECT_FALSE(first.wasDropped);
 }
 
-TEST_F(AServersClients, MayBeWorkedForAsFarAsTheMemoryGoes) {
-    limits.memory = 50'000;
+TEST_F(AServersClients, AreServedAsFarAsTheMemoryAllows) {
+    limits.maxMemory = 50'000;
     clients = std::make_shared<Clients>(limits, [this] { return now; });
     SomeClient& first = add(Phase::Body);
-    first.holds(90'000);
-    EXPECT_TRUE(first.mayWork()); // alone
+    first.setMemory(90'000);
+    EXPECT_TRUE(first.hasMemoryToWork()); // alone
     first.enter(Phase::Working);
     SomeClient& large = add(Phase::Body);
     SomeClient& small = add(Phase::Body);
-    large.holds(16'385);
-    small.holds(16'384);
-    EXPECT_FALSE(large.mayWork());
-    EXPECT_TRUE(small.mayWork());
-    first.holds(33'615);
-    EXPECT_TRUE(large.mayWork());
+    large.setMemory(16'385);
+    small.setMemory(16'384);
+    EXPECT_FALSE(large.hasMemoryToWork());
+    EXPECT_TRUE(small.hasMemoryToWork());
+    first.setMemory(33'615);
+    EXPECT_TRUE(large.hasMemoryToWork());
 }
 
-TEST_F(AServersClients, ExpireAsTheirPhaseAllows) {
+TEST_F(AServersClients, ExpireByTheTimeoutOfTheirPhase) {
     struct Case {
         Phase phase;
         std::chrono::milliseconds time;
     };
-    for (const auto& [phase, time] : {Case{Phase::Idle, 90s}, Case{Phase::Head, 10s}, Case{Phase::Body, 60s},
+    for (const auto& [phase, time] : {Case{Phase::Idle, 90s}, Case{Phase::Headers, 10s}, Case{Phase::Body, 60s},
                                       Case{Phase::Response, 60s}, Case{Phase::Lingering, 2s}}) {
         SomeClient& client = add(phase);
         now += time;
@@ -179,19 +184,29 @@ TEST_F(AServersClients, ExpireAsTheirPhaseAllows) {
     EXPECT_FALSE(working.wasExpired);
 }
 
-TEST_F(AServersClients, ExpireInAHeadAndAtTheEndWhateverTheySend) {
-    SomeClient& head = add(Phase::Head);
+TEST_F(AServersClients, ExpireInHeadersAndWhileLingeringWhateverTheySend) {
+    SomeClient& head = add(Phase::Headers);
     SomeClient& body = add(Phase::Body);
     SomeClient& lingering = add(Phase::Lingering);
     for (int second = 1; second <= 25; ++second) {
         now += 1s;
         for (const auto& client : all)
-            client->moved(1);
+            client->transferred(1);
         clients->expire();
         EXPECT_EQ(head.wasExpired, second > 10);
         EXPECT_EQ(lingering.wasExpired, second > 20);
         EXPECT_FALSE(body.wasExpired);
     }
+}
+
+TEST(TheLimitsOfAServer, AreTheDocumentedOnes) {
+    const Limits limits;
+    EXPECT_EQ(limits.maxConnections, 10'000U);
+    EXPECT_EQ(limits.maxMemory, 134'217'728U);
+    EXPECT_EQ(limits.keepAliveTimeout, 90s);
+    EXPECT_EQ(limits.headerTimeout, 10s);
+    EXPECT_EQ(limits.idleTimeout, 90s);
+    EXPECT_EQ(limits.lingerTimeout, 10s);
 }
 
 } // namespace webservice::test

@@ -28,7 +28,7 @@ TEST(AConnection, IsClosedAsSoonAsItsClientHasClosedIt) {
     }
 }
 
-TEST(AConnection, PassesOverAnEmptyLineBeforeARequestInEverySplitOfTheBytes) {
+TEST(AConnection, SkipsAnEmptyLineBeforeARequestInEverySplitOfTheBytes) {
     ServedApplication application;
     application.on("/hello", [] { return textResponse("hello"); });
     const std::uint16_t port = application.serve();
@@ -46,7 +46,7 @@ TEST(AConnection, PassesOverAnEmptyLineBeforeARequestInEverySplitOfTheBytes) {
     }
 }
 
-TEST(AServer, AnswersThousandsOfConnectionsOneAfterTheOtherWithoutDelay) {
+TEST(AServer, ServesThousandsOfConnectionsOneAfterTheOtherWithoutDelay) {
     ServedApplication application;
     application.on("/hello", [] { return textResponse("hello"); });
     const std::uint16_t port = application.serve();
@@ -55,10 +55,10 @@ TEST(AServer, AnswersThousandsOfConnectionsOneAfterTheOtherWithoutDelay) {
     for (int i = 0; i < 3'000; ++i)
         ASSERT_EQ(HttpClient(port).exchange("GET", "/hello", "").body, "hello");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
-    EXPECT_EQ(connectionsLeftToClose(port), 0);
+    EXPECT_EQ(connectionsInCloseWait(port), 0);
 }
 
-TEST(AConnection, ThatHoldsManyRequestsLetsOthersBeAnsweredBetweenThem) {
+TEST(AConnection, ThatHoldsManyRequestsLetsOthersBeServedBetweenThem) {
     ServedApplication application;
     int answered = 0;
     application.on("/many", [&] {
@@ -102,7 +102,7 @@ TEST(AConnection, NeverLetsAHeaderValueEndItsLine) {
               "HTTP/1.1 200 OK\r\nError: a  Set-Cookie: b  c\xc3\xa4\r\nContent-Length: 0\r\n\r\n");
 }
 
-TEST(AConnection, TellsOnlyClientsOfHttp11ToGoOn) {
+TEST(AConnection, SendsContinueOnlyToClientsOfHttp11) {
     ServedApplication application;
     application.on("/hello", [] { return textResponse("hello"); });
     const std::uint16_t port = application.serve();
@@ -124,7 +124,7 @@ TEST(AConnection, TellsOnlyClientsOfHttp11ToGoOn) {
     }
 }
 
-TEST(AConnection, IsRefusedAChunkWhoseFirstLineDoesNotEnd) {
+TEST(AConnection, ClosesAfterAChunkWhoseFirstLineDoesNotEnd) {
     ServedApplication application;
     application.on("/hello", [] { return textResponse("hello"); });
     HttpClient client(application.serve());
@@ -132,7 +132,7 @@ TEST(AConnection, IsRefusedAChunkWhoseFirstLineDoesNotEnd) {
     EXPECT_EQ(client.receive().status, 400);
 }
 
-TEST(AnExchange, LetsOtherRequestsBeAnsweredBetweenItsSteps) {
+TEST(AnExchange, LetsOtherRequestsBeServedBetweenItsSteps) {
     ServedApplication application;
     bool isReleased = false;
     application.on("/wait", [&]() -> std::optional<Response> {
@@ -162,13 +162,13 @@ TEST(AnExchange, MayRefuseOrFailInALaterStep) {
     const std::uint16_t port = application.serve();
     EXPECT_EQ(HttpClient(port).exchange("GET", "/refuse", "").status, 409);
     EXPECT_EQ(steps, 3);
-    const HttpAnswer failure = HttpClient(port).exchange("GET", "/fail", "");
+    const HttpResponse failure = HttpClient(port).exchange("GET", "/fail", "");
     EXPECT_EQ(failure.status, 500);
     EXPECT_EQ(failure.body, R"({"ReturnStatus":"1","error":{"code":"InternalError","message":"broken"}})");
     EXPECT_EQ(steps, 6);
 }
 
-TEST(AnExchange, ThatFailsAnywhereIsAnsweredWith500) {
+TEST(AnExchange, ThatFailsAnywhereGetsA500) {
     ServedApplication application;
     const auto fail = [] { throw std::runtime_error("broken"); };
     application.on("/hello", [] { return textResponse("hello"); });
@@ -182,9 +182,9 @@ TEST(AnExchange, ThatFailsAnywhereIsAnsweredWith500) {
     for (const auto& [path, message] : {std::pair("/begin", "broken"), std::pair("/receive", "broken"),
                                         std::pair("/step", "broken"), std::pair("/other", "an error without a text")}) {
         HttpClient client(port);
-        const HttpAnswer answer = client.exchange("POST", path, "body");
-        EXPECT_EQ(answer.status, 500) << path;
-        EXPECT_EQ(answer.body,
+        const HttpResponse response = client.exchange("POST", path, "body");
+        EXPECT_EQ(response.status, 500) << path;
+        EXPECT_EQ(response.body,
                   std::string(R"({"ReturnStatus":"1","error":{"code":"InternalError","message":")") + message + "\"}}");
         EXPECT_TRUE(client.isClosedByPeer());
         EXPECT_EQ(HttpClient(port).exchange("GET", "/hello", "").body, "hello");
@@ -201,7 +201,7 @@ TEST(AnExchange, IsRefusedWhereOthersThatAreWorkedOnHoldTooMuchMemory) {
         isReleased = true;
         return textResponse("done");
     });
-    const std::uint16_t port = application.serve({.memory = 400'000});
+    const std::uint16_t port = application.serve({.maxMemory = 400'000});
     const std::string request = "POST /wait HTTP/1.1\r\nContent-Length: 60000\r\n\r\n" + std::string(60'000, 'x');
     std::vector<std::unique_ptr<HttpClient>> waiting;
     for (int i = 0; i < 5; ++i) {

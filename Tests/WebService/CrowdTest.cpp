@@ -57,22 +57,22 @@ protected:
 
 } // namespace
 
-TEST_F(ManySlowClients, ThatSendNothingDelayNobody) {
+TEST_F(ManySlowClients, ThatSendNothingDelayNoOther) {
     expectNoDelay(Crowd(service->port(), many, ""), "");
 }
 
-TEST_F(ManySlowClients, ThatSendAHeadByteByByteDelayNobody) {
+TEST_F(ManySlowClients, ThatSendHeadersByteByByteDelayNoOther) {
     expectNoDelay(Crowd(service->port(), many, "GET /status HTTP/1.1\r\nA: "), "a");
 }
 
-TEST_F(ManySlowClients, ThatSendABodyByteByByteDelayNobody) {
+TEST_F(ManySlowClients, ThatSendABodyByteByByteDelayNoOther) {
     const Crowd crowd(service->port(), many,
                       "PUT /outbox/8/slow HTTP/1.1\r\nContent-Length: 1000\r\nExpect: 100-continue\r\n\r\n");
     crowd.waitForResponses();
     expectNoDelay(crowd, "a");
 }
 
-TEST_F(ManySlowClients, ThatDoNotReadTheirResponseDelayNobody) {
+TEST_F(ManySlowClients, ThatDoNotReadTheirResponseDelayNoOther) {
     folder.write("data/outbox/8/big", std::string(5'000'000, 'x'));
     const Crowd crowd(service->port(), many, stream);
     crowd.waitForResponses();
@@ -81,12 +81,12 @@ TEST_F(ManySlowClients, ThatDoNotReadTheirResponseDelayNobody) {
 
 namespace {
 
-class AServerWithThreePlaces : public ::testing::Test {
+class AServerWithThreeSlots : public ::testing::Test {
 protected:
-    AServerWithThreePlaces() {
+    AServerWithThreeSlots() {
         application.on("/hello", [] { return textResponse("hello"); });
         application.on("/long", [] { return textResponse(std::string(50'000'000, 'x')); });
-        port = application.serve({.connections = 3});
+        port = application.serve({.maxConnections = 3});
     }
 
     ServedApplication application;
@@ -95,7 +95,7 @@ protected:
 
 } // namespace
 
-TEST_F(AServerWithThreePlaces, ServesAFourthClientInThePlaceOfTheOneThatWasIdleForLongest) {
+TEST_F(AServerWithThreeSlots, DisconnectsTheClientThatWasIdleForLongestForAFourthOne) {
     HttpClient first(port);
     HttpClient second(port);
     HttpClient third(port);
@@ -107,7 +107,7 @@ TEST_F(AServerWithThreePlaces, ServesAFourthClientInThePlaceOfTheOneThatWasIdleF
     EXPECT_EQ(third.exchange("GET", "/hello", "").body, "hello");
 }
 
-TEST_F(AServerWithThreePlaces, ServesAFourthClientInThePlaceOfOneThatReadsNothingOrSendsABodySlowly) {
+TEST_F(AServerWithThreeSlots, DisconnectsOneThatReadsNothingOrSendsABodySlowlyForAFourthOne) {
     const Crowd crowd(port, 2, "GET /long HTTP/1.1\r\n\r\n");
     const Crowd sender(port, 1, "GET /hello HTTP/1.1\r\nContent-Length: 100\r\n\r\n");
     for (int i = 0; i < 3; ++i) {
@@ -118,15 +118,15 @@ TEST_F(AServerWithThreePlaces, ServesAFourthClientInThePlaceOfOneThatReadsNothin
     EXPECT_EQ(crowd.closed() + sender.closed(), 1);
 }
 
-TEST(AServerWithLittleTime, AnswersARequestWhoseHeadDoesNotComeInTimeWith408) {
+TEST(AServerWithLittleTime, SendsA408WhereHeadersDoNotArriveInTime) {
     ServedApplication application;
     application.on("/hello", [] { return textResponse("hello"); });
-    const std::uint16_t port = application.serve({.head = 100ms});
+    const std::uint16_t port = application.serve({.headerTimeout = 100ms});
     HttpClient slow(port);
     slow.send("GET /hello HTTP/1.1\r\n");
-    const HttpAnswer answer = slow.receive();
-    EXPECT_EQ(answer.head, "HTTP/1.1 408 Request Timeout\r\nContent-Type: application/json\r\nContent-Length: 107\r\n"
-                           "Connection: close\r\n\r\n");
+    const HttpResponse response = slow.receive();
+    EXPECT_EQ(response.head, "HTTP/1.1 408 Request Timeout\r\nContent-Type: application/json\r\nContent-Length: 114\r\n"
+                             "Connection: close\r\n\r\n");
     EXPECT_TRUE(slow.isClosedByPeer());
     HttpClient kept(port);
     EXPECT_EQ(kept.exchange("GET", "/hello", "").body, "hello");
@@ -136,7 +136,7 @@ TEST(AServerWithLittleTime, AnswersARequestWhoseHeadDoesNotComeInTimeWith408) {
 TEST(AServerWithLittleTime, ClosesConnectionsWithoutRequestsOrProgressWithoutAWord) {
     ServedApplication application;
     application.on("/hello", [] { return textResponse("hello"); });
-    const std::uint16_t port = application.serve({.idle = 100ms, .stillness = 100ms});
+    const std::uint16_t port = application.serve({.keepAliveTimeout = 100ms, .idleTimeout = 100ms});
     HttpClient idle(port);
     EXPECT_EQ(idle.exchange("GET", "/hello", "").body, "hello");
     HttpClient silent(port);
@@ -150,7 +150,7 @@ TEST(AServerWithLittleTime, ClosesConnectionsWithoutRequestsOrProgressWithoutAWo
 
 TEST(AServerWithLittleTime, DoesNotLingerForAClientThatSendsOnAndOn) {
     ServedApplication application;
-    const std::uint16_t port = application.serve({.linger = 100ms});
+    const std::uint16_t port = application.serve({.lingerTimeout = 100ms});
     HttpClient client(port);
     client.send("POST /nothing HTTP/1.1\r\nContent-Length: 999999999\r\n\r\n");
     EXPECT_EQ(client.receive().status, 404);

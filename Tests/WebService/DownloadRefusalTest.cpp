@@ -19,10 +19,10 @@ constexpr std::string_view operation = "Uploads.svc/GetTopFileUploadWithStream";
 constexpr std::string_view target = "/QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream";
 
 /// "STATUS RETURNSTATUS BODY"
-std::string summary(const HttpAnswer& answer) {
-    const auto field = answer.headers.find("ReturnStatus");
-    return std::to_string(answer.status) + ' ' + (field == answer.headers.end() ? "(none)" : field->second) + ' ' +
-           answer.body;
+std::string summary(const HttpResponse& response) {
+    const auto field = response.headers.find("ReturnStatus");
+    return std::to_string(response.status) + ' ' + (field == response.headers.end() ? "(none)" : field->second) + ' ' +
+           response.body;
 }
 
 std::string raw(std::string_view line, std::string_view fields, std::string_view body = "") {
@@ -47,7 +47,7 @@ private:
 
 } // namespace
 
-TEST(ADownload, ThatIsAskedForBadlyIsRefusedInTheHeader) {
+TEST(ADownload, OfAMalformedRequestReportsTheErrorInHeaderFields) {
     const ServedState service(5s);
     const std::string post = "POST " + std::string(target);
     for (const auto& [request, expected] : {
@@ -77,13 +77,13 @@ TEST(ADownload, ThatIsAskedForBadlyIsRefusedInTheHeader) {
     }
 }
 
-TEST(ADownload, ThatIsRefusedSaysWhyInOneHeaderField) {
+TEST(ADownload, ThatFailsHasTheErrorInOneHeaderField) {
     const ServedState service(5s);
-    const HttpAnswer answer =
+    const HttpResponse response =
         HttpClient(service.port()).exchange("POST", "/x%0d%0aFileName:%20y/GetTopFileUploadWithStream", "{}");
-    EXPECT_EQ(answer.status, 404);
-    EXPECT_EQ(answer.headers.at("Error"), "UnknownPath: there is nothing at this path");
-    const HttpAnswer forged =
+    EXPECT_EQ(response.status, 404);
+    EXPECT_EQ(response.headers.at("Error"), "UnknownPath: there is nothing at this path");
+    const HttpResponse forged =
         HttpClient(service.port())
             .exchange("POST", "/QuenmarkRestService/x%0d%0aFileName:%20y/GetTopFileUploadWithStream", "{}");
     EXPECT_EQ(
@@ -92,21 +92,21 @@ TEST(ADownload, ThatIsRefusedSaysWhyInOneHeaderField) {
     EXPECT_FALSE(forged.headers.contains("FileName"));
 }
 
-TEST(ADownload, OfALockedDatabaseIsToBeAskedForAgain) {
+TEST(ADownload, FromALockedDatabaseIsToBeRetried) {
     const ServedState service(20ms);
     service.folder.write("data/outbox/7/a.txt", "hello");
     HttpClient client(service.port());
     ASSERT_EQ(client.post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").status, 200);
     {
         const LockedDatabase locked(service.folder.path("data/state.db").string());
-        const HttpAnswer answer = HttpClient(service.port()).post(operation, R"({"ToComputerID":"7"})");
-        EXPECT_EQ(summary(answer), "500 2 ");
-        EXPECT_EQ(answer.headers.at("Error"), "InternalError: another process has the database locked");
+        const HttpResponse response = HttpClient(service.port()).post(operation, R"({"ToComputerID":"7"})");
+        EXPECT_EQ(summary(response), "500 2 ");
+        EXPECT_EQ(response.headers.at("Error"), "InternalError: another process has the database locked");
     }
     EXPECT_EQ(summary(HttpClient(service.port()).post(operation, R"({"ToComputerID":"7"})")), "200 0 hello");
 }
 
-TEST(ADownload, OnAFullDiskIsToBeAskedForAgain) {
+TEST(ADownload, OnAFullDiskIsToBeRetried) {
     TemporaryFolder folder;
     folder.write("data/outbox/7/a.txt", "hello");
     std::optional<ServiceProcess> service;

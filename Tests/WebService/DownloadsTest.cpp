@@ -27,7 +27,7 @@ constexpr const char* requestB =
 
 } // namespace
 
-TEST_F(Downloads, NameTheSameRequestUntilItIsAnswered) {
+TEST_F(Downloads, ReturnTheSameRequestUntilItIsDone) {
     expect("Downloads.svc/GetTopFileRequest", fromTwo, requestA);
     expect("Downloads.svc/GetTopFileRequest", fromTwo, requestA);
     expect("Downloads.svc/UpdateFileRequest",
@@ -56,7 +56,7 @@ TEST_F(Downloads, PutARequestBehindTheOthersWhenItsStreamFails) {
     }
 }
 
-TEST_F(Downloads, AnswerAlsoWhereTheFailureReportsPathHasAStrayCharacter) {
+TEST_F(Downloads, AcceptTheFailureReportsPathWithAStrayCharacter) {
     const Response response = request(
         "POST", "/QuenmarkRestService/Downloads.svc/UpdateBSDownloadStreamFailed%EF%BF%BC", R"({"FileRequestID":"1"})");
     EXPECT_EQ(response.status, 200);
@@ -84,7 +84,7 @@ TEST_F(Downloads, KeepTheContentThatIsStreamedUp) {
     expectRefusal("Downloads.svc/CheckFileExistsInDownloads", "{}", "MissingKey", "\"FilePath\" is missing");
 }
 
-TEST_F(Downloads, KeepAContentThatNobodyAskedFor) {
+TEST_F(Downloads, KeepAContentThatWasNotRequested) {
     EXPECT_EQ(upload("4711", "\\100%41 ü.txt", "hello"), accepted);
     Query row = state->db.query("SELECT user, full_path, size, request, transit_path FROM cloud");
     ASSERT_TRUE(row.next());

@@ -5,6 +5,8 @@
 #include "Support/TemporaryFolder.h"
 #include "Support/TestState.h"
 
+#include <boost/json.hpp>
+
 #include <csignal>
 
 namespace webservice::test {
@@ -13,7 +15,7 @@ namespace {
 
 class AHostileClient : public ::testing::Test {
 protected:
-    /// The service must still answer, and end well.
+    /// The service must still response, and end well.
     void TearDown() override {
         EXPECT_EQ(HttpClient(service.port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").body,
                   R"({"ReturnStatus":"1","error":null})");
@@ -39,44 +41,44 @@ TEST_F(AHostileClient, GetsAnErrorForABodyThatIsNoRecord) {
           std::tuple("[]", 400, "NotAnObject"), std::tuple("null", 400, "NotAnObject"),
           std::tuple("{}", 200, "MissingKey"), std::tuple(R"({"ToComputerID":[1]})", 200, "WrongType"),
           std::tuple(R"({"ToComputerID":""})", 200, "MissingKey")}) {
-        const HttpAnswer answer = client.post("Uploads.svc/GetTopFileUpload", body);
-        EXPECT_EQ(answer.status, status) << body;
-        EXPECT_EQ(errorCode(answer.body), code) << body;
-        EXPECT_EQ(answer.headers.at("Content-Type"), "application/json");
+        const HttpResponse response = client.post("Uploads.svc/GetTopFileUpload", body);
+        EXPECT_EQ(response.status, status) << body;
+        EXPECT_EQ(errorCode(response.body), code) << body;
+        EXPECT_EQ(response.headers.at("Content-Type"), "application/json");
     }
     EXPECT_EQ(errorCode(client.post("Uploads.svc/GetTopFileUpload", std::string(1'000'000, '[')).body), "NotJson");
 }
 
-TEST_F(AHostileClient, GetsAnErrorForWhatIsNotThere) {
+TEST_F(AHostileClient, GetsAnErrorForAnUnknownPath) {
     HttpClient client(service.port());
     EXPECT_EQ(errorCode(client.post("Uploads.svc/Bogus", "{}").body), "UnknownOperation");
     EXPECT_EQ(client.post("Uploads.svc/Bogus", "{}").status, 404);
     EXPECT_EQ(client.post("uploads.svc/GetTopFileUpload", "{}").status, 404);
     EXPECT_EQ(client.exchange("GET", "/", "").status, 404);
     EXPECT_EQ(client.exchange("GET", "/%zz", "").status, 404);
-    const HttpAnswer answer = client.exchange("GET", "/QuenmarkRestService/Uploads.svc/GetTopFileUpload", "");
-    EXPECT_EQ(answer.status, 405);
-    EXPECT_EQ(answer.headers.at("Allow"), "POST");
-    EXPECT_EQ(errorCode(answer.body), "WrongMethod");
+    const HttpResponse response = client.exchange("GET", "/QuenmarkRestService/Uploads.svc/GetTopFileUpload", "");
+    EXPECT_EQ(response.status, 405);
+    EXPECT_EQ(response.headers.at("Allow"), "POST");
+    EXPECT_EQ(errorCode(response.body), "WrongMethod");
     EXPECT_EQ(client.exchange("POST", "/status", "x").status, 405);
     EXPECT_EQ(client.exchange("GET", "/outbox/7/a", "").status, 405);
 }
 
-TEST_F(AHostileClient, IsToldWhenItsBodyIsTooLong) {
+TEST_F(AHostileClient, GetsAnErrorForABodyThatIsTooLong) {
     HttpClient client(service.port());
     client.send(
         "POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nContent-Length: 999999999999\r\n\r\n");
     const std::string part(1 << 20, ' ');
     for (int i = 0; i < 17; ++i)
         client.send(part);
-    const HttpAnswer answer = client.receive();
-    EXPECT_EQ(answer.status, 413);
-    EXPECT_EQ(answer.headers.at("Connection"), "close");
-    EXPECT_EQ(errorCode(answer.body), "TooLong");
+    const HttpResponse response = client.receive();
+    EXPECT_EQ(response.status, 413);
+    EXPECT_EQ(response.headers.at("Connection"), "close");
+    EXPECT_EQ(errorCode(response.body), "TooLong");
     EXPECT_TRUE(client.isClosedByPeer());
 }
 
-TEST_F(AHostileClient, IsToldWhenItDoesNotSpeakHttp) {
+TEST_F(AHostileClient, GetsAnErrorForWhatIsNotHttp) {
     for (const auto& [bytes, status] :
          {std::pair("\x16\x03\x01\x02\r\n\r\n", "400"), std::pair("GET / HTTP/3.0\r\n\r\n", "505"),
           std::pair("\r\n\r\nGET / HTTP/1.1\r\n\r\n", "400"),
@@ -86,21 +88,21 @@ TEST_F(AHostileClient, IsToldWhenItDoesNotSpeakHttp) {
                     "400")}) {
         HttpClient client(service.port());
         client.send(bytes);
-        const HttpAnswer answer = client.receive();
-        EXPECT_EQ(answer.status, std::stoi(status)) << bytes;
-        EXPECT_EQ(errorCode(answer.body), "BadRequest");
+        const HttpResponse response = client.receive();
+        EXPECT_EQ(response.status, std::stoi(status)) << bytes;
+        EXPECT_EQ(errorCode(response.body), "BadRequest");
         EXPECT_TRUE(client.isClosedByPeer());
     }
 }
 
-TEST_F(AHostileClient, IsToldWhenItsHeadIsTooLong) {
+TEST_F(AHostileClient, GetsAnErrorForHeadersThatAreTooLong) {
     HttpClient client(service.port());
     client.send("GET / HTTP/1.1\r\nA: " + std::string(70'000, 'a'));
     EXPECT_EQ(client.receive().status, 431);
     EXPECT_TRUE(client.isClosedByPeer());
 }
 
-TEST_F(AHostileClient, MayLeaveAtAnyPoint) {
+TEST_F(AHostileClient, MayDisconnectAtAnyPoint) {
     folder.write("data/outbox/8/big", std::string(20'000'000, 'x'));
     const std::string request = "POST /QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream HTTP/1.1\r\n"
                                 "Content-Length: 33\r\n\r\n{\"ToComputerID\":\"8\",\"Length\":\"0\"}";
@@ -140,6 +142,25 @@ TEST_F(AHostileClient, CannotForgeLinesOfTheLogOrHeader) {
     HttpClient client(service.port());
     client.post("MAC/ErrorLog.svc/LogError", R"({"ErrorMessage":"x\n2020-01-01 forged\u001b[31m"})");
     EXPECT_NE(service.errors().find(R"(x\x0a2020-01-01 forged\x1b[31m)"), std::string::npos) << service.errors();
+}
+
+TEST_F(AHostileClient, GetsAMessageThatNamesTheError) {
+    const std::string get = "GET / HTTP/1.1\r\n";
+    for (const auto& [bytes, expected] :
+         {std::pair(get + "Expect: miracles\r\n\r\n", "417 the only expectation met here is 100-continue"),
+          std::pair(get + "Transfer-Encoding: gzip\r\n\r\n", "501 the only Transfer-Encoding known here is chunked"),
+          std::pair(get + "no colon\r\n\r\n", "400 bad field"),
+          std::pair(std::string("GET / HTTP/3.0\r\n\r\n"), "505 bad version"),
+          std::pair(get + "A: " + std::string(70'000, 'a'), "431 header limit exceeded"),
+          std::pair("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n1;" + std::string(70'000, 'a'),
+                    "404 there is nothing at this path")}) {
+        HttpClient client(service.port());
+        client.send(bytes);
+        const HttpResponse response = client.receive();
+        const boost::json::value body = boost::json::parse(response.body);
+        EXPECT_EQ(std::to_string(response.status) + ' ' + std::string(body.at("error").at("message").as_string()),
+                  expected);
+    }
 }
 
 } // namespace webservice::test

@@ -29,7 +29,7 @@ protected:
     }
 
     std::unique_ptr<Exchange> begin(std::string_view operation, std::string_view json) {
-        RequestHead head;
+        Request head;
         head.method = "POST";
         head.target = "/QuenmarkRestService/" + std::string(operation);
         auto exchange = application->begin(head);
@@ -40,7 +40,7 @@ protected:
     /// Takes in what happens in the outbox in slices that are as short as can be; their number.
     int slices() {
         int count = 1;
-        while (!state->watcher.drainSome(0s))
+        while (!state->watcher.processSlice(0s))
             ++count;
         return count;
     }
@@ -63,14 +63,14 @@ TEST_F(ALargeRequest, ForAPathOfTooManyLevelsOrBytesIsRefused) {
     EXPECT_EQ(request("PUT", "/outbox/7/" + longest + '/' + std::string(250, 'n'), "x").status, 400);
 }
 
-TEST_F(ALargeRequest, OfAnotherProgramForFoldersOfTooManyLevelsIsLeftAlone) {
+TEST_F(ALargeRequest, OfAnotherProgramForFoldersOfTooManyLevelsIsIgnored) {
     folder.makeFolder("data/outbox/8/" + path(150));
-    EXPECT_EQ(takeAll("8").size(), 100U);
+    EXPECT_EQ(acknowledgeAll("8").size(), 100U);
     folder.write("data/outbox/8/x/file", "x");
-    EXPECT_EQ(takeAll("8"), Names({"\\x\\file"}));
+    EXPECT_EQ(acknowledgeAll("8"), Names({"\\x\\file"}));
 }
 
-TEST_F(ALargeRequest, ForMoreChangesThanAreTakenAtOnceIsRefused) {
+TEST_F(ALargeRequest, ForMoreChangesThanTheLimitIsRefused) {
     const std::string changes = '[' + repeated("{}", 10'001) + ']';
     const Response response =
         request("POST", "/QuenmarkRestService/SyncFileChanges.svc/SyncFilesInTableAndCloud", changes);
@@ -83,7 +83,7 @@ TEST_F(ALargeRequest, ForMoreChangesThanAreTakenAtOnceIsRefused) {
               200);
 }
 
-TEST_F(ALargeRequest, ForMoreFilesThanAreTakenAtOnceIsRefused) {
+TEST_F(ALargeRequest, ForMoreFilesThanTheLimitIsRefused) {
     for (const std::string& list : {"[" + repeated("1", 9) + "]", "[" + repeated("\\\"a\\\"", 100'001) + "]"}) {
         const std::string body = R"({"ComputerID":"2","AllFiles":")" + list + "\"}";
         EXPECT_EQ(field(call("Registration.svc/OneTimeSyncFiles", body), "ReturnStatus"), "1");
@@ -98,7 +98,7 @@ TEST_F(ALargeRequest, ForMoreFilesThanAreTakenAtOnceIsRefused) {
                              R"("message":"\"AllFiles\" has more than 100000 entries"}})");
 }
 
-TEST_F(ALargeRequest, ForManyFilesLetsOthersBeServedMeanwhile) {
+TEST_F(ALargeRequest, ForManyFilesLetsOthersBeServedInBetween) {
     std::string lines;
     for (int i = 0; i < 30'000; ++i)
         lines += "folder\\\\" + std::to_string(i) + "\\n";
@@ -106,14 +106,14 @@ TEST_F(ALargeRequest, ForManyFilesLetsOthersBeServedMeanwhile) {
         begin("Registration.svc/OneTimeSyncFiles", R"({"ComputerID":"2","AllFiles":")" + lines + "\"}");
     ASSERT_FALSE(exchange->step());
     request("PUT", "/outbox/7/a", "x");
-    EXPECT_EQ(takeAll("7"), Names({"\\a"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
     EXPECT_EQ(exchange->finish().body, accepted);
     Query row = state->db.query("SELECT count(*) FROM requests WHERE state = 'waiting'");
     ASSERT_TRUE(row.next());
     EXPECT_EQ(row.integer(0), 30'000);
 }
 
-TEST_F(ALargeRequest, ForAListGivesItsBeginningAndThenTheRest) {
+TEST_F(ALargeRequest, ForAListReturnsItsBeginningAndThenTheRest) {
     sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":"a"})");
     {
         Transaction transaction(state->db);
@@ -139,16 +139,16 @@ TEST_F(ALargeRequest, ToDeleteAFolderRemovesItFromOutboxesAsAWhole) {
     constexpr int count = 1200;
     for (int i = 0; i < count; ++i)
         folder.write("data/outbox/3/folder/sub/" + std::to_string(i), "x");
-    state->watcher.drain();
+    state->watcher.process();
     sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":"folder","IsFile":"False"})");
     EXPECT_EQ(field(request("GET", "/status?computer=3").body, "pending"), std::to_string(count + 2));
     sync(R"({"ComputerID":"2","ChangeType":"Deleted","FullPath":"folder"})");
     EXPECT_FALSE(std::filesystem::exists(folder.path("data/outbox/3/folder")));
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/incoming")));
-    EXPECT_EQ(takeAll("3"), Names());
+    EXPECT_EQ(acknowledgeAll("3"), Names());
 }
 
-TEST_F(ALargeRequest, OfTheFileSystemIsTakenInBySlices) {
+TEST_F(ALargeRequest, OfTheFileSystemIsProcessedInSlices) {
     constexpr int count = 2000;
     for (int i = 0; i < count; ++i)
         folder.write("elsewhere/" + std::to_string(i), "x");

@@ -20,7 +20,7 @@ TEST(AListenAddress, IsRefusedWhenMalformed) {
         EXPECT_THROW(parseListenAddress(text), std::invalid_argument) << text;
 }
 
-TEST(AListener, TakesAFreePortAndTellsIt) {
+TEST(AListener, UsesAFreePortAndReportsIt) {
     boost::asio::io_context context;
     const auto first = listenOn(context, {.host = "127.0.0.1", .port = "0"});
     const std::string address = addressText(first.local_endpoint());

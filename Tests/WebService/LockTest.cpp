@@ -46,15 +46,15 @@ TEST(ALockedDatabase, IsWaitedForWhileOthersAreServed) {
     EXPECT_EQ(waiting.receive().body, nothing);
 }
 
-TEST(ALockedDatabase, IsAnErrorOnceThePatienceIsOver) {
+TEST(ALockedDatabase, IsAnErrorAfterTheBusyTimeout) {
     const ServedState service(20ms);
     const LockedDatabase locked(service.folder.path("data/state.db").string());
     for (const char* page : {"/status", "/mails", "/activate?code=x"})
         EXPECT_EQ(HttpClient(service.port()).exchange("GET", page, "").status, 500) << page;
-    const HttpAnswer answer =
+    const HttpResponse response =
         HttpClient(service.port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})");
-    EXPECT_EQ(answer.body, R"({"ReturnStatus":"1","error":{"code":"InternalError",)"
-                           R"("message":"another process has the database locked"}})");
+    EXPECT_EQ(response.body, R"({"ReturnStatus":"1","error":{"code":"InternalError",)"
+                             R"("message":"another process has the database locked"}})");
     EXPECT_EQ(HttpClient(service.port()).exchange("PUT", "/outbox/7/a", "x").status, 500);
 }
 
@@ -71,17 +71,17 @@ TEST(ALockedDatabase, IsWaitedForAtTheStart) {
     });
     const StateDatabase db(path, 10min);
     unlocking.join();
-    EXPECT_EQ(db.patience(), 10min);
+    EXPECT_EQ(db.busyTimeout(), 10min);
 }
 
-TEST(ALockedDatabase, EndsTheStartOnceThePatienceIsOver) {
+TEST(ALockedDatabase, EndsTheStartAfterTheBusyTimeout) {
     const TemporaryFolder folder;
     const std::string path = folder.path("state.db").string();
     const LockedDatabase locked(path);
     EXPECT_THROW(StateDatabase(path, 20ms), DatabaseBusy);
 }
 
-TEST(ATransaction, IsNotRefusedBecauseSomebodyHasWrittenSinceItsBeginning) {
+TEST(ATransaction, DoesNotFailBecauseAnotherProcessHasWrittenSinceItsBeginning) {
     const TemporaryFolder folder;
     Database first(folder.path("t.db").string(), 20ms);
     Database second(folder.path("t.db").string(), 20ms);

@@ -78,7 +78,7 @@ TEST(ALogLine, HasControlCharactersAndSeparatorsAsNumbers) {
     EXPECT_EQ(printable("é\x9b"), "\\xc3\\xa9\\x9b");
 }
 
-TEST(ALogThatNobodyReads, HoldsNothingUpAndTellsHowManyLinesAreMissing) {
+TEST(ALogThatNobodyReads, BlocksNothingAndReportsHowManyLinesAreMissing) {
     Pipe log;
     Pipe full;
     Pipe read;
@@ -118,7 +118,7 @@ TEST(ALogThatNobodyReads, HoldsNothingUpAndTellsHowManyLinesAreMissing) {
     EXPECT_LT(missing, 1000);
 }
 
-TEST(ALogThatNobodyReads, LeavesNoLineHalfWrittenInAFileThatIsFull) {
+TEST(ALogThatNobodyReads, WritesNoLineInPartToAFileThatIsFull) {
     const TemporaryFolder folder;
     folder.write("log", "");
     const Descriptor file(::open(folder.path("log").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
@@ -138,7 +138,7 @@ TEST(ALogThatNobodyReads, LeavesNoLineHalfWrittenInAFileThatIsFull) {
     EXPECT_TRUE(std::regex_match(contentOf(folder.path("log")), form)) << contentOf(folder.path("log"));
 }
 
-TEST(ALogWhoseReaderHasGone, EndsNothing) {
+TEST(ALogWhoseReaderHasDisconnected, EndsNothing) {
     const TemporaryFolder folder;
     ServiceProcess service(folder.path("data").string(), 0, ServiceProcess::Errors::UnreadPipe);
     service.closeErrors();

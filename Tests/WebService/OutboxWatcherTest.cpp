@@ -28,7 +28,7 @@ protected:
 
     /// Takes everything and expects exactly the names, in any order that has each folder before what is in it.
     void expectFoldersFirst(std::string_view computer, Names expected) {
-        Names taken = takeAll(computer);
+        Names taken = acknowledgeAll(computer);
         for (std::size_t i = 0; i < taken.size(); ++i) {
             const std::string parent(parentName(taken[i]));
             const auto end = taken.begin() + static_cast<std::ptrdiff_t>(i);
@@ -42,9 +42,9 @@ protected:
     /// Lets the time pass after which a file that could not be judged is looked at again.
     void settle() {
         const auto now = OutboxWatcher::Clock::now();
-        state->watcher.drain();
-        state->watcher.settle(now);
-        state->watcher.settle(now + 10s);
+        state->watcher.process();
+        state->watcher.recheck(now);
+        state->watcher.recheck(now + 10s);
     }
 };
 
@@ -52,8 +52,8 @@ protected:
 
 TEST_F(AnOutbox, OffersAFileThatIsWrittenIntoIt) {
     folder.write("data/outbox/7/a.txt", "hello");
-    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
-    EXPECT_EQ(takeAll("8"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("8"), Names());
 }
 
 TEST_F(AnOutbox, OffersAFolderBeforeAnythingInIt) {
@@ -71,7 +71,7 @@ TEST_F(AnOutbox, OffersAFolderBeforeItsContentsWhenATreeIsMovedIn) {
     folder.move("elsewhere/tree", "data/outbox/7/tree");
     expectFoldersFirst("7", {"\\tree", "\\tree\\sub", "\\tree\\sub\\a.txt", "\\tree\\0.txt"});
     folder.write("data/outbox/7/tree/sub/later.txt", "3");
-    EXPECT_EQ(takeAll("7"), Names({"\\tree\\sub\\later.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\tree\\sub\\later.txt"}));
 }
 
 TEST_F(AnOutbox, DoesNotOfferAFileBeforeItsWriterClosesIt) {
@@ -85,7 +85,7 @@ TEST_F(AnOutbox, DoesNotOfferAFileBeforeItsWriterClosesIt) {
     EXPECT_EQ(next("7"), "");
     append(file, "second");
     file.close();
-    EXPECT_EQ(takeAll("7"), Names({"\\slow.bin"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\slow.bin"}));
     EXPECT_EQ(contentOf(folder.path("data/outbox/7/slow.bin")), "firstsecond");
 }
 
@@ -109,14 +109,14 @@ TEST_F(AnOutbox, DoesNotOfferAFileFoundAtTheStartWhileItIsWritten) {
     expectFoldersFirst("7", {"\\done.txt", "\\sub"});
     append(file, "rest");
     file.close();
-    EXPECT_EQ(takeAll("7"), Names({"\\sub\\slow.bin"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\sub\\slow.bin"}));
 }
 
 TEST_F(AnOutbox, OffersAFileThatIsRenamedIntoIt) {
     folder.write("elsewhere/a.txt", "x");
     folder.makeFolder("data/outbox/7");
     folder.move("elsewhere/a.txt", "data/outbox/7/b.txt");
-    EXPECT_EQ(takeAll("7"), Names({"\\b.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\b.txt"}));
 }
 
 TEST_F(AnOutbox, WaitsForTheWriterOfAFileThatIsRenamedInWhileOpen) {
@@ -134,27 +134,27 @@ TEST_F(AnOutbox, OffersAnEmptyFile) {
     folder.makeFolder("data/outbox/7");
     EXPECT_EQ(next("7"), "");
     folder.write("data/outbox/7/empty", "");
-    EXPECT_EQ(takeAll("7"), Names({"\\empty"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\empty"}));
 }
 
-TEST_F(AnOutbox, OffersAnEmptyFileFoundByAScanOnceItIsSureThatNobodyOpensIt) {
+TEST_F(AnOutbox, OffersAnEmptyFileFoundByAScanOnceNoWriterHasOpenedIt) {
     folder.write("elsewhere/tree/empty", "");
     folder.makeFolder("data/outbox/7");
     folder.move("elsewhere/tree", "data/outbox/7/tree");
-    EXPECT_EQ(takeAll("7"), Names({"\\tree"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\tree"}));
     const auto now = OutboxWatcher::Clock::now();
-    state->watcher.settle(now);
-    state->watcher.settle(now + 900ms);
+    state->watcher.recheck(now);
+    state->watcher.recheck(now + 900ms);
     EXPECT_EQ(next("7"), "");
-    state->watcher.settle(now + 1s);
-    EXPECT_EQ(takeAll("7"), Names({"\\tree\\empty"}));
+    state->watcher.recheck(now + 1s);
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\tree\\empty"}));
 }
 
 TEST_F(AnOutbox, OffersAHardLink) {
     folder.write("elsewhere/a.txt", "x");
     folder.makeFolder("data/outbox/7");
     std::filesystem::create_hard_link(folder.path("elsewhere/a.txt"), folder.path("data/outbox/7/link.txt"));
-    EXPECT_EQ(takeAll("7"), Names({"\\link.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\link.txt"}));
 }
 
 TEST_F(AnOutbox, OffersAFileThatAppearsWithoutBeingClosed) {
@@ -162,10 +162,10 @@ TEST_F(AnOutbox, OffersAFileThatAppearsWithoutBeingClosed) {
     ASSERT_EQ(::mknod(folder.path("data/outbox/7/node").c_str(), S_IFREG | 0644, 0), 0);
     EXPECT_EQ(next("7"), "");
     settle();
-    EXPECT_EQ(takeAll("7"), Names({"\\node"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\node"}));
 }
 
-TEST_F(AnOutbox, LeavesAloneWhatIsNeitherFileNorFolder) {
+TEST_F(AnOutbox, IgnoresWhatIsNeitherFileNorFolder) {
     folder.write("elsewhere/secret.txt", "x");
     folder.makeFolder("data/outbox/7");
     std::filesystem::create_symlink(folder.path("elsewhere/secret.txt"), folder.path("data/outbox/7/link"));
@@ -174,25 +174,25 @@ TEST_F(AnOutbox, LeavesAloneWhatIsNeitherFileNorFolder) {
     ASSERT_EQ(::mkfifo(folder.path("data/outbox/7/fifo").c_str(), 0644), 0);
     folder.write("data/outbox/stray.txt", "in no computer's folder");
     settle();
-    EXPECT_EQ(takeAll("7"), Names());
-    EXPECT_EQ(takeAll("8"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("8"), Names());
     restart();
     settle();
-    EXPECT_EQ(takeAll("7"), Names());
-    EXPECT_EQ(takeAll("8"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("8"), Names());
 }
 
-TEST_F(AnOutbox, LeavesAloneWhatCannotBeNamedOnTheWire) {
+TEST_F(AnOutbox, IgnoresWhatCannotBeExpressedOnTheWire) {
     folder.write("data/outbox/7/back\\slash", "x");
     folder.write("data/outbox/7/new\nline", "x");
     folder.write("data/outbox/7/latin\xe4", "x");
     folder.write("data/outbox/7/bad\\folder/a.txt", "x");
     folder.write("data/outbox/7/good", "x");
     settle();
-    EXPECT_EQ(takeAll("7"), Names({"\\good"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\good"}));
     restart();
     settle();
-    EXPECT_EQ(takeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
 }
 
 TEST_F(AnOutbox, DoesNotOfferAnAcknowledgedItemAgainAfterARestart) {
@@ -201,32 +201,32 @@ TEST_F(AnOutbox, DoesNotOfferAnAcknowledgedItemAgainAfterARestart) {
     EXPECT_EQ(take("7"), "\\Docs");
     EXPECT_EQ(take("7"), "\\Docs\\a.txt");
     restart();
-    EXPECT_EQ(takeAll("7"), Names({"\\Docs\\b.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\Docs\\b.txt"}));
     restart();
-    EXPECT_EQ(takeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
 }
 
 TEST_F(AnOutbox, OffersAnAcknowledgedFileAgainWhenItIsRewritten) {
     folder.write("data/outbox/7/a.txt", "one");
-    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a.txt"}));
     folder.write("data/outbox/7/a.txt", "two");
-    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
-    EXPECT_EQ(takeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names());
 }
 
-TEST_F(AnOutbox, DoesNotOfferAFileAgainBecauseItsTimeOrRightsChange) {
+TEST_F(AnOutbox, DoesNotOfferAFileAgainBecauseItsTimeOrPermissionsChange) {
     folder.write("data/outbox/7/a.txt", "one");
-    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a.txt"}));
     const std::string path = folder.path("data/outbox/7/a.txt").string();
     const std::array<timespec, 2> longAgo = {timespec{.tv_sec = 1000, .tv_nsec = 0},
                                              timespec{.tv_sec = 1000, .tv_nsec = 0}};
     ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), longAgo.data(), 0), 0);
     ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
-    EXPECT_EQ(takeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
     openForWriting("data/outbox/7/a.txt").close();
-    EXPECT_EQ(takeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
     restart();
-    EXPECT_EQ(takeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
 }
 
 TEST_F(AnOutbox, OffersAFileAgainThatIsRewrittenAndGetsItsOldTimeBack) {
@@ -234,16 +234,16 @@ TEST_F(AnOutbox, OffersAFileAgainThatIsRewrittenAndGetsItsOldTimeBack) {
     const std::string path = folder.path("data/outbox/7/a.txt").string();
     struct stat before {};
     ASSERT_EQ(::stat(path.c_str(), &before), 0);
-    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a.txt"}));
     folder.write("data/outbox/7/a.txt", "two");
     const std::array<timespec, 2> times = {before.st_atim, before.st_mtim};
     ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0);
-    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a.txt"}));
 }
 
 TEST_F(AnOutbox, OffersWhatChangedWhileTheServiceWasDown) {
     folder.makeFolder("data/outbox/7");
-    state->watcher.drain(); // what a scan finds may have come within one tick of the file system's clock
+    state->watcher.process(); // what a scan finds may have come within one tick of the file system's clock
     folder.write("data/outbox/7/kept.txt", "x");
     folder.write("data/outbox/7/changed.txt", "x");
     folder.write("data/outbox/7/removed.txt", "x");
@@ -264,7 +264,7 @@ TEST_F(AnOutbox, DoesNotOfferAPendingFileWhileItIsBeingRewritten) {
     EXPECT_EQ(next("7"), "");
     append(file, "two");
     file.close();
-    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a.txt"}));
 }
 
 TEST_F(AnOutbox, WithdrawsWhatIsRemoved) {
@@ -272,9 +272,9 @@ TEST_F(AnOutbox, WithdrawsWhatIsRemoved) {
     folder.write("data/outbox/7/b.txt", "x");
     EXPECT_EQ(next("7"), "\\Docs");
     folder.remove("data/outbox/7/Docs");
-    EXPECT_EQ(takeAll("7"), Names({"\\b.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\b.txt"}));
     folder.write("data/outbox/7/Docs/a.txt", "x");
-    EXPECT_EQ(takeAll("7"), Names({"\\Docs", "\\Docs\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\Docs", "\\Docs\\a.txt"}));
 }
 
 TEST_F(AnOutbox, OffersAFolderUnderItsNewNameWhenItIsRenamed) {
@@ -283,29 +283,29 @@ TEST_F(AnOutbox, OffersAFolderUnderItsNewNameWhenItIsRenamed) {
     folder.move("data/outbox/7/old", "data/outbox/7/new");
     expectFoldersFirst("7", {"\\new", "\\new\\sub", "\\new\\sub\\a.txt"});
     folder.write("data/outbox/7/new/sub/b.txt", "x");
-    EXPECT_EQ(takeAll("7"), Names({"\\new\\sub\\b.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\new\\sub\\b.txt"}));
 }
 
-TEST_F(AnOutbox, ForgetsAComputersItemsWithItsFolder) {
+TEST_F(AnOutbox, RemovesAComputersItemsWithItsFolder) {
     folder.write("data/outbox/7/a.txt", "x");
     EXPECT_EQ(next("7"), "\\a.txt");
     folder.remove("data/outbox/7");
     EXPECT_EQ(next("7"), "");
     folder.write("data/outbox/7/a.txt", "x");
-    EXPECT_EQ(takeAll("7"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a.txt"}));
 }
 
-TEST_F(AnOutbox, IsMadeAgainWhenSomebodyRemovesIt) {
+TEST_F(AnOutbox, IsCreatedAgainWhenItIsRemoved) {
     folder.write("data/outbox/7/a.txt", "x");
     EXPECT_EQ(next("7"), "\\a.txt");
     folder.remove("data/outbox");
     EXPECT_EQ(next("7"), "");
     settle();
     folder.write("data/outbox/7/b.txt", "x");
-    EXPECT_EQ(takeAll("7"), Names({"\\b.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\b.txt"}));
 }
 
-TEST_F(AnOutbox, LosesNothingWhenMoreHappensThanTheKernelQueues) {
+TEST_F(AnOutbox, LosesNothingWhenTheKernelsQueueOverflows) {
     folder.makeFolder("data/outbox/7");
     EXPECT_EQ(next("7"), "");
     // Two names alternate, so that no event is merged with the one before it.
@@ -316,8 +316,20 @@ TEST_F(AnOutbox, LosesNothingWhenMoreHappensThanTheKernelQueues) {
     }
     folder.write("data/outbox/7/last", "x");
     folder.write("data/outbox/7/sub/file", "x");
-    state->watcher.drain();
+    state->watcher.process();
     expectFoldersFirst("7", {"\\a", "\\last", "\\sub", "\\sub\\file"});
+}
+
+TEST_F(AnOutbox, WaitsASecondForTheWriterOfAnEmptyFileThatAScanHasFound) {
+    folder.write("elsewhere/empty", "");
+    folder.move("elsewhere", "data/outbox/7");
+    const auto now = OutboxWatcher::Clock::now();
+    state->watcher.process();
+    state->watcher.recheck(now);
+    state->watcher.recheck(now + 999ms);
+    EXPECT_EQ(field(request("GET", "/status?computer=7").body, "pending"), "0");
+    state->watcher.recheck(now + 1s);
+    EXPECT_EQ(field(request("GET", "/status?computer=7").body, "pending"), "1");
 }
 
 } // namespace webservice::test

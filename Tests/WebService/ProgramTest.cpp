@@ -8,8 +8,11 @@
 
 #include <boost/json.hpp>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <csignal>
+#include <sstream>
 
 namespace webservice::test {
 
@@ -66,7 +69,7 @@ TEST_F(TheProgram, EndsWith69WhereItCannotListenOrTheFolderIsInUse) {
     EXPECT_EQ(HttpClient(running.port()).exchange("GET", "/status", "").status, 200);
 }
 
-TEST_F(TheProgram, EndsWith73Or74WhereTheFolderIsOfNoUse) {
+TEST_F(TheProgram, EndsWith73Or74WhereTheFolderCannotBeUsed) {
     const auto start = [&](const std::string& path) {
         return std::vector<std::string>{"--listen", "127.0.0.1:0", "--data", path};
     };
@@ -89,19 +92,20 @@ TEST_F(TheProgram, EndsWith73Or74WhereTheFolderIsOfNoUse) {
     EXPECT_EQ(std::ranges::count(broken.errors(), '\n'), 1);
 }
 
-TEST_F(TheProgram, CarriesAnItemToItsComputerOnOneConnection) {
+TEST_F(TheProgram, SendsAnItemToItsComputerOnOneConnection) {
     ServiceProcess service(data);
     HttpClient client(service.port());
     const std::string content = std::string(5'000'000, 'x') + "end";
     EXPECT_EQ(client.post("Uploads.svc/GetTopFileUpload", poll).body, R"({"ReturnStatus":"1","error":null})");
     folder.write("data/outbox/7/Grüße.bin", content);
     EXPECT_EQ(field(client.post("Uploads.svc/GetTopFileUpload", poll).body, "FileName"), "\\Grüße.bin");
-    const HttpAnswer answer = client.post("Uploads.svc/GetTopFileUploadWithStream", streamFromStart);
-    EXPECT_EQ(answer.head, "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nReturnStatus: 0\r\n"
-                           "FileName: \\Grüße.bin\r\nFileUploadID: 1\r\nIsFile: True\r\nServerPath: \\7\\Grüße.bin\r\n"
-                           "ToComputerID: 7\r\nTransitUploadPath: \\Transit\\1\r\nUploadProcessed: False\r\n"
-                           "Content-Length: 5000003\r\n\r\n");
-    EXPECT_TRUE(answer.body == content);
+    const HttpResponse response = client.post("Uploads.svc/GetTopFileUploadWithStream", streamFromStart);
+    EXPECT_EQ(response.head,
+              "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nReturnStatus: 0\r\n"
+              "FileName: \\Grüße.bin\r\nFileUploadID: 1\r\nIsFile: True\r\nServerPath: \\7\\Grüße.bin\r\n"
+              "ToComputerID: 7\r\nTransitUploadPath: \\Transit\\1\r\nUploadProcessed: False\r\n"
+              "Content-Length: 5000003\r\n\r\n");
+    EXPECT_TRUE(response.body == content);
     EXPECT_EQ(client.post("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"1"})").head,
               "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 33\r\n\r\n");
     EXPECT_EQ(client.exchange("GET", "/status?computer=7", "").body, R"({"pending":0,"acknowledged":1,"withdrawn":0})");
@@ -116,10 +120,10 @@ TEST_F(TheProgram, LogsOneLineForEachRequest) {
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << log;
     EXPECT_NE(log.find(" POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload 200 104 "), std::string::npos) << log;
     EXPECT_NE(log.find("ms\n"), std::string::npos) << log;
-    EXPECT_TRUE(log.ends_with(" asked to end\n")) << log;
+    EXPECT_TRUE(log.ends_with(" ended by a signal\n")) << log;
 }
 
-TEST_F(TheProgram, GoesOnWhenNobodyReadsItsLog) {
+TEST_F(TheProgram, KeepsServingWhenItsLogIsNotRead) {
     // Far more than a pipe holds.
     ServiceProcess service(data, 0, ServiceProcess::Errors::UnreadPipe);
     HttpClient client(service.port());
@@ -130,7 +134,7 @@ TEST_F(TheProgram, GoesOnWhenNobodyReadsItsLog) {
     EXPECT_EQ(service.exitStatus(), 0);
 }
 
-TEST_F(TheProgram, IsNotKeptBusyByADatabaseThatIsLocked) {
+TEST_F(TheProgram, UsesNoProcessorTimeWhileTheDatabaseIsLocked) {
     ServiceProcess service(data);
     folder.makeFolder("data/outbox/7");
     HttpClient client(service.port());
@@ -172,11 +176,11 @@ TEST_F(TheProgram, EndsWith0OnASignalInTheMiddleOfADownload) {
         service.signal(number);
         EXPECT_EQ(service.exitStatus(), 0);
         EXPECT_NE(service.errors().find("GetTopFileUploadWithStream 200 "), std::string::npos);
-        EXPECT_NE(service.errors().find(" cut short\n"), std::string::npos);
+        EXPECT_NE(service.errors().find(" incomplete\n"), std::string::npos);
     }
 }
 
-TEST_F(TheProgram, CutsADownloadWhoseFileChangesMeanwhile) {
+TEST_F(TheProgram, ClosesADownloadWhoseFileChanges) {
     folder.write("data/outbox/7/big", std::string(50'000'000, 'x'));
     ServiceProcess service(data);
     HttpClient client(service.port());
@@ -191,7 +195,7 @@ TEST_F(TheProgram, CutsADownloadWhoseFileChangesMeanwhile) {
     EXPECT_LT(received, 50'000'000U);
 }
 
-TEST_F(TheProgram, TakesAPushInChunksWithAnExpectation) {
+TEST_F(TheProgram, ReceivesAPushInChunksWithAnExpectation) {
     ServiceProcess service(data);
     HttpClient client(service.port());
     client.send("PUT /outbox/7/Docs/big.bin HTTP/1.1\r\nTransfer-Encoding: chunked\r\nExpect: 100-continue\r\n\r\n");
@@ -216,6 +220,29 @@ TEST_F(TheProgram, ServesManyConnectionsAtOnce) {
         clients.push_back(std::make_unique<HttpClient>(service.port()));
     for (const auto& client : clients)
         EXPECT_EQ(client->post("Uploads.svc/GetTopFileUploadWithStream", streamFromStart).body, "hello");
+}
+
+TEST_F(TheProgram, LogsOnceWhatItIgnoresInTheOutbox) {
+    folder.write("data/outbox/stray.txt", "x");
+    folder.write("data/outbox/7/back\\slash", "x");
+    folder.write("data/outbox/7/bad\\folder/a.txt", "x");
+    ASSERT_EQ(::mkfifo(folder.path("data/outbox/7/fifo").c_str(), 0644), 0);
+    ServiceProcess service(folder.path("data").string());
+    HttpClient client(service.port());
+    ASSERT_EQ(client.exchange("GET", "/status", "").status, 200);
+    ASSERT_EQ(::chmod(folder.path("data/outbox/7/fifo").c_str(), 0600), 0);
+    ASSERT_EQ(client.exchange("GET", "/status", "").status, 200);
+    std::vector<std::string> ignored;
+    std::istringstream log(service.errors());
+    for (std::string line; std::getline(log, line);) {
+        if (const auto text = line.find("ignored in the outbox: "); text != std::string::npos)
+            ignored.push_back(line.substr(text + std::string_view("ignored in the outbox: ").size()));
+    }
+    std::ranges::sort(ignored);
+    EXPECT_EQ(ignored, (std::vector<std::string>{"7/back\\slash: its name cannot be expressed on the wire",
+                                                 "7/bad\\folder: its name cannot be expressed on the wire",
+                                                 "7/fifo: it is neither a file nor a folder",
+                                                 "stray.txt: it is in no computer's folder"}));
 }
 
 } // namespace webservice::test

@@ -2,6 +2,8 @@
 
 #include "Support/TestState.h"
 
+#include <boost/json.hpp>
+
 namespace webservice::test {
 
 namespace {
@@ -18,7 +20,7 @@ TEST_F(APush, BecomesAPendingItemWithItsFolders) {
     EXPECT_EQ(response.body,
               R"({"ReturnStatus":"0","error":null,"ToComputerID":"7","FileName":"\\Docs\\a ü.txt","IsFile":"True"})");
     EXPECT_EQ(contentOf(folder.path("data/outbox/7/Docs/a ü.txt")), "hello");
-    EXPECT_EQ(takeAll("7"), Names({"\\Docs", "\\Docs\\a ü.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\Docs", "\\Docs\\a ü.txt"}));
 }
 
 TEST_F(APush, OfAnEmptyFileOrAFolderIsPendingAtOnce) {
@@ -26,16 +28,16 @@ TEST_F(APush, OfAnEmptyFileOrAFolderIsPendingAtOnce) {
     EXPECT_EQ(request("PUT", "/outbox/7/folder/").body,
               R"({"ReturnStatus":"0","error":null,"ToComputerID":"7","FileName":"\\folder","IsFile":"False"})");
     EXPECT_EQ(request("PUT", "/outbox/7/folder/").status, 201);
-    EXPECT_EQ(takeAll("7"), Names({"\\new", "\\new\\empty", "\\folder"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\new", "\\new\\empty", "\\folder"}));
 }
 
 TEST_F(APush, ReplacesAFile) {
     EXPECT_EQ(request("PUT", "/outbox/7/a", "one").status, 201);
     EXPECT_EQ(request("PUT", "/outbox/7/a", "two").status, 201);
     EXPECT_EQ(contentOf(folder.path("data/outbox/7/a")), "two");
-    EXPECT_EQ(takeAll("7"), Names({"\\a"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
     EXPECT_EQ(request("PUT", "/outbox/7/a", "two").status, 201);
-    EXPECT_EQ(takeAll("7"), Names({"\\a"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
 }
 
 TEST_F(APush, ToABadPathIsRefused) {
@@ -49,7 +51,7 @@ TEST_F(APush, ToABadPathIsRefused) {
     }
     EXPECT_EQ(request("PUT", "/outbox/7/" + std::string(300, 'a'), "x").status, 400);
     EXPECT_EQ(request("PUT", "/outbox/7/folder/", "body").status, 400);
-    EXPECT_EQ(takeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
 }
 
 TEST_F(APush, IsRefusedWhereSomethingElseIsInTheWay) {
@@ -66,8 +68,8 @@ TEST_F(APush, IsRefusedWhereSomethingElseIsInTheWay) {
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/incoming")));
 }
 
-TEST_F(APush, LeavesNothingBehindWhenItIsBrokenOff) {
-    RequestHead head;
+TEST_F(APush, LeavesNoFileWhenItIsAborted) {
+    Request head;
     head.method = "PUT";
     head.target = "/outbox/7/a";
     WebApplication application(*state);
@@ -77,7 +79,7 @@ TEST_F(APush, LeavesNothingBehindWhenItIsBrokenOff) {
         EXPECT_FALSE(std::filesystem::is_empty(folder.path("data/incoming")));
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/incoming")));
-    EXPECT_EQ(takeAll("7"), Names());
+    EXPECT_EQ(acknowledgeAll("7"), Names());
 }
 
 TEST_F(APush, ShowsInTheCounts) {
@@ -90,6 +92,28 @@ TEST_F(APush, ShowsInTheCounts) {
     EXPECT_EQ(request("GET", "/status").body, R"({"pending":1,"acknowledged":1,"withdrawn":1})");
     EXPECT_EQ(request("GET", "/status?computer=7").body, R"({"pending":1,"acknowledged":1,"withdrawn":0})");
     EXPECT_EQ(request("GET", "/status?computer=9").body, R"({"pending":0,"acknowledged":0,"withdrawn":0})");
+}
+
+TEST_F(APush, ThatFailsReportsTheReason) {
+    EXPECT_EQ(request("PUT", "/outbox/7/file", "x").status, 201);
+    EXPECT_EQ(request("PUT", "/outbox/7/folder/").status, 201);
+    const std::string outbox = folder.path("data/outbox").string();
+    const auto error = [this](std::string_view target, std::string_view body = "") {
+        const boost::json::value json = boost::json::parse(request("PUT", target, body).body);
+        return std::string(json.at("error").at("code").as_string()) + ": " +
+               std::string(json.at("error").at("message").as_string());
+    };
+    EXPECT_EQ(error("/outbox/7/file/a"),
+              "InTheWay: cannot make the folders of " + outbox + "/7/file/a: Not a directory");
+    EXPECT_EQ(error("/outbox/7/file/"), "InTheWay: cannot make the folder " + outbox + "/7/file: File exists");
+    EXPECT_EQ(error("/outbox/7/folder"), "InTheWay: cannot place " + outbox + "/7/folder: Is a directory");
+    EXPECT_EQ(error("/outbox/7/folder/", "x"), "BadPath: a folder has no body");
+    EXPECT_EQ(error("/outbox/7"), "BadPath: the path is /outbox/COMPUTER/ and the item's path");
+    EXPECT_EQ(error("/outbox/7/../a"), "BadPath: a part of the path is empty, \".\", \"..\", not UTF-8, or has a "
+                                       "slash, a backslash or a control character");
+    const std::string longName(256, 'n');
+    EXPECT_EQ(error("/outbox/7/" + longName),
+              "BadPath: cannot place " + outbox + "/7/" + longName + ": File name too long");
 }
 
 } // namespace webservice::test

@@ -23,7 +23,7 @@ protected:
         next("7");
         request("POST", "/QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream", R"({"ToComputerID":"7"})");
         post("Uploads.svc/UpdateBSUploadStreamStarted", R"({"FileUploadID":"1"})");
-        takeAll("7");
+        acknowledgeAll("7");
         folder.remove("data/outbox/7/Docs");
         restart();
         for (const char* path : {"a", "folder\\x", "folder\\y"})

@@ -59,7 +59,7 @@ TEST(ARecord, RefusesATextOfMoreThan64KiB) {
     EXPECT_EQ(refusalOf("{\"Key\":\"" + std::string(65537, 'x') + "\"}"), "TooLong");
 }
 
-TEST(ARecord, SeesALongTextWhereItLies) {
+TEST(ARecord, ReturnsALongTextWithoutCopyingIt) {
     JsonBody body;
     body.receive(R"({"A":"text","B":12})");
     const Record record(body.value());
@@ -68,12 +68,12 @@ TEST(ARecord, SeesALongTextWhereItLies) {
     EXPECT_THROW(static_cast<void>(record.longText("B")), RequestError);
 }
 
-TEST(ARefusal, CutsALongMessageAtTheEndOfACharacter) {
+TEST(ARequestError, CutsALongMessageAtTheEndOfACharacter) {
     EXPECT_EQ(std::string(RequestError("Code", std::string(299, 'x') + "ä!").what()), std::string(299, 'x') + "...");
     EXPECT_EQ(std::string(RequestError("Code", std::string(300, 'x')).what()), std::string(300, 'x'));
 }
 
-TEST(AJsonBody, IsTheSameInWhateverPiecesItComes) {
+TEST(AJsonBody, IsTheSameInWhateverPiecesItArrives) {
     const std::string_view text = R"( {"A" : ["ä", 12, -1.5e3, true, null]} )";
     JsonBody whole;
     whole.receive(text);
@@ -84,7 +84,7 @@ TEST(AJsonBody, IsTheSameInWhateverPiecesItComes) {
     EXPECT_EQ(pieces.value(), whole.value());
 }
 
-TEST(AJsonBody, NamesThePlaceOfTheFirstError) {
+TEST(AJsonBody, ReportsThePositionOfTheFirstError) {
     JsonBody body;
     body.receive("{\"A\":");
     body.receive("1}");
@@ -134,6 +134,17 @@ TEST(ADecimalNumber, IsDigitsOnlyAndFits) {
     EXPECT_EQ(decimal("9223372036854775807"), 9223372036854775807);
     for (const char* text : {"", "-1", "+1", " 1", "1 ", "0x1", "1.0", "9223372036854775808"})
         EXPECT_EQ(decimal(text), std::nullopt) << text;
+}
+
+TEST(AJsonBody, ReleasesWhatTheParserNoLongerNeeds) {
+    JsonBody body;
+    body.receive("[");
+    const std::string piece = '"' + std::string(65'536, 'x') + "\",";
+    for (int i = 0; i < 64; ++i)
+        body.receive(piece);
+    body.receive("1]");
+    EXPECT_GT(body.memory(), 64U * 65'536);
+    EXPECT_LT(body.memory(), 3U * 64 * 65'536);
 }
 
 } // namespace webservice

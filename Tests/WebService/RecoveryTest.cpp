@@ -20,7 +20,7 @@ TEST_F(AServiceWhoseFolderIsRemoved, MakesTheFolderOfIncomingFilesAgain) {
     folder.remove("data/incoming");
     sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":"b"})");
     EXPECT_EQ(upload("1", "b", "content"), accepted);
-    EXPECT_EQ(takeAll("3"), Names({"\\b"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\b"}));
 }
 
 TEST_F(AServiceWhoseFolderIsRemoved, MakesTheCloudAgain) {
@@ -35,16 +35,16 @@ TEST_F(AServiceWhoseFolderIsRemoved, MakesTheOutboxAgain) {
     folder.remove("data/outbox");
     EXPECT_EQ(next("7"), "");
     EXPECT_EQ(request("PUT", "/outbox/7/b", "x").status, 201);
-    EXPECT_EQ(takeAll("7"), Names({"\\b"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\b"}));
     folder.write("data/outbox/7/c", "x");
-    EXPECT_EQ(takeAll("7"), Names({"\\c"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\c"}));
 }
 
 TEST_F(AServiceWhoseFolderIsRemoved, MakesAComputersOutboxAgain) {
     EXPECT_EQ(request("PUT", "/outbox/7/a", "x").status, 201);
     folder.remove("data/outbox/7");
     EXPECT_EQ(request("PUT", "/outbox/7/b", "x").status, 201);
-    EXPECT_EQ(takeAll("7"), Names({"\\b"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\b"}));
     EXPECT_EQ(request("GET", "/status?computer=7").body, R"({"pending":0,"acknowledged":1,"withdrawn":1})");
 }
 
@@ -55,7 +55,7 @@ TEST_F(AServiceWhoseFolderIsRemoved, SaysSoAndGoesOnWhenItComesBack) {
     EXPECT_THROW(request("PUT", "/outbox/7/b", "x"), StateLost);
     EXPECT_FALSE(std::filesystem::exists(folder.path("data")));
     folder.move("elsewhere", "data");
-    EXPECT_EQ(takeAll("7"), Names({"\\a"}));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
 }
 
 TEST_F(AServiceWhoseFolderIsRemoved, DoesNotGoOnWithoutItsDatabase) {

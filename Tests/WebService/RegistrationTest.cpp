@@ -54,7 +54,7 @@ TEST_F(Registration, OfAComputerGivesAnIdentifierEveryTime) {
                   "\"QuenmarkPath\" is missing");
 }
 
-TEST_F(Registration, IsActivatedByTheMailThatWasNoted) {
+TEST_F(Registration, IsActivatedByTheRecordedMail) {
     call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
     expect("Registration.svc/CheckUserMailActivationStatus", R"({"UserID":"1"})",
            R"({"ReturnStatus":"0","ReturnVal":"False","error":null})");
@@ -102,7 +102,7 @@ TEST_F(Registration, KeepsPasswordsFromOtherUsersOfTheMachine) {
     EXPECT_EQ(permissions, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
-TEST_F(Registration, TakesAComputersSignsOfLife) {
+TEST_F(Registration, RecordsWhenAComputerWasSeen) {
     call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
     call("Registration.svc/RegisterComputer", R"({"UserID":"1","QuenmarkPath":"a"})");
     call("Registration.svc/RegisterComputer", R"({"UserID":"1","QuenmarkPath":"b"})");
@@ -119,6 +119,17 @@ TEST_F(Registration, TakesAComputersSignsOfLife) {
     EXPECT_EQ(row.text(1), "1.10");
     expectRefusal("UpdateSystemTime.svc/UpdateComputerStatus", R"({"ComputerID":"9"})", "UnknownComputer",
                   "there is no computer 9");
+}
+
+TEST_F(Registration, StoresTheNamesOfAUser) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
+    Query row = state->db.query("SELECT mail, password, first_name, last_name, nick_name FROM users");
+    ASSERT_TRUE(row.next());
+    EXPECT_EQ(row.text(0), "ann@example.org");
+    EXPECT_EQ(row.text(1), "secret");
+    EXPECT_EQ(row.text(2), "Ann");
+    EXPECT_EQ(row.text(3), "Lee");
+    EXPECT_EQ(row.text(4), "annie");
 }
 
 } // namespace webservice::test

@@ -15,24 +15,24 @@ namespace {
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
 bool isRefused(Fields fields, std::string_view listenHost = "127.0.0.1", std::string_view ownAddress = "127.0.0.1") {
-    const RequestHead head{.method = "GET", .target = "/", .headers = std::move(fields)};
-    return refusalOfOrigin(head, listenHost, ownAddress).has_value();
+    const Request request{.method = "GET", .target = "/", .headers = std::move(fields)};
+    return originError(request, listenHost, ownAddress).has_value();
 }
 
 } // namespace
 
-TEST(ARequest, IsTakenForAProgramsWithoutHostAndOrigin) {
+TEST(ARequest, WithoutHostAndOriginIsAProgram) {
     EXPECT_FALSE(isRefused({}));
     EXPECT_FALSE(isRefused({{"Accept", "*/*"}}));
 }
 
-TEST(ARequest, IsTakenForALoopbackHostAtAnyPort) {
+TEST(ARequest, ForALoopbackHostAtAnyPortIsAccepted) {
     for (const char* host : {"localhost", "LocalHost:8080", "localhost.", "a.localhost:80", "127.0.0.1",
                              "127.8.9.1:8080", "[::1]", "[::1]:8080", "localhost:"})
         EXPECT_FALSE(isRefused({{"Host", host}}, "192.0.2.1", "192.0.2.1")) << host;
 }
 
-TEST(ARequest, IsTakenForTheAddressThatIsListenedOn) {
+TEST(ARequest, ForTheAddressThatTheServerListensOnIsAccepted) {
     EXPECT_FALSE(isRefused({{"Host", "192.0.2.1:8080"}}, "192.0.2.1", "192.0.2.1"));
     EXPECT_FALSE(isRefused({{"Host", "192.0.2.7"}}, "0.0.0.0", "192.0.2.7"));
     EXPECT_FALSE(isRefused({{"Host", "Service.test:8080"}}, "service.test", "192.0.2.7"));
@@ -71,9 +71,9 @@ TEST(ARequest, OfAnotherSiteIsRefusedWith403AndDoesNothing) {
     for (const std::string& fields :
          {std::string("Host: evil.test\r\n"), "Host: " + service.host() + "\r\nOrigin: http://evil.test\r\n",
           "Host: " + service.host() + "\r\nOrigin: null\r\n"}) {
-        const HttpAnswer answer = put(fields);
-        EXPECT_EQ(answer.status, 403) << fields;
-        EXPECT_EQ(answer.body.substr(0, 54), R"({"ReturnStatus":"1","error":{"code":"WrongOrigin","mes)");
+        const HttpResponse response = put(fields);
+        EXPECT_EQ(response.status, 403) << fields;
+        EXPECT_EQ(response.body.substr(0, 54), R"({"ReturnStatus":"1","error":{"code":"WrongOrigin","mes)");
     }
     EXPECT_FALSE(std::filesystem::exists(folder.path("data/outbox/7")));
     EXPECT_EQ(put("Host: " + service.host() + "\r\nOrigin: http://" + service.host() + "\r\n").status, 201);

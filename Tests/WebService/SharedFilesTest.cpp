@@ -34,8 +34,8 @@ protected:
         return row.text(0);
     }
 
-    void expectTransfer(std::string_view operation, std::string_view answer) {
-        expect("MAC/SharedFiles.svc/" + std::string(operation), R"({"SharedFileTransferID":"2"})", answer);
+    void expectTransfer(std::string_view operation, std::string_view response) {
+        expect("MAC/SharedFiles.svc/" + std::string(operation), R"({"SharedFileTransferID":"2"})", response);
     }
     void expectWrongState(std::string_view operation, std::string_view present) {
         expectRefusal("MAC/SharedFiles.svc/" + std::string(operation), R"({"SharedFileTransferID":"2"})", "WrongState",
@@ -178,25 +178,25 @@ TEST_F(ATransfer, CarriesAContentOfTheCloudToItsReceiver) {
     EXPECT_EQ(upload("1", "Docs\\a.txt", "hello"), accepted);
     expect("MAC/SharedFiles.svc/CheckFileExistsInTransfers", R"({"SharedFileTransferID":"2"})",
            R"({"ByteStartPos":"5","ReturnStatus":"0"})");
-    EXPECT_EQ(takeAll("5"), std::vector<std::string>());
+    EXPECT_EQ(acknowledgeAll("5"), std::vector<std::string>());
     expect("MAC/SharedFiles.svc/UpdateSendFileToTransfer",
            R"({"SharedFileTransferID":"2","NewFullPath":"Users\\bob\\Quenmark\\From Ann\\a.txt"})", accepted);
-    EXPECT_EQ(takeAll("5"), std::vector<std::string>({"\\From Ann", "\\From Ann\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("5"), std::vector<std::string>({"\\From Ann", "\\From Ann\\a.txt"}));
     EXPECT_EQ(contentOf(folder.path("data/outbox/5/From Ann/a.txt")), "hello");
 }
 
 TEST_F(ATransfer, ThatIsSentBeforeItsContentHasArrivedCarriesItOnceItArrives) {
     expect("MAC/SharedFiles.svc/UpdateSendFileToTransfer",
            R"({"SharedFileTransferID":"2","NewFullPath":"Docs\\b.txt"})", accepted);
-    EXPECT_EQ(takeAll("5"), std::vector<std::string>());
+    EXPECT_EQ(acknowledgeAll("5"), std::vector<std::string>());
     call("MAC/SharedFiles.svc/UploadFileWithStream", R"({"ComputerID":"2","FullPathFromFileTable":"Docs\\a.txt"})");
     EXPECT_EQ(upload("1", "Docs\\a.txt", "hello"), accepted);
     EXPECT_EQ(contentOf(folder.path("data/outbox/5/Docs/b.txt")), "hello");
-    EXPECT_EQ(takeAll("5"), std::vector<std::string>({"\\Docs", "\\Docs\\b.txt"}));
+    EXPECT_EQ(acknowledgeAll("5"), std::vector<std::string>({"\\Docs", "\\Docs\\b.txt"}));
     EXPECT_EQ(stateOf(2), "sent");
     expect("MAC/SharedFiles.svc/UpdateFileReceived", R"({"SharedFileTransferID":"2"})", accepted);
     EXPECT_EQ(upload("1", "Docs\\a.txt", "later"), accepted);
-    EXPECT_EQ(takeAll("5"), std::vector<std::string>());
+    EXPECT_EQ(acknowledgeAll("5"), std::vector<std::string>());
 }
 
 TEST_F(ATransfer, IsPreparedByAStreamOfAFileOfTheTable) {

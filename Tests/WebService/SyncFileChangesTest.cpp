@@ -12,10 +12,11 @@ class AChange : public WithTwoUsers {
 protected:
     /// What the computer is asked to stream up next: "ID path", or "".
     std::string wanted(std::string_view computer = "2") {
-        const std::string answer =
+        const std::string response =
             call("Downloads.svc/GetTopFileRequest", R"({"FromComputerID":")" + std::string(computer) + R"("})");
-        return field(answer, "ReturnStatus") == "0" ? field(answer, "FileRequestID") + ' ' + field(answer, "FilePath")
-                                                    : "";
+        return field(response, "ReturnStatus") == "0"
+                   ? field(response, "FileRequestID") + ' ' + field(response, "FilePath")
+                   : "";
     }
 
     /// What the computer is asked to delete next.
@@ -28,7 +29,7 @@ protected:
 
 } // namespace
 
-TEST_F(AChange, OfANewFileIsAnsweredWithItsIdentifier) {
+TEST_F(AChange, OfANewFileReturnsItsIdentifier) {
     EXPECT_EQ(sync(R"({"ChangeType":"Created","FullPath":"Users\\ann\\Quenmark\\Docs\\a.txt","FileSize":"5",)"
                    R"("QuenmarkPath":"Users\\ann","IsFile":"True","ComputerID":"2","FileModifiedDate":"2024-03-01",)"
                    R"("BaseSystemFileID":"77"})"),
@@ -43,7 +44,7 @@ TEST_F(AChange, OfANewFileIsAnsweredWithItsIdentifier) {
     EXPECT_EQ(row.text(3), "77");
 }
 
-TEST_F(AChange, InAListIsAnsweredInItsPlaceThoughOthersAreRefused) {
+TEST_F(AChange, InAListHasItsResultInOrderThoughOthersFail) {
     EXPECT_EQ(call("SyncFileChanges.svc/SyncFilesInTableAndCloud",
                    R"([{"ChangeType":"1","FullPath":"a","ComputerID":"2"},7,)"
                    R"({"ChangeType":"9","FullPath":"b","ComputerID":"2"},)"
@@ -70,15 +71,15 @@ TEST_F(AChange, OfAFileTravelsToTheUsersOtherComputers) {
     EXPECT_EQ(wanted(), "1 Users\\ann\\Quenmark\\Docs\\a.txt");
     EXPECT_EQ(upload("1", "Users\\ann\\Quenmark\\Docs\\a.txt", "hello"), accepted);
     EXPECT_EQ(wanted(), "");
-    EXPECT_EQ(takeAll("3"), Names({"\\Docs", "\\Docs\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\Docs", "\\Docs\\a.txt"}));
     EXPECT_EQ(contentOf(folder.path("data/outbox/3/Docs/a.txt")), "hello");
-    EXPECT_EQ(takeAll("2"), Names());
-    EXPECT_EQ(takeAll("5"), Names());
+    EXPECT_EQ(acknowledgeAll("2"), Names());
+    EXPECT_EQ(acknowledgeAll("5"), Names());
     sync(R"({"ChangeType":"Changed","FullPath":"Users\\ann\\Quenmark\\Docs\\a.txt","ComputerID":"2"})");
     EXPECT_EQ(wanted(), "2 Users\\ann\\Quenmark\\Docs\\a.txt");
     upload("2", "", "");
     upload("2", "Users\\ann\\Quenmark\\Docs\\a.txt", "hello again");
-    EXPECT_EQ(takeAll("3"), Names({"\\Docs\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\Docs\\a.txt"}));
     EXPECT_EQ(contentOf(folder.path("data/outbox/3/Docs/a.txt")), "hello again");
 }
 
@@ -86,7 +87,7 @@ TEST_F(AChange, OfAFolderTravelsAtOnce) {
     EXPECT_EQ(sync(R"({"ChangeType":"Created","FullPath":"\\Docs\\Sub","IsFile":"False","ComputerID":"2"})"),
               R"([{"FileID":"1","ReturnStatus":"0","BaseSystemFileID":null}])");
     EXPECT_EQ(wanted(), "");
-    EXPECT_EQ(takeAll("3"), Names({"\\Docs", "\\Docs\\Sub"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\Docs", "\\Docs\\Sub"}));
 }
 
 TEST_F(AChange, AsksForAContentOnlyOnce) {
@@ -113,32 +114,32 @@ TEST_F(AChange, ThatDeletesAsksTheOthersToDelete) {
               R"([{"FileID":"4","ReturnStatus":"0","BaseSystemFileID":null}])");
 }
 
-TEST_F(AChange, ThatDeletesTakesBackTheRequestForTheContent) {
+TEST_F(AChange, ThatDeletesCancelsTheRequestForTheContent) {
     sync(R"({"ChangeType":"Created","FullPath":"a","ComputerID":"2"})");
     sync(R"({"ChangeType":"Deleted","FullPath":"a","ComputerID":"2"})");
     EXPECT_EQ(wanted(), "");
     EXPECT_EQ(upload("1", "a", "x"), accepted);
-    EXPECT_EQ(takeAll("3"), Names());
+    EXPECT_EQ(acknowledgeAll("3"), Names());
 }
 
-TEST_F(AChange, ThatDeletesTakesBackWhatTheOthersHaveNotFetched) {
+TEST_F(AChange, ThatDeletesWithdrawsWhatTheOthersHaveNotFetched) {
     sync(R"({"ChangeType":"Created","FullPath":"Docs\\a.txt","ComputerID":"2"})");
     sync(R"({"ChangeType":"Created","FullPath":"Docs","IsFile":"False","ComputerID":"2"})");
     upload("1", "Docs\\a.txt", "x");
     EXPECT_EQ(take("3"), "\\Docs");
     sync(R"({"ChangeType":"Deleted","FullPath":"Docs","ComputerID":"2"})");
-    EXPECT_EQ(takeAll("3"), Names());
+    EXPECT_EQ(acknowledgeAll("3"), Names());
     EXPECT_EQ(unwanted("3"), "\\Docs");
 }
 
-TEST_F(AChange, ThatMakesAgainWhatWasDeletedTakesBackTheDeletion) {
+TEST_F(AChange, ThatCreatesWhatWasDeletedWithdrawsTheDeletion) {
     sync(R"({"ChangeType":"Created","FullPath":"a","ComputerID":"2"})");
     sync(R"({"ChangeType":"Deleted","FullPath":"a","ComputerID":"2"})");
     EXPECT_EQ(unwanted("3"), "\\a");
     sync(R"({"ChangeType":"Created","FullPath":"a","ComputerID":"2"})");
     upload("2", "a", "new");
     EXPECT_EQ(unwanted("3"), "(none)");
-    EXPECT_EQ(takeAll("3"), Names({"\\a"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\a"}));
 }
 
 TEST_F(AChange, ThatRenamesKeepsTheIdentifierAndTheContent) {
@@ -146,11 +147,11 @@ TEST_F(AChange, ThatRenamesKeepsTheIdentifierAndTheContent) {
     sync(R"({"ChangeType":"Created","FullPath":"Docs\\a.txt","ComputerID":"2"})");
     sync(R"({"ChangeType":"Created","FullPath":"Docs\\b.txt","ComputerID":"2"})");
     upload("1", "Docs\\a.txt", "hello");
-    EXPECT_EQ(takeAll("3"), Names({"\\Docs", "\\Docs\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\Docs", "\\Docs\\a.txt"}));
     EXPECT_EQ(sync(R"({"ChangeType":"Renamed","OldFullPath":"Docs","FullPath":"Papers","IsFile":"False",)"
                    R"("ComputerID":"2"})"),
               R"([{"FileID":"1","ReturnStatus":"0","BaseSystemFileID":null}])");
-    EXPECT_EQ(takeAll("3"), Names({"\\Papers", "\\Papers\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\Papers", "\\Papers\\a.txt"}));
     EXPECT_EQ(contentOf(folder.path("data/outbox/3/Papers/a.txt")), "hello");
     EXPECT_EQ(unwanted("3"), "\\Docs");
     EXPECT_EQ(wanted(), "2 Papers\\b.txt");
@@ -173,16 +174,16 @@ TEST_F(AChange, OfAPathThatCannotBeNamedStaysInTheCloud) {
     EXPECT_EQ(sync(R"({"ChangeType":"Created","FullPath":"..\\..\\etc\\passwd","ComputerID":"2"})"),
               R"([{"FileID":"1","ReturnStatus":"0","BaseSystemFileID":null}])");
     EXPECT_EQ(upload("1", "..\\..\\etc\\passwd", "x"), accepted);
-    EXPECT_EQ(takeAll("3"), Names());
+    EXPECT_EQ(acknowledgeAll("3"), Names());
     expect("MAC/SharedFiles.svc/IsFileExistsInCloud", R"({"StrFullPath":"..\\..\\etc\\passwd"})",
            R"({"IsExists":"True","ReturnStatus":"0","error":null})");
 }
 
-TEST_F(AChange, IsNotHinderedByWhatLiesInTheWay) {
+TEST_F(AChange, SucceedsWhereSomethingIsInTheWay) {
     folder.write("data/outbox/3/Docs", "a file in place of the folder");
     sync(R"({"ChangeType":"Created","FullPath":"Docs\\a.txt","ComputerID":"2"})");
     EXPECT_EQ(upload("1", "Docs\\a.txt", "x"), accepted);
-    EXPECT_EQ(takeAll("3"), Names({"\\Docs"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\Docs"}));
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/incoming")));
 }
 
@@ -206,12 +207,12 @@ TEST_F(AChange, OfEverythingAtOnceBringsTheTableUpToDate) {
     expect("Registration.svc/OneTimeSyncFiles",
            R"({"AllFiles":"kept\r\nnew.txt\nDocs\\\n\n","ComputerID":"2","QuenmarkPath":"Users\\ann"})", accepted);
     EXPECT_EQ(wanted(), "3 new.txt");
-    EXPECT_EQ(takeAll("3"), Names({"\\kept", "\\Docs"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\kept", "\\Docs"}));
     EXPECT_EQ(unwanted("3"), "(none)");
     expect("Registration.svc/OneTimeSyncFiles",
            R"({"AllFiles":"[\"kept\",{\"FullPath\":\"Sub\",\"IsFile\":\"False\"}]","ComputerID":"2"})", accepted);
     EXPECT_EQ(wanted(), "");
-    EXPECT_EQ(takeAll("3"), Names({"\\Sub"}));
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\Sub"}));
     expectRefusal("Registration.svc/OneTimeSyncFiles", R"({"AllFiles":"[7]","ComputerID":"2"})", "WrongType",
                   "an entry of \"AllFiles\" is neither a path nor an object");
     expectRefusal("Registration.svc/OneTimeSyncFiles", R"({"AllFiles":"a","ComputerID":"9"})", "UnknownComputer",
@@ -222,12 +223,12 @@ TEST_F(AChange, ReachesAComputerThatRegistersLater) {
     sync(R"({"ChangeType":"Created","FullPath":"Users\\ann\\Quenmark\\a.txt","ComputerID":"2"})");
     upload("1", "Users\\ann\\Quenmark\\a.txt", "hello");
     call("Registration.svc/RegisterComputer", R"({"UserID":"1","QuenmarkPath":"elsewhere"})");
-    EXPECT_EQ(takeAll("6"), Names());
+    EXPECT_EQ(acknowledgeAll("6"), Names());
     expect("Registration.svc/TransferFilesFromCloudToBaseSystem", R"({"ComputerID":"6","QuenmarkPath":"moved"})",
            accepted);
-    EXPECT_EQ(takeAll("6"), Names({"\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("6"), Names({"\\a.txt"}));
     expect("Registration.svc/TransferFilesFromCloudToBaseSystem", R"({"ComputerID":"6"})", accepted);
-    EXPECT_EQ(takeAll("6"), Names());
+    EXPECT_EQ(acknowledgeAll("6"), Names());
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/incoming")));
     expectRefusal("Registration.svc/TransferFilesFromCloudToBaseSystem", R"({"ComputerID":"9"})", "UnknownComputer",
                   "there is no computer 9");

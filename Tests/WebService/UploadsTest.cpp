@@ -52,7 +52,7 @@ TEST_F(Uploads, DescribeAFolder) {
     EXPECT_EQ(header(response, "FileName"), "\\Docs");
 }
 
-TEST_F(Uploads, StreamAFileWithItsDescriptionInTheHeader) {
+TEST_F(Uploads, StreamAFileWithItsDescriptionInHeaderFields) {
     folder.write("data/outbox/7/ü.txt", "hello");
     poll();
     const Response response = stream("0");
@@ -88,13 +88,13 @@ TEST_F(Uploads, StreamAnEmptyFile) {
     EXPECT_EQ(statusAndBody(stream("0")), "0:");
 }
 
-TEST_F(Uploads, PutAnItemBehindTheOthersWhenTheOffsetLiesBeyondItsEnd) {
+TEST_F(Uploads, MoveAnItemToTheEndWhenTheOffsetIsBeyondItsSize) {
     folder.write("data/outbox/7/a.txt", "hello");
     folder.write("data/outbox/7/b.txt", "world");
     poll();
     EXPECT_EQ(statusAndBody(stream("6")), "2:");
     EXPECT_EQ(field(poll(), "FileName"), "\\b.txt");
-    EXPECT_EQ(takeAll("7"), std::vector<std::string>({"\\b.txt", "\\a.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), std::vector<std::string>({"\\b.txt", "\\a.txt"}));
 }
 
 TEST_F(Uploads, RefuseAMalformedOffset) {
@@ -123,7 +123,7 @@ TEST_F(Uploads, StreamTheItemThatThePollNamedThoughAnotherHasComeFirst) {
     EXPECT_EQ(statusAndBody(stream("0")), "0:bbb");
 }
 
-TEST_F(Uploads, TellToAskAnewWhenTheNamedItemIsGone) {
+TEST_F(Uploads, RequireANewPollWhenTheOfferedItemWasRemoved) {
     folder.write("data/outbox/7/a.txt", "aaa");
     folder.write("data/outbox/7/b.txt", "bbb");
     poll();
@@ -140,7 +140,7 @@ TEST_F(Uploads, TellToAskAnewWhileTheNamedItemIsBeingWritten) {
     EXPECT_EQ(statusAndBody(stream("0")), "2:");
 }
 
-TEST_F(Uploads, ServeTheNewContentOfAReplacedItem) {
+TEST_F(Uploads, SendTheNewContentOfAReplacedItem) {
     folder.write("data/outbox/7/a.txt", "old");
     EXPECT_EQ(field(poll(), "FileUploadID"), "1");
     folder.write("data/outbox/7/a.txt", "newer");
@@ -236,7 +236,7 @@ TEST_F(Uploads, ArePassedOverWhenTheirFileHasBecomeSomethingElse) {
     poll();
     folder.remove("data/outbox/7/a.txt");
     std::filesystem::create_symlink("/etc/passwd", folder.path("data/outbox/7/a.txt"));
-    EXPECT_EQ(takeAll("7"), std::vector<std::string>({"\\b.txt"}));
+    EXPECT_EQ(acknowledgeAll("7"), std::vector<std::string>({"\\b.txt"}));
 }
 
 TEST_F(Uploads, ErrorReportsAreShown) {

@@ -6,7 +6,7 @@
 
 namespace webservice {
 
-/// What tells one content of a file from another without reading it.
+/// Distinguishes the contents of a file without reading them.
 struct FileIdentity {
     std::uint64_t inode = 0;
     std::uint64_t size = 0;

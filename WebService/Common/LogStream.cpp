@@ -29,7 +29,7 @@ void LogStream::add(const std::string& line) {
     missing_ = put(lines) ? 0 : missing_ + 1;
 }
 
-/// Whether the text was begun; its rest is then written before any other text.
+/// Whether the beginning of the text was written; its rest is then written before any other text.
 bool LogStream::put(const std::string& text) {
     if (!writeRest())
         return false;
@@ -58,7 +58,8 @@ ssize_t LogStream::writeSome() const {
         return ::write(STDERR_FILENO, rest_.data(), rest_.size());
     if (own_)
         return ::write(own_.get(), rest_.data(), rest_.size());
-    // The stream of another user cannot be opened. A pipe that is writable takes this much at once (pipe(7)).
+    // The stream of another user cannot be opened. A pipe that poll(2) finds writable takes PIPE_BUF bytes without
+    // blocking (pipe(7)).
     pollfd output{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
     return ::poll(&output, 1, 0) == 1
                ? ::write(STDERR_FILENO, rest_.data(), std::min<std::size_t>(rest_.size(), PIPE_BUF))

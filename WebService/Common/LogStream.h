@@ -9,10 +9,10 @@
 
 namespace webservice {
 
-/// Standard error as it was when this was made. Never waits: a line that standard error takes nothing of is lost, and
-/// the next line that it takes has the number of the lost ones before it. A pipe or terminal may be full, and other
-/// processes may have it open too, to which O_NONBLOCK on the shared open file description would apply as well
-/// (open(2)): it is opened again, for a description of its own.
+/// Standard error as it was at construction. Never blocks: a line that cannot be written at once is lost, and the next
+/// line that can is preceded by the number of the lost ones. A pipe or terminal may be full, and other processes may
+/// have it open too, to which O_NONBLOCK on the shared open file description would apply as well (open(2)): it is
+/// opened again, for a description of its own.
 class LogStream {
 public:
     LogStream();

@@ -4,6 +4,7 @@ namespace webservice {
 
 namespace {
 
+constexpr int operationFailed = 200;
 constexpr std::size_t maxMessageLength = 300;
 
 /// Cuts at the end of a character of UTF-8.
@@ -19,6 +20,7 @@ std::string shortened(std::string_view text) {
 } // namespace
 
 RequestError::RequestError(std::string code, std::string_view message, int status, HeaderFields headers)
-    : std::runtime_error(shortened(message)), code_(std::move(code)), status_(status), headers_(std::move(headers)) {}
+    : std::runtime_error(status == operationFailed ? shortened(message) : std::string(message)), code_(std::move(code)),
+      status_(status), headers_(std::move(headers)) {}
 
 } // namespace webservice

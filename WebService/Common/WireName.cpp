@@ -56,7 +56,7 @@ bool isExpressible(std::string_view component) {
 }
 
 std::optional<std::string> wireName(std::string_view path) {
-    if (path.size() > longestPath || std::ranges::count(path, '/') >= static_cast<std::ptrdiff_t>(mostLevels))
+    if (path.size() > maxPathLength || std::ranges::count(path, '/') >= static_cast<std::ptrdiff_t>(maxLevels))
         return std::nullopt;
     std::string name;
     while (true) {

@@ -10,7 +10,7 @@
 
 namespace webservice {
 
-/// Where a job stands: the coroutine that runs next, none when the job is done, and the end of the present slice.
+/// The progress of a job: the coroutine that runs next, none when the job is done, and the end of the present slice.
 struct WorkProgress {
     std::coroutine_handle<> next;
     std::chrono::steady_clock::time_point sliceEnd;
@@ -19,8 +19,8 @@ struct WorkProgress {
 
 class WorkPromiseBase {
 public:
-    /// Goes back to the loop of Job::run(), never directly from one coroutine to another: the stack stays flat however
-    /// many of them follow one another.
+    /// Returns to the loop of Job::run(), never directly from one coroutine to another: the stack does not grow,
+    /// however many of them follow one another.
     struct BackToCaller {
         bool await_ready() noexcept { return false; }
         template <typename Promise>
@@ -64,8 +64,8 @@ public:
 };
 
 /// A coroutine that does its work in slices: it awaits `pause()` wherever it may be interrupted, and other coroutines
-/// of this type as if they were calls. Run by a Job. Whatever it refers to must live as long as it does, and whatever
-/// it holds over a pause must bear that everything else happens meanwhile; so it holds no database statement there.
+/// of this type like calls. Run by a Job. Whatever it refers to must live as long as it does. During a pause anything
+/// else may happen, so it keeps nothing over one that this would invalidate, such as a database statement.
 template <typename T = void>
 class [[nodiscard]] Work {
 public:
@@ -115,7 +115,7 @@ inline Pause pause() {
     return {};
 }
 
-/// A piece of work under way. Destroying it abandons what is left of it.
+/// Work in progress. Destroying it abandons the rest of the work.
 template <typename T = void>
 class Job {
 public:

@@ -18,10 +18,10 @@ using boost::system::error_code;
 
 namespace {
 
-constexpr std::size_t smallPiece = 4096; // what most requests fit in, and all that is held for a client that is silent
-constexpr std::size_t leastPiece = 512;
-constexpr std::size_t largePiece = 65536;
-constexpr int mostUnsent = 65536; // in the kernel, for a client that does not read (tcp(7), TCP_NOTSENT_LOWAT)
+constexpr std::size_t readSize = 4096; // what most requests fit in, and all that is held for a client that is silent
+constexpr std::size_t minReadSize = 512;
+constexpr std::size_t maxReadSize = 65536;
+constexpr int maxUnsent = 65536; // in the kernel, for a client that does not read (tcp(7), TCP_NOTSENT_LOWAT)
 
 } // namespace
 
@@ -30,7 +30,7 @@ ClientSocket::ClientSocket(tcp::socket socket, std::shared_ptr<Clients> clients)
     error_code ignored;
     socket_.set_option(tcp::no_delay(true), ignored);
     using UnsentLimit = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_NOTSENT_LOWAT>;
-    socket_.set_option(UnsentLimit(mostUnsent), ignored);
+    socket_.set_option(UnsentLimit(maxUnsent), ignored);
     socket_.non_blocking(true, ignored);
     peer_ = addressText(socket_.remote_endpoint(ignored));
     ownAddress_ = socket_.local_endpoint(ignored).address().to_string();
@@ -43,10 +43,10 @@ std::string_view ClientSocket::received() const {
 awaitable<bool> ClientSocket::receiveMore() {
     if (hasExpired())
         co_return false;
-    if (input_.capacity() > input_.size() + smallPiece)
+    if (input_.capacity() > input_.size() + readSize)
         input_.shrink_to_fit();
     const std::size_t free = input_.capacity() - input_.size();
-    const std::size_t size = free < leastPiece ? smallPiece : free;
+    const std::size_t size = free < minReadSize ? readSize : free;
     error_code error;
     std::size_t count =
         co_await socket_.async_read_some(input_.prepare(size), asio::redirect_error(asio::use_awaitable, error));
@@ -54,23 +54,23 @@ awaitable<bool> ClientSocket::receiveMore() {
     if (count == size) {
         // There is likely to be more, and an error shows again at the next call.
         error_code ignored;
-        const std::size_t further = socket_.read_some(input_.prepare(largePiece), ignored);
+        const std::size_t further = socket_.read_some(input_.prepare(maxReadSize), ignored);
         input_.commit(further);
         count += further;
     }
     if (error && error != asio::error::eof && !hasExpired())
-        throw Ended{};
-    moved(count);
-    holds(input_.capacity() + kept_);
+        throw Disconnected{};
+    transferred(count);
+    setMemory(input_.capacity() + bodyMemory_);
     co_return !error;
 }
 
 awaitable<void> ClientSocket::send(std::string_view bytes) {
     while (!bytes.empty()) {
         error_code error;
-        const std::size_t count = co_await socket_.async_write_some(asio::buffer(bytes.substr(0, largePiece)),
+        const std::size_t count = co_await socket_.async_write_some(asio::buffer(bytes.substr(0, maxReadSize)),
                                                                     asio::redirect_error(asio::use_awaitable, error));
-        wasSent(count, error);
+        onSent(count, error);
         bytes.remove_prefix(count);
     }
 }
@@ -82,19 +82,19 @@ awaitable<std::size_t> ClientSocket::sendSome(std::string_view bytes) {
         co_await socket_.async_wait(tcp::socket::wait_write, asio::redirect_error(asio::use_awaitable, error));
     else
         co_await asio::post(socket_.get_executor(), asio::use_awaitable);
-    wasSent(count, error);
+    onSent(count, error);
     co_return count;
 }
 
 /// Time may have run out, too, while nothing was waited for.
-void ClientSocket::wasSent(std::size_t bytes, const error_code& error) {
+void ClientSocket::onSent(std::size_t bytes, const error_code& error) {
     if (error || hasExpired())
-        throw Ended{};
+        throw Disconnected{};
     sent_ += bytes;
-    moved(bytes);
+    transferred(bytes);
 }
 
-void ClientSocket::endOutput() {
+void ClientSocket::shutdownOutput() {
     error_code ignored;
     socket_.shutdown(tcp::socket::shutdown_send, ignored);
 }
@@ -104,9 +104,9 @@ awaitable<void> ClientSocket::pause() {
     co_await timer.async_wait(asio::use_awaitable);
 }
 
-void ClientSocket::keeps(std::size_t bytes) {
-    kept_ = bytes;
-    holds(input_.capacity() + kept_);
+void ClientSocket::setBodyMemory(std::size_t bytes) {
+    bodyMemory_ = bytes;
+    setMemory(input_.capacity() + bodyMemory_);
 }
 
 void ClientSocket::expire() {
@@ -114,7 +114,7 @@ void ClientSocket::expire() {
     socket_.cancel(ignored);
 }
 
-void ClientSocket::drop() {
+void ClientSocket::disconnect() {
     error_code ignored;
     socket_.close(ignored);
 }

@@ -11,18 +11,18 @@
 
 namespace webservice {
 
-/// The client has gone, or will not be waited for any longer.
-struct Ended {};
+/// The client has disconnected, or has timed out.
+struct Disconnected {};
 
-/// A client's connection as bytes in and out. What has come and is not used yet lies in `input()`, whose memory is
-/// given back while nothing comes. Anything but a transfer of bytes or the end of the input is thrown as Ended.
+/// The socket of a client. Bytes that were received and not consumed are in `input()`, whose memory is released while
+/// nothing is received. Errors are thrown as Disconnected.
 class ClientSocket : public Client {
 public:
     ClientSocket(boost::asio::ip::tcp::socket socket, std::shared_ptr<Clients> clients);
 
     /// The client's address, "127.0.0.1:40000".
     const std::string& peer() const { return peer_; }
-    /// The address at which it came in, as a number.
+    /// The local address of the connection, as a number.
     const std::string& ownAddress() const { return ownAddress_; }
 
     boost::beast::flat_buffer& input() { return input_; }
@@ -40,27 +40,27 @@ public:
     /// How many bytes have been sent in all.
     std::uint64_t sent() const { return sent_; }
 
-    /// Says to the client that nothing more will be sent.
-    void endOutput();
+    /// Shuts the socket down for writing.
+    void shutdownOutput();
 
-    /// Lets the loop turn, so that this client's work keeps no others waiting. For a millisecond, so that work that
-    /// waits for something itself does not keep the loop busy.
+    /// Lets the loop run for a millisecond, so that this client's work does not delay others, and so that work that
+    /// waits for something does not keep the loop busy.
     boost::asio::awaitable<void> pause();
 
-    /// The memory that is held for the client beside the input.
-    void keeps(std::size_t bytes);
+    /// Sets how much memory is held for the client in addition to the input.
+    void setBodyMemory(std::size_t bytes);
 
 private:
     void expire() override;
-    void drop() override;
-    void wasSent(std::size_t bytes, const boost::system::error_code& error);
+    void disconnect() override;
+    void onSent(std::size_t bytes, const boost::system::error_code& error);
 
     boost::asio::ip::tcp::socket socket_;
     std::string peer_;
     std::string ownAddress_;
     boost::beast::flat_buffer input_;
     std::uint64_t sent_ = 0;
-    std::size_t kept_ = 0;
+    std::size_t bodyMemory_ = 0;
 };
 
 } // namespace webservice

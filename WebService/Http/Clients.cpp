@@ -8,10 +8,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr double leastBytesPerSecond = 8192; // of a client that nobody has to wait for
-constexpr auto shortWait = 1s;               // nobody is dropped for
-constexpr std::size_t littleMemory = 16384;  // which is not counted up before work
-constexpr auto longestSilence = 2s;          // of a client that is only to end
+constexpr double minBytesPerSecond = 8192;      // below this, the server waits for the client
+constexpr auto minWait = 1s;                    // a client that was waited for less is not disconnected
+constexpr std::size_t negligibleMemory = 16384; // for which no other memory has to be free
+constexpr auto lingerIdleTimeout = 2s;          // of a connection that is about to close
 
 } // namespace
 
@@ -21,7 +21,7 @@ Client::Client(std::shared_ptr<Clients> clients) : clients_(std::move(clients)),
 }
 
 Client::~Client() {
-    if (!isDropped_)
+    if (!isDisconnected_)
         clients_->remove(*this);
 }
 
@@ -32,17 +32,18 @@ const Limits& Client::limits() const {
 void Client::enter(Phase phase) {
     phase_ = phase;
     hasExpired_ = false;
-    since_ = lastMove_ = paidUntil_ = clients_->now_();
+    since_ = lastTransfer_ = waitingSince_ = clients_->now_();
 }
 
-void Client::moved(std::size_t bytes) {
-    lastMove_ = clients_->now_();
-    const std::chrono::duration<double> paid(static_cast<double>(bytes) / leastBytesPerSecond);
-    paidUntil_ = std::min(lastMove_, paidUntil_ + std::chrono::duration_cast<Clock::duration>(std::min(paid, {1h})));
+void Client::transferred(std::size_t bytes) {
+    lastTransfer_ = clients_->now_();
+    const std::chrono::duration<double> paid(static_cast<double>(bytes) / minBytesPerSecond);
+    waitingSince_ =
+        std::min(lastTransfer_, waitingSince_ + std::chrono::duration_cast<Clock::duration>(std::min(paid, {1h})));
 }
 
-void Client::holds(std::size_t bytes) {
-    if (isDropped_)
+void Client::setMemory(std::size_t bytes) {
+    if (isDisconnected_)
         return;
     clients_->memory_ += bytes - memory_;
     const bool isMore = bytes > memory_;
@@ -51,60 +52,61 @@ void Client::holds(std::size_t bytes) {
         clients_->limitMemory(*this);
 }
 
-bool Client::mayWork() const {
-    if (memory_ <= littleMemory)
+bool Client::hasMemoryToWork() const {
+    if (memory_ <= negligibleMemory)
         return true;
     std::size_t atWork = 0;
     for (const Client* client : clients_->clients_)
         atWork += client->phase_ == Phase::Working ? client->memory_ : 0;
-    return atWork == 0 || atWork + memory_ <= clients_->limits_.memory;
+    return atWork == 0 || atWork + memory_ <= clients_->limits_.maxMemory;
 }
 
 bool Client::isExpired(Clock::time_point now) const {
     const Limits& limits = clients_->limits_;
     switch (phase_) {
     case Phase::Idle:
-        return now - since_ > limits.idle;
-    case Phase::Head:
-        return now - since_ > limits.head;
+        return now - since_ > limits.keepAliveTimeout;
+    case Phase::Headers:
+        return now - since_ > limits.headerTimeout;
     case Phase::Body:
     case Phase::Response:
-        return now - lastMove_ > limits.stillness;
+        return now - lastTransfer_ > limits.idleTimeout;
     case Phase::Lingering:
-        return now - since_ > limits.linger || now - lastMove_ > longestSilence;
+        return now - since_ > limits.lingerTimeout || now - lastTransfer_ > lingerIdleTimeout;
     case Phase::Working:
         break;
     }
     return false;
 }
 
-bool Clients::hasPlace() {
-    return clients_.size() < limits_.connections || dropOne();
+bool Clients::ensureSlot() {
+    return clients_.size() < limits_.maxConnections || disconnectSlowest();
 }
 
-bool Clients::dropOne() {
+bool Clients::disconnectSlowest() {
     const auto now = now_();
     Client* slowest = nullptr;
     for (Client* client : clients_) {
-        if (client->phase_ == Client::Phase::Working || client->debt(now) < shortWait)
+        if (client->phase_ == Client::Phase::Working || client->waitTime(now) < minWait)
             continue;
         if (slowest == nullptr ||
-            std::pair(client->isIdle(), client->debt(now)) > std::pair(slowest->isIdle(), slowest->debt(now)))
+            std::pair(client->isIdle(), client->waitTime(now)) > std::pair(slowest->isIdle(), slowest->waitTime(now)))
             slowest = client;
     }
     if (slowest != nullptr)
-        drop(*slowest);
+        disconnect(*slowest);
     return slowest != nullptr;
 }
 
-/// Memory counts by how much it is and by how long it has been waited for.
+/// Disconnects clients by the product of their memory and the time that they were waited for.
 void Clients::limitMemory(const Client& spared) {
     const auto now = now_();
-    while (memory_ > limits_.memory) {
+    while (memory_ > limits_.maxMemory) {
         Client* worst = nullptr;
         double most = 0;
         for (Client* client : clients_) {
-            const double cost = static_cast<double>(client->memory_) * static_cast<double>(client->debt(now).count());
+            const double cost =
+                static_cast<double>(client->memory_) * static_cast<double>(client->waitTime(now).count());
             if (client != &spared && client->phase_ != Client::Phase::Working && cost > most) {
                 most = cost;
                 worst = client;
@@ -112,11 +114,11 @@ void Clients::limitMemory(const Client& spared) {
         }
         if (worst == nullptr)
             return;
-        drop(*worst);
+        disconnect(*worst);
     }
 }
 
-/// An expired client enters another phase, or ends and is removed, but not before the loop has turned.
+/// An expired client enters another phase, or is removed, in a later turn of the loop.
 void Clients::expire() {
     const auto now = now_();
     for (Client* client : clients_) {
@@ -127,10 +129,10 @@ void Clients::expire() {
     }
 }
 
-void Clients::drop(Client& client) {
+void Clients::disconnect(Client& client) {
     remove(client);
-    client.isDropped_ = true;
-    client.drop();
+    client.isDisconnected_ = true;
+    client.disconnect();
 }
 
 void Clients::remove(Client& client) {

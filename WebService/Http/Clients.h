@@ -9,33 +9,32 @@
 
 namespace webservice {
 
-/// What the clients of a server may take of it.
+/// The limits of a server.
 struct Limits {
     using Duration = std::chrono::milliseconds;
 
-    std::size_t connections = 10'000;
-    /// Of bytes that all of them together may hold: what has been received and not yet answered, and what is being
-    /// sent.
-    std::size_t memory = 128 << 20;
-    Duration idle = std::chrono::seconds(90);      // without a request
-    Duration head = std::chrono::seconds(10);      // for a request's head, once its first byte has come
-    Duration stillness = std::chrono::seconds(90); // without progress in a body or a response
-    Duration linger = std::chrono::seconds(10);    // from the last response to the client's own end
+    std::size_t maxConnections = 10'000;
+    /// In bytes, of all clients together: what has been received and not yet processed, and what is being sent.
+    std::size_t maxMemory = 128 << 20;
+    Duration keepAliveTimeout = std::chrono::seconds(90); // between two requests
+    Duration headerTimeout = std::chrono::seconds(10);    // for request line and headers, from the first byte on
+    Duration idleTimeout = std::chrono::seconds(90);      // without a byte of a body or a response
+    Duration lingerTimeout = std::chrono::seconds(10);    // from the last response until the client closes
 };
 
 class Clients;
 
-/// One client's share of a server. What it waits for says how long it may wait, and how readily it is dropped when
-/// another client needs its place.
+/// The state of one client of a server. Its phase determines how long it may take, and how soon it is disconnected when
+/// another client needs its slot.
 class Client {
 public:
     enum class Phase {
-        Idle,      // no byte of a request has come
-        Head,      // a request's head is being received
-        Body,      // its body is
-        Working,   // the server is at work; the client waits for it and not the other way round
+        Idle,      // no byte of a request has been received
+        Headers,   // request line and headers are being received
+        Body,      // the body is being received
+        Working,   // the request is being processed: the client waits for the server
         Response,  // the response is being sent
-        Lingering, // everything is sent; what the client still sends is discarded
+        Lingering, // the last response is sent; what the client still sends is discarded
     };
     using Clock = std::chrono::steady_clock;
 
@@ -47,48 +46,47 @@ public:
     void enter(Phase phase);
     Phase phase() const { return phase_; }
 
-    /// Whether the phase has taken too long.
+    /// Whether the phase has timed out.
     bool hasExpired() const { return hasExpired_; }
 
-    /// Some bytes went in or out.
-    void moved(std::size_t bytes);
+    /// Bytes were received or sent.
+    void transferred(std::size_t bytes);
 
-    /// Whether there is memory enough to work on its request, beside the others that are being worked on and may not be
-    /// dropped.
-    bool mayWork() const;
+    /// Whether there is enough memory to process its request, beside the requests that are being processed already.
+    bool hasMemoryToWork() const;
 
-    /// The memory that it takes by now. Others are dropped where that is too much together.
-    void holds(std::size_t bytes);
+    /// Sets the memory that it holds. Where that is too much, other clients are disconnected.
+    void setMemory(std::size_t bytes);
 
 protected:
     const Limits& limits() const;
 
-    /// Its time is up: what it waits for ends with an error. May be called again.
+    /// It has timed out: what it waits for ends with an error. May be called again.
     virtual void expire() = 0;
 
-    /// Its place is needed: its connection is closed at once.
-    virtual void drop() = 0;
+    /// Its slot is needed: closes its connection at once.
+    virtual void disconnect() = 0;
 
 private:
     friend class Clients;
 
     bool isIdle() const { return phase_ == Phase::Idle || phase_ == Phase::Lingering; }
     bool isExpired(Clock::time_point now) const;
-    Clock::duration debt(Clock::time_point now) const { return now - paidUntil_; }
+    Clock::duration waitTime(Clock::time_point now) const { return now - waitingSince_; }
 
     std::shared_ptr<Clients> clients_;
     std::size_t index_ = 0; // in clients_
     Phase phase_ = Phase::Idle;
     bool hasExpired_ = false;
-    bool isDropped_ = false;
-    Clock::time_point since_;     // when the phase began
-    Clock::time_point lastMove_;  // when bytes went in or out
-    Clock::time_point paidUntil_; // what is behind the present is what its bytes came too slowly by
+    bool isDisconnected_ = false;
+    Clock::time_point since_;        // when the phase began
+    Clock::time_point lastTransfer_; // when bytes were received or sent
+    Clock::time_point waitingSince_; // moves on with every byte; the server has waited since then
     std::size_t memory_ = 0;
 };
 
-/// All clients of a server. When places or memory run short, those that the server has waited for longest are dropped:
-/// the ones without a request first, then those whose bytes come or go most slowly.
+/// All clients of a server. When connections or memory run short, the clients that the server has waited for longest
+/// are disconnected: those without a request first, then the slowest.
 class Clients {
 public:
     using Now = std::function<Client::Clock::time_point()>;
@@ -98,20 +96,20 @@ public:
     const Limits& limits() const { return limits_; }
     std::size_t count() const { return clients_.size(); }
 
-    /// Whether there is a place for one more, which a client may be dropped for.
-    bool hasPlace();
+    /// Whether one more client can connect. Disconnects one for it if need be.
+    bool ensureSlot();
 
-    /// Drops the client that the server has waited for longest; false when it has waited for none for a second.
-    bool dropOne();
+    /// Disconnects the client that the server has waited for longest; false when it has waited for none for a second.
+    bool disconnectSlowest();
 
-    /// Expires what has waited for too long. To be called once in a while.
+    /// Expires the clients whose phases have timed out. To be called about once a second.
     void expire();
 
 private:
     friend class Client;
 
     void remove(Client& client);
-    void drop(Client& client);
+    void disconnect(Client& client);
     void limitMemory(const Client& spared);
 
     Limits limits_;

@@ -19,9 +19,9 @@ using boost::asio::ip::tcp;
 using boost::system::error_code;
 using Phase = Client::Phase;
 
-constexpr std::size_t longestHead = 65536;
-constexpr std::size_t shortBody = 65536;         // read to the end for the sake of the connection, though refused
-constexpr std::size_t mostDiscarded = 256 << 20; // of a refused body, before the connection is cut
+constexpr std::size_t maxHeaderSize = 65536;
+constexpr std::size_t maxSmallBody = 65536;      // of a request with an error; read to its end, to keep the connection
+constexpr std::size_t maxDrainBytes = 256 << 20; // of the rest of a longer one, before the connection is closed
 
 int statusOf(const error_code& error) {
     if (error == http::error::header_limit || error == http::error::buffer_overflow)
@@ -29,10 +29,10 @@ int statusOf(const error_code& error) {
     return error == http::error::bad_version ? 505 : 400;
 }
 
-/// Answers a refused request once its body, which is short, has been read.
-class RefusedExchange : public Exchange {
+/// Receives the rest of the body of a request with an error, which is short, and gives the response.
+class ErrorExchange : public Exchange {
 public:
-    explicit RefusedExchange(Response response) : response_(std::move(response)) {}
+    explicit ErrorExchange(Response response) : response_(std::move(response)) {}
     void receive(std::string_view) override {}
     Response finish() override { return std::move(response_); }
 
@@ -51,9 +51,9 @@ RequestError internalError(const std::string& what) {
 
 class Connection {
 public:
-    Connection(tcp::socket socket, std::shared_ptr<Serving> serving)
-        : serving_(std::move(serving)),
-          client_(std::move(socket), std::shared_ptr<Clients>(serving_, &serving_->clients)) {}
+    Connection(tcp::socket socket, std::shared_ptr<ServerContext> server)
+        : server_(std::move(server)), client_(std::move(socket), std::shared_ptr<Clients>(server_, &server_->clients)) {
+    }
 
     awaitable<void> serve() {
         while (keepAlive_)
@@ -66,11 +66,11 @@ private:
 
     awaitable<void> serveRequest() {
         Parser parser;
-        parser.header_limit(longestHead);
+        parser.header_limit(maxHeaderSize);
         parser.body_limit(boost::none);
         std::optional<RequestError> malformed;
         try {
-            co_await receiveHead(parser);
+            co_await receiveHeaders(parser);
         } catch (const RequestError& error) {
             malformed = error;
         }
@@ -79,11 +79,11 @@ private:
         try {
             if (malformed)
                 throw RequestError(*malformed);
-            response = co_await answer(parser, line);
+            response = co_await respond(parser, line);
             keepAlive_ = parser.keep_alive();
         } catch (const RequestError& error) {
             response = failed(parser, error);
-        } catch (const Ended&) {
+        } catch (const Disconnected&) {
             throw;
         } catch (const std::exception& failure) {
             response = failed(parser, internalError(failure.what()));
@@ -92,55 +92,55 @@ private:
         }
         line.status = response.status;
         co_await send(std::move(response), parser.get().method() == http::verb::head);
-        line.isWhole = true;
+        line.isComplete = true;
     }
 
     /// The rest of the request is not read, so nothing more can be understood on this connection.
     Response failed(const Parser& parser, const RequestError& error) {
         keepAlive_ = false;
-        return serving_->application.errorFor(headAsFarAsRead(parser), error);
+        return server_->application.errorFor(partialRequest(parser), error);
     }
 
-    awaitable<void> receiveHead(Parser& parser) {
-        co_await passOverEmptyLine();
+    awaitable<void> receiveHeaders(Parser& parser) {
+        co_await skipEmptyLine();
         while (!parser.is_header_done()) {
             if (!parse(parser))
-                co_await receiveMoreOfHead();
+                co_await receiveMoreHeaders();
         }
     }
 
-    /// Some clients send one behind the body of the request before (RFC 9112, section 2.2).
-    awaitable<void> passOverEmptyLine() {
+    /// Some clients send one after the body of the previous request (RFC 9112, section 2.2).
+    awaitable<void> skipEmptyLine() {
         constexpr std::string_view emptyLine = "\r\n";
-        client_.enter(client_.input().size() == 0 ? Phase::Idle : Phase::Head);
+        client_.enter(client_.input().size() == 0 ? Phase::Idle : Phase::Headers);
         while (client_.received().size() < emptyLine.size() && emptyLine.starts_with(client_.received()))
-            co_await receiveMoreOfHead();
+            co_await receiveMoreHeaders();
         if (client_.received().starts_with(emptyLine)) {
             client_.input().consume(emptyLine.size());
-            client_.enter(client_.input().size() == 0 ? Phase::Idle : Phase::Head);
+            client_.enter(client_.input().size() == 0 ? Phase::Idle : Phase::Headers);
         }
     }
 
-    /// Where the client has gone in the middle of a head, there is nobody to answer.
-    awaitable<void> receiveMoreOfHead() {
+    /// A client that has disconnected before the end of the headers gets no response.
+    awaitable<void> receiveMoreHeaders() {
         const bool isIdle = client_.phase() == Phase::Idle;
         if (!co_await client_.receiveMore()) {
             if (client_.hasExpired() && !isIdle)
-                throw badRequest(408, "the head of the request did not come in time");
-            throw Ended{};
+                throw badRequest(408, "the request line and headers did not arrive in time");
+            throw Disconnected{};
         }
         if (isIdle)
-            client_.enter(Phase::Head);
+            client_.enter(Phase::Headers);
     }
 
-    /// Hands the input to the parser; false when it needs more than there is.
+    /// Passes the input to the parser; false when it needs more.
     bool parse(Parser& parser) {
         if (client_.input().size() == 0)
             return false;
         error_code error;
         client_.input().consume(parser.put(client_.input().cdata(), error));
         if (error == http::error::need_more) {
-            if (client_.input().size() > longestHead)
+            if (client_.input().size() > maxHeaderSize)
                 throw badRequest(400, "a line is too long");
             return false;
         }
@@ -149,13 +149,13 @@ private:
         return true;
     }
 
-    awaitable<Response> answer(Parser& parser, RequestLog& line) {
-        const RequestHead head = headOf(parser);
-        line.method = head.method;
-        line.path = head.path();
+    awaitable<Response> respond(Parser& parser, RequestLog& line) {
+        const Request request = requestOf(parser);
+        line.method = request.method;
+        line.path = request.path();
         const bool expectsContinue = checkExpectation(parser);
         checkFraming(parser);
-        const auto exchange = begin(parser, head, expectsContinue);
+        const auto exchange = begin(parser, request, expectsContinue);
         if (expectsContinue && !parser.is_done() && client_.input().size() == 0) {
             client_.enter(Phase::Response);
             co_await client_.send("HTTP/1.1 100 Continue\r\n\r\n");
@@ -164,10 +164,10 @@ private:
         co_return co_await responseOf(*exchange);
     }
 
-    /// The loop turns between two steps, so that no request's work keeps the others, or the end of the process,
-    /// waiting.
+    /// The loop runs between two steps, so that the work of one request delays neither the others nor the end of the
+    /// process.
     awaitable<Response> responseOf(Exchange& exchange) {
-        if (!client_.mayWork())
+        if (!client_.hasMemoryToWork())
             throw RequestError("Busy", "too many long requests are being worked on; try again", 503);
         client_.enter(Phase::Working);
         std::optional<Response> response = exchange.step();
@@ -178,30 +178,30 @@ private:
         co_return std::move(*response);
     }
 
-    RequestHead headOf(const Parser& parser) const {
+    Request requestOf(const Parser& parser) const {
         const auto& message = parser.get();
-        RequestHead head{.method = message.method_string(),
-                         .target = message.target(),
-                         .headers = {},
-                         .ownAddress = client_.ownAddress()};
+        Request request{.method = message.method_string(),
+                        .target = message.target(),
+                        .headers = {},
+                        .ownAddress = client_.ownAddress()};
         for (const auto& field : message)
-            head.headers.emplace_back(field.name_string(), field.value());
-        return head;
+            request.headers.emplace_back(field.name_string(), field.value());
+        return request;
     }
 
-    /// For a request whose head is malformed or too long: the parser has what came before the error. Where that is the
-    /// request line itself, the target is the second word of it.
-    RequestHead headAsFarAsRead(const Parser& parser) const {
-        RequestHead head = headOf(parser);
-        if (head.target.empty()) {
+    /// For a request whose request line or headers are malformed or too long: what the parser has from before the
+    /// error. Where that is the request line itself, the target is the second word of it.
+    Request partialRequest(const Parser& parser) const {
+        Request request = requestOf(parser);
+        if (request.target.empty()) {
             const std::string_view line = client_.received().substr(0, client_.received().find_first_of("\r\n"));
             const std::string_view target = line.substr(std::min(line.find(' ') + 1, line.size()));
-            head.target = target.substr(0, target.find(' '));
+            request.target = target.substr(0, target.find(' '));
         }
-        return head;
+        return request;
     }
 
-    /// An older client cannot expect anything (RFC 9110, section 10.1.1).
+    /// An HTTP/1.0 client cannot expect anything (RFC 9110, section 10.1.1).
     static bool checkExpectation(const Parser& parser) {
         const auto expectation = parser.get()[http::field::expect];
         if (expectation.empty() || parser.get().version() < 11)
@@ -218,20 +218,20 @@ private:
             throw badRequest(501, "the only Transfer-Encoding known here is chunked");
     }
 
-    std::unique_ptr<Exchange> begin(const Parser& parser, const RequestHead& head, bool expectsContinue) {
+    std::unique_ptr<Exchange> begin(const Parser& parser, const Request& request, bool expectsContinue) {
         try {
-            return serving_->application.begin(head);
+            return server_->application.begin(request);
         } catch (const RequestError& error) {
-            if (parser.chunked() || parser.content_length().value_or(0) > shortBody || expectsContinue)
+            if (parser.chunked() || parser.content_length().value_or(0) > maxSmallBody || expectsContinue)
                 throw;
-            return std::make_unique<RefusedExchange>(serving_->application.errorFor(head, error));
+            return std::make_unique<ErrorExchange>(server_->application.errorFor(request, error));
         }
     }
 
     awaitable<void> receiveBody(Parser& parser, Exchange& exchange) {
         parser.eager(true);
         client_.enter(Phase::Body);
-        auto& piece = serving_->piece;
+        auto& piece = server_->piece;
         while (!parser.is_done()) {
             auto& body = parser.get().body();
             body.data = piece.data();
@@ -239,43 +239,43 @@ private:
             const bool isEnough = parse(parser);
             if (body.size < piece.size()) {
                 exchange.receive({piece.data(), piece.size() - body.size});
-                client_.keeps(exchange.memory());
+                client_.setBodyMemory(exchange.memory());
             }
             if (!isEnough && !co_await client_.receiveMore())
-                throw Ended{};
+                throw Disconnected{};
         }
     }
 
-    /// The response to HEAD has no body, though its length is told (RFC 9110, section 9.3.2).
+    /// The response to HEAD has a Content-Length and no body (RFC 9110, section 9.3.2).
     awaitable<void> send(Response response, bool hasNoBody) {
         client_.enter(Phase::Response);
         const std::uint64_t length = response.file ? response.file->length : response.body.size();
-        std::string head = responseHead(response, length, keepAlive_);
+        std::string header = headerSection(response, length, keepAlive_);
         if (hasNoBody) {
-            co_await client_.send(head);
+            co_await client_.send(header);
         } else if (response.file) {
-            client_.keeps(0);
-            co_await client_.send(head);
+            client_.setBodyMemory(0);
+            co_await client_.send(header);
             co_await sendFile(*response.file);
         } else {
-            client_.keeps(response.body.size());
-            if (length <= serving_->piece.size()) {
-                head += response.body;
+            client_.setBodyMemory(response.body.size());
+            if (length <= server_->piece.size()) {
+                header += response.body;
                 response.body.clear();
             }
-            co_await client_.send(head);
+            co_await client_.send(header);
             co_await client_.send(response.body);
         }
-        client_.keeps(0);
+        client_.setBodyMemory(0);
     }
 
     awaitable<void> sendFile(FileSlice& slice) {
-        auto& piece = serving_->piece;
+        auto& piece = server_->piece;
         while (slice.length > 0) {
             const std::size_t size = std::min<std::uint64_t>(piece.size(), slice.length);
             const ssize_t length = ::pread(slice.file.get(), piece.data(), size, static_cast<off_t>(slice.offset));
             if (length <= 0 || (static_cast<std::uint64_t>(length) == slice.length && hasChanged(slice)))
-                throw Ended{};
+                throw Disconnected{};
             const std::size_t sent = co_await client_.sendSome({piece.data(), static_cast<std::size_t>(length)});
             slice.offset += sent;
             slice.length -= sent;
@@ -287,31 +287,31 @@ private:
         return ::fstat(slice.file.get(), &status) != 0 || identityOf(status) != slice.identity;
     }
 
-    /// Closing with unread input would reset the connection and take the response from a client that has not read it
-    /// yet.
+    /// Closing a socket with unread input would reset the connection, and the client could lose the response (RFC 9112,
+    /// section 9.6).
     awaitable<void> linger() {
         client_.enter(Phase::Lingering);
-        client_.endOutput();
+        client_.shutdownOutput();
         std::size_t discarded = 0;
         do {
             discarded += client_.input().size();
             client_.input().clear();
-        } while (discarded <= mostDiscarded && co_await client_.receiveMore());
+        } while (discarded <= maxDrainBytes && co_await client_.receiveMore());
     }
 
-    std::shared_ptr<Serving> serving_;
+    std::shared_ptr<ServerContext> server_;
     ClientSocket client_;
     bool keepAlive_ = true;
 };
 
 } // namespace
 
-awaitable<void> serveConnection(tcp::socket socket, std::shared_ptr<Serving> serving) {
-    Connection connection(std::move(socket), std::move(serving));
+awaitable<void> serveConnection(tcp::socket socket, std::shared_ptr<ServerContext> server) {
+    Connection connection(std::move(socket), std::move(server));
     try {
         co_await connection.serve();
-    } catch (const Ended&) {
-        // Its log line, if a request had begun, says that it was cut short.
+    } catch (const Disconnected&) {
+        // Where a request had begun, its entry in the log says so.
     }
 }
 

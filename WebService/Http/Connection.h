@@ -12,19 +12,21 @@
 namespace webservice {
 
 /// What the connections of a server share.
-struct Serving {
-    Serving(Application& served, Limits limits, Clients::Now now = &Client::Clock::now)
+struct ServerContext {
+    ServerContext(Application& served, Limits limits, Clients::Now now = &Client::Clock::now)
         : application(served), clients(limits, std::move(now)) {}
 
     Application& application;
     Clients clients;
-    std::vector<char> piece = std::vector<char>(65536); // on its way; not kept from one turn of the loop to the next
+    std::vector<char> piece =
+        std::vector<char>(65536); // a buffer; its content is not kept from one turn of the loop to the next
 };
 
-/// Serves one client's connection until it ends: reads requests, has them answered, sends the responses, one after the
-/// other. Every request that was begun is logged with one line. A request's head that does not come in time is answered
-/// with 408; a connection on which nothing moves is cut. Where the bodies that are being worked on hold too much memory
-/// already, a request is answered with 503.
-boost::asio::awaitable<void> serveConnection(boost::asio::ip::tcp::socket socket, std::shared_ptr<Serving> serving);
+/// Serves one client's connection until it ends: reads requests and sends the responses, one after the other. Every
+/// request that was begun is logged with one line. Request line and headers that do not arrive in time get a 408; an
+/// idle connection is closed. Where the bodies of requests that are being processed hold too much memory already, a
+/// request gets a 503.
+boost::asio::awaitable<void> serveConnection(boost::asio::ip::tcp::socket socket,
+                                             std::shared_ptr<ServerContext> server);
 
 } // namespace webservice

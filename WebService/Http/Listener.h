@@ -16,7 +16,7 @@ struct ListenAddress {
 /// Throws std::invalid_argument when the text is no such address.
 ListenAddress parseListenAddress(std::string_view text);
 
-/// Throws boost::system::system_error, whose code says why the address cannot be had.
+/// Throws boost::system::system_error with the reason.
 boost::asio::ip::tcp::acceptor listenOn(boost::asio::io_context& context, const ListenAddress& address);
 
 /// The numeric text of a socket's address, "127.0.0.1:8080" or "[::1]:8080".

@@ -12,7 +12,7 @@ RequestLog::~RequestLog() {
     std::array<char, 64> numbers{};
     std::snprintf(numbers.data(), numbers.size(), " %d %llu %.1fms", status,
                   static_cast<unsigned long long>(client_.sent() - sentBefore_), time.count());
-    logLine(client_.peer() + ' ' + method + ' ' + path + numbers.data() + (isWhole ? "" : " cut short"));
+    logLine(client_.peer() + ' ' + method + ' ' + path + numbers.data() + (isComplete ? "" : " incomplete"));
 }
 
 } // namespace webservice

@@ -8,8 +8,8 @@
 
 namespace webservice {
 
-/// Logs one line about a request when it is done with, in whatever way: peer, method, path, status, bytes sent and
-/// time.
+/// Logs one line about a request when it ends, in whatever way: peer, method, path, status, bytes sent and time, and
+/// "incomplete" where the response was not sent to its end.
 class RequestLog {
 public:
     explicit RequestLog(const ClientSocket& client) : client_(client) {}
@@ -20,7 +20,7 @@ public:
     std::string method = "-";
     std::string path = "-";
     int status = 0;
-    bool isWhole = false; // the whole response was sent
+    bool isComplete = false; // the whole response was sent
 
 private:
     const ClientSocket& client_;

@@ -49,19 +49,19 @@ bool isSameHost(std::string_view host, std::string_view other) {
 
 } // namespace
 
-std::optional<std::string> refusalOfOrigin(const RequestHead& head, std::string_view listenHost,
-                                           std::string_view ownAddress) {
+std::optional<std::string> originError(const Request& request, std::string_view listenHost,
+                                       std::string_view ownAddress) {
     const auto count = [&](std::string_view name) {
-        return std::ranges::count_if(head.headers, [&](const auto& field) { return iequals(field.first, name); });
+        return std::ranges::count_if(request.headers, [&](const auto& field) { return iequals(field.first, name); });
     };
-    const auto authority = head.header("Host");
+    const auto authority = request.header("Host");
     if (authority) {
         const auto host = hostOf(*authority);
         if (count("Host") > 1 || !host ||
             !(isLoopback(*host) || isSameHost(*host, listenHost) || isSameHost(*host, ownAddress)))
             return "the Host of the request is not this service";
     }
-    const auto origin = head.header("Origin");
+    const auto origin = request.header("Origin");
     if (origin && (count("Origin") > 1 || !authority || !iequals(*origin, "http://" + std::string(*authority)))) {
         return "the Origin of the request is not this service";
     }

@@ -7,21 +7,21 @@
 
 namespace webservice {
 
-std::string responseHead(const Response& response, std::uint64_t length, bool keepAlive) {
+std::string headerSection(const Response& response, std::uint64_t length, bool keepAlive) {
     namespace http = boost::beast::http;
-    std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ';
-    head += http::obsolete_reason(http::int_to_status(static_cast<unsigned>(response.status)));
-    head += "\r\n";
+    std::string header = "HTTP/1.1 " + std::to_string(response.status) + ' ';
+    header += http::obsolete_reason(http::int_to_status(static_cast<unsigned>(response.status)));
+    header += "\r\n";
     for (const auto& [name, value] : response.headers) {
-        head.append(name).append(": ");
-        std::ranges::transform(value, std::back_inserter(head), [](char c) {
+        header.append(name).append(": ");
+        std::ranges::transform(value, std::back_inserter(header), [](char c) {
             const auto byte = static_cast<unsigned char>(c);
             return byte < 0x20 || byte == 0x7f ? ' ' : c;
         });
-        head += "\r\n";
+        header += "\r\n";
     }
-    head += "Content-Length: " + std::to_string(length) + (keepAlive ? "\r\n\r\n" : "\r\nConnection: close\r\n\r\n");
-    return head;
+    header += "Content-Length: " + std::to_string(length) + (keepAlive ? "\r\n\r\n" : "\r\nConnection: close\r\n\r\n");
+    return header;
 }
 
 Response jsonResponse(int status, std::string json) {

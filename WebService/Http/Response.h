@@ -13,8 +13,8 @@
 
 namespace webservice {
 
-/// A stretch of an open file, sent as a body. When the file changes while it is being sent, the connection is cut
-/// before the last byte, so that nobody takes a mixture for the file.
+/// A range of an open file, sent as a body. When the file changes while it is being sent, the connection is closed
+/// before the last byte, so that the client does not take a mixture for the file.
 struct FileSlice {
     Descriptor file;
     std::uint64_t offset = 0;
@@ -31,12 +31,12 @@ struct Response {
 
 /// The status line and the header fields, ended by an empty line, of a response whose body has `length` bytes. Control
 /// characters in values become blanks, so that no value ends its line.
-std::string responseHead(const Response& response, std::uint64_t length, bool keepAlive);
+std::string headerSection(const Response& response, std::uint64_t length, bool keepAlive);
 
-/// An answer with a JSON text as its body.
+/// A response with a JSON text as its body.
 Response jsonResponse(int status, std::string json);
 
-/// The JSON answer {"ReturnStatus":"1","error":{"code":…,"message":…}}.
+/// The response for an error, {"ReturnStatus":"1","error":{"code":…,"message":…}}.
 Response errorResponse(const RequestError& error);
 
 } // namespace webservice

@@ -42,42 +42,42 @@ awaitable<void> wait(Client::Clock::duration time) {
     co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
 }
 
-/// Where the descriptors are used up, a client's becomes free. The error is one of accept(2).
+/// Closes a client's connection where the descriptors are used up. The error is one of accept(2).
 awaitable<void> recover(Clients& clients, int error) {
     const bool isShort = error == EMFILE || error == ENFILE;
-    if (error == ECONNABORTED || (isShort && clients.dropOne()))
+    if (error == ECONNABORTED || (isShort && clients.disconnectSlowest()))
         co_return;
     logLine(std::string("cannot accept a connection: ") + std::strerror(error));
     co_await wait(1s);
 }
 
-void serve(tcp::socket socket, const std::shared_ptr<Serving>& serving) {
+void serve(tcp::socket socket, const std::shared_ptr<ServerContext>& server) {
     const auto executor = socket.get_executor();
-    asio::co_spawn(executor, serveConnection(std::move(socket), serving), &report);
+    asio::co_spawn(executor, serveConnection(std::move(socket), server), &report);
 }
 
-awaitable<void> acceptConnections(tcp::acceptor acceptor, std::shared_ptr<Serving> serving) {
+awaitable<void> acceptConnections(tcp::acceptor acceptor, std::shared_ptr<ServerContext> server) {
     while (true) {
         error_code error;
         tcp::socket socket = co_await acceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
         if (error) {
-            co_await recover(serving->clients, error.value());
+            co_await recover(server->clients, error.value());
             continue;
         }
-        while (!serving->clients.hasPlace())
+        while (!server->clients.ensureSlot())
             co_await wait(100ms);
         try {
-            serve(std::move(socket), serving);
+            serve(std::move(socket), server);
         } catch (...) {
             report(std::current_exception());
         }
     }
 }
 
-awaitable<void> expireEverySecond(std::shared_ptr<Serving> serving) {
+awaitable<void> expireEverySecond(std::shared_ptr<ServerContext> server) {
     while (true) {
         co_await wait(1s);
-        serving->clients.expire();
+        server->clients.expire();
     }
 }
 
@@ -85,9 +85,9 @@ awaitable<void> expireEverySecond(std::shared_ptr<Serving> serving) {
 
 void serveConnections(tcp::acceptor acceptor, Application& application, const Limits& limits) {
     const auto executor = acceptor.get_executor();
-    const auto serving = std::make_shared<Serving>(application, limits);
-    asio::co_spawn(executor, acceptConnections(std::move(acceptor), serving), asio::detached);
-    asio::co_spawn(executor, expireEverySecond(serving), asio::detached);
+    const auto server = std::make_shared<ServerContext>(application, limits);
+    asio::co_spawn(executor, acceptConnections(std::move(acceptor), server), asio::detached);
+    asio::co_spawn(executor, expireEverySecond(server), asio::detached);
 }
 
 std::size_t raiseDescriptorLimit() {
@@ -98,7 +98,7 @@ std::size_t raiseDescriptorLimit() {
     ::setrlimit(RLIMIT_NOFILE, &limit);
     ::getrlimit(RLIMIT_NOFILE, &limit);
     const rlim_t free = limit.rlim_cur > others ? limit.rlim_cur - others : 0;
-    return static_cast<std::size_t>(std::clamp<rlim_t>(free / 2, 1, Limits{}.connections));
+    return static_cast<std::size_t>(std::clamp<rlim_t>(free / 2, 1, Limits{}.maxConnections));
 }
 
 } // namespace webservice

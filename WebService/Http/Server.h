@@ -7,13 +7,13 @@
 
 namespace webservice {
 
-/// Accepts connections and serves them on the acceptor's context until that is stopped or destroyed, which cuts them.
-/// Where places or descriptors run short, the client that has been waited for longest is dropped. The application must
-/// outlive the context.
+/// Accepts connections and serves them on the acceptor's context until that is stopped or destroyed, which closes them.
+/// Where connections or descriptors run short, the client that has been waited for longest is disconnected. The
+/// application must outlive the context.
 void serveConnections(boost::asio::ip::tcp::acceptor acceptor, Application& application, const Limits& limits = {});
 
-/// Raises the limit of open files as far as it may be raised, and gives the number of connections that it is enough
-/// for, with a file open for each: at most what Limits says.
+/// Raises the soft limit of open files to the hard one and returns the number of connections that it allows, with a
+/// file open for each: at most what Limits says.
 std::size_t raiseDescriptorLimit();
 
 } // namespace webservice

@@ -26,7 +26,7 @@ struct Computer {
     std::int64_t id = 0;
     std::int64_t user = 0;
     std::string quenmarkPath;
-    bool isCloud = false; // not a machine but the user's place in this service
+    bool isCloud = false; // not a machine, but the user's account in this service
     std::optional<std::string> version;
 };
 
@@ -39,10 +39,10 @@ std::optional<User> findUser(Database& db, std::int64_t id);
 std::optional<User> findUserByMail(Database& db, std::string_view mail);
 std::optional<Computer> findComputer(Database& db, std::int64_t id);
 
-/// The identifiers of the user's machines, without the given one and without the cloud.
+/// The identifiers of the user's computers other than the given one and the cloud.
 std::vector<std::int64_t> otherComputers(Database& db, const Computer& computer);
 
-/// Notes a mail instead of sending it.
+/// Records a mail instead of sending it.
 void recordMail(Database& db, std::string_view recipient, std::string_view subject, std::string_view body);
 
 } // namespace webservice

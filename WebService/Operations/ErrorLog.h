@@ -5,7 +5,7 @@
 
 namespace webservice {
 
-/// MAC/ErrorLog.svc: keeps and logs what a client reports to have gone wrong. Any key may be missing.
+/// MAC/ErrorLog.svc: stores and logs an error that a client reports. Any key may be missing.
 boost::json::object logError(const Record& request, Database& db);
 
 } // namespace webservice

@@ -23,7 +23,7 @@ constexpr Sql contentsQuery = "SELECT id, full_path FROM files WHERE computer = 
 
 } // namespace
 
-FileDescription describedBy(std::string path) {
+FileDescription fileAt(std::string path) {
     const auto isSeparator = [](char c) { return c == '\\' || c == '/'; };
     FileDescription file;
     while (path.size() > 1 && isSeparator(path.back())) {
@@ -47,7 +47,7 @@ std::optional<KnownFile> FileTable::find(std::string_view fullPath) const {
 }
 
 bool FileTable::has(const FileDescription& file) const {
-    // What is not told, or was not told before, does not differ.
+    // A value that is missing, now or before, does not differ.
     return db_
         .query("SELECT 1 FROM files WHERE computer = ?1 AND full_path = ?2 AND present "
                "AND coalesce(size <> ?3, 0) = 0 AND coalesce(modified <> ?4, 0) = 0",
@@ -112,21 +112,21 @@ Work<std::int64_t> FileTable::renamed(std::string from, FileDescription file) {
     const KnownFile top = require(from);
     if (from == file.fullPath)
         co_return enter(file);
-    co_await forgetWithContents(file.fullPath); // what is replaced
+    co_await removeWithContents(file.fullPath); // what is replaced
     for (const std::int64_t id : co_await withContents(from)) {
         co_await pause();
         const auto old = findFile(db_, id);
         if (old && old->isPresent && old->fullPath.starts_with(from))
             co_await move(*old, file.fullPath + old->fullPath.substr(from.size()));
         if (id == top.id)
-            co_await askOthersToDelete(top); // with everything in it
+            co_await requestDeletion(top); // with everything in it
     }
     co_return top.id;
 }
 
 Work<> FileTable::move(const KnownFile& old, const std::string& path) {
     if (const auto inTheWay = find(path))
-        forget(*inTheWay); // it has come while the folder was being moved
+        forget(*inTheWay); // it was added while the folder was being moved
     const auto name = nameWithin(computer_.quenmarkPath, path);
     db_.run("UPDATE files SET full_path = ?2, name = ?3 WHERE id = ?1", old.id, path, name);
     const KnownFile moved = require(path);
@@ -142,12 +142,12 @@ Work<> FileTable::move(const KnownFile& old, const std::string& path) {
 
 Work<std::int64_t> FileTable::deleted(std::string fullPath) {
     const KnownFile top = require(fullPath);
-    co_await forgetWithContents(fullPath);
-    co_await askOthersToDelete(top);
+    co_await removeWithContents(fullPath);
+    co_await requestDeletion(top);
     co_return top.id;
 }
 
-Work<> FileTable::forgetWithContents(std::string fullPath) {
+Work<> FileTable::removeWithContents(std::string fullPath) {
     for (const std::int64_t id : co_await withContents(std::move(fullPath))) {
         co_await pause();
         if (const auto file = findFile(db_, id); file && file->isPresent) {
@@ -162,14 +162,14 @@ void FileTable::forget(const KnownFile& file) {
     db_.run("UPDATE requests SET state = 'cancelled' WHERE file = ?1 AND state = 'waiting'", file.id);
 }
 
-Work<> FileTable::keepOnly(const std::vector<FileDescription>& files) {
+Work<> FileTable::retainOnly(const std::vector<FileDescription>& files) {
     std::unordered_set<std::string_view> paths;
     for (const FileDescription& file : files) {
         paths.insert(file.fullPath);
         co_await pause();
     }
     std::int64_t last = 0;
-    for (std::vector<KnownFile> page = pageBehind(last); !page.empty(); page = pageBehind(last)) {
+    for (std::vector<KnownFile> page = pageAfter(last); !page.empty(); page = pageAfter(last)) {
         for (const KnownFile& file : page) {
             co_await pause();
             last = file.id;
@@ -179,7 +179,7 @@ Work<> FileTable::keepOnly(const std::vector<FileDescription>& files) {
     }
 }
 
-std::vector<KnownFile> FileTable::pageBehind(std::int64_t id) const {
+std::vector<KnownFile> FileTable::pageAfter(std::int64_t id) const {
     std::vector<KnownFile> files;
     Query row = db_.query("SELECT id, computer, full_path, name, is_file, present FROM files "
                           "WHERE computer = ?1 AND present AND id > ?2 ORDER BY id LIMIT ?3",
@@ -204,8 +204,8 @@ void FileTable::makeFolder(const KnownFile& folder) {
         delivery_.makeFolder(other, *folder.name);
 }
 
-/// What they have not fetched yet they need not fetch any more.
-Work<> FileTable::askOthersToDelete(const KnownFile& file) {
+/// An item that they have not fetched yet is removed from their outboxes.
+Work<> FileTable::requestDeletion(const KnownFile& file) {
     for (const std::int64_t other : otherComputers(db_, computer_)) {
         co_await pause();
         if (file.name)

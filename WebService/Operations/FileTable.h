@@ -12,7 +12,7 @@
 
 namespace webservice {
 
-/// What a computer tells of one of its files or folders.
+/// A file or folder as a computer describes it.
 struct FileDescription {
     std::string fullPath;
     bool isFile = true;
@@ -21,8 +21,8 @@ struct FileDescription {
     std::optional<std::string> baseSystemFile;
 };
 
-/// Described by its path alone: a separator at the end, which is not part of the path, tells a folder.
-FileDescription describedBy(std::string path);
+/// Described by its path alone: a separator at the end, which is not part of the path, means a folder.
+FileDescription fileAt(std::string path);
 
 struct KnownFile {
     std::int64_t id = 0;
@@ -33,8 +33,9 @@ struct KnownFile {
     bool isPresent = true;
 };
 
-/// The table of one computer's files, and what a change in it means for the user's other computers: a content is asked
-/// for and travels to them once it has come, a folder goes to them at once, a deletion becomes a request to delete.
+/// The table of one computer's files, and the effects of a change in it on the user's other computers: a content is
+/// requested and delivered to them once it has arrived, a folder is made in their outboxes at once, a deletion becomes
+/// a request to delete.
 class FileTable {
 public:
     FileTable(Database& db, Cloud& cloud, Delivery& delivery, Computer computer)
@@ -42,36 +43,36 @@ public:
 
     std::optional<KnownFile> find(std::string_view fullPath) const;
 
-    /// Whether the table has the file with the same content, as far as its size and its date tell.
+    /// Whether the table has the file with the same content, as far as its size and date show.
     bool has(const FileDescription& file) const;
 
-    /// Enters the file, or brings its row up to date. Nothing follows from it. Gives its identifier.
+    /// Adds the file, or updates its row, without any effect on others. Returns its identifier.
     std::int64_t enter(const FileDescription& file);
 
     /// The file is new or has a new content.
     std::int64_t saved(const FileDescription& file);
 
-    /// The file or folder has another path now, and so has everything in it. Throws RequestError "UnknownFile".
+    /// The file or folder has another path now, and everything in it as well. Throws RequestError "UnknownFile".
     Work<std::int64_t> renamed(std::string from, FileDescription file);
 
-    /// The file or folder is gone with everything in it. Throws RequestError "UnknownFile".
+    /// The file or folder was removed with everything in it. Throws RequestError "UnknownFile".
     Work<std::int64_t> deleted(std::string fullPath);
 
-    /// Everything that the table has and that is not among the paths is gone, without the others being told.
-    Work<> keepOnly(const std::vector<FileDescription>& files);
+    /// Removes every file from the table that is not among the given ones, without an effect on other computers.
+    Work<> retainOnly(const std::vector<FileDescription>& files);
 
-    /// Asks the computer for the content, unless that is being waited for already.
+    /// Requests the content from the computer, unless a request is waiting already.
     void request(const KnownFile& file, bool fromShared);
 
 private:
     Work<std::vector<std::int64_t>> withContents(std::string fullPath) const;
-    std::vector<KnownFile> pageBehind(std::int64_t id) const;
+    std::vector<KnownFile> pageAfter(std::int64_t id) const;
     KnownFile require(std::string_view fullPath) const;
     void forget(const KnownFile& file);
-    Work<> forgetWithContents(std::string fullPath);
+    Work<> removeWithContents(std::string fullPath);
     Work<> move(const KnownFile& old, const std::string& path);
     void makeFolder(const KnownFile& folder);
-    Work<> askOthersToDelete(const KnownFile& file);
+    Work<> requestDeletion(const KnownFile& file);
 
     Database& db_;
     Cloud& cloud_;

@@ -12,7 +12,7 @@ namespace webservice {
 namespace {
 
 constexpr std::size_t mebibyte = 1 << 20;
-constexpr std::size_t largestParsedForm = 64 * mebibyte;
+constexpr std::size_t maxParsedSize = 64 * mebibyte;
 
 /// Hands out memory up to a limit.
 class LimitedMemory : public boost::json::memory_resource {
@@ -21,11 +21,10 @@ public:
 
 private:
     void* do_allocate(std::size_t size, std::size_t alignment) override {
-        if (size > largestParsedForm - used_)
-            throw RequestError("TooLong",
-                               "the body needs more than " + std::to_string(largestParsedForm / mebibyte) +
-                                   " MiB when it is parsed",
-                               413);
+        if (size > maxParsedSize - used_)
+            throw RequestError(
+                "TooLong",
+                "the body needs more than " + std::to_string(maxParsedSize / mebibyte) + " MiB when it is parsed", 413);
         void* memory = ::operator new(size, std::align_val_t(alignment));
         used_ += size;
         return memory;
@@ -68,7 +67,7 @@ public:
 private:
     void parse(std::string_view piece) {
         boost::json::error_code error;
-        // A parser that has come to the end of the value would begin with another one.
+        // A parser that has reached the end of the value would begin with another one.
         std::size_t read = parser_.done() ? 0 : parser_.write_some(piece.data(), piece.size(), error);
         if (const auto extra = piece.find_first_not_of(" \t\r\n", read); !error && extra != std::string_view::npos) {
             error = boost::json::error::extra_data;

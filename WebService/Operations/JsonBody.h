@@ -17,7 +17,7 @@ public:
     JsonBody& operator=(const JsonBody&) = delete;
     ~JsonBody();
 
-    /// Takes the next piece. An error is kept for value(); what follows it is passed over.
+    /// Parses the next piece. An error is kept for value(); what follows it is ignored.
     void receive(std::string_view piece);
 
     /// The text's value once all of it has been received, which lives as long as the body does. Throws RequestError:

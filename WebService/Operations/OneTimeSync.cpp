@@ -9,11 +9,11 @@ namespace {
 
 FileDescription entryOf(const boost::json::value& entry) {
     if (entry.is_string())
-        return describedBy(std::string(entry.get_string()));
+        return fileAt(std::string(entry.get_string()));
     if (!entry.is_object())
         throw RequestError("WrongType", "an entry of \"AllFiles\" is neither a path nor an object");
     const Record record(entry);
-    FileDescription file = describedBy(record.text("FullPath"));
+    FileDescription file = fileAt(record.text("FullPath"));
     file.isFile = record.optional("IsFile") ? record.isTrue("IsFile") : file.isFile;
     file.size = record.optional("FileSize");
     file.modified = record.optional("FileModifiedDate");
@@ -21,12 +21,12 @@ FileDescription entryOf(const boost::json::value& entry) {
     return file;
 }
 
-constexpr std::size_t mostEntries = 100'000;
+constexpr std::size_t maxEntries = 100'000;
 constexpr std::size_t pieceSize = 65536;
 
 void add(std::vector<FileDescription>& files, FileDescription file) {
-    if (files.size() == mostEntries)
-        throw RequestError("TooMany", "\"AllFiles\" has more than " + std::to_string(mostEntries) + " entries", 413);
+    if (files.size() == maxEntries)
+        throw RequestError("TooMany", "\"AllFiles\" has more than " + std::to_string(maxEntries) + " entries", 413);
     files.push_back(std::move(file));
 }
 
@@ -55,14 +55,14 @@ Work<std::vector<FileDescription>> parseAllFiles(std::string_view text) {
         if (line.ends_with('\r'))
             line.remove_suffix(1);
         if (!line.empty())
-            add(files, describedBy(std::string(line)));
+            add(files, fileAt(std::string(line)));
         co_await pause();
     }
     co_return files;
 }
 
 /// The computer, with the path that it has by now.
-Computer relocated(Database& db, const Record& request) {
+Computer updatedComputer(Database& db, const Record& request) {
     Computer computer = requireComputer(db, request);
     if (const auto path = request.optional("QuenmarkPath"); path && *path != computer.quenmarkPath) {
         db.run("UPDATE computers SET quenmark_path = ?2 WHERE id = ?1", computer.id, *path);
@@ -125,7 +125,7 @@ Work<Response> oneTimeSyncOwnersSharedFolders(const boost::json::value& body, Da
 
 Work<Response> transferFilesFromCloudToBaseSystem(const boost::json::value& body, Database& db, Cloud& cloud,
                                                   Delivery& delivery) {
-    const Computer computer = relocated(db, Record(body));
+    const Computer computer = updatedComputer(db, Record(body));
     std::int64_t last = 0;
     for (auto page = cloud.filesOf(computer.user, last); !page.empty(); page = cloud.filesOf(computer.user, last)) {
         for (const CloudFile& file : page) {
@@ -140,8 +140,8 @@ Work<Response> transferFilesFromCloudToBaseSystem(const boost::json::value& body
 Work<Response> oneTimeSyncFiles(const boost::json::value& body, Database& db, Cloud& cloud, Delivery& delivery) {
     const Record request(body);
     const auto files = co_await parseAllFiles(request.longText("AllFiles"));
-    FileTable table(db, cloud, delivery, relocated(db, request));
-    co_await table.keepOnly(files);
+    FileTable table(db, cloud, delivery, updatedComputer(db, request));
+    co_await table.retainOnly(files);
     for (const FileDescription& file : files) {
         co_await pause();
         if (!table.has(file))

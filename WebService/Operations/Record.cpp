@@ -8,7 +8,7 @@ namespace webservice {
 
 namespace {
 
-constexpr std::size_t longestText = 65536;
+constexpr std::size_t maxTextLength = 65536;
 
 } // namespace
 
@@ -23,7 +23,7 @@ std::optional<std::string> Record::optional(std::string_view key) const {
         return std::nullopt;
     if (value->is_string()) {
         const boost::json::string& text = value->get_string();
-        if (text.size() > longestText)
+        if (text.size() > maxTextLength)
             throw RequestError("TooLong", "\"" + std::string(key) + "\" is longer than 64 KiB", 413);
         return std::string(text);
     }

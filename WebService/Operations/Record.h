@@ -11,9 +11,8 @@
 
 namespace webservice {
 
-/// The flat JSON object that an operation receives; a view of it. Its values are texts; an integer is taken as its
-/// decimal text, and null as an absent key. Anything else is refused with "WrongType", a text of more than 64 KiB with
-/// "TooLong".
+/// A view of the flat JSON object that an operation receives. Its values are texts; an integer counts as its decimal
+/// text, and null as an absent key. Anything else is the error "WrongType", a text of more than 64 KiB "TooLong".
 class Record {
 public:
     /// Throws RequestError "NotAnObject". The value must outlive the record.
@@ -21,14 +20,14 @@ public:
 
     std::optional<std::string> optional(std::string_view key) const;
 
-    /// A text that may be of any length, seen where it lies; empty when it is absent.
+    /// A text of any length, not copied; empty when it is absent.
     std::string_view longText(std::string_view key) const;
 
     /// Throws RequestError "MissingKey" when it is absent or empty.
     std::string text(std::string_view key) const;
 
-    /// An identifier that this service has given out, a decimal number; -1, which it never gives out, for any other
-    /// text. Throws like text().
+    /// An identifier that this service has assigned, a decimal number; -1, which it never assigns, for any other text.
+    /// Throws like text().
     std::int64_t id(std::string_view key) const;
 
     /// Whether the text is "True", in any case, or "1". Absent is false.
@@ -47,11 +46,11 @@ std::string_view flag(bool value);
 /// The text, or null where there is none.
 boost::json::value orNull(const std::optional<std::string>& text);
 
-/// {"ReturnStatus":"0"}, for the answer's keys to follow, and {"ReturnStatus":"0","error":null}.
+/// {"ReturnStatus":"0"}, for the keys of a response to be added, and {"ReturnStatus":"0","error":null}.
 boost::json::object success();
 boost::json::object done();
 
-/// {"ReturnStatus":"1","error":null}: there is nothing to tell of, and nothing is wrong.
+/// {"ReturnStatus":"1","error":null}: nothing was found, without an error.
 boost::json::object nothing();
 
 /// {"ReturnStatus":"1","error":{"code":…,"message":…}}

@@ -13,7 +13,7 @@ namespace webservice {
 
 namespace {
 
-/// 32 hexadecimal digits that nobody can guess.
+/// 32 random hexadecimal digits, from the kernel.
 std::string randomCode() {
     std::array<std::uint8_t, 16> bytes{};
     if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
@@ -32,20 +32,20 @@ std::int64_t cloudComputer(Database& db, std::int64_t user) {
     return row.integer(0);
 }
 
-boost::json::object userAnswer(Database& db, std::string_view value, std::int64_t user) {
-    boost::json::object answer = success();
-    answer["ReturnVal"] = value;
-    answer["UserID"] = std::to_string(user);
-    answer["CloudComputerID"] = std::to_string(cloudComputer(db, user));
-    answer["error"] = nullptr;
-    return answer;
+boost::json::object userResponse(Database& db, std::string_view value, std::int64_t user) {
+    boost::json::object response = success();
+    response["ReturnVal"] = value;
+    response["UserID"] = std::to_string(user);
+    response["CloudComputerID"] = std::to_string(cloudComputer(db, user));
+    response["error"] = nullptr;
+    return response;
 }
 
-boost::json::object mailAnswer() {
-    boost::json::object answer = success();
-    answer["ReturnMsg"] = "The mail has been noted.";
-    answer["error"] = nullptr;
-    return answer;
+boost::json::object mailResponse() {
+    boost::json::object response = success();
+    response["ReturnMsg"] = "The mail has been noted.";
+    response["error"] = nullptr;
+    return response;
 }
 
 } // namespace
@@ -56,7 +56,7 @@ boost::json::object verifyAndRegisterUserFromTool(const Record& request, Databas
     if (const auto known = findUserByMail(db, mail)) {
         if (known->password != password)
             throw RequestError("WrongPassword", "the password of " + mail + " is another one");
-        return userAnswer(db, "Verified", known->id);
+        return userResponse(db, "Verified", known->id);
     }
     const std::size_t at = mail.find('@');
     if (at == 0 || at == std::string::npos || at + 1 == mail.size())
@@ -67,16 +67,16 @@ boost::json::object verifyAndRegisterUserFromTool(const Record& request, Databas
            randomCode());
     const std::int64_t user = db.lastId();
     db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, '', 1)", user);
-    return userAnswer(db, "Registered", user);
+    return userResponse(db, "Registered", user);
 }
 
 boost::json::object registerComputer(const Record& request, Database& db) {
     const User user = requireUser(db, request);
     db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, ?2, 0)", user.id,
            request.text("QuenmarkPath"));
-    boost::json::object answer = {{"ComputerID", std::to_string(db.lastId())}};
-    answer.insert({{"ReturnStatus", "0"}, {"error", nullptr}});
-    return answer;
+    boost::json::object response = {{"ComputerID", std::to_string(db.lastId())}};
+    response.insert({{"ReturnStatus", "0"}, {"error", nullptr}});
+    return response;
 }
 
 boost::json::object sendActivationMail(const Record& request, Database& db) {
@@ -84,14 +84,14 @@ boost::json::object sendActivationMail(const Record& request, Database& db) {
     if (request.text("MailID") != user.mail)
         throw RequestError("WrongMail", "user " + std::to_string(user.id) + " has another mail address");
     recordMail(db, user.mail, "Activate your account", "/activate?code=" + user.code);
-    return mailAnswer();
+    return mailResponse();
 }
 
 boost::json::object checkUserMailActivationStatus(const Record& request, Database& db) {
-    boost::json::object answer = success();
-    answer["ReturnVal"] = flag(requireUser(db, request).isActivated);
-    answer["error"] = nullptr;
-    return answer;
+    boost::json::object response = success();
+    response["ReturnVal"] = flag(requireUser(db, request).isActivated);
+    response["error"] = nullptr;
+    return response;
 }
 
 boost::json::object sendPasswordToMailID(const Record& request, Database& db) {
@@ -99,7 +99,7 @@ boost::json::object sendPasswordToMailID(const Record& request, Database& db) {
     if (!user)
         throw RequestError("UnknownUser", "nobody has registered with " + request.text("MailID"));
     recordMail(db, user->mail, "Your password", user->password);
-    return mailAnswer();
+    return mailResponse();
 }
 
 } // namespace webservice

@@ -5,22 +5,22 @@
 
 namespace webservice {
 
-// Registration.svc: users and their computers. No mail is sent; mails are noted and can be read with GET /mails.
+// Registration.svc: users and their computers. No mail is sent; mails are recorded and can be read with GET /mails.
 
-/// Makes a user of "MailID", with a cloud computer; "ReturnVal" is "Registered". A mail address that is known is
-/// verified by its "Password" and gives the same identifiers, with "ReturnVal" "Verified".
+/// Creates a user of "MailID", with a cloud computer; "ReturnVal" is "Registered". A mail address that is registered is
+/// verified by its "Password" and returns the same identifiers, with "ReturnVal" "Verified".
 boost::json::object verifyAndRegisterUserFromTool(const Record& request, Database& db);
 
-/// Makes a computer of the user. Every call makes another one: two machines may well have the same path.
+/// Creates a computer of the user, another one with every call: two machines may have the same path.
 boost::json::object registerComputer(const Record& request, Database& db);
 
-/// Notes a mail with the address by which the user is activated (GET /activate?code=…).
+/// Records a mail with the address that activates the user (GET /activate?code=…).
 boost::json::object sendActivationMail(const Record& request, Database& db);
 
 /// "ReturnVal" is "True" once the user has been activated, "False" before.
 boost::json::object checkUserMailActivationStatus(const Record& request, Database& db);
 
-/// Notes a mail with the user's password.
+/// Records a mail with the user's password.
 boost::json::object sendPasswordToMailID(const Record& request, Database& db);
 
 } // namespace webservice

@@ -45,7 +45,7 @@ void deliverTo(Database& db, Delivery& delivery, const Transfer& transfer, const
                      transfer.newFullPath ? nameWithin(receiver->quenmarkPath, *transfer.newFullPath) : content.name);
 }
 
-/// From waiting to sent. A content that is in the cloud goes on to the receiving computer.
+/// From waiting to sent. A content that is in the cloud is delivered to the receiving computer.
 void markSent(Database& db, const Cloud& cloud, Delivery& delivery, const Transfer& transfer) {
     if (transfer.state != "waiting" && transfer.state != "sent")
         refuseState(transfer);
@@ -57,7 +57,7 @@ void markSent(Database& db, const Cloud& cloud, Delivery& delivery, const Transf
         deliverTo(db, delivery, transfer, *content);
 }
 
-/// The transfers of the file that have been sent, behind an identifier.
+/// The transfers of the file that have been sent, after an identifier.
 std::vector<Transfer> sentTransfers(Database& db, std::int64_t file, std::int64_t id) {
     std::vector<Transfer> transfers;
     for (Query row = db.query("SELECT id, file, to_computer, state, new_full_path FROM transfers "

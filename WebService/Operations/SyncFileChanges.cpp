@@ -55,17 +55,17 @@ Work<boost::json::object> applied(const boost::json::value& change, Database& db
                                   {"BaseSystemFileID", orNull(request.optional("BaseSystemFileID"))}};
 }
 
-/// A refusal comes before the first change that it would undo.
+/// An error is raised before the first change that it would undo.
 Work<boost::json::object> resultOf(const boost::json::value& change, Database& db, Cloud& cloud, Delivery& delivery) {
     try {
         co_return co_await applied(change, db, cloud, delivery);
     } catch (const RequestError& error) {
-        logLine("a change of a file is refused: " + std::string(error.what()));
+        logLine("a change of a file has failed: " + std::string(error.what()));
         co_return failed(error);
     }
 }
 
-constexpr std::size_t mostChanges = 10'000;
+constexpr std::size_t maxChanges = 10'000;
 
 } // namespace
 
@@ -73,23 +73,23 @@ Work<Response> syncFilesInTableAndCloud(const boost::json::value& changes, Datab
                                         Delivery& delivery) {
     if (!changes.is_array())
         throw RequestError("NotAList", "the body is not a JSON array", 400);
-    if (changes.get_array().size() > mostChanges)
-        throw RequestError("TooMany", "the list has more than " + std::to_string(mostChanges) + " changes", 413);
-    std::string answers = "[";
+    if (changes.get_array().size() > maxChanges)
+        throw RequestError("TooMany", "the list has more than " + std::to_string(maxChanges) + " changes", 413);
+    std::string results = "[";
     for (const boost::json::value& change : changes.get_array()) {
         co_await pause();
-        answers += answers.size() > 1 ? "," : "";
-        answers += boost::json::serialize(co_await resultOf(change, db, cloud, delivery));
+        results += results.size() > 1 ? "," : "";
+        results += boost::json::serialize(co_await resultOf(change, db, cloud, delivery));
     }
-    co_return jsonResponse(200, std::move(answers += ']'));
+    co_return jsonResponse(200, std::move(results += ']'));
 }
 
 boost::json::object insertFile(const Record& request, Database& db, Cloud& cloud, Delivery& delivery) {
     FileTable table(db, cloud, delivery, requireComputer(db, request));
-    const std::int64_t file = table.enter(describedBy(request.text("FullPath")));
-    boost::json::object answer = {{"FileID", std::to_string(file)}};
-    answer.insert({{"ReturnStatus", "0"}, {"error", nullptr}});
-    return answer;
+    const std::int64_t file = table.enter(fileAt(request.text("FullPath")));
+    boost::json::object response = {{"FileID", std::to_string(file)}};
+    response.insert({{"ReturnStatus", "0"}, {"error", nullptr}});
+    return response;
 }
 
 boost::json::object insertSharedFilesTransfer(const Record& request, Database& db) {

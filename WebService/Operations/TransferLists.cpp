@@ -1,4 +1,4 @@
-// The answer of GetSharedFilesTransferData, which is four lists.
+// The response of GetSharedFilesTransferData, which is four lists.
 
 #include "WebService/Operations/Accounts.h"
 #include "WebService/Operations/SharedFiles.h"
@@ -17,12 +17,12 @@ boost::json::string_view columnFlag(const Query& row, int index) {
     return flag(row.integer(index) != 0);
 }
 
-constexpr int mostEntries = 1000;
-constexpr std::size_t longestList = 4 << 20;
+constexpr int maxEntries = 1000;
+constexpr std::size_t maxListSize = 4 << 20;
 constexpr int pageRows = 100;
 constexpr std::size_t pageLength = 256 << 10;
 
-/// The rows behind an identifier, which is their first column and their order.
+/// The rows after an identifier, which is their first column and their order.
 using Rows = std::function<Query(std::int64_t id)>;
 /// The list's entry for a row, or nothing.
 using Entry = std::function<std::optional<boost::json::object>(const Query& row)>;
@@ -32,7 +32,7 @@ Work<std::string> listOf(Rows rows, Entry entryOf) {
     std::string text = "[";
     std::int64_t last = 0;
     int entries = 0;
-    for (bool isMore = true; isMore && entries < mostEntries && text.size() < longestList;) {
+    for (bool isMore = true; isMore && entries < maxEntries && text.size() < maxListSize;) {
         isMore = false;
         const std::size_t pageEnd = text.size() + pageLength;
         int read = 0;

@@ -25,10 +25,10 @@ boost::json::object updateComputerStatus(const Record& request, Database& db) {
     const Computer computer = requireComputer(db, request);
     db.run("UPDATE computers SET last_seen = ?2, version = coalesce(?3, version) WHERE id = ?1", computer.id,
            request.optional("DateTime").value_or(timestamp()), request.optional("VersionNumber"));
-    boost::json::object answer = success();
-    answer["VersionNumber"] = orNull(latestVersion(db));
-    answer["error"] = nullptr;
-    return answer;
+    boost::json::object response = success();
+    response["VersionNumber"] = orNull(latestVersion(db));
+    response["error"] = nullptr;
+    return response;
 }
 
 } // namespace webservice

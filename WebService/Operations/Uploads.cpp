@@ -11,7 +11,7 @@ namespace {
 
 using Fields = std::array<std::pair<std::string_view, std::string>, 7>;
 
-/// The item as it is told in an answer's keys and in a stream's header fields.
+/// The keys of an item in a response, or its header fields in that of a stream.
 Fields fieldsOf(const Upload& upload) {
     const std::string id = std::to_string(upload.id);
     return {{{"FileName", upload.name},
@@ -41,7 +41,7 @@ Response streamFile(const Upload& upload, std::uint64_t offset, OutboxQueue& que
     FileSlice slice{.file = queue.openFile(upload), .offset = offset, .length = 0, .identity = {}};
     struct stat status {};
     if (!slice.file || ::fstat(slice.file.get(), &status) != 0) {
-        ledger.forgetOffer(upload.computer);
+        ledger.clearOffer(upload.computer);
         return streamResponse("2");
     }
     slice.identity = identityOf(status);
@@ -50,7 +50,7 @@ Response streamFile(const Upload& upload, std::uint64_t offset, OutboxQueue& que
                 std::to_string(offset) + (upload.tainted ? ", which counts an earlier content" : ", beyond its end") +
                 "; it goes behind the others. Remove " + upload.name + " from the computer's temporary area.");
         ledger.postpone(upload);
-        ledger.forgetOffer(upload.computer);
+        ledger.clearOffer(upload.computer);
         return streamResponse("2");
     }
     Response response = itemResponse(upload);
@@ -79,15 +79,15 @@ Upload requirePending(OutboxLedger& ledger, const Record& request) {
 } // namespace
 
 boost::json::object getTopFileUpload(const Record& request, OutboxQueue& queue) {
-    const auto upload = queue.offerTop(request.text("ToComputerID"));
+    const auto upload = queue.offerNext(request.text("ToComputerID"));
     if (!upload)
         return nothing();
-    boost::json::object answer = success();
-    answer["Attachment"] = nullptr;
+    boost::json::object response = success();
+    response["Attachment"] = nullptr;
     for (const auto& [key, value] : fieldsOf(*upload))
-        answer[key] = value;
-    answer["error"] = nullptr;
-    return answer;
+        response[key] = value;
+    response["error"] = nullptr;
+    return response;
 }
 
 Response getTopFileUploadWithStream(const Record& request, OutboxQueue& queue, OutboxLedger& ledger) {
@@ -125,7 +125,7 @@ boost::json::object updateBSUploadStreamStarted(const Record& request, OutboxLed
 boost::json::object updateBSUploadStreamFailed(const Record& request, OutboxLedger& ledger) {
     const Upload upload = requirePending(ledger, request);
     ledger.postpone(upload);
-    ledger.forgetOffer(upload.computer);
+    ledger.clearOffer(upload.computer);
     return done();
 }
 

@@ -61,28 +61,28 @@ void OutboxLedger::enter(std::string_view computer, std::string_view name, bool 
             identity.modified, upload);
 }
 
-bool OutboxLedger::knowsFolder(std::string_view computer, std::string_view name) {
+bool OutboxLedger::hasFolder(std::string_view computer, std::string_view name) {
     const auto found = known(computer, name);
     return found && !found->isFile;
 }
 
-void OutboxLedger::folderSeen(std::string_view computer, std::string_view name) {
+void OutboxLedger::addFolder(std::string_view computer, std::string_view name) {
     const auto old = known(computer, name);
     if (old && !old->isFile)
         return;
-    itemGone(computer, name);
+    removeItem(computer, name);
     enter(computer, name, false, {}, queue(computer, name, false, lastPosition(computer) + 1));
 }
 
-void OutboxLedger::fileSeen(std::string_view computer, std::string_view name, const FileIdentity& identity,
-                            bool rewritten) {
+void OutboxLedger::addFile(std::string_view computer, std::string_view name, const FileIdentity& identity,
+                           bool rewritten) {
     const auto old = known(computer, name);
     if (old && old->isFile) {
         if (rewritten || old->identity != identity)
             replace(computer, name, *old, identity);
         return;
     }
-    itemGone(computer, name);
+    removeItem(computer, name);
     enter(computer, name, true, identity, queue(computer, name, true, lastPosition(computer) + 1));
 }
 
@@ -103,31 +103,31 @@ void OutboxLedger::replace(std::string_view computer, std::string_view name, con
     enter(computer, name, true, identity, upload);
 }
 
-bool OutboxLedger::touched(std::string_view computer, std::string_view name, const FileIdentity& identity) {
+bool OutboxLedger::updateTimes(std::string_view computer, std::string_view name, const FileIdentity& identity) {
     const auto old = known(computer, name);
     if (!old || !old->isFile)
         return false;
-    // Another inode or size is another content, and another event tells of that.
+    // Another inode or size is another content, for which another event follows.
     if (old->identity.inode == identity.inode && old->identity.size == identity.size && old->identity != identity)
         enter(computer, name, true, identity, old->upload);
     return true;
 }
 
-void OutboxLedger::itemGone(std::string_view computer, std::string_view name) {
+void OutboxLedger::removeItem(std::string_view computer, std::string_view name) {
     db_.run("UPDATE uploads SET state = 'withdrawn' WHERE state = 'pending' AND "
             "id = (SELECT upload FROM outbox WHERE computer = ?1 AND name = ?2)",
             computer, name);
     db_.run("DELETE FROM outbox WHERE computer = ?1 AND name = ?2", computer, name);
 }
 
-Work<> OutboxLedger::gone(std::string computer, std::string name) {
-    itemGone(computer, name);
+Work<> OutboxLedger::removeTree(std::string computer, std::string name) {
+    removeItem(computer, name);
     // Everything below a folder sorts between its name with a backslash and its name with the next character, "]".
-    co_await goneBetween(computer, name + '\\', name + ']');
+    co_await removeRange(computer, name + '\\', name + ']');
 }
 
-/// Everything of the computer from one name on up to another one, page by page.
-Work<> OutboxLedger::goneBetween(const std::string& computer, std::string name, const std::string& end) {
+/// Removes everything of the computer from one name on up to another one, page by page.
+Work<> OutboxLedger::removeRange(const std::string& computer, std::string name, const std::string& end) {
     while (true) {
         std::string next = end;
         {
@@ -148,15 +148,15 @@ Work<> OutboxLedger::goneBetween(const std::string& computer, std::string name, 
     }
 }
 
-Work<> OutboxLedger::computerGone(std::string computer) {
-    co_await goneBetween(computer, "\\", "]"); // every name begins with a backslash
+Work<> OutboxLedger::removeComputer(std::string computer) {
+    co_await removeRange(computer, "\\", "]"); // every name begins with a backslash
 }
 
 std::string OutboxLedger::key(std::string_view computer, std::string_view name) {
     return (std::string(computer) + '/').append(name);
 }
 
-Work<> OutboxLedger::keepOnly(const std::unordered_set<std::string>& present) {
+Work<> OutboxLedger::retainOnly(const std::unordered_set<std::string>& present) {
     std::string computer;
     std::string name;
     for (std::int64_t found = pageSize; found == pageSize;) {
@@ -172,7 +172,7 @@ Work<> OutboxLedger::keepOnly(const std::unordered_set<std::string>& present) {
                 missing.emplace_back(computer, name);
         }
         for (const auto& [owner, item] : missing)
-            itemGone(owner, item);
+            removeItem(owner, item);
         co_await pause();
     }
 }
@@ -207,7 +207,7 @@ std::optional<Upload> OutboxLedger::offered(std::string_view computer) {
     return row.next() ? std::optional(readUpload(row)) : std::nullopt;
 }
 
-void OutboxLedger::forgetOffer(std::string_view computer) {
+void OutboxLedger::clearOffer(std::string_view computer) {
     db_.run("DELETE FROM offers WHERE computer = ?1", computer);
 }
 

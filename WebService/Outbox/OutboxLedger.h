@@ -24,53 +24,54 @@ struct Upload {
     std::string outboxPath() const;
 };
 
-/// The account of the outbox: which files and folders lie in it, which uploads they became, and which of those are
-/// pending, in their order. It is told of finished files only and does not look at the file system itself. Names are
-/// wire names.
+/// The records of the outbox: which files and folders are in it, which uploads they became, and which of those are
+/// pending, in their order. It records what it is called for, finished files only, and does not access the file system.
+/// Names are wire names.
 class OutboxLedger {
 public:
     explicit OutboxLedger(Database& db) : db_(db) {}
 
-    /// Whether a folder of this name is known to lie in the outbox; then those that it lies in are known too.
-    bool knowsFolder(std::string_view computer, std::string_view name);
+    /// Whether a folder of this name is recorded; then its parents are too.
+    bool hasFolder(std::string_view computer, std::string_view name);
 
-    /// A folder lies in the outbox. New: it becomes a pending upload. Its parent must have been told before.
-    void folderSeen(std::string_view computer, std::string_view name);
+    /// Records a folder. A new one becomes a pending upload. Its parent must have been recorded before.
+    void addFolder(std::string_view computer, std::string_view name);
 
-    /// A finished file lies in the outbox. A file not known becomes a pending upload at the end of the queue. One whose
-    /// identity differs from the known one, or that is known to be `rewritten`, has a new content:
+    /// Records a finished file. A new one becomes a pending upload at the end of the queue. One whose identity differs
+    /// from the recorded one, or that was `rewritten`, has a new content:
     /// - its upload is pending and no byte of it was sent: the upload stands for the new content;
-    /// - bytes of it were sent: the upload is withdrawn, and a new one takes its place in the queue;
+    /// - bytes of it were sent: the upload is withdrawn, and a new one replaces it in the queue;
     /// - it was acknowledged: the file becomes a new upload at the end of the queue.
-    void fileSeen(std::string_view computer, std::string_view name, const FileIdentity& identity, bool rewritten);
+    void addFile(std::string_view computer, std::string_view name, const FileIdentity& identity, bool rewritten);
 
-    /// The file's times or rights have changed, not its content. False when no such file is known.
-    bool touched(std::string_view computer, std::string_view name, const FileIdentity& identity);
+    /// The times or permissions of the file have changed, not its content. False when the file is not recorded.
+    bool updateTimes(std::string_view computer, std::string_view name, const FileIdentity& identity);
 
-    /// The item itself no longer lies in the outbox: its pending upload is withdrawn.
-    void itemGone(std::string_view computer, std::string_view name);
+    /// Removes the item alone; its pending upload is withdrawn.
+    void removeItem(std::string_view computer, std::string_view name);
 
-    /// The item, and everything below it, no longer lies in the outbox: their pending uploads are withdrawn.
-    Work<> gone(std::string computer, std::string name);
-    Work<> computerGone(std::string computer);
+    /// Removes the item and everything below it; their pending uploads are withdrawn.
+    Work<> removeTree(std::string computer, std::string name);
+    Work<> removeComputer(std::string computer);
 
-    /// Everything known that is not among the items, each written by key(), is gone.
-    Work<> keepOnly(const std::unordered_set<std::string>& present);
+    /// Removes everything that is not among the items, each written by key().
+    Work<> retainOnly(const std::unordered_set<std::string>& present);
     static std::string key(std::string_view computer, std::string_view name);
 
-    /// The first pending upload of the computer behind the given position in the queue; the position is moved to it.
+    /// The first pending upload of the computer after the given position in the queue; the position is moved to it.
     std::optional<Upload> nextPending(std::string_view computer, std::int64_t& position);
     std::optional<Upload> find(std::int64_t id);
 
-    /// The upload that the computer was last told of, pending or not; none when it was told of none since.
+    /// The upload that the computer was last offered, pending or not; nil when there is none.
     void offer(const Upload& upload);
     std::optional<Upload> offered(std::string_view computer);
-    void forgetOffer(std::string_view computer);
+    void clearOffer(std::string_view computer);
 
-    /// Bytes of the upload go to the computer from the beginning (which clears the taint) or from an offset.
+    /// Records that bytes of the upload are sent to the computer from the beginning (which clears the taint) or from an
+    /// offset.
     void sending(const Upload& upload, bool fromBeginning);
 
-    /// Puts a pending upload behind all others of its computer.
+    /// Moves a pending upload to the end of its computer's queue.
     void postpone(const Upload& upload);
 
     /// Marks a pending upload as received. An upload that is not pending stays as it is.
@@ -85,7 +86,7 @@ private:
         FileIdentity identity;
         std::int64_t upload = 0;
     };
-    Work<> goneBetween(const std::string& computer, std::string name, const std::string& end);
+    Work<> removeRange(const std::string& computer, std::string name, const std::string& end);
     std::optional<Known> known(std::string_view computer, std::string_view name);
     void enter(std::string_view computer, std::string_view name, bool isFile, const FileIdentity& identity,
                std::int64_t upload);

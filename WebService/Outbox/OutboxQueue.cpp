@@ -4,20 +4,20 @@ namespace webservice {
 
 namespace {
 
-/// A computer with more files than this that are being written to is told that nothing waits, and asks again.
-constexpr int mostPassedOver = 500;
+/// A computer with more files than this that are being written to is told that nothing is pending, and polls again.
+constexpr int maxSkipped = 500;
 
 } // namespace
 
-std::optional<Upload> OutboxQueue::offerTop(std::string_view computer) {
+std::optional<Upload> OutboxQueue::offerNext(std::string_view computer) {
     std::int64_t position = -1;
-    for (int passedOver = 0; passedOver < mostPassedOver; ++passedOver) {
+    for (int skipped = 0; skipped < maxSkipped; ++skipped) {
         const auto upload = ledger_.nextPending(computer, position);
         if (!upload)
             break;
         const auto status = tree_.status(upload->outboxPath());
         if (!status || (upload->isFile ? !S_ISREG(status->st_mode) : !S_ISDIR(status->st_mode))) {
-            ledger_.itemGone(upload->computer, upload->name);
+            ledger_.removeItem(upload->computer, upload->name);
         } else if (!upload->isFile || openFile(*upload)) {
             ledger_.offer(*upload);
             return upload;
@@ -29,9 +29,9 @@ std::optional<Upload> OutboxQueue::offerTop(std::string_view computer) {
 std::optional<Upload> OutboxQueue::current(std::string_view computer) {
     auto upload = ledger_.offered(computer);
     if (!upload)
-        return offerTop(computer);
+        return offerNext(computer);
     if (!upload->pending)
-        ledger_.forgetOffer(computer);
+        ledger_.clearOffer(computer);
     return upload;
 }
 

@@ -13,15 +13,16 @@ class OutboxQueue {
 public:
     OutboxQueue(OutboxTree& tree, OutboxLedger& ledger) : tree_(tree), ledger_(ledger) {}
 
-    /// The first pending upload of the computer that can be had now, noted as the one that it was offered. A file that
-    /// somebody is writing to is passed over, one that has disappeared is withdrawn.
-    std::optional<Upload> offerTop(std::string_view computer);
+    /// The first pending upload of the computer that can be sent now; it is recorded as offered. A file that is being
+    /// written to is skipped, one that no longer exists is withdrawn.
+    std::optional<Upload> offerNext(std::string_view computer);
 
     /// The upload that the computer was offered last, or else the first one. An offered upload that is no longer
-    /// pending is given once with `pending` false, so that the computer asks anew.
+    /// pending is returned once with `pending` false, so that the computer polls again.
     std::optional<Upload> current(std::string_view computer);
 
-    /// The file of an upload, open for reading; none while somebody is writing to it or when it is not there.
+    /// Opens the file of an upload for reading; no descriptor while a process is writing to it or when it does not
+    /// exist.
     Descriptor openFile(const Upload& upload) const;
 
 private:

@@ -33,8 +33,8 @@ bool isFolder(const std::filesystem::path& path) {
 
 } // namespace
 
-/// A folder in the folder is moved out of it before it is emptied in its turn, so that no path gets long, however deep
-/// the folders lie in one another.
+/// A folder in the folder is moved out of it before it is emptied in its turn, so that no path gets long, however
+/// deeply the folders are nested.
 Work<> removeFromOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::string relative) {
     std::vector<std::filesystem::path> waiting;
     if (std::string aside = incoming.newPath(); outbox.moveOut(relative, aside))

@@ -39,7 +39,7 @@ std::int64_t Cloud::store(const CloudFile& file, const std::string& content) {
                           file.user, file.fullPath);
     row.next();
     const std::int64_t id = row.integer(0);
-    std::filesystem::create_directory(directory_); // somebody may have removed it
+    std::filesystem::create_directory(directory_); // it may have been removed
     std::filesystem::rename(content, contentPath(id));
     return id;
 }

@@ -17,7 +17,7 @@ struct CloudFile {
     std::string fullPath;
     std::optional<std::string> name;
     std::int64_t size = 0;
-    std::string request; // the "FileRequestID" that it answers
+    std::string request; // the "FileRequestID" that it was sent for
     std::optional<std::string> transitPath;
 };
 
@@ -26,14 +26,14 @@ class Cloud {
 public:
     Cloud(Database& db, std::string directory);
 
-    /// Takes the finished file from the path `content` and puts it in place of an earlier one of that user and path.
-    /// The identifier of `file` is not looked at. Gives the new one.
+    /// Moves the finished file at the path `content` to where it replaces an earlier one of that user and path. The
+    /// identifier of `file` is ignored. Returns the new one.
     std::int64_t store(const CloudFile& file, const std::string& content);
 
-    /// By full path or by name; of any user when none is given.
+    /// Finds a content by full path or by name; of any user when no user is given.
     std::optional<CloudFile> find(std::string_view path, std::optional<std::int64_t> user = std::nullopt) const;
 
-    /// The user's contents whose identifiers are greater than `id`, in their order, up to a few hundred.
+    /// The user's contents whose identifiers are greater than `id`, in ascending order, at most 300.
     std::vector<CloudFile> filesOf(std::int64_t user, std::int64_t id) const;
 
     void remove(std::int64_t user, std::string_view fullPath);

@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto briefly = 5ms;
+constexpr auto shortBusyTimeout = 5ms;
 
 [[noreturn]] void fail(sqlite3* db, const std::string& what) {
     const std::string text = what + ": " + (db != nullptr ? sqlite3_errmsg(db) : "out of memory");
@@ -89,7 +89,7 @@ std::int64_t Query::integer(int column) const {
     return sqlite3_column_int64(statement_, column);
 }
 
-Database::Database(const std::string& path, std::chrono::milliseconds patience) : patience_(patience) {
+Database::Database(const std::string& path, std::chrono::milliseconds busyTimeout) : busyTimeout_(busyTimeout) {
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
     if (sqlite3_open_v2(path.c_str(), &db_, flags, nullptr) != SQLITE_OK) {
         const std::string reason = db_ != nullptr ? sqlite3_errmsg(db_) : "out of memory";
@@ -97,7 +97,7 @@ Database::Database(const std::string& path, std::chrono::milliseconds patience) 
         throw DatabaseError("cannot open " + path + ": " + reason);
     }
     try {
-        sqlite3_busy_timeout(db_, milliseconds(patience));
+        sqlite3_busy_timeout(db_, milliseconds(busyTimeout));
         script("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;");
     } catch (...) {
         sqlite3_close(db_);
@@ -143,8 +143,8 @@ int Database::changes() const {
     return sqlite3_changes(db_);
 }
 
-void Database::waitBriefly() {
-    sqlite3_busy_timeout(db_, milliseconds(briefly));
+void Database::shortenBusyTimeout() {
+    sqlite3_busy_timeout(db_, milliseconds(shortBusyTimeout));
 }
 
 bool Database::isInTransaction() const {
@@ -155,14 +155,14 @@ Transaction::Transaction(Database& db) : db_(&db), isNested_(db.isInTransaction(
     db_->run(isNested_ ? Sql("SAVEPOINT transaction_scope") : Sql("BEGIN IMMEDIATE"));
 }
 
-/// Many may find the database locked at the same time; only one of them waits for it, the others come back later.
+/// Many may find the database locked at the same time: one of them waits for it, the others try again later.
 std::optional<Transaction> Transaction::ifUnlocked(Database& db) {
     if (!db.isInTransaction() && std::chrono::steady_clock::now() < db.lockedUntil_)
         return std::nullopt;
     try {
         return Transaction(db);
     } catch (const DatabaseBusy&) {
-        db.lockedUntil_ = std::chrono::steady_clock::now() + briefly;
+        db.lockedUntil_ = std::chrono::steady_clock::now() + shortBusyTimeout;
         return std::nullopt;
     }
 }

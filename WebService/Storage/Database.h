@@ -18,13 +18,13 @@ struct sqlite3_stmt;
 
 namespace webservice {
 
-/// SQLite refused or failed; the text says what.
+/// An error of SQLite, with its text.
 class DatabaseError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Another process has the database locked, and has kept it so for as long as it was waited for.
+/// Another process has the database locked, for longer than the busy timeout.
 class DatabaseBusy : public DatabaseError {
 public:
     using DatabaseError::DatabaseError;
@@ -82,8 +82,8 @@ private:
 class Database {
 public:
     /// Opens or creates the file, in write-ahead mode. Where another process has it locked, every statement waits for
-    /// up to `patience`. Throws DatabaseError.
-    explicit Database(const std::string& path, std::chrono::milliseconds patience = std::chrono::seconds(5));
+    /// up to `busyTimeout`. Throws DatabaseError.
+    explicit Database(const std::string& path, std::chrono::milliseconds busyTimeout = std::chrono::seconds(5));
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
     ~Database();
@@ -97,7 +97,7 @@ public:
         return result;
     }
 
-    /// Runs a statement that gives no rows; answers how many rows it changed.
+    /// Runs a statement that returns no rows; returns how many rows it changed.
     template <typename... Values>
     int run(Sql sql, const Values&... values) {
         Query statement = query(sql, values...);
@@ -114,12 +114,12 @@ public:
     /// The texts of all queries that were made up to now.
     std::vector<std::string> statements() const;
 
-    /// How long a locked database is waited for in all.
-    std::chrono::milliseconds patience() const { return patience_; }
+    /// How long a locked database is waited for altogether.
+    std::chrono::milliseconds busyTimeout() const { return busyTimeout_; }
 
-    /// From now on no statement waits for a lock for longer than a few milliseconds, since it would hold a loop up.
-    /// Whoever finds the database locked tries again, for as long as `patience`.
-    void waitBriefly();
+    /// From now on no statement waits for a lock for longer than a few milliseconds, since it would block a loop. A
+    /// caller that finds the database locked tries again, for as long as `busyTimeout`.
+    void shortenBusyTimeout();
 
 private:
     friend class Transaction;
@@ -128,14 +128,14 @@ private:
     bool isInTransaction() const;
 
     sqlite3* db_ = nullptr;
-    std::chrono::milliseconds patience_;
+    std::chrono::milliseconds busyTimeout_;
     std::chrono::steady_clock::time_point lockedUntil_;       // at the least: it was found locked just before
     std::unordered_map<const char*, sqlite3_stmt*> prepared_; // by the address of the literal
 };
 
-/// All or nothing: rolled back unless commit() was reached. A transaction inside another one joins it. The outermost
-/// one takes the lock for writing at its beginning, which is the only time that it waits for another process: a lock
-/// that is taken later, at the first change, is refused without any waiting when somebody has written meanwhile
+/// A transaction, rolled back unless commit() was reached. One inside another one joins it. The outermost one acquires
+/// the lock for writing at its beginning, which is the only time that it waits for another process: a lock that is
+/// acquired later, at the first change, fails without any waiting when another process has written in the meantime
 /// (https://www.sqlite.org/isolation.html).
 class Transaction {
 public:

@@ -14,7 +14,7 @@ class IncomingFolder {
 public:
     explicit IncomingFolder(std::string path);
 
-    /// The path of a file that is not there yet. Makes the folder again where somebody has removed it.
+    /// The path of a file that does not exist yet. Creates the folder again where it was removed.
     std::string newPath();
 
 private:
@@ -22,7 +22,7 @@ private:
     std::int64_t last_ = 0;
 };
 
-/// A file that is being received, under a name of its own; removed again unless it was moved elsewhere. Throws
+/// A file that is being received, under a name of its own; removed at the end unless it was moved elsewhere. Throws
 /// std::system_error.
 class IncomingFile {
 public:

@@ -9,10 +9,10 @@ namespace {
 
 /// Version 1: the outbox, what was offered of it, and the error log.
 ///
-/// `uploads` has a row for every FileUploadID ever given out. `sent` says that bytes of it went over the wire;
-/// `tainted` that the computer may hold bytes of an earlier content of that name, so that a resume would mix the two.
-/// `outbox` says what lies in the outbox now and which upload announced it. `offers` holds, for each computer, the
-/// upload that the last poll named.
+/// `uploads` has a row for every FileUploadID that was ever assigned. `sent` means that bytes of it were sent;
+/// `tainted` that the computer may have bytes of an earlier content of that name, so that a resumed download would mix
+/// the two. `outbox` has what is in the outbox now and the upload of each item. `offers` has, for each computer, the
+/// upload that the last poll returned.
 constexpr Sql version1 = R"sql(
 CREATE TABLE uploads (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -54,11 +54,10 @@ PRAGMA user_version = 1;
 
 /// Version 2: accounts, file tables, requests, deletions and sharing.
 ///
-/// `files` is what the computers have told of their own files; a row stays, not `present`, when the file is deleted.
-/// `name` is the path within the Quenmark folder as a wire name, NULL when it cannot be expressed. `cloud` has the
-/// contents that were streamed up; the file cloud/ID holds the bytes. A transfer goes from 'waiting' through 'sent' and
-/// 'received' to 'deleted'. `stream`, `send_stream` and `receive_stream` are what was last reported: NULL, 'started' or
-/// 'failed'.
+/// `files` has the files that the computers reported; a row stays, not `present`, when the file is deleted. `name` is
+/// the path within the Quenmark folder as a wire name, NULL when it cannot be expressed. `cloud` has the contents that
+/// were streamed up; the file cloud/ID holds the bytes. A transfer goes from 'waiting' through 'sent' and 'received' to
+/// 'deleted'. `stream`, `send_stream` and `receive_stream` are what was last reported: NULL, 'started' or 'failed'.
 constexpr Sql version2 = R"sql(
 ALTER TABLE uploads ADD COLUMN stream TEXT;
 CREATE TABLE users (
@@ -156,11 +155,10 @@ CREATE INDEX transfers_in ON transfers (to_computer, state);
 PRAGMA user_version = 2;
 )sql";
 
-/// Version 3: nothing is searched for without an index, however much has come together, and nothing is kept that is
-/// never read.
+/// Version 3: an index for every search, and no columns that are never read.
 ///
-/// `upload_counts` has the number of a computer's uploads in each state. A request has the computer that it asks, and
-/// its `position` among those that wait.
+/// `upload_counts` has the number of a computer's uploads in each state. A request has the computer that it is for, and
+/// its `position` among the waiting ones.
 constexpr Sql version3 = R"sql(
 CREATE TABLE upload_counts (
     computer TEXT NOT NULL,

@@ -10,13 +10,13 @@ namespace webservice {
 /// DatabaseError when the file was written by a later version.
 void prepareSchema(Database& db);
 
-/// A database that has the present schema, for use on a loop: see waitBriefly().
+/// A database that has the present schema, for use on a loop: see shortenBusyTimeout().
 class StateDatabase : public Database {
 public:
-    explicit StateDatabase(const std::string& path, std::chrono::milliseconds patience = std::chrono::seconds(5))
-        : Database(path, patience) {
+    explicit StateDatabase(const std::string& path, std::chrono::milliseconds busyTimeout = std::chrono::seconds(5))
+        : Database(path, busyTimeout) {
         prepareSchema(*this);
-        waitBriefly();
+        shortenBusyTimeout();
     }
 };
 

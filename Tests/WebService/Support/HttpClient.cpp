@@ -56,36 +56,36 @@ bool HttpClient::isClosedByPeer() {
     return pending_.empty() && receiveSome(1).empty();
 }
 
-HttpAnswer HttpClient::receive() {
-    HttpAnswer answer;
+HttpResponse HttpClient::receive() {
+    HttpResponse response;
     const auto more = [this] {
         const std::string bytes = receiveSome(65536);
         if (bytes.empty())
-            throw std::runtime_error("the connection was closed in the middle of an answer");
+            throw std::runtime_error("the connection was closed in the middle of an response");
         pending_ += bytes;
     };
     while (pending_.find("\r\n\r\n") == std::string::npos)
         more();
     const std::size_t end = pending_.find("\r\n\r\n") + 4;
-    answer.head = pending_.substr(0, end);
+    response.head = pending_.substr(0, end);
     pending_.erase(0, end);
-    answer.status = std::stoi(answer.head.substr(answer.head.find(' ') + 1));
-    for (std::size_t at = answer.head.find("\r\n") + 2; answer.head.substr(at, 2) != "\r\n";) {
-        const std::size_t colon = answer.head.find(": ", at);
-        const std::size_t last = answer.head.find("\r\n", at);
-        answer.headers[answer.head.substr(at, colon - at)] = answer.head.substr(colon + 2, last - colon - 2);
+    response.status = std::stoi(response.head.substr(response.head.find(' ') + 1));
+    for (std::size_t at = response.head.find("\r\n") + 2; response.head.substr(at, 2) != "\r\n";) {
+        const std::size_t colon = response.head.find(": ", at);
+        const std::size_t last = response.head.find("\r\n", at);
+        response.headers[response.head.substr(at, colon - at)] = response.head.substr(colon + 2, last - colon - 2);
         at = last + 2;
     }
-    const std::size_t length = answer.status == 100 ? 0 : std::stoull(answer.headers.at("Content-Length"));
+    const std::size_t length = response.status == 100 ? 0 : std::stoull(response.headers.at("Content-Length"));
     while (pending_.size() < length)
         more();
-    answer.body = pending_.substr(0, length);
+    response.body = pending_.substr(0, length);
     pending_.erase(0, length);
-    return answer;
+    return response;
 }
 
-HttpAnswer HttpClient::exchange(std::string_view method, std::string_view target, std::string_view body,
-                                std::string_view headers) {
+HttpResponse HttpClient::exchange(std::string_view method, std::string_view target, std::string_view body,
+                                  std::string_view headers) {
     std::string request;
     request.append(method).append(" ").append(target).append(" HTTP/1.1\r\nHost: localhost\r\n").append(headers);
     request.append("Content-Length: ").append(std::to_string(body.size())).append("\r\n\r\n").append(body);
@@ -93,7 +93,7 @@ HttpAnswer HttpClient::exchange(std::string_view method, std::string_view target
     return receive();
 }
 
-HttpAnswer HttpClient::post(std::string_view operation, std::string_view json) {
+HttpResponse HttpClient::post(std::string_view operation, std::string_view json) {
     return exchange("POST", "/QuenmarkRestService/" + std::string(operation), json,
                     "Content-Type: application/json\r\n");
 }
@@ -130,7 +130,7 @@ int countInState(std::uint16_t port, std::string_view state) {
 
 } // namespace
 
-int connectionsLeftToClose(std::uint16_t port) {
+int connectionsInCloseWait(std::uint16_t port) {
     constexpr std::string_view closeWait = "08";
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     int count = countInState(port, closeWait);

@@ -9,7 +9,7 @@
 
 namespace webservice::test {
 
-struct HttpAnswer {
+struct HttpResponse {
     std::string head; // status line and header fields as they came
     int status = 0;
     std::map<std::string, std::string> headers; // names as they were spelled
@@ -23,7 +23,7 @@ public:
     explicit HttpClient(std::uint16_t port);
 
     void send(std::string_view bytes);
-    HttpAnswer receive();
+    HttpResponse receive();
 
     /// Whether there is something to receive by now.
     bool hasReceived() const;
@@ -32,10 +32,10 @@ public:
     std::string receiveSome(std::size_t most);
     bool isClosedByPeer();
 
-    /// Sends a request with a Content-Length and receives the answer.
-    HttpAnswer exchange(std::string_view method, std::string_view target, std::string_view body,
-                        std::string_view headers = "");
-    HttpAnswer post(std::string_view operation, std::string_view json);
+    /// Sends a request with a Content-Length and receives the response.
+    HttpResponse exchange(std::string_view method, std::string_view target, std::string_view body,
+                          std::string_view headers = "");
+    HttpResponse post(std::string_view operation, std::string_view json);
 
     /// Closes the sending half of the connection.
     void endInput();
@@ -52,6 +52,6 @@ private:
 
 /// How many connections to this port of 127.0.0.1 the client has closed and the server has not (CLOSE-WAIT), once that
 /// is none or two seconds have passed.
-int connectionsLeftToClose(std::uint16_t port);
+int connectionsInCloseWait(std::uint16_t port);
 
 } // namespace webservice::test

@@ -41,8 +41,8 @@ std::uint16_t ServedApplication::serve(const Limits& limits) {
     return port;
 }
 
-std::unique_ptr<Exchange> ServedApplication::begin(const RequestHead& head) {
-    const auto found = paths_.find(head.path());
+std::unique_ptr<Exchange> ServedApplication::begin(const Request& request) {
+    const auto found = paths_.find(request.path());
     if (found == paths_.end())
         throw RequestError("UnknownPath", "there is nothing at this path", 404);
     const Path& path = found->second;

@@ -34,7 +34,7 @@ public:
     /// Serves on a free port of 127.0.0.1, which it returns.
     std::uint16_t serve(const Limits& limits = {});
 
-    std::unique_ptr<Exchange> begin(const RequestHead& head) override;
+    std::unique_ptr<Exchange> begin(const Request& request) override;
 
 private:
     struct Path {

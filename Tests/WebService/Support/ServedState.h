@@ -18,7 +18,7 @@ namespace webservice::test {
 /// The service on a folder of its own, served on a loop with a thread of its own. The state belongs to that thread.
 class ServedState {
 public:
-    explicit ServedState(std::chrono::milliseconds patience) : state_(folder.path("data").string(), patience) {
+    explicit ServedState(std::chrono::milliseconds busyTimeout) : state_(folder.path("data").string(), busyTimeout) {
         std::signal(SIGIO, SIG_IGN);
         auto acceptor = listenOn(context_, {.host = "127.0.0.1", .port = "0"});
         port_ = acceptor.local_endpoint().port();

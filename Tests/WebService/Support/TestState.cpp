@@ -19,18 +19,18 @@ void WithState::restart() {
 
 Response WithState::request(std::string_view method, std::string_view target, std::string_view body,
                             std::vector<std::pair<std::string, std::string>> headers) {
-    RequestHead head;
-    head.method = method;
-    head.target = target;
-    head.headers = std::move(headers);
+    Request request;
+    request.method = method;
+    request.target = target;
+    request.headers = std::move(headers);
     WebApplication application(*state);
     try {
-        const auto exchange = application.begin(head);
+        const auto exchange = application.begin(request);
         if (!body.empty())
             exchange->receive(body);
         return exchange->finish();
     } catch (const RequestError& error) {
-        return application.errorFor(head, error);
+        return application.errorFor(request, error);
     }
 }
 
@@ -38,8 +38,8 @@ std::string WithState::call(std::string_view operation, std::string_view json) {
     return request("POST", "/QuenmarkRestService/" + std::string(operation), json).body;
 }
 
-void WithState::expect(std::string_view operation, std::string_view json, std::string_view answer) {
-    EXPECT_EQ(call(operation, json), answer) << operation << ' ' << json;
+void WithState::expect(std::string_view operation, std::string_view json, std::string_view response) {
+    EXPECT_EQ(call(operation, json), response) << operation << ' ' << json;
 }
 
 void WithState::expectRefusal(std::string_view operation, std::string_view json, std::string_view code,
@@ -49,22 +49,22 @@ void WithState::expectRefusal(std::string_view operation, std::string_view json,
 }
 
 std::string WithState::next(std::string_view computer) {
-    const std::string answer =
+    const std::string response =
         call("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":")" + std::string(computer) + R"("})");
-    return field(answer, "ReturnStatus") == "0" ? field(answer, "FileName") : "";
+    return field(response, "ReturnStatus") == "0" ? field(response, "FileName") : "";
 }
 
 std::string WithState::take(std::string_view computer) {
-    const std::string answer =
+    const std::string response =
         call("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":")" + std::string(computer) + R"("})");
-    if (field(answer, "ReturnStatus") != "0")
+    if (field(response, "ReturnStatus") != "0")
         return "";
-    EXPECT_EQ(call("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":")" + field(answer, "FileUploadID") + R"("})"),
+    EXPECT_EQ(call("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":")" + field(response, "FileUploadID") + R"("})"),
               R"({"ReturnStatus":"0","error":null})");
-    return field(answer, "FileName");
+    return field(response, "FileName");
 }
 
-std::vector<std::string> WithState::takeAll(std::string_view computer) {
+std::vector<std::string> WithState::acknowledgeAll(std::string_view computer) {
     std::vector<std::string> names;
     for (std::string name = take(computer); !name.empty(); name = take(computer))
         names.push_back(name);

@@ -21,15 +21,15 @@ protected:
     /// Closes the state and opens it again, as a new process would.
     void restart();
 
-    /// The answer to one request, headers and all.
+    /// The response to one request, headers and all.
     Response request(std::string_view method, std::string_view target, std::string_view body = "",
                      std::vector<std::pair<std::string, std::string>> headers = {});
 
-    /// The answer's body to a POST of JSON to an operation.
+    /// The response's body to a POST of JSON to an operation.
     std::string call(std::string_view operation, std::string_view json);
 
-    /// Checks that an operation, asked with the JSON text, answers exactly the other one.
-    void expect(std::string_view operation, std::string_view json, std::string_view answer);
+    /// Checks that an operation, asked with the JSON text, responses exactly the other one.
+    void expect(std::string_view operation, std::string_view json, std::string_view response);
 
     /// Checks that an operation refuses with this code and message.
     void expectRefusal(std::string_view operation, std::string_view json, std::string_view code,
@@ -40,9 +40,9 @@ protected:
     /// The same, and acknowledges it.
     std::string take(std::string_view computer);
     /// Takes everything that waits, in order.
-    std::vector<std::string> takeAll(std::string_view computer);
+    std::vector<std::string> acknowledgeAll(std::string_view computer);
 
-    /// The body and a header of a stream answer.
+    /// The body and a header of a stream response.
     static std::string bodyOf(const Response& response);
     static std::string header(const Response& response, std::string_view name);
 

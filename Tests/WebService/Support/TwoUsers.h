@@ -15,7 +15,7 @@ protected:
         registerComputer(R"({"UserID":"2","QuenmarkPath":"Users\\bob"})");
     }
 
-    /// Tells of one change in a computer's files and gives the answer's only entry.
+    /// Tells of one change in a computer's files and gives the response's only entry.
     std::string sync(std::string_view change) {
         return call("SyncFileChanges.svc/SyncFilesInTableAndCloud", '[' + std::string(change) + ']');
     }

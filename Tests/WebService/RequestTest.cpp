@@ -1,19 +1,19 @@
 // What a request's head tells.
 
-#include "WebService/Http/RequestHead.h"
+#include "WebService/Http/Request.h"
 
 #include <gtest/gtest.h>
 
 namespace webservice {
 
-TEST(ARequestHead, GivesItsFieldsInAnyCaseAndItsTargetInTwoParts) {
-    const RequestHead head{
+TEST(ARequest, HasItsFieldsInAnyCaseAndItsTargetInTwoParts) {
+    const Request request{
         .method = "POST", .target = "/a%20b?x=1&y=%2F", .headers = {{"FilePath", "\\100%25\\ä"}, {"Host", "h"}}};
-    EXPECT_EQ(head.path(), "/a%20b");
-    EXPECT_EQ(head.query(), "x=1&y=%2F");
-    EXPECT_EQ(head.header("filepath"), "\\100%25\\ä");
-    EXPECT_EQ(head.header("Host"), "h");
-    EXPECT_EQ(head.header("Accept"), std::nullopt);
+    EXPECT_EQ(request.path(), "/a%20b");
+    EXPECT_EQ(request.query(), "x=1&y=%2F");
+    EXPECT_EQ(request.header("filepath"), "\\100%25\\ä");
+    EXPECT_EQ(request.header("Host"), "h");
+    EXPECT_EQ(request.header("Accept"), std::nullopt);
 }
 
 TEST(PercentDecoding, TakesTwoHexadecimalDigitsAndNothingElse) {

@@ -9,11 +9,11 @@
 namespace webservice {
 
 /// Request line and header fields of a request. Values are the bytes that were sent, without the blanks around them.
-struct RequestHead {
+struct Request {
     std::string method;
     std::string target;
     std::vector<std::pair<std::string, std::string>> headers;
-    std::string ownAddress = {}; // at which the request came in, as a number
+    std::string ownAddress = {}; // the local address of the connection, as a number
 
     /// The first field of the name, in any case.
     std::optional<std::string_view> header(std::string_view name) const;

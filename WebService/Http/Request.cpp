@@ -1,4 +1,4 @@
-#include "WebService/Http/RequestHead.h"
+#include "WebService/Http/Request.h"
 
 #include <boost/beast/core/string.hpp>
 
@@ -8,17 +8,17 @@
 
 namespace webservice {
 
-std::optional<std::string_view> RequestHead::header(std::string_view name) const {
+std::optional<std::string_view> Request::header(std::string_view name) const {
     const auto field =
         std::ranges::find_if(headers, [&](const auto& entry) { return boost::beast::iequals(entry.first, name); });
     return field == headers.end() ? std::nullopt : std::optional<std::string_view>(field->second);
 }
 
-std::string_view RequestHead::path() const {
+std::string_view Request::path() const {
     return std::string_view(target).substr(0, target.find('?'));
 }
 
-std::string_view RequestHead::query() const {
+std::string_view Request::query() const {
     const std::size_t mark = target.find('?');
     return mark == std::string::npos ? std::string_view() : std::string_view(target).substr(mark + 1);
 }
