@@ -202,21 +202,24 @@ object response(const OperationDescription& operation) {
 constexpr std::array refusals{
     std::pair("400", "The body is not JSON, not of the right kind, or not framed as HTTP wants it"),
     std::pair("403", "The Host or the Origin of the request is another site's"),
-    std::pair("408", "The head of the request did not come in time"),
+    std::pair("408", "The request line and headers did not arrive in time"),
     std::pair("413", "The body is too long, or has too many entries"),
     std::pair("417", "An expectation other than 100-continue"),
-    std::pair("431", "The head of the request is too long"),
-    std::pair("500", "An error of the web service's own"),
+    std::pair("431", "The request line and headers are too long"),
+    std::pair("500", "An error of the web service's own, such as a database that another process has locked"),
     std::pair("501", "A transfer coding other than chunked"),
-    std::pair("503", "Too many long requests are being worked on, or the state is locked"),
+    std::pair("503", "Too many long requests are being processed"),
     std::pair("505", "A version of HTTP other than 1.0 and 1.1"),
 };
 
 object responses(const OperationDescription& operation) {
     object result{{"200", response(operation)}};
     const std::string_view prefix = operation.variant == OperationVariant::RawStream ? "Stream" : "Refusal";
-    for (const auto& [status, text] : refusals)
-        result[status] = {{"$ref", "#/components/responses/" + std::string(prefix) + status}};
+    for (const auto& [status, text] : refusals) {
+        // The content of a file may have any length.
+        if (operation.variant != OperationVariant::HeaderUpload || std::string_view(status) != "413")
+            result[status] = {{"$ref", "#/components/responses/" + std::string(prefix) + status}};
+    }
     return result;
 }
 
