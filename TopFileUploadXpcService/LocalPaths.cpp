@@ -35,6 +35,10 @@ Platform::PrivateArea temporaryArea() {
     return {Platform::Environment::temporaryDirectory(), temporaryAreaName};
 }
 
+std::string claimsFile() {
+    return Platform::Environment::temporaryDirectory() + temporaryAreaName + "/.claims\\";
+}
+
 std::string topLevelFolder(const std::string& path) {
     const std::string area = temporaryAreaName;
     const std::string bounded = "/" + path + "/";

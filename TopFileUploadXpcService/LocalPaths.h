@@ -18,6 +18,9 @@ std::string temporaryPath(const std::optional<std::string>& fileName);
 
 /// The temporary area, in the temporary directory as it is set now. A temporary path may lie beside it too.
 Platform::PrivateArea temporaryArea();
+/// The file of the temporary area by which processes keep out of each other's way (`ItemClaims`). No item's path holds
+/// a backslash, so that no item can be in its place.
+std::string claimsFile();
 /// The top-level folder, in the temporary area, of the item at a temporary path. Throws std::out_of_range where no
 /// component follows the area's.
 std::string topLevelFolder(const std::string& path);

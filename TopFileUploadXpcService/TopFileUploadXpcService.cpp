@@ -75,7 +75,7 @@ void TopFileUploadXpcService::runPass() {
     missingSettings_.report(iAppsPrefs_);
     query.toComputerId = itemText(valueOf(iAppsPrefs_, Settings::computerIdKey), Settings::computerIdKey);
     if (!query.toComputerId)
-        throw std::invalid_argument("there is no computerIdKey to ask with");
+        throw std::invalid_argument(Settings::computerIdKey);
     boost::json::object params{{"ToComputerID", *query.toComputerId}};
     if (!isGateOpen())
         return;
@@ -86,27 +86,32 @@ void TopFileUploadXpcService::runPass() {
         return;
     }
     Log::write("Connection available... ", Log::Priority::Debug);
-    RestInterface::asyncGetTopFileUpload(query,
-                                         [self = shared_from_this(), params = std::move(params)](
-                                             const Result<GetTopFileUploadResponseData>& result, std::int64_t status) {
-                                             self->pollCompleted(result.answer(), status, params);
-                                         });
+    RestInterface::asyncGetTopFileUpload(
+        query, [self = shared_from_this(), sent = ItemClaims::ofThisProcess().now(),
+                params = std::move(params)](const Result<GetTopFileUploadResponseData>& result, std::int64_t) {
+            self->pollCompleted(result.answer(), sent, params);
+        });
 }
 
-void TopFileUploadXpcService::pollCompleted(const GetTopFileUploadResponseData* response, std::int64_t status,
-                                            const boost::json::object& params) {
-    const bool hasItem = status == RestStatusSuccess && response != nullptr && response->returnStatus &&
-                         response->returnStatus->is_string() && response->returnStatus->get_string() == "0";
+void TopFileUploadXpcService::pollCompleted(const GetTopFileUploadResponseData* response,
+                                            const ItemClaims::Moment& sent, const boost::json::object& params) {
+    const bool hasItem = response != nullptr && response->returnStatus && response->returnStatus->is_string() &&
+                         response->returnStatus->get_string() == "0";
     if (!hasItem)
         return openGate();
-    beginItem(Item::fromPoll(*response));
+    Item item = Item::fromPoll(*response);
+    auto claim = ItemClaims::ofThisProcess().claim(LocalPaths::temporaryPath(item.fileName), item.fileUploadID, sent);
+    if (!claim)
+        return openGate();
+    beginItem(std::move(item));
     refreshPendingUploadIDs();
     if (item_.isCalledFile()) {
         startAsyncDownloadWithStreamRequest(serviceRoot() + "Uploads.svc/GetTopFileUploadWithStream", params);
+        claim_ = std::move(claim);
     } else {
         createFolderItem();
-        whenDurable(flushOfFolders(), [this, query = item_.acknowledgement()] {
-            acknowledgeFileUploadProcess(query);
+        whenDurable(flushOfFolders(), [this, query = item_.acknowledgement(), claim] {
+            acknowledge(query, claim);
             openGate();
         });
     }
@@ -136,12 +141,16 @@ std::string TopFileUploadXpcService::finalPath() const {
 }
 
 void TopFileUploadXpcService::acknowledgeFileUploadProcess(const UpdateFileUploadQuery& query) {
+    acknowledge(query, nullptr);
+}
+
+void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, Claim claim) {
     RestInterface::asyncUpdateFileUpload(
-        query, [self = shared_from_this()](const Result<UpdateFileUploadResponseData>& result, std::int64_t status) {
+        query, [self = shared_from_this(), id = query.fileUploadId,
+                claim = std::move(claim)](const Result<UpdateFileUploadResponseData>& result, std::int64_t) {
+            ItemClaims::ofThisProcess().acknowledged(id);
             const auto* response = result.answer();
-            if (status != RestStatusSuccess || response == nullptr)
-                return;
-            if (Platform::integerValue(text(response->returnStatus)) != 0)
+            if (response == nullptr || Platform::integerValue(text(response->returnStatus)) != 0)
                 return;
             self->openGate();
             self->markFinished();

@@ -9,6 +9,7 @@
 #include "Services/Requests/UpdateFileUploadQuery.h"
 #include "Services/Responses/GetTopFileUploadResponseData.h"
 #include "TopFileUploadXpcService/Item.h"
+#include "TopFileUploadXpcService/ItemClaims.h"
 #include "TopFileUploadXpcService/MissingSettings.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcServiceProtocol.h"
 
@@ -87,7 +88,8 @@ private:
     void markFinished() { returnStatus_ = "99"; }
     /// Reports the exception that is being handled. Throws nothing.
     void reportException();
-    void pollCompleted(const GetTopFileUploadResponseData* response, std::int64_t status,
+    /// Handles the response, nil where there is none, of a poll that was sent at `sent`.
+    void pollCompleted(const GetTopFileUploadResponseData* response, const ItemClaims::Moment& sent,
                        const boost::json::object& params);
     /// Begins with the item of a poll. Its paths stay as they are now, whatever the stream's header fields say.
     void beginItem(Item item);
@@ -103,11 +105,17 @@ private:
     /// Runs `work` off the loop and then, on this queue, `next`; where flushing failed, opens the gate instead, so that
     /// the item is fetched again.
     void whenDurable(Platform::Flusher::Work work, std::function<void()> next);
+    using Claim = std::shared_ptr<ItemClaims::Claim>;
+    /// Acknowledges an item, which stays claimed until there is a response.
+    void acknowledge(const UpdateFileUploadQuery& query, Claim claim);
+    /// The claim of the current item, which a stream that has ended leaves; it is let go where this was the last
+    /// stream.
+    Claim claimOfEndedStream();
     void readStatus(const Platform::HttpUrlResponse* response);
     int statusValue() const;
     /// Finishes an item that the web service drops: one whose status is 2.
     void finishDroppedItem();
-    void finishItem(Platform::UrlSessionTask& task);
+    void finishItem(Platform::UrlSessionTask& task, Claim claim);
     void openGateAfterTransportError(const Platform::Error& error);
     void appendToTemporaryFile(std::string_view data);
 
@@ -124,6 +132,9 @@ private:
     /// The shared preferences as of the last pass; nil when there are none.
     std::optional<boost::json::object> iAppsPrefs_;
     MissingSettings missingSettings_;
+    Claim claim_;
+    /// How many downloads are running: one, unless a call has opened the gate meanwhile.
+    int streams_ = 0;
     std::optional<Platform::OutputStream> stream_;
     Platform::WriteBack writeBack_;
     /// Paths of the folders that were made, or were there already, for folder items that are not acknowledged yet.

@@ -8,6 +8,7 @@
 #include "TopFileUploadXpcService/LocalPaths.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Quenmark {
@@ -60,6 +61,15 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
         const auto session = UrlSession::sessionWithConfiguration(std::move(configuration), shared_from_this());
         session->dataTaskWithRequest(std::move(urlRequest))->resume();
     }
+    ++streams_;
+}
+
+TopFileUploadXpcService::Claim TopFileUploadXpcService::claimOfEndedStream() {
+    streams_ = std::max(streams_ - 1, 0);
+    auto claim = claim_;
+    if (streams_ == 0)
+        claim_.reset();
+    return claim;
 }
 
 void TopFileUploadXpcService::readStatus(const HttpUrlResponse* response) {
@@ -121,6 +131,7 @@ void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlS
 
 void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask& task,
                                                                  const std::optional<Platform::Error>& error) {
+    auto claim = claimOfEndedStream();
     if (task.response() == nullptr) {
         openGate();
         return;
@@ -128,13 +139,13 @@ void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, Ur
     if (error)
         return openGateAfterTransportError(*error);
     try {
-        finishItem(task);
+        finishItem(task, std::move(claim));
     } catch (...) {
         reportException();
     }
 }
 
-void TopFileUploadXpcService::finishItem(UrlSessionTask& task) {
+void TopFileUploadXpcService::finishItem(UrlSessionTask& task, Claim claim) {
     const HttpUrlResponse& response = *task.response();
     Log::write(text(response.allHeaderFields));
     readStatus(&response);
@@ -148,13 +159,14 @@ void TopFileUploadXpcService::finishItem(UrlSessionTask& task) {
         stream_->close();
     task.suspend();
     task.cancel();
-    whenDurable(item_.isCalledFolder() ? flushOfFolders() : placement(), [this, query = item_.acknowledgement()] {
-        try {
-            acknowledgeFileUploadProcess(query);
-        } catch (...) {
-            reportException();
-        }
-    });
+    whenDurable(item_.isCalledFolder() ? flushOfFolders() : placement(),
+                [this, query = item_.acknowledgement(), claim] {
+                    try {
+                        acknowledge(query, claim);
+                    } catch (...) {
+                        reportException();
+                    }
+                });
 }
 
 void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection&, const HttpUrlResponse& response) {
@@ -173,9 +185,9 @@ void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection&, std::stri
 
 void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connection) {
     const bool isAcknowledged = returnStatus_ && statusValue() == 0;
-    const auto next = [this, isAcknowledged, query = item_.acknowledgement()] {
+    const auto next = [this, isAcknowledged, query = item_.acknowledgement(), claim = claimOfEndedStream()] {
         if (isAcknowledged)
-            acknowledgeFileUploadProcess(query);
+            acknowledge(query, claim);
     };
     // Only what is called a file is moved on this transport, and whatever the status says.
     if (item_.isCalledFile())
@@ -186,6 +198,7 @@ void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connecti
 }
 
 void TopFileUploadXpcService::connectionDidFailWithError(UrlConnection& connection, const Platform::Error& error) {
+    claimOfEndedStream();
     openGateAfterTransportError(error);
     connection.cancel();
 }

@@ -3,6 +3,7 @@
 #include "Platform/DeploymentSettings.h"
 #include "Platform/Files.h"
 #include "Platform/NetworkFlags.h"
+#include "TopFileUploadXpcService/ItemClaims.h"
 
 #include <algorithm>
 
@@ -97,6 +98,11 @@ void EngineFixture::startStream(HttpReply reply) {
     server_.enqueue(streamTarget, std::move(reply));
     start();
     ASSERT_TRUE(waitFor(streamTarget));
+}
+
+bool EngineFixture::isFree(std::string_view name) const {
+    auto& claims = ItemClaims::ofThisProcess();
+    return claims.claim(temporary(name), std::nullopt, claims.now()) != nullptr;
 }
 
 std::string EngineFixture::contentOf(const std::string& path) {

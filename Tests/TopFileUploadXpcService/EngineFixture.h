@@ -97,6 +97,9 @@ protected:
     /// Starts the engine on the file "\Docs\a.txt" whose stream is `reply`, and lets the stream be asked for.
     void startStream(TestSupport::HttpReply reply);
 
+    /// Whether nobody has claimed the file of that name.
+    bool isFree(std::string_view name) const;
+
     std::string placed(std::string_view name) const { return home_.path() + "/Quenmark/" + std::string(name); }
     std::string temporary(std::string_view name) const { return temp_.path() + "/QuenmarkTemp/" + std::string(name); }
     static std::string contentOf(const std::string& path);

@@ -185,6 +185,7 @@ TEST_P(TheGateOnBothTransports, StaysClosedOnAnyOtherStatus) {
         expectStalled();
         EXPECT_EQ(probe_.fileName(), "\\Docs\\a.txt") << "no other header field is read";
         EXPECT_FALSE(Platform::Files::exists(placed("other")));
+        ASSERT_TRUE(runUntil([&] { return isFree("Docs/a.txt"); }));
     }
 }
 

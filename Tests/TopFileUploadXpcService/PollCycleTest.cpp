@@ -223,6 +223,7 @@ TEST_F(APollCycle, TakesAnItemForAFolderUnlessItIsCalledAFileExactly) {
         start();
         ASSERT_TRUE(waitFor(acknowledgeTarget, before + 1)) << isFile;
         EXPECT_TRUE(Platform::Files::isDirectory(placed("D"))) << isFile;
+        ASSERT_TRUE(runUntil([&] { return isFree("D"); }));
         Platform::Files::removeItem(placed("D"));
     }
 }
