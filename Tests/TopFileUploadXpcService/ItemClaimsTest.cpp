@@ -65,12 +65,12 @@ TEST_F(AClaim, IsNotGivenForAnItemThatWasAcknowledgedSinceThePollWasSent) {
     claims_.acknowledged(std::nullopt);
     EXPECT_EQ(claims_.claim(path("a"), std::nullopt, sent), nullptr);
     EXPECT_EQ(claims_.claim(path("a"), "(null)", sent), nullptr);
-    EXPECT_EQ(claims_.claim(path("a"), "1", sent), nullptr) << "it is remembered still";
+    EXPECT_EQ(claims_.claim(path("a"), "1", sent), nullptr) << "it is kept still";
 }
 
-TEST_F(AClaim, IsNotGivenForAPollThatIsOlderThanWhatIsRemembered) {
+TEST_F(AClaim, IsNotGivenForAPollThatIsOlderThanWhatIsKept) {
     const auto sent = claims_.now();
-    for (std::size_t count = 0; count < ItemClaims::mostRemembered; ++count)
+    for (std::size_t count = 0; count < ItemClaims::mostKept; ++count)
         claims_.acknowledged("1");
     EXPECT_NE(claims_.claim(path("a"), "2", sent), nullptr);
     const auto later = claims_.now();
