@@ -129,7 +129,9 @@ TEST(AConnection, ClosesAfterAChunkWhoseFirstLineDoesNotEnd) {
     application.on("/hello", [] { return textResponse("hello"); });
     HttpClient client(application.serve());
     client.send("POST /hello HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n1;" + std::string(200'000, 'a'));
-    EXPECT_EQ(client.receive().status, 400);
+    const HttpResponse response = client.receive();
+    EXPECT_EQ(response.status, 400);
+    EXPECT_EQ(response.body, R"({"ReturnStatus":"1","error":{"code":"BadRequest","message":"a line is too long"}})");
 }
 
 TEST(AnExchange, LetsOtherRequestsBeServedBetweenItsSteps) {
@@ -216,8 +218,14 @@ TEST(AnExchange, IsRefusedWhereOthersThatAreWorkedOnHoldTooMuchMemory) {
     }
     EXPECT_EQ(HttpClient(port).exchange("GET", "/release", "").body, "done");
     std::multiset<int> statuses;
-    for (const auto& client : waiting)
-        statuses.insert(client->receive().status);
+    for (const auto& client : waiting) {
+        const HttpResponse response = client->receive();
+        statuses.insert(response.status);
+        if (response.status == 503) {
+            EXPECT_EQ(response.body, R"({"ReturnStatus":"1","error":{"code":"Busy",)"
+                                     R"("message":"too many long requests are being worked on; try again"}})");
+        }
+    }
     EXPECT_GE(statuses.count(200), 1U);
     EXPECT_GE(statuses.count(503), 1U);
     EXPECT_EQ(statuses.count(200) + statuses.count(503), 5U);

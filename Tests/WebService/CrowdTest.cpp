@@ -127,6 +127,8 @@ TEST(AServerWithLittleTime, SendsA408WhereHeadersDoNotArriveInTime) {
     const HttpResponse response = slow.receive();
     EXPECT_EQ(response.head, "HTTP/1.1 408 Request Timeout\r\nContent-Type: application/json\r\nContent-Length: 114\r\n"
                              "Connection: close\r\n\r\n");
+    EXPECT_EQ(response.body, R"({"ReturnStatus":"1","error":{"code":"BadRequest",)"
+                             R"("message":"the request line and headers did not arrive in time"}})");
     EXPECT_TRUE(slow.isClosedByPeer());
     HttpClient kept(port);
     EXPECT_EQ(kept.exchange("GET", "/hello", "").body, "hello");

@@ -125,4 +125,12 @@ TEST(ADownload, OnAFullDiskIsToBeRetried) {
     EXPECT_EQ(HttpClient(service->port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").status, 200);
 }
 
+TEST(AnItem, WithTheNameOfTheDownloadIsPushedLikeAnyOther) {
+    const ServedState service(5s);
+    const HttpResponse response =
+        HttpClient(service.port()).exchange("PUT", "/outbox/7/GetTopFileUploadWithStream/../a", "x");
+    EXPECT_EQ(response.status, 400);
+    EXPECT_NE(response.body.find(R"("code":"BadPath")"), std::string::npos) << response.body;
+}
+
 } // namespace webservice::test

@@ -129,4 +129,15 @@ TEST_F(Downloads, StandInATableOfThirtyNineOperations) {
     EXPECT_EQ(operations().size(), 39U);
 }
 
+TEST_F(Downloads, GoToTheReceiverOfATransferThatWasSentBefore) {
+    sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":"a.txt"})");
+    EXPECT_EQ(call("SyncFileChanges.svc/InsertSharedFilesTransfer",
+                   R"({"FileID":"1","ComputerID":"2","UserComputerID":"5"})"),
+              accepted);
+    EXPECT_EQ(call("MAC/SharedFiles.svc/UpdateFileSendReceived", R"({"SharedFileTransferID":"1"})"), accepted);
+    EXPECT_EQ(next("5"), "");
+    EXPECT_EQ(upload("1", "a.txt", "content"), accepted);
+    EXPECT_EQ(next("5"), "\\a.txt");
+}
+
 } // namespace webservice::test

@@ -163,4 +163,17 @@ TEST_F(ALargeRequest, OfTheFileSystemIsProcessedInSlices) {
               R"({"pending":0,"acknowledged":0,"withdrawn":)" + std::to_string(count + 1) + "}");
 }
 
+TEST_F(ALargeRequest, MayHaveAMebibyteAndALongListSixteen) {
+    const auto status = [this](std::string_view operation, std::string json, std::size_t length) {
+        json.resize(length, ' ');
+        const Response response = request("POST", "/QuenmarkRestService/" + std::string(operation), json);
+        return std::to_string(response.status) + (response.status == 200 ? "" : response.body);
+    };
+    const std::string error = R"(413{"ReturnStatus":"1","error":{"code":"TooLong","message":"the body is longer than )";
+    EXPECT_EQ(status("MAC/ErrorLog.svc/LogError", "{}", 1 << 20), "200");
+    EXPECT_EQ(status("MAC/ErrorLog.svc/LogError", "{}", (1 << 20) + 1), error + "1 MiB\"}}");
+    EXPECT_EQ(status("SyncFileChanges.svc/SyncFilesInTableAndCloud", "[]", 16 << 20), "200");
+    EXPECT_EQ(status("SyncFileChanges.svc/SyncFilesInTableAndCloud", "[]", (16 << 20) + 1), error + "16 MiB\"}}");
+}
+
 } // namespace webservice::test

@@ -17,7 +17,9 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <regex>
 #include <sstream>
 
@@ -158,6 +160,24 @@ TEST(ALogWithoutStandardError, GoesIntoNoFile) {
         ::_exit(next > STDERR_FILENO && ::fcntl(STDIN_FILENO, F_GETFD) == 0 ? 0 : 1);
     });
     EXPECT_EQ(waitStatus(child), 0);
+}
+
+TEST(ALogStream, HasADescriptionOfItsOwnForAPipeAndNotForAFile) {
+    const TemporaryFolder folder;
+    folder.write("log", "");
+    const Descriptor file(::open(folder.path("log").c_str(), O_WRONLY | O_CLOEXEC));
+    Pipe pipe;
+    const auto openFiles = [] {
+        const std::filesystem::directory_iterator entries("/proc/self/fd");
+        return static_cast<int>(std::distance(begin(entries), end(entries)));
+    };
+    const auto opened = [&] {
+        const int before = openFiles();
+        const LogStream stream;
+        ::_exit(10 + openFiles() - before);
+    };
+    EXPECT_EQ(WEXITSTATUS(waitStatus(startedProcess(pipe.writing.get(), opened))), 11);
+    EXPECT_EQ(WEXITSTATUS(waitStatus(startedProcess(file.get(), opened))), 10);
 }
 
 } // namespace webservice::test

@@ -245,4 +245,35 @@ TEST_F(TheProgram, LogsOnceWhatItIgnoresInTheOutbox) {
                                                  "stray.txt: it is in no computer's folder"}));
 }
 
+TEST_F(TheProgram, LogsWhatGoesWrong) {
+    folder.write("data/outbox/7/a", "hello");
+    ServiceProcess service(folder.path("data").string());
+    HttpClient client(service.port());
+    const auto post = [&](std::string_view operation, std::string_view json) {
+        client.post(std::string(operation), json);
+    };
+    post("Registration.svc/CheckUserMailActivationStatus", R"({"UserID":"9"})");
+    post("MAC/ErrorLog.svc/LogError",
+         R"({"ErrorClass":"C","ErrorMethod":"M","ErrorMessage":"broken","ComputerID":"7"})");
+    post("SyncFileChanges.svc/SyncFilesInTableAndCloud", R"([{"ComputerID":"9"}])");
+    post("Uploads.svc/GetTopFileUpload", poll);
+    post("Uploads.svc/GetTopFileUploadWithStream", R"({"ToComputerID":"7","Length":"9"})");
+    post("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"1","FileName":"\\b"})");
+    client.exchange("POST", "/QuenmarkRestService/Downloads.svc/UpdateFileRequestWithStream", "x",
+                    "FilePath: x\r\nFileRequestID: 9\r\n");
+    folder.move("data/outbox", "elsewhere");
+    client.exchange("GET", "/status", "");
+    const std::string log = service.errors();
+    for (const char* line :
+         {"Z Registration.svc/CheckUserMailActivationStatus refused: UnknownUser: there is no user 9\n",
+          "Z client error: computer 7, user -, C, M: broken\n",
+          "Z a change of a file has failed: there is no computer 9\n",
+          "Z upload 1 of computer 7 cannot go on at byte 9, beyond its end; it goes behind the others. Remove \\a from "
+          "the "
+          "computer's temporary area.\n",
+          "Z upload 1 is \\a, but acknowledged as \\b\n", "Z no request for x; the content is kept\n",
+          "Z the outbox was removed or renamed; using a new one\n"})
+        EXPECT_NE(log.find(line), std::string::npos) << line << log;
+}
+
 } // namespace webservice::test

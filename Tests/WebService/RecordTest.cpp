@@ -138,13 +138,11 @@ TEST(ADecimalNumber, IsDigitsOnlyAndFits) {
 
 TEST(AJsonBody, ReleasesWhatTheParserNoLongerNeeds) {
     JsonBody body;
-    body.receive("[");
-    const std::string piece = '"' + std::string(65'536, 'x') + "\",";
+    body.receive("\"");
     for (int i = 0; i < 64; ++i)
-        body.receive(piece);
-    body.receive("1]");
+        body.receive(std::string(65'536, 'x'));
     EXPECT_GT(body.memory(), 64U * 65'536);
-    EXPECT_LT(body.memory(), 3U * 64 * 65'536);
+    EXPECT_LT(body.memory(), 2U * 64 * 65'536);
 }
 
 } // namespace webservice
