@@ -199,6 +199,18 @@ TEST_F(AServersClients, ExpireInHeadersAndWhileLingeringWhateverTheySend) {
     }
 }
 
+TEST_F(AServersClients, AreWaitedForBelowEightKibibytesASecond) {
+    SomeClient& first = add(Phase::Response);
+    now += 10s;
+    first.transferred(std::size_t{9} * 8192 + 1); // for a little more than nine of these seconds
+    EXPECT_FALSE(clients->disconnectSlowest());
+    first.enter(Phase::Response);
+    now += 10s;
+    first.transferred(std::size_t{9} * 8192);
+    EXPECT_TRUE(clients->disconnectSlowest());
+    EXPECT_TRUE(first.wasDropped);
+}
+
 TEST(TheLimitsOfAServer, AreTheDocumentedOnes) {
     const Limits limits;
     EXPECT_EQ(limits.maxConnections, 10'000U);

@@ -63,4 +63,10 @@ TEST_F(AServiceWhoseFolderIsRemoved, DoesNotGoOnWithoutItsDatabase) {
     EXPECT_THROW(call("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})"), StateLost);
 }
 
+TEST_F(AServiceWhoseFolderIsRemoved, ServesRequestsWithoutAnOutboxThatCanBeRead) {
+    folder.move("data/outbox", "elsewhere");
+    folder.write("data/outbox", "a file");
+    EXPECT_EQ(request("GET", "/status").body, R"({"pending":0,"acknowledged":0,"withdrawn":0})");
+}
+
 } // namespace webservice::test
