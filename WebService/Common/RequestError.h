@@ -11,8 +11,8 @@ namespace webservice {
 /// Why a request is not fulfilled: the code and the message of the "error" object in the body of its response, and the
 /// status of that. Every error of a request is raised by throwing one.
 ///
-/// The status is 200 where the request is understood and an operation cannot fulfil it. The message of such an error may
-/// quote values of the request, and is cut where it is long.
+/// The status is 200 where the request is understood and an operation cannot fulfil it. The message of such an error
+/// may quote values of the request, and is cut where it is long.
 class RequestError : public std::runtime_error {
 public:
     using HeaderFields = std::vector<std::pair<std::string, std::string>>;
