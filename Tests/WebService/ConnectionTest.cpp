@@ -113,7 +113,7 @@ TEST(AConnection, SendsContinueOnlyToClientsOfHttp11) {
         if (std::string(version) == "1.1") {
             EXPECT_EQ(client.receive().head, "HTTP/1.1 100 Continue\r\n\r\n");
         } else {
-            // By the time that another connection has been served, the head has been read.
+            // By the time that another connection has been served, the headers have been read.
             HttpClient other(port);
             EXPECT_EQ(other.exchange("GET", "/hello", "").body, "hello");
             EXPECT_EQ(other.exchange("GET", "/hello", "").body, "hello");

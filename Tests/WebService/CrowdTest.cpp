@@ -32,8 +32,8 @@ protected:
         allowOpenFiles();
     }
 
-    /// Another client's requests on new and on kept connections are answered within a second, also while the crowd
-    /// sends `drop` now and then; and the service ends within two.
+    /// Another client's requests on new and on kept connections get their responses within a second, also while the
+    /// crowd sends `drop` now and then; and the service ends within two.
     void expectNoDelay(const Crowd& crowd, std::string_view drop) {
         HttpClient kept(service->port());
         for (int i = 0; i < 10; ++i) {

@@ -1,4 +1,4 @@
-// The development web service's log: what a line looks like, and what becomes of lines that nobody takes.
+// The development web service's log: the form of a line, and lines that cannot be written.
 
 #include "WebService/Common/Log.h"
 

@@ -1,4 +1,4 @@
-// The account of what lies in the outbox and what became of it.
+// The records of the items in the outbox and of their uploads.
 
 #include "WebService/Outbox/OutboxLedger.h"
 

@@ -1,4 +1,4 @@
-// The folder of the outbox and the items in it, whoever made them.
+// The folder of the outbox, and the items in it as they are opened, made and moved.
 
 #include "WebService/Outbox/OutboxTree.h"
 

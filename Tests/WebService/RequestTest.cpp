@@ -1,4 +1,4 @@
-// What a request's head tells.
+// The request line and headers of a request.
 
 #include "WebService/Http/Request.h"
 

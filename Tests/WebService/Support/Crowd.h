@@ -9,7 +9,7 @@
 
 namespace webservice::test {
 
-/// Many connections to a port of 127.0.0.1 that send what they are told to and read nothing.
+/// Many connections to a port of 127.0.0.1 that send the given bytes and read nothing.
 class Crowd {
 public:
     /// Opens `count` connections and sends `bytes` on each.

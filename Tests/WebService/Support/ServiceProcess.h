@@ -37,7 +37,7 @@ public:
     /// What it writes to standard output from the last line() to its end.
     std::string restOfOutput();
 
-    /// Has nobody read standard error any more, if that is a pipe.
+    /// Closes the reading end of standard error, if that is a pipe.
     void closeErrors() { unread_.close(); }
 
     /// What it has written to standard error up to now, if that goes to memory.
