@@ -11,7 +11,7 @@
 
 namespace Quenmark {
 
-/// A value was asked for something that values of its kind do not have.
+/// An operation on a value whose kind does not support it.
 class UnsupportedOperation : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -61,8 +61,8 @@ boost::json::object encode(const std::vector<Record>& records) {
     return {{"syncData", std::move(array)}};
 }
 
-/// Moves the entries of a response out of it, one key after the other. Keys that come in the order in which they are
-/// asked for are found without a search.
+/// Moves the entries of a response out of it, one key after the other. Keys that stand in the order in which they
+/// are requested are found without a search.
 class EntryReader {
 public:
     explicit EntryReader(boost::json::object& object) : object_(object), next_(object.begin()) {}

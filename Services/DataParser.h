@@ -5,7 +5,7 @@
 namespace Quenmark {
 
 /// The names of the functions that turn decoded responses into response records. The values are moved out of the
-/// response and kept as they came; a missing key leaves nil. A response of the wrong shape throws UnsupportedOperation,
+/// response unchanged; a missing key leaves nil. A response of the wrong shape throws UnsupportedOperation,
 /// one whose lists give more than 256 MiB of records ResponseTooLarge (Coding.h). Pure functions.
 class DataParser {
 public:

@@ -8,7 +8,7 @@
 
 namespace Quenmark {
 
-/// A connection of the older transport with a text to know it by.
+/// A connection of the older transport with a text that identifies it.
 class DownloadConnection : public Platform::UrlConnection {
 public:
     /// Named after its keywords: makes a connection and, where `startImmediately` says so, starts it.

@@ -3,7 +3,6 @@
 #include "Platform/Json.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"
-#include "Services/ServiceRoot.h"
 
 #include <utility>
 
@@ -37,9 +36,9 @@ Result<std::string> body(const boost::json::value& params, std::string_view logP
     return Result<std::string>(std::move(*json));
 }
 
-Platform::UrlRequest request(std::string_view path, std::string body) {
+Platform::UrlRequest request(std::optional<Platform::Url> url, std::string body) {
     Platform::UrlRequest request;
-    request.url = absoluteURL(path);
+    request.url = std::move(url);
     request.timeoutInterval = std::chrono::seconds(60);
     request.setValueForHTTPHeaderField(std::to_string(body.size()), "Content-Length");
     request.httpMethod = "POST";
@@ -47,8 +46,8 @@ Platform::UrlRequest request(std::string_view path, std::string body) {
     return request;
 }
 
-Platform::UrlRequest jsonRequest(std::string_view path, std::string body) {
-    auto result = request(path, std::move(body));
+Platform::UrlRequest jsonRequest(std::optional<Platform::Url> url, std::string body) {
+    auto result = request(std::move(url), std::move(body));
     result.addValueForHTTPHeaderField("application/json", "Content-Type");
     return result;
 }

@@ -26,10 +26,10 @@ Platform::Log::Priority priorityOf(std::string_view path);
 Result<std::string> body(const boost::json::value& params, std::string_view logPrefix,
                          Platform::Log::Priority priority = Platform::Log::Priority::Info);
 
-/// A POST of `body` to the path below the service root, without a "Content-Type".
-Platform::UrlRequest request(std::string_view path, std::string body);
+/// A POST of `body` to `url`, without a "Content-Type".
+Platform::UrlRequest request(std::optional<Platform::Url> url, std::string body);
 /// As `request`, with the "Content-Type" of JSON.
-Platform::UrlRequest jsonRequest(std::string_view path, std::string body);
+Platform::UrlRequest jsonRequest(std::optional<Platform::Url> url, std::string body);
 
 /// Logs the outcome of the post and reports it. An error with code -1 is logged and not reported, which is required.
 void finish(const std::optional<Platform::Data>& data, const std::optional<Platform::Error>& error,

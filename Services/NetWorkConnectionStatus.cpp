@@ -7,13 +7,14 @@
 namespace Quenmark {
 
 bool NetWorkConnectionStatus::ConectionStatus() {
-    namespace NetworkFlag = Platform::NetworkFlag;
     sockaddr_in zeroAddress{};
     zeroAddress.sin_family = AF_INET;
     const auto target = Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress));
-    if (!target)
-        return false;
-    const auto flags = target->flags();
+    return target && connectionStatusForFlags(target->flags());
+}
+
+bool NetWorkConnectionStatus::connectionStatusForFlags(std::optional<std::uint32_t> flags) {
+    namespace NetworkFlag = Platform::NetworkFlag;
     if (!flags)
         return false;
     const auto isSet = [&](std::uint32_t flag) { return (*flags & flag) != 0; };

@@ -14,7 +14,7 @@ enum class OperationVariant {
     PostList,
     /// As Post; the handler receives the bare status instead of a record.
     PostForStatus,
-    /// As Post, with the response handed on raw; does nothing on releases before 10.10.
+    /// As Post, with the undecoded response passed on; does nothing on releases before 10.10.
     RawStream,
     /// A file is sent, the record's fields travel in header fields; does nothing on releases before 10.10.
     HeaderUpload,

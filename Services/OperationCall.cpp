@@ -2,30 +2,33 @@
 
 #include "Services/RestConnector.h"
 #include "Services/RestConnector_Old.h"
+#include "Services/ServicesUtilities.h"
 
 #include <memory>
 
 namespace Quenmark {
 
-bool isCarriedOut(OperationVariant variant) {
+bool isCarriedOut(OperationVariant variant, const ServiceContext& context) {
     const bool isStream = variant == OperationVariant::RawStream || variant == OperationVariant::HeaderUpload;
-    return !isStream || !RestInterface::isLessThan10_10();
+    return !isStream || !ServicesUtilities::isLessThan10_10(context.settings());
 }
 
-void startRequest(OperationVariant variant, const char* path, boost::json::object params, JsonPost::Finished finished) {
+void startRequest(OperationVariant variant, const char* path, boost::json::object params, JsonPost::Finished finished,
+                  const ServiceContext& context) {
     if (variant == OperationVariant::HeaderUpload)
-        return std::make_shared<RestConnector>()->startAsyncUploadWithStreamRequest(path, params, nullptr,
-                                                                                    std::move(finished));
+        return std::make_shared<RestConnector>(context)->startAsyncUploadWithStreamRequest(path, params, nullptr,
+                                                                                           std::move(finished));
     const boost::json::value body =
         variant == OperationVariant::PostList ? std::move(params["syncData"]) : boost::json::value(std::move(params));
-    if (RestInterface::isLessThan10_10())
-        std::make_shared<RestConnector_Old>()->startAsyncTask(path, body, nullptr, std::move(finished));
+    if (ServicesUtilities::isLessThan10_10(context.settings()))
+        std::make_shared<RestConnector_Old>(context)->startAsyncTask(path, body, nullptr, std::move(finished));
     else
-        std::make_shared<RestConnector>()->startAsyncTask(path, body, nullptr, std::move(finished));
+        std::make_shared<RestConnector>(context)->startAsyncTask(path, body, nullptr, std::move(finished));
 }
 
-void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler) {
-    std::make_shared<RestConnector>()->startAsyncDownloadWithStreamRequest(
+void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler,
+                     const ServiceContext& context) {
+    std::make_shared<RestConnector>(context)->startAsyncDownloadWithStreamRequest(
         path, std::move(params), nullptr,
         [handler = std::move(handler)](std::optional<Platform::HttpUrlResponse> response, Result<Platform::Data> data,
                                        std::uint64_t status) {

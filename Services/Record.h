@@ -12,7 +12,7 @@ namespace Quenmark {
 /// A field of a request: text in the form that the web service expects, or nil, which leaves its key out.
 using RequestField = std::optional<std::string>;
 
-/// A field of a response: the decoded value as it came, whatever its type; nil when the response has no such key. A
+/// A field of a response: the decoded value, unchanged, of whatever type; nil when the response has no such key. A
 /// JSON null is a value.
 using ResponseField = std::optional<boost::json::value>;
 

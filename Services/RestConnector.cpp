@@ -4,7 +4,6 @@
 #include "Platform/Json.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"
-#include "Services/Reachability/Reachability.h"
 #include "Services/ServiceRoot.h"
 #include "Services/StagedUpload.h"
 
@@ -21,14 +20,14 @@ using Platform::UrlSession;
 using Platform::UrlSessionConfiguration;
 
 std::optional<Platform::Url> RestConnector::getAbsoluteURL(std::string_view path) const {
-    return absoluteURL(path);
+    return absoluteURL(path, context_.settings());
 }
 
 void RestConnector::makeSession(UrlSessionConfiguration configuration) {
     session_ =
         UrlSession::sessionWithConfiguration(std::move(configuration), shared_from_this(), Platform::Queue::main());
-    // The session keeps this, its delegate, until its last task is done, and is kept by this. One task that is made and
-    // let go frees the two of each other until there is another.
+    // The session keeps this, its delegate, until its last task is done, and is kept by this. One task that is created
+    // and destroyed breaks that cycle until there is another task.
     session_->uploadTaskWithStreamedRequest({});
 }
 
@@ -60,7 +59,7 @@ void RestConnector::configSessionForDownload() {
 
 std::optional<std::string> RestConnector::beginPost(std::string_view task, const boost::json::value& params,
                                                     ProgressHandler progress, const Finished& finished) {
-    if (!Reachability::isReachable()) {
+    if (!context_.isReachable()) {
         finished({}, RestStatusNotReachable);
         return std::nullopt;
     }
@@ -80,7 +79,7 @@ void RestConnector::startAsyncTask(std::string_view task, const boost::json::val
     if (!body)
         return;
     sessionTask_ = session_->dataTaskWithRequest(
-        JsonPost::jsonRequest(task, std::move(*body)),
+        JsonPost::jsonRequest(getAbsoluteURL(task), std::move(*body)),
         [finished = std::move(finished), priority = JsonPost::priorityOf(task)](
             const std::optional<Data>& data, const std::optional<HttpUrlResponse>&, const std::optional<Error>& error) {
             JsonPost::finish(data, error, finished, priority);
@@ -90,7 +89,7 @@ void RestConnector::startAsyncTask(std::string_view task, const boost::json::val
 
 void RestConnector::startAsyncDownloadWithStreamRequest(std::string_view task, const boost::json::value& params,
                                                         ProgressHandler progress, RawFinished finished) {
-    if (!Reachability::isReachable())
+    if (!context_.isReachable())
         return finished(std::nullopt, {}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
     configSessionForData();
@@ -98,7 +97,7 @@ void RestConnector::startAsyncDownloadWithStreamRequest(std::string_view task, c
     if (body.error() != nullptr)
         return finished(std::nullopt, Result<Data>(*body.error()), RestStatusEncodeError);
     sessionTask_ = session_->dataTaskWithRequest(
-        JsonPost::jsonRequest(task, std::move(*body.value())),
+        JsonPost::jsonRequest(getAbsoluteURL(task), std::move(*body.value())),
         [finished = std::move(finished)](std::optional<Data> data, std::optional<HttpUrlResponse> response,
                                          std::optional<Error> error) {
             if (error)
@@ -111,13 +110,13 @@ void RestConnector::startAsyncDownloadWithStreamRequest(std::string_view task, c
 
 void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, const boost::json::object& params,
                                                       ProgressHandler progress, Finished finished) {
-    if (!Reachability::isReachable())
+    if (!context_.isReachable())
         return finished({}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
     configSessionForUpload();
-    auto upload = std::make_shared<StagedUpload>(params);
+    auto upload = std::make_shared<StagedUpload>(params, context_.settings().stagingDirectory);
     const auto request = upload->request(getAbsoluteURL(task));
-    // A task that is never started; required so.
+    // A task that is never started, as is required.
     session_->uploadTaskWithStreamedRequest(request);
     const auto uploadTask = session_->uploadTaskWithRequest(
         request, upload->fileUrl(),
@@ -136,7 +135,7 @@ void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, con
 }
 
 void RestConnector::startAsyncDownload(std::string_view url, ProgressHandler progress, DataFinished finished) {
-    if (!Reachability::isReachable())
+    if (!context_.isReachable())
         return finished({}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
     configSessionForDownload();
@@ -164,7 +163,7 @@ void RestConnector::startAsyncUpload(std::string_view task, const boost::json::v
     auto body = beginPost(task, params, std::move(progress), finished);
     if (!body)
         return;
-    const auto request = JsonPost::request(task, std::move(*body));
+    const auto request = JsonPost::request(getAbsoluteURL(task), std::move(*body));
     Log::write("url is........" + (request.url ? request.url->absoluteString() : text(std::nullopt)));
 }
 

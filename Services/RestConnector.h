@@ -3,6 +3,7 @@
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Services/JsonPost.h"
 #include "Services/Result.h"
+#include "Services/ServiceContext.h"
 
 #include <cstdint>
 #include <functional>
@@ -23,9 +24,11 @@ public:
     using ProgressHandler = std::function<void()>;
     using Finished = JsonPost::Finished;
     using DataFinished = std::function<void(Result<Platform::Data>, std::uint64_t status)>;
-    /// The head of the response; its body, or the error.
+    /// The status and header fields of the response; its body, or the error.
     using RawFinished =
         std::function<void(std::optional<Platform::HttpUrlResponse>, Result<Platform::Data>, std::uint64_t status)>;
+
+    explicit RestConnector(ServiceContext context = {}) : context_(std::move(context)) {}
 
     /// The address of a path below the service root; nil when it forms no URL.
     std::optional<Platform::Url> getAbsoluteURL(std::string_view path) const;
@@ -39,7 +42,7 @@ public:
     /// reported.
     void startAsyncTask(std::string_view task, const boost::json::value& params, ProgressHandler progress,
                         Finished finished);
-    /// Posts parameters as JSON and hands the response on as it is.
+    /// Posts parameters as JSON and reports the response undecoded.
     void startAsyncDownloadWithStreamRequest(std::string_view task, const boost::json::value& params,
                                              ProgressHandler progress, RawFinished finished);
     /// Sends the file at "FilePath" of the parameters, by way of a copy in the home directory, with the parameters
@@ -50,7 +53,7 @@ public:
     /// Gets an absolute URL into memory; a response that is too long for that (UrlRequest.h, `maximumDataInMemory`) is
     /// a transport error.
     void startAsyncDownload(std::string_view url, ProgressHandler progress, DataFinished finished);
-    /// Builds a request and sends nothing; `finished` is told of failures only. Required so; nothing uses it.
+    /// Builds a request and sends nothing; `finished` is called for failures only. That is required; nothing uses it.
     void startAsyncUpload(std::string_view task, const boost::json::value& params, ProgressHandler progress,
                           const Finished& finished);
 
@@ -93,6 +96,7 @@ private:
     std::optional<std::string> beginPost(std::string_view task, const boost::json::value& params,
                                          ProgressHandler progress, const Finished& finished);
 
+    ServiceContext context_;
     std::shared_ptr<Platform::UrlSession> session_;
     std::shared_ptr<Platform::UrlSessionTask> sessionTask_;
     ProgressHandler progressHandler_;

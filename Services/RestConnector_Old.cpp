@@ -1,7 +1,6 @@
 #include "Services/RestConnector_Old.h"
 
 #include "Platform/UrlLoading/UrlConnection.h"
-#include "Services/Reachability/Reachability.h"
 #include "Services/ServiceRoot.h"
 
 #include <utility>
@@ -9,12 +8,12 @@
 namespace Quenmark {
 
 std::optional<Platform::Url> RestConnector_Old::getAbsoluteURL(std::string_view path) const {
-    return absoluteURL(path);
+    return absoluteURL(path, context_.settings());
 }
 
 void RestConnector_Old::startAsyncTask(std::string_view task, const boost::json::value& params,
                                        ProgressHandler progress, Finished finished) {
-    if (!Reachability::isReachable())
+    if (!context_.isReachable())
         return finished({}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
     auto body = JsonPost::body(params, "Json String ", JsonPost::priorityOf(task));
@@ -22,7 +21,7 @@ void RestConnector_Old::startAsyncTask(std::string_view task, const boost::json:
         return finished(Result<boost::json::value>(*body.error()), RestStatusEncodeError);
     operationQueue_ = Platform::Queue::serial("RestConnector_Old");
     Platform::UrlConnection::sendAsynchronousRequest(
-        JsonPost::jsonRequest(task, std::move(*body.value())), *operationQueue_,
+        JsonPost::jsonRequest(getAbsoluteURL(task), std::move(*body.value())), *operationQueue_,
         [self = shared_from_this(), finished = std::move(finished), priority = JsonPost::priorityOf(task)](
             const std::optional<Platform::HttpUrlResponse>&, const std::optional<Platform::Data>& data,
             const std::optional<Platform::Error>& error) { JsonPost::finish(data, error, finished, priority); });

@@ -2,6 +2,7 @@
 
 #include "Platform/Queue.h"
 #include "Services/JsonPost.h"
+#include "Services/ServiceContext.h"
 
 #include <functional>
 #include <memory>
@@ -20,6 +21,8 @@ public:
     using ProgressHandler = std::function<void()>;
     using Finished = JsonPost::Finished;
 
+    explicit RestConnector_Old(ServiceContext context = {}) : context_(std::move(context)) {}
+
     /// The address of a path below the service root; nil when it forms no URL.
     std::optional<Platform::Url> getAbsoluteURL(std::string_view path) const;
 
@@ -33,6 +36,7 @@ public:
     void setProgressHandler(ProgressHandler handler) { progressHandler_ = std::move(handler); }
 
 private:
+    ServiceContext context_;
     std::optional<Platform::Queue> operationQueue_;
     ProgressHandler progressHandler_;
 };

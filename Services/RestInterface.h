@@ -20,7 +20,7 @@ namespace Quenmark {
 /// handler is never called when the transfer ends with the error code -1, nor when the response has not the shape that
 /// its parser needs (the exception then goes to the run loop, which logs it).
 ///
-/// The response's own "ReturnStatus" is not looked at here: a call that the service refused has `RestStatusSuccess`
+/// The response's own "ReturnStatus" is not examined here: a call that the service refused has `RestStatusSuccess`
 /// too. The functions keep no state, and may be called from any thread: a call from another one than the run loop's is
 /// posted to the loop, which makes it on the main queue, and whose thread every handler runs on. A handler must not be
 /// empty.
@@ -31,7 +31,7 @@ public:
     /// Whether the release is at least 10.7 and older than 10.10 (ServicesUtilities.h).
     static bool isLessThan10_10();
 
-    /// The head and the whole body of a response that is handed on as it is, both nil when the status is not
+    /// The status line, header fields and complete body of an undecoded response, both nil when the status is not
     /// `RestStatusSuccess`.
     using RawCompletionHandler = std::function<void(std::optional<Platform::HttpUrlResponse>,
                                                     std::optional<Platform::Data>, std::int64_t status)>;
@@ -53,17 +53,17 @@ public:
     static void asyncTransferFilesFromCloudToBaseSystem(
         const TransferFilesFromCloudToBaseSystemQuery& query,
         CompletionHandler<TransferFilesFromCloudToBaseSystemResponseData> withCompletionHandler);
-    /// Asks for the next item that waits for a computer.
+    /// Requests the next pending item of a computer.
     static void asyncGetTopFileUpload(const GetTopFileUploadQuery& query,
                                       CompletionHandler<GetTopFileUploadResponseData> withCompletionHandler);
-    /// Asks whether a user has confirmed the account.
+    /// Queries whether a user has confirmed the account.
     static void asyncCheckUserMailActivationStatus(
         const CheckUserMailActivationStatusQuery& query,
         CompletionHandler<CheckUserMailActivationStatusResponseData> withCompletionHandler);
     /// Acknowledges one received item.
     static void asyncUpdateFileUpload(const UpdateFileUploadQuery& query,
                                       CompletionHandler<UpdateFileUploadResponseData> withCompletionHandler);
-    /// Asks for the next file that others want from a computer.
+    /// Requests the next file that is requested from a computer.
     static void asyncGetTopFileRequest(const GetTopFileRequestQuery& query,
                                        CompletionHandler<GetTopFileRequestResponseData> withCompletionHandler);
     /// Reports that a requested file is in transit.
@@ -73,10 +73,10 @@ public:
     static void asyncSyncFilesInTableAndCloud(
         const std::vector<SyncFilesInTableAndCloudQuery>& query,
         CompletionHandler<std::vector<SyncFilesInTableAndCloudResponseData>> withCompletionHandler);
-    /// Tells that a computer is alive.
+    /// Reports that a computer is alive.
     static void asyncUpdateComputerStatus(const UpdateComputerStatusQuery& query,
                                           CompletionHandler<UpdateComputerStatusResponseData> withCompletionHandler);
-    /// Hands over the whole file table of a computer.
+    /// Uploads the complete file table of a computer.
     static void asyncOneTimeSyncFiles(const OneTimeSyncFilesQuery& query,
                                       CompletionHandler<OneTimeSyncFilesResponseData> withCompletionHandler);
     /// Has a forgotten password sent.
@@ -94,32 +94,32 @@ public:
     /// Reports a failure to the error log.
     static void asyncLogError(const LogErrorQuery& query,
                               CompletionHandler<LogErrorResponseData> withCompiletionHandler);
-    /// Asks for the whole state of sharing of a user and computer.
+    /// Requests the complete sharing state of a user and computer.
     static void
     asyncGetSharedFilesTransferData(const GetSharedFilesTransferDataQuery& query,
                                     CompletionHandler<GetSharedFilesTransferDataResponseData> withCompletionHandler);
-    /// Tells that a shared file is already there.
+    /// Reports that a shared file exists already.
     static void asyncUpdateFileExist(const UpdateFileExistQuery& query,
                                      CompletionHandler<UpdateFileExistResponseData> withCompletionHandler);
-    /// Tells that a sent file has been received.
+    /// Reports that a sent file has been received.
     static void
     asyncUpdateFileSendReceived(const UpdateFileSendReceivedQuery& query,
                                 CompletionHandler<UpdateFileSendReceivedResponseData> withCompletionHandler);
-    /// Announces a file that is to be streamed up. The handler is given the bare status, and only where there is none:
+    /// Announces a file that is to be streamed up. The handler receives the bare status, and only where there is none:
     /// a response with a status fails to parse.
     static void asyncUploadFileWithStream(const UploadFileWithStreamQuery& query,
                                           CompletionHandler<ResponseField> withCompletionHandler);
-    /// Announces a file that is to be sent. The handler is given the bare status, and only where there is none: a
+    /// Announces a file that is to be sent. The handler receives the bare status, and only where there is none: a
     /// response with a status fails to parse.
     static void asyncupdateSendFileToTransfer(const UpdateSendFileToTransferQuery& query,
                                               CompletionHandler<ResponseField> withcompletionHandler);
-    /// Asks whether the cloud holds a file.
+    /// Queries whether the cloud holds a file.
     static void asyncIsFileExistsInCloud(const IsFileExistsInCloudQuery& query,
                                          CompletionHandler<IsFileExistsInCloudResponseData> withCompiletionHandler);
-    /// Tells that a shared file has been received.
+    /// Reports that a shared file has been received.
     static void asyncUpdateFileReceived(const UpdateFileReceivedQuery& query,
                                         CompletionHandler<UpdateFileReceivedResponseData> withCompiletionHandler);
-    /// Takes a received file out of the transfers.
+    /// Removes a received file from the transfers.
     static void asyncDeleteReceivedFileFromTransfer(
         const DeleteReceivedFileFromTransferQuery& query,
         CompletionHandler<DeleteReceivedFileFromTransferResponseData> withCompiletionHandler);
@@ -130,51 +130,51 @@ public:
     static void
     asyncInsertSharedFilesTransfer(const InsertSharedFilesTransferQuery& query,
                                    CompletionHandler<InsertSharedFilesTransferResponseData> withCompletionHandler);
-    /// Tells that the stream of an upload has started.
+    /// Reports that the stream of an upload has started.
     static void
     asyncupdateBSUploadStreamStart(const UpdateBSUploadStreamStartedQuery& query,
                                    CompletionHandler<UpdateBSUploadStreamStartedResponseData> withCompletionHandler);
-    /// Asks how much of a requested file the service holds.
+    /// Queries how much of a requested file the service holds.
     static void
     asyncCheckFileExistsInDownloads(const CheckFileExistsInDownloadsQuery& query,
                                     CompletionHandler<CheckFileExistsInDownloadsResponseData> withCompletionhandler);
-    /// Tells that the stream of an upload has failed.
+    /// Reports that the stream of an upload has failed.
     static void
     asyncUpdateBSUploadStreamFailed(const UpdateBSUploadStreamFailedQuery& query,
                                     CompletionHandler<UpdateBSUploadStreamFailedResponseData> withCompletionHandler);
-    /// Asks how much of a shared file the service holds.
+    /// Queries how much of a shared file the service holds.
     static void
     asyncCheckFileExistsInTransfers(const CheckFileExistsInTransfersQuery& query,
                                     CompletionHandler<CheckFileExistsInTransfersResponseData> withCompletionhandler);
-    /// Tells that the stream of a sent file has started.
+    /// Reports that the stream of a sent file has started.
     static void
     asyncUpdateBSSendStreamStarted(const UpdateBSSendStreamStartedQuery& query,
                                    CompletionHandler<UpdateBSSendStreamStartedResponseData> withCompletionHandler);
-    /// Tells that the stream of a sent file has failed.
+    /// Reports that the stream of a sent file has failed.
     static void
     asyncUpdateBSSendStreamFailed(const UpdateBSSendStreamFailedQuery& query,
                                   CompletionHandler<UpdateBSSendStreamFailedResponseData> withCompletionHandler);
-    /// Tells that the stream of a received file has started.
+    /// Reports that the stream of a received file has started.
     static void
     asyncUpdateBSReceiveStreamStart(const UpdateBSReceiveStreamStartedQuery& query,
                                     CompletionHandler<UpdateBSReceiveStreamStartedResponseData> withCompletionHandler);
-    /// Tells that the stream of a received file has failed.
+    /// Reports that the stream of a received file has failed.
     static void
     asyncUpdateBSReceiveStreamfailed(const UpdateBSReceiveStreamFailedQuery& query,
                                      CompletionHandler<UpdateBSReceiveStreamFailedResponseData> withCompletionHandler);
-    /// Tells that the stream of a requested file has started.
+    /// Reports that the stream of a requested file has started.
     static void asyncupdateBSDownloadStreamStart(
         const UpdateBSDownloadStreamStartedQuery& query,
         CompletionHandler<UpdateBSDownloadStreamStartedResponseData> withCompletionHandler);
-    /// Tells that the stream of a requested file has failed. No URL can be formed from its path: it ends with
+    /// Reports that the stream of a requested file has failed. No URL can be formed from its path: it ends with
     /// `RestStatusTransportError`, and nothing is sent.
     static void asyncupdateBSDownloadStreamFailed(
         const UpdateBSDownloadStreamFailedQuery& query,
         CompletionHandler<UpdateBSDownloadStreamFailedResponseData> withCompletionHandler);
-    /// Asks for the next file that is to be deleted.
+    /// Requests the next file that is to be deleted.
     static void asyncGetTopFileDeleteRequest(const GetTopFileDeleteRequestQuery& query,
                                              CompletionHandler<GetTopFileDeleteResponseData> withCompletionHandler);
-    /// Tells that a file has been deleted as asked.
+    /// Reports that a file has been deleted as requested.
     static void asyncUpdateBSFileDeleted(const UpdateBSFileDeletedQuery& query,
                                          CompletionHandler<UpdateBSFileDeleteResponseData> withCompletionHandler);
 };

@@ -11,7 +11,7 @@
 namespace Quenmark {
 
 /// What an operation hands to its completion handler: its value, mostly a record, when the status is
-/// `RestStatusSuccess`; otherwise nil, or the error that tells why there is none.
+/// `RestStatusSuccess`; otherwise nil, or the error that explains why there is none.
 template <class Value>
 class Result {
 public:

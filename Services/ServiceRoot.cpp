@@ -1,15 +1,13 @@
 #include "Services/ServiceRoot.h"
 
-#include "Platform/DeploymentSettings.h"
-
 namespace Quenmark {
 
-std::string serviceRoot() {
-    return "http://" + Platform::DeploymentSettings::current().serviceHost + "/QuenmarkRestService/";
+std::string serviceRoot(const Platform::DeploymentSettings& settings) {
+    return "http://" + settings.serviceHost + "/QuenmarkRestService/";
 }
 
-std::optional<Platform::Url> absoluteURL(std::string_view path) {
-    return Platform::Url::fromString(serviceRoot() + std::string(path));
+std::optional<Platform::Url> absoluteURL(std::string_view path, const Platform::DeploymentSettings& settings) {
+    return Platform::Url::fromString(serviceRoot(settings) + std::string(path));
 }
 
 } // namespace Quenmark

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/DeploymentSettings.h"
 #include "Platform/UrlLoading/Url.h"
 
 #include <optional>
@@ -9,10 +10,12 @@
 namespace Quenmark {
 
 /// The address that every operation's path is appended to, with its trailing "/": plain HTTP to the host of the
-/// deployment settings.
-std::string serviceRoot();
+/// settings.
+std::string serviceRoot(const Platform::DeploymentSettings& settings = Platform::DeploymentSettings::current());
 
 /// Root and path joined as they stand; nil when the path holds a character that a URL may not hold.
-std::optional<Platform::Url> absoluteURL(std::string_view path);
+std::optional<Platform::Url>
+absoluteURL(std::string_view path,
+            const Platform::DeploymentSettings& settings = Platform::DeploymentSettings::current());
 
 } // namespace Quenmark

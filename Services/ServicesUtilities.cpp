@@ -1,6 +1,5 @@
 #include "Services/ServicesUtilities.h"
 
-#include "Platform/DeploymentSettings.h"
 #include "Platform/Files.h"
 
 #include <algorithm>
@@ -16,8 +15,8 @@ namespace {
 constexpr double release10_7 = 1138.0;
 constexpr double release10_10 = 1343.0;
 
-double integralRelease() {
-    return std::floor(Platform::DeploymentSettings::current().appKitVersionNumber);
+double integralRelease(const Platform::DeploymentSettings& settings) {
+    return std::floor(settings.appKitVersionNumber);
 }
 
 /// Whether the byte continues a character of UTF-8 (RFC 3629, section 3).
@@ -34,12 +33,13 @@ std::string numberedName(const std::string& path, bool isFolder, unsigned long l
 
 } // namespace
 
-bool ServicesUtilities::isLessThan10_10() {
-    return integralRelease() >= release10_7 && integralRelease() < release10_10;
+bool ServicesUtilities::isLessThan10_10(const Platform::DeploymentSettings& settings) {
+    const double release = integralRelease(settings);
+    return release >= release10_7 && release < release10_10;
 }
 
-bool ServicesUtilities::is10_7() {
-    return integralRelease() == release10_7;
+bool ServicesUtilities::is10_7(const Platform::DeploymentSettings& settings) {
+    return integralRelease(settings) == release10_7;
 }
 
 std::string ServicesUtilities::convertPathToWindows(std::string_view path) {

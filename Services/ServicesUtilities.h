@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/DeploymentSettings.h"
+
 #include <string>
 #include <string_view>
 
@@ -10,11 +12,11 @@ class ServicesUtilities {
 public:
     ServicesUtilities() = delete;
 
-    /// Whether the integral part of the release number is at least 1138 and below 1343. Older releases response false
-    /// as well: they are served like the newest ones.
-    static bool isLessThan10_10();
+    /// Whether the integral part of the release number is at least 1138 and below 1343. Older releases give false as
+    /// well: they are served like the newest ones.
+    static bool isLessThan10_10(const Platform::DeploymentSettings& settings = Platform::DeploymentSettings::current());
     /// Whether the integral part of the release number is 1138.
-    static bool is10_7();
+    static bool is10_7(const Platform::DeploymentSettings& settings = Platform::DeploymentSettings::current());
 
     /// The path without its first character, whatever that is, every "/" a "\". Throws std::out_of_range for an empty
     /// path.
@@ -23,8 +25,8 @@ public:
     static std::string convertPathToMac(std::string_view path);
 
     /// Copies the file or folder at `path` to the first free of "name 1.ext", "name 2.ext", ... beside it and returns
-    /// the path of the copy; returns `path` itself when nothing is there. A folder's number goes behind what stands
-    /// before its last ".", and what follows is dropped. A copy that fails is tried again under the next number,
+    /// the path of the copy; returns `path` itself when nothing is there. A folder's number follows what precedes
+    /// its last "."; the rest is dropped. A copy that fails is tried again under the next number,
     /// without end. `quenmarkPath` is not used.
     static std::string checkDuplicateAndCreate(const std::string& path, const std::string& quenmarkPath);
 };

@@ -1,6 +1,5 @@
 #include "Services/StagedUpload.h"
 
-#include "Platform/DeploymentSettings.h"
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Log.h"
@@ -31,13 +30,13 @@ bool isSameFile(const std::string& one, const std::string& other) {
 
 } // namespace
 
-StagedUpload::StagedUpload(const boost::json::object& params)
+StagedUpload::StagedUpload(const boost::json::object& params, const std::optional<std::string>& stagingDirectory)
     : filePath_(textOf(params, "FilePath")), transitDownloadPath_(textOf(params, "TransitDownloadPath")),
       fileRequestID_(textOf(params, "FileRequestID")) {
     localPath_ = ServicesUtilities::convertPathToMac(text(filePath_));
     name_ = Files::lastPathComponent(localPath_);
-    const auto folder = Platform::DeploymentSettings::current().stagingDirectory;
-    copyPath_ = Files::appendingPathComponent(folder ? *folder : Platform::Environment::homeDirectory(), name_);
+    copyPath_ = Files::appendingPathComponent(
+        stagingDirectory ? *stagingDirectory : Platform::Environment::homeDirectory(), name_);
 
     // The path is read as a URL: "%41" in it is an "A", and a "#" or "?" ends it. Size and content come from there.
     const auto url = Platform::Url::fromString(localPath_);

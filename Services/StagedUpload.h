@@ -9,15 +9,14 @@
 
 namespace Quenmark {
 
-/// A file that is sent by way of a copy in the staging directory of the deployment settings: the home directory unless
-/// they name another.
+/// A file that is sent by way of a copy in a staging directory: the home directory where none is named.
 class StagedUpload {
 public:
     /// Reads the file at "FilePath" of the parameters, in either form of separators, and writes the copy, replacing a
     /// file of the same name. Nobody can read the copy who cannot read the file. The path is read as a URL, so that
     /// "a%41.txt" names the file "aA.txt", and "b#c" the file "b". A path that forms no URL (one with a blank, for
     /// instance), or that cannot be read, gives no copy. Logs size, "TransitDownloadPath" and "FileRequestID".
-    explicit StagedUpload(const boost::json::object& params);
+    StagedUpload(const boost::json::object& params, const std::optional<std::string>& stagingDirectory);
 
     /// The POST that carries the parameters in its header fields.
     Platform::UrlRequest request(std::optional<Platform::Url> url) const;

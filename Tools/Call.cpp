@@ -26,6 +26,7 @@ namespace Tools {
 using Quenmark::Operation;
 using Quenmark::RawResponse;
 using Quenmark::ResponseField;
+using Quenmark::ServiceContext;
 
 namespace {
 
@@ -79,7 +80,8 @@ boost::json::value printedResponse(const std::vector<Record>& records) {
 }
 
 template <class Query, class Response>
-void start(const Operation<Query, Response>& operation, const Query& query, Finish finish) {
+void start(const Operation<Query, Response>& operation, const Query& query, Finish finish,
+           const ServiceContext& context) {
     const Quenmark::CompletionHandler<Response> handler =
         [finish = std::move(finish)](const Quenmark::Result<Response>& result, std::int64_t status) {
             if (status == Quenmark::RestStatusSuccess && result.value() != nullptr)
@@ -87,32 +89,36 @@ void start(const Operation<Query, Response>& operation, const Query& query, Fini
             else
                 finish(failureOf(status, result.error()));
         };
-    Quenmark::perform(operation, query, handler);
+    Quenmark::perform(operation, query, handler, context);
 }
 
 template <class Query>
-void start(const Operation<Query, RawResponse>& operation, const Query& query, Finish finish) {
-    Quenmark::perform(operation, query,
-                      [finish = std::move(finish)](const std::optional<Platform::HttpUrlResponse>& response,
-                                                   std::optional<Platform::Data> data, std::int64_t status) {
-                          if (response)
-                              Platform::Log::write(text(*response));
-                          if (status == Quenmark::RestStatusSuccess && data)
-                              finish({std::move(data), std::nullopt});
-                          else
-                              finish(failureOf(status, nullptr));
-                      });
+void start(const Operation<Query, RawResponse>& operation, const Query& query, Finish finish,
+           const ServiceContext& context) {
+    Quenmark::perform(
+        operation, query,
+        [finish = std::move(finish)](const std::optional<Platform::HttpUrlResponse>& response,
+                                     std::optional<Platform::Data> data, std::int64_t status) {
+            if (response)
+                Platform::Log::write(text(*response));
+            if (status == Quenmark::RestStatusSuccess && data)
+                finish({std::move(data), std::nullopt});
+            else
+                finish(failureOf(status, nullptr));
+        },
+        context);
 }
 
 /// Starts the operation at that place of the catalogue.
-void startOperation(std::size_t place, const boost::json::value& body, const Finish& finish) {
+void startOperation(std::size_t place, const boost::json::value& body, const Finish& finish,
+                    const ServiceContext& context) {
     std::size_t at = 0;
     const auto startIfHere = [&](const auto& operation) {
         if (at++ != place)
             return;
         typename std::remove_cvref_t<decltype(operation)>::Query query;
         fill(query, body);
-        start(operation, query, finish);
+        start(operation, query, finish, context);
     };
     std::apply([&](const auto&... operation) { (startIfHere(operation), ...); }, Quenmark::Catalogue::operations);
 }
@@ -133,20 +139,33 @@ SignalWatches watchSignals(const Finish& finish) {
     return watches;
 }
 
-Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform::Duration limit, bool isStaged) {
+/// The context of an upload that is staged in the folder.
+ServiceContext stagedIn(const std::string& folder) {
+    ServiceContext context;
+    context.settings = [folder] {
+        auto settings = Platform::DeploymentSettings::current();
+        settings.stagingDirectory = folder;
+        return settings;
+    };
+    return context;
+}
+
+Outcome awaitOutcome(std::size_t place, const boost::json::value& body, Platform::Duration limit,
+                     const std::optional<StagingFolder>& folder) {
     Platform::RunLoop loop;
     Outcome outcome;
     const Finish finish = [&](Outcome ended) {
         outcome = std::move(ended);
         loop.stop(0);
     };
-    const auto watches = isStaged ? watchSignals(finish) : SignalWatches();
+    const auto watches = folder ? watchSignals(finish) : SignalWatches();
+    const auto context = folder ? stagedIn(folder->path()) : ServiceContext();
     loop.setExceptionHandler([&](const std::exception& exception) {
         finish(failed(ExitStatus::Software, std::string("the response cannot be read: ") + exception.what()));
     });
     const auto timer = Platform::Queue::main().timer(
         limit, [&] { finish(failed(ExitStatus::TimedOut, "there was no response in time")); });
-    Platform::Queue::main().async([&] { startOperation(place, body, finish); });
+    Platform::Queue::main().async([&] { startOperation(place, body, finish, context); });
     loop.run();
     return outcome;
 }
@@ -161,8 +180,7 @@ Outcome carryOut(const CallArguments& arguments) {
     if (operation.variant == Quenmark::OperationVariant::HeaderUpload &&
         !Platform::DeploymentSettings::current().stagingDirectory)
         folder.emplace();
-    return awaitOutcome(place, body, std::chrono::duration_cast<Platform::Duration>(arguments.timeout),
-                        folder.has_value());
+    return awaitOutcome(place, body, std::chrono::duration_cast<Platform::Duration>(arguments.timeout), folder);
 }
 
 } // namespace

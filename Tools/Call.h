@@ -5,8 +5,7 @@
 
 namespace Tools {
 
-/// Carries out the call and prints its response. Needs that no run loop is there yet. Throws Failure where it comes to
-/// nothing.
+/// Carries out the call and prints its response. There must be no run loop yet. Throws Failure where it fails.
 ExitStatus call(const CallArguments& arguments);
 
 } // namespace Tools

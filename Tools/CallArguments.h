@@ -26,7 +26,7 @@ struct CallArguments {
 };
 
 /// The request that the arguments give: an object of texts under the operation's keys, or a list of them for an
-/// operation that takes one. Throws Failure where they give none.
+/// operation that takes one. Throws Failure where they are not valid.
 boost::json::value requestBody(const OperationDescription& operation, const CallArguments& arguments);
 
 /// The record, or list of records, of a request from `requestBody`.

@@ -69,7 +69,7 @@ std::string withoutPasswords(std::string_view entry) {
 }
 
 CallLog::CallLog(bool isVerbose) {
-    // A person reads along, and may take the time for it.
+    // Standard error may be a terminal whose user reads along, so writing may block.
     Platform::Log::setSink([isVerbose](std::string_view entry) {
         if (isVerbose)
             Platform::StandardStreams::writeError(Platform::Log::lineOf(withoutPasswords(entry)));

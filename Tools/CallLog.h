@@ -9,7 +9,7 @@ namespace Tools {
 /// in it, in any case of letters, in JSON and in the multi-line form of dictionaries.
 std::string withoutPasswords(std::string_view entry);
 
-/// Keeps the library's log from standard error while it lives, or lets it through without passwords.
+/// Suppresses the library's log while it lives, or writes it to standard error without passwords.
 class CallLog {
 public:
     explicit CallLog(bool isVerbose);

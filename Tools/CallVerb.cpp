@@ -48,7 +48,7 @@ void addCall(CLI::App& program, Action& action) {
             "How long to wait for a response (90)")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, 1e9).description(""));
-    verb.add_flag("--verbose", arguments->verbose, "Let the library's log through to standard error, passwords as ***");
+    verb.add_flag("--verbose", arguments->verbose, "Write the library's log to standard error, passwords as ***");
     verb.footer(help + describedExitStatuses());
     verb.callback([&action, arguments] { action = [arguments] { return call(*arguments); }; });
 }

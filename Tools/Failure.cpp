@@ -10,9 +10,9 @@ namespace {
 using enum ExitStatus;
 
 constexpr std::array meanings{
-    std::pair{Success, "done; for a call: the service responded (status 0)"},
+    std::pair{Success, "success; for a call: status 0"},
     std::pair{Usage, "wrong usage: an unknown verb, option, operation or key"},
-    std::pair{DataError, "the input is no good, or cannot be written as JSON (status 4)"},
+    std::pair{DataError, "the input is not valid, or cannot be written as JSON (status 4)"},
     std::pair{NoInput, "the file, folder or preference is not there"},
     std::pair{Unavailable, "no network (status 1), or the bus, service or server cannot be reached"},
     std::pair{Software, "the response does not have the form of the operation's response"},

@@ -23,7 +23,7 @@ enum class ExitStatus : int {
 /// What the exit statuses mean, for the program's help.
 std::string describedExitStatuses();
 
-/// Ends a verb with a status and one line for people, or with an empty text without one.
+/// Ends a verb with a status and one message; an empty text prints none.
 class Failure : public std::runtime_error {
 public:
     Failure(ExitStatus status, const std::string& text) : std::runtime_error(text), status_(status) {}

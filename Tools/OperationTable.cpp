@@ -123,7 +123,7 @@ std::string_view descriptionOf(OperationVariant variant) {
         return "posts a JSON object; the handler is given the response's bare status, and only a response without one "
                "can be parsed";
     case OperationVariant::RawStream:
-        return "posts a JSON object; the response is a stream of bytes, handed on as it is; does nothing on releases "
+        return "posts a JSON object; the response is a stream of bytes, passed on undecoded; does nothing on releases "
                "10.7 to 10.9";
     case OperationVariant::HeaderUpload:
         return "posts the bytes of a file, with the fields of the request in header fields; the response is a JSON "

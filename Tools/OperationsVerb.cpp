@@ -45,7 +45,7 @@ std::string catalogueAsText() {
         text.append(operation.name).append("\n  path     ").append(operation.path);
         text.append("\n  variant  ").append(nameOf(operation.variant));
         text.append("\n  request  ").append(joined(operation.requestKeys()));
-        text.append("\n  response   ").append(joined(operation.responseProperties())).append("\n");
+        text.append("\n  response ").append(joined(operation.responseProperties())).append("\n");
     }
     return text;
 }

@@ -50,7 +50,7 @@ std::string withEscapedControls(std::string_view json) {
 
 void print(std::string_view bytes) {
     const auto error = StandardStreams::writeOutput(bytes);
-    // A reader that has seen enough, such as head(1), is nothing to tell people of.
+    // A reader that has ended, such as head(1), is not reported.
     if (error)
         throw Failure(ExitStatus::InputOutput, error->code == EPIPE ? "" : error->localizedDescription);
 }
@@ -94,7 +94,7 @@ void ProgressLine::show(std::string_view text) {
     if (!visible_)
         return;
     std::string line = Platform::printable(text);
-    // A line that reaches the right edge would go on in the next one. Bytes are at least as many as columns.
+    // A line that reaches the right edge would wrap. A text has at least as many bytes as columns.
     const std::size_t columns = StandardStreams::errorColumns() - 1;
     if (line.size() > columns) {
         std::size_t end = columns;

@@ -12,7 +12,7 @@ namespace Tools {
 void print(std::string_view bytes);
 /// Writes a line with a value from outside: exactly, or on a terminal so that the value steers nothing.
 void printLine(std::string_view value);
-/// Writes a line for people to standard error.
+/// Writes a message to standard error.
 void complain(std::string_view line);
 
 /// The value as JSON over several lines, with a line feed at the end. On a terminal control characters are escaped that
@@ -21,18 +21,18 @@ std::string prettyJson(const boost::json::value& value);
 /// A number of bytes as people read it: "812 B", "1.5 MiB".
 std::string byteCount(std::uint64_t bytes);
 
-/// One line of standard error that is written over as things go on; silent unless that is a terminal.
+/// A progress line on standard error that is rewritten in place; silent unless that is a terminal.
 class ProgressLine {
 public:
     ProgressLine();
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
-    /// Takes the line away.
+    /// Erases the line.
     ~ProgressLine();
 
     bool isVisible() const { return visible_; }
     void show(std::string_view text);
-    /// Takes the line away until the next `show`.
+    /// Erases the line until the next `show`.
     void clear();
 
 private:

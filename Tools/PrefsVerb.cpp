@@ -105,11 +105,11 @@ CLI::App& addCommand(CLI::App& verb, Action& action, const SharedArguments& argu
 } // namespace
 
 void addPrefs(CLI::App& program, Action& action) {
-    auto& verb = *program.add_subcommand("prefs", "Read and change the preferences that the service goes by");
+    auto& verb = *program.add_subcommand("prefs", "Read and change the preferences of the service");
     verb.require_subcommand(1);
     verb.footer("Keys that the service reads: computerIdKey (this computer's identifier), userIdKey (the signed-in\n"
                 "user's), quenmarkPathKey (the folder that holds the Quenmark folder, which `set` makes). Changes are\n"
-                "atomic, and the running service goes by them at its next request.\n\n"
+                "atomic, and the running service reads them at its next request.\n\n"
                 "Example:\n  quenmark prefs set computerIdKey 17");
     const auto arguments = std::make_shared<Arguments>();
 

@@ -81,7 +81,7 @@ class Collector {
 public:
     explicit Collector(Consignment& into) : into_(into) {}
 
-    /// Takes the item in; says whether it can be sent.
+    /// Adds the item; false where it cannot be sent.
     bool add(const std::string& path, const std::string& name, const fs::file_status& status) {
         std::error_code failure;
         if (fs::is_regular_file(status)) {

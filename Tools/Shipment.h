@@ -27,7 +27,7 @@ struct Consignment {
     std::vector<std::string> leftOut;
 };
 
-/// Looks through the file or folder. `name` is what the receiving computer calls it, with "\" or "/" between its parts
+/// Lists the file or folder. `name` is its name for the receiving computer, with "\" or "/" between its parts
 /// and in front or not; nil is the local name. Throws Failure where nothing is there, or a name cannot be sent.
 Consignment consignmentOf(const std::string& path, const std::optional<std::string>& name);
 

@@ -1,6 +1,5 @@
 #include "Tools/StagingFolder.h"
 
-#include "Platform/DeploymentSettings.h"
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Tools/Failure.h"
@@ -12,21 +11,15 @@
 
 namespace Tools {
 
-using Platform::DeploymentSettings;
-
 StagingFolder::StagingFolder() : path_(Platform::Environment::temporaryDirectory() + "quenmark-upload-XXXXXX") {
     if (const auto error = Platform::Files::createDirectory(Platform::Environment::temporaryDirectory()))
         throw Failure(ExitStatus::CannotCreate, error->localizedDescription);
     // Nobody but this user can read it, nor know its name before (mkdtemp(3)).
     if (::mkdtemp(path_.data()) == nullptr)
         throw Failure(ExitStatus::CannotCreate, path_ + ": " + std::generic_category().message(errno));
-    auto settings = DeploymentSettings::current();
-    settings.stagingDirectory = path_;
-    DeploymentSettings::replace(std::move(settings));
 }
 
 StagingFolder::~StagingFolder() {
-    DeploymentSettings::replace(std::nullopt);
     std::error_code failure;
     std::filesystem::remove_all(path_, failure);
 }

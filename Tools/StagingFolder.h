@@ -4,8 +4,8 @@
 
 namespace Tools {
 
-/// A private folder in which the library stages uploads while this lives, in the place of the home directory, where the
-/// staged copy would replace a file of the same name. Not to be made where the deployment settings name a folder.
+/// A private folder for uploads that the library stages while this lives. In the home directory, where it stages them
+/// otherwise, the copy would replace a file of the same name.
 class StagingFolder {
 public:
     /// Throws Failure where the folder cannot be made.
@@ -14,6 +14,8 @@ public:
     StagingFolder& operator=(const StagingFolder&) = delete;
     /// Removes the folder with all that is in it.
     ~StagingFolder();
+
+    const std::string& path() const { return path_; }
 
 private:
     std::string path_;

@@ -40,7 +40,7 @@ std::string temporaryFolder() {
     return Platform::Environment::temporaryDirectory() + "QuenmarkTemp";
 }
 
-/// Tells of items that have arrived, and of the growth of those on their way.
+/// Prints items that have arrived, and the progress of those that are being received.
 class Watch {
 public:
     explicit Watch(const std::string& folder)
@@ -105,7 +105,7 @@ private:
 void addWatch(CLI::App& program, Action& action) {
     auto& verb = *program.add_subcommand("watch", "Follow items as they arrive, with progress");
     verb.footer("Prints the path of each file and folder that comes into the Quenmark folder, a folder's with \"/\"\n"
-                "at its end. On a terminal, standard error tells how much of an item has been received so far. Ends\n"
+                "at its end. On a terminal, standard error shows how much of an item has been received so far. Ends\n"
                 "with 0 on SIGINT (Ctrl-C), and with 78 where quenmarkPathKey is not set.\n\n"
                 "Example:\n  quenmark watch | while read -r path; do echo \"new: $path\"; done");
     verb.callback([&action] {

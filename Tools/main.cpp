@@ -14,7 +14,7 @@ ExitStatus run(int argc, char** argv) {
     CLI::App program("The command-line tool of the top-file service", "quenmark");
     program.set_version_flag("--version", "quenmark " QUENMARK_VERSION);
     program.require_subcommand(1);
-    program.footer("Each verb tells more of itself: quenmark VERB --help\n\n" + Tools::describedExitStatuses());
+    program.footer("More on each verb: quenmark VERB --help\n\n" + Tools::describedExitStatuses());
     Tools::Action action;
     Tools::addStart(program, action);
     Tools::addPrefs(program, action);

@@ -56,8 +56,15 @@ constexpr Table sextetOffsets = [] {
 /// One bit for each set of lower four bits that the alphabet has under some upper four bits; `othersClass` for upper
 /// bits that it has nothing under.
 constexpr std::uint8_t othersClass = 0x10;
-constexpr Table upperClasses = {0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08,
-                                0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10};
+constexpr Table upperClasses = [] {
+    Table table{};
+    table.fill(othersClass);
+    table['+' >> 4] = 1;
+    table['0' >> 4] = 2;
+    table['A' >> 4] = table['a' >> 4] = 4;
+    table['P' >> 4] = table['p' >> 4] = 8;
+    return table;
+}();
 
 /// For each lower four bits, the classes that do not have them: a character is foreign where its two entries meet.
 constexpr Table foreignClasses = [] {

@@ -19,11 +19,11 @@ bool isSet(std::uint32_t flags, std::uint32_t flag) {
     return (flags & flag) != 0;
 }
 
-std::unique_ptr<Reachability> reachabilityWithIPv4Address(std::uint32_t address) {
+std::unique_ptr<Platform::NetworkTarget> targetWithIPv4Address(std::uint32_t address) {
     sockaddr_in socketAddress{};
     socketAddress.sin_family = AF_INET;
     socketAddress.sin_addr.s_addr = htonl(address);
-    return Reachability::reachabilityWithAddress(reinterpret_cast<const sockaddr*>(&socketAddress));
+    return Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress));
 }
 
 } // namespace
@@ -58,12 +58,17 @@ std::unique_ptr<Reachability> Reachability::reachabilityWithAddress(const sockad
 }
 
 std::unique_ptr<Reachability> Reachability::reachabilityForInternetConnection() {
-    return reachabilityWithIPv4Address(INADDR_ANY);
+    return reachabilityWithTarget(targetWithIPv4Address(INADDR_ANY));
 }
 
 std::unique_ptr<Reachability> Reachability::reachabilityForLocalWiFi() {
     constexpr std::uint32_t linkLocalNetwork = 0xA9FE0000; // 169.254.0.0 (RFC 3927)
-    auto reachability = reachabilityWithIPv4Address(linkLocalNetwork);
+    return reachabilityForLocalWiFiWithTarget(targetWithIPv4Address(linkLocalNetwork));
+}
+
+std::unique_ptr<Reachability>
+Reachability::reachabilityForLocalWiFiWithTarget(std::unique_ptr<Platform::NetworkTarget> target) {
+    auto reachability = reachabilityWithTarget(std::move(target));
     if (reachability)
         reachability->localWiFiRef = true;
     return reachability;

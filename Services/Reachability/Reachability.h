@@ -14,7 +14,7 @@ class NetworkTarget;
 namespace Quenmark {
 
 /// Posted on the default notification center by a monitoring `Reachability` whose flags have changed; its object is
-/// the `Reachability*`, valid during the call. The flags are not passed on: whoever observes asks the object again.
+/// the `Reachability*`, valid during the call. The flags are not passed on: an observer queries the object again.
 inline constexpr const char* kNetworkReachabilityChangedNotification = "kNetworkReachabilityChangedNotification";
 
 /// Whether something can be reached. There are no further values.
@@ -24,15 +24,15 @@ class Reachability;
 
 /// Where an assertion failed.
 struct AssertionPlace {
-    /// The operation, and the object that it was called on, which may be gone when this is read.
+    /// The operation, and the object that it was called on, which may no longer exist.
     std::string method;
     const Reachability* object;
-    /// The source file, and the line that the interface gives the assertion, wherever it stands.
+    /// The source file, and the line number that the interface specifies for the assertion.
     std::string file;
     int line;
 };
 
-/// An operation was called on an object that has no target: a mistake of the program.
+/// An operation was called on an object that has no target: a programming error.
 class ReachabilityAssertion : public std::logic_error {
 public:
     ReachabilityAssertion(const std::string& message, AssertionPlace place);
@@ -42,13 +42,13 @@ private:
     AssertionPlace place_;
 };
 
-/// Is shown the flags, and the name of the rule that is about to be applied to them. A place for a breakpoint: it
-/// does nothing.
+/// Receives the flags, and the name of the rule that is about to be applied to them. Does nothing; a place for a
+/// breakpoint.
 void PrintReachabilityFlags(std::uint32_t flags, const char* comment);
 
-/// Tells whether a host, an address, the Internet or the local network can be reached now, by the flags that the
-/// kernel's links and routes give (Platform/NetworkFlags.h), and on request tells of changes. Every question reads
-/// the flags anew, at once; a read that fails counts as not reachable. Questions may be asked on any thread.
+/// Whether a host, an address, the Internet or the local network is reachable, by the flags of the kernel's links and
+/// routes (Platform/NetworkFlags.h), and, on request, notifications of changes. Every query reads the flags anew; a
+/// read that fails counts as not reachable. Queries may be made on any thread.
 class Reachability {
 public:
     /// An object without a target; the factories make those that have one.
@@ -65,8 +65,12 @@ public:
     static std::unique_ptr<Reachability> reachabilityWithAddress(const sockaddr* hostAddress);
     /// For the Internet: the zero address.
     static std::unique_ptr<Reachability> reachabilityForInternetConnection();
-    /// For the local network: the address 169.254.0.0, judged by `localWiFiStatusForFlags`.
+    /// For the local network: the address 169.254.0.0, evaluated by `localWiFiStatusForFlags`.
     static std::unique_ptr<Reachability> reachabilityForLocalWiFi();
+    /// The same two for a target that the caller has made; nil for a null pointer.
+    static std::unique_ptr<Reachability> reachabilityWithTarget(std::unique_ptr<Platform::NetworkTarget> target);
+    static std::unique_ptr<Reachability>
+    reachabilityForLocalWiFiWithTarget(std::unique_ptr<Platform::NetworkTarget> target);
 
     /// Whether the Internet can be reached now.
     static bool isReachable();
@@ -75,7 +79,7 @@ public:
     /// those last seen. False where the kernel's changes cannot be followed, or there is no target. To be called on
     /// the loop's thread.
     bool startNotifier();
-    /// Ends that; no notification comes afterwards.
+    /// Stops posting; no notification follows.
     void stopNotifier();
 
     /// The status by the rule of this object's kind. Throws `ReachabilityAssertion` where there is no target.
@@ -91,8 +95,6 @@ public:
     ReachabilityStatus localWiFiStatusForFlags(std::uint32_t flags) const;
 
 private:
-    static std::unique_ptr<Reachability> reachabilityWithTarget(std::unique_ptr<Platform::NetworkTarget> target);
-
     bool localWiFiRef = false;
     std::unique_ptr<Platform::NetworkTarget> reachabilityRef;
 };

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks how much of a requested file the service holds.
+/// Queries how much of a requested file the service holds.
 struct CheckFileExistsInDownloadsQuery {
     RequestField filePath;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks how much of a shared file the service holds.
+/// Queries how much of a shared file the service holds.
 struct CheckFileExistsInTransfersQuery {
     RequestField sharedFileTransferID;
     RequestField fullPathfromFileTable;

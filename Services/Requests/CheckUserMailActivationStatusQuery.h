@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks whether a user has confirmed the account.
+/// Queries whether a user has confirmed the account.
 struct CheckUserMailActivationStatusQuery {
     RequestField userId;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Takes a received file out of the transfers.
+/// Removes a received file from the transfers.
 struct DeleteReceivedFileFromTransferQuery {
     RequestField isFileExists;
     RequestField savedFileID;

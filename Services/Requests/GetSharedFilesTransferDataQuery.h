@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks for the whole state of sharing of a user and computer.
+/// Requests the complete sharing state of a user and computer.
 struct GetSharedFilesTransferDataQuery {
     RequestField userId;
     RequestField computerId;

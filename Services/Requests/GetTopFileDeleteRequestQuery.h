@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks for the next file that is to be deleted on a computer.
+/// Requests the next file that is to be deleted on a computer.
 struct GetTopFileDeleteRequestQuery {
     RequestField fromComputerID;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks for the next file that others want from a computer.
+/// Requests the next file that is requested from a computer.
 struct GetTopFileRequestQuery {
     RequestField fromComputerID;
 

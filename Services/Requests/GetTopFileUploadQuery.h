@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks for the next item that waits for a computer.
+/// Requests the next pending item of a computer.
 struct GetTopFileUploadQuery {
     RequestField toComputerId;
 

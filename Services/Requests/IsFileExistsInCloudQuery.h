@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks whether the cloud holds a file.
+/// Queries whether the cloud holds a file.
 struct IsFileExistsInCloudQuery {
     RequestField strFullPath;
 

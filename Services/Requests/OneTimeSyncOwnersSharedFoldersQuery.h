@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks that the folders which others share with a user be offered to a computer.
+/// Requests that the folders which others share with a user be offered to a computer.
 struct OneTimeSyncOwnersSharedFoldersQuery {
     RequestField computerId;
     RequestField userId;

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Asks that a user's files in the cloud be offered to a computer.
+/// Requests that a user's files in the cloud be offered to a computer.
 struct TransferFilesFromCloudToBaseSystemQuery {
     RequestField computerID;
     RequestField quenmarkPath;

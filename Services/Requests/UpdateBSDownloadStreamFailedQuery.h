@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that the stream of a requested file has failed.
+/// Reports that the stream of a requested file has failed.
 struct UpdateBSDownloadStreamFailedQuery {
     RequestField fileRequestId;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that the stream of a requested file has started.
+/// Reports that the stream of a requested file has started.
 struct UpdateBSDownloadStreamStartedQuery {
     RequestField fileRequestId;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that a file has been deleted as asked.
+/// Reports that a file has been deleted as requested.
 struct UpdateBSFileDeletedQuery {
     RequestField deleteRequestID;
 

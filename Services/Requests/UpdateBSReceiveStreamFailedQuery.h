@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that the stream of a received file has failed.
+/// Reports that the stream of a received file has failed.
 struct UpdateBSReceiveStreamFailedQuery {
     RequestField sharedFileTransferID;
 

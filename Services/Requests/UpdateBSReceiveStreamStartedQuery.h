@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that the stream of a received file has started.
+/// Reports that the stream of a received file has started.
 struct UpdateBSReceiveStreamStartedQuery {
     RequestField sharedFileTransferID;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that the stream of a sent file has failed.
+/// Reports that the stream of a sent file has failed.
 struct UpdateBSSendStreamFailedQuery {
     RequestField sharedFileTransferID;
 

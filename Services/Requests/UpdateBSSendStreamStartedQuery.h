@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that the stream of a sent file has started.
+/// Reports that the stream of a sent file has started.
 struct UpdateBSSendStreamStartedQuery {
     RequestField sharedFileTransferID;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that the stream of an upload has failed.
+/// Reports that the stream of an upload has failed.
 struct UpdateBSUploadStreamFailedQuery {
     RequestField fileUploadId;
 

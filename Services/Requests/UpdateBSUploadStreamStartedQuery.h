@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that the stream of an upload has started.
+/// Reports that the stream of an upload has started.
 struct UpdateBSUploadStreamStartedQuery {
     RequestField fileUploadId;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that a computer is alive, and which version it runs.
+/// Reports that a computer is alive, and which version it runs.
 struct UpdateComputerStatusQuery {
     RequestField computerId;
     RequestField dateTime;

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that a shared file is already there.
+/// Reports that a shared file exists already.
 struct UpdateFileExistQuery {
     RequestField SharedFileTransferID;
 

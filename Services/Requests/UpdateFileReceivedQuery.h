@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that a shared file has been received.
+/// Reports that a shared file has been received.
 struct UpdateFileReceivedQuery {
     RequestField sharedFileTransferID;
     RequestField isFileExists;

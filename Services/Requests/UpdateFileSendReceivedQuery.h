@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// Tells that a sent file has been received.
+/// Reports that a sent file has been received.
 struct UpdateFileSendReceivedQuery {
     RequestField SharedFileTransferID;
 

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// What became of one change; the operation responds with a list of them.
+/// The status of one change; the response is a list of them.
 struct SyncFilesInTableAndCloudResponseData {
     ResponseField fileId;
     ResponseField returnStatus;

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// The version that the service knows.
+/// The version that the service has stored.
 struct UpdateComputerStatusResponseData {
     ResponseField returnStatus;
     ResponseField VersionNumber;

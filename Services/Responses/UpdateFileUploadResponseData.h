@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// What became of the call.
+/// The status of the call.
 struct UpdateFileUploadResponseData {
     ResponseField returnStatus;
     ResponseField error;

@@ -6,7 +6,7 @@
 
 namespace Quenmark {
 
-/// The status of the call. The operation hands its caller the bare "ReturnStatus" value instead (DataParser.h).
+/// The status of the call. The caller receives the bare "ReturnStatus" value instead (DataParser.h).
 struct UpdateSendFileToTransferResponseData {
     ResponseField returnStatus;
     ResponseField error;

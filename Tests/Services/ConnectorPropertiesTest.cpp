@@ -22,6 +22,8 @@ constexpr const char* path = "Uploads.svc/GetTopFileUpload";
 /// Notes the descriptions of the tasks that are challenged, which are its own tasks.
 class ChallengedConnector : public RestConnector {
 public:
+    using RestConnector::RestConnector;
+
     void URLSessionTaskDidReceiveChallenge(Platform::UrlSession&, Platform::UrlSessionTask& task,
                                            Platform::ChallengeHandler) override {
         descriptions.push_back(task.taskDescription());
@@ -56,8 +58,8 @@ TEST_F(AConnectorsCall, StoresItsProgressHandlerAndNeverCallsIt) {
         ASSERT_TRUE(runUntil([&] { return finished == handlers; }));
         EXPECT_EQ(called, 1);
     };
-    const auto connector = std::make_shared<RestConnector>();
-    const auto older = std::make_shared<Quenmark::RestConnector_Old>();
+    const auto connector = std::make_shared<RestConnector>(context);
+    const auto older = std::make_shared<Quenmark::RestConnector_Old>(context);
     const auto finish = [&finished](const auto&...) { ++finished; };
     ++handlers;
     expectStored(connector, [&](auto progress) { connector->startAsyncTask(path, {}, progress, finish); });
@@ -78,7 +80,7 @@ TEST_F(AConnectorsCall, StoresItsProgressHandlerAndNeverCallsIt) {
 
 TEST_F(AConnectorsCall, DescribesTheTaskOfAnUploadByTheFilesName) {
     server.enqueue(HttpReply::status(401, "", {{"WWW-Authenticate", "Basic realm=\"x\""}}));
-    const auto connector = std::make_shared<ChallengedConnector>();
+    const auto connector = std::make_shared<ChallengedConnector>(context);
     connector->startAsyncUploadWithStreamRequest(path, fileParams(), nullptr, reports.handler());
     ASSERT_TRUE(runUntil([&] { return !connector->descriptions.empty(); }));
     EXPECT_EQ(connector->descriptions, std::vector<std::string>{"report.txt"});
@@ -88,7 +90,7 @@ TEST_F(AConnectorsCall, DescribesTheTaskOfAnUploadByTheFilesName) {
 
 TEST_F(AConnectorsCall, LeavesTheTaskInPlaceWhenItIsClosed) {
     server.enqueue(HttpReply::silence());
-    const auto connector = std::make_shared<RestConnector>();
+    const auto connector = std::make_shared<RestConnector>(context);
     connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
     const auto task = connector->sessionTask();
     connector->close();
@@ -103,7 +105,7 @@ TEST_F(AConnectorsCall, LeavesTheTaskInPlaceWhenItIsClosed) {
 TEST_F(AConnectorsCall, ReplacesSessionAndTaskOfTheFirstWithoutCancellingIt) {
     server.enqueue(HttpReply::silence());
     server.enqueue(HttpReply::json(R"({"response": 2})"));
-    const auto connector = std::make_shared<RestConnector>();
+    const auto connector = std::make_shared<RestConnector>(context);
     connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
     const auto session = connector->session();
     const auto task = connector->sessionTask();

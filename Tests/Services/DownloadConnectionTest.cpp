@@ -1,4 +1,4 @@
-// The connection with a tag: when it starts, and whom it tells.
+// The connection with a tag: when it starts, and its delegate.
 
 #include "Services/DownloadConnection.h"
 
@@ -47,7 +47,7 @@ protected:
     std::shared_ptr<Delegate> delegate = std::make_shared<Delegate>();
 };
 
-TEST_F(ADownloadConnection, StartsAtOnceUnlessToldOtherwise) {
+TEST_F(ADownloadConnection, StartsAtOnceByDefault) {
     server.enqueue(HttpReply::ok("content"));
     DownloadConnection::initWithRequest(request(), delegate, "a tag");
     ASSERT_TRUE(runUntil([&] { return delegate->finished; }));
@@ -70,7 +70,7 @@ TEST_F(ADownloadConnection, WaitsForItsStartWhereThatIsDeferred) {
     EXPECT_EQ(delegate->body, "content");
 }
 
-TEST_F(ADownloadConnection, GoesOnWhenNobodyHoldsIt) {
+TEST_F(ADownloadConnection, RunsOnWithoutAnOwner) {
     server.enqueue(HttpReply::silence());
     const std::weak_ptr<DownloadConnection> connection =
         DownloadConnection::initWithRequest(request(), delegate, true, std::nullopt);

@@ -61,7 +61,7 @@ TEST_F(ADuplicate, TakesTheFirstFreeNumber) {
     EXPECT_EQ(make("Report.pdf"), "Report 4.pdf");
 }
 
-TEST_F(ADuplicate, TakesAFolderInItsWayForTaken) {
+TEST_F(ADuplicate, TreatsANameOfAFolderAsUsed) {
     folder.write("a.txt", "content");
     fs::create_directory(folder.path("a 1.txt"));
     EXPECT_EQ(make("a.txt"), "a 2.txt");

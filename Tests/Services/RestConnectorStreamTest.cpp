@@ -25,7 +25,7 @@ constexpr const char* path = "Uploads.svc/GetTopFileUploadWithStream";
 class ARawPost : public ServiceFixture {
 protected:
     std::shared_ptr<RestConnector> post(const boost::json::value& params, const char* task = path) {
-        auto connector = std::make_shared<RestConnector>();
+        auto connector = std::make_shared<RestConnector>(context);
         connector->startAsyncDownloadWithStreamRequest(
             task, params, nullptr,
             [this, handler = reports.handler()](std::optional<Platform::HttpUrlResponse> head,
@@ -75,7 +75,7 @@ TEST_F(ARawPost, HandsTheResponseOnAsItIs) {
     EXPECT_EQ(log.entries(), Log{"{\n  \"ToComputerID\" : \"91\"\n}"});
 }
 
-TEST_F(ARawPost, HandsOnAnEmptyResponse) {
+TEST_F(ARawPost, ReportsAnEmptyResponse) {
     server.enqueue(HttpReply::ok());
     post(boost::json::object{});
     ASSERT_TRUE(awaitReport());
@@ -101,7 +101,7 @@ TEST_F(ARawPost, RunsOnTheDataConfiguration) {
 }
 
 TEST_F(ARawPost, SendsNothingWhereTheNetworkIsNotReachable) {
-    setNetworkFlags(0);
+    setReachable(false);
     const auto connector = post(boost::json::object{});
     ASSERT_EQ(reports.all.size(), 1U);
     EXPECT_EQ(reports.all[0].status, 1U);
@@ -159,7 +159,7 @@ TEST_F(ARawPost, ReportsThatItWasClosed) {
 class APlainDownload : public ServiceFixture {
 protected:
     std::shared_ptr<RestConnector> download(const std::string& url) {
-        auto connector = std::make_shared<RestConnector>();
+        auto connector = std::make_shared<RestConnector>(context);
         connector->startAsyncDownload(url, nullptr, reports.handler());
         return connector;
     }
@@ -217,7 +217,7 @@ TEST_F(APlainDownload, RunsOnTheDownloadConfiguration) {
     EXPECT_EQ(*reports.all[0].result.value(), "");
 }
 
-TEST_F(APlainDownload, TakesAnyHttpStatusForSuccess) {
+TEST_F(APlainDownload, TreatsAnyHttpStatusAsSuccess) {
     server.enqueue(HttpReply::status(404, "gone"));
     download(server.url("/a"));
     ASSERT_TRUE(awaitReport());
@@ -269,7 +269,7 @@ TEST_F(APlainDownload, ReportsATextThatFormsNoUrl) {
 }
 
 TEST_F(APlainDownload, IsNotStartedWhereTheNetworkIsNotReachable) {
-    setNetworkFlags(0);
+    setReachable(false);
     const auto connector = download(server.url("/a"));
     ASSERT_EQ(reports.all.size(), 1U);
     EXPECT_EQ(reports.all[0].status, 1U);
@@ -285,7 +285,7 @@ protected:
         connector->startAsyncUpload(task, params, nullptr, reports.handler());
     }
 
-    std::shared_ptr<RestConnector> connector = std::make_shared<RestConnector>();
+    std::shared_ptr<RestConnector> connector = std::make_shared<RestConnector>(context);
     Reports<boost::json::value> reports{log};
 };
 
@@ -312,7 +312,7 @@ TEST_F(AnInertUpload, ReportsOnlyItsFailures) {
     EXPECT_NE(reports.all[0].result.error(), nullptr);
     EXPECT_EQ(log.entries(), Log{"Json String (null)"});
     log.clear();
-    setNetworkFlags(0);
+    setReachable(false);
     start(boost::json::object{});
     ASSERT_EQ(reports.all.size(), 2U);
     EXPECT_EQ(reports.all[1].status, 1U);

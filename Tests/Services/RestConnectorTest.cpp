@@ -30,7 +30,7 @@ protected:
     /// Posts `params` and gives the connector back, which nobody else here holds.
     std::shared_ptr<RestConnector> post(const boost::json::value& params = boost::json::object{},
                                         const char* task = path) {
-        auto connector = std::make_shared<RestConnector>();
+        auto connector = std::make_shared<RestConnector>(context);
         connector->startAsyncTask(task, params, nullptr, reports.handler());
         return connector;
     }
@@ -83,7 +83,7 @@ TEST_F(ASessionConnector, PostsOnTheDownloadConfiguration) {
 }
 
 TEST_F(ASessionConnector, SendsNothingWhereTheNetworkIsNotReachable) {
-    setNetworkFlags(0);
+    setReachable(false);
     const auto connector = post();
     ASSERT_EQ(reports.all.size(), 1U) << "it is reported before the call returns";
     EXPECT_EQ(reports.all[0].status, 1U);
@@ -98,12 +98,12 @@ TEST_F(ASessionConnector, SendsNothingWhereTheNetworkIsNotReachable) {
 
 TEST_F(ASessionConnector, LeavesProgressHandlerAndSessionAloneWhereTheNetworkIsNotReachable) {
     server.enqueue(HttpReply::json("{}"));
-    auto connector = std::make_shared<RestConnector>();
+    auto connector = std::make_shared<RestConnector>(context);
     connector->startAsyncTask(
         path, boost::json::object{}, [] { FAIL() << "progress is never reported"; }, reports.handler());
     ASSERT_TRUE(awaitReport());
     const auto session = connector->session();
-    setNetworkFlags(std::nullopt);
+    setReachable(false);
     connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
     EXPECT_EQ(reports.all.at(1).status, 1U);
     EXPECT_EQ(connector->session(), session);
@@ -122,7 +122,7 @@ TEST_F(ASessionConnector, SendsNothingThatJsonCannotCarry) {
     EXPECT_EQ(reports.all.size(), 1U);
 }
 
-TEST_F(ASessionConnector, TakesAnyHttpStatusForSuccess) {
+TEST_F(ASessionConnector, TreatsAnyHttpStatusAsSuccess) {
     for (const int status : {200, 404, 500, 401}) {
         reports.all.clear();
         server.enqueue(HttpReply::status(status, R"({"Message": "why"})"));
@@ -240,7 +240,7 @@ TEST_F(ASessionConnector, ReportsThatItWasClosed) {
 }
 
 TEST_F(ASessionConnector, CanBePausedResumedAndClosedWithoutATask) {
-    const auto connector = std::make_shared<RestConnector>();
+    const auto connector = std::make_shared<RestConnector>(context);
     connector->pause();
     connector->resume();
     connector->close();
@@ -268,7 +268,7 @@ TEST_F(ASessionConnector, KeepsTheSessionOfARequestThatCannotBeEncodedAndIsKeptB
 }
 
 TEST_F(ASessionConnector, IsFreedWithTheSessionsThatItMadeForNoTask) {
-    auto connector = std::make_shared<RestConnector>();
+    auto connector = std::make_shared<RestConnector>(context);
     connector->configSessionForData();
     connector->configSessionForUpload();
     connector->configSessionForDownload();
@@ -281,7 +281,7 @@ TEST_F(ASessionConnector, IsFreedWithTheSessionsThatItMadeForNoTask) {
 
 TEST_F(ASessionConnector, HasPropertiesThatCanBeSet) {
     server.enqueue(HttpReply::json("{}"));
-    const auto connector = std::make_shared<RestConnector>();
+    const auto connector = std::make_shared<RestConnector>(context);
     const auto session = Platform::UrlSession::sessionWithConfiguration({});
     connector->setSession(session);
     EXPECT_EQ(connector->session(), session);
@@ -322,7 +322,7 @@ TEST_F(ASessionConnector, DoesNothingAboutChallengesAndProgress) {
 
 TEST_F(ASessionConnector, LogsTheEndOfATaskThatHasNoHandler) {
     server.enqueue(HttpReply::status(404, "", {{"X-A", "1"}}));
-    const auto connector = std::make_shared<RestConnector>();
+    const auto connector = std::make_shared<RestConnector>(context);
     connector->configSessionForDownload();
     Platform::UrlRequest request;
     request.url = Platform::Url::fromString(server.url("/a"));

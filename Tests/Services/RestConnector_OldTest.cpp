@@ -27,7 +27,7 @@ class ALegacyConnector : public ServiceFixture {
 protected:
     std::shared_ptr<RestConnector_Old> post(const boost::json::value& params = boost::json::object{},
                                             const char* task = path) {
-        auto connector = std::make_shared<RestConnector_Old>();
+        auto connector = std::make_shared<RestConnector_Old>(context);
         connector->startAsyncTask(task, params, nullptr, reports.handler());
         return connector;
     }
@@ -94,7 +94,7 @@ TEST_F(ALegacyConnector, MakesANewQueueForEachRequestAndLeavesTheFirstRunning) {
 }
 
 TEST_F(ALegacyConnector, SendsNothingWhereTheNetworkIsNotReachable) {
-    setNetworkFlags(0);
+    setReachable(false);
     const auto connector = post();
     ASSERT_EQ(reports.all.size(), 1U) << "it is reported before the call returns";
     EXPECT_EQ(reports.all[0].status, 1U);
@@ -117,7 +117,7 @@ TEST_F(ALegacyConnector, SendsNothingThatJsonCannotCarry) {
     EXPECT_TRUE(everyRequest().empty());
 }
 
-TEST_F(ALegacyConnector, TakesAnyHttpStatusForSuccess) {
+TEST_F(ALegacyConnector, TreatsAnyHttpStatusAsSuccess) {
     for (const int status : {200, 404, 500}) {
         reports.all.clear();
         server.enqueue(HttpReply::status(status, R"({"Message": "why"})"));
@@ -128,7 +128,7 @@ TEST_F(ALegacyConnector, TakesAnyHttpStatusForSuccess) {
     }
 }
 
-TEST_F(ALegacyConnector, TakesTheResponseThatAsksForAuthenticationForTheResponse) {
+TEST_F(ALegacyConnector, TreatsAnAuthenticationChallengeAsTheResponse) {
     server.enqueue(HttpReply::status(401, R"({"Message": "who"})", {{"WWW-Authenticate", "Basic realm=\"x\""}}));
     post();
     ASSERT_TRUE(awaitReports());

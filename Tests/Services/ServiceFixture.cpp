@@ -1,43 +1,16 @@
 #include "ServiceFixture.h"
 
-#include "Platform/DeploymentSettings.h"
-#include "Platform/NetworkFlags.h"
 #include "Platform/UrlLoading/UrlSession.h"
 
 #include <algorithm>
 
 namespace ServicesTests {
 
-using Platform::DeploymentSettings;
 using Platform::UrlSession;
 using Platform::UrlSessionConfiguration;
 
 ServiceFixture::ServiceFixture(Time time)
-    : loop(time == Time::Manual ? Platform::RunLoop(clock) : Platform::RunLoop()) {
-    DeploymentSettings::replace(DeploymentSettings{.serviceHost = server.host(), .appKitVersionNumber = release10_10});
-    setNetworkFlags(Platform::NetworkFlag::Reachable);
-}
-
-ServiceFixture::~ServiceFixture() {
-    Platform::NetworkTarget::replaceSource({});
-    DeploymentSettings::replace(std::nullopt);
-}
-
-void ServiceFixture::setRelease(double number) {
-    auto settings = DeploymentSettings::current();
-    settings.appKitVersionNumber = number;
-    DeploymentSettings::replace(settings);
-}
-
-void ServiceFixture::setHost(const std::string& host) {
-    auto settings = DeploymentSettings::current();
-    settings.serviceHost = host;
-    DeploymentSettings::replace(settings);
-}
-
-void ServiceFixture::setNetworkFlags(std::optional<std::uint32_t> flags) {
-    Platform::NetworkTarget::replaceSource([flags] { return flags; });
-}
+    : loop(time == Time::Manual ? Platform::RunLoop(clock) : Platform::RunLoop()) {}
 
 std::vector<TestSupport::HttpRequest> ServiceFixture::everyRequest() {
     const std::string target = "/marker";

@@ -2,8 +2,11 @@
 
 #include "Platform/Clock.h"
 #include "Platform/RunLoop.h"
+#include "Services/OperationCall.h"
+#include "Services/ServiceContext.h"
 #include "Support/HttpServer.h"
 #include "Support/LogCapture.h"
+#include "Support/Releases.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -13,15 +16,16 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace ServicesTests {
 
-/// Release numbers on either side of the one from which on the session connector is used.
-inline constexpr double release10_10 = 1343.0;
-inline constexpr double release10_7 = 1138.6;
+using TestSupport::release10_10;
+using TestSupport::release10_7;
 
-/// A client of a real web server on this machine: the deployment names it as the service's host, the network counts as
+/// A client of a real web server on this machine: `context` names it as the service's host and counts the network as
 /// reachable, the log is taken, and the home directory is an empty one.
 class ServiceFixture : public ::testing::Test {
 protected:
@@ -29,14 +33,17 @@ protected:
     enum class Time { Real, Manual };
 
     explicit ServiceFixture(Time time = Time::Real);
-    ~ServiceFixture() override;
 
-    /// What the deployment publishes as the release, from here on.
-    static void setRelease(double number);
-    /// The deployment's host, with its port, from here on.
-    static void setHost(const std::string& host);
-    /// The flags that the network has from here on; nil when they cannot be read.
-    static void setNetworkFlags(std::optional<std::uint32_t> flags);
+    /// The published release, from here on.
+    void setRelease(double number) { settings.appKitVersionNumber = number; }
+    /// Whether the network can be reached, from here on.
+    void setReachable(bool isReachable) { reachable = isReachable; }
+    /// Performs the operation in `context`.
+    template <class Query, class Response, class Handler>
+    void perform(const Quenmark::Operation<Query, Response>& row, const std::type_identity_t<Query>& query,
+                 Handler handler) {
+        Quenmark::perform(row, query, std::move(handler), context);
+    }
 
     /// Turns of the loop until the condition holds; whether it came to hold.
     [[nodiscard]] bool runUntil(const std::function<bool()>& condition) { return loop.runUntil(condition); }
@@ -47,6 +54,9 @@ protected:
     Platform::ManualClock clock;
     Platform::RunLoop loop;
     TestSupport::HttpServer server;
+    Platform::DeploymentSettings settings{.serviceHost = server.host(), .appKitVersionNumber = release10_10};
+    bool reachable = true;
+    const Quenmark::ServiceContext context{[this] { return settings; }, [this] { return reachable; }};
     TestSupport::LogCapture log;
     TestSupport::TemporaryDirectory home;
     TestSupport::ScopedEnvironment environment{{"HOME", home.path()}};

@@ -2,7 +2,6 @@
 
 #include "Services/ServiceRoot.h"
 
-#include "Platform/DeploymentSettings.h"
 #include "Services/RestConnector.h"
 #include "Services/RestConnector_Old.h"
 
@@ -16,25 +15,22 @@ namespace {
 
 class TheServiceRoot : public ::testing::Test {
 protected:
-    TheServiceRoot() { setHost("service.example:8080"); }
-    ~TheServiceRoot() override { Platform::DeploymentSettings::replace(std::nullopt); }
-
-    static void setHost(const std::string& host) {
-        Platform::DeploymentSettings::replace(Platform::DeploymentSettings{.serviceHost = host});
-    }
     /// The URL of a path as both connectors form it.
-    static std::optional<std::string> url(const std::string& path) {
-        const auto url = Quenmark::absoluteURL(path);
-        EXPECT_EQ(std::make_shared<Quenmark::RestConnector>()->getAbsoluteURL(path), url);
-        EXPECT_EQ(std::make_shared<Quenmark::RestConnector_Old>()->getAbsoluteURL(path), url);
+    std::optional<std::string> url(const std::string& path) const {
+        const auto url = Quenmark::absoluteURL(path, settings);
+        const Quenmark::ServiceContext context{.settings = [this] { return settings; }};
+        EXPECT_EQ(std::make_shared<Quenmark::RestConnector>(context)->getAbsoluteURL(path), url);
+        EXPECT_EQ(std::make_shared<Quenmark::RestConnector_Old>(context)->getAbsoluteURL(path), url);
         return url ? std::optional(url->absoluteString()) : std::nullopt;
     }
+
+    Platform::DeploymentSettings settings{.serviceHost = "service.example:8080"};
 };
 
 TEST_F(TheServiceRoot, IsPlainHttpToTheDeploymentsHost) {
-    EXPECT_EQ(Quenmark::serviceRoot(), "http://service.example:8080/QuenmarkRestService/");
-    setHost("[::1]");
-    EXPECT_EQ(Quenmark::serviceRoot(), "http://[::1]/QuenmarkRestService/");
+    EXPECT_EQ(Quenmark::serviceRoot(settings), "http://service.example:8080/QuenmarkRestService/");
+    settings.serviceHost = "[::1]";
+    EXPECT_EQ(Quenmark::serviceRoot(settings), "http://[::1]/QuenmarkRestService/");
 }
 
 TEST_F(TheServiceRoot, IsJoinedWithAPathAsItStands) {
@@ -46,8 +42,8 @@ TEST_F(TheServiceRoot, IsJoinedWithAPathAsItStands) {
 }
 
 TEST_F(TheServiceRoot, HasNoHostWhileTheDeploymentsIsNotKnown) {
-    setHost("");
-    const auto url = Quenmark::absoluteURL("Uploads.svc/GetTopFileUpload");
+    settings.serviceHost = "";
+    const auto url = Quenmark::absoluteURL("Uploads.svc/GetTopFileUpload", settings);
     ASSERT_TRUE(url);
     EXPECT_FALSE(url->hasHost());
 }

@@ -2,9 +2,6 @@
 
 #include "Services/ServicesUtilities.h"
 
-#include "Platform/DeploymentSettings.h"
-#include "Services/RestInterface.h"
-
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -22,18 +19,13 @@ struct Release {
     bool isLessThan10_10;
 };
 
-class ARelease : public ::testing::TestWithParam<Release> {
-protected:
-    ~ARelease() override { Platform::DeploymentSettings::replace(std::nullopt); }
-};
+class ARelease : public ::testing::TestWithParam<Release> {};
 
-TEST_P(ARelease, IsToldByTheIntegralPartOfItsNumber) {
+TEST_P(ARelease, IsKnownByTheIntegralPartOfItsNumber) {
     const auto& release = GetParam();
-    Platform::DeploymentSettings::replace(
-        Platform::DeploymentSettings{.serviceHost = "localhost", .appKitVersionNumber = release.number});
-    EXPECT_EQ(ServicesUtilities::is10_7(), release.is10_7) << release.number;
-    EXPECT_EQ(ServicesUtilities::isLessThan10_10(), release.isLessThan10_10) << release.number;
-    EXPECT_EQ(Quenmark::RestInterface::isLessThan10_10(), release.isLessThan10_10) << release.number;
+    const Platform::DeploymentSettings settings{.serviceHost = "localhost", .appKitVersionNumber = release.number};
+    EXPECT_EQ(ServicesUtilities::is10_7(settings), release.is10_7) << release.number;
+    EXPECT_EQ(ServicesUtilities::isLessThan10_10(settings), release.isLessThan10_10) << release.number;
 }
 
 INSTANTIATE_TEST_SUITE_P(AtEachThreshold, ARelease,

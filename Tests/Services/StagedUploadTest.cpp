@@ -1,7 +1,6 @@
 // The upload of a file whose description travels in header fields, by way of a copy in the home directory.
 
 #include "ConnectorReports.h"
-#include "Platform/DeploymentSettings.h"
 #include "Platform/UrlLoading/UrlSession.h"
 #include "ServiceFixture.h"
 #include "Services/RestConnector.h"
@@ -37,7 +36,7 @@ protected:
         return {{"FilePath", filePath}, {"FileRequestID", "601"}, {"TransitDownloadPath", "transit/601"}};
     }
     std::shared_ptr<RestConnector> upload(const boost::json::object& parameters) {
-        auto connector = std::make_shared<RestConnector>();
+        auto connector = std::make_shared<RestConnector>(context);
         connector->startAsyncUploadWithStreamRequest("Downloads.svc/UpdateFileRequestWithStream", parameters, nullptr,
                                                      reports.handler());
         return connector;
@@ -184,11 +183,9 @@ TEST_F(AStagedUpload, HasACopyThatIsNoMoreReadableThanItsSource) {
     ::umask(before);
 }
 
-TEST_F(AStagedUpload, StagesWhereTheDeploymentSays) {
+TEST_F(AStagedUpload, StagesInTheDirectoryOfTheSettings) {
     fs::create_directory(folder.path("stage"));
-    auto settings = Platform::DeploymentSettings::current();
     settings.stagingDirectory = folder.path("stage");
-    Platform::DeploymentSettings::replace(settings);
     home.write("report.txt", "mine");
     std::string staged;
     server.setHandler([&](const auto&) {
@@ -240,7 +237,7 @@ TEST_F(AStagedUpload, SendsAFileOfSeveralMegabytesWhole) {
     EXPECT_TRUE(server.requests()[0].body == content);
 }
 
-TEST_F(AStagedUpload, TakesSizeAndContentFromTheFileThatThePathNamesAsAUrl) {
+TEST_F(AStagedUpload, ReadsSizeAndContentFromTheFileThatThePathNamesAsAUrl) {
     struct Case {
         const char* name;
         const char* named;
@@ -270,7 +267,7 @@ TEST_F(AStagedUpload, FindsNoFileWhereOnlyOneOfThatVeryNameIs) {
     }
 }
 
-TEST_F(AStagedUpload, TakesThePartBehindTwoSeparatorsForAHost) {
+TEST_F(AStagedUpload, TreatsThePartAfterTwoSeparatorsAsAHost) {
     // With a separator in front, the path becomes "//tmp/...", whose first part a URL takes for its host.
     std::string filePath = folder.write("report.txt", "content");
     std::replace(filePath.begin(), filePath.end(), '/', '\\');
@@ -360,7 +357,7 @@ TEST_F(AStagedUpload, SendsNoHeaderFieldThatWouldEndItsLine) {
 }
 
 TEST_F(AStagedUpload, StagesNothingWhereTheNetworkIsNotReachable) {
-    setNetworkFlags(0);
+    setReachable(false);
     const auto connector = upload(params(windowsForm(folder.write("report.txt", "x"))));
     ASSERT_EQ(reports.all.size(), 1U);
     EXPECT_EQ(reports.all[0].status, 1U);

@@ -26,7 +26,7 @@ class AWaitingConnector : public ManualTimeFixture {
 protected:
     /// Posts, and waits until the server has the request.
     void post() {
-        std::make_shared<Connector>()->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
+        std::make_shared<Connector>(context)->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
         ASSERT_TRUE(runUntil([&] { return server.requests().size() == 1; }));
     }
     /// Whether a report has come, after whatever was sent has arrived.
@@ -87,7 +87,7 @@ protected:
     void upload() {
         std::string file = folder.write("report.txt", "content").substr(1);
         std::replace(file.begin(), file.end(), '/', '\\');
-        std::make_shared<Quenmark::RestConnector>()->startAsyncUploadWithStreamRequest(
+        std::make_shared<Quenmark::RestConnector>(context)->startAsyncUploadWithStreamRequest(
             path, {{"FilePath", file}, {"FileRequestID", "601"}, {"TransitDownloadPath", "t"}}, nullptr,
             reports.handler());
         ASSERT_TRUE(runUntil([&] { return server.requests().size() == 1; }));
@@ -105,13 +105,13 @@ TEST_F(AWaitingUpload, GivesUpASilentServerAfterSixtySeconds) {
     expectTimeOut();
 }
 
-TEST_F(AWaitingUpload, WaitsForASlowServerAsLongAsItGoesOn) {
+TEST_F(AWaitingUpload, WaitsForASlowServerAsLongAsItMakesProgress) {
     server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n{"));
     upload();
     expectPatience();
 }
 
-TEST_F(AWaitingLegacyConnector, WaitsForASlowServerAsLongAsItGoesOn) {
+TEST_F(AWaitingLegacyConnector, WaitsForASlowServerAsLongAsItMakesProgress) {
     server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n{"));
     post();
     expectPatience();
@@ -129,7 +129,7 @@ TEST_F(AWaitingSessionConnector, LeavesAChallengeUnansweredUntilTheTimeOut) {
 
 TEST_F(AWaitingSessionConnector, CanBeClosedWhileAChallengeWaits) {
     server.enqueue(HttpReply::status(401, "{}", {{"WWW-Authenticate", "Basic realm=\"x\""}}));
-    const auto connector = std::make_shared<Quenmark::RestConnector>();
+    const auto connector = std::make_shared<Quenmark::RestConnector>(context);
     connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
     EXPECT_FALSE(isReported());
     connector->close();

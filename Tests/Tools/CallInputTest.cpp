@@ -1,4 +1,4 @@
-// quenmark call: operations, keys and bodies that it refuses, and what it says of them.
+// quenmark call: operations, keys and bodies that it refuses, and its error messages.
 
 #include "ToolFixture.h"
 

@@ -1,6 +1,8 @@
-// What the program says of itself, and of a command line that it does not understand.
+// The help, and the errors of a malformed command line.
 
 #include "ToolFixture.h"
+
+#include <utility>
 
 namespace ToolTest {
 
@@ -27,9 +29,39 @@ TEST_F(TheHelp, ListsTheExitStatuses) {
     for (const auto& arguments : {std::vector<std::string>{"--help"}, {"call", "--help"}}) {
         const auto result = run(arguments);
         EXPECT_EQ(result.status, 0);
-        for (const char* line : {"\n  0   ", "\n  64  ", "\n  65  ", "\n  66  ", "\n  69  ", "\n  70  ", "\n  73  ",
-                                 "\n  74  ", "\n  75  ", "\n  76  ", "\n  78  "})
-            EXPECT_NE(result.output.find(line), std::string::npos) << line << result.output;
+        EXPECT_NE(result.output.find("Exit status:\n"
+                                     "  0   success; for a call: status 0\n"
+                                     "  64  wrong usage: an unknown verb, option, operation or key\n"
+                                     "  65  the input is not valid, or cannot be written as JSON (status 4)\n"
+                                     "  66  the file, folder or preference is not there\n"
+                                     "  69  no network (status 1), or the bus, service or server cannot be reached\n"
+                                     "  70  the response does not have the form of the operation's response\n"
+                                     "  73  a file or folder cannot be made\n"
+                                     "  74  the transfer failed (status 2), or reading or writing did\n"
+                                     "  75  no response in time\n"
+                                     "  76  the response is not JSON (status 5), or the server refused\n"
+                                     "  78  the preferences are malformed, or one that is needed is not set\n"),
+                  std::string::npos)
+            << result.output;
+    }
+}
+
+TEST_F(TheHelp, NamesTheArgumentsOfAVerb) {
+    const std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> usages{
+        {{"prefs", "get"}, {"KEY"}},
+        {{"prefs", "set"}, {"KEY", "VALUE"}},
+        {{"prefs", "unset"}, {"KEY"}},
+        {{"push"}, {"FILE", "--to COMPUTER", "--as NAME", "--server HOST[:PORT]"}},
+        {{"call"},
+         {"OPERATION", "PAIR Key=value", "--json FILE", "--file PATH", "--output FILE", "--timeout SECONDS",
+          "--verbose"}},
+        {{"operations"}, {"--json"}}};
+    for (const auto& [verb, arguments] : usages) {
+        auto command = verb;
+        command.emplace_back("--help");
+        const auto result = run(command);
+        for (const auto& argument : arguments)
+            EXPECT_NE(result.output.find("\n  " + argument), std::string::npos) << argument << '\n' << result.output;
     }
 }
 

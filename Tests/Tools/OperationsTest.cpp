@@ -31,14 +31,14 @@ TEST_F(TheCatalogue, HasThirtyNineOperationsInTheirOrder) {
     EXPECT_EQ(operations[38].at("name"), "asyncUpdateBSFileDeleted");
 }
 
-TEST_F(TheCatalogue, TellsAllOfAnOperation) {
+TEST_F(TheCatalogue, DescribesAnOperationCompletely) {
     EXPECT_EQ(boost::json::serialize(asJson()[7]),
               R"({"name":"asyncUpdateFileUpload","path":"Uploads.svc/UpdateFileUpload","variant":"Post",)"
               R"("requestKeys":["FileUploadID","FileName","ServerPath","TransitUploadPath"],)"
               R"("answerProperties":["returnStatus","error"]})");
 }
 
-TEST_F(TheCatalogue, TellsHowEachOperationIsCarriedOut) {
+TEST_F(TheCatalogue, NamesTheVariantOfEachOperation) {
     const auto operations = asJson();
     EXPECT_EQ(operations[10].at("variant"), "PostList");
     EXPECT_EQ(operations[14].at("variant"), "RawStream");
@@ -57,12 +57,12 @@ TEST_F(TheCatalogue, IsPrintedAsTextWithoutAnOption) {
                                  "  path     Uploads.svc/GetTopFileUploadWithStream\n"
                                  "  variant  RawStream\n"
                                  "  request  ToComputerID\n"
-                                 "  response   -\n"
+                                 "  response -\n"
                                  "asyncUpdateFileRequestWithStream\n"
                                  "  path     Downloads.svc/UpdateFileRequestWithStream\n"
                                  "  variant  HeaderUpload\n"
                                  "  request  FilePath FileRequestID TransitDownloadPath Attachment\n"
-                                 "  response   ReturnStatus error\n"),
+                                 "  response ReturnStatus error\n"),
               std::string::npos)
         << result.output;
 }

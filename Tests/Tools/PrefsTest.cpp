@@ -115,6 +115,16 @@ TEST_F(ThePreferences, AreLeftAloneWhereTheirFileIsMalformed) {
     EXPECT_EQ(file(), "{\"a\":");
 }
 
+TEST_F(ThePreferences, AreNoMatterOfConfigurationWhereTheirFileCannotBeRead) {
+    std::filesystem::create_directories(preferencesFile());
+    for (const auto& command :
+         {std::vector<std::string>{"prefs", "list"}, {"prefs", "get", "a"}, {"prefs", "set", "a", "b"}}) {
+        const auto result = run(command);
+        EXPECT_EQ(result.status, 74) << command[1];
+        EXPECT_EQ(result.errors, "quenmark: " + preferencesFile() + ": Is a directory\n");
+    }
+}
+
 TEST_F(ThePreferences, LoseNothingWhenManyAreSetAtOnce) {
     std::vector<std::unique_ptr<RunningTool>> writers;
     for (int number = 0; number < 12; ++number)

@@ -1,5 +1,6 @@
 // quenmark push: what it sends to a development web service, and how it ends.
 
+#include "RunningTool.h"
 #include "ToolFixture.h"
 
 #include <filesystem>
@@ -66,7 +67,7 @@ TEST_F(APush, SendsALargeFileByteByByte) {
     EXPECT_TRUE(server.requests()[0].body == content);
 }
 
-TEST_F(APush, SaysWhatItLeavesOut) {
+TEST_F(APush, ReportsWhatItLeavesOut) {
     folder.write("root/a", "");
     std::filesystem::create_symlink("a", folder.path("root/link"));
     const auto result = run({"push", folder.path("root"), "--to", "17"});
@@ -74,6 +75,21 @@ TEST_F(APush, SaysWhatItLeavesOut) {
     EXPECT_EQ(result.errors,
               "quenmark: left out, since it is neither a file nor a folder: " + folder.path("root/link") + "\n");
     EXPECT_EQ(server.requests().size(), 2U);
+}
+
+TEST_F(APush, ShowsItsProgressOnATerminalAndErasesIt) {
+    folder.write("root/a", "1");
+    RunningTool tool({"push", folder.path("root"), "--to", "17"}, RunningTool::Errors::OnTerminal);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(tool.errors(), "\r\x1b[K1/2 \\root\r\x1b[K\r\x1b[K2/2 \\root\\a 1 B\r\x1b[K");
+    EXPECT_EQ(tool.output(), "\\root\n\\root\\a\n");
+}
+
+TEST_F(APush, ErasesItsProgressBeforeAnError) {
+    server.enqueue(HttpReply::status(507, "full"));
+    RunningTool tool({"push", folder.write("a", ""), "--to", "17"}, RunningTool::Errors::OnTerminal);
+    EXPECT_EQ(tool.wait(), 76);
+    EXPECT_EQ(tool.errors(), "\r\x1b[K1/1 \\a 0 B\r\x1b[Kquenmark: \\a: the server returned 507: full\r\n");
 }
 
 TEST_F(APush, EndsWith66WhereNoFileIs) {

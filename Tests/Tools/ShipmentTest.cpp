@@ -1,4 +1,4 @@
-// What there is to send of a file or folder, and where it goes.
+// The items of a file or folder that is pushed, and their targets.
 
 #include "Tools/Shipment.h"
 
@@ -37,7 +37,7 @@ TEST_F(AConsignment, OfAFileIsTheFileUnderItsOwnName) {
     EXPECT_EQ(consignmentOf(path, std::nullopt).shipments, (std::vector<Shipment>{{path, "\\a b.txt", false, 5}}));
 }
 
-TEST_F(AConsignment, GoesByTheGivenName) {
+TEST_F(AConsignment, HasTheGivenName) {
     const auto path = folder.write("a.txt", "");
     for (const char* name : {"\\Docs\\b.txt", "Docs\\b.txt", "Docs/b.txt", "/Docs/b.txt"})
         EXPECT_EQ(consignmentOf(path, name).shipments, (std::vector<Shipment>{{path, "\\Docs\\b.txt", false, 0}}))

@@ -74,7 +74,7 @@ TEST_F(AnUploadsStaging, IsPrivateAndIsRemovedOnASignal) {
     }
 }
 
-TEST_F(AnUploadsStaging, GoesOnWhereASignalWasIgnoredFromTheStart) {
+TEST_F(AnUploadsStaging, ContinuesOnASignalThatWasIgnoredAtItsStart) {
     server.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
     const auto before = std::signal(SIGHUP, SIG_IGN);
     server.setHandler([](const auto&) { return HttpReply::silence(); });

@@ -56,7 +56,7 @@ TEST_F(AStart, CallsTheEngineWhereTheServiceListensForCalls) {
     EXPECT_EQ(delegate.calls, 1);
 }
 
-TEST_F(AStart, SendsAnEmptyMessageWhereTheServiceTakesMessages) {
+TEST_F(AStart, SendsAnEmptyMessageWhereTheServiceReceivesMessages) {
     bus.emplace();
     std::vector<Ipc::Value> received;
     Ipc::MessageService service({{name, path}, "Velkarin.Quenmark.XPC"}, [&](const auto& connection) {

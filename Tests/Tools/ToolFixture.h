@@ -3,6 +3,7 @@
 #include "Platform/RunLoop.h"
 #include "Support/Command.h"
 #include "Support/HttpServer.h"
+#include "Support/Releases.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -23,7 +24,7 @@ protected:
     /// As `run`, with `input` on standard input.
     TestSupport::CommandResult runWithInput(const std::string& input, const std::vector<std::string>& arguments) const;
     /// Names the web service and the release in the deployment settings.
-    void deploy(const std::string& host, double release = 1343.0) const;
+    void deploy(const std::string& host, double release = TestSupport::release10_10) const;
     /// The file of the shared preferences domain.
     std::string preferencesFile() const { return folder.path("config/quenmark/Velkarin.Quenmark.json"); }
 

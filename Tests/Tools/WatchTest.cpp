@@ -1,4 +1,4 @@
-// quenmark watch: what it tells of items that arrive and of those on their way, and how it ends.
+// quenmark watch: what it prints of items that arrive and that are being received, and how it ends.
 
 #include "RunningTool.h"
 #include "ToolFixture.h"
@@ -22,7 +22,7 @@ protected:
         const auto temporary = folder.write("elsewhere", content);
         fs::rename(temporary, root + "/" + name);
     }
-    /// Makes sure that the program watches: it has told of an item that was made after its start.
+    /// Waits until the program watches: it has printed an item that was made after its start.
     void awaitReadiness(RunningTool& tool) {
         for (int number = 0; number < 1000 && tool.output().empty(); ++number) {
             fs::create_directory(root + "/ready" + std::to_string(number));
@@ -34,7 +34,7 @@ protected:
     const std::string root = folder.path("home/Quenmark");
 };
 
-TEST_F(AWatch, TellsOfEachItemThatArrives) {
+TEST_F(AWatch, PrintsEachItemThatArrives) {
     fs::create_directory(root + "/old");
     folder.write("home/Quenmark/before.txt", "");
     RunningTool tool({"watch"});
@@ -66,6 +66,19 @@ TEST_F(AWatch, ShowsOnATerminalHowMuchHasBeenReceived) {
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(), 0);
     EXPECT_TRUE(tool.errors().ends_with("\r\x1b[K")) << "the line is taken away";
+}
+
+TEST_F(AWatch, ShowsAsMuchOfALongNameAsFitsIntoTheTerminal) {
+    RunningTool tool({"watch"}, RunningTool::Errors::OnTerminal);
+    awaitReadiness(tool);
+    // The terminal has 60 columns; the character of two bytes would reach into the last one.
+    const std::string start(58, 'a');
+    folder.write("tmp/QuenmarkTemp/" + start + "\u00E9 and more", "m");
+    EXPECT_TRUE(tool.waitForErrors("\r\x1b[K" + start)) << tool.errors();
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_NE(tool.errors().find(start + "\r\x1b[K"), std::string::npos) << tool.errors();
+    EXPECT_EQ(tool.errors().find("a\xC3"), std::string::npos) << tool.errors();
 }
 
 TEST_F(AWatch, ShowsNoProgressElsewhere) {

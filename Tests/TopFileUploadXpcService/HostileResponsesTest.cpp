@@ -33,7 +33,7 @@ TEST_F(AHostileResponse, ThatIsNoDictionaryOfJsonOpensTheGateAgain) {
 
 TEST_F(AHostileResponse, ThatIsAnArrayIsLoggedAndLeavesTheGateClosed) {
     poll(HttpReply::json("[1,2]"),
-         [&] { return log_.contains("Uncaught exception on main: the answer is not a dictionary"); });
+         [&] { return log_.contains("Uncaught exception on main: the response is not a dictionary"); });
     expectStalled();
 }
 

@@ -22,7 +22,7 @@ constexpr const char* description =
     "text, "
     "and is not sent where it is nil. A response has ReturnStatus \"0\" where the operation has done its work, and "
     "\"1\" "
-    "where it cannot or where there is nothing to tell of. To the client library the HTTP status plays no part: what "
+    "where it cannot or where nothing is pending. To the client library the HTTP status plays no part: what "
     "counts is that a body comes and is JSON, and it takes any JSON value in a field, or none. It reports an operation "
     "with one of these statuses: 0 success (a response was "
     "received, and decoded where it is JSON), 1 not reachable (there is no network, nothing was sent), 2 transport "
@@ -74,7 +74,7 @@ object closedObject(object properties) {
             {"additionalProperties", false}};
 }
 
-/// A member of a response that tells of success. A record's own texts may be null in lists.
+/// A member of a successful response. A record's own texts may be null in lists.
 object memberSchema(const FieldDescription& field, bool isInList) {
     constexpr std::array<std::string_view, 3> mayBeNull{"Attachment", "BaseSystemFileID", "VersionNumber"};
     if (field.key == "ReturnStatus")

@@ -6,7 +6,7 @@
 /// The reference of the web service's operations, made from the catalogue.
 namespace Tools::Reference {
 
-/// For people: Markdown.
+/// The reference as Markdown.
 std::string markdown();
 /// For programs: an OpenAPI 3.1 document (https://spec.openapis.org/oas/v3.1.0).
 std::string openApi();

@@ -117,7 +117,7 @@ TEST(Base64InPieces, HasNoPieceForNoData) {
     }
 }
 
-TEST(Base64InPieces, SaysThatATextWasMalformedAfterItsGoodPieces) {
+TEST(Base64InPieces, ReportsAMalformedTextAfterItsValidPieces) {
     const std::string good = *base64EncodedString(randomBytes(60000, 6));
     std::size_t size = 0;
     EXPECT_FALSE(decodeInPieces(good + "Z", [&size](std::span<const std::byte> piece) { size += piece.size(); }));

@@ -1,15 +1,15 @@
 // Files that others want from this computer, and files that are to be deleted here.
 
 #include "OperationCase.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 namespace ServicesTests {
 
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 
 std::vector<OperationCase> downloadOperations() {
     return {
-        operation("asyncGetTopFileRequest", &RestInterface::asyncGetTopFileRequest,
+        operation("asyncGetTopFileRequest", Catalogue::getTopFileRequest,
                   {.query = {.fromComputerID = "91"},
                    .queryProperties = R"({"fromComputerID": "91"})",
                    .path = "Downloads.svc/GetTopFileRequest",
@@ -30,7 +30,7 @@ std::vector<OperationCase> downloadOperations() {
                    .recordProperties = R"({"filePath": "\\Docs\\a.txt", "fileRequestID": "601", "returnStatus": "0",
                                            "TransitDownloadPath": "transit/601", "sharedFlag": "1",
                                            "ownerFileID": 77, "byteStartPos": 4096, "error": {"Code": 1}})"}),
-        operation("asyncUpdateFileRequest", &RestInterface::asyncUpdateFileRequest,
+        operation("asyncUpdateFileRequest", Catalogue::updateFileRequest,
                   {.query = {.filePath = "\\Docs\\a.txt",
                              .fileRequestId = "601",
                              .transitDownloadPath = "transit/601",
@@ -47,7 +47,7 @@ std::vector<OperationCase> downloadOperations() {
                    .response = R"({"ReturnStatus": "True", "error": {"Code": 2}})",
                    .record = {.ReturnStatus = "True", .error = json(R"({"Code": 2})")},
                    .recordProperties = R"({"ReturnStatus": "True", "error": {"Code": 2}})"}),
-        operation("asyncCheckFileExistsInDownloads", &RestInterface::asyncCheckFileExistsInDownloads,
+        operation("asyncCheckFileExistsInDownloads", Catalogue::checkFileExistsInDownloads,
                   {.query = {.filePath = "/Docs/a.txt"},
                    .queryProperties = R"({"filePath": "/Docs/a.txt"})",
                    .path = "Downloads.svc/CheckFileExistsInDownloads",
@@ -57,7 +57,7 @@ std::vector<OperationCase> downloadOperations() {
                    .response = R"({"ByteStartPos": "1024", "ReturnStatus": "0", "error": {"Code": 3}})",
                    .record = {.byteStartPos = "1024", .returnStatus = "0"},
                    .recordProperties = R"({"byteStartPos": "1024", "returnStatus": "0"})"}),
-        operation("asyncupdateBSDownloadStreamStart", &RestInterface::asyncupdateBSDownloadStreamStart,
+        operation("asyncupdateBSDownloadStreamStart", Catalogue::updateBSDownloadStreamStart,
                   {.query = {.fileRequestId = "602"},
                    .queryProperties = R"({"fileRequestId": "602"})",
                    .path = "Downloads.svc/UpdateBSDownloadStreamStarted",
@@ -68,7 +68,7 @@ std::vector<OperationCase> downloadOperations() {
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 4})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 4}})"}),
         operation(
-            "asyncGetTopFileDeleteRequest", &RestInterface::asyncGetTopFileDeleteRequest,
+            "asyncGetTopFileDeleteRequest", Catalogue::getTopFileDeleteRequest,
             {.query = {.fromComputerID = "92"},
              .queryProperties = R"({"fromComputerID": "92"})",
              .path = "Downloads.svc/GetTopFileDeleteRequest",
@@ -80,7 +80,7 @@ std::vector<OperationCase> downloadOperations() {
              .record = {.deleteRequestID = "701", .filePath = "\\Docs\\old.txt", .returnStatus = "0", .error = nil},
              .recordProperties = R"({"deleteRequestID": "701", "filePath": "\\Docs\\old.txt",
                                            "returnStatus": "0"})"}),
-        operation("asyncUpdateBSFileDeleted", &RestInterface::asyncUpdateBSFileDeleted,
+        operation("asyncUpdateBSFileDeleted", Catalogue::updateBSFileDeleted,
                   {.query = {.deleteRequestID = "701"},
                    .queryProperties = R"({"deleteRequestID": "701"})",
                    .path = "Downloads.svc/UpdateBSFileDeleted",

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Queue.h"
+#include "Services/OperationCall.h"
 #include "Services/Properties.h"
 #include "Services/Result.h"
 
@@ -50,7 +51,7 @@ struct OperationCase {
     boost::json::value queryProperties;
     boost::json::value recordProperties;
     /// Makes the call.
-    std::function<void(Outcome&)> call;
+    std::function<void(Outcome&, const Quenmark::ServiceContext&)> call;
     boost::json::value query;
 };
 
@@ -84,7 +85,7 @@ struct Expectation {
 };
 
 template <class Query, class Response>
-OperationCase operation(const char* name, void (*call)(const Query&, Quenmark::CompletionHandler<Response>),
+OperationCase operation(const char* name, const Quenmark::Operation<Query, Response>& row,
                         std::type_identity_t<Expectation<Query, Response>> expected) {
     OperationCase result;
     result.name = name;
@@ -94,8 +95,9 @@ OperationCase operation(const char* name, void (*call)(const Query&, Quenmark::C
     result.queryProperties = json(expected.queryProperties);
     result.recordProperties = json(expected.recordProperties);
     result.query = printed(expected.query);
-    result.call = [call, query = expected.query, record = std::move(expected.record)](Outcome& outcome) {
-        call(query, [&outcome, record](Quenmark::Result<Response> response, std::int64_t status) {
+    result.call = [&row, query = expected.query,
+                   record = std::move(expected.record)](Outcome& outcome, const Quenmark::ServiceContext& context) {
+        const auto handler = [&outcome, record](Quenmark::Result<Response> response, std::int64_t status) {
             ++outcome.calls;
             outcome.status = status;
             outcome.queue = Platform::Queue::current();
@@ -106,7 +108,8 @@ OperationCase operation(const char* name, void (*call)(const Query&, Quenmark::C
                 return;
             outcome.isExpectedRecord = *response.value() == record;
             outcome.record = printed(*response.value());
-        });
+        };
+        Quenmark::perform(row, query, handler, context);
     };
     return result;
 }

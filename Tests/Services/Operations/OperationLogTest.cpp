@@ -3,7 +3,7 @@
 #include "OperationCase.h"
 #include "Platform/Log.h"
 #include "ServiceFixture.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ namespace ServicesTests {
 
 namespace {
 
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 using TestSupport::HttpReply;
 using Log = std::vector<std::string>;
 
@@ -24,7 +24,7 @@ using Log = std::vector<std::string>;
 struct LoggingOperation {
     std::string name;
     /// Makes the call; the handler writes "handler" to the log.
-    std::function<void()> call;
+    std::function<void(const Quenmark::ServiceContext&)> call;
     std::string parameters;
     std::string body;
     /// Right before and after the handler, by outcome.
@@ -38,10 +38,11 @@ void PrintTo(const LoggingOperation& operation, std::ostream* stream) {
 }
 
 template <class Query, class Response>
-std::function<void()> calling(void (*operation)(const Query&, Quenmark::CompletionHandler<Response>),
-                              std::type_identity_t<Query> query) {
-    return [operation, query = std::move(query)] {
-        operation(query, [](const Quenmark::Result<Response>&, std::int64_t) { Platform::Log::write("handler"); });
+std::function<void(const Quenmark::ServiceContext&)> calling(const Quenmark::Operation<Query, Response>& row,
+                                                             std::type_identity_t<Query> query) {
+    return [&row, query = std::move(query)](const auto& context) {
+        Quenmark::perform(
+            row, query, [](const auto&, std::int64_t) { Platform::Log::write("handler"); }, context);
     };
 }
 
@@ -49,35 +50,34 @@ std::vector<LoggingOperation> loggingOperations() {
     const std::string transferText = "{\n    \"SharedFileTransferID\" = \"12\";\n}";
     const std::string transferBody = "{\n  \"SharedFileTransferID\" : \"12\"\n}";
     return {
-        {"asyncSendPasswordToMailId", calling(&RestInterface::asyncSendPasswordToMailId, {.mailId = "a@b"}),
+        {"asyncSendPasswordToMailId", calling(Catalogue::sendPasswordToMailId, {.mailId = "a@b"}),
          "{\n    \"MailID\" = \"a@b\";\n}", "{\n  \"MailID\" : \"a@b\"\n}"},
         {"asyncLogError",
-         calling(&RestInterface::asyncLogError,
+         calling(Catalogue::logError,
                  {.errorClass = "C", .errorMethod = nil, .errorMessage = "x \"y\"", .computerId = nil, .userId = "17"}),
          "{\n    \"ErrorClass\" = \"C\";\n    \"ErrorMessage\" = \"x \\\"y\\\"\";\n    \"UserID\" = \"17\";\n}",
          "{\n  \"ErrorClass\" : \"C\",\n  \"ErrorMessage\" : \"x \\\"y\\\"\",\n  \"UserID\" : \"17\"\n}"},
         {"asyncGetSharedFilesTransferData",
-         calling(&RestInterface::asyncGetSharedFilesTransferData, {.userId = "17", .computerId = "91"}),
+         calling(Catalogue::getSharedFilesTransferData, {.userId = "17", .computerId = "91"}),
          " {\n    \"UserID\" = \"17\";\n    \"ComputerID\" = \"91\";\n}",
          "{\n  \"UserID\" : \"17\",\n  \"ComputerID\" : \"91\"\n}"},
-        {"asyncUpdateFileExist", calling(&RestInterface::asyncUpdateFileExist, {.SharedFileTransferID = "12"}),
+        {"asyncUpdateFileExist", calling(Catalogue::updateFileExist, {.SharedFileTransferID = "12"}),
          "data from updatefileexist." + transferText, transferBody},
-        {"asyncUpdateFileSendReceived",
-         calling(&RestInterface::asyncUpdateFileSendReceived, {.SharedFileTransferID = "12"}),
+        {"asyncUpdateFileSendReceived", calling(Catalogue::updateFileSendReceived, {.SharedFileTransferID = "12"}),
          "data from updatefilesendreceived." + transferText, transferBody},
-        {"asyncUploadFileWithStream", calling(&RestInterface::asyncUploadFileWithStream, {}),
+        {"asyncUploadFileWithStream", calling(Catalogue::uploadFileWithStream, {}),
          "data from uploadfilewithstream.{\n}", "{}"},
-        {"asyncupdateSendFileToTransfer", calling(&RestInterface::asyncupdateSendFileToTransfer, {}),
+        {"asyncupdateSendFileToTransfer", calling(Catalogue::updateSendFileToTransfer, {}),
          "data from updatesendfiletotransfer.{\n}", "{}"},
         {"asyncIsFileExistsInCloud",
-         calling(&RestInterface::asyncIsFileExistsInCloud, {.strFullPath = "a"}),
+         calling(Catalogue::isFileExistsInCloud, {.strFullPath = "a"}),
          "data in could query...{\n    \"StrFullPath\" = \"a\";\n}",
          "{\n  \"StrFullPath\" : \"a\"\n}",
          {"rest connector at cloud ....<completion handler>"},
          {"trace code sucesss........."},
          {"trace code error..........."}},
         {"asyncDeleteReceivedFileFromTransfer",
-         calling(&RestInterface::asyncDeleteReceivedFileFromTransfer,
+         calling(Catalogue::deleteReceivedFileFromTransfer,
                  {.isFileExists = nil, .savedFileID = nil, .sharedFileTransferID = "12"}),
          "data for delete Received File from Transfer....." + transferText,
          transferBody,
@@ -107,7 +107,7 @@ protected:
 
 TEST_P(ALoggingOperation, LogsItsParametersFirstAndItsSuccessLast) {
     server.enqueue(HttpReply::json("{}"));
-    operation().call();
+    operation().call(context);
     auto expected = joined({operation().parameters, "Json String " + operation().body, "response {\n}"},
                            joined(joined(operation().before, {"handler"}), operation().afterSuccess));
     EXPECT_EQ(logUpTo(expected.back()), expected);
@@ -115,7 +115,7 @@ TEST_P(ALoggingOperation, LogsItsParametersFirstAndItsSuccessLast) {
 
 TEST_P(ALoggingOperation, LogsItsFailureBeforeTheConnectorsLastLine) {
     server.stopListening();
-    operation().call();
+    operation().call(context);
     ASSERT_TRUE(runUntil([&] { return log.contains("network error"); }));
     ASSERT_GT(log.entries().size(), 3U);
     const std::string error = log.entries()[2];
@@ -126,8 +126,8 @@ TEST_P(ALoggingOperation, LogsItsFailureBeforeTheConnectorsLastLine) {
 }
 
 TEST_P(ALoggingOperation, LogsItsParametersWhereTheNetworkIsNotReachable) {
-    setNetworkFlags(0);
-    operation().call();
+    setReachable(false);
+    operation().call(context);
     EXPECT_EQ(log.entries(), joined({operation().parameters},
                                     joined(joined(operation().before, {"handler"}), operation().afterFailure)));
 }

@@ -3,7 +3,7 @@
 
 #include "OperationCase.h"
 #include "ServiceFixture.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ namespace {
 
 using Platform::Queue;
 using Quenmark::ResponseField;
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 using Quenmark::Result;
 using TestSupport::HttpReply;
 using Log = std::vector<std::string>;
@@ -60,7 +60,7 @@ INSTANTIATE_TEST_SUITE_P(On, AnUnusualOperation, ::testing::Values(release10_10,
 TEST_P(AnUnusualOperation, PostsAnEmptyListAsABareArray) {
     server.enqueue(HttpReply::json("[]"));
     std::optional<Result<std::vector<Quenmark::SyncFilesInTableAndCloudResponseData>>> result;
-    RestInterface::asyncSyncFilesInTableAndCloud({}, keep(result));
+    perform(Catalogue::syncFilesInTableAndCloud, {}, keep(result));
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(server.requests().at(0).body, "[]");
     EXPECT_EQ(status, 0);
@@ -71,7 +71,7 @@ TEST_P(AnUnusualOperation, PostsAnEmptyListAsABareArray) {
 TEST_P(AnUnusualOperation, NeverCallsTheHandlerForAListThatIsNone) {
     server.enqueue(HttpReply::json(R"({"ReturnStatus": "1"})"));
     std::optional<Result<std::vector<Quenmark::SyncFilesInTableAndCloudResponseData>>> result;
-    RestInterface::asyncSyncFilesInTableAndCloud({{}}, keep(result));
+    perform(Catalogue::syncFilesInTableAndCloud, {{}}, keep(result));
     ASSERT_TRUE(awaitException());
     EXPECT_EQ(everyRequest().size(), 1U);
     EXPECT_EQ(calls, 0);
@@ -80,20 +80,20 @@ TEST_P(AnUnusualOperation, NeverCallsTheHandlerForAListThatIsNone) {
 TEST_P(AnUnusualOperation, NeverCallsTheHandlerForASharingResponseThatCannotBeParsed) {
     server.enqueue(HttpReply::json(R"({"OwnerComputers": null})"));
     std::optional<Result<Quenmark::GetSharedFilesTransferDataResponseData>> result;
-    RestInterface::asyncGetSharedFilesTransferData({}, keep(result));
+    perform(Catalogue::getSharedFilesTransferData, {}, keep(result));
     ASSERT_TRUE(awaitException());
     EXPECT_EQ(everyRequest().size(), 1U);
     EXPECT_EQ(calls, 0);
 }
 
-TEST_P(AnUnusualOperation, HandsOnNilForAStatusThatIsNotThere) {
+TEST_P(AnUnusualOperation, ReportsNilForAStatusThatIsNotThere) {
     Quenmark::UploadFileWithStreamQuery upload;
     upload.computerID = "91";
     upload.quenmarkPath = "/q";
     upload.fullPathFromFileTable = "\\Shared\\a.txt";
     server.enqueue(HttpReply::json(R"({"error": {"Code": 1}})"));
     std::optional<Result<ResponseField>> result;
-    RestInterface::asyncUploadFileWithStream(upload, keep(result));
+    perform(Catalogue::uploadFileWithStream, upload, keep(result));
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(status, 0);
     EXPECT_EQ(onMainQueue, GetParam() == release10_10);
@@ -108,7 +108,7 @@ TEST_P(AnUnusualOperation, HandsOnNilForAStatusThatIsNotThere) {
 })");
 }
 
-TEST_P(AnUnusualOperation, HandsOnNilForATransferWhoseStatusIsNotThere) {
+TEST_P(AnUnusualOperation, ReportsNilForATransferWhoseStatusIsNotThere) {
     Quenmark::UpdateSendFileToTransferQuery send{.ChangeType = "1",
                                                  .SharedFileTransferID = "2",
                                                  .FullPathFromFileTable = "3",
@@ -123,7 +123,7 @@ TEST_P(AnUnusualOperation, HandsOnNilForATransferWhoseStatusIsNotThere) {
                                                  .Length = "12"};
     server.enqueue(HttpReply::json("{}"));
     std::optional<Result<ResponseField>> result;
-    RestInterface::asyncupdateSendFileToTransfer(send, keep(result));
+    perform(Catalogue::updateSendFileToTransfer, send, keep(result));
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(status, 0);
     ASSERT_NE(result->value(), nullptr);
@@ -152,9 +152,9 @@ TEST_P(AnUnusualOperation, NeverCallsTheHandlerForAStatusThatIsThere) {
         server.enqueue(HttpReply::json(R"({"ReturnStatus": "0"})"));
         std::optional<Result<ResponseField>> result;
         if (operation == 0)
-            RestInterface::asyncUploadFileWithStream({}, keep(result));
+            perform(Catalogue::uploadFileWithStream, {}, keep(result));
         else
-            RestInterface::asyncupdateSendFileToTransfer({}, keep(result));
+            perform(Catalogue::updateSendFileToTransfer, {}, keep(result));
         ASSERT_TRUE(awaitException());
         EXPECT_TRUE(log.entries().back().ends_with(": a status value has no error to set")) << log.entries().back();
         EXPECT_EQ(calls, 0);
@@ -165,7 +165,7 @@ TEST_P(AnUnusualOperation, FailsWithoutSendingWhereItsPathFormsNoUrl) {
     Quenmark::UpdateBSDownloadStreamFailedQuery query;
     query.fileRequestId = "603";
     std::optional<Result<Quenmark::UpdateBSDownloadStreamFailedResponseData>> result;
-    RestInterface::asyncupdateBSDownloadStreamFailed(query, keep(result));
+    perform(Catalogue::updateBSDownloadStreamFailed, query, keep(result));
     ASSERT_TRUE(awaitCall());
     EXPECT_EQ(status, 2);
     EXPECT_EQ(onMainQueue, GetParam() == release10_10);
@@ -180,7 +180,7 @@ TEST_P(AnUnusualOperation, FailsWithoutSendingWhatJsonCannotCarry) {
     Quenmark::SyncFilesInTableAndCloudQuery change;
     change.fullPath = "\\Docs\\\xC3";
     std::optional<Result<std::vector<Quenmark::SyncFilesInTableAndCloudResponseData>>> result;
-    RestInterface::asyncSyncFilesInTableAndCloud({change}, keep(result));
+    perform(Catalogue::syncFilesInTableAndCloud, {change}, keep(result));
     EXPECT_EQ(calls, 1) << "it is reported before the call returns";
     EXPECT_EQ(status, 4);
     ASSERT_NE(result->error(), nullptr);

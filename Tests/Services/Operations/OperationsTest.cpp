@@ -25,13 +25,13 @@ std::vector<OperationCase> everyOperation() {
 
 class AnOperation : public ServiceFixture, public ::testing::WithParamInterface<std::tuple<OperationCase, double>> {};
 
-TEST_P(AnOperation, PostsItsExactBodyToItsPathAndHandsOnItsExactRecord) {
+TEST_P(AnOperation, PostsItsExactBodyToItsPathAndReportsItsExactRecord) {
     const auto& [operation, release] = GetParam();
     setRelease(release);
     server.enqueue(HttpReply::json(operation.response));
 
     Outcome outcome;
-    operation.call(outcome);
+    operation.call(outcome, context);
     EXPECT_EQ(outcome.calls, 0) << "the handler ran before the call returned";
     ASSERT_TRUE(runUntil([&] { return outcome.calls > 0; }));
 
@@ -52,14 +52,14 @@ TEST_P(AnOperation, PostsItsExactBodyToItsPathAndHandsOnItsExactRecord) {
     EXPECT_EQ(onMainQueue, release == release10_10) << outcome.queue->label();
 }
 
-TEST_P(AnOperation, HandsOnARecordOfNilsForAResponseThatLacksEveryKey) {
+TEST_P(AnOperation, ReportsARecordOfNilsForAResponseThatLacksEveryKey) {
     const auto& [operation, release] = GetParam();
     setRelease(release);
     const bool responsesWithAList = operation.recordProperties.is_array();
     server.enqueue(HttpReply::json(responsesWithAList ? "[{}]" : "{}"));
 
     Outcome outcome;
-    operation.call(outcome);
+    operation.call(outcome, context);
     ASSERT_TRUE(runUntil([&] { return outcome.calls > 0; }));
 
     EXPECT_EQ(outcome.status, 0);
@@ -73,10 +73,10 @@ TEST_P(AnOperation, HandsOnARecordOfNilsForAResponseThatLacksEveryKey) {
 TEST_P(AnOperation, ReportsAtOnceThatTheNetworkIsNotReachableAndSendsNothing) {
     const auto& [operation, release] = GetParam();
     setRelease(release);
-    setNetworkFlags(0);
+    setReachable(false);
 
     Outcome outcome;
-    operation.call(outcome);
+    operation.call(outcome, context);
     EXPECT_EQ(outcome.calls, 1);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(outcome.isNil);
@@ -84,19 +84,19 @@ TEST_P(AnOperation, ReportsAtOnceThatTheNetworkIsNotReachableAndSendsNothing) {
     EXPECT_EQ(outcome.calls, 1);
 }
 
-TEST_P(AnOperation, HandsOnTheErrorsOfTheTransferAndOfTheDecoder) {
+TEST_P(AnOperation, ReportsTheErrorsOfTheTransferAndOfTheDecoder) {
     const auto& [operation, release] = GetParam();
     setRelease(release);
     server.enqueue(HttpReply::ok("not JSON"));
     Outcome undecoded;
-    operation.call(undecoded);
+    operation.call(undecoded, context);
     ASSERT_TRUE(runUntil([&] { return undecoded.calls > 0; }));
     EXPECT_EQ(undecoded.status, 5);
     EXPECT_EQ(undecoded.errorCode, 3840);
 
     server.enqueue(HttpReply::json("{}").cutAfter(20).thenClose());
     Outcome lost;
-    operation.call(lost);
+    operation.call(lost, context);
     ASSERT_TRUE(runUntil([&] { return lost.calls > 0; }));
     EXPECT_EQ(lost.status, 2);
     EXPECT_EQ(lost.errorCode, -1005);

@@ -1,15 +1,15 @@
 // Users and computers: registration, confirmation of accounts, and what a new computer asks for.
 
 #include "OperationCase.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 namespace ServicesTests {
 
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 
 std::vector<OperationCase> registrationOperations() {
     return {
-        operation("asyncUserRegistration", &RestInterface::asyncUserRegistration,
+        operation("asyncUserRegistration", Catalogue::userRegistration,
                   {.query = {.mailId = "ann@example.org",
                              .passWord = "s3cret \"quoted\"",
                              .firstName = "Ann",
@@ -34,7 +34,7 @@ std::vector<OperationCase> registrationOperations() {
                               .error = json(R"({"ErrorCode": 0})")},
                    .recordProperties = R"({"returnStatus": "True", "returnValue": 3, "userId": "17",
                                            "cloudComputerId": "90", "error": {"ErrorCode": 0}})"}),
-        operation("asyncRegisterComputer", &RestInterface::asyncRegisterComputer,
+        operation("asyncRegisterComputer", Catalogue::registerComputer,
                   {.query = {.userId = "17", .quenmarkPath = "/home/ann/My Files"},
                    .queryProperties = R"({"userId": "17", "quenmarkPath": "/home/ann/My Files"})",
                    .path = "Registration.svc/RegisterComputer",
@@ -45,7 +45,7 @@ std::vector<OperationCase> registrationOperations() {
                    .response = R"({"ComputerID": "91", "ReturnStatus": "0", "error": null})",
                    .record = {.computerId = "91", .returnStatus = "0", .error = json("null")},
                    .recordProperties = R"({"computerId": "91", "returnStatus": "0", "error": null})"}),
-        operation("asyncSendActivationMail", &RestInterface::asyncSendActivationMail,
+        operation("asyncSendActivationMail", Catalogue::sendActivationMail,
                   {.query = {.mailId = "ann@example.org", .userId = "17"},
                    .queryProperties = R"({"mailId": "ann@example.org", "userId": "17"})",
                    .path = "Registration.svc/SendActivationMail",
@@ -56,7 +56,7 @@ std::vector<OperationCase> registrationOperations() {
                    .response = R"({"ReturnStatus": "True", "ReturnMsg": "Mail sent", "error": {}})",
                    .record = {.returnStatus = "True", .returnMsg = "Mail sent", .error = json("{}")},
                    .recordProperties = R"({"returnStatus": "True", "returnMsg": "Mail sent", "error": {}})"}),
-        operation("asyncOneTimeSyncOwnersSharedFolders", &RestInterface::asyncOneTimeSyncOwnersSharedFolders,
+        operation("asyncOneTimeSyncOwnersSharedFolders", Catalogue::oneTimeSyncOwnersSharedFolders,
                   {.query = {.computerId = "91", .userId = "17"},
                    .queryProperties = R"({"computerId": "91", "userId": "17"})",
                    .path = "Registration.svc/OneTimeSyncOwnersSharedFolders",
@@ -67,7 +67,7 @@ std::vector<OperationCase> registrationOperations() {
                    .response = R"({"error": {"Message": "none"}, "ReturnStatus": "1"})",
                    .record = {.returnStatus = "1", .error = json(R"({"Message": "none"})")},
                    .recordProperties = R"({"returnStatus": "1", "error": {"Message": "none"}})"}),
-        operation("asyncTransferFilesFromCloudToBaseSystem", &RestInterface::asyncTransferFilesFromCloudToBaseSystem,
+        operation("asyncTransferFilesFromCloudToBaseSystem", Catalogue::transferFilesFromCloudToBaseSystem,
                   {.query = {.computerID = "91", .quenmarkPath = "C:\\Users\\ann"},
                    .queryProperties = R"({"computerID": "91", "quenmarkPath": "C:\\Users\\ann"})",
                    .path = "Registration.svc/TransferFilesFromCloudToBaseSystem",
@@ -78,7 +78,7 @@ std::vector<OperationCase> registrationOperations() {
                    .response = R"({"ReturnStatus": 0, "error": {"Code": 12}})",
                    .record = {.returnStatus = 0, .error = json(R"({"Code": 12})")},
                    .recordProperties = R"({"returnStatus": 0, "error": {"Code": 12}})"}),
-        operation("asyncCheckUserMailActivationStatus", &RestInterface::asyncCheckUserMailActivationStatus,
+        operation("asyncCheckUserMailActivationStatus", Catalogue::checkUserMailActivationStatus,
                   {.query = {.userId = "17"},
                    .queryProperties = R"({"userId": "17"})",
                    .path = "Registration.svc/CheckUserMailActivationStatus",
@@ -89,7 +89,7 @@ std::vector<OperationCase> registrationOperations() {
                    .record = {.returnStatus = "False", .returnValue = "2", .error = json(R"({"Message": "wait"})")},
                    .recordProperties = R"({"returnStatus": "False", "returnValue": "2",
                                            "error": {"Message": "wait"}})"}),
-        operation("asyncOneTimeSyncFiles", &RestInterface::asyncOneTimeSyncFiles,
+        operation("asyncOneTimeSyncFiles", Catalogue::oneTimeSyncFiles,
                   {.query = {.allFiles = "[{\"FullPath\":\"a\"}]", .computerId = "91", .quenmarkPath = "/q"},
                    .queryProperties = R"({"allFiles": "[{\"FullPath\":\"a\"}]", "computerId": "91",
                                           "quenmarkPath": "/q"})",
@@ -102,7 +102,7 @@ std::vector<OperationCase> registrationOperations() {
                    .response = R"({"ReturnStatus": true, "error": []})",
                    .record = {.returnStatus = true, .error = json("[]")},
                    .recordProperties = R"({"returnStatus": true, "error": []})"}),
-        operation("asyncSendPasswordToMailId", &RestInterface::asyncSendPasswordToMailId,
+        operation("asyncSendPasswordToMailId", Catalogue::sendPasswordToMailId,
                   {.query = {.mailId = "ann@example.org"},
                    .queryProperties = R"({"mailId": "ann@example.org"})",
                    .path = "Registration.svc/SendPasswordToMailID",

@@ -1,16 +1,16 @@
-// Shared files: the whole state of sharing, and what this computer tells of single transfers.
+// Shared files: the complete sharing state, and reports on single transfers.
 
 #include "OperationCase.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 namespace ServicesTests {
 
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 
 namespace {
 
 OperationCase stateOfSharing() {
-    return operation("asyncGetSharedFilesTransferData", &RestInterface::asyncGetSharedFilesTransferData,
+    return operation("asyncGetSharedFilesTransferData", Catalogue::getSharedFilesTransferData,
                      {.query = {.userId = "17", .computerId = "91"},
                       .queryProperties = R"({"userId": "17", "computerId": "91"})",
                       .path = "MAC/SharedFiles.svc/GetSharedFilesTransferData",
@@ -109,7 +109,7 @@ OperationCase stateOfSharing() {
 std::vector<OperationCase> sharingOperations() {
     return {
         stateOfSharing(),
-        operation("asyncUpdateFileExist", &RestInterface::asyncUpdateFileExist,
+        operation("asyncUpdateFileExist", Catalogue::updateFileExist,
                   {.query = {.SharedFileTransferID = "12"},
                    .queryProperties = R"({"SharedFileTransferID": "12"})",
                    .path = "MAC/SharedFiles.svc/UpdateFileExists",
@@ -119,7 +119,7 @@ std::vector<OperationCase> sharingOperations() {
                    .response = R"({"ReturnStatus": "0", "error": {"Code": 1}})",
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 1})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 1}})"}),
-        operation("asyncUpdateFileSendReceived", &RestInterface::asyncUpdateFileSendReceived,
+        operation("asyncUpdateFileSendReceived", Catalogue::updateFileSendReceived,
                   {.query = {.SharedFileTransferID = "13"},
                    .queryProperties = R"({"SharedFileTransferID": "13"})",
                    .path = "MAC/SharedFiles.svc/UpdateFileSendReceived",
@@ -129,7 +129,7 @@ std::vector<OperationCase> sharingOperations() {
                    .response = R"({"ReturnStatus": "1", "error": {"Code": 2}})",
                    .record = {.returnStatus = "1", .error = json(R"({"Code": 2})")},
                    .recordProperties = R"({"returnStatus": "1", "error": {"Code": 2}})"}),
-        operation("asyncIsFileExistsInCloud", &RestInterface::asyncIsFileExistsInCloud,
+        operation("asyncIsFileExistsInCloud", Catalogue::isFileExistsInCloud,
                   {.query = {.strFullPath = "\\Shared\\a.txt"},
                    .queryProperties = R"({"strFullPath": "\\Shared\\a.txt"})",
                    .path = "MAC/SharedFiles.svc/IsFileExistsInCloud",
@@ -139,7 +139,7 @@ std::vector<OperationCase> sharingOperations() {
                    .response = R"({"IsExists": "True", "ReturnStatus": "0", "error": {"Code": 3}})",
                    .record = {.isExists = "True", .returnStatus = "0", .error = json(R"({"Code": 3})")},
                    .recordProperties = R"({"isExists": "True", "returnStatus": "0", "error": {"Code": 3}})"}),
-        operation("asyncUpdateFileReceived", &RestInterface::asyncUpdateFileReceived,
+        operation("asyncUpdateFileReceived", Catalogue::updateFileReceived,
                   {.query = {.sharedFileTransferID = "12", .isFileExists = "True"},
                    .queryProperties = R"({"sharedFileTransferID": "12", "isFileExists": "True"})",
                    .path = "MAC/SharedFiles.svc/UpdateFileReceived",
@@ -150,7 +150,7 @@ std::vector<OperationCase> sharingOperations() {
                    .response = R"({"ReturnStatus": "0", "error": {"Code": 4}})",
                    .record = {.ReturnStatus = "0", .error = json(R"({"Code": 4})")},
                    .recordProperties = R"({"ReturnStatus": "0", "error": {"Code": 4}})"}),
-        operation("asyncDeleteReceivedFileFromTransfer", &RestInterface::asyncDeleteReceivedFileFromTransfer,
+        operation("asyncDeleteReceivedFileFromTransfer", Catalogue::deleteReceivedFileFromTransfer,
                   {.query = {.isFileExists = "False", .savedFileID = "88", .sharedFileTransferID = "12"},
                    .queryProperties = R"({"isFileExists": "False", "savedFileID": "88",
                                           "sharedFileTransferID": "12"})",

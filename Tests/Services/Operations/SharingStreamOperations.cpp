@@ -1,15 +1,15 @@
 // Reports on the streams of shared files, and how much of one the service holds.
 
 #include "OperationCase.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 namespace ServicesTests {
 
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 
 std::vector<OperationCase> sharingStreamOperations() {
     return {
-        operation("asyncCheckFileExistsInTransfers", &RestInterface::asyncCheckFileExistsInTransfers,
+        operation("asyncCheckFileExistsInTransfers", Catalogue::checkFileExistsInTransfers,
                   {.query = {.sharedFileTransferID = "12", .fullPathfromFileTable = "\\Shared\\a.txt"},
                    .queryProperties = R"({"sharedFileTransferID": "12",
                                           "fullPathfromFileTable": "\\Shared\\a.txt"})",
@@ -21,7 +21,7 @@ std::vector<OperationCase> sharingStreamOperations() {
                    .response = R"({"ByteStartPos": 9223372036854775807, "ReturnStatus": "0", "error": {"Code": 1}})",
                    .record = {.byteStartPos = 9223372036854775807, .returnStatus = "0"},
                    .recordProperties = R"({"byteStartPos": 9223372036854775807, "returnStatus": "0"})"}),
-        operation("asyncUpdateBSSendStreamStarted", &RestInterface::asyncUpdateBSSendStreamStarted,
+        operation("asyncUpdateBSSendStreamStarted", Catalogue::updateBSSendStreamStarted,
                   {.query = {.sharedFileTransferID = "13"},
                    .queryProperties = R"({"sharedFileTransferID": "13"})",
                    .path = "MAC/SharedFiles.svc/UpdateBSSendStreamStarted",
@@ -31,7 +31,7 @@ std::vector<OperationCase> sharingStreamOperations() {
                    .response = R"({"ReturnStatus": "0", "error": {"Code": 2}})",
                    .record = {.returnStatus = "0", .error = nil},
                    .recordProperties = R"({"returnStatus": "0"})"}),
-        operation("asyncUpdateBSSendStreamFailed", &RestInterface::asyncUpdateBSSendStreamFailed,
+        operation("asyncUpdateBSSendStreamFailed", Catalogue::updateBSSendStreamFailed,
                   {.query = {.sharedFileTransferID = "14"},
                    .queryProperties = R"({"sharedFileTransferID": "14"})",
                    .path = "MAC/SharedFiles.svc/UpdateBSSendStreamFailed",
@@ -41,7 +41,7 @@ std::vector<OperationCase> sharingStreamOperations() {
                    .response = R"({"ReturnStatus": "1", "error": {"Code": 3}})",
                    .record = {.returnStatus = "1", .error = nil},
                    .recordProperties = R"({"returnStatus": "1"})"}),
-        operation("asyncUpdateBSReceiveStreamStart", &RestInterface::asyncUpdateBSReceiveStreamStart,
+        operation("asyncUpdateBSReceiveStreamStart", Catalogue::updateBSReceiveStreamStart,
                   {.query = {.sharedFileTransferID = "15"},
                    .queryProperties = R"({"sharedFileTransferID": "15"})",
                    .path = "MAC/SharedFiles.svc/UpdateBSReceiveStreamStarted",
@@ -51,7 +51,7 @@ std::vector<OperationCase> sharingStreamOperations() {
                    .response = R"({"ReturnStatus": "2", "error": {"Code": 4}})",
                    .record = {.returnStatus = "2", .error = nil},
                    .recordProperties = R"({"returnStatus": "2"})"}),
-        operation("asyncUpdateBSReceiveStreamfailed", &RestInterface::asyncUpdateBSReceiveStreamfailed,
+        operation("asyncUpdateBSReceiveStreamfailed", Catalogue::updateBSReceiveStreamfailed,
                   {.query = {.sharedFileTransferID = "16"},
                    .queryProperties = R"({"sharedFileTransferID": "16"})",
                    .path = "MAC/SharedFiles.svc/UpdateBSReceiveStreamFailed",

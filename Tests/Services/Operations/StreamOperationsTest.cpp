@@ -2,7 +2,7 @@
 
 #include "OperationCase.h"
 #include "ServiceFixture.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ namespace ServicesTests {
 namespace {
 
 using Platform::Queue;
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 using TestSupport::HttpReply;
 using Log = std::vector<std::string>;
 
@@ -25,15 +25,15 @@ protected:
     void call(const char* computer = "91") {
         Quenmark::GetTopFileUploadQuery query;
         query.toComputerId = computer;
-        RestInterface::asyncGetTopFileUploadWithStream(query,
-                                                       [this](std::optional<Platform::HttpUrlResponse> head,
-                                                              std::optional<Platform::Data> body, std::int64_t with) {
-                                                           ++calls;
-                                                           response = std::move(head);
-                                                           data = std::move(body);
-                                                           status = with;
-                                                           onMainQueue = Queue::current() == Queue::main();
-                                                       });
+        perform(Catalogue::getTopFileUploadWithStream, query,
+                [this](std::optional<Platform::HttpUrlResponse> head, std::optional<Platform::Data> body,
+                       std::int64_t with) {
+                    ++calls;
+                    response = std::move(head);
+                    data = std::move(body);
+                    status = with;
+                    onMainQueue = Queue::current() == Queue::main();
+                });
     }
     [[nodiscard]] bool awaitCall() {
         return runUntil([&] { return calls > 0; });
@@ -52,7 +52,7 @@ protected:
     std::optional<Platform::Data> data;
 };
 
-TEST_F(ADownloadOperation, HandsOnTheHeadAndTheRawBody) {
+TEST_F(ADownloadOperation, ReportsTheResponseAndTheRawBody) {
     server.enqueue(HttpReply::ok("{\"not\": parsed", {{"FileUploadID", "501"}}));
     call();
     EXPECT_EQ(calls, 0);
@@ -72,7 +72,7 @@ TEST_F(ADownloadOperation, HandsOnTheHeadAndTheRawBody) {
     EXPECT_EQ(server.requests()[0].body, "{\n  \"ToComputerID\" : \"91\"\n}");
 }
 
-TEST_F(ADownloadOperation, HandsOnAnEmptyBodyAsData) {
+TEST_F(ADownloadOperation, ReportsAnEmptyBodyAsData) {
     server.enqueue(HttpReply::ok());
     call();
     ASSERT_TRUE(awaitCall());
@@ -88,7 +88,7 @@ TEST_F(ADownloadOperation, DropsTheErrorOfAFailure) {
 }
 
 TEST_F(ADownloadOperation, FailsAtOnceWhereTheNetworkIsNotReachable) {
-    setNetworkFlags(0);
+    setReachable(false);
     call();
     expectFailure(1);
     EXPECT_TRUE(log.entries().empty());
@@ -121,13 +121,13 @@ protected:
         query.fileRequestId = "601";
         query.transitDownloadPath = "transit/601";
         query.attachment = "not sent";
-        RestInterface::asyncUpdateFileRequestWithStream(
-            query, [this](Quenmark::Result<Quenmark::UpdateFileRequestResponseData> response, std::int64_t with) {
-                ++calls;
-                status = with;
-                onMainQueue = Queue::current() == Queue::main();
-                result = std::move(response);
-            });
+        perform(Catalogue::updateFileRequestWithStream, query,
+                [this](Quenmark::Result<Quenmark::UpdateFileRequestResponseData> response, std::int64_t with) {
+                    ++calls;
+                    status = with;
+                    onMainQueue = Queue::current() == Queue::main();
+                    result = std::move(response);
+                });
         quoted = filePath;
         for (std::size_t at = quoted.find('\\'); at != std::string::npos; at = quoted.find('\\', at + 2))
             quoted.insert(at, 1, '\\');
@@ -149,7 +149,7 @@ protected:
     Quenmark::Result<Quenmark::UpdateFileRequestResponseData> result;
 };
 
-TEST_F(AnUploadOperation, SendsTheFileAndHandsOnTheRecord) {
+TEST_F(AnUploadOperation, SendsTheFileAndReportsTheRecord) {
     server.enqueue(HttpReply::json(R"({"ReturnStatus": "True", "error": {"Code": 1}})"));
     call(folder.write("report.txt", "content"));
     ASSERT_TRUE(awaitCall());
@@ -168,7 +168,7 @@ TEST_F(AnUploadOperation, SendsTheFileAndHandsOnTheRecord) {
     EXPECT_EQ(server.requests()[0].body, "content");
 }
 
-TEST_F(AnUploadOperation, HandsOnARecordOfNilsForAResponseThatIsNotJson) {
+TEST_F(AnUploadOperation, ReportsARecordOfNilsForAResponseThatIsNotJson) {
     server.enqueue(HttpReply::ok("stored"));
     call(folder.write("report.txt", "content"));
     ASSERT_TRUE(awaitCall());
@@ -177,7 +177,7 @@ TEST_F(AnUploadOperation, HandsOnARecordOfNilsForAResponseThatIsNotJson) {
     EXPECT_EQ(*result.value(), Quenmark::UpdateFileRequestResponseData{});
 }
 
-TEST_F(AnUploadOperation, HandsOnTheErrorOfAFileThatIsNotThere) {
+TEST_F(AnUploadOperation, ReportsTheErrorOfAFileThatIsNotThere) {
     call(folder.path("missing.txt"));
     EXPECT_EQ(calls, 0);
     ASSERT_TRUE(awaitCall());
@@ -188,7 +188,7 @@ TEST_F(AnUploadOperation, HandsOnTheErrorOfAFileThatIsNotThere) {
 }
 
 TEST_F(AnUploadOperation, FailsAtOnceWhereTheNetworkIsNotReachable) {
-    setNetworkFlags(0);
+    setReachable(false);
     call(folder.write("report.txt", "content"));
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(status, 1);

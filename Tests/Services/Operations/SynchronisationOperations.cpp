@@ -1,17 +1,17 @@
 // The file table: reported changes, new files and transfers, and a computer's sign of life.
 
 #include "OperationCase.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 namespace ServicesTests {
 
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 
 namespace {
 
 OperationCase listOfChanges() {
     return operation(
-        "asyncSyncFilesInTableAndCloud", &RestInterface::asyncSyncFilesInTableAndCloud,
+        "asyncSyncFilesInTableAndCloud", Catalogue::syncFilesInTableAndCloud,
         {.query = {{.changeType = "Renamed",
                     .oldFullPath = "\\Docs\\a.txt",
                     .fullPath = "\\Docs\\b.txt",
@@ -80,7 +80,7 @@ OperationCase listOfChanges() {
 std::vector<OperationCase> synchronisationOperations() {
     return {
         listOfChanges(),
-        operation("asyncUpdateComputerStatus", &RestInterface::asyncUpdateComputerStatus,
+        operation("asyncUpdateComputerStatus", Catalogue::updateComputerStatus,
                   {.query = {.computerId = "91", .dateTime = "2014-10-16 12:00:00", .versionNumber = "1.4"},
                    .queryProperties = R"({"computerId": "91", "dateTime": "2014-10-16 12:00:00",
                                           "versionNumber": "1.4"})",
@@ -93,7 +93,7 @@ std::vector<OperationCase> synchronisationOperations() {
                    .response = R"({"ReturnStatus": "0", "VersionNumber": 1.5, "error": {"Code": 2}})",
                    .record = {.returnStatus = "0", .VersionNumber = 1.5, .error = json(R"({"Code": 2})")},
                    .recordProperties = R"({"returnStatus": "0", "VersionNumber": 1.5, "error": {"Code": 2}})"}),
-        operation("asyncInsertFile", &RestInterface::asyncInsertFile,
+        operation("asyncInsertFile", Catalogue::insertFile,
                   {.query = {.fullPath = "\\Docs\\new.txt", .computerID = "91"},
                    .queryProperties = R"({"fullPath": "\\Docs\\new.txt", "computerID": "91"})",
                    .path = "SyncFileChanges.svc/InsertFile",
@@ -104,7 +104,7 @@ std::vector<OperationCase> synchronisationOperations() {
                    .response = R"({"FileID": "801", "ReturnStatus": "0", "error": {"Code": 3}})",
                    .record = {.fileID = "801", .returnStatus = "0", .error = json(R"({"Code": 3})")},
                    .recordProperties = R"({"fileID": "801", "returnStatus": "0", "error": {"Code": 3}})"}),
-        operation("asyncInsertSharedFilesTransfer", &RestInterface::asyncInsertSharedFilesTransfer,
+        operation("asyncInsertSharedFilesTransfer", Catalogue::insertSharedFilesTransfer,
                   {.query = {.fileID = "801",
                              .computerID = "91",
                              .userComputerID = "92",

@@ -1,15 +1,15 @@
 // Items that wait for this computer: the next one, its acknowledgement, and reports on its stream; and the error log.
 
 #include "OperationCase.h"
-#include "Services/RestInterface.h"
+#include "Services/Catalogue.h"
 
 namespace ServicesTests {
 
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 
 std::vector<OperationCase> uploadOperations() {
     return {
-        operation("asyncGetTopFileUpload", &RestInterface::asyncGetTopFileUpload,
+        operation("asyncGetTopFileUpload", Catalogue::getTopFileUpload,
                   {.query = {.toComputerId = "91"},
                    .queryProperties = R"({"toComputerId": "91"})",
                    .path = "Uploads.svc/GetTopFileUpload",
@@ -34,7 +34,7 @@ std::vector<OperationCase> uploadOperations() {
                                            "isFile": "True", "returnStatus": "0", "serverPath": "\\Docs\\a b.txt",
                                            "toComputerId": "91", "transitUploadPath": "transit/501",
                                            "uploadProcessed": "False", "error": {"Code": 1}})"}),
-        operation("asyncUpdateFileUpload", &RestInterface::asyncUpdateFileUpload,
+        operation("asyncUpdateFileUpload", Catalogue::updateFileUpload,
                   {.query = {.fileUploadId = "501",
                              .fileName = "Überblick.txt",
                              .serverPath = "\\Docs\\Überblick.txt",
@@ -52,7 +52,7 @@ std::vector<OperationCase> uploadOperations() {
                    .response = R"({"ReturnStatus": "0", "error": {"Code": 2}})",
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 2})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 2}})"}),
-        operation("asyncupdateBSUploadStreamStart", &RestInterface::asyncupdateBSUploadStreamStart,
+        operation("asyncupdateBSUploadStreamStart", Catalogue::updateBSUploadStreamStart,
                   {.query = {.fileUploadId = "502"},
                    .queryProperties = R"({"fileUploadId": "502"})",
                    .path = "Uploads.svc/UpdateBSUploadStreamStarted",
@@ -62,7 +62,7 @@ std::vector<OperationCase> uploadOperations() {
                    .response = R"({"ReturnStatus": "0", "error": {"Code": 3}})",
                    .record = {.returnStatus = "0", .error = json(R"({"Code": 3})")},
                    .recordProperties = R"({"returnStatus": "0", "error": {"Code": 3}})"}),
-        operation("asyncUpdateBSUploadStreamFailed", &RestInterface::asyncUpdateBSUploadStreamFailed,
+        operation("asyncUpdateBSUploadStreamFailed", Catalogue::updateBSUploadStreamFailed,
                   {.query = {.fileUploadId = "503"},
                    .queryProperties = R"({"fileUploadId": "503"})",
                    .path = "Uploads.svc/UpdateBSUploadStreamFailed",
@@ -72,7 +72,7 @@ std::vector<OperationCase> uploadOperations() {
                    .response = R"({"ReturnStatus": "1", "error": {"Code": 4}})",
                    .record = {.returnStatus = "1", .error = json(R"({"Code": 4})")},
                    .recordProperties = R"({"returnStatus": "1", "error": {"Code": 4}})"}),
-        operation("asyncLogError", &RestInterface::asyncLogError,
+        operation("asyncLogError", Catalogue::logError,
                   {.query = {.errorClass = "TopFileUpload",
                              .errorMethod = "poll",
                              .errorMessage = "first line\nsecond\tline",

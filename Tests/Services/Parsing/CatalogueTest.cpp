@@ -82,7 +82,7 @@ TEST(TheCatalogue, ListsTheThirtyNineOperationsInTheOrderOfTheFacade) {
     EXPECT_EQ(rows, expectedRows());
 }
 
-TEST(TheCatalogue, TellsTheRowsThatItListsFromOthers) {
+TEST(TheCatalogue, DistinguishesItsRowsFromOthers) {
     using Quenmark::Catalogue::isListed;
     static_assert(isListed(Quenmark::Catalogue::userRegistration));
     static_assert(isListed(Quenmark::Catalogue::updateBSFileDeleted));

@@ -3,6 +3,7 @@
 #include "Services/DataParser.h"
 
 #include "Services/Coding.h"
+#include "Services/Properties.h"
 
 #include <boost/json/parse.hpp>
 #include <gtest/gtest.h>
@@ -57,7 +58,19 @@ TEST(ADataParser, FindsKeysInAnyOrderAmongUnknownOnes) {
     EXPECT_EQ(record.isFile, std::nullopt);
 }
 
-TEST(ADataParser, TellsKeysApartByTheirCase) {
+template <class Record>
+void expectStatusAndError() {
+    const auto record = Quenmark::decode<Record>(json(R"({"error": {"Code": 7}, "ReturnStatus": "True"})"));
+    EXPECT_EQ(boost::json::value(Quenmark::propertiesOf(record)),
+              json(R"({"returnStatus": "True", "error": {"Code": 7}})"));
+}
+
+TEST(ADataParser, HasRecordsForTheResponsesOfWhichItReturnsTheBareStatus) {
+    expectStatusAndError<Quenmark::UploadFileWithStreamResponseData>();
+    expectStatusAndError<Quenmark::UpdateSendFileToTransferResponseData>();
+}
+
+TEST(ADataParser, DistinguishesKeysByTheirCase) {
     const auto record = DataParser::parseUpdateFileUploadResponseData(json(R"({"returnStatus": 1, "Error": 2})"));
     EXPECT_EQ(record, Quenmark::UpdateFileUploadResponseData{});
 }

@@ -111,7 +111,7 @@ TEST(EveryParser, KeepsAValueOfAnyKindInAnyFieldOfItsRecord) {
     EXPECT_GT(fields, 80U);
 }
 
-TEST(EveryParser, TakesAnObjectOfOtherKeysForARecordOfNils) {
+TEST(EveryParser, DecodesAnObjectOfOtherKeysAsARecordOfNils) {
     boost::json::object others;
     for (int key = 0; key < 1000; ++key)
         others.emplace("Key" + std::to_string(key), nested(3));
@@ -121,7 +121,7 @@ TEST(EveryParser, TakesAnObjectOfOtherKeysForARecordOfNils) {
     });
 }
 
-TEST(EveryParser, TakesTheDeepestResponseThatIsRead) {
+TEST(EveryParser, DecodesTheDeepestResponseThatIsRead) {
     const std::size_t depth = Platform::Json::maximumDepth - 1;
     const std::string deep = std::string(depth, '[') + std::string(depth, ']');
     const auto parsed = Platform::Json::parse(R"({"ReturnStatus": )" + deep + "}");

@@ -61,7 +61,7 @@ TEST(ASharingResponse, NeverSetsTheErrorsOfItsItems) {
     EXPECT_EQ(record.SharedfoldersWithStatusArray.at(0).error, std::nullopt);
 }
 
-TEST(ASharingResponse, TakesAnObjectWithoutKeysForAnEmptyList) {
+TEST(ASharingResponse, DecodesAnObjectWithoutKeysAsAnEmptyList) {
     EXPECT_TRUE(parse(R"({"OwnerComputers": {}})").OwnerComputersArray.empty());
 }
 

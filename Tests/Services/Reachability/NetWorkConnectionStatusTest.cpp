@@ -20,7 +20,7 @@ using TestSupport::ip;
 template <class Body>
 void inANetwork(const std::string& serviceHost, const Body& body) {
     EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNET, [&] {
-        Platform::DeploymentSettings::replace(Platform::DeploymentSettings{serviceHost, 1343.0});
+        Platform::DeploymentSettings::replace(Platform::DeploymentSettings{.serviceHost = serviceHost});
         body();
         return !testing::Test::HasFailure();
     }));

@@ -33,7 +33,7 @@ protected:
     template <class Body>
     static void inItsOwnNamespace(const Body& body) {
         EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNET, [&] {
-            Platform::DeploymentSettings::replace(Platform::DeploymentSettings{"service.example", 1343.0});
+            Platform::DeploymentSettings::replace(Platform::DeploymentSettings{.serviceHost = "service.example"});
             ip("link add out type veth peer name peer");
             ip("link set out up");
             ip("link set peer up");

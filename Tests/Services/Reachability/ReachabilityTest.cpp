@@ -61,9 +61,9 @@ TEST(AReachabilityObject, WithoutATargetCannotBeAsked) {
     EXPECT_THROW((void)reachability.connectionRequired(), std::logic_error);
 }
 
-TEST(AReachabilityObject, JudgesARealNetworkByItsKind) {
+TEST(AReachabilityObject, EvaluatesARealNetworkByItsKind) {
     EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNET, [] {
-        Platform::DeploymentSettings::replace(Platform::DeploymentSettings{"service.example", 1343.0});
+        Platform::DeploymentSettings::replace(Platform::DeploymentSettings{.serviceHost = "service.example"});
         ip("link add out type veth peer name peer");
         ip("link set out up");
         ip("link set peer up");

@@ -1,4 +1,4 @@
-// Reading and writing the standard streams, and signals that the loop is told of.
+// The standard streams, signals that the loop receives, and exceptions that leave a task.
 
 #include "Platform/StandardStreams.h"
 
@@ -73,7 +73,7 @@ TEST(StandardInput, IsReadToItsEndUpToALimit) {
               (std::variant<std::string, Error>(Error{"POSIX", EFBIG, "standard input: File too large"})));
 }
 
-TEST(ASignalWatch, TellsTheLoopOfASignalInsteadOfEndingTheProcess) {
+TEST(ASignalWatch, NotifiesTheLoopOfASignalInsteadOfEndingTheProcess) {
     RunLoop loop;
     int told = 0;
     {
@@ -88,7 +88,7 @@ TEST(ASignalWatch, TellsTheLoopOfASignalInsteadOfEndingTheProcess) {
     EXPECT_EQ(sigismember(&blocked, SIGINT), 0);
 }
 
-TEST(ASignalWatch, TellsOfASignalThatTheProcessWasStartedToIgnore) {
+TEST(ASignalWatch, ReceivesASignalThatTheProcessWasStartedToIgnore) {
     const auto before = std::signal(SIGUSR1, SIG_IGN);
     RunLoop loop;
     bool told = false;
@@ -100,7 +100,7 @@ TEST(ASignalWatch, TellsOfASignalThatTheProcessWasStartedToIgnore) {
     EXPECT_EQ(std::signal(SIGUSR1, before), SIG_IGN);
 }
 
-TEST(ARunLoop, TellsItsExceptionHandlerOfWhatLeavesATask) {
+TEST(AnExceptionHandler, ReceivesWhatLeavesATask) {
     RunLoop loop;
     std::string text;
     loop.setExceptionHandler([&](const std::exception& exception) { text = exception.what(); });

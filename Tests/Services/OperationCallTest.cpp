@@ -1,9 +1,8 @@
-// What the facade decides for every operation alike: the transport by the release, anew at each call.
-
-#include "Services/RestInterface.h"
+// What is decided for every operation alike: the transport by the release, anew at each call.
 
 #include "Platform/Queue.h"
 #include "ServiceFixture.h"
+#include "Services/Catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -20,10 +19,10 @@ namespace ServicesTests {
 namespace {
 
 using Platform::Queue;
-using Quenmark::RestInterface;
+namespace Catalogue = Quenmark::Catalogue;
 using TestSupport::HttpReply;
 
-class TheFacade : public ServiceFixture {
+class APerformedOperation : public ServiceFixture {
 protected:
     /// The queues on which the handlers of calls at these releases ran; all calls are made before the first response.
     std::vector<Queue> queuesOfCallsAt(const std::vector<double>& releases) {
@@ -32,7 +31,7 @@ protected:
         for (std::size_t call = 0; call < releases.size(); ++call) {
             setRelease(releases[call]);
             server.enqueue(HttpReply::json("{}"));
-            RestInterface::asyncGetTopFileUpload({}, [&, call](const auto&, std::int64_t status) {
+            perform(Catalogue::getTopFileUpload, {}, [&, call](const auto&, std::int64_t status) {
                 EXPECT_EQ(status, 0);
                 queues[call] = Queue::current();
                 ++calls;
@@ -46,21 +45,21 @@ protected:
     }
 };
 
-TEST_F(TheFacade, ChoosesTheTransportByTheReleaseAtEachCall) {
+TEST_F(APerformedOperation, ChoosesTheTransportByTheReleaseAtEachCall) {
     const auto queues = queuesOfCallsAt({1137.9, 1138.0, 1343.0, 1342.9, 1138.6, 0.0, 2000.0});
     const std::vector<bool> onMainQueue{true, false, true, false, false, true, true};
     for (std::size_t call = 0; call < queues.size(); ++call)
         EXPECT_EQ(queues[call] == Queue::main(), onMainQueue[call]) << call;
 }
 
-TEST_F(TheFacade, GivesEachCallAQueueOfItsOwnOnOldReleases) {
+TEST_F(APerformedOperation, GivesEachCallAQueueOfItsOwnOnOldReleases) {
     const auto queues = queuesOfCallsAt({1138.0, 1138.0, 1138.0});
     EXPECT_NE(queues[0], queues[1]);
     EXPECT_NE(queues[1], queues[2]);
     EXPECT_NE(queues[0], queues[2]);
 }
 
-TEST_F(TheFacade, MayBeCalledFromAnyThread) {
+TEST_F(APerformedOperation, MayBeCalledFromAnyThread) {
     server.setHandler([](const auto& request) { return HttpReply::json(R"({"FileName": )" + request.body + "}"); });
     const auto loopThread = std::this_thread::get_id();
     std::size_t responses = 0;
@@ -69,7 +68,7 @@ TEST_F(TheFacade, MayBeCalledFromAnyThread) {
         for (int call = 0; call < 300; ++call) {
             Quenmark::GetTopFileUploadQuery query;
             query.toComputerId = std::to_string(call);
-            RestInterface::asyncGetTopFileUpload(query, [&](const auto& result, std::int64_t status) {
+            perform(Catalogue::getTopFileUpload, query, [&](const auto& result, std::int64_t status) {
                 EXPECT_EQ(status, 0);
                 EXPECT_NE(result.value(), nullptr);
                 EXPECT_EQ(std::this_thread::get_id(), loopThread);
@@ -77,12 +76,12 @@ TEST_F(TheFacade, MayBeCalledFromAnyThread) {
                 ++responses;
             });
             if (call % 10 == 0)
-                RestInterface::asyncGetTopFileUploadWithStream(query,
-                                                               [&](const auto&, const auto&, std::int64_t status) {
-                                                                   EXPECT_EQ(status, 0);
-                                                                   EXPECT_EQ(std::this_thread::get_id(), loopThread);
-                                                                   ++rawResponses;
-                                                               });
+                perform(Catalogue::getTopFileUploadWithStream, query,
+                        [&](const auto&, const auto&, std::int64_t status) {
+                            EXPECT_EQ(status, 0);
+                            EXPECT_EQ(std::this_thread::get_id(), loopThread);
+                            ++rawResponses;
+                        });
         }
     });
     EXPECT_TRUE(runUntil([&] { return responses == 300 && rawResponses == 30; })) << responses << ' ' << rawResponses;
@@ -90,7 +89,7 @@ TEST_F(TheFacade, MayBeCalledFromAnyThread) {
     EXPECT_EQ(server.requests().size(), 330U);
 }
 
-TEST_F(TheFacade, ServesManyCallsAtOnce) {
+TEST_F(APerformedOperation, ServesManyCallsAtOnce) {
     for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         server.setHandler([](const auto& request) { return HttpReply::json(R"({"FileName": )" + request.body + "}"); });
@@ -98,7 +97,7 @@ TEST_F(TheFacade, ServesManyCallsAtOnce) {
         for (int call = 0; call < 50; ++call) {
             Quenmark::GetTopFileUploadQuery query;
             query.toComputerId = std::to_string(call);
-            RestInterface::asyncGetTopFileUpload(query, [&names](auto result, std::int64_t) {
+            perform(Catalogue::getTopFileUpload, query, [&names](auto result, std::int64_t) {
                 names.emplace_back(result.value()->fileName->at("ToComputerID").as_string());
             });
         }
@@ -108,20 +107,20 @@ TEST_F(TheFacade, ServesManyCallsAtOnce) {
     }
 }
 
-TEST_F(TheFacade, LetsGoOfTheHandlerAfterItsCall) {
+TEST_F(APerformedOperation, ReleasesTheHandlerAfterItsCall) {
     for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         server.enqueue(HttpReply::json("{}"));
         auto held = std::make_shared<int>(0);
         const std::weak_ptr<int> watched = held;
-        RestInterface::asyncGetTopFileUpload({}, [held](const auto&, std::int64_t) { ++*held; });
+        perform(Catalogue::getTopFileUpload, {}, [held](const auto&, std::int64_t) { ++*held; });
         held.reset();
         EXPECT_FALSE(watched.expired());
         ASSERT_TRUE(runUntil([&] { return watched.expired(); }));
     }
 }
 
-TEST_F(TheFacade, ReportsAResponseWhoseRecordsTakeTooMuchMemory) {
+TEST_F(APerformedOperation, ReportsAResponseWhoseRecordsTakeTooMuchMemory) {
     for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         std::string list = "{}";
@@ -130,7 +129,7 @@ TEST_F(TheFacade, ReportsAResponseWhoseRecordsTakeTooMuchMemory) {
         server.enqueue(HttpReply::json(R"({"FileToTransfer": [)" + list + "]}"));
         std::optional<Platform::Error> error;
         std::int64_t status = 0;
-        RestInterface::asyncGetSharedFilesTransferData({}, [&](const auto& result, std::int64_t reported) {
+        perform(Catalogue::getSharedFilesTransferData, {}, [&](const auto& result, std::int64_t reported) {
             ASSERT_NE(result.error(), nullptr);
             error = *result.error();
             status = reported;
@@ -141,13 +140,13 @@ TEST_F(TheFacade, ReportsAResponseWhoseRecordsTakeTooMuchMemory) {
     }
 }
 
-TEST_F(TheFacade, SurvivesAHandlerThatThrows) {
+TEST_F(APerformedOperation, SurvivesAHandlerThatThrows) {
     for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         log.clear();
         server.enqueue(HttpReply::json("{}"));
-        RestInterface::asyncGetTopFileUpload(
-            {}, [](const auto&, std::int64_t) { throw std::runtime_error("thrown by the handler"); });
+        perform(Catalogue::getTopFileUpload, {},
+                [](const auto&, std::int64_t) { throw std::runtime_error("thrown by the handler"); });
         ASSERT_TRUE(runUntil([&] { return log.entries().size() == 3; }));
         EXPECT_TRUE(log.entries()[2].ends_with(": thrown by the handler")) << log.entries()[2];
         EXPECT_EQ(queuesOfCallsAt({release}).size(), 1U);
