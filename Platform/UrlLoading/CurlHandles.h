@@ -18,6 +18,7 @@ struct CurlDeleter {
 using CurlMultiHandle = std::unique_ptr<CURLM, CurlDeleter<curl_multi_cleanup>>;
 /// One that was added to a multi handle must be removed from it first (curl_multi_remove_handle(3)).
 using CurlEasyHandle = std::unique_ptr<CURL, CurlDeleter<curl_easy_cleanup>>;
+using CurlUrl = std::unique_ptr<CURLU, CurlDeleter<curl_url_cleanup>>;
 using CurlList = std::unique_ptr<curl_slist, CurlDeleter<curl_slist_free_all>>;
 
 } // namespace Platform

@@ -242,6 +242,7 @@ void Transfer::releaseHandle() noexcept {
     if (easy_)
         driver_->release(*this);
     headerList_.reset();
+    parsedUrl_.reset();
 }
 
 } // namespace Platform

@@ -111,6 +111,7 @@ private:
 
     void enter(State next) noexcept;
     void makeHandle();
+    void setUrl();
     void setCallbacks();
     void configureBody();
     void setHeaderFields();
@@ -144,6 +145,7 @@ private:
 
     /// Nil before the request is made, while the body is received directly, and in the end.
     CurlEasyHandle easy_;
+    CurlUrl parsedUrl_;
     CurlList headerList_;
     std::array<char, 256> errorText_{};
     /// The socket of the connection that the request is sent on; negative before.
