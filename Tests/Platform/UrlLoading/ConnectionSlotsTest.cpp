@@ -50,21 +50,21 @@ protected:
     void takeEverySlot() {
         server.setHandler([](const auto&) { return HttpReply::silence(); });
         const auto session = wideSession();
-        for (auto& answer : slow)
-            start(*session, get("/slow"), answer);
+        for (auto& result : slow)
+            start(*session, get("/slow"), result);
         ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == slow.size(); }));
     }
 
-    std::vector<Answer> slow = std::vector<Answer>(32);
+    std::vector<LoadResult> slow = std::vector<LoadResult>(32);
 };
 
 TEST_F(Slots, OfOneServerAreThirtyTwoAndTheOtherRequestsWaitTheirTurn) {
     server.setHandler([](const auto&) { return HttpReply::silence(); });
     const auto session = wideSession();
-    std::vector<Answer> answers(35);
+    std::vector<LoadResult> results(35);
     std::vector<std::shared_ptr<UrlSessionTask>> tasks;
-    for (auto& answer : answers)
-        tasks.push_back(start(*session, get("/" + std::to_string(tasks.size())), answer));
+    for (auto& result : results)
+        tasks.push_back(start(*session, get("/" + std::to_string(tasks.size())), result));
     ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 32; }));
     settle();
     EXPECT_EQ(server.openConnections(), 32U);
@@ -78,10 +78,10 @@ TEST_F(Slots, OfOneServerAreThirtyTwoAndTheOtherRequestsWaitTheirTurn) {
     EXPECT_EQ(server.openConnections(), 32U);
     for (auto task = tasks.rbegin(); task != tasks.rend(); ++task)
         (*task)->cancel();
-    for (auto& answer : answers)
-        ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
-    EXPECT_EQ(answers[4].code(), 0);
-    EXPECT_EQ(answers[33].code(), -999);
+    for (auto& result : results)
+        ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
+    EXPECT_EQ(results[4].code(), 0);
+    EXPECT_EQ(results[33].code(), -999);
     EXPECT_EQ(server.requests().size(), 33U);
 }
 
@@ -96,7 +96,7 @@ TEST_F(Slots, OfOneServerDoNotKeepRequestsToAnotherWaiting) {
 
 TEST_F(Slots, ThatAreAwaitedCostNoTime) {
     takeEverySlot();
-    Answer waiting;
+    LoadResult waiting;
     UrlSessionConfiguration configuration;
     configuration.timeoutIntervalForResource = 60s;
     start(*UrlSession::sessionWithConfiguration(configuration), get("/waiting"), waiting);
@@ -143,8 +143,8 @@ TEST_F(Slots, OfASessionAreNotKeptByAChallengeThatNobodyAnswers) {
     const auto delegate = std::make_shared<Recorder>();
     const auto session = UrlSession::sessionWithConfiguration(configuration, delegate);
     session->dataTaskWithRequest(get("/locked"))->resume();
-    Answer second;
-    Answer third;
+    LoadResult second;
+    LoadResult third;
     start(*session, get("/"), second);
     start(*session, get("/"), third);
     ASSERT_TRUE(loop.runUntil([&] { return second.done && third.done; }));

@@ -11,7 +11,7 @@ using TestSupport::HttpReply;
 /// How a request is made; what it brings must be the same.
 struct Interface {
     const char* name;
-    std::function<void(UrlRequest, Answer&)> load;
+    std::function<void(UrlRequest, LoadResult&)> load;
 };
 
 void PrintTo(const Interface& interface, std::ostream* stream) {
@@ -20,39 +20,39 @@ void PrintTo(const Interface& interface, std::ostream* stream) {
 
 class AKeptConnection : public UrlLoadingTest, public testing::WithParamInterface<Interface> {
 protected:
-    Answer loadIt(UrlRequest request) {
-        Answer answer;
-        GetParam().load(std::move(request), answer);
-        EXPECT_TRUE(loop.runUntil([&] { return answer.done; })) << "no answer came";
+    LoadResult loadIt(UrlRequest request) {
+        LoadResult result;
+        GetParam().load(std::move(request), result);
+        EXPECT_TRUE(loop.runUntil([&] { return result.done; })) << "no response was received";
         settle();
-        return answer;
+        return result;
     }
 };
 
 INSTANTIATE_TEST_SUITE_P(
     Both, AKeptConnection,
     testing::Values(Interface{"Session",
-                              [](UrlRequest request, Answer& answer) {
+                              [](UrlRequest request, LoadResult& result) {
                                   UrlSession::sessionWithConfiguration({})
                                       ->dataTaskWithRequest(
                                           std::move(request),
-                                          [&answer](auto data, auto response, auto error) {
-                                              answer = {true, std::move(data), std::move(response), std::move(error)};
+                                          [&result](auto data, auto response, auto error) {
+                                              result = {true, std::move(data), std::move(response), std::move(error)};
                                           })
                                       ->resume();
                               }},
                     Interface{"Connection",
-                              [](UrlRequest request, Answer& answer) {
+                              [](UrlRequest request, LoadResult& result) {
                                   UrlConnection::sendAsynchronousRequest(
                                       std::move(request), Queue::main(),
-                                      [&answer](auto response, auto data, auto error) {
-                                          answer = {true, std::move(data), std::move(response), std::move(error)};
+                                      [&result](auto response, auto data, auto error) {
+                                          result = {true, std::move(data), std::move(response), std::move(error)};
                                       });
                               }}),
     [](const auto& place) { return std::string(place.param.name); });
 
-TEST_P(AKeptConnection, OutlivesNoHeaderFieldOfAnAnswerBefore) {
-    // A continued line that continues nothing. A transport that looks for the line above it finds one of the answer
+TEST_P(AKeptConnection, OutlivesNoHeaderFieldOfAnEarlierResponse) {
+    // A continued line that continues nothing. A transport that looks for the line above it finds one of the response
     // before, whose memory is freed.
     const std::string hostile = "HTTP/1.1 200 OK\r\n c: d\r\nContent-Length: 20\r\n\r\n{\"ReturnStatus\":\"1\"}";
     for (int round = 0; round < 3; ++round) {
@@ -60,12 +60,12 @@ TEST_P(AKeptConnection, OutlivesNoHeaderFieldOfAnAnswerBefore) {
         EXPECT_EQ(loadIt(get("/")).data, "normal");
         for (int again = 0; again < 2; ++again) {
             server.enqueue(HttpReply::raw(hostile));
-            const Answer answer = loadIt(post("/", "{}"));
-            EXPECT_EQ(answer.code(), -1011);
-            EXPECT_FALSE(answer.response);
+            const LoadResult result = loadIt(post("/", "{}"));
+            EXPECT_EQ(result.code(), -1011);
+            EXPECT_FALSE(result.response);
         }
     }
-    // The same on the connection that brought the normal answer.
+    // The same on the connection of the normal response.
     server.enqueue(HttpReply::ok("normal"));
     server.enqueue(HttpReply::raw(hostile));
     const std::size_t before = server.acceptedConnections();
@@ -128,19 +128,19 @@ TEST_P(AKeptConnection, ThatBringsUnaskedBytesJustBeforeARequestIsNotUsed) {
         server.enqueue(HttpReply::ok("asked"));
         // The loop has not seen them when the request starts.
         server.sendNow(round, unasked);
-        Answer answer;
-        GetParam().load(post("/", "{}"), answer);
-        ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
-        EXPECT_EQ(answer.data, "asked");
+        LoadResult result;
+        GetParam().load(post("/", "{}"), result);
+        ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
+        EXPECT_EQ(result.data, "asked");
         settle();
         EXPECT_EQ(server.openConnections(), 1U);
         EXPECT_EQ(server.acceptedConnections(), round + 2);
     }
 }
 
-TEST_P(AKeptConnection, IsNotUsedForTheAnswerToTheRequestAfterATimeOut) {
+TEST_P(AKeptConnection, IsNotUsedForTheResponseToTheRequestAfterATimeout) {
     server.enqueue(HttpReply::silence());
-    Answer late;
+    LoadResult late;
     GetParam().load(post("/", "{}"), late);
     ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 1; }));
     advance(std::chrono::seconds(60));
@@ -157,9 +157,9 @@ TEST_P(AKeptConnection, ThatIsLostAfterARequestWasReadCostsAPostAndIsSeenOnce) {
         EXPECT_EQ(loadIt(get("/first")).data, "first");
         const std::size_t connections = server.acceptedConnections();
         server.enqueue(end);
-        const Answer answer = loadIt(post("/RegisterComputer", "{\"a\":1}"));
-        EXPECT_EQ(answer.code(), -1005);
-        EXPECT_FALSE(answer.response);
+        const LoadResult result = loadIt(post("/RegisterComputer", "{\"a\":1}"));
+        EXPECT_EQ(result.code(), -1005);
+        EXPECT_FALSE(result.response);
         settle();
         ASSERT_EQ(server.requests().size(), 2U);
         EXPECT_EQ(server.requests()[1].target, "/RegisterComputer");
@@ -174,10 +174,10 @@ TEST_P(AKeptConnection, ThatWasClosedBeforeAPostCostsNothing) {
         EXPECT_EQ(loadIt(post("/", "1")).data, "first");
         server.enqueue(HttpReply::ok("second"));
         round % 2 == 0 ? server.closeAll() : server.reset(server.acceptedConnections() - 1);
-        Answer answer;
-        GetParam().load(post("/", "2"), answer);
-        ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
-        EXPECT_EQ(answer.data, "second");
+        LoadResult result;
+        GetParam().load(post("/", "2"), result);
+        ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
+        EXPECT_EQ(result.data, "second");
     }
     EXPECT_EQ(server.requests().size(), 10U);
 }

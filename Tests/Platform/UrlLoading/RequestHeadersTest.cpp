@@ -1,4 +1,4 @@
-// Heads of requests and answers, apart from any connection: what goes out, what is understood, what is refused.
+// Headers of requests and responses, apart from any connection: what is sent, read and refused.
 
 #include "Platform/UrlLoading/RequestHeaders.h"
 
@@ -19,8 +19,8 @@ UrlRequest requestWith(std::string_view name, std::string_view value) {
 }
 
 std::optional<Error> errorOf(const UrlRequest& request, const HeaderFields& additional = {}) {
-    const auto head = RequestHeaders::of(request, additional);
-    const auto* error = std::get_if<Error>(&head);
+    const auto headers = RequestHeaders::of(request, additional);
+    const auto* error = std::get_if<Error>(&headers);
     return error != nullptr ? std::optional(*error) : std::nullopt;
 }
 
@@ -63,57 +63,57 @@ TEST(RequestHeadersTest, NamesTheFieldThatIsRefused) {
 }
 
 TEST(RequestHeadersTest, LeavesBlanksAroundAValueOut) {
-    const auto head = std::get<RequestHeaders>(RequestHeaders::of(requestWith("X", " \t a b\t "), {}));
-    EXPECT_EQ(head.fields.valueForExactName("X"), "a b");
+    const auto headers = std::get<RequestHeaders>(RequestHeaders::of(requestWith("X", " \t a b\t "), {}));
+    EXPECT_EQ(headers.fields.valueForExactName("X"), "a b");
 }
 
 ResponseHeaders read(std::string_view text) {
-    ResponseHeaders head;
+    ResponseHeaders headers;
     while (!text.empty()) {
         const auto end = text.find('\n') + 1;
-        head.addLine(text.substr(0, end));
+        headers.addLine(text.substr(0, end));
         text.remove_prefix(end);
     }
-    return head;
+    return headers;
 }
 
-TEST(ResponseHeadTest, KeepsNamesAsTheyCameAndJoinsRepeatedFields) {
-    const auto head = read("HTTP/1.1 200 OK\r\nreturnSTATUS: 0\r\nVia: a\r\nVIA:b \r\nEmpty:\r\n\r\n");
-    EXPECT_EQ(head.state(), ResponseHeaders::State::Complete);
-    EXPECT_EQ(head.statusCode(), 200);
-    EXPECT_EQ(head.fields().size(), 3U);
-    EXPECT_EQ(head.fields().valueForExactName("returnSTATUS"), "0");
-    EXPECT_EQ(head.fields().valueForExactName("Via"), "a, b");
-    EXPECT_EQ(head.fields().valueForExactName("Empty"), "");
-    EXPECT_EQ(head.contentLength(), std::nullopt);
+TEST(ResponseHeadersTest, KeepsNamesAsTheyCameAndJoinsRepeatedFields) {
+    const auto headers = read("HTTP/1.1 200 OK\r\nreturnSTATUS: 0\r\nVia: a\r\nVIA:b \r\nEmpty:\r\n\r\n");
+    EXPECT_EQ(headers.state(), ResponseHeaders::State::Complete);
+    EXPECT_EQ(headers.statusCode(), 200);
+    EXPECT_EQ(headers.fields().size(), 3U);
+    EXPECT_EQ(headers.fields().valueForExactName("returnSTATUS"), "0");
+    EXPECT_EQ(headers.fields().valueForExactName("Via"), "a, b");
+    EXPECT_EQ(headers.fields().valueForExactName("Empty"), "");
+    EXPECT_EQ(headers.contentLength(), std::nullopt);
 }
 
-TEST(ResponseHeadTest, JoinsALineThatIsFoldedWithABlank) {
-    const auto head = read("HTTP/1.1 200 OK\r\nA: one\r\n  two\r\n\tthree\r\nB: x\r\n\r\n");
-    EXPECT_EQ(head.fields().valueForExactName("A"), "one two three");
-    EXPECT_EQ(head.fields().valueForExactName("B"), "x");
+TEST(ResponseHeadersTest, JoinsALineThatIsFoldedWithABlank) {
+    const auto headers = read("HTTP/1.1 200 OK\r\nA: one\r\n  two\r\n\tthree\r\nB: x\r\n\r\n");
+    EXPECT_EQ(headers.fields().valueForExactName("A"), "one two three");
+    EXPECT_EQ(headers.fields().valueForExactName("B"), "x");
 }
 
-TEST(ResponseHeadTest, ReadsOverInterimAnswers) {
-    const auto head =
+TEST(ResponseHeadersTest, SkipsInterimResponses) {
+    const auto headers =
         read("HTTP/1.1 100 Continue\r\nA: 1\r\n\r\nHTTP/1.1 103 Hints\r\nB: 2\r\n\r\nHTTP/1.1 404 No\r\nC: 3\r\n\r\n");
-    EXPECT_EQ(head.statusCode(), 404);
-    EXPECT_EQ(head.fields().size(), 1U);
-    EXPECT_EQ(head.fields().valueForExactName("C"), "3");
+    EXPECT_EQ(headers.statusCode(), 404);
+    EXPECT_EQ(headers.fields().size(), 1U);
+    EXPECT_EQ(headers.fields().valueForExactName("C"), "3");
 }
 
-TEST(ResponseHeadTest, IsNotCompleteBeforeTheEmptyLine) {
+TEST(ResponseHeadersTest, IsNotCompleteBeforeTheEmptyLine) {
     EXPECT_EQ(read("HTTP/1.1 200 OK\r\nA: 1\r\n").state(), ResponseHeaders::State::Reading);
     EXPECT_EQ(read("HTTP/1.1 100 Continue\r\n\r\n").state(), ResponseHeaders::State::Reading);
 }
 
-TEST(ResponseHeadTest, DoesNotLookAtWhatComesAfterTheHead) {
-    auto head = read("HTTP/1.1 200 OK\r\nA: 1\r\n\r\n");
-    EXPECT_EQ(head.addLine("Trailer: x\r\n"), ResponseHeaders::State::Complete);
-    EXPECT_EQ(head.fields().size(), 1U);
+TEST(ResponseHeadersTest, DoesNotLookAtWhatFollowsTheHeaders) {
+    auto headers = read("HTTP/1.1 200 OK\r\nA: 1\r\n\r\n");
+    EXPECT_EQ(headers.addLine("Trailer: x\r\n"), ResponseHeaders::State::Complete);
+    EXPECT_EQ(headers.fields().size(), 1U);
 }
 
-TEST(ResponseHeadTest, TellsTheLengthThatIsAnnounced) {
+TEST(ResponseHeadersTest, TellsTheLengthThatIsAnnounced) {
     const auto length = [](const std::string& fields) {
         return read("HTTP/1.1 200 OK\r\n" + fields + "\r\n").contentLength();
     };
@@ -140,22 +140,22 @@ INSTANTIATE_TEST_SUITE_P(Various, AMalformedHeaders,
                                          "HTTP/1.1 200 OK\r\nContent-Length: 18446744073709551616\r\n\r\n",
                                          "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n"));
 
-TEST(ResponseHeadTest, RefusesMoreThanAThousandLines) {
-    ResponseHeaders head;
-    head.addLine("HTTP/1.1 200 OK\r\n");
+TEST(ResponseHeadersTest, RefusesMoreThanAThousandLines) {
+    ResponseHeaders headers;
+    headers.addLine("HTTP/1.1 200 OK\r\n");
     for (int line = 1; line < 1000; ++line)
-        EXPECT_EQ(head.addLine("A: 1\r\n"), ResponseHeaders::State::Reading);
-    EXPECT_EQ(head.addLine("A: 1\r\n"), ResponseHeaders::State::Malformed);
+        EXPECT_EQ(headers.addLine("A: 1\r\n"), ResponseHeaders::State::Reading);
+    EXPECT_EQ(headers.addLine("A: 1\r\n"), ResponseHeaders::State::Malformed);
 }
 
-TEST(ResponseHeadTest, RefusesMoreThan256KiB) {
-    ResponseHeaders head;
-    head.addLine("HTTP/1.1 200 OK\r\n"); // 17 bytes
+TEST(ResponseHeadersTest, RefusesMoreThan256KiB) {
+    ResponseHeaders headers;
+    headers.addLine("HTTP/1.1 200 OK\r\n"); // 17 bytes
     const std::string line = "A: " + std::string((64 << 10) - 5, 'x') + "\r\n";
     for (int count = 0; count < 3; ++count)
-        EXPECT_EQ(head.addLine(line), ResponseHeaders::State::Reading);
-    EXPECT_EQ(head.addLine(line.substr(17)), ResponseHeaders::State::Reading);
-    EXPECT_EQ(head.addLine("\n"), ResponseHeaders::State::Malformed);
+        EXPECT_EQ(headers.addLine(line), ResponseHeaders::State::Reading);
+    EXPECT_EQ(headers.addLine(line.substr(17)), ResponseHeaders::State::Reading);
+    EXPECT_EQ(headers.addLine("\n"), ResponseHeaders::State::Malformed);
 }
 
 bool asks(int status, std::string_view challenges) {
@@ -165,7 +165,7 @@ bool asks(int status, std::string_view challenges) {
     return asksForAuthentication(response);
 }
 
-TEST(ChallengeTest, IsAnAnswerOfStatus401WithAKnownScheme) {
+TEST(ChallengeTest, IsAResponseOfStatus401WithAKnownScheme) {
     EXPECT_TRUE(asks(401, "Basic realm=\"x\""));
     EXPECT_TRUE(asks(401, "basic"));
     EXPECT_TRUE(asks(401, "DIGEST realm=x, nonce=\"1\""));
@@ -175,7 +175,7 @@ TEST(ChallengeTest, IsAnAnswerOfStatus401WithAKnownScheme) {
     EXPECT_TRUE(asks(401, "Bearer,NTLM"));
 }
 
-TEST(ChallengeTest, IsNoOtherAnswer) {
+TEST(ChallengeTest, IsNoOtherResponse) {
     EXPECT_FALSE(asks(200, "Basic realm=\"x\""));
     EXPECT_FALSE(asks(407, "Basic realm=\"x\""));
     EXPECT_FALSE(asks(401, "Bearer"));
@@ -205,12 +205,12 @@ TEST(PieceBufferTest, TakesBytesWholeOrNotAtAll) {
 
 TEST(GatheredBodyTest, HoldsAtMost64MiB) {
     GatheredBody body;
-    HttpUrlResponse head;
-    head.expectedContentLength = 64ULL << 20;
-    EXPECT_EQ(body.expect(head), std::nullopt);
-    head.expectedContentLength = (64ULL << 20) + 1;
-    ASSERT_TRUE(body.expect(head));
-    EXPECT_EQ(body.expect(head)->code, -1103);
+    HttpUrlResponse headers;
+    headers.expectedContentLength = 64ULL << 20;
+    EXPECT_EQ(body.expect(headers), std::nullopt);
+    headers.expectedContentLength = (64ULL << 20) + 1;
+    ASSERT_TRUE(body.expect(headers));
+    EXPECT_EQ(body.expect(headers)->code, -1103);
     EXPECT_EQ(body.append(std::string(64 << 20, 'x')), std::nullopt);
     ASSERT_TRUE(body.append("x"));
     EXPECT_EQ(body.append("x")->code, -1103);

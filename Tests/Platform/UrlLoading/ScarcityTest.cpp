@@ -52,19 +52,19 @@ TEST_F(Scarcity, OfWatchesEndsTheRequestWithAnError) {
         for (int left = 0; left < 12; ++left) {
             server.closeAll();
             settle();
-            Answer answer;
+            LoadResult result;
             watchesLeft = left;
-            start(*makeSession(), post(target, "{}"), answer);
-            loop.runUntil([&] { return answer.done; }, std::chrono::seconds(2));
+            start(*makeSession(), post(target, "{}"), result);
+            loop.runUntil([&] { return result.done; }, std::chrono::seconds(2));
             watchesLeft = INT_MAX;
             // The server's own connections need watches as well.
-            ASSERT_TRUE(answer.done || left == 1) << left;
-            if (answer.done && answer.error) {
-                EXPECT_TRUE(answer.code() == -1004 || answer.code() == -1005) << left << ": " << answer.code();
+            ASSERT_TRUE(result.done || left == 1) << left;
+            if (result.done && result.error) {
+                EXPECT_TRUE(result.code() == -1004 || result.code() == -1005) << left << ": " << result.code();
                 ++failures;
             }
             advance(std::chrono::seconds(60));
-            EXPECT_TRUE(answer.done) << left;
+            EXPECT_TRUE(result.done) << left;
             EXPECT_EQ(load(get(target)).code(), 0) << left;
         }
         EXPECT_GE(failures, 1U);
@@ -80,15 +80,15 @@ TEST_F(Scarcity, OfDescriptorsEndsTheRequestWithAnError) {
         server.closeAll();
         settle();
         const rlimit scarce{static_cast<rlim_t>(next.get()) + more, usual.rlim_max};
-        Answer answer;
+        LoadResult result;
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &scarce), 0);
-        start(*makeSession(), post("/long", "{}"), answer);
-        loop.runUntil([&] { return answer.done; }, std::chrono::seconds(2));
+        start(*makeSession(), post("/long", "{}"), result);
+        loop.runUntil([&] { return result.done; }, std::chrono::seconds(2));
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
         advance(std::chrono::seconds(60));
-        ASSERT_TRUE(answer.done);
-        if (answer.error && answer.code() != -1001) {
-            EXPECT_EQ(answer.code(), -1004) << more;
+        ASSERT_TRUE(result.done);
+        if (result.error && result.code() != -1001) {
+            EXPECT_EQ(result.code(), -1004) << more;
             ++failures;
         }
         EXPECT_EQ(load(get("/long")).code(), 0) << more;

@@ -14,18 +14,18 @@ class ASecureConnection : public UrlLoadingTest {
 protected:
     /// Over the one interface and the other, which must end in the same way.
     void expectFailure(const UrlRequest& request, int code, const char* text) {
-        const Answer ofSession = load(request);
+        const LoadResult ofSession = load(request);
         EXPECT_EQ(ofSession.code(), code);
         EXPECT_EQ(ofSession.data, std::nullopt);
-        Answer ofConnection;
+        LoadResult ofConnection;
         UrlConnection::sendAsynchronousRequest(request, Queue::main(), [&](auto response, auto data, auto error) {
             ofConnection = {true, std::move(data), std::move(response), std::move(error)};
         });
         ASSERT_TRUE(loop.runUntil([&] { return ofConnection.done; }));
         EXPECT_EQ(ofConnection.code(), code);
-        for (const Answer& answer : {ofSession, ofConnection}) {
-            ASSERT_TRUE(answer.error);
-            EXPECT_TRUE(answer.error->localizedDescription.starts_with(text)) << answer.error->localizedDescription;
+        for (const LoadResult& result : {ofSession, ofConnection}) {
+            ASSERT_TRUE(result.error);
+            EXPECT_TRUE(result.error->localizedDescription.starts_with(text)) << result.error->localizedDescription;
         }
     }
     static UrlRequest getAbsolute(const std::string& address) {
@@ -49,18 +49,18 @@ TEST_F(ASecureConnection, ThatARedirectLeadsToIsNoMoreTrusted) {
 
 TEST_F(ASecureConnection, ToAServerThatSpeaksNoTlsIsNone) {
     const auto address = "https://" + server.host() + "/";
-    for (const bool answers : {true, false}) {
+    for (const bool results : {true, false}) {
         const std::size_t connection = server.acceptedConnections();
-        Answer answer;
-        start(*makeSession(), getAbsolute(address), answer);
+        LoadResult result;
+        start(*makeSession(), getAbsolute(address), result);
         ASSERT_TRUE(loop.runUntil([&] { return server.unfinishedRequests() == 1; }));
-        if (answers)
+        if (results)
             server.send(connection, "HTTP/1.1 400 Bad Request\r\n\r\n");
         else
             server.close(connection);
-        ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
-        EXPECT_EQ(answer.code(), -1200) << answers;
-        EXPECT_FALSE(answer.response);
+        ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
+        EXPECT_EQ(result.code(), -1200) << results;
+        EXPECT_FALSE(result.response);
         server.closeAll();
     }
 }

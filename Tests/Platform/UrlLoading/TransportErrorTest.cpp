@@ -43,7 +43,7 @@ TEST(ATransportError, HasItsCodeAndOnlyTheRestIsUnknown) {
     }
 }
 
-TEST(ATransportError, ThatMayMeanALineTooLongDoesSoInTheHeadOfAnAnswer) {
+TEST(ATransportError, ThatMayMeanALineTooLongDoesSoInTheHeadersOfAResponse) {
     EXPECT_EQ(transportErrorCode(CURLE_OUT_OF_MEMORY, {.requestSent = true, .headersComplete = false}), -1011);
     EXPECT_EQ(transportErrorCode(CURLE_OUT_OF_MEMORY, {.requestSent = true, .headersComplete = true}), -1005);
 }

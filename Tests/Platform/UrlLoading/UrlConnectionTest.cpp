@@ -63,18 +63,18 @@ protected:
         ASSERT_TRUE(loop.runUntil([&] { return recorder->done; }));
         settle();
     }
-    Answer sendWhole(UrlRequest request, const Queue& queue = Queue::main()) {
-        Answer answer;
+    LoadResult sendWhole(UrlRequest request, const Queue& queue = Queue::main()) {
+        LoadResult result;
         std::optional<Queue> handlerQueue;
         UrlConnection::sendAsynchronousRequest(std::move(request), queue, [&](auto response, auto data, auto error) {
-            EXPECT_FALSE(answer.done);
-            answer = {true, std::move(data), std::move(response), std::move(error)};
+            EXPECT_FALSE(result.done);
+            result = {true, std::move(data), std::move(response), std::move(error)};
             handlerQueue = Queue::current();
         });
-        EXPECT_FALSE(answer.done);
-        EXPECT_TRUE(loop.runUntil([&] { return answer.done; }));
+        EXPECT_FALSE(result.done);
+        EXPECT_TRUE(loop.runUntil([&] { return result.done; }));
         EXPECT_EQ(handlerQueue, queue);
-        return answer;
+        return result;
     }
 };
 
@@ -104,14 +104,14 @@ TEST_F(AConnection, ReportsOnTheQueueThatItIsGiven) {
     EXPECT_EQ(recorder->queues, (std::vector<Queue>(3, queue)));
 }
 
-TEST_F(AConnection, ReportsTheHeadOfAnAnswerWithoutABody) {
+TEST_F(AConnection, ReportsTheHeadersOfAResponseWithoutABody) {
     server.enqueue(HttpReply::ok({}, {{"ReturnStatus", "2"}}));
     startConnection(get("/"));
     runToEnd();
     EXPECT_EQ(recorder->calls, (std::vector<std::string>{"response 200", "finish"}));
 }
 
-TEST_F(AConnection, ReportsTheHeadBehindRedirectsAndOfUnansweredChallenges) {
+TEST_F(AConnection, ReportsTheHeadersBehindRedirectsAndOfUnansweredChallenges) {
     server.enqueue("/a", HttpReply::status(302, "", {{"Location", "/b"}}));
     server.enqueue("/b", HttpReply::status(401, "who?", {{"WWW-Authenticate", "Basic"}}));
     startConnection(get("/a"));
@@ -212,16 +212,16 @@ TEST_F(AConnection, WithoutADelegateLoadsAllTheSame) {
 
 TEST_F(AConnection, CanSendARequestWhole) {
     server.enqueue(HttpReply::json("{\"a\":1}"));
-    const Answer answer = sendWhole(post("/", "{}"), Queue::serial("operations"));
-    EXPECT_EQ(answer.data, "{\"a\":1}");
-    EXPECT_EQ(answer.response->statusCode, 200);
-    EXPECT_EQ(answer.error, std::nullopt);
+    const LoadResult result = sendWhole(post("/", "{}"), Queue::serial("operations"));
+    EXPECT_EQ(result.data, "{\"a\":1}");
+    EXPECT_EQ(result.response->statusCode, 200);
+    EXPECT_EQ(result.error, std::nullopt);
 }
 
 TEST_F(AConnection, ThatSendsARequestWholeFailsWithAnError) {
     EXPECT_EQ(sendWhole({}).code(), -1000);
     server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc").thenClose());
-    const Answer cut = sendWhole(get("/"));
+    const LoadResult cut = sendWhole(get("/"));
     EXPECT_EQ(cut.code(), -1005);
     EXPECT_EQ(cut.data, std::nullopt);
     EXPECT_TRUE(cut.response);

@@ -19,7 +19,7 @@
 namespace Platform {
 
 /// What came of a task with a completion handler.
-struct Answer {
+struct LoadResult {
     bool done = false;
     std::optional<Data> data;
     std::optional<HttpUrlResponse> response;
@@ -96,29 +96,29 @@ protected:
         return UrlSession::sessionWithConfiguration({}, std::move(delegate));
     }
 
-    /// Starts a task that puts its outcome into `answer`, which must live until then.
-    static std::shared_ptr<UrlSessionTask> start(UrlSession& session, UrlRequest request, Answer& answer) {
-        auto task = session.dataTaskWithRequest(std::move(request), into(answer));
+    /// Starts a task that puts its outcome into `result`, which must live until then.
+    static std::shared_ptr<UrlSessionTask> start(UrlSession& session, UrlRequest request, LoadResult& result) {
+        auto task = session.dataTaskWithRequest(std::move(request), into(result));
         task->resume();
         return task;
     }
-    static UrlSession::DataHandler into(Answer& answer) {
+    static UrlSession::DataHandler into(LoadResult& result) {
         return
-            [&answer](std::optional<Data> data, std::optional<HttpUrlResponse> response, std::optional<Error> error) {
-                EXPECT_FALSE(answer.done) << "the handler was called twice";
-                answer = {true, std::move(data), std::move(response), std::move(error)};
+            [&result](std::optional<Data> data, std::optional<HttpUrlResponse> response, std::optional<Error> error) {
+                EXPECT_FALSE(result.done) << "the handler was called twice";
+                result = {true, std::move(data), std::move(response), std::move(error)};
             };
     }
 
     /// Loads whole, in a session of its own.
-    Answer load(UrlRequest request) {
-        Answer answer;
-        start(*makeSession(), std::move(request), answer);
-        EXPECT_TRUE(loop.runUntil([&] { return answer.done; })) << "no answer came";
-        return answer;
+    LoadResult load(UrlRequest request) {
+        LoadResult result;
+        start(*makeSession(), std::move(request), result);
+        EXPECT_TRUE(loop.runUntil([&] { return result.done; })) << "no response was received";
+        return result;
     }
     /// Loads what the server says in exactly these bytes.
-    Answer loadRaw(std::string bytes) {
+    LoadResult loadRaw(std::string bytes) {
         server.enqueue(TestSupport::HttpReply::raw(std::move(bytes)).thenClose());
         return load(get("/"));
     }

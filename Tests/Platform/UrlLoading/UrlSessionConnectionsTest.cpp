@@ -26,13 +26,13 @@ TEST_F(Connections, ServeOneRequestAfterTheOtherOfAnySession) {
     EXPECT_EQ(server.requests().back().connection, 0U);
 }
 
-TEST_F(Connections, AreLeftAfterAnAnswerThatWasNotReadWhole) {
+TEST_F(Connections, AreLeftAfterAResponseThatWasNotReadWhole) {
     server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhel"));
-    Answer answer;
-    const auto task = start(*makeSession(), get("/"), answer);
+    LoadResult result;
+    const auto task = start(*makeSession(), get("/"), result);
     ASSERT_TRUE(loop.runUntil([&] { return task->response() != nullptr; }));
     task->cancel();
-    ASSERT_TRUE(loop.runUntil([&] { return answer.done && server.openConnections() == 0; }));
+    ASSERT_TRUE(loop.runUntil([&] { return result.done && server.openConnections() == 0; }));
     server.enqueue(HttpReply::ok("next"));
     EXPECT_EQ(load(get("/")).data, "next");
     EXPECT_EQ(server.acceptedConnections(), 2U);
@@ -56,9 +56,9 @@ TEST_F(Connections, ThatTheServerClosesUnderARequestThatChangesNothingAreReplace
         server.enqueue(byReset ? nothing.thenReset() : nothing.thenClose());
         server.enqueue(HttpReply::ok("again"));
         EXPECT_EQ(load(get("/")).data, "first");
-        const Answer answer = load(get("/again"));
-        EXPECT_EQ(answer.code(), 0) << byReset;
-        EXPECT_EQ(answer.data, "again") << byReset;
+        const LoadResult result = load(get("/again"));
+        EXPECT_EQ(result.code(), 0) << byReset;
+        EXPECT_EQ(result.data, "again") << byReset;
         const auto& requests = server.requests();
         ASSERT_GE(requests.size(), 3U);
         EXPECT_EQ(requests[requests.size() - 2].bytes, requests.back().bytes);
@@ -77,14 +77,14 @@ TEST_F(Connections, ThatNobodyUsesAreFew) {
     UrlSessionConfiguration configuration;
     configuration.httpMaximumConnectionsPerHost = 20;
     const auto session = UrlSession::sessionWithConfiguration(configuration);
-    std::vector<Answer> answers(20);
-    for (auto& answer : answers)
-        start(*session, get("/"), answer);
+    std::vector<LoadResult> results(20);
+    for (auto& result : results)
+        start(*session, get("/"), result);
     ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 20; }));
     for (std::size_t connection = 0; connection < 20; ++connection)
         server.send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
-    for (auto& answer : answers)
-        ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
+    for (auto& result : results)
+        ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
     EXPECT_TRUE(loop.runUntil([&] { return server.openConnections() <= 8; }));
     EXPECT_GT(server.openConnections(), 0U);
 }
@@ -97,16 +97,16 @@ protected:
     const TestSupport::HttpRequest& last() const { return server.requests().back(); }
 };
 
-TEST_F(ARedirect, IsFollowedToTheAnswer) {
+TEST_F(ARedirect, IsFollowedToTheResponse) {
     server.enqueue("/a", to("/b/c?d"));
     server.enqueue("/b/c?d", to("e"));
     server.enqueue("/b/e", to(server.url("/f%20g")));
     server.enqueue("/f%20g", HttpReply::ok("there"));
-    const Answer answer = load(get("/a"));
-    EXPECT_EQ(answer.data, "there");
-    EXPECT_EQ(answer.response->statusCode, 200);
-    EXPECT_EQ(answer.response->url, url("/f%20g"));
-    EXPECT_EQ(answer.response->allHeaderFields.value("X-Redirect"), std::nullopt);
+    const LoadResult result = load(get("/a"));
+    EXPECT_EQ(result.data, "there");
+    EXPECT_EQ(result.response->statusCode, 200);
+    EXPECT_EQ(result.response->url, url("/f%20g"));
+    EXPECT_EQ(result.response->allHeaderFields.value("X-Redirect"), std::nullopt);
     EXPECT_EQ(server.acceptedConnections(), 1U);
 }
 
@@ -153,7 +153,7 @@ TEST_F(ARedirect, IsFollowedSixteenTimes) {
         return step == 16 ? HttpReply::ok("there") : to("/" + std::to_string(step + 1));
     });
     EXPECT_EQ(load(get("/0")).data, "there");
-    const Answer tooMany = load(get("/-1"));
+    const LoadResult tooMany = load(get("/-1"));
     EXPECT_EQ(tooMany.code(), -1007);
     EXPECT_FALSE(tooMany.response);
 }
@@ -190,11 +190,11 @@ TEST_F(ARedirect, ToAnotherServerLeavesWhatIsMeantForTheFirst) {
     EXPECT_EQ(there.header("X-Kept"), "kept");
 }
 
-TEST_F(ARedirect, ThatNamesNoPlaceIsAnAnswer) {
+TEST_F(ARedirect, ThatNamesNoPlaceIsAResponse) {
     server.enqueue(HttpReply::status(302, "where?"));
-    const Answer answer = load(get("/"));
-    EXPECT_EQ(answer.data, "where?");
-    EXPECT_EQ(answer.response->statusCode, 302);
+    const LoadResult result = load(get("/"));
+    EXPECT_EQ(result.data, "where?");
+    EXPECT_EQ(result.response->statusCode, 302);
 }
 
 TEST_F(ARedirect, IsFollowedBeforeItsBodyHasCome) {

@@ -1,4 +1,4 @@
-// How loading ends when it does not end well: each way to fail has its code, and time-outs go by the loop's clock.
+// How loading fails: each failure has its code, and timeouts go by the loop's clock.
 
 #include "UrlLoadingFixture.h"
 
@@ -13,7 +13,7 @@ protected:
     std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
     std::shared_ptr<UrlSessionTask> task;
 
-    /// Starts a task whose answer goes to the recorder, and waits until the server has its request.
+    /// Starts a task whose response goes to the recorder, and waits until the server has its request.
     void startStreaming(const UrlSessionConfiguration& configuration = {},
                         std::chrono::duration<double> timeout = 60s) {
         auto request = get("/");
@@ -29,41 +29,41 @@ protected:
     int codeFor(const std::string& address) {
         UrlRequest request;
         request.url = Url::fromString(address);
-        const Answer answer = load(request);
-        EXPECT_EQ(answer.data, std::nullopt);
-        EXPECT_FALSE(answer.response);
-        return answer.code();
+        const LoadResult result = load(request);
+        EXPECT_EQ(result.data, std::nullopt);
+        EXPECT_FALSE(result.response);
+        return result.code();
     }
 };
 
-const std::string smallAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nReturnStatus: 0\r\n\r\nhello";
-const std::size_t smallHead = smallAnswer.size() - 5;
-const std::string chunkedAnswer = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n";
-const std::string longHead = "HTTP/1.1 200 OK\r\nContent-Length: 2000000\r\n\r\n";
+const std::string smallResponse = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nReturnStatus: 0\r\n\r\nhello";
+const std::size_t smallHeaders = smallResponse.size() - 5;
+const std::string chunkedResponse = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n";
+const std::string longHeaders = "HTTP/1.1 200 OK\r\nContent-Length: 2000000\r\n\r\n";
 
-TEST_F(AFailure, AtEveryByteOfAnAnswerThatIsCutIsALostConnection) {
-    for (std::size_t cut = 0; cut < smallAnswer.size(); ++cut) {
-        server.enqueue(HttpReply::raw(smallAnswer).cutAfter(cut).thenClose());
-        const Answer answer = load(get("/"));
-        EXPECT_EQ(answer.code(), -1005) << cut;
-        EXPECT_EQ(answer.data, std::nullopt) << cut;
-        EXPECT_EQ(answer.response.has_value(), cut >= smallHead) << cut;
+TEST_F(AFailure, AtEveryByteOfAResponseThatIsCutIsALostConnection) {
+    for (std::size_t cut = 0; cut < smallResponse.size(); ++cut) {
+        server.enqueue(HttpReply::raw(smallResponse).cutAfter(cut).thenClose());
+        const LoadResult result = load(get("/"));
+        EXPECT_EQ(result.code(), -1005) << cut;
+        EXPECT_EQ(result.data, std::nullopt) << cut;
+        EXPECT_EQ(result.response.has_value(), cut >= smallHeaders) << cut;
     }
 }
 
-TEST_F(AFailure, AtEveryByteOfAnAnswerThatIsResetIsALostConnection) {
-    for (std::size_t cut = 0; cut < smallAnswer.size(); ++cut) {
-        server.enqueue(HttpReply::raw(smallAnswer).cutAfter(cut).thenReset());
-        const Answer answer = load(get("/"));
-        EXPECT_EQ(answer.code(), -1005) << cut;
-        EXPECT_EQ(answer.data, std::nullopt) << cut;
+TEST_F(AFailure, AtEveryByteOfAResponseThatIsResetIsALostConnection) {
+    for (std::size_t cut = 0; cut < smallResponse.size(); ++cut) {
+        server.enqueue(HttpReply::raw(smallResponse).cutAfter(cut).thenReset());
+        const LoadResult result = load(get("/"));
+        EXPECT_EQ(result.code(), -1005) << cut;
+        EXPECT_EQ(result.data, std::nullopt) << cut;
     }
 }
 
-TEST_F(AFailure, AtEveryByteOfAChunkedAnswerThatIsCutIsALostConnection) {
+TEST_F(AFailure, AtEveryByteOfAChunkedResponseThatIsCutIsALostConnection) {
     // The last line break is not waited for.
-    for (std::size_t cut = 0; cut < chunkedAnswer.size() - 2; ++cut) {
-        server.enqueue(HttpReply::raw(chunkedAnswer).cutAfter(cut).thenClose());
+    for (std::size_t cut = 0; cut < chunkedResponse.size() - 2; ++cut) {
+        server.enqueue(HttpReply::raw(chunkedResponse).cutAfter(cut).thenClose());
         EXPECT_EQ(load(get("/")).code(), -1005) << cut;
     }
 }
@@ -71,14 +71,14 @@ TEST_F(AFailure, AtEveryByteOfAChunkedAnswerThatIsCutIsALostConnection) {
 TEST_F(AFailure, OfChunksThatAreNoneIsALostConnection) {
     for (const auto* body :
          {"x\r\nhello\r\n", "5\r\nhelloXX0\r\n\r\n", "FFFFFFFFFFFFFFFFFF\r\n", "-1\r\n", "\r\n\r\n"}) {
-        const Answer answer = loadRaw(std::string("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n") + body);
-        EXPECT_EQ(answer.code(), -1005) << body;
-        EXPECT_TRUE(answer.response) << body;
+        const LoadResult result = loadRaw(std::string("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n") + body);
+        EXPECT_EQ(result.code(), -1005) << body;
+        EXPECT_TRUE(result.response) << body;
     }
 }
 
 TEST_F(AFailure, LeavesWhatCameBeforeItToTheDelegate) {
-    server.enqueue(HttpReply::raw(smallAnswer).cutAfter(smallHead + 3).thenClose());
+    server.enqueue(HttpReply::raw(smallResponse).cutAfter(smallHeaders + 3).thenClose());
     startStreaming();
     runToEnd();
     EXPECT_EQ(recorder->calls, (std::vector<std::string>{"data 3", "end -1005"}));
@@ -88,7 +88,7 @@ TEST_F(AFailure, LeavesWhatCameBeforeItToTheDelegate) {
 }
 
 TEST_F(AFailure, BeforeTheHeadLeavesNoResponse) {
-    server.enqueue(HttpReply::raw(smallAnswer).cutAfter(smallHead - 1).thenClose());
+    server.enqueue(HttpReply::raw(smallResponse).cutAfter(smallHeaders - 1).thenClose());
     startStreaming();
     runToEnd();
     EXPECT_EQ(recorder->calls, (std::vector<std::string>{"end -1005"}));
@@ -97,7 +97,7 @@ TEST_F(AFailure, BeforeTheHeadLeavesNoResponse) {
 
 TEST_F(AFailure, InALongBodyIsALostConnectionHoweverItEnds) {
     for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{300000}, std::size_t{1999999}}) {
-        const auto reply = HttpReply::raw(longHead + std::string(length, 'x'));
+        const auto reply = HttpReply::raw(longHeaders + std::string(length, 'x'));
         for (const auto& end : {reply.thenClose(), reply.thenReset()}) {
             recorder = std::make_shared<Recorder>();
             server.enqueue(end);
@@ -112,10 +112,10 @@ TEST_F(AFailure, InALongBodyIsALostConnectionHoweverItEnds) {
 
 TEST_F(AFailure, ToConnectHasACodeOfItsOwn) {
     server.stopListening();
-    const Answer answer = load(get("/"));
-    EXPECT_EQ(answer.code(), -1004);
-    EXPECT_EQ(answer.error->domain, "UrlLoading");
-    EXPECT_TRUE(answer.error->localizedDescription.starts_with("Could not connect to the host: "));
+    const LoadResult result = load(get("/"));
+    EXPECT_EQ(result.code(), -1004);
+    EXPECT_EQ(result.error->domain, "UrlLoading");
+    EXPECT_TRUE(result.error->localizedDescription.starts_with("Could not connect to the host: "));
 }
 
 TEST_F(AFailure, ToFindTheHostHasACodeOfItsOwn) {
@@ -131,9 +131,9 @@ TEST_F(AFailure, ToAnswerInHttpHasACodeOfItsOwn) {
           "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab",
           "HTTP/1.1 200 OK\r\nA: 1\n\rB: 2\r\n\r\nxy", "HTTP/1.1 200 OK\r\nContent-Length: 2\n\rB: 2\r\n\r\nxy",
           "HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\nab", "HTTP/1.1 200 OK\r\nContent-Length: -5\r\n\r\nab"}) {
-        const Answer answer = loadRaw(bytes);
-        EXPECT_EQ(answer.code(), -1011) << bytes;
-        EXPECT_FALSE(answer.response) << bytes;
+        const LoadResult result = loadRaw(bytes);
+        EXPECT_EQ(result.code(), -1011) << bytes;
+        EXPECT_FALSE(result.response) << bytes;
     }
     EXPECT_EQ(loadRaw(std::string(5000, '\0')).code(), -1011);
 }
@@ -151,7 +151,7 @@ TEST_F(AFailure, OfAHeadThatIsTooLongHasTheSameCode) {
     EXPECT_EQ(loadRaw("HTTP/1.1 200 OK\r\nA: " + std::string(600000, 'x')).code(), -1011);
 }
 
-TEST_F(AFailure, AfterOneMinuteOfSilenceIsATimeOut) {
+TEST_F(AFailure, AfterOneMinuteOfSilenceIsATimeout) {
     server.enqueue(HttpReply::silence());
     startStreaming();
     advance(59999ms);
@@ -163,7 +163,7 @@ TEST_F(AFailure, AfterOneMinuteOfSilenceIsATimeOut) {
 }
 
 TEST_F(AFailure, AfterSilenceInTheBodyIsATimeOutWithAResponse) {
-    server.enqueue(HttpReply::raw(smallAnswer).cutAfter(smallHead + 2));
+    server.enqueue(HttpReply::raw(smallResponse).cutAfter(smallHeaders + 2));
     startStreaming();
     ASSERT_TRUE(loop.runUntil([&] { return !recorder->pieces.empty(); }));
     advance(60s);
@@ -172,7 +172,7 @@ TEST_F(AFailure, AfterSilenceInTheBodyIsATimeOutWithAResponse) {
 }
 
 TEST_F(AFailure, AfterSilenceInALongBodyIsATimeOutToo) {
-    server.enqueue(HttpReply::raw(longHead + std::string(500000, 'x')));
+    server.enqueue(HttpReply::raw(longHeaders + std::string(500000, 'x')));
     startStreaming();
     ASSERT_TRUE(loop.runUntil([&] { return recorder->data.size() == 500000; }));
     advance(59s);
@@ -185,12 +185,12 @@ TEST_F(AFailure, AfterSilenceInALongBodyIsATimeOutToo) {
 }
 
 TEST_F(AFailure, IsPutOffByProgress) {
-    server.enqueue(HttpReply::raw(smallAnswer).cutAfter(10));
+    server.enqueue(HttpReply::raw(smallResponse).cutAfter(10));
     startStreaming();
-    for (std::size_t at = 10; at < smallAnswer.size() - 1; ++at) {
+    for (std::size_t at = 10; at < smallResponse.size() - 1; ++at) {
         advance(50s);
         ASSERT_FALSE(recorder->done) << at;
-        server.send(0, smallAnswer.substr(at, 1));
+        server.send(0, smallResponse.substr(at, 1));
         settle();
     }
     advance(60s);
@@ -219,7 +219,7 @@ TEST_F(AFailure, ComesAfterTheShorterOfTheTwoIdleLimits) {
 TEST_F(AFailure, ComesAtTheResourceLimitInSpiteOfProgress) {
     UrlSessionConfiguration configuration;
     configuration.timeoutIntervalForResource = 60s;
-    server.enqueue(HttpReply::raw(longHead));
+    server.enqueue(HttpReply::raw(longHeaders));
     startStreaming(configuration);
     for (int count = 1; count < 6; ++count) {
         advance(10s);
@@ -240,7 +240,7 @@ TEST_F(AFailure, DoesNotComeWhereTheLimitsAreBeyondAnyTime) {
     startStreaming(configuration, std::chrono::duration<double>::max());
     advance(24h * 365 * 10);
     EXPECT_FALSE(recorder->done);
-    server.send(0, smallAnswer);
+    server.send(0, smallResponse);
     runToEnd();
     EXPECT_EQ(recorder->error, std::nullopt);
 }
@@ -255,7 +255,7 @@ protected:
     }
 };
 
-TEST_F(AChallenge, ThatIsNotAnsweredKeepsTheTaskUntilItsTimeOut) {
+TEST_F(AChallenge, ThatIsNotAnsweredKeepsTheTaskUntilItsTimeout) {
     advance(59999ms);
     EXPECT_EQ(recorder->calls.size(), 1U);
     EXPECT_EQ(task->state(), UrlSessionTask::State::Running);
@@ -268,7 +268,7 @@ TEST_F(AChallenge, ThatIsNotAnsweredKeepsTheTaskUntilItsTimeOut) {
     EXPECT_EQ(recorder->calls.size(), 2U);
 }
 
-TEST_F(AChallenge, HandsTheAnswerOnWhereTheDefaultIsAskedFor) {
+TEST_F(AChallenge, DeliversTheResponseWhereTheDefaultIsAskedFor) {
     advance(30s);
     recorder->challenge(ChallengeDisposition::PerformDefaultHandling);
     recorder->challenge(ChallengeDisposition::CancelChallenge);
@@ -293,12 +293,12 @@ TEST_F(AChallenge, CanBeCancelledWithItsTask) {
 
 TEST_F(AFailure, OfAnUnansweredChallengeReachesACompletionHandler) {
     server.enqueue(HttpReply::status(401, "who?", {{"WWW-Authenticate", "Digest realm=\"x\", nonce=\"y\""}}));
-    Answer answer;
-    start(*makeSession(recorder), post("/", "{}"), answer);
+    LoadResult result;
+    start(*makeSession(recorder), post("/", "{}"), result);
     ASSERT_TRUE(loop.runUntil([&] { return !recorder->calls.empty(); }));
     advance(60s);
-    EXPECT_TRUE(answer.done);
-    EXPECT_EQ(answer.code(), -1001);
+    EXPECT_TRUE(result.done);
+    EXPECT_EQ(result.code(), -1001);
     EXPECT_EQ(recorder->calls, (std::vector<std::string>{"challenge"}));
 }
 
@@ -308,7 +308,7 @@ TEST_F(AFailure, DoesNotComeOfAChallengeThatNobodyIsAskedAbout) {
     EXPECT_EQ(load(get("/")).data, "who?");
 
     server.enqueue(challenge);
-    Answer byDefault;
+    LoadResult byDefault;
     start(*makeSession(std::make_shared<UrlSessionDelegate>()), get("/"), byDefault);
     ASSERT_TRUE(loop.runUntil([&] { return byDefault.done; }));
     EXPECT_EQ(byDefault.data, "who?");

@@ -17,13 +17,13 @@ class AnUpload : public UrlLoadingTest {
 protected:
     TestSupport::TemporaryDirectory folder;
 
-    Answer upload(const Url& file, UrlRequest request) {
-        Answer answer;
-        makeSession()->uploadTaskWithRequest(std::move(request), file, into(answer))->resume();
-        EXPECT_TRUE(loop.runUntil([&] { return answer.done; }));
-        return answer;
+    LoadResult upload(const Url& file, UrlRequest request) {
+        LoadResult result;
+        makeSession()->uploadTaskWithRequest(std::move(request), file, into(result))->resume();
+        EXPECT_TRUE(loop.runUntil([&] { return result.done; }));
+        return result;
     }
-    Answer upload(const std::string& content) {
+    LoadResult upload(const std::string& content) {
         UrlRequest request = post("/", "not this");
         request.setValueForHTTPHeaderField("application/octet-stream", "Content-Type");
         return upload(Url::fileUrl(folder.write("a b.bin", content)), request);
@@ -80,31 +80,31 @@ TEST_F(AnUpload, OfAFileThatCannotBeReadSendsNothing) {
 
 TEST_F(AnUpload, OfAFileThatShrinksMeanwhileFails) {
     const auto path = folder.write("a", std::string(8 << 20, 'x'));
-    Answer answer;
-    makeSession()->uploadTaskWithRequest(post("/", ""), Url::fileUrl(path), into(answer))->resume();
+    LoadResult result;
+    makeSession()->uploadTaskWithRequest(post("/", ""), Url::fileUrl(path), into(result))->resume();
     ASSERT_TRUE(loop.runUntil([&] { return server.unfinishedRequests() == 1; }));
     std::filesystem::resize_file(path, 1);
-    ASSERT_TRUE(loop.runUntil([&] { return answer.done; }));
-    EXPECT_EQ(answer.code(), -1);
+    ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
+    EXPECT_EQ(result.code(), -1);
     EXPECT_TRUE(server.requests().empty());
 }
 
 TEST_F(AnUpload, DoesNotTimeOutWhileBytesGo) {
     server.enqueue(HttpReply::ok("x"));
-    Answer answer;
+    LoadResult result;
     makeSession()
         ->uploadTaskWithRequest(post("/", ""), Url::fileUrl(folder.write("a", std::string(100 << 20, 'x'))),
-                                into(answer))
+                                into(result))
         ->resume();
     // A bit of time passes at each turn of the loop: far less than a minute while the server empties the sockets'
     // buffers, and more than one in all.
-    while (!answer.done) {
+    while (!result.done) {
         loop.runOnce(std::chrono::seconds(5));
         clock.advance(std::chrono::milliseconds(100));
     }
     EXPECT_GT(clock.now(), std::chrono::seconds(70));
-    EXPECT_EQ(answer.code(), 0);
-    EXPECT_EQ(answer.data, "x");
+    EXPECT_EQ(result.code(), 0);
+    EXPECT_EQ(result.data, "x");
 }
 
 TEST_F(AnUpload, FromAStreamSendsNothingAndAnswersTheDelegate) {
@@ -165,9 +165,9 @@ TEST_F(ADownload, KeepsToTheLongestThatItsSessionAllows) {
     configuration.maximumDownloadLength = 10;
     server.enqueue(HttpReply::ok("0123456789"));
     EXPECT_EQ(download(url("/"), configuration).content, "0123456789");
-    for (const auto& head :
+    for (const auto& headers :
          {"Content-Length: 11\r\n\r\n012", "Transfer-Encoding: chunked\r\n\r\nb\r\n0123456789a\r\n"}) {
-        server.enqueue(HttpReply::raw(std::string("HTTP/1.1 200 OK\r\n") + head));
+        server.enqueue(HttpReply::raw(std::string("HTTP/1.1 200 OK\r\n") + headers));
         const Download refused = download(url("/"), configuration);
         EXPECT_EQ(refused.code, -1103);
         EXPECT_FALSE(refused.location);

@@ -54,10 +54,10 @@ TEST_F(TheLifetimeOfATask, EndsThatOfASessionThatItsDelegateKeeps) {
     auto owner = std::make_shared<Owner>();
     owner->session = makeSession(owner);
     const std::weak_ptr<Owner> watch = owner;
-    Answer first;
+    LoadResult first;
     start(*owner->session, get("/"), first);
     ASSERT_TRUE(loop.runUntil([&] { return first.done; }));
-    Answer second;
+    LoadResult second;
     start(*owner->session, get("/"), second);
     owner.reset();
     EXPECT_FALSE(watch.expired());

@@ -18,20 +18,20 @@ protected:
         server.enqueue(HttpReply::ok("x"));
         UrlSessionConfiguration configuration;
         configuration.httpAdditionalHeaders = additional;
-        Answer answer;
-        start(*UrlSession::sessionWithConfiguration(configuration), std::move(request), answer);
-        EXPECT_TRUE(loop.runUntil([&] { return answer.done; }));
-        EXPECT_EQ(answer.error, std::nullopt);
+        LoadResult result;
+        start(*UrlSession::sessionWithConfiguration(configuration), std::move(request), result);
+        EXPECT_TRUE(loop.runUntil([&] { return result.done; }));
+        EXPECT_EQ(result.error, std::nullopt);
         return server.requests().empty() ? std::string() : server.requests().back().bytes;
     }
     std::string host() const { return "Host: " + server.host() + "\r\n"; }
     /// The code of the error that a request ends with which must not be sent.
     int refusal(UrlRequest request) {
-        const Answer answer = load(std::move(request));
-        EXPECT_EQ(answer.data, std::nullopt);
-        EXPECT_FALSE(answer.response);
+        const LoadResult result = load(std::move(request));
+        EXPECT_EQ(result.data, std::nullopt);
+        EXPECT_FALSE(result.response);
         EXPECT_EQ(server.acceptedConnections(), 0U);
-        return answer.code();
+        return result.code();
     }
 };
 
@@ -113,9 +113,9 @@ TEST_F(ARequest, ForAHeadAloneGetsNoBody) {
     auto request = get("/");
     request.httpMethod = "HEAD";
     request.httpBody = "ignored";
-    const Answer answer = load(request);
-    EXPECT_EQ(answer.data, "");
-    EXPECT_EQ(answer.response->expectedContentLength, 1000U);
+    const LoadResult result = load(request);
+    EXPECT_EQ(result.data, "");
+    EXPECT_EQ(result.response->expectedContentLength, 1000U);
     EXPECT_EQ(server.requests().back().bytes, "HEAD / HTTP/1.1\r\n" + host() + userAgent + "\r\n");
 }
 

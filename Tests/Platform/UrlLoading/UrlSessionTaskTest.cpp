@@ -92,7 +92,7 @@ TEST_F(ATask, CanBeCancelledBeforeItStarts) {
     EXPECT_EQ(server.acceptedConnections(), 0U);
 }
 
-TEST_F(ATask, CanBeCancelledWhileItWaitsForItsAnswer) {
+TEST_F(ATask, CanBeCancelledWhileItWaitsForItsResponse) {
     server.enqueue(HttpReply::silence());
     const auto task = makeTask();
     task->resume();
@@ -195,8 +195,8 @@ TEST_F(ATask, RunsBesideOthers) {
     server.enqueue("/a", HttpReply::silence());
     server.enqueue("/b", HttpReply::ok("b"));
     const auto session = makeSession();
-    Answer a;
-    Answer b;
+    LoadResult a;
+    LoadResult b;
     start(*session, get("/a"), a);
     start(*session, get("/b"), b);
     ASSERT_TRUE(loop.runUntil([&] { return b.done; }));
@@ -212,12 +212,12 @@ TEST_F(ATask, WaitsInLineForAPlaceAtItsServer) {
     UrlSessionConfiguration configuration;
     configuration.httpMaximumConnectionsPerHost = 1;
     const auto session = UrlSession::sessionWithConfiguration(configuration);
-    std::vector<Answer> answers(4);
+    std::vector<LoadResult> results(4);
     const std::vector<std::string> targets{"/0", "/1", "/2", "/3"};
     std::vector<std::shared_ptr<UrlSessionTask>> tasks;
     for (std::size_t index = 0; index < targets.size(); ++index) {
         server.enqueue(targets[index], HttpReply::silence());
-        tasks.push_back(start(*session, get(targets[index]), answers[index]));
+        tasks.push_back(start(*session, get(targets[index]), results[index]));
     }
     settle();
     ASSERT_EQ(server.requests().size(), 1U);
@@ -226,16 +226,16 @@ TEST_F(ATask, WaitsInLineForAPlaceAtItsServer) {
     tasks[1]->suspend();
     tasks[1]->resume();
     tasks[2]->cancel();
-    ASSERT_TRUE(loop.runUntil([&] { return answers[2].done; }));
-    EXPECT_EQ(answers[2].code(), -999);
+    ASSERT_TRUE(loop.runUntil([&] { return results[2].done; }));
+    EXPECT_EQ(results[2].code(), -999);
     EXPECT_EQ(server.requests().size(), 1U);
-    const std::string answer = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
+    const std::string result = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
     for (const std::size_t next : {0U, 3U, 1U}) {
         ASSERT_TRUE(loop.runUntil([&] { return server.requests().back().target == targets[next]; })) << next;
         settle();
         EXPECT_EQ(server.requests().back().target, targets[next]);
-        server.send(0, answer);
-        ASSERT_TRUE(loop.runUntil([&] { return answers[next].done; })) << next;
+        server.send(0, result);
+        ASSERT_TRUE(loop.runUntil([&] { return results[next].done; })) << next;
     }
     EXPECT_EQ(server.requests().size(), 3U);
     EXPECT_EQ(server.acceptedConnections(), 1U);
@@ -248,13 +248,13 @@ TEST_F(ATask, WaitsForItsOwnSessionAndServerAlone) {
     const auto session = UrlSession::sessionWithConfiguration(configuration);
     server.setHandler([](const auto&) { return HttpReply::silence(); });
     otherServer.setHandler([](const auto&) { return HttpReply::silence(); });
-    std::vector<Answer> answers(5);
+    std::vector<LoadResult> results(5);
     for (std::size_t index = 0; index < 3; ++index)
-        start(*session, get("/"), answers[index]);
+        start(*session, get("/"), results[index]);
     UrlRequest elsewhere;
     elsewhere.url = Url::fromString(otherServer.url("/"));
-    start(*session, elsewhere, answers[3]);
-    start(*makeSession(), get("/"), answers[4]);
+    start(*session, elsewhere, results[3]);
+    start(*makeSession(), get("/"), results[4]);
     ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 3 && otherServer.requests().size() == 1; }));
     settle();
     EXPECT_EQ(server.requests().size(), 3U);
