@@ -30,11 +30,8 @@ ItemClaims& ItemClaims::ofThisProcess() {
     return Platform::RunLoop::main().attachment<ItemClaims>();
 }
 
-ItemClaims::ItemClaims(Platform::RunLoop&) : state_(std::make_shared<State>()) {}
-
-ItemClaims::Moment ItemClaims::now() const {
-    return {acknowledgements_, lockFile_.others(LocalPaths::claimsFile())};
-}
+ItemClaims::ItemClaims(Platform::RunLoop&)
+    : state_(std::make_shared<State>()), others_(lockFile_.others(LocalPaths::claimsFile())) {}
 
 std::shared_ptr<ItemClaims::Claim> ItemClaims::claim(const std::string& temporaryPath,
                                                      const std::optional<std::string>& fileUploadID,
@@ -65,7 +62,9 @@ std::optional<Platform::FileDescriptor> ItemClaims::lock(const std::string& path
     auto result = lockFile_.lock(LocalPaths::temporaryArea(), LocalPaths::claimsFile(), std::hash<std::string>()(path));
     if (auto* lock = std::get_if<Platform::LockFile::Lock>(&result)) {
         lastError_.clear();
-        return lock->others.isUnchangedSince(sent.others) ? std::optional(std::move(lock->file)) : std::nullopt;
+        if (!lock->others.isUnchangedSince(std::exchange(others_, lock->others)))
+            ++noticed_;
+        return noticed_ == sent.noticed ? std::optional(std::move(lock->file)) : std::nullopt;
     }
     const auto& error = std::get<Platform::Error>(result);
     if (error.code == EAGAIN)

@@ -36,10 +36,10 @@ public:
         Platform::FileDescriptor lock_;
     };
 
-    /// A moment in the sequence of acknowledgements, of this process and of others.
+    /// A moment in the sequence of acknowledgements: of this process, and of others as far as they were noticed.
     struct Moment {
         std::uint64_t acknowledgements = 0;
-        Platform::LockFile::Others others;
+        std::uint64_t noticed = 0;
     };
 
     /// The claims of this process, which belong to its loop.
@@ -47,9 +47,10 @@ public:
     explicit ItemClaims(Platform::RunLoop& loop);
 
     /// The moment at which a poll is sent.
-    Moment now() const;
+    Moment now() const { return {acknowledgements_, noticed_}; }
     /// Claims the item that a poll offers which was sent at `sent`. Nil where the item is claimed, where this process
-    /// has acknowledged it since, and where another process has acknowledged anything since.
+    /// has acknowledged it since, and where another process has, or may have, acknowledged anything since: others are
+    /// looked at when there is an item, so that a poll without one costs nothing.
     std::shared_ptr<Claim> claim(const std::string& temporaryPath, const std::optional<std::string>& fileUploadID,
                                  const Moment& sent);
     /// Notes that the acknowledgement of an item has ended, whatever its result: without a response, the web service
@@ -61,7 +62,7 @@ public:
 
 private:
     bool isAcknowledgedSince(const std::optional<std::string>& fileUploadID, std::uint64_t moment) const;
-    /// The lock of a path; one without a file where there are no locks, nil where another process holds it or has
+    /// The lock of a path; one without a file where there are no locks, nil where another process holds it or may have
     /// acknowledged something since `sent`.
     std::optional<Platform::FileDescriptor> lock(const std::string& path, const Moment& sent);
 
@@ -70,6 +71,9 @@ private:
     /// The identifiers of the latest ones; the last is number `acknowledgements_`.
     std::deque<std::string> kept_;
     Platform::LockFile lockFile_;
+    /// The last look at what others have acknowledged, and how often a look differed from the one before.
+    Platform::LockFile::Others others_;
+    std::uint64_t noticed_ = 0;
     std::string lastError_;
 };
 

@@ -144,6 +144,50 @@ TEST_P(AStreamsReception, ThatEndsWithoutAResponseIsNotAcknowledgedOnTheOlderTra
     EXPECT_EQ(count(acknowledgeTarget), 1U) << "only the second, which has a status";
 }
 
+TEST_F(EngineFixture, AConnectionThatHasEndedIsCancelled) {
+    server_.setHandler([](const auto&) { return HttpReply::silence(); });
+    const auto load = [&](const auto& end) {
+        Platform::UrlRequest request;
+        request.url = Platform::Url::fromString(server_.url("/stream"));
+        const auto connection = DownloadConnection::initWithRequest(request, engine_, false, std::nullopt);
+        connection->start();
+        ASSERT_TRUE(runUntil([&] { return server_.openConnections() == 1; }));
+        end(*connection);
+        EXPECT_TRUE(runUntil([&] { return server_.openConnections() == 0; }));
+    };
+    load([&](auto& connection) { engine_->connectionDidFinishLoading(connection); });
+    load([&](auto& connection) { engine_->connectionDidFailWithError(connection, {}); });
+}
+
+/// A task that notes what is done with it.
+class NotedTask final : public Platform::UrlSessionTask {
+public:
+    void resume() override { calls.emplace_back("resume"); }
+    void suspend() override { calls.emplace_back("suspend"); }
+    void cancel() override { calls.emplace_back("cancel"); }
+    State state() const override { return State::Completed; }
+    const Platform::UrlRequest& originalRequest() const override { return request_; }
+    const Platform::HttpUrlResponse* response() const override { return &response_; }
+    void setTaskDescription(std::string) override {}
+    const std::string& taskDescription() const override { return description_; }
+
+    std::vector<std::string> calls;
+
+private:
+    Platform::UrlRequest request_;
+    Platform::HttpUrlResponse response_;
+    std::string description_;
+};
+
+TEST_F(EngineFixture, ATaskThatHasEndedIsSuspendedAndThenCancelled) {
+    server_.setHandler([](const auto&) { return HttpReply::json("{}"); });
+    const auto session = Platform::UrlSession::sessionWithConfiguration({});
+    NotedTask task;
+    engine_->URLSessionTaskDidCompleteWithError(*session, task, std::nullopt);
+    EXPECT_EQ(task.calls, (std::vector<std::string>{"suspend", "cancel"}));
+    EXPECT_TRUE(waitFor(acknowledgeTarget)) << "a response without a status is a good one";
+}
+
 INSTANTIATE_TEST_SUITE_P(Transports, AStreamsReception, ::testing::Values(1343.0, 1138.6),
                          [](const auto& suite) { return suite.param == 1343.0 ? "Session" : "Connection"; });
 

@@ -127,6 +127,20 @@ TEST_F(AnXPCConnection, TellsEachSideWhoTheOtherIs) {
     }());
 }
 
+TEST_F(AnXPCConnection, CancelsItsConnectionAtItsEnd) {
+    auto connection = connect();
+    ASSERT_TRUE(echo(*connection, std::string("there")));
+    const auto platformConnection = connection->connection();
+    int events = 0;
+    platformConnection->setEventHandler([&](const auto&) { ++events; });
+    connection.reset();
+    platformConnection->send(Platform::Ipc::Dictionary{{"contents", "not sent any more"}});
+    const auto another = connect();
+    ASSERT_TRUE(echo(*another, std::string("one")));
+    ASSERT_TRUE(echo(*another, std::string("two")));
+    EXPECT_EQ(events, 0);
+}
+
 TEST_F(AnXPCConnection, SendsLogMessages) {
     const auto connection = connect();
     connection->_sendLog("a line for the log");

@@ -37,6 +37,7 @@ TEST(AnXPCUUID, IsEqualByItsText) {
     EXPECT_TRUE(one.isEqual(same));
     EXPECT_EQ(one.hash(), same.hash());
     EXPECT_FALSE(one.isEqual(other));
+    EXPECT_NE(one.hash(), other.hash());
 }
 
 TEST(AnXPCUUID, IsNewEachTimeAndOfTheRandomKind) {
