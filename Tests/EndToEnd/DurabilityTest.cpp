@@ -4,7 +4,10 @@
 #include "EndToEnd/RealServiceFixture.h"
 #include "EndToEnd/SystemCalls.h"
 
+#include <sys/types.h>
+
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 
 namespace Quenmark {
@@ -45,8 +48,7 @@ protected:
         start();
     }
     bool waitForAcknowledgement() {
-        return pollUntil([&] { return count(acknowledgeTarget) == 1; }) &&
-               pollUntil([&] {
+        return pollUntil([&] { return count(acknowledgeTarget) == 1; }) && pollUntil([&] {
                    const auto sent = SystemCalls(traceFile_).first("sendto", {acknowledgement});
                    return sent && sent->succeeded;
                });
@@ -73,16 +75,27 @@ TEST_P(WhatIsAcknowledged, IsAFileWhoseBytesNameAndFolderAreOnDisk) {
 }
 
 TEST_P(WhatIsAcknowledged, IsALongFileThatTheDiskHadBegunWithWhileItCame) {
-    content_.assign(10 << 20, 'x');
-    offer(R"(\\Docs\\a.bin)", "\\Docs\\a.bin");
+    content_.assign(9 << 20, 'x');
+    constexpr std::size_t tail = 1000;
+    server_.setHandler([this](const HttpRequest& request) {
+        if (request.target == pollTarget)
+            return HttpReply::json(count(acknowledgeTarget) == 0 ? item(R"(\\Docs\\a.bin)") : nothing);
+        if (request.target != streamTarget)
+            return HttpReply::json(R"({"ReturnStatus":"0"})");
+        const auto whole = HttpReply::ok(content_, streamHeaders("\\Docs\\a.bin"));
+        return whole.cutAfter(whole.bytes().size() - tail);
+    });
     launch();
+    const std::string file = descriptor(temporary("Docs/a.bin"));
+    ASSERT_TRUE(pollUntil([&] {
+        return SystemCalls(traceFile_).first("sync_file_range", {file, "_WRITE"}).has_value();
+    }));
+    server_.send(last(streamTarget).connection, std::string(tail, 'x'));
     ASSERT_TRUE(waitForAcknowledgement());
     const SystemCalls calls(traceFile_);
-    const auto begun = calls.first("sync_file_range", {descriptor(temporary("Docs/a.bin")), "SYNC_FILE_RANGE_WRITE"});
-    const auto lastWrite = calls.last("write", {descriptor(temporary("Docs/a.bin"))});
-    const auto flush = calls.first("fdatasync", {descriptor(temporary("Docs/a.bin"))});
-    ASSERT_TRUE(begun && lastWrite && flush);
-    EXPECT_LT(begun->begin, lastWrite->begin);
+    const auto lastWrite = calls.last("write", {file});
+    const auto flush = calls.first("fdatasync", {file});
+    ASSERT_TRUE(lastWrite && flush);
     EXPECT_LT(lastWrite->end, flush->begin);
     EXPECT_TRUE(contentOf(placed("Docs/a.bin")) == content_);
 }
@@ -178,7 +191,22 @@ TEST_P(WhatIsAcknowledged, IsFlushedWhileTheServiceGoesOnWithEverythingElse) {
     EXPECT_EQ(count(acknowledgeTarget), 0U);
     EXPECT_TRUE(exists(temporary("Docs/a.txt")));
     ASSERT_TRUE(waitForAcknowledgement());
+    EXPECT_EQ(count(streamTarget), 1U) << "the other engine was offered the same item";
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), content_);
+}
+
+TEST_P(WhatIsAcknowledged, IsNotWhatWasBeingFlushedWhenTheServiceEndedUntilItIsOnDisk) {
+    offer(R"(\\Docs\\a.txt)", "\\Docs\\a.txt");
+    launch("-e inject=fdatasync:delay_enter=2000000");
+    ASSERT_TRUE(pollUntil([&] { return contentOf(temporary("Docs/a.txt")) == content_; }));
+    const auto process = static_cast<pid_t>(std::stol(contentOf(traceFile_).value_or("0")));
+    ASSERT_EQ(::kill(process, SIGTERM), 0);
+    ASSERT_TRUE(pollUntil([&] { return ::kill(process, 0) != 0; }));
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+    start();
+    ASSERT_TRUE(waitForAcknowledgement());
+    EXPECT_EQ(contentOf(placed("Docs/a.txt")), content_);
+    EXPECT_EQ(bus_->log().find("Sanitizer"), std::string::npos) << bus_->log();
 }
 
 TEST_P(WhatIsAcknowledged, IsFetchedAgainWhereItsBytesCannotBeFlushed) {
