@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <set>
 #include <utility>
@@ -36,10 +37,12 @@ ItemClaims::ItemClaims(Platform::RunLoop&)
 std::shared_ptr<ItemClaims::Claim> ItemClaims::claim(const std::string& temporaryPath,
                                                      const std::optional<std::string>& fileUploadID,
                                                      const Moment& sent) {
-    if (state_->paths.contains(temporaryPath) || isAcknowledgedSince(fileUploadID, sent.acknowledgements))
+    // One file, however its path is written; no component of it is a link.
+    const std::string path = std::filesystem::path(temporaryPath).lexically_normal();
+    if (state_->paths.contains(path) || isAcknowledgedSince(fileUploadID, sent.acknowledgements))
         return nullptr;
-    auto locked = lock(temporaryPath, sent);
-    return locked ? std::make_shared<Claim>(state_, temporaryPath, *std::move(locked)) : nullptr;
+    auto locked = lock(path, sent);
+    return locked ? std::make_shared<Claim>(state_, path, *std::move(locked)) : nullptr;
 }
 
 void ItemClaims::acknowledged(const std::optional<std::string>& fileUploadID) {

@@ -113,8 +113,9 @@ private:
     Claim claimOfEndedStream();
     void readStatus(const Platform::HttpUrlResponse* response);
     int statusValue() const;
-    /// Finishes an item that the web service drops: one whose status is 2.
-    void finishDroppedItem();
+    /// Reads a stream's header fields: a good status and the item, whose folder is made; or the end of a dropped item
+    /// (status 2). Says whether the status is good.
+    bool readHeaderFields(const Platform::HttpUrlResponse& response);
     void finishItem(Platform::UrlSessionTask& task, Claim claim);
     void openGateAfterTransportError(const Platform::Error& error);
     void appendToTemporaryFile(std::string_view data);

@@ -80,11 +80,20 @@ int TopFileUploadXpcService::statusValue() const {
     return returnStatus_ ? Platform::integerValue(*returnStatus_) : 0;
 }
 
-void TopFileUploadXpcService::finishDroppedItem() {
+bool TopFileUploadXpcService::readHeaderFields(const HttpUrlResponse& response) {
+    Log::write(text(response.allHeaderFields));
+    readStatus(&response);
     if (statusValue() == statusDrop) {
         openGate();
         markFinished();
+        return false;
     }
+    if (statusValue() != 0)
+        return false;
+    item_ = Item::fromHeaderFields(response);
+    if (item_.isCalledFolder())
+        createFolderItem();
+    return true;
 }
 
 void TopFileUploadXpcService::openGateAfterTransportError(const Platform::Error& error) {
@@ -146,19 +155,13 @@ void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, Ur
 }
 
 void TopFileUploadXpcService::finishItem(UrlSessionTask& task, Claim claim) {
-    const HttpUrlResponse& response = *task.response();
-    Log::write(text(response.allHeaderFields));
-    readStatus(&response);
-    if (statusValue() != 0)
-        return finishDroppedItem();
-    item_ = Item::fromHeaderFields(response);
-    // What is not called a folder is a file on this transport, and the name in the header fields does not move it.
-    if (item_.isCalledFolder())
-        createFolderItem();
+    if (!readHeaderFields(*task.response()))
+        return;
     if (stream_)
         stream_->close();
     task.suspend();
     task.cancel();
+    // What is not called a folder is a file on this transport, and the name in the header fields does not move it.
     whenDurable(item_.isCalledFolder() ? flushOfFolders() : placement(),
                 [this, query = item_.acknowledgement(), claim] {
                     try {
@@ -170,13 +173,7 @@ void TopFileUploadXpcService::finishItem(UrlSessionTask& task, Claim claim) {
 }
 
 void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection&, const HttpUrlResponse& response) {
-    Log::write(text(response.allHeaderFields));
-    readStatus(&response);
-    if (statusValue() != 0)
-        return finishDroppedItem();
-    item_ = Item::fromHeaderFields(response);
-    if (item_.isCalledFolder())
-        createFolderItem();
+    readHeaderFields(response);
 }
 
 void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection&, std::string_view data) {

@@ -47,6 +47,16 @@ TEST_F(AClaim, KeepsOthersFromItsPathWhileItLives) {
     EXPECT_TRUE(has(other_, "a"));
 }
 
+TEST_F(AClaim, IsOfOneFileHoweverItsPathIsWritten) {
+    const auto claim = claims_.claim(path("a\\b"), "1", claims_.now());
+    for (const char* name : {"a/b", "a//b", "a/./b", "a/c/../b", "../QuenmarkTemp/a/b"}) {
+        EXPECT_FALSE(has(claims_, name)) << name;
+        EXPECT_FALSE(has(other_, name)) << name;
+    }
+    EXPECT_TRUE(has(claims_, "a"));
+    EXPECT_TRUE(has(claims_, "ab"));
+}
+
 TEST_F(AClaim, MayOutliveTheClaims) {
     auto claims = std::make_unique<ItemClaims>(loop_);
     auto claim = claims->claim(path("a"), "1", claims->now());
