@@ -17,8 +17,6 @@ namespace {
 using Quenmark::RestConnector;
 using TestSupport::HttpReply;
 
-constexpr const char* path = "Uploads.svc/GetTopFileUpload";
-
 /// Notes the descriptions of the tasks that are challenged, which are its own tasks.
 class ChallengedConnector : public RestConnector {
 public:
@@ -62,26 +60,27 @@ TEST_F(AConnectorsCall, StoresItsProgressHandlerAndNeverCallsIt) {
     const auto older = std::make_shared<Quenmark::RestConnector_Old>(context);
     const auto finish = [&finished](const auto&...) { ++finished; };
     ++handlers;
-    expectStored(connector, [&](auto progress) { connector->startAsyncTask(path, {}, progress, finish); });
-    ++handlers;
-    expectStored(connector,
-                 [&](auto progress) { connector->startAsyncDownloadWithStreamRequest(path, {}, progress, finish); });
+    expectStored(connector, [&](auto progress) { connector->startAsyncTask(pollPath, {}, progress, finish); });
     ++handlers;
     expectStored(connector, [&](auto progress) {
-        connector->startAsyncUploadWithStreamRequest(path, fileParams(), progress, finish);
+        connector->startAsyncDownloadWithStreamRequest(pollPath, {}, progress, finish);
+    });
+    ++handlers;
+    expectStored(connector, [&](auto progress) {
+        connector->startAsyncUploadWithStreamRequest(pollPath, fileParams(), progress, finish);
     });
     ++handlers;
     expectStored(connector, [&](auto progress) { connector->startAsyncDownload(server.url("/a"), progress, finish); });
-    expectStored(connector, [&](auto progress) { connector->startAsyncUpload(path, {}, progress, finish); });
+    expectStored(connector, [&](auto progress) { connector->startAsyncUpload(pollPath, {}, progress, finish); });
     ++handlers;
-    expectStored(older, [&](auto progress) { older->startAsyncTask(path, {}, progress, finish); });
+    expectStored(older, [&](auto progress) { older->startAsyncTask(pollPath, {}, progress, finish); });
     EXPECT_EQ(finished, 5);
 }
 
 TEST_F(AConnectorsCall, DescribesTheTaskOfAnUploadByTheFilesName) {
     server.enqueue(HttpReply::status(401, "", {{"WWW-Authenticate", "Basic realm=\"x\""}}));
     const auto connector = std::make_shared<ChallengedConnector>(context);
-    connector->startAsyncUploadWithStreamRequest(path, fileParams(), nullptr, reports.handler());
+    connector->startAsyncUploadWithStreamRequest(pollPath, fileParams(), nullptr, reports.handler());
     ASSERT_TRUE(runUntil([&] { return !connector->descriptions.empty(); }));
     EXPECT_EQ(connector->descriptions, std::vector<std::string>{"report.txt"});
     // The task waits for good; the server ends it.
@@ -91,7 +90,7 @@ TEST_F(AConnectorsCall, DescribesTheTaskOfAnUploadByTheFilesName) {
 TEST_F(AConnectorsCall, LeavesTheTaskInPlaceWhenItIsClosed) {
     server.enqueue(HttpReply::silence());
     const auto connector = std::make_shared<RestConnector>(context);
-    connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
+    connector->startAsyncTask(pollPath, boost::json::object{}, nullptr, reports.handler());
     const auto task = connector->sessionTask();
     connector->close();
     EXPECT_EQ(connector->sessionTask(), task);
@@ -106,11 +105,11 @@ TEST_F(AConnectorsCall, ReplacesSessionAndTaskOfTheFirstWithoutCancellingIt) {
     server.enqueue(HttpReply::silence());
     server.enqueue(HttpReply::json(R"({"response": 2})"));
     const auto connector = std::make_shared<RestConnector>(context);
-    connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
+    connector->startAsyncTask(pollPath, boost::json::object{}, nullptr, reports.handler());
     const auto session = connector->session();
     const auto task = connector->sessionTask();
     ASSERT_TRUE(runUntil([&] { return server.requests().size() == 1; }));
-    connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
+    connector->startAsyncTask(pollPath, boost::json::object{}, nullptr, reports.handler());
     EXPECT_NE(connector->session(), session);
     EXPECT_NE(connector->sessionTask(), task);
     ASSERT_TRUE(runUntil([&] { return reports.all.size() == 1; }));

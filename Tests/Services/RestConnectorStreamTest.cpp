@@ -20,11 +20,11 @@ using Quenmark::RestConnector;
 using TestSupport::HttpReply;
 using Log = std::vector<std::string>;
 
-constexpr const char* path = "Uploads.svc/GetTopFileUploadWithStream";
+constexpr const char* streamPath = "Uploads.svc/GetTopFileUploadWithStream";
 
 class ARawPost : public ServiceFixture {
 protected:
-    std::shared_ptr<RestConnector> post(const boost::json::value& params, const char* task = path) {
+    std::shared_ptr<RestConnector> post(const boost::json::value& params, const char* task = streamPath) {
         auto connector = std::make_shared<RestConnector>(context);
         connector->startAsyncDownloadWithStreamRequest(
             task, params, nullptr,

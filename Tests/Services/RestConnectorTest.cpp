@@ -21,15 +21,13 @@ using Quenmark::RestConnector;
 using TestSupport::HttpReply;
 using Log = std::vector<std::string>;
 
-constexpr const char* path = "Uploads.svc/GetTopFileUpload";
-
 class ASessionConnector : public ServiceFixture {
 protected:
     using ServiceFixture::ServiceFixture;
 
     /// Posts `params` and gives the connector back, which nobody else here holds.
     std::shared_ptr<RestConnector> post(const boost::json::value& params = boost::json::object{},
-                                        const char* task = path) {
+                                        const char* task = pollPath) {
         auto connector = std::make_shared<RestConnector>(context);
         connector->startAsyncTask(task, params, nullptr, reports.handler());
         return connector;
@@ -100,11 +98,11 @@ TEST_F(ASessionConnector, LeavesProgressHandlerAndSessionAloneWhereTheNetworkIsN
     server.enqueue(HttpReply::json("{}"));
     auto connector = std::make_shared<RestConnector>(context);
     connector->startAsyncTask(
-        path, boost::json::object{}, [] { FAIL() << "progress is never reported"; }, reports.handler());
+        pollPath, boost::json::object{}, [] { FAIL() << "progress is never reported"; }, reports.handler());
     ASSERT_TRUE(awaitReport());
     const auto session = connector->session();
     setReachable(false);
-    connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
+    connector->startAsyncTask(pollPath, boost::json::object{}, nullptr, reports.handler());
     EXPECT_EQ(reports.all.at(1).status, 1U);
     EXPECT_EQ(connector->session(), session);
     EXPECT_TRUE(connector->progressHandler());

@@ -21,12 +21,10 @@ using Quenmark::RestConnector_Old;
 using TestSupport::HttpReply;
 using Log = std::vector<std::string>;
 
-constexpr const char* path = "Uploads.svc/GetTopFileUpload";
-
 class ALegacyConnector : public ServiceFixture {
 protected:
     std::shared_ptr<RestConnector_Old> post(const boost::json::value& params = boost::json::object{},
-                                            const char* task = path) {
+                                            const char* task = pollPath) {
         auto connector = std::make_shared<RestConnector_Old>(context);
         connector->startAsyncTask(task, params, nullptr, reports.handler());
         return connector;
@@ -84,7 +82,7 @@ TEST_F(ALegacyConnector, MakesANewQueueForEachRequestAndLeavesTheFirstRunning) {
     const auto first = connector->operationQueue();
     ASSERT_TRUE(runUntil([&] { return server.requests().size() == 1; }));
     server.enqueue(HttpReply::json("{}"));
-    connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
+    connector->startAsyncTask(pollPath, boost::json::object{}, nullptr, reports.handler());
     ASSERT_TRUE(awaitReports(1));
     EXPECT_NE(connector->operationQueue(), first);
     EXPECT_EQ(reports.all[0].queue, connector->operationQueue());

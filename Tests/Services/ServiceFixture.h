@@ -25,6 +25,9 @@ namespace ServicesTests {
 using TestSupport::release10_10;
 using TestSupport::release10_7;
 
+/// The operation by which these tests drive a connector.
+inline constexpr const char* pollPath = "Uploads.svc/GetTopFileUpload";
+
 /// A client of a real web server on this machine: `context` names it as the service's host and counts the network as
 /// reachable, the log is taken, and the home directory is an empty one.
 class ServiceFixture : public ::testing::Test {

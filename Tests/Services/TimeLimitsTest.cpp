@@ -19,14 +19,13 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using TestSupport::HttpReply;
 
-constexpr const char* path = "Uploads.svc/GetTopFileUpload";
-
 template <class Connector>
 class AWaitingConnector : public ManualTimeFixture {
 protected:
     /// Posts, and waits until the server has the request.
     void post() {
-        std::make_shared<Connector>(context)->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
+        std::make_shared<Connector>(context)->startAsyncTask(pollPath, boost::json::object{}, nullptr,
+                                                             reports.handler());
         ASSERT_TRUE(runUntil([&] { return server.requests().size() == 1; }));
     }
     /// Whether a report has come, after whatever was sent has arrived.
@@ -88,7 +87,7 @@ protected:
         std::string file = folder.write("report.txt", "content").substr(1);
         std::replace(file.begin(), file.end(), '/', '\\');
         std::make_shared<Quenmark::RestConnector>(context)->startAsyncUploadWithStreamRequest(
-            path, {{"FilePath", file}, {"FileRequestID", "601"}, {"TransitDownloadPath", "t"}}, nullptr,
+            pollPath, {{"FilePath", file}, {"FileRequestID", "601"}, {"TransitDownloadPath", "t"}}, nullptr,
             reports.handler());
         ASSERT_TRUE(runUntil([&] { return server.requests().size() == 1; }));
     }
@@ -130,7 +129,7 @@ TEST_F(AWaitingSessionConnector, LeavesAChallengeUnansweredUntilTheTimeOut) {
 TEST_F(AWaitingSessionConnector, CanBeClosedWhileAChallengeWaits) {
     server.enqueue(HttpReply::status(401, "{}", {{"WWW-Authenticate", "Basic realm=\"x\""}}));
     const auto connector = std::make_shared<Quenmark::RestConnector>(context);
-    connector->startAsyncTask(path, boost::json::object{}, nullptr, reports.handler());
+    connector->startAsyncTask(pollPath, boost::json::object{}, nullptr, reports.handler());
     EXPECT_FALSE(isReported());
     connector->close();
     ASSERT_TRUE(runUntil([&] { return !reports.all.empty(); }));

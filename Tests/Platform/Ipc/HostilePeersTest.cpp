@@ -38,12 +38,13 @@ protected:
     pid_t processOfTheService() const {
         pid_t result = 0;
         sd_bus_creds* owner = nullptr;
-        EXPECT_GE(sd_bus_get_name_creds(innocent->handle(), message.destination.c_str(), SD_BUS_CREDS_PID, &owner), 0);
+        EXPECT_GE(
+            sd_bus_get_name_creds(innocent->handle(), messageMethod.destination.c_str(), SD_BUS_CREDS_PID, &owner), 0);
         EXPECT_GE(sd_bus_creds_get_pid(owner, &result), 0);
         sd_bus_creds_unref(owner);
         return result;
     }
-    bool serves() { return innocent->call(message, text("hello")) == emptyReply; }
+    bool serves() { return innocent->call(messageMethod, text("hello")) == emptyReply; }
 
     Usage usage() const {
         const auto folder = "/proc/" + std::to_string(process);
@@ -76,7 +77,7 @@ protected:
     }
 
     Platform::RunLoop loop;
-    TestSupport::PrivateBus bus{{{message.destination, IPC_TEST_MESSAGE_SERVICE}}};
+    TestSupport::PrivateBus bus{{{messageMethod.destination, IPC_TEST_MESSAGE_SERVICE}}};
     std::unique_ptr<BusPeer> innocent;
     pid_t process = 0;
     Usage before;
@@ -186,7 +187,7 @@ TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryType) {
     int taken = 0;
     int refused = 0;
     for (unsigned seed = 0; seed < 2000; ++seed) {
-        const auto answer = peer.call(message, [&](sd_bus_message* call) { RandomMessage(seed).fill(call); });
+        const auto answer = peer.call(messageMethod, [&](sd_bus_message* call) { RandomMessage(seed).fill(call); });
         ASSERT_TRUE(answer) << seed;
         if (*answer == emptyReply)
             ++taken;
@@ -212,7 +213,7 @@ TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryDepth) {
             for (int box = 0; box < depth; ++box)
                 sd_bus_message_close_container(call);
         };
-        EXPECT_EQ(peer.call(message, nested), emptyReply) << depth;
+        EXPECT_EQ(peer.call(messageMethod, nested), emptyReply) << depth;
     }
     expectAllWell();
 }
@@ -220,7 +221,7 @@ TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryDepth) {
 TEST_F(AServiceAmongHostilePeers, RefusesMoreValuesThanItHasRoomFor) {
     BusPeer peer;
     const std::vector<std::uint32_t> numbers(1 << 20, 7); // one too many, with the array itself
-    const auto answer = peer.call(message, [&](sd_bus_message* call) {
+    const auto answer = peer.call(messageMethod, [&](sd_bus_message* call) {
         sd_bus_message_open_container(call, 'v', "au");
         sd_bus_message_append_array(call, 'u', numbers.data(), numbers.size() * sizeof numbers[0]);
         sd_bus_message_close_container(call);
@@ -232,17 +233,18 @@ TEST_F(AServiceAmongHostilePeers, RefusesMoreValuesThanItHasRoomFor) {
 
 TEST_F(AServiceAmongHostilePeers, SurvivesMessagesThatAreLongerThanTheLibraryTakes) {
     const auto bytes = [](std::size_t size) {
-        return RawPeer::call(message.destination, message.objectPath, message.interface, message.method, size);
+        return RawPeer::call(messageMethod.destination, messageMethod.objectPath, messageMethod.interface,
+                             messageMethod.method, size);
     };
     const std::size_t head = bytes(1).size() - 1;
     // The bus adds the sender's name to the longest message that may be sent, which is then too long for the library:
     // it cuts its connection to the bus, and the service goes back there.
     for (const std::size_t total : {maximumMessageSize - 1, maximumMessageSize}) {
-        const auto owner = innocent->ownerOf(message.destination);
+        const auto owner = innocent->ownerOf(messageMethod.destination);
         RawPeer longest(bus.socketPath());
         longest.introduceItself();
         EXPECT_TRUE(longest.write(bytes(total - head))) << total;
-        EXPECT_TRUE(innocent->waitForOwner(message.destination, owner)) << total;
+        EXPECT_TRUE(innocent->waitForOwner(messageMethod.destination, owner)) << total;
         expectAllWell();
     }
     RawPeer beyond(bus.socketPath());
@@ -267,10 +269,10 @@ TEST_F(AServiceAmongHostilePeers, KeepsNoDescriptorOfMessagesThatAreFullOfThem) 
         const auto refusedAfterwards = [&](sd_bus_message* call) {
             sd_bus_message_append(call, "v", "(hhhi)", device, device, device, 1);
         };
-        peer.send(message, full);
-        peer.send(message, refusedAfterwards);
+        peer.send(messageMethod, full);
+        peer.send(messageMethod, refusedAfterwards);
     }
-    EXPECT_EQ(peer.call(message, text("last")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("last")), emptyReply);
     ::close(device);
     expectAllWell();
 }
@@ -292,7 +294,8 @@ TEST_F(AServiceAmongHostilePeers, IsNotReachedByGarbageOnTheBussSocket) {
 }
 
 TEST_F(AServiceAmongHostilePeers, IsNotReachedByMessagesThatTheBusFindsInvalid) {
-    const auto good = RawPeer::call(message.destination, message.objectPath, message.interface, message.method, 64);
+    const auto good = RawPeer::call(messageMethod.destination, messageMethod.objectPath, messageMethod.interface,
+                                    messageMethod.method, 64);
     std::mt19937 random(11);
     for (int count = 0; count < 200; ++count) {
         RawPeer peer(bus.socketPath());
@@ -306,7 +309,8 @@ TEST_F(AServiceAmongHostilePeers, IsNotReachedByMessagesThatTheBusFindsInvalid) 
 }
 
 TEST_F(AServiceAmongHostilePeers, IsNotDisturbedByPeersThatVanishInTheMiddleOfACall) {
-    const auto call = RawPeer::call(message.destination, message.objectPath, message.interface, message.method, 1000);
+    const auto call = RawPeer::call(messageMethod.destination, messageMethod.objectPath, messageMethod.interface,
+                                    messageMethod.method, 1000);
     for (std::size_t cut = 0; cut <= call.size(); cut += 37) {
         RawPeer peer(bus.socketPath());
         peer.introduceItself();
@@ -314,14 +318,15 @@ TEST_F(AServiceAmongHostilePeers, IsNotDisturbedByPeersThatVanishInTheMiddleOfAC
     }
     for (int count = 0; count < 100; ++count) {
         BusPeer peer;
-        peer.start(message, text("and away"), std::make_shared<std::optional<BusPeer::Answer>>());
+        peer.start(messageMethod, text("and away"), std::make_shared<std::optional<BusPeer::Answer>>());
         peer.flush();
     }
     expectAllWell();
 }
 
 TEST_F(AServiceAmongHostilePeers, IsTheSameAfterTenThousandPeers) {
-    const auto call = RawPeer::call(message.destination, message.objectPath, message.interface, message.method, 8);
+    const auto call = RawPeer::call(messageMethod.destination, messageMethod.objectPath, messageMethod.interface,
+                                    messageMethod.method, 8);
     const auto visit = [&](int times) {
         for (int count = 0; count < times; ++count) {
             RawPeer peer(bus.socketPath());

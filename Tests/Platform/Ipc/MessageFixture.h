@@ -17,8 +17,8 @@ namespace IpcTests {
 
 inline const Platform::Ipc::MessageAddress messages{{"org.example.Worker", "/org/example/Worker"},
                                                     "org.example.Messages"};
-inline const TestSupport::BusPeer::Target message{messages.service.name, messages.service.objectPath,
-                                                  messages.interface, "Message"};
+inline const TestSupport::BusPeer::Target messageMethod{messages.service.name, messages.service.objectPath,
+                                                        messages.interface, "Message"};
 inline const TestSupport::BusPeer::Answer emptyReply{};
 
 /// The argument of a message: a variant that holds a string.

@@ -26,9 +26,9 @@ protected:
 TEST_F(AMessageService, HandsOverOneConnectionForEachPeer) {
     BusPeer first;
     BusPeer second;
-    EXPECT_EQ(first.call(message, text("one")), emptyReply);
-    EXPECT_EQ(second.call(message, text("two")), emptyReply);
-    EXPECT_EQ(first.call(message, text("three")), emptyReply);
+    EXPECT_EQ(first.call(messageMethod, text("one")), emptyReply);
+    EXPECT_EQ(second.call(messageMethod, text("two")), emptyReply);
+    EXPECT_EQ(first.call(messageMethod, text("three")), emptyReply);
     ASSERT_EQ(connections.size(), 2U);
     EXPECT_EQ(connections[0]->name(), first.uniqueName());
     EXPECT_EQ(events[first.uniqueName()], (Strings{"one", "three"}));
@@ -37,7 +37,7 @@ TEST_F(AMessageService, HandsOverOneConnectionForEachPeer) {
 
 TEST_F(AMessageService, KnowsWhoItsPeersAre) {
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("hello")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("hello")), emptyReply);
     ASSERT_EQ(connections.size(), 1U);
     const auto& identity = connections[0]->identity();
     EXPECT_EQ(identity.effectiveUser, ::geteuid());
@@ -58,7 +58,7 @@ TEST_F(AMessageService, KnowsAPeerBeforeItHandsItOver) {
         connection->resume();
     };
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("hello")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("hello")), emptyReply);
     EXPECT_EQ(known.process, static_cast<std::uint32_t>(::getpid()));
 }
 
@@ -72,8 +72,8 @@ TEST_F(AMessageService, HandlesNothingBeforeWhatItsHandlerPutOnTheMainQueueHasRu
         });
     };
     BusPeer peer;
-    peer.send(message, text("first"));
-    EXPECT_EQ(peer.call(message, text("second")), emptyReply);
+    peer.send(messageMethod, text("first"));
+    EXPECT_EQ(peer.call(messageMethod, text("second")), emptyReply);
     EXPECT_EQ(order, (Strings{"ready", "first", "second"}));
 }
 
@@ -87,24 +87,24 @@ TEST_F(AMessageService, HandlesEventsInOrderOnTheConnectionsTargetQueue) {
         connection->resume();
     };
     BusPeer peer;
-    peer.send(message, text("1"));
-    peer.send(message, text("2"));
-    EXPECT_EQ(peer.call(message, text("3")), emptyReply);
+    peer.send(messageMethod, text("1"));
+    peer.send(messageMethod, text("2"));
+    EXPECT_EQ(peer.call(messageMethod, text("3")), emptyReply);
     EXPECT_EQ(labels, (Strings{"org.example.target 1", "org.example.target 2", "org.example.target 3"}));
 }
 
 TEST_F(AMessageService, HoldsEventsBackWhileAConnectionIsSuspended) {
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("1")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("1")), emptyReply);
     const auto connection = connections.at(0);
     connection->suspend();
     connection->suspend();
     const auto answer = std::make_shared<std::optional<BusPeer::Answer>>();
-    peer.start(message, text("2"), answer);
+    peer.start(messageMethod, text("2"), answer);
     BusPeer other;
-    EXPECT_EQ(other.call(message, text("meanwhile")), emptyReply);
+    EXPECT_EQ(other.call(messageMethod, text("meanwhile")), emptyReply);
     connection->resume();
-    EXPECT_EQ(other.call(message, text("still")), emptyReply);
+    EXPECT_EQ(other.call(messageMethod, text("still")), emptyReply);
     EXPECT_FALSE(answer->has_value());
     EXPECT_EQ(events[peer.uniqueName()], (Strings{"1"}));
     connection->resume();
@@ -117,7 +117,7 @@ TEST_F(AMessageService, TellsAConnectionThatItsPeerHasLeftAfterAllThatThePeerSen
     auto peer = std::make_unique<BusPeer>();
     const auto leaving = peer->uniqueName();
     for (int count = 0; count < 5; ++count)
-        peer->send(message, text("word"));
+        peer->send(messageMethod, text("word"));
     peer->flush();
     peer.reset();
     ASSERT_TRUE(loop.runUntil([&] { return events[leaving].size() == 6; }));
@@ -134,10 +134,10 @@ TEST_F(AMessageService, AnswersACallerWhoseMessageCannotBeHandled) {
         connection->resume();
     };
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("hello")),
+    EXPECT_EQ(peer.call(messageMethod, text("hello")),
               (BusPeer::Answer{"org.freedesktop.DBus.Error.Failed", "no room", "", ""}));
-    peer.send(message, text("hello"));
-    EXPECT_EQ(peer.call(message, text("hello"))->errorText, "no room");
+    peer.send(messageMethod, text("hello"));
+    EXPECT_EQ(peer.call(messageMethod, text("hello"))->errorText, "no room");
     EXPECT_EQ(log.entries(), Strings(3, "Uncaught exception on main: no room"));
 }
 
@@ -145,24 +145,24 @@ TEST_F(AMessageService, RefusesWhatHasNoMeaningAndSaysWhy) {
     const TestSupport::LogCapture log;
     BusPeer peer;
     const auto pair = [](sd_bus_message* call) { sd_bus_message_append(call, "v", "(ii)", 1, 2); };
-    EXPECT_EQ(peer.call(message, pair), (BusPeer::Answer{"org.freedesktop.DBus.Error.InvalidArgs",
-                                                         "a structure (ii) has no meaning here", "", ""}));
+    EXPECT_EQ(peer.call(messageMethod, pair), (BusPeer::Answer{"org.freedesktop.DBus.Error.InvalidArgs",
+                                                               "a structure (ii) has no meaning here", "", ""}));
     EXPECT_EQ(
-        peer.call(message, [](sd_bus_message* call) { sd_bus_message_append(call, "s", "bare"); }),
+        peer.call(messageMethod, [](sd_bus_message* call) { sd_bus_message_append(call, "s", "bare"); }),
         (BusPeer::Answer{"org.freedesktop.DBus.Error.InvalidArgs",
                          "Invalid arguments 's' to call org.example.Messages.Message(), expecting 'v'.", "", ""}));
-    EXPECT_EQ(peer.call(message)->errorName, "org.freedesktop.DBus.Error.InvalidArgs");
-    EXPECT_EQ(peer.call({message.destination, message.objectPath, "org.example.Work", "Work"})->errorName,
+    EXPECT_EQ(peer.call(messageMethod)->errorName, "org.freedesktop.DBus.Error.InvalidArgs");
+    EXPECT_EQ(peer.call({messageMethod.destination, messageMethod.objectPath, "org.example.Work", "Work"})->errorName,
               "org.freedesktop.DBus.Error.UnknownMethod");
     EXPECT_EQ(log.entries(),
               (Strings{"A message from " + peer.uniqueName() + " is refused: a structure (ii) has no meaning here"}));
-    EXPECT_EQ(peer.call(message, text("fine")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("fine")), emptyReply);
     EXPECT_EQ(events[peer.uniqueName()], (Strings{"fine"}));
 }
 
 TEST_F(AMessageService, SendsToAPeerByCallingItsObject) {
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("hello")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("hello")), emptyReply);
     connections.at(0)->send(Ipc::Dictionary{{"answer", std::int64_t{42}}});
     ASSERT_TRUE(loop.runUntil([&] { return !peer.received().empty(); }));
     auto* call = peer.received()[0].get();
@@ -179,7 +179,7 @@ TEST_F(AMessageService, SendsToAPeerByCallingItsObject) {
 TEST_F(AMessageService, LogsWhatCannotBeSent) {
     const TestSupport::LogCapture log;
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("hello")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("hello")), emptyReply);
     connections.at(0)->send("bad \xFF");
     connections.at(0)->send("good");
     ASSERT_TRUE(loop.runUntil([&] { return !peer.received().empty(); }));
@@ -189,12 +189,13 @@ TEST_F(AMessageService, LogsWhatCannotBeSent) {
 
 TEST_F(AMessageService, RefusesMessagesOfACancelledConnection) {
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("hello")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("hello")), emptyReply);
     connections.at(0)->cancel();
-    EXPECT_EQ(peer.call(message, text("again")),
+    EXPECT_EQ(peer.call(messageMethod, text("again")),
               (BusPeer::Answer{"org.freedesktop.DBus.Error.AccessDenied", "the connection is cancelled", "", ""}));
     connections.at(0)->send("into the void");
-    EXPECT_EQ(peer.call({message.destination, message.objectPath, "org.freedesktop.DBus.Peer", "Ping"}), emptyReply);
+    EXPECT_EQ(peer.call({messageMethod.destination, messageMethod.objectPath, "org.freedesktop.DBus.Peer", "Ping"}),
+              emptyReply);
     EXPECT_TRUE(peer.received().empty());
     EXPECT_EQ(connections.size(), 1U);
 }
@@ -202,18 +203,18 @@ TEST_F(AMessageService, RefusesMessagesOfACancelledConnection) {
 TEST_F(AMessageService, TellsEveryConnectionOfAnEndingProcess) {
     BusPeer first;
     BusPeer second;
-    EXPECT_EQ(first.call(message, text("a")), emptyReply);
-    EXPECT_EQ(second.call(message, text("b")), emptyReply);
+    EXPECT_EQ(first.call(messageMethod, text("a")), emptyReply);
+    EXPECT_EQ(second.call(messageMethod, text("b")), emptyReply);
     service->announceTermination();
     EXPECT_TRUE(loop.runUntil([&] { return events[second.uniqueName()].size() == 2; }));
     EXPECT_EQ(events[first.uniqueName()], (Strings{"a", "<Process termination imminent>"}));
     EXPECT_EQ(events[second.uniqueName()], (Strings{"b", "<Process termination imminent>"}));
-    EXPECT_EQ(first.call(message, text("still served")), emptyReply);
+    EXPECT_EQ(first.call(messageMethod, text("still served")), emptyReply);
 }
 
 TEST_F(AMessageService, TellsEveryConnectionOfALostBusBeforeItsOwner) {
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("a")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("a")), emptyReply);
     const auto name = peer.uniqueName();
     Strings atEnd;
     service->setEndHandler([&](const std::string& reason) {
@@ -229,11 +230,11 @@ TEST_F(AMessageService, TellsEveryConnectionOfALostBusBeforeItsOwner) {
 
 TEST_F(AMessageService, EndsWhereItsNameIsTaken) {
     BusPeer peer;
-    EXPECT_EQ(peer.call(message, text("a")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("a")), emptyReply);
     const auto second = newService();
     EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
     EXPECT_EQ(ends, (Strings{"the bus name org.example.Worker is taken by another process"}));
-    EXPECT_EQ(peer.call(message, text("b")), emptyReply);
+    EXPECT_EQ(peer.call(messageMethod, text("b")), emptyReply);
     EXPECT_EQ(events[peer.uniqueName()], (Strings{"a", "b"}));
 }
 
@@ -268,8 +269,8 @@ TEST_F(AMessageService, IsUsedByTheUsualCommands) {
 
 TEST_F(AMessageService, DescribesItsInterface) {
     BusPeer peer;
-    const auto answer =
-        peer.call({message.destination, message.objectPath, "org.freedesktop.DBus.Introspectable", "Introspect"});
+    const auto answer = peer.call(
+        {messageMethod.destination, messageMethod.objectPath, "org.freedesktop.DBus.Introspectable", "Introspect"});
     ASSERT_TRUE(answer);
     EXPECT_NE(answer->text.find(R"( <interface name="org.example.Messages">
   <method name="Message">

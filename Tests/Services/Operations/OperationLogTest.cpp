@@ -132,7 +132,7 @@ TEST_P(ALoggingOperation, LogsItsParametersWhereTheNetworkIsNotReachable) {
                                     joined(joined(operation().before, {"handler"}), operation().afterFailure)));
 }
 
-std::string nameOf(const ::testing::TestParamInfo<std::tuple<LoggingOperation, double>>& test) {
+std::string loggingCaseName(const ::testing::TestParamInfo<std::tuple<LoggingOperation, double>>& test) {
     return std::get<LoggingOperation>(test.param).name +
            (std::get<double>(test.param) == release10_10 ? "OnTheSession" : "OnTheConnection");
 }
@@ -140,7 +140,7 @@ std::string nameOf(const ::testing::TestParamInfo<std::tuple<LoggingOperation, d
 INSTANTIATE_TEST_SUITE_P(Of, ALoggingOperation,
                          ::testing::Combine(::testing::ValuesIn(loggingOperations()),
                                             ::testing::Values(release10_10, release10_7)),
-                         nameOf);
+                         loggingCaseName);
 
 } // namespace
 

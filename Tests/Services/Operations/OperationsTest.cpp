@@ -103,7 +103,7 @@ TEST_P(AnOperation, ReportsTheErrorsOfTheTransferAndOfTheDecoder) {
     EXPECT_EQ(lost.queue == Platform::Queue::main(), release == release10_10);
 }
 
-std::string nameOf(const ::testing::TestParamInfo<std::tuple<OperationCase, double>>& test) {
+std::string operationCaseName(const ::testing::TestParamInfo<std::tuple<OperationCase, double>>& test) {
     const bool session = std::get<double>(test.param) == release10_10;
     return std::get<OperationCase>(test.param).name + (session ? "OnTheSession" : "OnTheConnection");
 }
@@ -111,7 +111,7 @@ std::string nameOf(const ::testing::TestParamInfo<std::tuple<OperationCase, doub
 INSTANTIATE_TEST_SUITE_P(Of, AnOperation,
                          ::testing::Combine(::testing::ValuesIn(everyOperation()),
                                             ::testing::Values(release10_10, release10_7)),
-                         nameOf);
+                         operationCaseName);
 
 TEST(TheOperationsWithRecords, AreThirtyFourOfTheThirtyNine) {
     std::set<std::string> names;

@@ -2,6 +2,7 @@
 
 #include "Services/DataParser.h"
 
+#include "Parsing/JsonText.h"
 #include "Services/Coding.h"
 #include "Services/Properties.h"
 
@@ -17,10 +18,6 @@ namespace {
 using Quenmark::DataParser;
 using Quenmark::ResponseField;
 using Quenmark::UnsupportedOperation;
-
-boost::json::value json(std::string_view text) {
-    return boost::json::parse({text.data(), text.size()});
-}
 
 TEST(ADataParser, KeepsAStringAndLeavesAMissingErrorNil) {
     const auto record = DataParser::parseUpdateFileUploadResponseData(json(R"({"ReturnStatus": "True"})"));

@@ -1,5 +1,6 @@
 // Every parser of the catalogue against responses that no server should send.
 
+#include "Parsing/JsonText.h"
 #include "Platform/Json.h"
 #include "Services/Coding.h"
 #include "Services/DataParser.h"
@@ -21,10 +22,6 @@ namespace ServicesTests {
 namespace {
 
 using Quenmark::UnsupportedOperation;
-
-boost::json::value json(std::string_view text) {
-    return boost::json::parse({text.data(), text.size()});
-}
 
 boost::json::value nested(std::size_t depth) {
     boost::json::value value = "innermost";

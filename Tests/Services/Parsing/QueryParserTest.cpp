@@ -2,6 +2,7 @@
 
 #include "Services/QueryParser.h"
 
+#include "Parsing/JsonText.h"
 #include "Platform/Json.h"
 
 #include <boost/json/parse.hpp>
@@ -14,10 +15,6 @@ namespace ServicesTests {
 namespace {
 
 using Quenmark::QueryParser;
-
-boost::json::value json(std::string_view text) {
-    return boost::json::parse({text.data(), text.size()});
-}
 
 std::string written(const boost::json::value& value) {
     return std::get<std::string>(Platform::Json::prettyPrinted(value));
