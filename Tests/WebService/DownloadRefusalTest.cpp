@@ -15,8 +15,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::string_view operation = "Uploads.svc/GetTopFileUploadWithStream";
-constexpr std::string_view target = "/QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream";
+constexpr std::string_view streamOperation = "Uploads.svc/GetTopFileUploadWithStream";
+constexpr std::string_view streamTarget = "/QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream";
 
 /// "STATUS RETURNSTATUS BODY"
 std::string summary(const HttpResponse& response) {
@@ -49,7 +49,7 @@ private:
 
 TEST(ADownload, OfAMalformedRequestReportsTheErrorInHeaderFields) {
     const ServedState service(5s);
-    const std::string post = "POST " + std::string(target);
+    const std::string post = "POST " + std::string(streamTarget);
     for (const auto& [request, expected] : {
              std::pair(raw(post, "Content-Length: 1\r\n", "{"), "400 1 "),
              std::pair(raw(post, "Content-Length: 2\r\n", "[]"), "400 1 "),
@@ -62,8 +62,8 @@ TEST(ADownload, OfAMalformedRequestReportsTheErrorInHeaderFields) {
              std::pair(raw(post, "no colon\r\n"), "400 1 "),
              std::pair(raw(post, "A: " + std::string(70'000, 'a') + "\r\n"), "431 1 "),
              std::pair(post + " HTTP/3.0\r\n\r\n", "505 2 "),
-             std::pair(raw("GET " + std::string(target), ""), "405 1 "),
-             std::pair(raw("PUT " + std::string(target), "Content-Length: 1\r\n", "x"), "405 1 "),
+             std::pair(raw("GET " + std::string(streamTarget), ""), "405 1 "),
+             std::pair(raw("PUT " + std::string(streamTarget), "Content-Length: 1\r\n", "x"), "405 1 "),
              std::pair(raw("POST /QuenmarkRestService/uploads.svc/gettopfileuploadwithstream", ""), "404 1 "),
              std::pair(raw(post + "/", ""), "404 1 "),
              std::pair(raw(post + "%EF%BF%BC", ""), "404 1 "),
@@ -99,11 +99,11 @@ TEST(ADownload, FromALockedDatabaseIsToBeRetried) {
     ASSERT_EQ(client.post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").status, 200);
     {
         const LockedDatabase locked(service.folder.path("data/state.db").string());
-        const HttpResponse response = HttpClient(service.port()).post(operation, R"({"ToComputerID":"7"})");
+        const HttpResponse response = HttpClient(service.port()).post(streamOperation, R"({"ToComputerID":"7"})");
         EXPECT_EQ(summary(response), "500 2 ");
         EXPECT_EQ(response.headers.at("Error"), "InternalError: another process has the database locked");
     }
-    EXPECT_EQ(summary(HttpClient(service.port()).post(operation, R"({"ToComputerID":"7"})")), "200 0 hello");
+    EXPECT_EQ(summary(HttpClient(service.port()).post(streamOperation, R"({"ToComputerID":"7"})")), "200 0 hello");
 }
 
 TEST(ADownload, OnAFullDiskIsToBeRetried) {
@@ -121,7 +121,7 @@ TEST(ADownload, OnAFullDiskIsToBeRetried) {
         while (HttpClient(service->port()).post("MAC/ErrorLog.svc/LogError", filler).status == 200)
             ASSERT_LT(++accepted, 100);
     }
-    EXPECT_EQ(summary(HttpClient(service->port()).post(operation, R"({"ToComputerID":"7"})")), "500 2 ");
+    EXPECT_EQ(summary(HttpClient(service->port()).post(streamOperation, R"({"ToComputerID":"7"})")), "500 2 ");
     EXPECT_EQ(HttpClient(service->port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").status, 200);
 }
 

@@ -23,7 +23,7 @@ using TestSupport::BusPeer;
 using TestSupport::runCommand;
 using Strings = std::vector<std::string>;
 
-const std::string serviceName = "Velkarin.Quenmark.TopFileUploadXpcService";
+const std::string busName = "Velkarin.Quenmark.TopFileUploadXpcService";
 const std::string objectPath = "/Velkarin/Quenmark/TopFileUploadXpcService";
 
 /// The lines of the document's shell blocks that are marked with that word.
@@ -62,7 +62,7 @@ public:
 private:
     bool listenerShouldAcceptNewConnection(Ipc::Listener&,
                                            const std::shared_ptr<Ipc::Connection>& connection) override {
-        connection->setExportedInterface({serviceName + "Protocol", {"GetTopFileUpload"}});
+        connection->setExportedInterface({busName + "Protocol", {"GetTopFileUpload"}});
         connection->setExportedObject({{"GetTopFileUpload", [this] { ++calls; }}});
         connection->resume();
         return true;
@@ -71,12 +71,12 @@ private:
 
 TEST_F(TheBusDocument, TellsHowToCallTheListener) {
     AcceptingDelegate delegate;
-    Ipc::Listener listener({serviceName, objectPath}, {serviceName + "Protocol", {"GetTopFileUpload"}});
+    Ipc::Listener listener({busName, objectPath}, {busName + "Protocol", {"GetTopFileUpload"}});
     listener.setDelegate(&delegate);
     listener.resume();
     const auto lines = commands("listener");
     ASSERT_EQ(lines.size(), 3U);
-    ASSERT_TRUE(BusPeer().waitForOwner(serviceName));
+    ASSERT_TRUE(BusPeer().waitForOwner(busName));
     for (const auto& line : lines) {
         const auto result = run(line);
         EXPECT_EQ(result.status, 0) << line << '\n' << result.errors;
@@ -88,7 +88,7 @@ class TheBusDocumentOnMessages : public TheBusDocument {
 protected:
     TheBusDocumentOnMessages() {
         messages.resume();
-        EXPECT_TRUE(BusPeer().waitForOwner(serviceName));
+        EXPECT_TRUE(BusPeer().waitForOwner(busName));
     }
 
     Strings received;
@@ -96,7 +96,7 @@ protected:
         connection->setEventHandler(
             [this](const std::optional<XPC::Object>& object, XPCConnection&) { received.push_back(text(object)); });
     }};
-    Ipc::MessageService messages{messageAddress(serviceName), XPCServiceConnectionHandler};
+    Ipc::MessageService messages{messageAddress(busName), XPCServiceConnectionHandler};
 };
 
 TEST_F(TheBusDocumentOnMessages, TellsHowToSendThem) {
@@ -131,7 +131,7 @@ TEST_F(TheBusDocumentOnMessages, TellsWhatARefusalLooksLike) {
 }
 
 TEST_F(TheBusDocumentOnMessages, NamesTheInterfaceThatIsThere) {
-    const auto result = run("busctl --user introspect " + serviceName + " " + objectPath);
+    const auto result = run("busctl --user introspect " + busName + " " + objectPath);
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_NE(result.output.find("Velkarin.Quenmark.XPC "), std::string::npos) << result.output;
     EXPECT_NE(result.output.find(".Message "), std::string::npos) << result.output;
