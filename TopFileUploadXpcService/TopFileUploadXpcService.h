@@ -30,10 +30,11 @@ namespace Quenmark {
 /// The engine: fetches, one at a time, the items that the web service holds for this computer, and places them under
 /// the user's Quenmark folder.
 ///
-/// Every two seconds a pass asks for the next item, if the gate is open and the network is up. A folder is made and
-/// acknowledged at once. A file is streamed to a temporary file, moved into place and acknowledged; the gate opens
-/// again when the acknowledgement is confirmed. Some failures leave it closed until `GetTopFileUpload` is called again,
-/// which is required: see `downloadStatus_`.
+/// Every two seconds a pass asks for the next item, if the gate is open and the network is up. An item that nobody else
+/// fetches is claimed. A folder is made, flushed and acknowledged. A file is streamed to a temporary file, flushed,
+/// moved into place and acknowledged; the gate opens again when the acknowledgement is confirmed. What cannot be
+/// flushed is fetched again. Some failures leave the gate closed until `GetTopFileUpload` is called again, which is
+/// required: see `downloadStatus_`.
 ///
 /// An engine is held by a shared pointer. Its pending work keeps it alive, so once it has started it never ends.
 class TopFileUploadXpcService final : public TopFileUploadXpcServiceProtocol,

@@ -40,7 +40,6 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
                                                                   const boost::json::object& params) {
     isFilePathSet_ = false;
     stream_.reset();
-    writeBack_ = {};
     const auto* toComputerID = params.if_contains("ToComputerID");
     const boost::json::object body{{"ToComputerID", toComputerID != nullptr ? text(*toComputerID) : text(std::nullopt)},
                                    {"Length", text(fileLength_)}};
