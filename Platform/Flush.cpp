@@ -20,8 +20,8 @@ std::optional<Error> flush(int (*operation)(int descriptor), int item, const std
     do
         result = operation(item);
     while (result != 0 && errno == EINTR);
-    // A file system that has nothing to flush gives EINVAL or EROFS (fsync(2)).
-    if (result == 0 || errno == EINVAL || errno == EROFS)
+    // A file system that has nothing to flush gives one of these (fsync(2)); some have no such operation for folders.
+    if (result == 0 || errno == EINVAL || errno == EROFS || errno == ENOSYS || errno == ENOTSUP)
         return std::nullopt;
     return failure(path, errno);
 }

@@ -38,8 +38,8 @@ public:
 
     /// A moment in the sequence of acknowledgements: of this process, and of others as far as they were noticed.
     struct Moment {
-        std::uint64_t acknowledgements = 0;
-        std::uint64_t noticed = 0;
+        std::uint64_t acknowledgements;
+        std::uint64_t noticed;
     };
 
     /// The claims of this process, which belong to its loop.

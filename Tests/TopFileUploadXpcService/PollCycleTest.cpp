@@ -254,6 +254,15 @@ TEST_F(APollCycle, KeepsNoPendingIdentifiersWhenItsOwnStoreHasNone) {
     EXPECT_EQ(probe_.pendingUploadIDs(), std::nullopt);
 }
 
+TEST_F(APollCycle, KeepsNoPendingIdentifiersWhereTheyAreNoArray) {
+    config_.write("quenmark/TopFileUploadXpcService.json", R"({"PENDING_UPLOAD_IDS":"1"})");
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    start();
+    ASSERT_TRUE(waitFor(acknowledgeTarget));
+    EXPECT_EQ(probe_.pendingUploadIDs(), std::nullopt);
+}
+
 TEST_F(APollCycle, StartsWithANewOperationQueueOfFourOperationsAtOnce) {
     EXPECT_EQ(probe_.operationLimit(), std::nullopt);
     server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
