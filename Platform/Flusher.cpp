@@ -10,7 +10,6 @@
 #include <condition_variable>
 #include <csignal>
 #include <deque>
-#include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -46,7 +45,7 @@ private:
 std::optional<Error> resultOf(const Flusher::Work& work) {
     try {
         return work();
-    } catch (const std::exception&) {
+    } catch (...) {
         return Flush::failure("file work", ENOMEM);
     }
 }

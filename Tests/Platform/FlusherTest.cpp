@@ -64,13 +64,20 @@ TEST_F(AFlusher, HandsTheErrorOfTheWorkOn) {
     EXPECT_EQ(*result, (Error{"d", 7, "t"}));
 }
 
-TEST_F(AFlusher, TakesAnExceptionForAFailureToFlush) {
-    std::optional<Error> result;
-    Flusher::perform([]() -> std::optional<Error> { throw std::runtime_error("none"); },
-                     [&](const auto& error) { result = error; });
-    ASSERT_TRUE(loop_->runUntil([&] { return result.has_value(); }));
-    EXPECT_TRUE(Platform::Flush::hasFailed(result));
-    EXPECT_EQ(result->code, ENOMEM);
+TEST_F(AFlusher, TakesAnyExceptionForAFailureToFlush) {
+    for (const bool isStandard : {true, false}) {
+        std::optional<Error> result;
+        Flusher::perform(
+            [isStandard]() -> std::optional<Error> {
+                if (isStandard)
+                    throw std::runtime_error("none");
+                throw 7;
+            },
+            [&](const auto& error) { result = error; });
+        ASSERT_TRUE(loop_->runUntil([&] { return result.has_value(); }));
+        EXPECT_TRUE(Platform::Flush::hasFailed(result));
+        EXPECT_EQ(result->code, ENOMEM);
+    }
 }
 
 TEST_F(AFlusher, KeepsSignalsFromItsThreads) {
