@@ -1,7 +1,7 @@
 #include "Platform/Journal.h"
 
-#include "Platform/FileDescriptor.h"
-#include "Platform/Signals.h"
+#include "Platform/Files/FileDescriptor.h"
+#include "Platform/Loop/Signals.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

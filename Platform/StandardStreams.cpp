@@ -1,7 +1,7 @@
 #include "Platform/StandardStreams.h"
 
-#include "Platform/Posix.h"
-#include "Platform/Signals.h"
+#include "Platform/Files/Posix.h"
+#include "Platform/Loop/Signals.h"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>

@@ -1,6 +1,6 @@
 #include "Services/NetWorkConnectionStatus.h"
 
-#include "Platform/NetworkFlags.h"
+#include "Platform/Network/NetworkFlags.h"
 
 #include <netinet/in.h>
 

@@ -2,8 +2,8 @@
 
 #include "Platform/Json.h"
 #include "Platform/Log.h"
-#include "Platform/Queue.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/Queue.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/Text.h"
 #include "Services/JsonPost.h"
 #include "Services/Operation.h"

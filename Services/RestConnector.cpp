@@ -1,6 +1,6 @@
 #include "Services/RestConnector.h"
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Json.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"

@@ -1,6 +1,6 @@
 #include "Services/ServicesUtilities.h"
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/DeploymentSettings.h"
+#include "Platform/Settings/DeploymentSettings.h"
 
 #include <string>
 #include <string_view>

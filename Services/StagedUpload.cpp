@@ -1,8 +1,8 @@
 #include "Services/StagedUpload.h"
 
-#include "Platform/Environment.h"
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Log.h"
+#include "Platform/Settings/Environment.h"
 #include "Platform/Text.h"
 #include "Services/ServicesUtilities.h"
 

@@ -1,6 +1,6 @@
 #include "Tools/CallArguments.h"
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Json.h"
 #include "Platform/StandardStreams.h"
 #include "Services/ServicesUtilities.h"

@@ -1,6 +1,6 @@
-#include "Platform/DeploymentSettings.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/Printable.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Tools/Output.h"
 #include "Tools/Shipment.h"

@@ -1,6 +1,6 @@
 #include "Tools/Shipment.h"
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Utf8.h"
 #include "Tools/Failure.h"
 

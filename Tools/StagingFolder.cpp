@@ -1,7 +1,7 @@
 #include "Tools/StagingFolder.h"
 
-#include "Platform/Environment.h"
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Settings/Environment.h"
 #include "Tools/Failure.h"
 
 #include <cerrno>

@@ -1,6 +1,6 @@
 #include "Platform/Ipc/ErrorNames.h"
 #include "Platform/Ipc/ServiceCall.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Tools/Output.h"
 #include "Tools/Verbs.h"
 
@@ -48,8 +48,7 @@ private:
     }
 
     static bool isUnknown(const std::string& error) {
-        return error == Ipc::ErrorName::unknownInterface ||
-               error == Ipc::ErrorName::unknownMethod ||
+        return error == Ipc::ErrorName::unknownInterface || error == Ipc::ErrorName::unknownMethod ||
                error == Ipc::ErrorName::unknownObject;
     }
 

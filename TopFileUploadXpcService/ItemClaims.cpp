@@ -1,7 +1,7 @@
 #include "TopFileUploadXpcService/ItemClaims.h"
 
 #include "Platform/Log.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/Text.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/LockFile.h"
+#include "Platform/Files/LockFile.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "TopFileUploadXpcService/LocalPaths.h"
 
-#include "Platform/Environment.h"
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Settings/Environment.h"
 #include "Platform/Text.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/PrivateArea.h"
+#include "Platform/Files/PrivateArea.h"
 
 #include <optional>
 #include <string>

@@ -1,7 +1,7 @@
 #include "TopFileUploadXpcService/MissingSettings.h"
 
 #include "Platform/Log.h"
-#include "Platform/Preferences.h"
+#include "Platform/Settings/Preferences.h"
 #include "TopFileUploadXpcService/Settings.h"
 
 #include <array>

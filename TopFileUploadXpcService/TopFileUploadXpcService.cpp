@@ -1,8 +1,8 @@
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Log.h"
-#include "Platform/Preferences.h"
+#include "Platform/Settings/Preferences.h"
 #include "Platform/Text.h"
 #include "Services/NetWorkConnectionStatus.h"
 #include "Services/Properties.h"

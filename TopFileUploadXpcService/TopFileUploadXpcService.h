@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Platform/Flusher.h"
-#include "Platform/OutputStream.h"
-#include "Platform/Queue.h"
+#include "Platform/Files/Flusher.h"
+#include "Platform/Files/OutputStream.h"
+#include "Platform/Files/WriteBack.h"
+#include "Platform/Loop/Queue.h"
 #include "Platform/UrlLoading/UrlConnection.h"
 #include "Platform/UrlLoading/UrlSession.h"
-#include "Platform/WriteBack.h"
 #include "Services/Requests/UpdateFileUploadQuery.h"
 #include "Services/Responses/GetTopFileUploadResponseData.h"
 #include "TopFileUploadXpcService/Item.h"

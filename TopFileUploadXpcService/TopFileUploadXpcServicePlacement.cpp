@@ -1,7 +1,7 @@
 // How the engine puts an item into its place, and makes that durable before the item is acknowledged.
 
-#include "Platform/Files.h"
-#include "Platform/Flush.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Files/Flush.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"
 #include "TopFileUploadXpcService/LocalPaths.h"

@@ -2,9 +2,9 @@
 
 #include "Platform/Ipc/Listener.h"
 #include "Platform/Log.h"
+#include "Platform/Loop/Queue.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/Memory.h"
-#include "Platform/Queue.h"
-#include "Platform/RunLoop.h"
 #include "Platform/StandardStreams.h"
 #include "Services/ServicesUtilities.h"
 #include "TopFileUploadXpcService/ServiceDelegate.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Ipc/MessageConnection.h"
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 #include "XPCWrappers/Object.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Ipc/MessageConnection.h"
-#include "Platform/NotificationCenter.h"
+#include "Platform/Loop/NotificationCenter.h"
 #include "XPCWrappers/XPCConnection.h"
 
 #include <functional>

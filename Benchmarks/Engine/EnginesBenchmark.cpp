@@ -4,7 +4,7 @@
 //   EnginesBenchmark [ENGINES]
 
 #include "Engine/Settings.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Servers/Nginx.h"
 #include "Support/BusPeer.h"
 #include "Support/PrivateBus.h"

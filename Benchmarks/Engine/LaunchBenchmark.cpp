@@ -3,7 +3,7 @@
 //   LaunchBenchmark [ROUNDS]
 
 #include "Engine/Settings.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Support/BusPeer.h"
 #include "Support/HttpServer.h"
 #include "Support/PrivateBus.h"

@@ -3,10 +3,10 @@
 //   PollBenchmark [PASSES]
 
 #include "Engine/Settings.h"
-#include "Platform/Clock.h"
 #include "Platform/Log.h"
+#include "Platform/Loop/Clock.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/Memory.h"
-#include "Platform/RunLoop.h"
 #include "Servers/Nginx.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 

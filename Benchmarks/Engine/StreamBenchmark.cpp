@@ -6,10 +6,10 @@
 //   StreamBenchmark [ROUNDS [MIB [RELEASE]]]
 
 #include "Engine/Settings.h"
-#include "Platform/DeploymentSettings.h"
 #include "Platform/Log.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/Memory.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Servers/Nginx.h"
 #include "Support/Namespaces.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"

@@ -3,9 +3,9 @@
 // the memory that 100,000 operations take. The log's entries are made and dropped.
 
 #include "PairedRuns.h"
-#include "Platform/DeploymentSettings.h"
 #include "Platform/Log.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Servers/Nginx.h"
 #include "Services/RestInterface.h"
 #include "Support/ServiceProcess.h"

@@ -2,7 +2,7 @@
 //   own-loop COMPUTER
 
 #include <Platform/Log.h>
-#include <Platform/RunLoop.h>
+#include <Platform/Loop/RunLoop.h>
 #include <Services/RestInterface.h>
 #include <sys/epoll.h>
 #include <unistd.h>

@@ -2,7 +2,7 @@
 //   register-computer MAIL PASSWORD FOLDER
 
 #include <Platform/Log.h>
-#include <Platform/RunLoop.h>
+#include <Platform/Loop/RunLoop.h>
 #include <Services/RestInterface.h>
 
 #include <cstdint>

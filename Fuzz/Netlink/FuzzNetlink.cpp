@@ -4,7 +4,7 @@
 // The first byte of the input says by its lowest bit whether the answer is a dump. Datagrams follow, each behind its
 // length in two bytes, the lower one first; the last may be cut short. The question has the number 1.
 
-#include "Platform/RouteMessages.h"
+#include "Platform/Network/RouteMessages.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,11 +1,11 @@
 // Any bytes as a file of settings: of preferences, and of the deployment. What is no object counts as absent and stays
 // as it is; what is one keeps its values, and their order, when another is set or removed.
 
-#include "Platform/DeploymentSettings.h"
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Log.h"
-#include "Platform/Preferences.h"
-#include "Platform/SettingsFile.h"
+#include "Platform/Settings/DeploymentSettings.h"
+#include "Platform/Settings/Preferences.h"
+#include "Platform/Settings/SettingsFile.h"
 
 #include <boost/json.hpp>
 

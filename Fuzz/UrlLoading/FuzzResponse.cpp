@@ -4,9 +4,9 @@
 // The first byte of an input says over which interface the request goes and whether the server closes the connection;
 // the rest up to a byte 0x01 is the response, and what follows is sent behind it, before the next request.
 
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 #include "Platform/Log.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/UrlLoading/UrlConnection.h"
 #include "Platform/UrlLoading/UrlSession.h"
 

@@ -3,7 +3,7 @@
 #include "Platform/Ipc/BusHandles.h"
 #include "Platform/Ipc/ErrorNames.h"
 #include "Platform/Ipc/MethodTable.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <cstring>
 #include <exception>

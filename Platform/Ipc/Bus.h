@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Platform/Clock.h"
 #include "Platform/Ipc/Endpoint.h"
 #include "Platform/Ipc/IncomingCall.h"
 #include "Platform/Ipc/ServiceCall.h"
 #include "Platform/Ipc/Value.h"
+#include "Platform/Loop/Clock.h"
 
 #include <boost/system/result.hpp>
 

@@ -2,7 +2,7 @@
 
 #include "Platform/Ipc/Endpoint.h"
 #include "Platform/Ipc/IncomingCall.h"
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 
 #include <functional>
 #include <memory>

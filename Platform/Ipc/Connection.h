@@ -4,7 +4,7 @@
 #include "Platform/Ipc/Endpoint.h"
 #include "Platform/Ipc/IncomingCall.h"
 #include "Platform/Ipc/Mailbox.h"
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 
 #include <functional>
 #include <map>

@@ -3,7 +3,7 @@
 #include "Platform/Ipc/BusService.h"
 #include "Platform/Ipc/Connection.h"
 #include "Platform/Ipc/Endpoint.h"
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 
 #include <memory>
 

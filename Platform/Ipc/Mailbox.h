@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 
 #include <list>
 #include <memory>

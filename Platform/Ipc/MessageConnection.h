@@ -6,7 +6,7 @@
 #include "Platform/Ipc/Mailbox.h"
 #include "Platform/Ipc/PeerIdentity.h"
 #include "Platform/Ipc/Value.h"
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 
 #include <functional>
 #include <memory>

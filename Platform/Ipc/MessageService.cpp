@@ -2,8 +2,8 @@
 
 #include "Platform/Ipc/Bus.h"
 #include "Platform/Log.h"
-#include "Platform/RunLoop.h"
-#include "Platform/Signals.h"
+#include "Platform/Loop/RunLoop.h"
+#include "Platform/Loop/Signals.h"
 
 #include <sysexits.h>
 

@@ -1,7 +1,7 @@
 #include "Platform/Ipc/ServiceCall.h"
 
 #include "Platform/Ipc/Bus.h"
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 
 namespace Platform::Ipc {
 

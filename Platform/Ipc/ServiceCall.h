@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Platform/Clock.h"
 #include "Platform/Ipc/Endpoint.h"
 #include "Platform/Ipc/Value.h"
+#include "Platform/Loop/Clock.h"
 
 #include <functional>
 #include <memory>

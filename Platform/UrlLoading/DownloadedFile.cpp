@@ -1,7 +1,7 @@
 #include "Platform/UrlLoading/DownloadedFile.h"
 
-#include "Platform/Environment.h"
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Settings/Environment.h"
 #include "Platform/UrlLoading/UrlRequest.h"
 
 #include <fcntl.h>

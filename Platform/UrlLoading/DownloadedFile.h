@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "Platform/UrlLoading/HttpLoad.h"
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/UrlLoading/TransferDriver.h"
 
 #include <fcntl.h>

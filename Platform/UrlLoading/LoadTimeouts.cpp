@@ -1,6 +1,6 @@
 #include "Platform/UrlLoading/LoadTimeouts.h"
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Clock.h"
-#include "Platform/Queue.h"
+#include "Platform/Loop/Clock.h"
+#include "Platform/Loop/Queue.h"
 
 #include <chrono>
 #include <functional>

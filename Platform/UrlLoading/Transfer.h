@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 #include "Platform/UrlLoading/CurlHandles.h"
 #include "Platform/UrlLoading/PieceBuffer.h"
 #include "Platform/UrlLoading/RequestHeaders.h"

@@ -1,6 +1,6 @@
 #include "Platform/UrlLoading/TransferDriver.h"
 
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 #include "Platform/Log.h"
 #include "Platform/UrlLoading/ConnectionSlots.h"
 #include "Platform/UrlLoading/CurlHandles.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,6 +1,6 @@
 #include "Platform/UrlLoading/Url.h"
 
-#include "Platform/HostAndPort.h"
+#include "Platform/Network/HostAndPort.h"
 
 #include <algorithm>
 #include <array>

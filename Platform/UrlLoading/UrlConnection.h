@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 #include "Platform/UrlLoading/UrlRequest.h"
 
 #include <functional>

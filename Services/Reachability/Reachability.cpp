@@ -1,7 +1,7 @@
 #include "Services/Reachability/Reachability.h"
 
-#include "Platform/NetworkFlags.h"
-#include "Platform/NotificationCenter.h"
+#include "Platform/Loop/NotificationCenter.h"
+#include "Platform/Network/NetworkFlags.h"
 
 #include <netinet/in.h>
 

@@ -47,8 +47,8 @@ private:
 void PrintReachabilityFlags(std::uint32_t flags, const char* comment);
 
 /// Whether a host, an address, the Internet or the local network is reachable, by the flags of the kernel's links and
-/// routes (Platform/NetworkFlags.h), and, on request, notifications of changes. Every query reads the flags anew; a
-/// read that fails counts as not reachable. Queries may be made on any thread.
+/// routes (Platform/Network/NetworkFlags.h), and, on request, notifications of changes. Every query reads the flags
+/// anew; a read that fails counts as not reachable. Queries may be made on any thread.
 class Reachability {
 public:
     /// An object without a target; the factories make those that have one.

@@ -1,6 +1,6 @@
 #include "EndToEnd/RealServiceFixture.h"
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 
 #include <systemd/sd-bus.h>
 

@@ -1,7 +1,7 @@
 // The service's log is never in the way of the service: whatever becomes of its standard error, it polls and answers.
 
 #include "EndToEnd/RealServiceFixture.h"
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 #include "Support/Pattern.h"
 
 #include <systemd/sd-bus.h>

@@ -1,6 +1,6 @@
 // A log whose reader is slow, has gone, or takes nothing: writing goes on, and what could not be written is counted.
 
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 #include "Platform/Log.h"
 #include "Support/Pattern.h"
 #include "Support/TemporaryDirectory.h"

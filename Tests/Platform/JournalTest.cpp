@@ -1,4 +1,4 @@
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 #include "Platform/Log.h"
 #include "Support/Namespaces.h"
 

@@ -2,9 +2,9 @@
 
 #include "Platform/StandardStreams.h"
 
-#include "Platform/FileDescriptor.h"
-#include "Platform/RunLoop.h"
-#include "Platform/Signals.h"
+#include "Platform/Files/FileDescriptor.h"
+#include "Platform/Loop/RunLoop.h"
+#include "Platform/Loop/Signals.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Numbered copies of files and folders that are there already, on a real file system.
 
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 #include "Services/ServicesUtilities.h"
 #include "Support/TemporaryDirectory.h"
 

@@ -1,6 +1,6 @@
 // The facade: each of its functions performs its own operation, where the deployment settings say.
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Services/RestInterface.h"
 #include "Support/HttpServer.h"
 #include "Support/LogCapture.h"

@@ -1,6 +1,6 @@
 // What is decided for every operation alike: the transport by the release, anew at each call.
 
-#include "Platform/Queue.h"
+#include "Platform/Loop/Queue.h"
 #include "ServiceFixture.h"
 #include "Services/Catalogue.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Clock.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/Clock.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Services/OperationCall.h"
 #include "Services/ServiceContext.h"
 #include "Support/HttpServer.h"

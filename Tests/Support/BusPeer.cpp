@@ -1,6 +1,6 @@
 #include "Support/BusPeer.h"
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <systemd/sd-bus.h>
 
@@ -60,7 +60,7 @@ struct BusPeer::State {
 BusPeer::BusPeer() : state_(std::make_unique<State>()) {
     busResult(sd_bus_open_user(&state_->bus), "sd_bus_open_user");
     busResult(sd_bus_attach_event(state_->bus, Platform::RunLoop::main().event(), SD_EVENT_PRIORITY_NORMAL),
-            "sd_bus_attach_event");
+              "sd_bus_attach_event");
     busResult(sd_bus_add_filter(state_->bus, nullptr, State::receive, state_.get()), "sd_bus_add_filter");
 }
 
@@ -88,9 +88,9 @@ bool BusPeer::waitForOwner(const std::string& name, const std::string& former) {
     // Each change of an owner turns the loop, and has it look again.
     sd_bus_slot* changes = nullptr;
     busResult(sd_bus_match_signal(
-                state_->bus, &changes, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                "NameOwnerChanged", [](sd_bus_message*, void*, sd_bus_error*) { return 0; }, nullptr),
-            "sd_bus_match_signal");
+                  state_->bus, &changes, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                  "NameOwnerChanged", [](sd_bus_message*, void*, sd_bus_error*) { return 0; }, nullptr),
+              "sd_bus_match_signal");
     const bool inTime = Platform::RunLoop::main().runUntil([&] {
         const auto owner = ownerOf(name);
         return !owner.empty() && owner != former;
@@ -107,9 +107,9 @@ namespace {
 BusPeer::Message newCall(sd_bus* bus, const BusPeer::Target& target, const BusPeer::Fill& fill) {
     sd_bus_message* message = nullptr;
     busResult(sd_bus_message_new_method_call(bus, &message, target.destination.c_str(), target.objectPath.c_str(),
-                                           target.interface.empty() ? nullptr : target.interface.c_str(),
-                                           target.method.c_str()),
-            "sd_bus_message_new_method_call");
+                                             target.interface.empty() ? nullptr : target.interface.c_str(),
+                                             target.method.c_str()),
+              "sd_bus_message_new_method_call");
     BusPeer::Message owned(message, unreference);
     if (fill)
         fill(message);
@@ -129,7 +129,7 @@ void BusPeer::start(const Target& target, const Fill& fill, std::shared_ptr<std:
     sd_bus_slot* slot = nullptr;
     auto pending = std::make_unique<PendingAnswer>(std::move(answer));
     busResult(sd_bus_call_async(state_->bus, &slot, message.get(), answered, pending.get(), UINT64_MAX),
-            "sd_bus_call_async");
+              "sd_bus_call_async");
     // The library keeps the slot until the answer, and frees what belongs to it.
     sd_bus_slot_set_destroy_callback(slot, [](void* data) { delete static_cast<PendingAnswer*>(data); });
     static_cast<void>(pending.release());

@@ -1,6 +1,6 @@
 #include "Support/Command.h"
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <fcntl.h>
 #include <sys/epoll.h>

@@ -1,6 +1,6 @@
 #include "Support/HttpServer.h"
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>

@@ -1,6 +1,6 @@
 #include "Support/Polling.h"
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 namespace TestSupport {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Clock.h"
+#include "Platform/Loop/Clock.h"
 
 #include <chrono>
 #include <functional>

@@ -1,7 +1,7 @@
 #include "Support/PrivateBus.h"
 
-#include "Platform/FileWatcher.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Files/FileWatcher.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/FileDescriptor.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Files/FileDescriptor.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <sys/types.h>
 

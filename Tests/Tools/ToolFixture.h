@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Support/Command.h"
 #include "Support/HttpServer.h"
 #include "Support/Releases.h"

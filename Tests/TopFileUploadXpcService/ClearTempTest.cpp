@@ -1,6 +1,6 @@
 // The clean-up of the temporary area.
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include <unistd.h>

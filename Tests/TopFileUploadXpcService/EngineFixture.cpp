@@ -1,8 +1,8 @@
 #include "TopFileUploadXpcService/EngineFixture.h"
 
-#include "Platform/DeploymentSettings.h"
-#include "Platform/Files.h"
-#include "Platform/NetworkFlags.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Network/NetworkFlags.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // The error reports that the engine sends, and the operations that nothing in the service calls.
 
-#include "Platform/Files.h"
-#include "Platform/NetworkFlags.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Network/NetworkFlags.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include <any>

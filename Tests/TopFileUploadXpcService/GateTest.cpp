@@ -1,6 +1,6 @@
 // The gate's transitions, one by one, and every way to stall.
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 namespace Quenmark {

@@ -1,6 +1,6 @@
 // Responses that no correct server sends. The engine goes on, and touches nothing but its own paths.
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 namespace Quenmark {

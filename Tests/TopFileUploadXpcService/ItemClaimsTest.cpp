@@ -1,7 +1,7 @@
 #include "TopFileUploadXpcService/ItemClaims.h"
 
-#include "Platform/Files.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Support/LogCapture.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"

@@ -1,7 +1,7 @@
 // Where an item is placed, and where it is gathered before.
 
-#include "Platform/Environment.h"
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Settings/Environment.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 namespace Quenmark {

@@ -1,6 +1,6 @@
 // The streaming download over the older transport, whose header fields are read when they arrive.
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 namespace Quenmark {

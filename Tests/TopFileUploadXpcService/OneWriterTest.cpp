@@ -1,7 +1,7 @@
 // One item has one writer: what an engine does with an item that is fetched elsewhere, and when it lets an item go.
 
-#include "Platform/DeploymentSettings.h"
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Services/DownloadConnection.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 #include "TopFileUploadXpcService/ItemClaims.h"

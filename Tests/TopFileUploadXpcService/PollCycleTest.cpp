@@ -1,8 +1,8 @@
 // The poll cycle: when a pass asks, what it asks, and what it does with the response.
 
-#include "Platform/DeploymentSettings.h"
-#include "Platform/Files.h"
-#include "Platform/NetworkFlags.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Network/NetworkFlags.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include <unistd.h>

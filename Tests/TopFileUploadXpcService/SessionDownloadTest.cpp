@@ -1,6 +1,6 @@
 // The streaming download over the session transport: its request, its pieces, its end.
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 namespace Quenmark {

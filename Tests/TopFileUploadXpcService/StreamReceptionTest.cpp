@@ -1,6 +1,6 @@
 // How a stream is received, in the details that show only where something else happens at the same time.
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Log.h"
 #include "Services/DownloadConnection.h"
 #include "TopFileUploadXpcService/EngineFixture.h"

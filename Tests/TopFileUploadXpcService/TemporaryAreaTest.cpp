@@ -1,6 +1,6 @@
 // The temporary area, where another account may have prepared it: nothing is written, read or placed through it.
 
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include <sys/stat.h>

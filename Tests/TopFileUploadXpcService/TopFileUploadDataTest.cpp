@@ -1,6 +1,6 @@
 #include "TopFileUploadXpcService/TopFileUploadData.h"
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <gtest/gtest.h>
 

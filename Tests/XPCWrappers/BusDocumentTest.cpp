@@ -2,7 +2,7 @@
 
 #include "Platform/Ipc/Listener.h"
 #include "Platform/Ipc/MessageService.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Support/BusPeer.h"
 #include "Support/Command.h"
 #include "Support/LogCapture.h"

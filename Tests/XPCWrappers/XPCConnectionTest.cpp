@@ -2,7 +2,7 @@
 
 #include "XPCWrappers/XPCConnection.h"
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Support/LogCapture.h"
 #include "Support/PrivateBus.h"
 #include "XPCWrappers/MessageAddress.h"

@@ -3,7 +3,7 @@
 #include "XPCWrappers/XPCService.h"
 
 #include "Platform/Ipc/MessageService.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Support/BusPeer.h"
 #include "Support/Command.h"
 #include "Support/LogCapture.h"

@@ -2,7 +2,7 @@
 // who the caller is, and logs the errors of its connections.
 
 #include "Platform/Log.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "XPCWrappers/XPCService.h"
 
 int main(int, char** arguments) {

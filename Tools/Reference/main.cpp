@@ -1,4 +1,4 @@
-#include "Platform/Files.h"
+#include "Platform/Files/Files.h"
 #include "Tools/Failure.h"
 #include "Tools/Output.h"
 #include "Tools/Reference/Reference.h"

@@ -2,7 +2,7 @@
 
 #include "Platform/Ipc/MessageService.h"
 #include "Platform/Log.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 // A service for the bus to launch: offers "Work", which succeeds, and "Break", which does not.
 
 #include "Platform/Ipc/Listener.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 
 #include <stdexcept>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Ipc/Listener.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Support/BusPeer.h"
 #include "Support/LogCapture.h"
 #include "Support/PrivateBus.h"

@@ -1,7 +1,7 @@
 // Loads from a server with as many bytes of memory left as it is told, and prints the code that each load ends with.
 //   UrlLoadingTestClient HOST BYTES
 
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/UrlLoading/UrlConnection.h"
 #include "Platform/UrlLoading/UrlSession.h"
 

@@ -1,6 +1,6 @@
 // What becomes of a request where descriptors, watches or memory run out: an error of that request, and nothing else.
 
-#include "Platform/FileDescriptor.h"
+#include "Platform/Files/FileDescriptor.h"
 #include "Support/Command.h"
 #include "UrlLoadingFixture.h"
 

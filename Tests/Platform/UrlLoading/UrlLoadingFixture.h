@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Clock.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/Clock.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/Text.h"
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Support/HttpServer.h"

@@ -1,4 +1,4 @@
-#include "Platform/NetworkFlags.h"
+#include "Platform/Network/NetworkFlags.h"
 #include "Services/NetWorkConnectionStatus.h"
 #include "Services/Reachability/Reachability.h"
 

@@ -1,6 +1,6 @@
 #include "Services/NetWorkConnectionStatus.h"
 
-#include "Platform/DeploymentSettings.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Services/Reachability/Reachability.h"
 #include "Support/Namespaces.h"
 

@@ -1,6 +1,6 @@
-#include "Platform/DeploymentSettings.h"
-#include "Platform/NotificationCenter.h"
-#include "Platform/RunLoop.h"
+#include "Platform/Loop/NotificationCenter.h"
+#include "Platform/Loop/RunLoop.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Services/Reachability/Reachability.h"
 #include "Support/Namespaces.h"
 

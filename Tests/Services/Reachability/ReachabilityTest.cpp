@@ -1,6 +1,6 @@
 #include "Services/Reachability/Reachability.h"
 
-#include "Platform/DeploymentSettings.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Support/Namespaces.h"
 
 #include <gtest/gtest.h>

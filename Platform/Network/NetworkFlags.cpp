@@ -1,0 +1,208 @@
+#include "Platform/Network/NetworkFlags.h"
+
+#include "Platform/Loop/RunLoop.h"
+#include "Platform/Network/Netlink.h"
+#include "Platform/Network/Routes.h"
+#include "Platform/Settings/DeploymentSettings.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <cstring>
+#include <mutex>
+#include <utility>
+
+namespace Platform {
+
+namespace {
+
+using Flags = std::optional<std::uint32_t>;
+using FlagSource = NetworkTarget::FlagSource;
+
+Flags readInternetFlags(bool loopbackCounts) {
+    if (loopbackCounts) {
+        const auto up = Routes::loopbackIsUp();
+        if (!up)
+            return std::nullopt;
+        if (*up)
+            return NetworkFlag::Reachable | NetworkFlag::IsDirect;
+    }
+    const auto usable = Routes::defaultRouteIsUsable();
+    if (!usable)
+        return std::nullopt;
+    return *usable ? NetworkFlag::Reachable : 0;
+}
+
+/// The flags of the zero address, kept until the kernel tells of a change: to look whether it has costs far less than
+/// to ask it anew. One for each loop, for its thread alone.
+class KnownInternetFlags {
+public:
+    explicit KnownInternetFlags(RunLoop&) {}
+
+    /// One look serves a whole turn of the loop, in which an idle pass asks twice.
+    Flags now() {
+        const auto turn = RunLoop::currentTurn();
+        if (turn && turn == turnOfLook_)
+            return flags_;
+        turnOfLook_ = turn;
+        const bool loopbackCounts = DeploymentSettings::current().hostIsLoopback();
+        if (changes_.descriptor() < 0 || changes_.takeChanges() || loopbackCounts != loopbackCounts_)
+            flags_.reset();
+        loopbackCounts_ = loopbackCounts;
+        if (!flags_)
+            flags_ = readInternetFlags(loopbackCounts);
+        return flags_;
+    }
+
+private:
+    Netlink::ChangeSocket changes_;
+    std::optional<std::uint64_t> turnOfLook_;
+    bool loopbackCounts_ = false;
+    Flags flags_;
+};
+
+Flags internetFlags() {
+    if (!RunLoop::isCurrentThread())
+        return readInternetFlags(DeploymentSettings::current().hostIsLoopback());
+    return RunLoop::main().attachment<KnownInternetFlags>().now();
+}
+
+bool isZeroAddress(const sockaddr& address) {
+    return address.sa_family == AF_INET &&
+           reinterpret_cast<const sockaddr_in&>(address).sin_addr.s_addr == htonl(INADDR_ANY);
+}
+
+Flags flagsOfAddress(const sockaddr& address) {
+    if (isZeroAddress(address))
+        return internetFlags();
+    const auto way = Routes::wayTo(address);
+    if (!way)
+        return std::nullopt;
+    switch (*way) {
+    case Routes::Way::Direct:
+        return NetworkFlag::Reachable | NetworkFlag::IsDirect;
+    case Routes::Way::ThroughGateway:
+        return NetworkFlag::Reachable;
+    case Routes::Way::None:
+        break;
+    }
+    return 0;
+}
+
+/// The flags of the first of the name's addresses that there is a way to.
+Flags flagsOfName(const std::string& host) {
+    addrinfo wanted{};
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(host.c_str(), nullptr, &wanted, &found) != 0)
+        return 0;
+    const std::unique_ptr<addrinfo, void (*)(addrinfo*)> addresses(found, ::freeaddrinfo);
+    for (const addrinfo* one = found; one != nullptr; one = one->ai_next) {
+        if (one->ai_family != AF_INET && one->ai_family != AF_INET6)
+            continue;
+        const auto flags = flagsOfAddress(*one->ai_addr);
+        if (!flags || *flags != 0)
+            return flags;
+    }
+    return 0;
+}
+
+std::mutex replacementLock;
+FlagSource theReplacement;
+
+FlagSource replacementOr(FlagSource source) {
+    const std::lock_guard guard(replacementLock);
+    return theReplacement ? theReplacement : std::move(source);
+}
+
+/// Follows the kernel's changes for one target, and tells of flags that are new.
+class Follower : public std::enable_shared_from_this<Follower> {
+public:
+    Follower(FlagSource source, std::function<void(std::uint32_t)> callback)
+        : source_(std::move(source)), callback_(std::move(callback)) {}
+
+    bool start() {
+        if (changes_.descriptor() < 0)
+            return false;
+        // Whatever changes from here on is told of; so the flags are read after that has begun.
+        watch_ = RunLoop::main().watch(changes_.descriptor(), EPOLLIN, [this](std::uint32_t) { changed(); });
+        seen_ = source_();
+        return true;
+    }
+
+private:
+    void changed() {
+        if (!changes_.takeChanges() || std::exchange(pending_, true))
+            return;
+        Queue::main().async([weak = weak_from_this()] {
+            if (const auto self = weak.lock())
+                self->compare();
+        });
+    }
+
+    void compare() {
+        pending_ = false;
+        const auto flags = source_();
+        if (!flags || flags == seen_)
+            return;
+        seen_ = flags;
+        callback_(*flags);
+    }
+
+    FlagSource source_;
+    std::function<void(std::uint32_t)> callback_;
+    Netlink::ChangeSocket changes_;
+    std::unique_ptr<DescriptorWatch> watch_;
+    Flags seen_;
+    bool pending_ = false;
+};
+
+class Target final : public NetworkTarget {
+public:
+    explicit Target(FlagSource source) : source_(replacementOr(std::move(source))) {}
+
+    Flags flags() const override { return source_(); }
+
+    bool setCallback(std::function<void(std::uint32_t)> callback) override {
+        follower_.reset();
+        if (!callback)
+            return true;
+        if (!RunLoop::exists())
+            return false;
+        auto follower = std::make_shared<Follower>(source_, std::move(callback));
+        if (!follower->start())
+            return false;
+        follower_ = std::move(follower);
+        return true;
+    }
+
+private:
+    FlagSource source_;
+    // The task that compares the flags holds it while the callback runs, which may end this target.
+    std::shared_ptr<Follower> follower_;
+};
+
+} // namespace
+
+std::unique_ptr<NetworkTarget> NetworkTarget::createWithAddress(const sockaddr& address) {
+    if (address.sa_family != AF_INET && address.sa_family != AF_INET6)
+        return nullptr;
+    sockaddr_storage copy{};
+    std::memcpy(&copy, &address, address.sa_family == AF_INET ? sizeof(sockaddr_in) : sizeof(sockaddr_in6));
+    return std::make_unique<Target>([copy] { return flagsOfAddress(reinterpret_cast<const sockaddr&>(copy)); });
+}
+
+std::unique_ptr<NetworkTarget> NetworkTarget::createWithName(std::string host) {
+    if (host.empty() || host.find('\0') != std::string::npos)
+        return nullptr;
+    return std::make_unique<Target>([host = std::move(host)] { return flagsOfName(host); });
+}
+
+void NetworkTarget::replaceSource(FlagSource source) {
+    const std::lock_guard guard(replacementLock);
+    theReplacement = std::move(source);
+}
+
+} // namespace Platform

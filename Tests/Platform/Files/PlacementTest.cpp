@@ -1,0 +1,150 @@
+// How an item of a private area is put into its place: it is durable there, or not there at all.
+
+#include "Platform/Files/Files.h"
+#include "Platform/Files/Flush.h"
+#include "Platform/Files/PrivateArea.h"
+#include "Support/FailingCalls.h"
+#include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace {
+
+namespace Files = Platform::Files;
+namespace Flush = Platform::Flush;
+using Platform::Error;
+using TestSupport::runWithFailingCalls;
+
+class APlacement : public testing::Test {
+protected:
+    APlacement() { shared_.write("Area/a", "content"); }
+    Platform::PrivateArea area() const { return {shared_.path() + "/", "Area"}; }
+    std::string from() const { return shared_.path("Area/a"); }
+    std::string to() const { return home_.path("a"); }
+    std::optional<Error> place() const { return area().placeItem(from(), to()); }
+    /// Places the item while those calls fail, and asserts that it is neither here nor there afterwards.
+    void expectNothingIsLeft(const std::vector<long>& calls) {
+        std::optional<Error> error;
+        if (!runWithFailingCalls(calls, EIO, [&] { error = place(); }))
+            GTEST_SKIP() << "system calls cannot be filtered here";
+        EXPECT_TRUE(Flush::hasFailed(error));
+        EXPECT_EQ(error->code, EIO);
+        EXPECT_FALSE(Files::exists(from()));
+        EXPECT_FALSE(Files::exists(to()));
+        EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(home_.path())), std::vector<std::string>{});
+    }
+
+    TestSupport::TemporaryDirectory shared_;
+    TestSupport::TemporaryDirectory home_;
+};
+
+TEST_F(APlacement, MovesAFile) {
+    EXPECT_EQ(place(), std::nullopt);
+    EXPECT_EQ(home_.read("a"), "content");
+    EXPECT_FALSE(Files::exists(from()));
+}
+
+TEST_F(APlacement, MovesAFolderWithAllThatIsInIt) {
+    shared_.write("Area/Docs/b", "content");
+    EXPECT_EQ(area().placeItem(shared_.path("Area/Docs"), home_.path("Docs")), std::nullopt);
+    EXPECT_EQ(home_.read("Docs/b"), "content");
+}
+
+TEST_F(APlacement, LeavesNothingWhereTheBytesCannotBeFlushed) {
+    expectNothingIsLeft({SYS_fdatasync});
+}
+
+TEST_F(APlacement, LeavesNothingWhereTheFolderCannotBeFlushed) {
+    expectNothingIsLeft({SYS_fsync});
+}
+
+TEST_F(APlacement, LeavesAFolderWhereItCannotBeFlushed) {
+    shared_.write("Area/Docs/b", "content");
+    std::optional<Error> error;
+    if (!runWithFailingCalls({SYS_syncfs}, EIO,
+                             [&] { error = area().placeItem(shared_.path("Area/Docs"), home_.path("Docs")); }))
+        GTEST_SKIP() << "system calls cannot be filtered here";
+    EXPECT_EQ(error, (Error{"POSIX flush", EIO, shared_.path("Area/Docs") + ": Input/output error"}));
+    EXPECT_EQ(shared_.read("Area/Docs/b"), "content");
+    EXPECT_FALSE(Files::exists(home_.path("Docs")));
+}
+
+TEST_F(APlacement, KeepsBothWhereSomethingIsInThePlaceAlreadyAndFlushesThat) {
+    home_.write("a", "older");
+    EXPECT_EQ(place(), (Error{"POSIX", EEXIST, to() + ": File exists"}));
+    EXPECT_EQ(home_.read("a"), "older");
+    EXPECT_EQ(shared_.read("Area/a"), "content");
+    std::optional<Error> error;
+    if (!runWithFailingCalls({SYS_fsync}, EIO, [&] { error = place(); }))
+        GTEST_SKIP() << "system calls cannot be filtered here";
+    EXPECT_EQ(error, (Error{"POSIX flush", EIO, home_.path() + ": Input/output error"}));
+    EXPECT_EQ(home_.read("a"), "older") << "what was there is not this item's";
+    EXPECT_FALSE(Files::exists(from()));
+}
+
+TEST_F(APlacement, FailsAsAMoveDoesWhereTheFolderIsMissing) {
+    EXPECT_EQ(area().placeItem(from(), home_.path("no/a")),
+              (Error{"POSIX", ENOENT, from() + ": No such file or directory"}));
+    EXPECT_EQ(shared_.read("Area/a"), "content");
+}
+
+TEST_F(APlacement, MovesAFileThatCanOnlyBeWrittenTo) {
+    ASSERT_EQ(::chmod(from().c_str(), 0200), 0);
+    EXPECT_EQ(place(), std::nullopt);
+    EXPECT_TRUE(Files::exists(to()));
+}
+
+/// The place is on another file system than the area.
+class ADistantPlacement : public APlacement {
+protected:
+    std::string distant() const { return memory_.path("a"); }
+    std::optional<Error> placeFar() const { return area().placeItem(from(), distant()); }
+
+private:
+    TestSupport::ScopedEnvironment environment_{{"TMPDIR", "/dev/shm"}};
+
+protected:
+    TestSupport::TemporaryDirectory memory_;
+};
+
+TEST_F(ADistantPlacement, CopiesAFile) {
+    EXPECT_EQ(placeFar(), std::nullopt);
+    EXPECT_EQ(memory_.read("a"), "content");
+    EXPECT_FALSE(Files::exists(from()));
+}
+
+TEST_F(ADistantPlacement, CopiesAFolderWithAllThatIsInIt) {
+    shared_.write("Area/Docs/b", "content");
+    EXPECT_EQ(area().placeItem(shared_.path("Area/Docs"), memory_.path("Docs")), std::nullopt);
+    EXPECT_EQ(memory_.read("Docs/b"), "content");
+    EXPECT_FALSE(Files::exists(shared_.path("Area/Docs")));
+}
+
+TEST_F(ADistantPlacement, LeavesNothingWhereTheCopyCannotBeFlushed) {
+    std::optional<Error> error;
+    if (!runWithFailingCalls({SYS_fsync}, EIO, [&] { error = placeFar(); }))
+        GTEST_SKIP() << "system calls cannot be filtered here";
+    EXPECT_TRUE(Flush::hasFailed(error));
+    EXPECT_FALSE(Files::exists(from()));
+    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(memory_.path())), std::vector<std::string>{});
+}
+
+TEST_F(ADistantPlacement, LeavesNothingWhereTheCopyOfAFolderCannotBeFlushed) {
+    shared_.write("Area/Docs/b", "content");
+    std::optional<Error> error;
+    if (!runWithFailingCalls({SYS_fsync}, EIO,
+                             [&] { error = area().placeItem(shared_.path("Area/Docs"), memory_.path("Docs")); }))
+        GTEST_SKIP() << "system calls cannot be filtered here";
+    EXPECT_TRUE(Flush::hasFailed(error));
+    EXPECT_EQ(shared_.read("Area/Docs/b"), "content");
+    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(memory_.path())), std::vector<std::string>{});
+}
+
+} // namespace
