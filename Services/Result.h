@@ -23,8 +23,6 @@ public:
     /// The value, or a null pointer.
     const Value* value() const { return std::get_if<Value>(&content_); }
     Value* value() { return std::get_if<Value>(&content_); }
-    /// The same as `value`.
-    const Value* answer() const { return value(); }
     /// The error, or a null pointer.
     const Platform::Error* error() const { return std::get_if<Platform::Error>(&content_); }
 
@@ -34,7 +32,7 @@ private:
     std::variant<std::monostate, Value, Platform::Error> content_;
 };
 
-/// Is called at most once, with the result and a value of `RestStatus`.
+/// Called at most once, with the result and a value of `RestStatus`.
 template <class Value>
 using CompletionHandler = std::function<void(Result<Value>, std::int64_t status)>;
 

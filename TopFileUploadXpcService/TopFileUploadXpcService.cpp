@@ -89,7 +89,7 @@ void TopFileUploadXpcService::runPass() {
     RestInterface::asyncGetTopFileUpload(
         query, [self = shared_from_this(), sent = ItemClaims::ofThisProcess().now(),
                 params = std::move(params)](const Result<GetTopFileUploadResponseData>& result, std::int64_t) {
-            self->pollCompleted(result.answer(), sent, params);
+            self->pollCompleted(result.value(), sent, params);
         });
 }
 
@@ -149,7 +149,7 @@ void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, Cl
         query, [self = shared_from_this(), id = query.fileUploadId,
                 claim = std::move(claim)](const Result<UpdateFileUploadResponseData>& result, std::int64_t) {
             ItemClaims::ofThisProcess().acknowledged(id);
-            const auto* response = result.answer();
+            const auto* response = result.value();
             if (response == nullptr || Platform::integerValue(text(response->returnStatus)) != 0)
                 return;
             self->openGate();
@@ -165,7 +165,7 @@ void TopFileUploadXpcService::logErrorMethod(const std::any&) {
     query.computerId = itemText(valueOf(iAppsPrefs_, Settings::computerIdKey), Settings::computerIdKey);
     query.userId = itemText(valueOf(iAppsPrefs_, Settings::userIdKey), Settings::userIdKey);
     RestInterface::asyncLogError(query, [](const Result<LogErrorResponseData>& result, std::int64_t) {
-        const auto* response = result.answer();
+        const auto* response = result.value();
         Log::write("Error occured...." + (response != nullptr ? text(propertiesOf(*response)) : text(std::nullopt)),
                    Log::Priority::Error);
     });
