@@ -206,7 +206,7 @@ constexpr std::size_t distinctNames() {
     auto names = std::apply([](const auto&... operation) { return std::array{std::string_view(operation.name)...}; },
                             operations);
     std::ranges::sort(names);
-    return static_cast<std::size_t>(std::ranges::unique(names).begin() - names.begin());
+    return static_cast<std::size_t>(std::unique(names.begin(), names.end()) - names.begin());
 }
 static_assert(distinctNames() == std::tuple_size_v<decltype(operations)>, "two operations have the same name");
 

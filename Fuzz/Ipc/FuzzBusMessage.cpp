@@ -256,7 +256,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         return 0; // The library refuses it before anybody sees it.
     const auto result = readValue(*message);
     if (const auto* refused = std::get_if<MessageFailure>(&result)) {
-        require(!appended.error().text.empty(), "a message is refused without a reason");
+        require(!refused->text.empty(), "a message is refused without a reason");
         return 0;
     }
     comesBack(receiver.bus(), std::get<Value>(result));
