@@ -111,18 +111,14 @@ std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vec
 /// The states of the files at some time, by which a change shows.
 struct FileStates {
     std::vector<SettingsFile::State> states;
-    /// Whether a change after this time shows for sure. Times of files go in steps, of up to two seconds on some file
-    /// systems, so that two changes that follow one another closely may leave the same time.
+    /// Whether every change after this time shows.
     bool areSettled = true;
 
     explicit FileStates(std::span<const std::string> paths) {
-        constexpr time_t longestStep = 2;
-        timespec now{};
-        ::clock_gettime(CLOCK_REALTIME, &now);
         states.reserve(paths.size());
         for (const auto& path : paths) {
             states.push_back(SettingsFile::stateOf(path));
-            areSettled = areSettled && now.tv_sec - states.back().changed.tv_sec > longestStep;
+            areSettled = areSettled && SettingsFile::isSettled(states.back());
         }
     }
     bool isSameAs(const FileStates& other) const { return states == other.states; }

@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 
 #include <functional>
+#include <map>
+#include <mutex>
 #include <vector>
 
 namespace Platform::Preferences {
@@ -60,6 +62,41 @@ std::optional<Error> makeFolder() {
     return Flush::entries(made);
 }
 
+/// What was read of the domains' files, with their states before. Any thread may ask.
+class KnownDomains {
+public:
+    /// The domain as its file is now. The file is read where it may have changed since it was read last.
+    std::optional<object> now(const std::string& path) {
+        const auto state = SettingsFile::stateOf(path);
+        const std::lock_guard guard(lock_);
+        Known& known = domains_[path];
+        if (known.isSettled && known.state == state)
+            return known.values;
+        auto content = SettingsFile::read(path);
+        const auto* error = std::get_if<Error>(&content);
+        known.state = state;
+        known.isSettled =
+            SettingsFile::isSettled(state) && (error == nullptr || !SettingsFile::isFailureToRead(*error));
+        known.values = SettingsFile::valuesOrLog(path, std::move(content));
+        return known.values;
+    }
+
+private:
+    struct Known {
+        SettingsFile::State state;
+        bool isSettled = false;
+        std::optional<object> values;
+    };
+
+    std::mutex lock_;
+    std::map<std::string, Known> domains_;
+};
+
+KnownDomains& knownDomains() {
+    static KnownDomains domains;
+    return domains;
+}
+
 /// Applies `change` to the domain as it is now, and writes it where `change` says that it did something.
 std::optional<Error> changeDomain(std::string_view domain, const std::function<bool(object&)>& change) {
     const std::string path = pathOfDomain(domain);
@@ -91,7 +128,7 @@ std::string pathOfDomain(std::string_view domain) {
 std::optional<object> persistentDomainForName(std::string_view domain) {
     if (!namesDomain(domain))
         return std::nullopt;
-    return SettingsFile::readOrLog(pathOfDomain(domain));
+    return knownDomains().now(pathOfDomain(domain));
 }
 
 std::optional<boost::json::value> objectForKey(std::string_view domain, std::string_view key) {

@@ -10,15 +10,16 @@
 
 /// The user's preferences: one JSON object for each domain, in a file `<domain>.json` of the product's folder under
 /// the user's configuration home (Environment.h). A file that cannot be read or is not a JSON object counts as
-/// absent, and that is logged once for each state of the file, with its path and the place of the error. A domain name
+/// absent, and that is logged once for each state of the file, with its path and the place of the error. Each request
+/// looks at the file and reads it where it may have changed. A domain name
 /// that is not a plain file name ("", ".", "..", or one with "/") names no domain.
 namespace Platform::Preferences {
 
 /// The file of a domain.
 std::string pathOfDomain(std::string_view domain);
-/// The whole domain, read anew from its file; nil when absent.
+/// The whole domain as its file is now; nil when absent.
 std::optional<boost::json::object> persistentDomainForName(std::string_view domain);
-/// One value of a domain, read anew; nil when the domain or the key is absent.
+/// One value of a domain as its file is now; nil when the domain or the key is absent.
 std::optional<boost::json::value> objectForKey(std::string_view domain, std::string_view key);
 
 /// Changes one value, replacing the file in one step; other keys keep their values and their order. Writers exclude

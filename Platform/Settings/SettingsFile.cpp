@@ -93,6 +93,13 @@ State stateOf(const std::string& path) {
     return {status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
 }
 
+bool isSettled(const State& state) {
+    constexpr time_t longestStep = 2;
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec - state.changed.tv_sec > longestStep;
+}
+
 void logOnce(const std::string& path, const std::string& entry) {
     loggedStates().logOnce(path, entry);
 }
@@ -101,8 +108,8 @@ void forget(const std::string& path) {
     loggedStates().forget(path);
 }
 
-std::optional<boost::json::object> readOrLog(const std::string& path) {
-    auto content = read(path);
+std::optional<boost::json::object> valuesOrLog(const std::string& path,
+                                               std::variant<std::optional<boost::json::object>, Error> content) {
     if (const auto* error = std::get_if<Error>(&content)) {
         logOnce(path, "A settings file counts as absent: " + error->localizedDescription);
         return std::nullopt;

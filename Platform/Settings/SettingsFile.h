@@ -37,12 +37,17 @@ struct State {
     bool operator==(const State& other) const;
 };
 State stateOf(const std::string& path);
+/// Whether every change from now on gives the file another state. Times of files go in steps, of up to two seconds on
+/// some file systems, so that two changes that follow one another closely may leave the same time.
+bool isSettled(const State& state);
 
 /// Logs an entry about a file, once for each state of the file and text; `forget` when the file is valid again.
 void logOnce(const std::string& path, const std::string& entry);
 void forget(const std::string& path);
 
-/// As `read`, for callers that treat an invalid file as absent: its error is logged once for each state of the file.
-std::optional<boost::json::object> readOrLog(const std::string& path);
+/// What `read` returned for a file, for callers that treat an invalid file as absent: its error is logged once for each
+/// state of the file.
+std::optional<boost::json::object> valuesOrLog(const std::string& path,
+                                               std::variant<std::optional<boost::json::object>, Error> content);
 
 } // namespace Platform::SettingsFile

@@ -8,10 +8,13 @@
 #include <boost/json.hpp>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <thread>
@@ -54,6 +57,60 @@ TEST_F(ThePreferences, AreReadAnewAtEachRequest) {
     EXPECT_EQ(Preferences::objectForKey(domain, "userIdKey"), std::nullopt);
     folder.write(file, R"({"computerIdKey": "C-2"})");
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-2"));
+}
+
+TEST_F(ThePreferences, AreReadAgainWhereTheirFileIsReplacedByOneOfTheSameSizeAndTime) {
+    folder.write(file, R"({"computerIdKey": "C-1"})");
+    const std::array<timespec, 2> longAgo{{{1'000'000'000, 0}, {1'000'000'000, 0}}};
+    const auto make = [&](const char* name, const char* content) {
+        folder.write(name, content);
+        EXPECT_EQ(::utimensat(AT_FDCWD, folder.path(name).c_str(), longAgo.data(), 0), 0);
+    };
+    make(file, R"({"computerIdKey": "C-1"})");
+    EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-1"));
+    make("new", R"({"computerIdKey": "C-2"})");
+    ASSERT_EQ(::rename(folder.path("new").c_str(), folder.path(file).c_str()), 0);
+    EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-2"));
+    make(file, R"({"computerIdKey": "C-3"})");
+    EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-3"));
+    ASSERT_EQ(::unlink(folder.path(file).c_str()), 0);
+    EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), std::nullopt);
+}
+
+/// A value while no file can be opened.
+std::optional<value> withoutDescriptors(const char* key) {
+    rlimit before{};
+    EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    auto result = Preferences::objectForKey(domain, key);
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    return result;
+}
+
+TEST_F(ThePreferences, AreReadAgainAfterTheyCouldNotBeRead) {
+    // A file of the tree, since nothing but its making sets the time of a file's last change.
+    folder.write("config/quenmark/other", "");
+    ASSERT_EQ(::symlink(SETTLED_FILE, folder.path(file).c_str()), 0);
+    EXPECT_EQ(withoutDescriptors("openapi"), std::nullopt);
+    EXPECT_EQ(Preferences::objectForKey(domain, "openapi"), value("3.1.0"));
+}
+
+TEST_F(ThePreferences, AreReadOnceWhileTheirFileIsTheSame) {
+    folder.write("config/quenmark/other", R"({"openapi": "another"})");
+    ASSERT_EQ(::symlink(SETTLED_FILE, folder.path(file).c_str()), 0);
+    EXPECT_EQ(Preferences::objectForKey(domain, "openapi"), value("3.1.0"));
+    EXPECT_EQ(withoutDescriptors("openapi"), value("3.1.0"));
+    ASSERT_EQ(::unlink(folder.path(file).c_str()), 0);
+    EXPECT_EQ(Preferences::objectForKey(domain, "openapi"), std::nullopt);
+    ASSERT_EQ(::symlink("other", folder.path(file).c_str()), 0);
+    EXPECT_EQ(Preferences::objectForKey(domain, "openapi"), value("another"));
+}
+
+TEST_F(ThePreferences, AreReadAgainAtOnceWhereTheirFileChangedAMomentAgo) {
+    folder.write(file, R"({"computerIdKey": "C-1"})");
+    EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-1"));
+    EXPECT_EQ(withoutDescriptors("computerIdKey"), std::nullopt);
 }
 
 TEST_F(ThePreferences, CountAsAbsentWhereTheirFileIsMalformedAndSaySoOnce) {

@@ -16,13 +16,17 @@ namespace SettingsFile = Platform::SettingsFile;
 using boost::json::object;
 using Entries = std::vector<std::string>;
 
+std::optional<object> readOrLog(const std::string& path) {
+    return SettingsFile::valuesOrLog(path, SettingsFile::read(path));
+}
+
 class ASettingsFile : public testing::Test {
 protected:
     /// What is logged for a file of that content.
     std::string logged(std::string_view content) {
         folder.write("s.json", content);
         log.clear();
-        EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+        EXPECT_EQ(readOrLog(path), std::nullopt);
         EXPECT_EQ(log.entries().size(), 1U);
         return log.entries().empty() ? std::string() : log.entries().front();
     }
@@ -37,13 +41,13 @@ protected:
 
 TEST_F(ASettingsFile, IsReadAsAnObject) {
     folder.write("s.json", "\xEF\xBB\xBF{\"a\": [1]}\n");
-    EXPECT_EQ(SettingsFile::readOrLog(path), (object{{"a", {1}}}));
+    EXPECT_EQ(readOrLog(path), (object{{"a", {1}}}));
     EXPECT_EQ(log.entries(), Entries{});
 }
 
 TEST_F(ASettingsFile, MayBeMissingWithoutAWord) {
-    EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
-    EXPECT_EQ(SettingsFile::readOrLog(folder.path("no/folder/s.json")), std::nullopt);
+    EXPECT_EQ(readOrLog(path), std::nullopt);
+    EXPECT_EQ(readOrLog(folder.path("no/folder/s.json")), std::nullopt);
     EXPECT_EQ(log.entries(), Entries{});
 }
 
@@ -66,51 +70,51 @@ TEST_F(ASettingsFile, IsReportedWhereItIsNestedTooDeep) {
 TEST_F(ASettingsFile, IsReportedWhereItIsTooLarge) {
     folder.write("s.json", "{}");
     ASSERT_EQ(::truncate(path.c_str(), (16 << 20) + 1), 0);
-    EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+    EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries(), Entries{absent("File too large")});
 }
 
 TEST_F(ASettingsFile, MayHaveTheLargestSize) {
     folder.write("s.json", "{}" + std::string((16 << 20) - 2, ' '));
-    EXPECT_EQ(SettingsFile::readOrLog(path), object{});
+    EXPECT_EQ(readOrLog(path), object{});
 }
 
 TEST_F(ASettingsFile, IsReportedWhereItIsNoFile) {
     ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
-    EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+    EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries(), Entries{absent("Is a directory")});
 }
 
 TEST_F(ASettingsFile, IsNotWaitedForWhereItIsAFifo) {
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
-    EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+    EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries(), Entries{absent("Invalid argument")});
 }
 
 TEST_F(ASettingsFile, IsReportedWhereALinkLeadsInACircle) {
     ASSERT_EQ(::symlink("s.json", path.c_str()), 0);
-    EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+    EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries(), Entries{absent("Too many levels of symbolic links")});
 }
 
 TEST_F(ASettingsFile, IsReportedOnceForEachOfItsStates) {
     folder.write("s.json", "[]");
     for (int time = 0; time < 3; ++time)
-        EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+        EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries().size(), 1U);
     folder.write("s.json", "[ ]");
     for (int time = 0; time < 3; ++time)
-        EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+        EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries().size(), 2U);
 }
 
 TEST_F(ASettingsFile, IsReportedAgainWhereItWasGoodInBetween) {
     folder.write("s.json", "[]");
-    EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+    EXPECT_EQ(readOrLog(path), std::nullopt);
     folder.write("s.json", "{}");
-    EXPECT_EQ(SettingsFile::readOrLog(path), object{});
+    EXPECT_EQ(readOrLog(path), object{});
     folder.write("s.json", "[]");
-    EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+    EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries().size(), 2U);
 }
 
@@ -118,8 +122,8 @@ TEST_F(ASettingsFile, IsReportedApartFromOthers) {
     folder.write("a.json", "[]");
     folder.write("b.json", "[]");
     for (int time = 0; time < 2; ++time) {
-        EXPECT_EQ(SettingsFile::readOrLog(folder.path("a.json")), std::nullopt);
-        EXPECT_EQ(SettingsFile::readOrLog(folder.path("b.json")), std::nullopt);
+        EXPECT_EQ(readOrLog(folder.path("a.json")), std::nullopt);
+        EXPECT_EQ(readOrLog(folder.path("b.json")), std::nullopt);
     }
     EXPECT_EQ(log.entries().size(), 2U);
 }
@@ -139,7 +143,7 @@ TEST_F(ASettingsFile, IsReportedWhereItMayNotBeRead) {
     ASSERT_EQ(::chmod(path.c_str(), 0), 0);
     const OrdinaryUser user;
     for (int time = 0; time < 2; ++time)
-        EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+        EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries(), Entries{absent("Permission denied")});
 }
 
@@ -148,7 +152,7 @@ TEST_F(ASettingsFile, TakesNeitherDescriptorsNorMemoryHoweverOftenItIsRead) {
     const int lowest = ::dup(0);
     ::close(lowest);
     for (int time = 0; time < 20'000; ++time)
-        EXPECT_EQ(SettingsFile::readOrLog(path), std::nullopt);
+        EXPECT_EQ(readOrLog(path), std::nullopt);
     EXPECT_EQ(log.entries().size(), 1U);
     const int again = ::dup(0);
     EXPECT_EQ(again, lowest);
