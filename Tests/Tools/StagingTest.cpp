@@ -59,11 +59,13 @@ TEST_F(AnUploadsStaging, IsRemovedWhereTheUploadFails) {
 }
 
 TEST_F(AnUploadsStaging, IsPrivateAndIsRemovedOnASignal) {
+    // The tests themselves may have been started to ignore it (nohup(1)).
+    const auto before = std::signal(SIGHUP, SIG_DFL);
     server.setHandler([](const auto&) { return HttpReply::silence(); });
     for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
-        const auto before = server.requests().size();
+        const auto requests = server.requests().size();
         RunningTool tool(upload());
-        ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() > before; }));
+        ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() > requests; }));
         const auto names = temporaries();
         ASSERT_EQ(names.size(), 1U);
         EXPECT_EQ(fs::status(folder.path("tmp/" + names[0])).permissions(), fs::perms::owner_all);
@@ -72,6 +74,7 @@ TEST_F(AnUploadsStaging, IsPrivateAndIsRemovedOnASignal) {
         EXPECT_EQ(tool.wait(), 128 + signal);
         expectNothingTouched();
     }
+    std::signal(SIGHUP, before);
 }
 
 TEST_F(AnUploadsStaging, ContinuesOnASignalThatWasIgnoredAtItsStart) {
