@@ -8,9 +8,9 @@
 
 namespace Platform {
 
-/// Writes lines to standard error without blocking, whatever standard error is (a pipe that no process reads, a terminal
-/// that is stopped, a socket), and without changing the stream for other processes that share it. Raises no signal. Used
-/// by one thread at a time.
+/// Writes lines to standard error without blocking, whatever standard error is (a pipe that no process reads, a
+/// terminal that is stopped, a socket), and without changing the stream for other processes that share it. Raises no
+/// signal. Used by one thread at a time.
 class ErrorLines {
 public:
     /// Writes the lines, each with its line feed. False where there is no room for them: nothing of them is written,

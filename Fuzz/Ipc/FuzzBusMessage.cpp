@@ -219,7 +219,8 @@ void comesBack(sd_bus* bus, const Value& value) {
     const Owned<sd_bus_message> message(blank);
     if (const auto appended = appendVariant(*message, value); !appended) {
         // What was read may lie deeper, or hold more descriptors, than a message of ours.
-        require(std::string_view(appended.error().errorName) == SD_BUS_ERROR_LIMITS_EXCEEDED, appended.error().text.c_str());
+        require(std::string_view(appended.error().errorName) == SD_BUS_ERROR_LIMITS_EXCEEDED,
+                appended.error().text.c_str());
         return;
     }
     require(sd_bus_message_seal(blank, 1, 0) >= 0, "seal");
