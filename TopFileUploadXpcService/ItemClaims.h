@@ -15,9 +15,9 @@ class RunLoop;
 
 namespace Quenmark {
 
-/// Gives each item one writer among the engines of this process and the processes of this user: whoever fetches an item
-/// claims its temporary path, until the item is acknowledged or given up. Where the temporary area has no locks, claims
-/// hold in this process alone, which is logged.
+/// Gives each item one writer among the engines of this process and the processes of this user: an engine that
+/// fetches an item claims its temporary path until the item is acknowledged or its download ends otherwise. Where the
+/// temporary area has no locks, claims hold in this process alone, which is logged.
 class ItemClaims {
     struct State;
 

@@ -4,8 +4,7 @@
 
 namespace Quenmark {
 
-/// Accepts every connection, whoever opens it, and gives each an engine of its own, which idles until the peer starts
-/// it.
+/// Accepts the connection of every peer, and gives each an engine of its own, which idles until the peer starts it.
 class ServiceDelegate final : public Platform::Ipc::ListenerDelegate {
 public:
     bool listenerShouldAcceptNewConnection(Platform::Ipc::Listener& listener,

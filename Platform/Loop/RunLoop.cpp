@@ -199,7 +199,7 @@ void RunLoop::processPending() {
     bool dispatched = true;
     for (int count = 0; count < tasksPerTurn && (dispatched || !state_->ready.empty()); ++count) {
         runReadyTasks(StopRule::Ignore);
-        // The pass that dispatches nothing leaves the timer armed, so that the descriptor tells of what comes next.
+        // The pass that dispatches nothing leaves the timer armed, so that the descriptor becomes readable in time.
         dispatched = waitForEvents(Duration::zero());
     }
     if (dispatched)
@@ -263,7 +263,7 @@ std::shared_ptr<TimerEntry> RunLoop::addTimer(Duration delay, const Queue& queue
 void RunLoop::removeTimer(TimerEntry& entry) {
     if (!entry.scheduled)
         return;
-    // The map lets the entry go; whoever cancels still holds it.
+    // The map releases the entry; the caller still owns it.
     entry.loop->state_->timers.erase(entry.key);
     retire(entry);
 }

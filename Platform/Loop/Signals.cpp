@@ -69,7 +69,7 @@ BlockedSignals::BlockedSignals(std::initializer_list<int> signals) {
     sigemptyset(&raised_);
     for (const int signal : signals) {
         sigaddset(&blocked, signal);
-        // A signal that is pending already is somebody else's.
+        // A signal that is pending already was not raised here.
         if (sigismember(&pending, signal) == 0)
             sigaddset(&raised_, signal);
     }

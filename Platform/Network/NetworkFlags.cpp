@@ -35,8 +35,8 @@ Flags readInternetFlags(bool loopbackCounts) {
     return *usable ? NetworkFlag::Reachable : 0;
 }
 
-/// The flags of the zero address, kept until the kernel tells of a change: to look whether it has costs far less than
-/// to ask it anew. One for each loop, for its thread alone.
+/// The flags of the zero address, cached until the kernel notifies of a change: reading notifications costs far less
+/// than a new request. One for each loop, for its thread alone.
 class KnownInternetFlags {
 public:
     explicit KnownInternetFlags(RunLoop&) {}
@@ -117,7 +117,7 @@ FlagSource replacementOr(FlagSource source) {
     return theReplacement ? theReplacement : std::move(source);
 }
 
-/// Follows the kernel's changes for one target, and tells of flags that are new.
+/// Watches the kernel's notifications for one target, and calls back with flags that have changed.
 class Follower : public std::enable_shared_from_this<Follower> {
 public:
     Follower(FlagSource source, std::function<void(std::uint32_t)> callback)
@@ -126,7 +126,7 @@ public:
     bool start() {
         if (changes_.descriptor() < 0)
             return false;
-        // Whatever changes from here on is told of; so the flags are read after that has begun.
+        // The flags are read after the watch has begun, so that no change in between is missed.
         watch_ = RunLoop::main().watch(changes_.descriptor(), EPOLLIN, [this](std::uint32_t) { changed(); });
         seen_ = source_();
         return true;

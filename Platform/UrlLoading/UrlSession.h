@@ -64,7 +64,7 @@ public:
     /// not asked for; so no session makes this call, which is for an owner's own use.
     virtual void URLSessionDidReceiveChallenge(UrlSession& session, ChallengeHandler completionHandler);
     /// The progress of a download task, its file, and where it went on. Every download task has a completion handler,
-    /// which takes their place, so no session makes these calls either.
+    /// which replaces them, so no session makes these calls either.
     virtual void URLSessionDownloadTaskDidWriteData(UrlSession& session, UrlSessionTask& downloadTask,
                                                     std::int64_t bytesWritten, std::int64_t totalBytesWritten,
                                                     std::int64_t totalBytesExpectedToWrite);

@@ -24,7 +24,7 @@ struct Logged {
     std::string text;
 };
 
-/// What a process writes to standard error that logs these entries; `prepare` is told of the stream first.
+/// What a process writes to standard error that logs these entries; `prepare` is called with the stream first.
 Logged loggedByAProcess(const std::vector<std::string>& entries, const std::function<void(int)>& prepare = {}) {
     std::array<int, 2> ends{};
     EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);

@@ -4,7 +4,8 @@ namespace webservice {
 
 namespace {
 
-/// A computer with more files than this that are being written to is told that nothing is pending, and polls again.
+/// Where a computer has more files than this that are being written to, the response is that nothing is pending, and
+/// the computer polls again.
 constexpr int maxSkipped = 500;
 
 } // namespace

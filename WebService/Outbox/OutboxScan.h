@@ -12,7 +12,7 @@
 namespace webservice {
 
 /// Lists what is in a folder of the outbox and below it, and watches these folders. A folder is watched before it is
-/// read, so that an event tells of whatever appears later.
+/// read, so that an event reports everything that appears later.
 class OutboxScan {
 public:
     struct Entry {

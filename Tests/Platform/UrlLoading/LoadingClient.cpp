@@ -58,7 +58,7 @@ void* takeCleared(std::size_t count, std::size_t size) {
 
 } // namespace
 
-// Everything that C++ code allocates; the transport is told of its functions in `main`.
+// Everything that C++ code allocates; `main` sets the transport to these functions as well.
 void* operator new(std::size_t size) {
     if (void* memory = take(size))
         return memory;
