@@ -25,8 +25,6 @@ constexpr const char* acknowledgement = "POST /QuenmarkRestService/Uploads.svc/U
 class WhatIsAcknowledged : public RealServiceFixture {
 protected:
     void SetUp() override {
-        if (!SystemCalls::canTrace())
-            GTEST_SKIP() << "processes cannot be traced here";
         std::filesystem::create_directories(placed("Docs"));
         traceFile_ = data_.path("trace");
     }
@@ -253,8 +251,6 @@ TEST_P(WhatIsAcknowledged, IsNothingWhileNothingCanBeFlushed) {
 
 TEST(APreference, ThatWasSetIsOnDiskWithItsFolders) {
     const Platform::RunLoop loop;
-    if (!SystemCalls::canTrace())
-        GTEST_SKIP() << "processes cannot be traced here";
     const TestSupport::TemporaryDirectory config;
     const TestSupport::ScopedEnvironment environment{{"XDG_CONFIG_HOME", config.path("new")},
                                                      {"ASAN_OPTIONS", "detect_leaks=0"}};

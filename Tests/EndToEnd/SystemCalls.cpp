@@ -1,11 +1,8 @@
 #include "EndToEnd/SystemCalls.h"
 
-#include "Support/Command.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <map>
 
@@ -27,12 +24,6 @@ bool isSuccess(std::string_view text) {
 }
 
 } // namespace
-
-bool SystemCalls::canTrace() {
-    // Valgrind, which follows every program that is started, cannot trace.
-    return std::getenv("QUENMARK_UNDER_VALGRIND") == nullptr &&
-           TestSupport::runCommand({"strace", "-f", "-o", "/dev/null", "true"}).status == 0;
-}
 
 std::string SystemCalls::launcher(const std::string& file, const std::string& options) {
     // The leak sanitizer cannot work in a process that is traced.

@@ -21,8 +21,6 @@ struct SystemCall {
 /// The system calls of all threads of a process, as strace(1) writes them to a file.
 class SystemCalls {
 public:
-    /// Whether there is strace(1), and processes can be traced here (ptrace(2)).
-    static bool canTrace();
     /// The command that runs a program and traces those calls to a file; further options may be given.
     static std::string launcher(const std::string& file, const std::string& options = "");
 

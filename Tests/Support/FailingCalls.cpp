@@ -4,15 +4,18 @@
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <system_error>
 #include <thread>
 
 namespace TestSupport {
 
 namespace {
 
-bool letFail(const std::vector<long>& calls, int number) {
+/// 0, or the number of an error.
+int letFail(const std::vector<long>& calls, int number) {
     std::vector<sock_filter> filter{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
     for (const long call : calls) {
         filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(call), 0, 1));
@@ -20,19 +23,22 @@ bool letFail(const std::vector<long>& calls, int number) {
     }
     filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
     const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
-    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+    const bool isSet =
+        ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+    return isSet ? 0 : errno;
 }
 
 } // namespace
 
-bool runWithFailingCalls(const std::vector<long>& calls, int number, const std::function<void()>& body) {
-    bool hasRun = false;
+void runWithFailingCalls(const std::vector<long>& calls, int number, const std::function<void()>& body) {
+    int error = 0;
     std::thread([&] {
-        hasRun = letFail(calls, number);
-        if (hasRun)
+        error = letFail(calls, number);
+        if (error == 0)
             body();
     }).join();
-    return hasRun;
+    if (error != 0)
+        throw std::system_error(error, std::generic_category(), "system calls cannot be filtered here");
 }
 
 } // namespace TestSupport
