@@ -1,15 +1,16 @@
 #include "Services/NetWorkConnectionStatus.h"
 
-#include "Platform/Network/NetworkFlags.h"
-
 #include <netinet/in.h>
+
+#include <utility>
 
 namespace Quenmark {
 
-bool NetWorkConnectionStatus::ConectionStatus() {
+bool NetWorkConnectionStatus::ConectionStatus(Platform::NetworkSource source) {
     sockaddr_in zeroAddress{};
     zeroAddress.sin_family = AF_INET;
-    const auto target = Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress));
+    const auto target =
+        Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress), std::move(source));
     return target && connectionStatusForFlags(target->flags());
 }
 

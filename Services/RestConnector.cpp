@@ -4,6 +4,7 @@
 #include "Platform/Json.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"
+#include "Services/Reachability/Reachability.h"
 #include "Services/ServiceRoot.h"
 #include "Services/StagedUpload.h"
 
@@ -59,7 +60,7 @@ void RestConnector::configSessionForDownload() {
 
 std::optional<std::string> RestConnector::beginPost(std::string_view task, const boost::json::value& params,
                                                     ProgressHandler progress, const Finished& finished) {
-    if (!context_.isReachable()) {
+    if (!Reachability::isReachable(context_.network())) {
         finished({}, RestStatusNotReachable);
         return std::nullopt;
     }
@@ -89,7 +90,7 @@ void RestConnector::startAsyncTask(std::string_view task, const boost::json::val
 
 void RestConnector::startAsyncDownloadWithStreamRequest(std::string_view task, const boost::json::value& params,
                                                         ProgressHandler progress, RawFinished finished) {
-    if (!context_.isReachable())
+    if (!Reachability::isReachable(context_.network()))
         return finished(std::nullopt, {}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
     configSessionForData();
@@ -110,7 +111,7 @@ void RestConnector::startAsyncDownloadWithStreamRequest(std::string_view task, c
 
 void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, const boost::json::object& params,
                                                       ProgressHandler progress, Finished finished) {
-    if (!context_.isReachable())
+    if (!Reachability::isReachable(context_.network()))
         return finished({}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
     configSessionForUpload();
@@ -135,7 +136,7 @@ void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, con
 }
 
 void RestConnector::startAsyncDownload(std::string_view url, ProgressHandler progress, DataFinished finished) {
-    if (!context_.isReachable())
+    if (!Reachability::isReachable(context_.network()))
         return finished({}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
     configSessionForDownload();

@@ -1,6 +1,7 @@
 #include "Services/RestConnector_Old.h"
 
 #include "Platform/UrlLoading/UrlConnection.h"
+#include "Services/Reachability/Reachability.h"
 #include "Services/ServiceRoot.h"
 
 #include <utility>
@@ -13,7 +14,7 @@ std::optional<Platform::Url> RestConnector_Old::getAbsoluteURL(std::string_view 
 
 void RestConnector_Old::startAsyncTask(std::string_view task, const boost::json::value& params,
                                        ProgressHandler progress, Finished finished) {
-    if (!context_.isReachable())
+    if (!Reachability::isReachable(context_.network()))
         return finished({}, RestStatusNotReachable);
     progressHandler_ = std::move(progress);
     auto body = JsonPost::body(params, "Json String ", JsonPost::priorityOf(task));

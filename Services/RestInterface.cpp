@@ -10,9 +10,9 @@ namespace {
 
 /// Performs a row that the command-line tool and the generated reference know as well.
 template <const auto& operation, class Query, class Handler>
-void perform(const Query& query, Handler handler) {
+void perform(const Query& query, Handler handler, const ServiceContext& context = {}) {
     static_assert(Catalogue::isListed(operation), "the row is missing in Catalogue::operations");
-    Quenmark::perform(operation, query, std::move(handler));
+    Quenmark::perform(operation, query, std::move(handler), context);
 }
 
 } // namespace
@@ -233,6 +233,24 @@ void RestInterface::asyncGetTopFileDeleteRequest(
 void RestInterface::asyncUpdateBSFileDeleted(const UpdateBSFileDeletedQuery& query,
                                              CompletionHandler<UpdateBSFileDeleteResponseData> withCompletionHandler) {
     perform<Catalogue::updateBSFileDeleted>(query, std::move(withCompletionHandler));
+}
+
+void RestInterface::asyncGetTopFileUpload(const GetTopFileUploadQuery& query,
+                                          CompletionHandler<GetTopFileUploadResponseData> withCompletionHandler,
+                                          const ServiceContext& context) {
+    perform<Catalogue::getTopFileUpload>(query, std::move(withCompletionHandler), context);
+}
+
+void RestInterface::asyncUpdateFileUpload(const UpdateFileUploadQuery& query,
+                                          CompletionHandler<UpdateFileUploadResponseData> withCompletionHandler,
+                                          const ServiceContext& context) {
+    perform<Catalogue::updateFileUpload>(query, std::move(withCompletionHandler), context);
+}
+
+void RestInterface::asyncLogError(const LogErrorQuery& query,
+                                  CompletionHandler<LogErrorResponseData> withCompiletionHandler,
+                                  const ServiceContext& context) {
+    perform<Catalogue::logError>(query, std::move(withCompiletionHandler), context);
 }
 
 } // namespace Quenmark

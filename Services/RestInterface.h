@@ -12,6 +12,8 @@
 
 namespace Quenmark {
 
+struct ServiceContext;
+
 /// The web service: one function for each of its operations. A call returns at once. Its completion handler is called
 /// at most once, with the response's record and `RestStatusSuccess`, or with nil or an error and another status.
 ///
@@ -177,6 +179,17 @@ public:
     /// Reports that a file has been deleted as requested.
     static void asyncUpdateBSFileDeleted(const UpdateBSFileDeletedQuery& query,
                                          CompletionHandler<UpdateBSFileDeleteResponseData> withCompletionHandler);
+
+    /// Internal: what the engine requests, in the context that it was handed.
+    static void asyncGetTopFileUpload(const GetTopFileUploadQuery& query,
+                                      CompletionHandler<GetTopFileUploadResponseData> withCompletionHandler,
+                                      const ServiceContext& context);
+    static void asyncUpdateFileUpload(const UpdateFileUploadQuery& query,
+                                      CompletionHandler<UpdateFileUploadResponseData> withCompletionHandler,
+                                      const ServiceContext& context);
+    static void asyncLogError(const LogErrorQuery& query,
+                              CompletionHandler<LogErrorResponseData> withCompiletionHandler,
+                              const ServiceContext& context);
 };
 
 } // namespace Quenmark

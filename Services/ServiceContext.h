@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Network/NetworkFlags.h"
 #include "Platform/Settings/DeploymentSettings.h"
-#include "Services/Reachability/Reachability.h"
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 
 namespace Quenmark {
 
@@ -12,8 +14,12 @@ namespace Quenmark {
 struct ServiceContext {
     /// Returns the host of the service, the release number and the staging directory.
     std::function<Platform::DeploymentSettings()> settings = &Platform::DeploymentSettings::current;
-    /// Whether the Internet can be reached now; where it cannot, nothing is sent.
-    std::function<bool()> isReachable = &Reachability::isReachable;
+    /// Returns the flags by which the Internet can be reached now, nil where they cannot be read; those of the kernel
+    /// where the function is empty. Where it cannot be reached, nothing is sent.
+    std::function<std::optional<std::uint32_t>()> networkFlags = {};
+
+    /// The source for the tests of the network.
+    Platform::NetworkSource network() const { return {settings, networkFlags}; }
 };
 
 } // namespace Quenmark

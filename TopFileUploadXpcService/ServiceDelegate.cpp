@@ -10,8 +10,8 @@ namespace Quenmark {
 bool ServiceDelegate::listenerShouldAcceptNewConnection(
     Platform::Ipc::Listener&, const std::shared_ptr<Platform::Ipc::Connection>& newConnection) {
     newConnection->setExportedInterface(ServiceNames::exportedInterface);
-    newConnection->setExportedObject(
-        {{"GetTopFileUpload", [engine = std::make_shared<TopFileUploadXpcService>()] { engine->GetTopFileUpload(); }}});
+    newConnection->setExportedObject({{"GetTopFileUpload", [engine = std::make_shared<TopFileUploadXpcService>(
+                                                                context_)] { engine->GetTopFileUpload(); }}});
     newConnection->resume();
     return true;
 }

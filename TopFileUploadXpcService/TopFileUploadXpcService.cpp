@@ -80,17 +80,19 @@ void TopFileUploadXpcService::runPass() {
     if (!isGateOpen())
         return;
     closeGate();
-    if (!NetWorkConnectionStatus::ConectionStatus()) {
+    if (!NetWorkConnectionStatus::ConectionStatus(context_.network())) {
         Log::write("connection not availble........", Log::Priority::Warning);
         openGate();
         return;
     }
     Log::write("Connection available... ", Log::Priority::Debug);
     RestInterface::asyncGetTopFileUpload(
-        query, [self = shared_from_this(), sent = ItemClaims::ofThisProcess().now(),
-                params = std::move(params)](const Result<GetTopFileUploadResponseData>& result, std::int64_t) {
+        query,
+        [self = shared_from_this(), sent = ItemClaims::ofThisProcess().now(),
+         params = std::move(params)](const Result<GetTopFileUploadResponseData>& result, std::int64_t) {
             self->pollCompleted(result.value(), sent, params);
-        });
+        },
+        context_);
 }
 
 void TopFileUploadXpcService::pollCompleted(const GetTopFileUploadResponseData* response,
@@ -106,7 +108,8 @@ void TopFileUploadXpcService::pollCompleted(const GetTopFileUploadResponseData* 
     beginItem(std::move(item));
     refreshPendingUploadIDs();
     if (item_.isCalledFile()) {
-        startAsyncDownloadWithStreamRequest(serviceRoot() + "Uploads.svc/GetTopFileUploadWithStream", params);
+        startAsyncDownloadWithStreamRequest(serviceRoot(context_.settings()) + "Uploads.svc/GetTopFileUploadWithStream",
+                                            params);
         claim_ = std::move(claim);
     } else {
         createFolderItem();
@@ -146,15 +149,17 @@ void TopFileUploadXpcService::acknowledgeFileUploadProcess(const UpdateFileUploa
 
 void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, Claim claim) {
     RestInterface::asyncUpdateFileUpload(
-        query, [self = shared_from_this(), id = query.fileUploadId,
-                claim = std::move(claim)](const Result<UpdateFileUploadResponseData>& result, std::int64_t) {
+        query,
+        [self = shared_from_this(), id = query.fileUploadId,
+         claim = std::move(claim)](const Result<UpdateFileUploadResponseData>& result, std::int64_t) {
             ItemClaims::ofThisProcess().acknowledged(id);
             const auto* response = result.value();
             if (response == nullptr || Platform::integerValue(text(response->returnStatus)) != 0)
                 return;
             self->openGate();
             self->markFinished();
-        });
+        },
+        context_);
 }
 
 void TopFileUploadXpcService::logErrorMethod(const std::any&) {
@@ -164,11 +169,14 @@ void TopFileUploadXpcService::logErrorMethod(const std::any&) {
     query.errorMessage = "Exception has occured";
     query.computerId = itemText(valueOf(iAppsPrefs_, Settings::computerIdKey), Settings::computerIdKey);
     query.userId = itemText(valueOf(iAppsPrefs_, Settings::userIdKey), Settings::userIdKey);
-    RestInterface::asyncLogError(query, [](const Result<LogErrorResponseData>& result, std::int64_t) {
-        const auto* response = result.value();
-        Log::write("Error occured...." + (response != nullptr ? text(propertiesOf(*response)) : text(std::nullopt)),
-                   Log::Priority::Error);
-    });
+    RestInterface::asyncLogError(
+        query,
+        [](const Result<LogErrorResponseData>& result, std::int64_t) {
+            const auto* response = result.value();
+            Log::write("Error occured...." + (response != nullptr ? text(propertiesOf(*response)) : text(std::nullopt)),
+                       Log::Priority::Error);
+        },
+        context_);
 }
 
 void TopFileUploadXpcService::clearTemp(const std::string& path) {

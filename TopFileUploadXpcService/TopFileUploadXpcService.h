@@ -8,6 +8,7 @@
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Services/Requests/UpdateFileUploadQuery.h"
 #include "Services/Responses/GetTopFileUploadResponseData.h"
+#include "Services/ServiceContext.h"
 #include "TopFileUploadXpcService/Item.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
 #include "TopFileUploadXpcService/MissingSettings.h"
@@ -24,6 +25,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Quenmark {
 
@@ -42,6 +44,9 @@ class TopFileUploadXpcService final : public TopFileUploadXpcServiceProtocol,
                                       public Platform::UrlSessionDelegate,
                                       public std::enable_shared_from_this<TopFileUploadXpcService> {
 public:
+    /// An engine whose requests use `context`: its settings and flags, each as they are at each use.
+    explicit TopFileUploadXpcService(ServiceContext context = {}) : context_(std::move(context)) {}
+
     /// Opens the gate and starts one more chain of passes; the first pass runs before this returns.
     void GetTopFileUpload() override;
     /// One pass. It schedules the next one on the global background queue, whatever its outcome.
@@ -121,6 +126,7 @@ private:
     void openGateAfterTransportError(const Platform::Error& error);
     void appendToTemporaryFile(std::string_view data);
 
+    ServiceContext context_;
     /// The current item: as the poll described it, and from the stream's header fields on as those do.
     Item item_;
     /// The text of the current download's "ReturnStatus", which is read as a number; "99", the engine's own mark, for a

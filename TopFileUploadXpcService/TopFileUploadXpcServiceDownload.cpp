@@ -49,7 +49,7 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
                json != nullptr ? Log::Priority::Info : Log::Priority::Error);
     auto urlRequest = streamRequest(request, json != nullptr ? *json : std::string());
 
-    if (ServicesUtilities::isLessThan10_10()) {
+    if (ServicesUtilities::isLessThan10_10(context_.settings())) {
         const auto connection =
             DownloadConnection::initWithRequest(std::move(urlRequest), shared_from_this(), false, std::nullopt);
         connection->setDelegateQueue(Platform::Queue::serial("DownloadConnection"));

@@ -3,7 +3,6 @@
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Network/Netlink.h"
 #include "Platform/Network/Routes.h"
-#include "Platform/Settings/DeploymentSettings.h"
 
 #include <netdb.h>
 #include <netinet/in.h>
@@ -11,7 +10,6 @@
 #include <sys/socket.h>
 
 #include <cstring>
-#include <mutex>
 #include <utility>
 
 namespace Platform {
@@ -19,7 +17,8 @@ namespace Platform {
 namespace {
 
 using Flags = std::optional<std::uint32_t>;
-using FlagSource = NetworkTarget::FlagSource;
+using FlagSource = std::function<Flags()>;
+using SettingsSource = std::function<DeploymentSettings()>;
 
 Flags readInternetFlags(bool loopbackCounts) {
     if (loopbackCounts) {
@@ -42,12 +41,11 @@ public:
     explicit KnownInternetFlags(RunLoop&) {}
 
     /// One look serves a whole turn of the loop, in which an idle pass asks twice.
-    Flags now() {
+    Flags now(bool loopbackCounts) {
         const auto turn = RunLoop::currentTurn();
-        if (turn && turn == turnOfLook_)
+        if (turn && turn == turnOfLook_ && loopbackCounts == loopbackCounts_)
             return flags_;
         turnOfLook_ = turn;
-        const bool loopbackCounts = DeploymentSettings::current().hostIsLoopback();
         if (changes_.descriptor() < 0 || changes_.takeChanges() || loopbackCounts != loopbackCounts_)
             flags_.reset();
         loopbackCounts_ = loopbackCounts;
@@ -63,10 +61,11 @@ private:
     Flags flags_;
 };
 
-Flags internetFlags() {
+Flags internetFlags(const SettingsSource& settings) {
+    const bool loopbackCounts = settings().hostIsLoopback();
     if (!RunLoop::isCurrentThread())
-        return readInternetFlags(DeploymentSettings::current().hostIsLoopback());
-    return RunLoop::main().attachment<KnownInternetFlags>().now();
+        return readInternetFlags(loopbackCounts);
+    return RunLoop::main().attachment<KnownInternetFlags>().now(loopbackCounts);
 }
 
 bool isZeroAddress(const sockaddr& address) {
@@ -74,9 +73,9 @@ bool isZeroAddress(const sockaddr& address) {
            reinterpret_cast<const sockaddr_in&>(address).sin_addr.s_addr == htonl(INADDR_ANY);
 }
 
-Flags flagsOfAddress(const sockaddr& address) {
+Flags flagsOfAddress(const sockaddr& address, const SettingsSource& settings) {
     if (isZeroAddress(address))
-        return internetFlags();
+        return internetFlags(settings);
     const auto way = Routes::wayTo(address);
     if (!way)
         return std::nullopt;
@@ -92,7 +91,7 @@ Flags flagsOfAddress(const sockaddr& address) {
 }
 
 /// The flags of the first of the name's addresses that there is a way to.
-Flags flagsOfName(const std::string& host) {
+Flags flagsOfName(const std::string& host, const SettingsSource& settings) {
     addrinfo wanted{};
     wanted.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
@@ -102,19 +101,11 @@ Flags flagsOfName(const std::string& host) {
     for (const addrinfo* one = found; one != nullptr; one = one->ai_next) {
         if (one->ai_family != AF_INET && one->ai_family != AF_INET6)
             continue;
-        const auto flags = flagsOfAddress(*one->ai_addr);
+        const auto flags = flagsOfAddress(*one->ai_addr, settings);
         if (!flags || *flags != 0)
             return flags;
     }
     return 0;
-}
-
-std::mutex replacementLock;
-FlagSource theReplacement;
-
-FlagSource replacementOr(FlagSource source) {
-    const std::lock_guard guard(replacementLock);
-    return theReplacement ? theReplacement : std::move(source);
 }
 
 /// Watches the kernel's notifications for one target, and calls back with flags that have changed.
@@ -161,7 +152,7 @@ private:
 
 class Target final : public NetworkTarget {
 public:
-    explicit Target(FlagSource source) : source_(replacementOr(std::move(source))) {}
+    explicit Target(FlagSource source) : source_(std::move(source)) {}
 
     Flags flags() const override { return source_(); }
 
@@ -186,23 +177,25 @@ private:
 
 } // namespace
 
-std::unique_ptr<NetworkTarget> NetworkTarget::createWithAddress(const sockaddr& address) {
+std::unique_ptr<NetworkTarget> NetworkTarget::createWithAddress(const sockaddr& address, NetworkSource source) {
     if (address.sa_family != AF_INET && address.sa_family != AF_INET6)
         return nullptr;
+    if (source.flags)
+        return std::make_unique<Target>(std::move(source.flags));
     sockaddr_storage copy{};
     std::memcpy(&copy, &address, address.sa_family == AF_INET ? sizeof(sockaddr_in) : sizeof(sockaddr_in6));
-    return std::make_unique<Target>([copy] { return flagsOfAddress(reinterpret_cast<const sockaddr&>(copy)); });
+    return std::make_unique<Target>([copy, settings = std::move(source.settings)] {
+        return flagsOfAddress(reinterpret_cast<const sockaddr&>(copy), settings);
+    });
 }
 
-std::unique_ptr<NetworkTarget> NetworkTarget::createWithName(std::string host) {
+std::unique_ptr<NetworkTarget> NetworkTarget::createWithName(std::string host, NetworkSource source) {
     if (host.empty() || host.find('\0') != std::string::npos)
         return nullptr;
-    return std::make_unique<Target>([host = std::move(host)] { return flagsOfName(host); });
-}
-
-void NetworkTarget::replaceSource(FlagSource source) {
-    const std::lock_guard guard(replacementLock);
-    theReplacement = std::move(source);
+    if (source.flags)
+        return std::make_unique<Target>(std::move(source.flags));
+    return std::make_unique<Target>(
+        [host = std::move(host), settings = std::move(source.settings)] { return flagsOfName(host, settings); });
 }
 
 } // namespace Platform

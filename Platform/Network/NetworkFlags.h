@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Settings/DeploymentSettings.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -20,6 +22,14 @@ inline constexpr std::uint32_t ConnectionOnDemand = 0x20;
 inline constexpr std::uint32_t IsDirect = 0x20000;
 } // namespace NetworkFlag
 
+/// What a target reads: by default the kernel's links and routes, and the deployment settings of the process.
+struct NetworkSource {
+    /// Returns the settings that decide whether the loopback link counts for the zero address.
+    std::function<DeploymentSettings()> settings = &DeploymentSettings::current;
+    /// Returns a target's flags, or nil where they cannot be read; the kernel's where the function is empty.
+    std::function<std::optional<std::uint32_t>()> flags = {};
+};
+
 /// Tells by which flags an address or a host can be reached now, from the kernel's links and routes (rtnetlink(7)).
 /// - The zero address 0.0.0.0: Reachable when an IPv4 or IPv6 default route leads out of a link that is up and has
 ///   carrier (IFF_UP, IFF_RUNNING, IFF_LOWER_UP; netdevice(7)). Where the deployment's service host is a loopback one,
@@ -29,9 +39,9 @@ inline constexpr std::uint32_t IsDirect = 0x20000;
 class NetworkTarget {
 public:
     /// A target for an IPv4 or IPv6 address; nil for another family.
-    static std::unique_ptr<NetworkTarget> createWithAddress(const sockaddr& address);
+    static std::unique_ptr<NetworkTarget> createWithAddress(const sockaddr& address, NetworkSource source = {});
     /// A target for a host name or a numeric address; nil for an empty name. The name is looked up at each `flags`.
-    static std::unique_ptr<NetworkTarget> createWithName(std::string host);
+    static std::unique_ptr<NetworkTarget> createWithName(std::string host, NetworkSource source = {});
 
     virtual ~NetworkTarget() = default;
 
@@ -44,11 +54,6 @@ public:
     /// flags are different from those last seen, until it is replaced by an empty function or the target ends. False
     /// when the kernel's changes cannot be followed.
     virtual bool setCallback(std::function<void(std::uint32_t)> callback) = 0;
-
-    /// Replaces the source of flags for every target made afterwards, for tests; an empty function gives the kernel
-    /// back.
-    using FlagSource = std::function<std::optional<std::uint32_t>()>;
-    static void replaceSource(FlagSource source);
 };
 
 } // namespace Platform

@@ -1,7 +1,6 @@
 #include "Services/Reachability/Reachability.h"
 
 #include "Platform/Loop/NotificationCenter.h"
-#include "Platform/Network/NetworkFlags.h"
 
 #include <netinet/in.h>
 
@@ -19,11 +18,13 @@ bool isSet(std::uint32_t flags, std::uint32_t flag) {
     return (flags & flag) != 0;
 }
 
-std::unique_ptr<Platform::NetworkTarget> targetWithIPv4Address(std::uint32_t address) {
+std::unique_ptr<Platform::NetworkTarget> targetWithIPv4Address(std::uint32_t address,
+                                                               Platform::NetworkSource source = {}) {
     sockaddr_in socketAddress{};
     socketAddress.sin_family = AF_INET;
     socketAddress.sin_addr.s_addr = htonl(address);
-    return Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress));
+    return Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress),
+                                                      std::move(source));
 }
 
 } // namespace
@@ -57,8 +58,8 @@ std::unique_ptr<Reachability> Reachability::reachabilityWithAddress(const sockad
     return reachabilityWithTarget(Platform::NetworkTarget::createWithAddress(*hostAddress));
 }
 
-std::unique_ptr<Reachability> Reachability::reachabilityForInternetConnection() {
-    return reachabilityWithTarget(targetWithIPv4Address(INADDR_ANY));
+std::unique_ptr<Reachability> Reachability::reachabilityForInternetConnection(Platform::NetworkSource source) {
+    return reachabilityWithTarget(targetWithIPv4Address(INADDR_ANY, std::move(source)));
 }
 
 std::unique_ptr<Reachability> Reachability::reachabilityForLocalWiFi() {
@@ -74,8 +75,8 @@ Reachability::reachabilityForLocalWiFiWithTarget(std::unique_ptr<Platform::Netwo
     return reachability;
 }
 
-bool Reachability::isReachable() {
-    const auto internet = reachabilityForInternetConnection();
+bool Reachability::isReachable(Platform::NetworkSource source) {
+    const auto internet = reachabilityForInternetConnection(std::move(source));
     return internet && internet->currentReachabilityStatus() != ReachabilityNone;
 }
 

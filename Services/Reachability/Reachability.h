@@ -1,15 +1,13 @@
 #pragma once
 
+#include "Platform/Network/NetworkFlags.h"
+
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
 struct sockaddr;
-
-namespace Platform {
-class NetworkTarget;
-}
 
 namespace Quenmark {
 
@@ -64,7 +62,7 @@ public:
     /// For an IPv4 or IPv6 address. Nil for a null pointer or another family.
     static std::unique_ptr<Reachability> reachabilityWithAddress(const sockaddr* hostAddress);
     /// For the Internet: the zero address.
-    static std::unique_ptr<Reachability> reachabilityForInternetConnection();
+    static std::unique_ptr<Reachability> reachabilityForInternetConnection(Platform::NetworkSource source = {});
     /// For the local network: the address 169.254.0.0, evaluated by `localWiFiStatusForFlags`.
     static std::unique_ptr<Reachability> reachabilityForLocalWiFi();
     /// The same two for a target that the caller has made; nil for a null pointer.
@@ -73,7 +71,7 @@ public:
     reachabilityForLocalWiFiWithTarget(std::unique_ptr<Platform::NetworkTarget> target);
 
     /// Whether the Internet can be reached now.
-    static bool isReachable();
+    static bool isReachable(Platform::NetworkSource source = {});
 
     /// Begins to post `kNetworkReachabilityChangedNotification` from the main queue, whenever the flags differ from
     /// those last seen. False where the kernel's changes cannot be followed, or there is no target. To be called on

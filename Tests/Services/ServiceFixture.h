@@ -59,7 +59,8 @@ protected:
     TestSupport::HttpServer server;
     Platform::DeploymentSettings settings{.serviceHost = server.host(), .appKitVersionNumber = release10_10};
     bool reachable = true;
-    const Quenmark::ServiceContext context{[this] { return settings; }, [this] { return reachable; }};
+    const Quenmark::ServiceContext context{[this] { return settings; },
+                                           [this] { return reachable ? Platform::NetworkFlag::Reachable : 0; }};
     TestSupport::LogCapture log;
     TestSupport::TemporaryDirectory home;
     TestSupport::ScopedEnvironment environment{{"HOME", home.path()}};

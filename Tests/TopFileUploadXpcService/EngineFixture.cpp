@@ -1,8 +1,6 @@
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include "Platform/Files/Files.h"
-#include "Platform/Network/NetworkFlags.h"
-#include "Platform/Settings/DeploymentSettings.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
 
 #include <algorithm>
@@ -16,22 +14,8 @@ EngineFixture::EngineFixture() {
     environment_.set("HOME", home_.path());
     environment_.set("XDG_CONFIG_HOME", config_.path());
     environment_.set("TMPDIR", temp_.path());
-    Platform::NetworkTarget::replaceSource([this] { return std::optional(flags_); });
-    setRelease(newRelease);
     setPreferences(usualPreferences());
     Platform::Files::createDirectory(home_.path() + "/Quenmark");
-}
-
-EngineFixture::~EngineFixture() {
-    Platform::NetworkTarget::replaceSource(nullptr);
-    Platform::DeploymentSettings::replace(std::nullopt);
-}
-
-void EngineFixture::setRelease(double release) {
-    Platform::DeploymentSettings settings;
-    settings.serviceHost = server_.host();
-    settings.appKitVersionNumber = release;
-    Platform::DeploymentSettings::replace(settings);
 }
 
 void EngineFixture::setPreferences(std::string_view json) {

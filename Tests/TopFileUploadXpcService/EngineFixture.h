@@ -2,6 +2,7 @@
 
 #include "Platform/Loop/Clock.h"
 #include "Platform/Loop/RunLoop.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Support/HttpServer.h"
 #include "Support/LogCapture.h"
 #include "Support/ScopedEnvironment.h"
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -65,9 +67,8 @@ protected:
     static constexpr double oldRelease = 1138.6;
 
     EngineFixture();
-    ~EngineFixture() override;
 
-    void setRelease(double release);
+    void setRelease(double release) { settings_.appKitVersionNumber = release; }
     /// Writes the shared preferences anew: a JSON text.
     void setPreferences(std::string_view json);
     /// The preferences that a test has unless it sets others.
@@ -113,8 +114,16 @@ protected:
     TestSupport::TemporaryDirectory temp_;
     TestSupport::ScopedEnvironment environment_;
     TestSupport::HttpServer server_;
+    /// The deployment settings of the engines.
+    Platform::DeploymentSettings settings_{.serviceHost = server_.host(), .appKitVersionNumber = newRelease};
+    /// Returns the settings to the engines, at each use.
+    std::function<Platform::DeploymentSettings()> readSettings_ = [this] { return settings_; };
+    /// The network's flags.
     std::uint32_t flags_ = 0x2;
-    std::shared_ptr<TopFileUploadXpcService> engine_ = std::make_shared<TopFileUploadXpcService>();
+    /// Returns the flags to the engines, at each use.
+    std::function<std::optional<std::uint32_t>()> readFlags_ = [this] { return flags_; };
+    const ServiceContext context_{[this] { return readSettings_(); }, [this] { return readFlags_(); }};
+    std::shared_ptr<TopFileUploadXpcService> engine_ = std::make_shared<TopFileUploadXpcService>(context_);
     EngineProbe probe_{*engine_};
 };
 

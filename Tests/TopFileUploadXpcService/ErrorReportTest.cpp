@@ -1,7 +1,6 @@
 // The error reports that the engine sends, and the operations that nothing in the service calls.
 
 #include "Platform/Files/Files.h"
-#include "Platform/Network/NetworkFlags.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include <any>
@@ -51,22 +50,20 @@ TEST_F(TheEnginesReports, LeaveTheGateAsItIs) {
 }
 
 TEST_F(TheEnginesReports, AreMadeWhenThePassIsEndedByAnExceptionOfTheNetworkTest) {
-    Platform::NetworkTarget::replaceSource(
-        []() -> std::optional<std::uint32_t> { throw std::runtime_error("the network test failed"); });
+    readFlags_ = []() -> std::optional<std::uint32_t> { throw std::runtime_error("the network test failed"); };
     start();
     EXPECT_FALSE(probe_.gateIsOpen()) << "the pass had closed it, and nothing opens it again";
-    flags_ = 0x2;
-    Platform::NetworkTarget::replaceSource([this] { return std::optional(flags_); });
+    readFlags_ = [this] { return flags_; };
     expectStalled();
 }
 
 TEST_F(TheEnginesReports, AreMadeWhateverKindOfExceptionEndsThePassAndTheNextOneFollows) {
     int questions = 0;
-    Platform::NetworkTarget::replaceSource([&]() -> std::optional<std::uint32_t> {
+    readFlags_ = [&]() -> std::optional<std::uint32_t> {
         if (++questions == 1)
             throw 7;
         return flags_;
-    });
+    };
     server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
     EXPECT_TRUE(waitFor(logErrorTarget));
@@ -77,11 +74,11 @@ TEST_F(TheEnginesReports, AreMadeWhateverKindOfExceptionEndsThePassAndTheNextOne
 
 TEST_F(TheEnginesReports, ThatFailByAnyKindOfExceptionDoNotEndTheChainOfPasses) {
     bool throws = true;
-    Platform::NetworkTarget::replaceSource([&]() -> std::optional<std::uint32_t> {
+    readFlags_ = [&]() -> std::optional<std::uint32_t> {
         if (throws)
             throw 7;
         return flags_;
-    });
+    };
     server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
     EXPECT_EQ(log_.entries().back(), "The error report cannot be sent: an exception of no known kind");
@@ -95,11 +92,11 @@ TEST_F(TheEnginesReports, AreMadeWhateverKindOfExceptionEndsACompletion) {
     // The acknowledgement asks whether the network is there, and so does the report, which finds it.
     Platform::Files::createDirectory(placed("Docs"));
     bool throws = false;
-    Platform::NetworkTarget::replaceSource([&]() -> std::optional<std::uint32_t> {
+    readFlags_ = [&]() -> std::optional<std::uint32_t> {
         if (std::exchange(throws, false))
             throw 7;
         return flags_;
-    });
+    };
     server_.enqueue(logErrorTarget, HttpReply::json(nothing));
     startStream(HttpReply::silence());
     throws = true;

@@ -1,7 +1,6 @@
 // One item has one writer: what an engine does with an item that is fetched elsewhere, and when it lets an item go.
 
 #include "Platform/Files/Files.h"
-#include "Platform/Settings/DeploymentSettings.h"
 #include "Services/DownloadConnection.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
@@ -91,7 +90,7 @@ TEST_P(AnItemsWriter, HasAFolderUntilTheAcknowledgementHasAResponse) {
 
 TEST_P(AnItemsWriter, EndsThePollOfAnotherEngineAsIfThereWereNoItem) {
     startStream(fourOfTenBytes());
-    const auto another = std::make_shared<TopFileUploadXpcService>();
+    const auto another = std::make_shared<TopFileUploadXpcService>(context_);
     EngineProbe probe(*another);
     server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
     another->GetTopFileUpload();
@@ -137,7 +136,7 @@ TEST_P(AnItemsWriter, HasTheItemUntilTheLastOfItsStreamsHasEnded) {
 }
 
 TEST_P(AnItemsWriter, EndsAPollThatWasSentBeforeTheItemWasAcknowledgedAsIfThereWereNoItem) {
-    const auto another = std::make_shared<TopFileUploadXpcService>();
+    const auto another = std::make_shared<TopFileUploadXpcService>(context_);
     EngineProbe probe(*another);
     server_.enqueue(pollTarget, HttpReply::silence());
     another->GetTopFileUpload();

@@ -1,7 +1,6 @@
 // The poll cycle: when a pass asks, what it asks, and what it does with the response.
 
 #include "Platform/Files/Files.h"
-#include "Platform/Network/NetworkFlags.h"
 #include "Platform/Settings/DeploymentSettings.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
@@ -53,11 +52,11 @@ TEST_F(APollCycle, RunsItsLaterPassesOnTheGlobalBackgroundQueue) {
     start();
     ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
     std::optional<Platform::Queue> queue;
-    Platform::NetworkTarget::replaceSource([&] {
+    readFlags_ = [&] {
         if (!queue)
             queue = Platform::Queue::current();
-        return std::optional<std::uint32_t>(0x2);
-    });
+        return flags_;
+    };
     nextPass();
     ASSERT_TRUE(queue);
     EXPECT_EQ(*queue, Platform::Queue::global(Platform::Priority::Background));
@@ -65,16 +64,16 @@ TEST_F(APollCycle, RunsItsLaterPassesOnTheGlobalBackgroundQueue) {
 
 TEST_F(APollCycle, CountsTheTwoSecondsFromTheEndOfAPass) {
     // The test of the network takes a second.
-    Platform::NetworkTarget::replaceSource([&] {
+    readFlags_ = [&] {
         clock_.advance(std::chrono::seconds(1));
-        return std::optional<std::uint32_t>(0);
-    });
+        return 0;
+    };
     start();
     int passes = 0;
-    Platform::NetworkTarget::replaceSource([&] {
+    readFlags_ = [&] {
         ++passes;
-        return std::optional<std::uint32_t>(0);
-    });
+        return 0;
+    };
     clock_.advance(std::chrono::milliseconds(1999));
     loop_.runOnce(std::chrono::seconds(0));
     EXPECT_EQ(passes, 0);
@@ -97,6 +96,7 @@ TEST_F(APollCycle, AsksNobodyWhileItsHostIsNotKnownAndGoesOnOnceItIs) {
     const std::string file = config_.path("quenmark/deployment.json");
     ASSERT_EQ(::symlink("deployment.json", file.c_str()), 0) << "a link in a circle, which cannot be read";
     Platform::DeploymentSettings::replace(std::nullopt);
+    readSettings_ = &Platform::DeploymentSettings::current;
     start();
     EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
     EXPECT_EQ(server_.acceptedConnections(), 0U);
@@ -219,7 +219,7 @@ TEST_F(APollCycle, TakesAnItemForAFolderUnlessItIsCalledAFileExactly) {
                                                     isFile + "}"));
         server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
         const auto before = count(acknowledgeTarget);
-        engine_ = std::make_shared<TopFileUploadXpcService>();
+        engine_ = std::make_shared<TopFileUploadXpcService>(context_);
         start();
         ASSERT_TRUE(waitFor(acknowledgeTarget, before + 1)) << isFile;
         EXPECT_TRUE(Platform::Files::isDirectory(placed("D"))) << isFile;

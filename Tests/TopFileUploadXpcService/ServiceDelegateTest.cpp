@@ -43,7 +43,7 @@ protected:
     }
 
     TestSupport::PrivateBus bus_;
-    ServiceDelegate delegate_;
+    ServiceDelegate delegate_{context_};
     Platform::Ipc::Listener listener_{ServiceNames::address, ServiceNames::exportedInterface};
 };
 

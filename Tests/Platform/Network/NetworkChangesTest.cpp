@@ -1,6 +1,5 @@
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Network/NetworkFlags.h"
-#include "Platform/Settings/DeploymentSettings.h"
 #include "Support/Namespaces.h"
 
 #include <gtest/gtest.h>
@@ -20,10 +19,14 @@ using Platform::RunLoop;
 using TestSupport::ip;
 using Told = std::vector<std::uint32_t>;
 
-std::unique_ptr<NetworkTarget> internetTarget() {
+/// The deployment settings of the machine, whose web service is somewhere else unless a test moves it.
+DeploymentSettings currentSettings{.serviceHost = "service.example"};
+
+std::unique_ptr<NetworkTarget> internetTarget(Platform::NetworkSource source = {
+                                                  .settings = [] { return currentSettings; }}) {
     sockaddr_in zeroAddress{};
     zeroAddress.sin_family = AF_INET;
-    return NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress));
+    return NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress), std::move(source));
 }
 
 /// A network of the test's own with a link, its cable's other end, and a default route: the Internet is reachable.
@@ -32,7 +35,6 @@ protected:
     template <class Body>
     static void inItsOwnNamespace(const Body& body) {
         EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNET, [&] {
-            DeploymentSettings::replace(DeploymentSettings{"service.example", 1343.0});
             ip("link add out type veth peer name peer");
             ip("link set out up");
             ip("link set peer up");
@@ -87,7 +89,7 @@ TEST_F(ANetworkThatChanges, HasItsNewFlagsAtOnce) {
         EXPECT_EQ(internetTarget()->flags(), 0U);
         ip("link set lo up");
         EXPECT_EQ(internetTarget()->flags(), 0U);
-        DeploymentSettings::replace(DeploymentSettings{"127.0.0.1:80", 1343.0});
+        currentSettings.serviceHost = "127.0.0.1:80";
         EXPECT_EQ(internetTarget()->flags(), 0x20002U);
         ip("link set lo down");
         EXPECT_EQ(internetTarget()->flags(), 0U);
@@ -125,9 +127,8 @@ TEST_F(ANetworkThatChanges, TellsNothingWhereTheFlagsStayTheSame) {
 TEST_F(ANetworkThatChanges, TellsOnceOfManyChangesAtOnce) {
     inItsOwnNamespace([](RunLoop& loop) {
         int reads = 0;
-        NetworkTarget::replaceSource([&] { return static_cast<std::uint32_t>(++reads); });
         Told told;
-        const auto target = internetTarget();
+        const auto target = internetTarget({.flags = [&] { return static_cast<std::uint32_t>(++reads); }});
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
         std::string lines;
         for (int route = 0; route < 100; ++route)

@@ -1,6 +1,5 @@
 #include "Platform/Network/NetworkFlags.h"
 
-#include "Platform/Settings/DeploymentSettings.h"
 #include "Support/Namespaces.h"
 
 #include <gtest/gtest.h>
@@ -22,11 +21,15 @@ constexpr std::uint32_t noFlags = 0;
 constexpr std::uint32_t reachable = 0x2;
 constexpr std::uint32_t direct = 0x20002;
 
+/// The deployment settings of the machine, whose web service is somewhere else unless a test moves it.
+DeploymentSettings machineSettings{.serviceHost = "service.example"};
+const Platform::NetworkSource machineSource{.settings = [] { return machineSettings; }};
+
 std::unique_ptr<NetworkTarget> target4(const char* address) {
     sockaddr_in socketAddress{};
     socketAddress.sin_family = AF_INET;
     EXPECT_EQ(::inet_pton(AF_INET, address, &socketAddress.sin_addr), 1);
-    return NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress));
+    return NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress), machineSource);
 }
 
 std::unique_ptr<NetworkTarget> target6(const char* address, const char* link = nullptr) {
@@ -34,7 +37,7 @@ std::unique_ptr<NetworkTarget> target6(const char* address, const char* link = n
     socketAddress.sin6_family = AF_INET6;
     socketAddress.sin6_scope_id = link != nullptr ? ::if_nametoindex(link) : 0;
     EXPECT_EQ(::inet_pton(AF_INET6, address, &socketAddress.sin6_addr), 1);
-    return NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress));
+    return NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress), machineSource);
 }
 
 Flags internet() {
@@ -47,20 +50,15 @@ Flags to6(const char* address, const char* link = nullptr) {
     return target6(address, link)->flags();
 }
 Flags toHost(const char* name) {
-    return NetworkTarget::createWithName(name)->flags();
+    return NetworkTarget::createWithName(name, machineSource)->flags();
 }
 
-void useServiceHost(const char* host) {
-    DeploymentSettings::replace(DeploymentSettings{host, 1343.0});
-}
-
-/// Links and routes of the test's own, of a machine whose service host is somewhere else.
+/// Links and routes of the test's own, in a process of its own.
 class ANetwork : public testing::Test {
 protected:
     template <class Body>
     static void inItsOwnNamespace(const Body& body) {
         EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNET, [&] {
-            useServiceHost("service.example");
             body();
             return !HasFailure();
         }));
@@ -211,18 +209,18 @@ TEST_F(ANetwork, FindsTheDefaultRouteAmongThousands) {
 
 TEST_F(ANetwork, WithAServiceOfThisMachineNeedsTheLoopbackLinkAlone) {
     inItsOwnNamespace([] {
-        useServiceHost("localhost:8080");
+        machineSettings.serviceHost = "localhost:8080";
         EXPECT_EQ(internet(), noFlags);
         ip("link set lo up");
         EXPECT_EQ(internet(), direct);
-        useServiceHost("service.example");
+        machineSettings.serviceHost = "service.example";
         EXPECT_EQ(internet(), noFlags);
     });
 }
 
 TEST_F(ANetwork, WithAServiceOfThisMachineCountsDefaultRoutesToo) {
     inItsOwnNamespace([] {
-        useServiceHost("127.0.0.1");
+        machineSettings.serviceHost = "127.0.0.1";
         makeLink();
         ip("route add default via 10.0.0.2");
         EXPECT_EQ(internet(), reachable);
@@ -308,7 +306,7 @@ TEST_F(ANetwork, ReachesNothingThatTheKernelCannotBeAskedFor) {
         TestSupport::refuseNetlinkSockets();
         EXPECT_EQ(target->flags(), std::nullopt);
         EXPECT_EQ(other->flags(), std::nullopt);
-        useServiceHost("localhost");
+        machineSettings.serviceHost = "localhost";
         EXPECT_EQ(target->flags(), std::nullopt);
     });
 }
@@ -340,16 +338,11 @@ TEST(ANetworkTarget, IsForNamesThatAreNotEmpty) {
     EXPECT_NE(NetworkTarget::createWithName("a"), nullptr);
 }
 
-TEST(ANetworkTarget, AsksTheReplacedSourceWhereItWasMadeAfterwards) {
-    const auto before = target6("::1");
-    NetworkTarget::replaceSource([] { return 0x3EU; });
-    const auto after = target6("::1");
-    const auto named = NetworkTarget::createWithName("a");
-    NetworkTarget::replaceSource({});
-    EXPECT_NE(before->flags(), 0x3EU);
-    EXPECT_EQ(after->flags(), 0x3EU);
-    EXPECT_EQ(named->flags(), 0x3EU);
-    EXPECT_NE(target6("::1")->flags(), 0x3EU);
+TEST(ANetworkTarget, AsksItsSourceInTheKernelsPlace) {
+    const Platform::NetworkSource own{.flags = [] { return 0x3EU; }};
+    const sockaddr_in zeroAddress{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {}, .sin_zero = {}};
+    EXPECT_EQ(NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress), own)->flags(), 0x3EU);
+    EXPECT_EQ(NetworkTarget::createWithName("a", own)->flags(), 0x3EU);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "Platform/Loop/NotificationCenter.h"
 #include "Platform/Loop/RunLoop.h"
-#include "Platform/Settings/DeploymentSettings.h"
 #include "Services/Reachability/Reachability.h"
 #include "Support/Namespaces.h"
 
@@ -20,6 +19,12 @@ using Quenmark::ReachabilityNone;
 using Quenmark::ReachabilityStatus;
 using TestSupport::ip;
 
+/// The Internet, for a machine whose service host is somewhere else.
+std::unique_ptr<Reachability> internetOfAMachine() {
+    return Reachability::reachabilityForInternetConnection(
+        {.settings = [] { return Platform::DeploymentSettings{.serviceHost = "service.example"}; }});
+}
+
 /// A network of the test's own in which the Internet is reachable, and what was posted there.
 class ANotifier : public testing::Test {
 protected:
@@ -33,7 +38,6 @@ protected:
     template <class Body>
     static void inItsOwnNamespace(const Body& body) {
         EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNET, [&] {
-            Platform::DeploymentSettings::replace(Platform::DeploymentSettings{.serviceHost = "service.example"});
             ip("link add out type veth peer name peer");
             ip("link set out up");
             ip("link set peer up");
@@ -55,7 +59,7 @@ protected:
 
 TEST_F(ANotifier, PostsWithItsObjectWhenTheNetworkChanges) {
     inItsOwnNamespace([](RunLoop& loop, const Posts& posts) {
-        const auto internet = Reachability::reachabilityForInternetConnection();
+        const auto internet = internetOfAMachine();
         ASSERT_TRUE(internet->startNotifier());
         ip("link set peer down");
         EXPECT_TRUE(loop.runUntil([&] { return posts == Posts{{internet.get(), ReachabilityNone}}; }));
@@ -77,8 +81,8 @@ TEST_F(ANotifier, PostsForTheAddressThatItsObjectIsFor) {
 
 TEST_F(ANotifier, PostsNothingOnceItIsStopped) {
     inItsOwnNamespace([](RunLoop& loop, const Posts& posts) {
-        const auto stopped = Reachability::reachabilityForInternetConnection();
-        const auto other = Reachability::reachabilityForInternetConnection();
+        const auto stopped = internetOfAMachine();
+        const auto other = internetOfAMachine();
         ASSERT_TRUE(stopped->startNotifier());
         ASSERT_TRUE(other->startNotifier());
         ip("route del default");
@@ -91,7 +95,7 @@ TEST_F(ANotifier, PostsNothingOnceItIsStopped) {
 
 TEST_F(ANotifier, PostsAgainOnceItIsStartedAgain) {
     inItsOwnNamespace([](RunLoop& loop, const Posts& posts) {
-        const auto internet = Reachability::reachabilityForInternetConnection();
+        const auto internet = internetOfAMachine();
         ASSERT_TRUE(internet->startNotifier());
         internet->stopNotifier();
         ip("route del default");
@@ -104,8 +108,8 @@ TEST_F(ANotifier, PostsAgainOnceItIsStartedAgain) {
 
 TEST_F(ANotifier, PostsNothingOnceItsObjectIsGone) {
     inItsOwnNamespace([](RunLoop& loop, const Posts& posts) {
-        auto gone = Reachability::reachabilityForInternetConnection();
-        const auto other = Reachability::reachabilityForInternetConnection();
+        auto gone = internetOfAMachine();
+        const auto other = internetOfAMachine();
         ASSERT_TRUE(gone->startNotifier());
         ASSERT_TRUE(other->startNotifier());
         ip("route del default");
@@ -117,7 +121,7 @@ TEST_F(ANotifier, PostsNothingOnceItsObjectIsGone) {
 
 TEST_F(ANotifier, LetsAnObserverEndItsObject) {
     inItsOwnNamespace([](RunLoop& loop, const Posts& posts) {
-        auto internet = Reachability::reachabilityForInternetConnection();
+        auto internet = internetOfAMachine();
         const auto observer = NotificationCenter::defaultCenter().addObserver(
             Quenmark::kNetworkReachabilityChangedNotification, std::nullopt,
             [&](const Notification&) { internet.reset(); });
@@ -136,7 +140,7 @@ TEST(ANotifierWithoutATarget, CannotBeStarted) {
 }
 
 TEST(ANotifierWithoutALoop, CannotBeStarted) {
-    const auto internet = Reachability::reachabilityForInternetConnection();
+    const auto internet = internetOfAMachine();
     EXPECT_FALSE(internet->startNotifier());
     internet->stopNotifier();
 }

@@ -1,6 +1,5 @@
 #include "Services/Reachability/Reachability.h"
 
-#include "Platform/Settings/DeploymentSettings.h"
 #include "Support/Namespaces.h"
 
 #include <gtest/gtest.h>
@@ -63,12 +62,12 @@ TEST(AReachabilityObject, WithoutATargetCannotBeAsked) {
 
 TEST(AReachabilityObject, EvaluatesARealNetworkByItsKind) {
     EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNET, [] {
-        Platform::DeploymentSettings::replace(Platform::DeploymentSettings{.serviceHost = "service.example"});
         ip("link add out type veth peer name peer");
         ip("link set out up");
         ip("link set peer up");
         ip("address add 10.0.0.1/24 dev out");
-        const auto internet = Reachability::reachabilityForInternetConnection();
+        const auto internet = Reachability::reachabilityForInternetConnection(
+            {.settings = [] { return Platform::DeploymentSettings{.serviceHost = "service.example"}; }});
         const auto local = Reachability::reachabilityForLocalWiFi();
         const auto neighbour = forAddress("10.0.0.2");
         const auto host = Reachability::reachabilityWithHostName("192.0.2.1");
