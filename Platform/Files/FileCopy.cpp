@@ -176,8 +176,23 @@ std::optional<Error> copyOpenFile(int source, const struct stat& status, const s
     return std::nullopt;
 }
 
-/// Copies a regular file, whose `from` in errors is its path.
-std::optional<Error> copyFile(const Place& place, const std::string& from, const std::string& to) {
+/// Copies an open file over the file at a path, or to a path where nothing is.
+std::optional<Error> copyOverFile(int source, const struct stat& status, const std::string& from,
+                                  const std::string& to) {
+    HiddenCopy copy(to);
+    if (const int number = copy.makeFile())
+        return Posix::error(to, number);
+    if (auto error = fill(copy.item(), source, status, from))
+        return error;
+    if (::rename(copy.path().c_str(), Posix::named(to)) != 0)
+        return Posix::error(to);
+    copy.keep();
+    return std::nullopt;
+}
+
+/// Copies a regular file, whose `from` in errors is its path, by one of the two above.
+std::optional<Error> copyFile(const Place& place, const std::string& from, const std::string& to,
+                              decltype(copyOpenFile)& copyOpen = copyOpenFile) {
     const FileDescriptor source(
         ::openat(place.folder, Posix::named(place.name), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
@@ -185,7 +200,14 @@ std::optional<Error> copyFile(const Place& place, const std::string& from, const
         return Posix::error(from);
     if (!S_ISREG(status.st_mode))
         return Posix::error(from, ENOTSUP);
-    return copyOpenFile(source.get(), status, from, to);
+    return copyOpen(source.get(), status, from, to);
+}
+
+/// Removes a file whose copy has taken its place.
+std::optional<Error> removeMoved(const Place& place) {
+    if (::unlinkat(place.folder, Posix::named(place.name), 0) != 0)
+        return Posix::error(place.name);
+    return std::nullopt;
 }
 
 std::optional<Error> copyFolder(const std::string& from, const std::string& to) {
@@ -235,9 +257,18 @@ std::optional<Error> moveFile(int folder, const std::string& name, const std::st
         return Posix::error(errno == EEXIST ? to : name);
     if (auto error = copyFile(from, name, to))
         return error;
-    if (::unlinkat(folder, Posix::named(name), 0) != 0)
-        return Posix::error(name);
-    return std::nullopt;
+    return removeMoved(from);
+}
+
+std::optional<Error> replaceFile(int folder, const std::string& name, const std::string& to) {
+    const Place from{folder, name};
+    if (::renameat(folder, Posix::named(name), AT_FDCWD, Posix::named(to)) == 0)
+        return std::nullopt;
+    if (errno != EXDEV)
+        return Posix::error(to);
+    if (auto error = copyFile(from, name, to, copyOverFile))
+        return error;
+    return removeMoved(from);
 }
 
 } // namespace Platform::Files

@@ -78,10 +78,10 @@ bool readAll(int file, std::string& content, std::uint64_t sizeToExpect, std::ui
     return true;
 }
 
-/// Reads a regular file whole and tells what it is.
-std::variant<std::string, Error> readFile(const std::string& path, std::uint64_t limit, struct stat& status) {
+/// Reads an open regular file whole and tells what it is.
+std::variant<std::string, Error> readFile(const FileDescriptor& file, const std::string& path, std::uint64_t limit,
+                                          struct stat& status) {
     limit = std::min<std::uint64_t>(limit, std::string().max_size() - 1);
-    const FileDescriptor file(::open(Posix::named(path), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file || ::fstat(file.get(), &status) != 0)
         return Posix::error(path);
     if (!S_ISREG(status.st_mode))
@@ -95,6 +95,10 @@ std::variant<std::string, Error> readFile(const std::string& path, std::uint64_t
     if (content.size() > limit)
         return Posix::error(path, EFBIG);
     return content;
+}
+
+FileDescriptor openToRead(const std::string& path) {
+    return FileDescriptor(::open(Posix::named(path), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
 }
 
 /// Where the links at a path lead to in the end, whether anything is there or not; nil where they lead in a circle.
@@ -156,6 +160,10 @@ std::optional<Error> removeItem(const std::string& path) {
     return std::nullopt;
 }
 
+std::optional<Error> removeEmptyFolder(const std::string& path) {
+    return ::rmdir(Posix::named(path)) == 0 ? std::nullopt : std::optional(Posix::error(path));
+}
+
 std::variant<std::vector<std::string>, Error> contentsOfDirectory(const std::string& path) {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(Posix::named(path)), ::closedir);
     if (!folder)
@@ -177,8 +185,12 @@ std::variant<std::vector<std::string>, Error> contentsOfDirectory(const std::str
 }
 
 std::variant<std::string, Error> contents(const std::string& path, std::uint64_t limit) {
+    return contents(openToRead(path), path, limit);
+}
+
+std::variant<std::string, Error> contents(const FileDescriptor& file, const std::string& path, std::uint64_t limit) {
     struct stat status {};
-    return readFile(path, limit, status);
+    return readFile(file, path, limit, status);
 }
 
 std::optional<Error> write(const std::string& path, std::string_view content) {
@@ -192,7 +204,7 @@ std::optional<Error> write(const std::string& path, std::string_view content) {
 
 std::optional<Error> copyContents(const std::string& from, const std::string& to) {
     struct stat original {};
-    const auto content = readFile(from, UINT64_MAX, original);
+    const auto content = readFile(openToRead(from), from, UINT64_MAX, original);
     if (const auto* error = std::get_if<Error>(&content))
         return *error;
     const mode_t forNewFile = permissionsOfCopy(original, ::getegid());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Files/FileDescriptor.h"
 
 #include <cstdint>
 #include <optional>
@@ -29,6 +30,10 @@ std::optional<Error> createDirectory(const std::string& path, std::vector<std::s
 std::optional<Error> moveItem(const std::string& from, const std::string& to);
 /// As `moveItem`, for the regular file `name` in the open folder `folder`.
 std::optional<Error> moveFile(int folder, const std::string& name, const std::string& to);
+/// Moves the regular file `name` of the open folder `folder` to a path where it takes the place of a file, or of
+/// nothing, in one step; a folder there is an error (EISDIR). Between file systems a flushed copy takes the place
+/// (`HiddenCopy`), and the file is removed afterwards.
+std::optional<Error> replaceFile(int folder, const std::string& name, const std::string& to);
 /// Copies a file or a whole folder tree, with its modes and times, to a path where nothing is yet (EEXIST). Symbolic
 /// links are copied as links; devices, sockets and FIFOs are not copied (ENOTSUP). A copy that fails half way is
 /// removed. Until it is whole, the copy of a file has no name at all (open(2), O_TMPFILE). The copy of a folder, and of
@@ -38,11 +43,15 @@ std::optional<Error> moveFile(int folder, const std::string& name, const std::st
 std::optional<Error> copyItem(const std::string& from, const std::string& to);
 /// Removes the item; a folder with all that is in it. Symbolic links are removed, never followed.
 std::optional<Error> removeItem(const std::string& path);
+/// Removes a folder in which nothing is (ENOTEMPTY).
+std::optional<Error> removeEmptyFolder(const std::string& path);
 /// The names of a folder's entries, sorted, without "." and "..".
 std::variant<std::vector<std::string>, Error> contentsOfDirectory(const std::string& path);
 /// The whole content of a regular file of at most `limit` bytes (a larger one: EFBIG; a folder: EISDIR; anything else,
 /// which a read might wait for: EINVAL).
 std::variant<std::string, Error> contents(const std::string& path, std::uint64_t limit = UINT64_MAX);
+/// As above, of an open file whose path is `path`; where `file` is none, the error is what errno says.
+std::variant<std::string, Error> contents(const FileDescriptor& file, const std::string& path, std::uint64_t limit);
 /// Makes or replaces a file, in place.
 std::optional<Error> write(const std::string& path, std::string_view content);
 /// Reads a regular file whole and writes its content to another one, which is made or replaced in place. The copy can

@@ -5,6 +5,7 @@
 #include "Platform/Files/Posix.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -63,6 +64,19 @@ std::optional<Error> entries(const std::vector<std::string>& paths) {
             return error;
     }
     return std::nullopt;
+}
+
+std::optional<Error> present(const std::string& path) {
+    struct stat status {};
+    if (::lstat(Posix::named(path), &status) != 0)
+        return std::nullopt;
+    const FileDescriptor present(::open(Posix::named(path), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    // What cannot be read is somebody else's.
+    if (present && S_ISREG(status.st_mode)) {
+        if (auto error = data(present.get(), path))
+            return error;
+    }
+    return entries({path});
 }
 
 void startWriteBack(int file) {

@@ -24,6 +24,9 @@ std::optional<Error> item(int item, const std::string& path);
 std::optional<Error> folder(const std::string& path);
 /// Flushes the entry of the item at each of these paths in its folder, up to the first failure.
 std::optional<Error> entries(const std::vector<std::string>& paths);
+/// Flushes the data of the file at a path, where one is there that can be read, and the entry of what is there. Nothing
+/// there is no error.
+std::optional<Error> present(const std::string& path);
 /// Starts writing to disk what a file holds, without waiting for the end of it (sync_file_range(2)).
 void startWriteBack(int file);
 

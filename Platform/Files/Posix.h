@@ -17,6 +17,11 @@ inline Error error(const std::string& path, int number = errno) {
     return Error{errorDomain, number, path + ": " + std::generic_category().message(number)};
 }
 
+/// The path that such an error names.
+inline std::string pathOf(const Error& error) {
+    return error.localizedDescription.substr(0, error.localizedDescription.rfind(": "));
+}
+
 /// The path for a system call; the empty one, which names nothing (ENOENT), in place of one that a zero byte would
 /// cut short.
 inline const char* named(const std::string& path) {

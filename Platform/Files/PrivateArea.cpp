@@ -51,20 +51,6 @@ std::optional<Error> refusalOfFile(const std::string& path, const struct stat& s
     return std::nullopt;
 }
 
-/// Flushes what is in an item's place already, and its entry.
-std::optional<Error> flushPresent(const std::string& path) {
-    struct stat status {};
-    if (::lstat(Posix::named(path), &status) != 0)
-        return std::nullopt;
-    const FileDescriptor present(::open(Posix::named(path), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    // What cannot be read is somebody else's.
-    if (present && S_ISREG(status.st_mode)) {
-        if (auto error = Flush::data(present.get(), path))
-            return error;
-    }
-    return Flush::entries({path});
-}
-
 bool namesFolder(std::string_view component) {
     return component.empty() || component == "." || component == "..";
 }
@@ -228,6 +214,60 @@ std::optional<std::uint64_t> PrivateArea::size(const std::string& path) const {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
+std::optional<FileState> PrivateArea::stateOf(const std::string& path) const {
+    const auto found = itemAt(path, Missing::Refuse);
+    const auto* item = std::get_if<Item>(&found);
+    struct stat status {};
+    if (item == nullptr || namesFolder(item->name) ||
+        ::fstatat(item->folder.get(), item->name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        refusalOfFile(path, status))
+        return std::nullopt;
+    return FileState::of(status);
+}
+
+std::variant<std::string, Error> PrivateArea::contents(const std::string& path, std::size_t limit) const {
+    const auto found = itemAt(path, Missing::Refuse);
+    if (const auto* error = std::get_if<Error>(&found))
+        return *error;
+    const auto& item = std::get<Item>(found);
+    const FileDescriptor file(
+        ::openat(item.folder.get(), item.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0)
+        return whyNotOpened(item.folder.get(), item.name, path, errno);
+    if (auto error = refusalOfFile(path, status))
+        return *std::move(error);
+    return Files::contents(file, path, limit);
+}
+
+std::optional<Error> PrivateArea::remove(const std::string& path) const {
+    const auto found = itemAt(path, Missing::Refuse);
+    if (const auto* error = std::get_if<Error>(&found))
+        return error->code == ENOENT ? std::nullopt : std::optional(*error);
+    const auto& item = std::get<Item>(found);
+    int result = ::unlinkat(item.folder.get(), item.name.c_str(), 0);
+    if (result != 0 && errno == EISDIR)
+        result = ::unlinkat(item.folder.get(), item.name.c_str(), AT_REMOVEDIR);
+    return result == 0 || errno == ENOENT ? std::nullopt : std::optional(Posix::error(path));
+}
+
+std::optional<Error> PrivateArea::replaceFile(const std::string& path, const std::string& to) const {
+    const auto found = itemAt(path, Missing::Refuse);
+    if (const auto* error = std::get_if<Error>(&found))
+        return *error;
+    const auto& item = std::get<Item>(found);
+    struct stat status {};
+    if (::fstatat(item.folder.get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return Posix::error(path);
+    if (auto error = refusalOfFile(path, status))
+        return error;
+    if (auto error = item.flush(path, status))
+        return error;
+    if (auto error = Files::replaceFile(item.folder.get(), item.name, to))
+        return error;
+    return Flush::entries({to});
+}
+
 std::optional<Error> PrivateArea::placeItem(const std::string& path, const std::string& to) const {
     const auto found = itemAt(path, Missing::Refuse);
     if (const auto* error = std::get_if<Error>(&found))
@@ -248,7 +288,7 @@ std::optional<Error> PrivateArea::placeItem(const std::string& path, const std::
     if (isMoved)
         error = Flush::entries({to});
     else if (!Flush::hasFailed(error))
-        error = flushPresent(to).value_or(*error);
+        error = Flush::present(to).value_or(*error);
     if (Flush::hasFailed(error)) {
         item.removeFile();
         if (isMoved)

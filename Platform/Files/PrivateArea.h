@@ -2,7 +2,9 @@
 
 #include "Platform/Error.h"
 #include "Platform/Files/FileDescriptor.h"
+#include "Platform/Files/FileState.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -33,11 +35,21 @@ public:
     std::variant<FileDescriptor, Error> openToAppend(const std::string& path) const;
     /// The size in bytes of the item at `path`; nil where nothing is, or what would be refused.
     std::optional<std::uint64_t> size(const std::string& path) const;
+    /// The state of the file at `path`; nil where nothing is, or what is no file or would be refused.
+    std::optional<FileState> stateOf(const std::string& path) const;
+    /// The content of the file at `path`, of at most `limit` bytes (EFBIG).
+    std::variant<std::string, Error> contents(const std::string& path, std::size_t limit) const;
+    /// Removes the file or empty folder at `path`; nothing there is no error.
+    std::optional<Error> remove(const std::string& path) const;
     /// Moves the file or folder at `path` to a path where nothing is yet (`Files::moveItem`), so that it stays there
     /// after a crash: the item is flushed before and the entry of its new path afterwards. Where something is at that
     /// path (EEXIST), that is flushed in the same way. Where flushing fails, the error is one of `Flush`, and the file
     /// is removed, wherever it is by then. May wait for the disk.
     std::optional<Error> placeItem(const std::string& path, const std::string& to) const;
+    /// Moves the file at `path` into its place, where it replaces a file in one step (`Files::replaceFile`), so that it
+    /// stays there after a crash: the file is flushed before, and the entry of its new path afterwards. Where flushing
+    /// fails, the error is one of `Flush`. May wait for the disk.
+    std::optional<Error> replaceFile(const std::string& path, const std::string& to) const;
     /// Removes what is in the folder at `path`, which itself stays.
     std::optional<Error> removeContentsOf(const std::string& path) const;
 

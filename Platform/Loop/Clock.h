@@ -12,6 +12,8 @@ class Clock {
 public:
     virtual ~Clock() = default;
     virtual Duration now() const = 0;
+    /// How long the machine has been suspended since it was started.
+    virtual Duration suspended() const = 0;
 };
 
 /// The machine's monotonic clock, which stops while the machine is suspended (clock_gettime(2),
@@ -19,16 +21,22 @@ public:
 class SystemClock final : public Clock {
 public:
     Duration now() const override { return std::chrono::steady_clock::now().time_since_epoch(); }
+    /// By CLOCK_BOOTTIME, which goes on meanwhile. The two clocks are read one after the other.
+    Duration suspended() const override;
 };
 
 /// A clock that a test advances by hand.
 class ManualClock final : public Clock {
 public:
     Duration now() const override { return now_; }
+    Duration suspended() const override { return suspended_; }
     void advance(Duration by) { now_ += by; }
+    /// The machine is suspended for that time.
+    void suspend(Duration by) { suspended_ += by; }
 
 private:
     Duration now_{};
+    Duration suspended_{};
 };
 
 } // namespace Platform
