@@ -5,7 +5,9 @@
 #include "Platform/Text.h"
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
+#include <string_view>
 
 namespace Quenmark::LocalPaths {
 
@@ -31,12 +33,31 @@ std::string temporaryPath(const std::optional<std::string>& fileName) {
     return Platform::Environment::temporaryDirectory() + temporaryAreaName + localName(fileName);
 }
 
+bool isInsideFolder(const std::optional<std::string>& fileName) {
+    const std::string name = localName(fileName);
+    if (!fileName || !name.starts_with('/') || name.find('\0') != std::string::npos)
+        return false;
+    for (std::size_t begin = 1; begin <= name.size();) {
+        const std::size_t end = std::min(name.find('/', begin), name.size());
+        const std::string_view component = std::string_view(name).substr(begin, end - begin);
+        if (component.empty() || component == "." || component == "..")
+            return false;
+        begin = end + 1;
+    }
+    return true;
+}
+
 Platform::PrivateArea temporaryArea() {
     return {Platform::Environment::temporaryDirectory(), temporaryAreaName};
 }
 
 std::string claimsFile() {
     return Platform::Environment::temporaryDirectory() + temporaryAreaName + "/.claims\\";
+}
+
+std::string recordFile(const std::string& temporaryPath) {
+    return Platform::Environment::temporaryDirectory() + temporaryAreaName + "/.records\\/" +
+           std::to_string(std::hash<std::string>()(temporaryPath));
 }
 
 std::string topLevelFolder(const std::string& path) {

@@ -16,11 +16,18 @@ std::string finalPath(const std::string& quenmarkPath, const std::optional<std::
 /// The temporary path of a file.
 std::string temporaryPath(const std::optional<std::string>& fileName);
 
+/// Whether the place of an item is inside the Quenmark folder: its name begins with a separator, and no component is
+/// empty, "." or "..", or holds a zero byte.
+bool isInsideFolder(const std::optional<std::string>& fileName);
+
 /// The temporary area, in the temporary directory as it is set now. A temporary path may lie beside it too.
 Platform::PrivateArea temporaryArea();
 /// The file of the temporary area by which processes keep out of each other's way (`ItemClaims`). No item's path holds
 /// a backslash, so that no item can be in its place.
 std::string claimsFile();
+/// The file of the temporary area that holds the record of a temporary file (`ItemRecord`). No item can be in its
+/// place.
+std::string recordFile(const std::string& temporaryPath);
 /// The top-level folder, in the temporary area, of the item at a temporary path. Throws std::out_of_range where no
 /// component follows the area's.
 std::string topLevelFolder(const std::string& path);

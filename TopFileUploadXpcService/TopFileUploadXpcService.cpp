@@ -7,7 +7,9 @@
 #include "Services/NetWorkConnectionStatus.h"
 #include "Services/Properties.h"
 #include "Services/RestInterface.h"
+#include "Services/RestStatus.h"
 #include "Services/ServiceRoot.h"
+#include "TopFileUploadXpcService/CompatiblePolicy.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
 #include "TopFileUploadXpcService/Settings.h"
 
@@ -21,6 +23,7 @@ namespace Files = Platform::Files;
 namespace Log = Platform::Log;
 using Platform::Queue;
 using Platform::text;
+using Kind = AttemptEnd::Kind;
 
 namespace {
 
@@ -40,24 +43,53 @@ std::string textOfException() {
     }
 }
 
+/// What has become of a poll that has no response.
+AttemptEnd endOfPoll(const Platform::Error* error, std::int64_t status) {
+    if (status == RestStatusNotReachable)
+        return {Kind::NoNetwork};
+    if (status == RestStatusTransportError)
+        return {Kind::PollFailed, error != nullptr ? error->code : 0};
+    return {.kind = Kind::PollFailed, .reason = "bad response"};
+}
+
 } // namespace
+
+TopFileUploadXpcService::TopFileUploadXpcService(ServiceContext context, std::unique_ptr<EnginePolicy> policy)
+    : context_(std::move(context)), policy_(policy ? std::move(policy) : std::make_unique<CompatiblePolicy>()) {}
+
+TopFileUploadXpcService::~TopFileUploadXpcService() = default;
 
 void TopFileUploadXpcService::GetTopFileUpload() {
     operationQueue_ = OperationQueue{Queue::serial("TopFileUploadXpcService.operationQueue"), 4};
     iAppsPrefs_ = Platform::Preferences::persistentDomainForName(Settings::sharedDomain);
+    policy_->started([engine = weak_from_this()] {
+        if (const auto self = engine.lock())
+            self->TopFileUploadProcess();
+    });
+    const auto attempt = attempt_.lock();
+    if (!policy_->passesAtCall(attempt && !attempt->isOver()))
+        return;
     openGate();
     TopFileUploadProcess();
 }
 
 void TopFileUploadXpcService::TopFileUploadProcess() {
     try {
-        runPass();
+        runPass(beginAttempt());
     } catch (...) {
         reportException();
     }
-    Queue::global(Platform::Priority::Background).after(Settings::pollInterval, [self = shared_from_this()] {
-        self->TopFileUploadProcess();
+    policy_->passEnded([self = shared_from_this()] { self->TopFileUploadProcess(); });
+}
+
+TopFileUploadXpcService::AttemptPointer TopFileUploadXpcService::beginAttempt() {
+    auto attempt = std::make_shared<Attempt>([engine = weak_from_this()](const AttemptEnd& end, bool isFirst) {
+        const auto self = engine.lock();
+        if (self && self->policy_->attemptEnded(end, isFirst))
+            self->openGate();
     });
+    attempt_ = attempt;
+    return attempt;
 }
 
 void TopFileUploadXpcService::reportException() {
@@ -69,62 +101,87 @@ void TopFileUploadXpcService::reportException() {
     }
 }
 
-void TopFileUploadXpcService::runPass() {
+void TopFileUploadXpcService::runPass(const AttemptPointer& attempt) {
     GetTopFileUploadQuery query;
     iAppsPrefs_ = Platform::Preferences::persistentDomainForName(Settings::sharedDomain);
     missingSettings_.report(iAppsPrefs_);
     query.toComputerId = itemText(valueOf(iAppsPrefs_, Settings::computerIdKey), Settings::computerIdKey);
-    if (!query.toComputerId)
+    if (!query.toComputerId) {
+        attempt->end({Kind::NotConfigured});
         throw std::invalid_argument(Settings::computerIdKey);
+    }
     boost::json::object params{{"ToComputerID", *query.toComputerId}};
     if (!isGateOpen())
-        return;
+        return attempt->dismiss();
     closeGate();
     if (!NetWorkConnectionStatus::ConectionStatus(context_.network())) {
         Log::write("connection not availble........", Log::Priority::Warning);
-        openGate();
-        return;
+        return attempt->end({Kind::NoNetwork});
     }
     Log::write("Connection available... ", Log::Priority::Debug);
     RestInterface::asyncGetTopFileUpload(
         query,
-        [self = shared_from_this(), sent = ItemClaims::ofThisProcess().now(),
-         params = std::move(params)](const Result<GetTopFileUploadResponseData>& result, std::int64_t) {
-            self->pollCompleted(result.value(), sent, params);
+        [self = shared_from_this(), sent = ItemClaims::ofThisProcess().now(), params = std::move(params),
+         attempt](const Result<GetTopFileUploadResponseData>& result, std::int64_t status) {
+            self->pollCompleted(result, status, sent, params, attempt);
         },
         context_);
 }
 
-void TopFileUploadXpcService::pollCompleted(const GetTopFileUploadResponseData* response,
-                                            const ItemClaims::Moment& sent, const boost::json::object& params) {
-    const bool hasItem = response != nullptr && response->returnStatus && response->returnStatus->is_string() &&
-                         response->returnStatus->get_string() == "0";
-    if (!hasItem)
-        return openGate();
+void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadResponseData>& result, std::int64_t status,
+                                            const ItemClaims::Moment& sent, const boost::json::object& params,
+                                            const AttemptPointer& attempt) {
+    const auto* response = result.value();
+    if (response == nullptr)
+        return attempt->end(endOfPoll(result.error(), status));
+    if (!policy_->isReadable(*response))
+        return attempt->end({Kind::BadResponse});
+    const auto& returnStatus = response->returnStatus;
+    if (!returnStatus || !returnStatus->is_string() || returnStatus->get_string() != "0")
+        return attempt->end({Kind::NoItem});
     Item item = Item::fromPoll(*response);
+    if (const auto refusal = policy_->refusal(item))
+        return attempt->end(*refusal);
     auto claim = ItemClaims::ofThisProcess().claim(LocalPaths::temporaryPath(item.fileName), item.fileUploadID, sent);
     if (!claim)
-        return openGate();
-    beginItem(std::move(item));
+        return attempt->end({Kind::NoItem});
+    const auto beginning = beginItem(std::move(item));
     refreshPendingUploadIDs();
-    if (item_.isCalledFile()) {
-        startAsyncDownloadWithStreamRequest(serviceRoot(context_.settings()) + "Uploads.svc/GetTopFileUploadWithStream",
-                                            params);
-        claim_ = std::move(claim);
-    } else {
-        createFolderItem();
-        whenDurable(flushOfFolders(), [this, query = item_.acknowledgement(), claim] {
-            acknowledge(query, claim);
-            openGate();
-        });
+    const Errand errand{attempt, std::move(claim), item_, paths(), beginning.offset};
+    if (!item_.isCalledFile())
+        return placeFolder(errand);
+    switch (beginning.step) {
+    case EnginePolicy::Beginning::Step::Download:
+        return download(errand, params);
+    case EnginePolicy::Beginning::Step::Place:
+        return acknowledgeWhenDurable(policy_->placement(errand.paths), errand);
+    case EnginePolicy::Beginning::Step::Acknowledge:
+        return acknowledgeWhenDurable(policy_->flushOfPlaced(errand.paths), errand);
     }
 }
 
-void TopFileUploadXpcService::beginItem(Item item) {
+void TopFileUploadXpcService::download(const Errand& errand, const boost::json::object& params) {
+    errand_ = errand;
+    try {
+        startAsyncDownloadWithStreamRequest(serviceRoot(context_.settings()) + "Uploads.svc/GetTopFileUploadWithStream",
+                                            params);
+    } catch (...) {
+        errand_ = {};
+        throw;
+    }
+}
+
+EnginePolicy::Beginning TopFileUploadXpcService::beginItem(Item item) {
     item_ = std::move(item);
     filePath_ = finalPath();
     tempFilePath_ = LocalPaths::temporaryPath(item_.fileName);
-    fileLength_ = text(LocalPaths::temporaryArea().size(*tempFilePath_).value_or(0));
+    const auto beginning = policy_->begin(item_, paths());
+    fileLength_ = text(beginning.offset);
+    return beginning;
+}
+
+ItemPaths TopFileUploadXpcService::paths() const {
+    return {text(tempFilePath_), text(filePath_), settingText(Settings::quenmarkPathKey)};
 }
 
 void TopFileUploadXpcService::refreshPendingUploadIDs() {
@@ -144,20 +201,23 @@ std::string TopFileUploadXpcService::finalPath() const {
 }
 
 void TopFileUploadXpcService::acknowledgeFileUploadProcess(const UpdateFileUploadQuery& query) {
-    acknowledge(query, nullptr);
+    acknowledge(query, {.attempt = beginAttempt()});
 }
 
-void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, Claim claim) {
+void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, const Errand& errand) {
     RestInterface::asyncUpdateFileUpload(
         query,
-        [self = shared_from_this(), id = query.fileUploadId,
-         claim = std::move(claim)](const Result<UpdateFileUploadResponseData>& result, std::int64_t) {
+        [self = shared_from_this(), id = query.fileUploadId, errand](const Result<UpdateFileUploadResponseData>& result,
+                                                                     std::int64_t) {
             ItemClaims::ofThisProcess().acknowledged(id);
             const auto* response = result.value();
-            if (response == nullptr || Platform::integerValue(text(response->returnStatus)) != 0)
-                return;
-            self->openGate();
+            if (response == nullptr)
+                return errand.attempt->end({Kind::NotAcknowledged});
+            if (const int status = Platform::integerValue(text(response->returnStatus)))
+                return errand.attempt->end({Kind::AcknowledgementRefused, status});
             self->markFinished();
+            self->policy_->forget(errand.paths);
+            errand.attempt->end({Kind::Acknowledged});
         },
         context_);
 }

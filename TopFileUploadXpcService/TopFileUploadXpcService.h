@@ -8,7 +8,10 @@
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Services/Requests/UpdateFileUploadQuery.h"
 #include "Services/Responses/GetTopFileUploadResponseData.h"
+#include "Services/Result.h"
 #include "Services/ServiceContext.h"
+#include "TopFileUploadXpcService/Attempt.h"
+#include "TopFileUploadXpcService/EnginePolicy.h"
 #include "TopFileUploadXpcService/Item.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
 #include "TopFileUploadXpcService/MissingSettings.h"
@@ -25,7 +28,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace Quenmark {
 
@@ -44,12 +46,15 @@ class TopFileUploadXpcService final : public TopFileUploadXpcServiceProtocol,
                                       public Platform::UrlSessionDelegate,
                                       public std::enable_shared_from_this<TopFileUploadXpcService> {
 public:
-    /// An engine whose requests use `context`: its settings and flags, each as they are at each use.
-    explicit TopFileUploadXpcService(ServiceContext context = {}) : context_(std::move(context)) {}
+    /// An engine whose requests use `context`: its settings and flags, each as they are at each use. Nil is the policy
+    /// of compatible mode.
+    explicit TopFileUploadXpcService(ServiceContext context = {}, std::unique_ptr<EnginePolicy> policy = nullptr);
+    ~TopFileUploadXpcService() override;
 
-    /// Opens the gate and starts one more chain of passes; the first pass runs before this returns.
+    /// In compatible mode, opens the gate and starts one more chain of passes; the first pass runs before this returns.
+    /// In managed mode, ends the wait for the next pass.
     void GetTopFileUpload() override;
-    /// One pass. It schedules the next one on the global background queue, whatever its outcome.
+    /// One pass. The next one is scheduled on the global background queue, whatever its outcome.
     void TopFileUploadProcess();
     /// Downloads an item. `params` holds "ToComputerID"; it and the offset are sent as texts, "(null)" where they
     /// are not known.
@@ -86,7 +91,21 @@ private:
         int maxConcurrentOperationCount;
     };
 
-    void runPass();
+    using AttemptPointer = std::shared_ptr<Attempt>;
+    using Claim = std::shared_ptr<ItemClaims::Claim>;
+
+    /// An item on its way from the poll to its acknowledgement.
+    struct Errand {
+        AttemptPointer attempt = {};
+        Claim claim = {};
+        /// As the poll offered it.
+        Item offered = {};
+        ItemPaths paths = {};
+        std::uint64_t offset = 0;
+    };
+
+    AttemptPointer beginAttempt();
+    void runPass(const AttemptPointer& attempt);
     bool isGateOpen() const { return downloadStatus_; }
     void openGate() { downloadStatus_ = true; }
     void closeGate() { downloadStatus_ = false; }
@@ -94,11 +113,12 @@ private:
     void markFinished() { returnStatus_ = "99"; }
     /// Reports the exception that is being handled. Throws nothing.
     void reportException();
-    /// Handles the response, nil where there is none, of a poll that was sent at `sent`.
-    void pollCompleted(const GetTopFileUploadResponseData* response, const ItemClaims::Moment& sent,
-                       const boost::json::object& params);
+    /// Handles the result of a poll that was sent at `sent`.
+    void pollCompleted(const Result<GetTopFileUploadResponseData>& result, std::int64_t status,
+                       const ItemClaims::Moment& sent, const boost::json::object& params,
+                       const AttemptPointer& attempt);
     /// Begins with the item of a poll. Its paths stay as they are now, whatever the stream's header fields say.
-    void beginItem(Item item);
+    EnginePolicy::Beginning beginItem(Item item);
     void refreshPendingUploadIDs();
     std::string settingText(std::string_view key) const;
     /// The final path of the item under the name that it has now.
@@ -106,25 +126,32 @@ private:
     void createFolderItem();
     /// The work that makes the folders of this item durable.
     Platform::Flusher::Work flushOfFolders();
-    /// The work that moves the temporary file into place and makes it durable.
-    Platform::Flusher::Work placement() const;
-    /// Runs `work` off the loop and then, on this queue, `next`; where flushing failed, opens the gate instead, so that
-    /// the item is fetched again.
-    void whenDurable(Platform::Flusher::Work work, std::function<void()> next);
-    using Claim = std::shared_ptr<ItemClaims::Claim>;
+    void download(const Errand& errand, const boost::json::object& params);
+    /// The paths of the current item.
+    ItemPaths paths() const;
+    /// Makes the folder of an item that the poll calls one, and acknowledges it.
+    void placeFolder(const Errand& errand);
+    /// Acknowledges the current item once `work` has made it durable.
+    void acknowledgeWhenDurable(Platform::Flusher::Work work, const Errand& errand);
+    /// Runs `work` off the loop and then, on this queue, `next`. Where flushing failed, the attempt ends instead, so
+    /// that the item is fetched again; where the work failed otherwise, the policy says.
+    void whenDurable(Platform::Flusher::Work work, const Errand& errand, std::function<void()> next);
     /// Acknowledges an item, which stays claimed until there is a response.
-    void acknowledge(const UpdateFileUploadQuery& query, Claim claim);
-    /// The claim of the current item, which a stream that has ended leaves; it is let go where this was the last
-    /// stream.
-    Claim claimOfEndedStream();
+    void acknowledge(const UpdateFileUploadQuery& query, const Errand& errand);
+    /// The errand of a stream that has ended; the engine lets it go where this was the last stream.
+    Errand errandOfEndedStream();
     void readStatus(const Platform::HttpUrlResponse* response);
     int statusValue() const;
-    /// Reads a stream's header fields: a good status and the item, whose folder is made; or the end of a dropped item
-    /// (status 2). Says whether the status is good.
-    bool readHeaderFields(const Platform::HttpUrlResponse& response);
-    void finishItem(Platform::UrlSessionTask& task, Claim claim);
-    void openGateAfterTransportError(const Platform::Error& error);
-    void appendToTemporaryFile(std::string_view data);
+    /// Reads a stream's header fields: a good status and the item, whose folder is made; or another status. Says why
+    /// the stream is not taken; nil where it is.
+    std::optional<AttemptEnd> readHeaderFields(const Platform::HttpUrlResponse& response, const Errand& errand);
+    /// Has the policy look at a stream with a good status, once. Says why the stream is not taken; nil where it is.
+    std::optional<AttemptEnd> takeStream(const Platform::HttpUrlResponse& response, const Errand& errand);
+    void finishItem(Platform::UrlSessionTask& task, const Errand& errand);
+    /// Appends a piece of the stream. The end of the download where it has to end there.
+    std::optional<AttemptEnd> appendToTemporaryFile(std::string_view data);
+    /// Ends the download of the older transport, and the attempt.
+    void endStream(Platform::UrlConnection& connection, const AttemptEnd& end);
 
     ServiceContext context_;
     /// The current item: as the poll described it, and from the stream's header fields on as those do.
@@ -140,9 +167,18 @@ private:
     /// The shared preferences as of the last pass; nil when there are none.
     std::optional<boost::json::object> iAppsPrefs_;
     MissingSettings missingSettings_;
-    Claim claim_;
+    std::unique_ptr<EnginePolicy> policy_;
+    /// The attempt that began last.
+    std::weak_ptr<Attempt> attempt_;
+    /// What is being downloaded.
+    Errand errand_;
     /// How many downloads are running: one, unless a call has opened the gate meanwhile.
     int streams_ = 0;
+    /// Whether the policy has taken the stream, and what is wrong with it since then.
+    bool isStreamTaken_ = false;
+    std::optional<AttemptEnd> streamFailure_;
+    /// How many bytes of the stream are not on disk yet, where its length was announced.
+    std::uint64_t missing_ = 0;
     std::optional<Platform::OutputStream> stream_;
     Platform::WriteBack writeBack_;
     /// Paths of the folders that were made, or were there already, for folder items that are not acknowledged yet.

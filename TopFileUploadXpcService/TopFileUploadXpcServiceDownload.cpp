@@ -19,6 +19,7 @@ using Platform::text;
 using Platform::UrlConnection;
 using Platform::UrlSession;
 using Platform::UrlSessionTask;
+using Kind = AttemptEnd::Kind;
 
 namespace {
 
@@ -39,6 +40,8 @@ Platform::UrlRequest streamRequest(const std::string& address, std::string body)
 void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::string& request,
                                                                   const boost::json::object& params) {
     isFilePathSet_ = false;
+    isStreamTaken_ = false;
+    streamFailure_.reset();
     stream_.reset();
     const auto* toComputerID = params.if_contains("ToComputerID");
     const boost::json::object body{{"ToComputerID", toComputerID != nullptr ? text(*toComputerID) : text(std::nullopt)},
@@ -63,12 +66,12 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
     ++streams_;
 }
 
-TopFileUploadXpcService::Claim TopFileUploadXpcService::claimOfEndedStream() {
+TopFileUploadXpcService::Errand TopFileUploadXpcService::errandOfEndedStream() {
     streams_ = std::max(streams_ - 1, 0);
-    auto claim = claim_;
-    if (streams_ == 0)
-        claim_.reset();
-    return claim;
+    Errand errand = streams_ == 0 ? std::exchange(errand_, {}) : errand_;
+    if (!errand.attempt)
+        errand.attempt = beginAttempt();
+    return errand;
 }
 
 void TopFileUploadXpcService::readStatus(const HttpUrlResponse* response) {
@@ -79,29 +82,32 @@ int TopFileUploadXpcService::statusValue() const {
     return returnStatus_ ? Platform::integerValue(*returnStatus_) : 0;
 }
 
-bool TopFileUploadXpcService::readHeaderFields(const HttpUrlResponse& response) {
+std::optional<AttemptEnd> TopFileUploadXpcService::readHeaderFields(const HttpUrlResponse& response,
+                                                                    const Errand& errand) {
     Log::write(text(response.allHeaderFields));
     readStatus(&response);
-    if (statusValue() == statusDrop) {
-        openGate();
-        markFinished();
-        return false;
+    if (const int status = statusValue()) {
+        if (status == statusDrop)
+            markFinished();
+        return AttemptEnd{Kind::Refused, status};
     }
-    if (statusValue() != 0)
-        return false;
-    item_ = Item::fromHeaderFields(response);
+    if (auto failure = takeStream(response, errand))
+        return failure;
+    item_ = policy_->itemOfStream(errand.offered, response);
     if (item_.isCalledFolder())
         createFolderItem();
-    return true;
+    return std::nullopt;
 }
 
-void TopFileUploadXpcService::openGateAfterTransportError(const Platform::Error& error) {
-    if (error.code == Platform::UrlError::NetworkConnectionLost ||
-        error.code == Platform::UrlError::CannotConnectToHost)
-        openGate();
+std::optional<AttemptEnd> TopFileUploadXpcService::takeStream(const HttpUrlResponse& response, const Errand& errand) {
+    if (std::exchange(isStreamTaken_, true))
+        return streamFailure_;
+    missing_ = response.expectedContentLength.value_or(0);
+    streamFailure_ = policy_->streamBegan(errand.offered, response, errand.paths, errand.offset);
+    return streamFailure_;
 }
 
-void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
+std::optional<AttemptEnd> TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
     if (!isFilePathSet_) {
         isFilePathSet_ = true;
         LocalPaths::temporaryArea().makeFolderOf(text(tempFilePath_)); // An error shows in the stream.
@@ -112,17 +118,20 @@ void TopFileUploadXpcService::appendToTemporaryFile(std::string_view data) {
     stream_->open();
     auto remaining = static_cast<std::int64_t>(data.size());
     while (remaining > 0) {
-        // Each write starts at the first byte of the piece, also after a short one; required so.
-        const std::int64_t written = stream_->write(data.substr(0, static_cast<std::size_t>(remaining)));
+        const std::int64_t written = stream_->write(policy_->nextBytes(data, static_cast<std::size_t>(remaining)));
         Log::write("Bytes Written : " + text(written));
         if (written == -1) {
             Log::write("Stream error: " + text(stream_->streamError()), Log::Priority::Error);
-            openGate();
-            return;
+            streamFailure_ = policy_->writeFailed(stream_->streamError().value_or(Platform::Error{}), missing_);
+            if (!streamFailure_)
+                openGate();
+            return streamFailure_;
         }
         remaining -= written;
+        missing_ -= std::min(missing_, static_cast<std::uint64_t>(written));
         writeBack_.wrote(*stream_, static_cast<std::uint64_t>(written));
     }
+    return std::nullopt;
 }
 
 void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlSessionTask& dataTask,
@@ -130,73 +139,78 @@ void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlS
     readStatus(dataTask.response());
     if (statusValue() != 0)
         return;
+    if (dataTask.response() != nullptr && takeStream(*dataTask.response(), errand_))
+        return dataTask.cancel();
     closeGate();
     if (item_.isCalledFolder())
         createFolderItem();
-    else
-        appendToTemporaryFile(data);
+    else if (appendToTemporaryFile(data))
+        dataTask.cancel();
 }
 
 void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask& task,
                                                                  const std::optional<Platform::Error>& error) {
-    auto claim = claimOfEndedStream();
-    if (task.response() == nullptr) {
-        openGate();
-        return;
-    }
+    const auto errand = errandOfEndedStream();
+    if (streamFailure_)
+        return errand.attempt->end(*streamFailure_);
+    if (task.response() == nullptr)
+        return errand.attempt->end({Kind::StreamNotAnswered, error ? error->code : 0});
     if (error)
-        return openGateAfterTransportError(*error);
+        return errand.attempt->end({Kind::StreamFailed, error->code});
     try {
-        finishItem(task, std::move(claim));
+        finishItem(task, errand);
     } catch (...) {
         reportException();
     }
 }
 
-void TopFileUploadXpcService::finishItem(UrlSessionTask& task, Claim claim) {
-    if (!readHeaderFields(*task.response()))
-        return;
+void TopFileUploadXpcService::finishItem(UrlSessionTask& task, const Errand& errand) {
+    if (const auto failure = readHeaderFields(*task.response(), errand))
+        return errand.attempt->end(*failure);
     if (stream_)
         stream_->close();
     task.suspend();
     task.cancel();
+    if (const auto failure = policy_->streamEnded(errand.offered, errand.paths))
+        return errand.attempt->end(*failure);
     // What is not called a folder is a file on this transport, and the name in the header fields does not move it.
-    whenDurable(item_.isCalledFolder() ? flushOfFolders() : placement(),
-                [this, query = item_.acknowledgement(), claim] {
-                    try {
-                        acknowledge(query, claim);
-                    } catch (...) {
-                        reportException();
-                    }
-                });
+    acknowledgeWhenDurable(item_.isCalledFolder() ? flushOfFolders() : policy_->placement(paths()), errand);
 }
 
-void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection&, const HttpUrlResponse& response) {
-    readHeaderFields(response);
+void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection& connection, const HttpUrlResponse& response) {
+    const auto failure = readHeaderFields(response, errand_);
+    if (failure && policy_->endsRefusedStreams())
+        endStream(connection, *failure);
+    else if (failure)
+        (errand_.attempt ? errand_.attempt : beginAttempt())->end(*failure);
 }
 
-void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection&, std::string_view data) {
-    appendToTemporaryFile(data);
+void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection& connection, std::string_view data) {
+    if (const auto failure = appendToTemporaryFile(data))
+        endStream(connection, *failure);
 }
 
 void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connection) {
-    const bool isAcknowledged = returnStatus_ && statusValue() == 0;
-    const auto next = [this, isAcknowledged, query = item_.acknowledgement(), claim = claimOfEndedStream()] {
-        if (isAcknowledged)
-            acknowledge(query, claim);
-    };
-    // Only what is called a file is moved on this transport, and whatever the status says.
-    if (item_.isCalledFile())
-        whenDurable(placement(), next);
-    else
-        whenDurable(flushOfFolders(), next);
+    const auto errand = errandOfEndedStream();
     connection.cancel();
+    if (const auto failure = policy_->streamEnded(errand.offered, errand.paths))
+        return errand.attempt->end(*failure);
+    const bool isAcknowledged = returnStatus_ && statusValue() == 0;
+    // Only what is called a file is moved on this transport, and whatever the status says.
+    whenDurable(item_.isCalledFile() ? policy_->placement(paths()) : flushOfFolders(), errand,
+                [this, isAcknowledged, query = item_.acknowledgement(), errand] {
+                    if (isAcknowledged)
+                        acknowledge(query, errand);
+                });
 }
 
 void TopFileUploadXpcService::connectionDidFailWithError(UrlConnection& connection, const Platform::Error& error) {
-    claimOfEndedStream();
-    openGateAfterTransportError(error);
+    endStream(connection, {Kind::StreamFailed, error.code});
+}
+
+void TopFileUploadXpcService::endStream(UrlConnection& connection, const AttemptEnd& end) {
     connection.cancel();
+    errandOfEndedStream().attempt->end(end);
 }
 
 } // namespace Quenmark

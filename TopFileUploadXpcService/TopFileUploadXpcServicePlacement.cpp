@@ -33,21 +33,41 @@ Platform::Flusher::Work TopFileUploadXpcService::flushOfFolders() {
     };
 }
 
-Platform::Flusher::Work TopFileUploadXpcService::placement() const {
-    return [area = LocalPaths::temporaryArea(), from = text(tempFilePath_), to = text(filePath_)] {
-        return area.placeItem(from, to);
-    };
+void TopFileUploadXpcService::placeFolder(const Errand& errand) {
+    if (auto work = policy_->folderPlacement(errand.paths))
+        return acknowledgeWhenDurable(std::move(work), errand);
+    createFolderItem();
+    whenDurable(flushOfFolders(), errand, [this, query = item_.acknowledgement(), errand] {
+        acknowledge(query, errand);
+        openGate();
+    });
 }
 
-void TopFileUploadXpcService::whenDurable(Platform::Flusher::Work work, std::function<void()> next) {
-    Platform::Flusher::perform(std::move(work), [self = shared_from_this(), name = text(item_.fileName),
+void TopFileUploadXpcService::acknowledgeWhenDurable(Platform::Flusher::Work work, const Errand& errand) {
+    whenDurable(std::move(work), errand, [this, query = item_.acknowledgement(), errand] {
+        try {
+            acknowledge(query, errand);
+        } catch (...) {
+            reportException();
+        }
+    });
+}
+
+void TopFileUploadXpcService::whenDurable(Platform::Flusher::Work work, const Errand& errand,
+                                          std::function<void()> next) {
+    Platform::Flusher::perform(std::move(work), [self = shared_from_this(), errand, name = text(item_.fileName),
                                                  next = std::move(next)](const std::optional<Platform::Error>& error) {
-        // An item that could not be moved is acknowledged all the same, which is required.
-        if (!Flush::hasFailed(error))
+        if (Flush::hasFailed(error)) {
+            Log::write("The item " + name + " cannot be made durable, and is fetched again: " + text(error),
+                       Log::Priority::Error);
+            self->policy_->forget(errand.paths);
+            return errand.attempt->end({AttemptEnd::Kind::NotDurable});
+        }
+        const auto end = error ? self->policy_->placementFailed(*error, errand.paths) : std::nullopt;
+        if (!end)
             return next();
-        Log::write("The item " + name + " cannot be made durable, and is fetched again: " + text(error),
-                   Log::Priority::Error);
-        self->openGate();
+        Log::write("The item " + name + " cannot be placed: " + text(error), Log::Priority::Error);
+        errand.attempt->end(*end);
     });
 }
 

@@ -1,0 +1,35 @@
+#include "TopFileUploadXpcService/AttemptEnd.h"
+
+namespace Quenmark {
+
+std::string reasonOf(const AttemptEnd& end) {
+    switch (end.kind) {
+    case AttemptEnd::Kind::NoItem:
+    case AttemptEnd::Kind::Acknowledged:
+        return "";
+    case AttemptEnd::Kind::NoNetwork:
+        return "no network";
+    case AttemptEnd::Kind::NotConfigured:
+        return "not configured";
+    case AttemptEnd::Kind::PollFailed:
+    case AttemptEnd::Kind::StreamNotAnswered:
+    case AttemptEnd::Kind::StreamFailed:
+        return "transport " + std::to_string(end.number);
+    case AttemptEnd::Kind::Refused:
+        return "status " + std::to_string(end.number);
+    case AttemptEnd::Kind::BadResponse:
+        return "bad response";
+    case AttemptEnd::Kind::NotDurable:
+        return "not flushed";
+    case AttemptEnd::Kind::NotAcknowledged:
+        return "acknowledgement failed";
+    case AttemptEnd::Kind::AcknowledgementRefused:
+        return "acknowledgement refused " + std::to_string(end.number);
+    case AttemptEnd::Kind::NotWritten:
+    case AttemptEnd::Kind::NotPlaced:
+        break;
+    }
+    return end.reason;
+}
+
+} // namespace Quenmark
