@@ -11,6 +11,7 @@
 #include "Platform/Memory.h"
 #include "Platform/Settings/DeploymentSettings.h"
 #include "Servers/Nginx.h"
+#include "Services/ServiceContext.h"
 #include "Support/Namespaces.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
@@ -36,6 +37,7 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -131,14 +133,17 @@ int fill(long mebibytes, const char* path) {
 int engine(double release) {
     Platform::Memory::keepSmall();
     Platform::RunLoop loop;
-    auto settings = Platform::DeploymentSettings::current();
-    settings.appKitVersionNumber = release;
-    Platform::DeploymentSettings::replace(settings);
+    Quenmark::ServiceContext context;
+    context.settings = [release] {
+        auto settings = Platform::DeploymentSettings::current();
+        settings.appKitVersionNumber = release;
+        return settings;
+    };
     bool acknowledged = false;
     Platform::Log::setSink([&](std::string_view entry) {
         acknowledged = acknowledged || entry == "response {\n    \"ReturnStatus\" = \"0\";\n}";
     });
-    const auto service = std::make_shared<Quenmark::TopFileUploadXpcService>();
+    const auto service = std::make_shared<Quenmark::TopFileUploadXpcService>(std::move(context));
     service->GetTopFileUpload();
     return loop.runUntil([&] { return acknowledged; }, std::chrono::seconds(300)) ? 0 : 1;
 }

@@ -8,6 +8,7 @@
 #include "Platform/Settings/DeploymentSettings.h"
 #include "Servers/Nginx.h"
 #include "Services/RestInterface.h"
+#include "Services/ServiceContext.h"
 #include "Support/ServiceProcess.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -46,6 +47,10 @@ void require(bool condition, const char* what) {
 /// Makes operations through the facade, each from the handler of the one before.
 class FacadeLoop {
 public:
+    explicit FacadeLoop(const Platform::DeploymentSettings& settings) {
+        context_.settings = [settings] { return settings; };
+    }
+
     void run(std::size_t count) {
         left_ = count;
         next();
@@ -57,14 +62,18 @@ private:
     void next() {
         Quenmark::GetTopFileUploadQuery query;
         query.toComputerId = "91";
-        Quenmark::RestInterface::asyncGetTopFileUpload(query, [this](const auto& result, std::int64_t status) {
-            failed_ = failed_ || status != 0 || !namesItem(result.value()->fileName);
-            if (--left_ > 0 && !failed_)
-                next();
-        });
+        Quenmark::RestInterface::asyncGetTopFileUpload(
+            query,
+            [this](const auto& result, std::int64_t status) {
+                failed_ = failed_ || status != 0 || !namesItem(result.value()->fileName);
+                if (--left_ > 0 && !failed_)
+                    next();
+            },
+            context_);
     }
 
     Platform::RunLoop loop_;
+    Quenmark::ServiceContext context_;
     std::size_t left_ = 0;
     bool failed_ = false;
 };
@@ -120,11 +129,9 @@ long residentMemory() {
 }
 
 void compare(const char* server, const char* transport, double release, const std::string& host) {
-    Platform::DeploymentSettings::replace(
-        Platform::DeploymentSettings{.serviceHost = host, .appKitVersionNumber = release});
     CurlLoop curl(host);
     curl.awaitItem();
-    FacadeLoop facade;
+    FacadeLoop facade({.serviceHost = host, .appKitVersionNumber = release});
     facade.run(1'000);
     const long early = residentMemory();
     facade.run(99'000);

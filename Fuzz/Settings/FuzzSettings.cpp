@@ -3,7 +3,7 @@
 
 #include "Platform/Files/Files.h"
 #include "Platform/Log.h"
-#include "Platform/Settings/DeploymentSettings.h"
+#include "Platform/Settings/DeploymentReader.h"
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Settings/SettingsFile.h"
 
@@ -101,8 +101,7 @@ void readAndChangePreferences(const ConfigurationHome& home, std::string_view co
 
 void readDeployment(const ConfigurationHome& home, std::string_view content, const std::string& builtInHost) {
     Files::write(home.deployment(), content);
-    DeploymentSettings::replace(std::nullopt);
-    const auto settings = DeploymentSettings::current();
+    const auto settings = DeploymentReader().current();
     constexpr const char* allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.:[]";
     require(!settings.serviceHost.empty(), "the host is empty");
     require(settings.serviceHost.find_first_not_of(allowed) == std::string::npos, "the host holds a foreign character");
@@ -111,15 +110,14 @@ void readDeployment(const ConfigurationHome& home, std::string_view content, con
     const auto file = SettingsFile::read(home.deployment());
     if (std::holds_alternative<Error>(file))
         require(settings.serviceHost == builtInHost, "a malformed file names the host");
-    DeploymentSettings::replace(std::nullopt);
-    require(DeploymentSettings::current().serviceHost == settings.serviceHost, "another reading gives another host");
+    require(DeploymentReader().current().serviceHost == settings.serviceHost, "another reading gives another host");
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t size) {
     static const ConfigurationHome home;
-    static const std::string builtInHost = DeploymentSettings::current().serviceHost;
+    static const std::string builtInHost = DeploymentReader().current().serviceHost;
     const std::string_view content(reinterpret_cast<const char*>(input), size);
     readAndChangePreferences(home, content);
     readDeployment(home, content, builtInHost);

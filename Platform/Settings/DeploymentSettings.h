@@ -26,8 +26,6 @@ struct DeploymentSettings {
     /// The settings of this process as the files say now, or said earlier in the same turn of the loop;
     /// `appKitVersionNumber` stays as it was first read. May be called from any thread.
     static DeploymentSettings current();
-    /// Replaces the settings of this process; nil reads the files again at the next use.
-    static void replace(std::optional<DeploymentSettings> settings);
 
     /// Whether `serviceHost` is a loopback name or address ("localhost", a name below it, 127.0.0.0/8, "[::1]";
     /// RFC 6761, section 6.3).

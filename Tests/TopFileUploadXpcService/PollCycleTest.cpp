@@ -1,7 +1,7 @@
 // The poll cycle: when a pass asks, what it asks, and what it does with the response.
 
 #include "Platform/Files/Files.h"
-#include "Platform/Settings/DeploymentSettings.h"
+#include "Platform/Settings/DeploymentReader.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include <unistd.h>
@@ -95,8 +95,8 @@ TEST_F(APollCycle, ReadsThePreferencesAnewInEveryPass) {
 TEST_F(APollCycle, AsksNobodyWhileItsHostIsNotKnownAndGoesOnOnceItIs) {
     const std::string file = config_.path("quenmark/deployment.json");
     ASSERT_EQ(::symlink("deployment.json", file.c_str()), 0) << "a link in a circle, which cannot be read";
-    Platform::DeploymentSettings::replace(std::nullopt);
-    readSettings_ = &Platform::DeploymentSettings::current;
+    Platform::DeploymentReader reader;
+    readSettings_ = [&reader] { return reader.current(); };
     start();
     EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
     EXPECT_EQ(server_.acceptedConnections(), 0U);

@@ -1,0 +1,160 @@
+#include "Platform/Settings/DeploymentReader.h"
+
+#include "Platform/Files/Files.h"
+#include "Platform/Log.h"
+#include "Platform/Loop/RunLoop.h"
+#include "Platform/Network/HostAndPort.h"
+#include "Platform/Settings/Environment.h"
+#include "Platform/Text.h"
+#include "Product.h"
+
+#include <boost/json/value.hpp>
+
+#include <cmath>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+namespace Platform {
+
+namespace {
+
+bool isHost(std::string_view text) {
+    const auto parts = HostAndPort::split(text);
+    return parts && parts->isValid();
+}
+
+/// What is read from a file, and what is wrong with it.
+struct Reading {
+    DeploymentSettings settings;
+    /// How many files were looked at: what the others hold does not matter.
+    std::size_t files = 0;
+    std::vector<std::string> complaints;
+
+    void refuse(const std::string& path, const char* key, const boost::json::value& value, const char* wanted) {
+        complaints.push_back(path + ": \"" + key + "\" is not " + wanted + " and counts as absent: " + text(value));
+    }
+};
+
+void takeServiceHost(const boost::json::object& values, const std::string& path, Reading& reading) {
+    const auto* value = values.if_contains("serviceHost");
+    if (value == nullptr)
+        return;
+    if (!value->is_string() || !isHost(value->get_string()))
+        return reading.refuse(path, "serviceHost", *value, "a host with an optional port");
+    reading.settings.serviceHost = value->get_string();
+}
+
+void takeVersion(const boost::json::object& values, const std::string& path, Reading& reading) {
+    const auto* value = values.if_contains("appKitVersionNumber");
+    if (value == nullptr)
+        return;
+    if (!value->is_number() || !std::isfinite(value->to_number<double>()))
+        return reading.refuse(path, "appKitVersionNumber", *value, "a number");
+    reading.settings.appKitVersionNumber = value->to_number<double>();
+}
+
+void takeStagingDirectory(const boost::json::object& values, const std::string& path, Reading& reading) {
+    const auto* value = values.if_contains("stagingDirectory");
+    if (value == nullptr)
+        return;
+    const auto* directory = value->if_string();
+    if (directory == nullptr || !directory->starts_with('/') || directory->find('\0') != boost::json::string::npos)
+        return reading.refuse(path, "stagingDirectory", *value, "an absolute path");
+    reading.settings.stagingDirectory = *directory;
+}
+
+/// The files that may hold the settings, the most important first.
+std::vector<std::string> settingsFiles() {
+    auto directories = Environment::configDirectories();
+    directories.insert(directories.begin(), Environment::configHome());
+    std::vector<std::string> paths;
+    for (const auto& directory : directories) {
+        const std::string folder = Files::appendingPathComponent(directory, Product::directoryName);
+        paths.push_back(Files::appendingPathComponent(folder, "deployment.json"));
+    }
+    return paths;
+}
+
+/// The settings of the first file that is an object; those built in where there is none. The error of a file that
+/// cannot be read now, since what it holds would go before the others.
+std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vector<std::string>& paths) {
+    Reading reading;
+    reading.settings.serviceHost = Product::serviceHost;
+    for (const auto& path : paths) {
+        ++reading.files;
+        const auto content = SettingsFile::read(path);
+        if (const auto* error = std::get_if<Error>(&content)) {
+            if (SettingsFile::isFailureToRead(*error))
+                return std::pair(path, *error);
+            SettingsFile::logOnce(path, "A settings file counts as absent: " + error->localizedDescription);
+            continue;
+        }
+        SettingsFile::forget(path);
+        if (const auto& values = std::get<0>(content)) {
+            takeServiceHost(*values, path, reading);
+            takeVersion(*values, path, reading);
+            takeStagingDirectory(*values, path, reading);
+            break;
+        }
+    }
+    return reading;
+}
+
+} // namespace
+
+DeploymentSettings DeploymentReader::current() {
+    const std::lock_guard guard(lock_);
+    const auto turn = RunLoop::currentTurn();
+    if (turn && turn == turnOfLook_)
+        return settings_.value_or(DeploymentSettings{});
+    turnOfLook_ = turn;
+    if (paths_.empty())
+        paths_ = settingsFiles();
+    if (!known_ || !known_->areSettled || haveFilesChanged())
+        read();
+    return settings_.value_or(DeploymentSettings{});
+}
+
+DeploymentReader::FileStates DeploymentReader::statesOfFiles(std::size_t count) const {
+    FileStates found;
+    found.states.reserve(count);
+    for (std::size_t index = 0; index < count; ++index) {
+        found.states.push_back(SettingsFile::stateOf(paths_[index]));
+        found.areSettled = found.areSettled && SettingsFile::isSettled(found.states.back());
+    }
+    return found;
+}
+
+bool DeploymentReader::haveFilesChanged() const {
+    return known_->states != statesOfFiles(known_->states.size()).states;
+}
+
+void DeploymentReader::read() {
+    FileStates found = statesOfFiles(paths_.size());
+    auto result = readSettings(paths_);
+    if (const auto* reading = std::get_if<Reading>(&result))
+        found.states.resize(reading->files);
+    const bool isNew = !known_ || known_->states != found.states;
+    known_ = std::move(found);
+    if (const auto* failure = std::get_if<1>(&result)) {
+        known_->areSettled = false;
+        const char* consequence = settings_ ? "the deployment settings stay as they are: "
+                                            : "the deployment settings are not known, and no request can be sent: ";
+        SettingsFile::logOnce(failure->first, "A settings file cannot be read; " +
+                                                  (consequence + failure->second.localizedDescription));
+        return;
+    }
+    auto [settings, files, complaints] = std::get<0>(std::move(result));
+    if (isNew || complaints != complaints_) {
+        for (const auto& complaint : complaints)
+            Log::write(complaint, Log::Priority::Error);
+    }
+    complaints_ = std::move(complaints);
+    // The front end is chosen by it once, when the service starts.
+    if (settings_)
+        settings.appKitVersionNumber = settings_->appKitVersionNumber;
+    settings_ = std::move(settings);
+}
+
+} // namespace Platform
