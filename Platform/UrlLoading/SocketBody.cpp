@@ -62,7 +62,7 @@ void SocketBody::startGathering() {
         return;
     timer_ = FileDescriptor(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
     const itimerspec every{{0, gatheringLimit}, {0, gatheringLimit}};
-    if (!timer_ || ::timerfd_settime(timer_.get(), 0, &every, nullptr) != 0)
+    if (::timerfd_settime(timer_.get(), 0, &every, nullptr) != 0)
         return; // There is no descriptor or memory left; bytes are received as they arrive.
     try {
         timerWatch_ = RunLoop::main().watch(timer_.get(), EPOLLIN, [this](std::uint32_t) { timerFired(); });

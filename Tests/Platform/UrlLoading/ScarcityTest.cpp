@@ -3,6 +3,7 @@
 #include "Platform/Files/FileDescriptor.h"
 #include "Support/Command.h"
 #include "UrlLoadingFixture.h"
+#include "WatchLimit.h"
 
 #include <climits>
 
@@ -13,15 +14,9 @@
 
 #include <cerrno>
 
-namespace {
-
-/// How many descriptors may still be added to an epoll.
 int watchesLeft = INT_MAX;
 
-} // namespace
-
-// The C library's, for every library of this program: the kernel's limit of watches is a limit of the user's
-// (epoll(7), max_user_watches).
+// The C library's, for every library of this program.
 extern "C" int epoll_ctl(int epoll, int operation, int descriptor, epoll_event* event) noexcept {
     if (operation == EPOLL_CTL_ADD && watchesLeft-- <= 0) {
         errno = ENOSPC;
