@@ -32,11 +32,6 @@ constexpr std::size_t connectionsPerServer = 32;
 /// How often libcurl may ask to be called again at once before the loop goes on.
 constexpr int roundsInARow = 8;
 
-void checked(CURLMcode result, const char* what) {
-    if (result != CURLM_OK)
-        throw std::runtime_error(std::string(what) + ": " + curl_multi_strerror(result));
-}
-
 Duration machineTime() {
     return SystemClock().now();
 }
@@ -66,13 +61,14 @@ struct TransferDriver::State {
         if (!timer)
             throw std::system_error(errno, std::generic_category(), "timerfd_create");
         timerWatch = loop.watch(timer.get(), EPOLLIN, [this](std::uint32_t) { timerFired(); });
+        // A handle refuses none of these (curl_multi_setopt(3)).
         CURLM* handle = multi.get();
-        checked(curl_multi_setopt(handle, CURLMOPT_SOCKETFUNCTION, socketChanged), "CURLMOPT_SOCKETFUNCTION");
-        checked(curl_multi_setopt(handle, CURLMOPT_SOCKETDATA, this), "CURLMOPT_SOCKETDATA");
-        checked(curl_multi_setopt(handle, CURLMOPT_TIMERFUNCTION, timerChanged), "CURLMOPT_TIMERFUNCTION");
-        checked(curl_multi_setopt(handle, CURLMOPT_TIMERDATA, this), "CURLMOPT_TIMERDATA");
-        checked(curl_multi_setopt(handle, CURLMOPT_MAXCONNECTS, maximumConnects), "CURLMOPT_MAXCONNECTS");
-        checked(curl_multi_setopt(handle, CURLMOPT_PIPELINING, CURLPIPE_NOTHING), "CURLMOPT_PIPELINING");
+        curl_multi_setopt(handle, CURLMOPT_SOCKETFUNCTION, socketChanged);
+        curl_multi_setopt(handle, CURLMOPT_SOCKETDATA, this);
+        curl_multi_setopt(handle, CURLMOPT_TIMERFUNCTION, timerChanged);
+        curl_multi_setopt(handle, CURLMOPT_TIMERDATA, this);
+        curl_multi_setopt(handle, CURLMOPT_MAXCONNECTS, maximumConnects);
+        curl_multi_setopt(handle, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
     }
 
     static int socketChanged(CURL* easy, curl_socket_t socket, int what, void* self, void*) noexcept;
