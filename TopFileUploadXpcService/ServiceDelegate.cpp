@@ -10,8 +10,9 @@ namespace Quenmark {
 bool ServiceDelegate::listenerShouldAcceptNewConnection(
     Platform::Ipc::Listener&, const std::shared_ptr<Platform::Ipc::Connection>& newConnection) {
     newConnection->setExportedInterface(ServiceNames::exportedInterface);
-    newConnection->setExportedObject({{"GetTopFileUpload", [engine = std::make_shared<TopFileUploadXpcService>(
-                                                                context_)] { engine->GetTopFileUpload(); }}});
+    auto engine = engine_ ? engine_ : std::make_shared<TopFileUploadXpcService>(context_);
+    newConnection->setExportedObject(
+        {{"GetTopFileUpload", [engine = std::move(engine)] { engine->GetTopFileUpload(); }}});
     newConnection->resume();
     return true;
 }

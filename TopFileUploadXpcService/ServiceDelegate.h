@@ -3,21 +3,28 @@
 #include "Platform/Ipc/Listener.h"
 #include "Services/ServiceContext.h"
 
+#include <memory>
 #include <utility>
 
 namespace Quenmark {
 
-/// Accepts the connection of every peer, and gives each an engine of its own, which idles until the peer starts it.
+class TopFileUploadXpcService;
+
+/// Accepts the connection of every peer. In compatible mode each gets an engine of its own, which idles until the peer
+/// starts it; in managed mode all of them reach the one engine.
 class ServiceDelegate final : public Platform::Ipc::ListenerDelegate {
 public:
     /// A delegate whose engines use `context`.
     explicit ServiceDelegate(ServiceContext context = {}) : context_(std::move(context)) {}
+    /// A delegate that gives `engine` to every connection.
+    explicit ServiceDelegate(std::shared_ptr<TopFileUploadXpcService> engine) : engine_(std::move(engine)) {}
 
     bool listenerShouldAcceptNewConnection(Platform::Ipc::Listener& listener,
                                            const std::shared_ptr<Platform::Ipc::Connection>& newConnection) override;
 
 private:
     ServiceContext context_;
+    std::shared_ptr<TopFileUploadXpcService> engine_;
 };
 
 } // namespace Quenmark

@@ -2,6 +2,7 @@
 
 #include "Platform/Files/Files.h"
 #include "Platform/Log.h"
+#include "Platform/Loop/RunLoop.h"
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Text.h"
 #include "Services/NetWorkConnectionStatus.h"
@@ -85,7 +86,8 @@ void TopFileUploadXpcService::TopFileUploadProcess() {
 TopFileUploadXpcService::AttemptPointer TopFileUploadXpcService::beginAttempt() {
     auto attempt = std::make_shared<Attempt>([engine = weak_from_this()](const AttemptEnd& end, bool isFirst) {
         const auto self = engine.lock();
-        if (self && self->policy_->attemptEnded(end, isFirst))
+        // What a loop drops at its end has not failed.
+        if (self && !Platform::RunLoop::main().isEnding() && self->policy_->attemptEnded(end, isFirst))
             self->openGate();
     });
     attempt_ = attempt;

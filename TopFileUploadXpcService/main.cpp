@@ -5,8 +5,11 @@
 #include "Platform/Loop/Queue.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Memory.h"
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Platform/StandardStreams.h"
+#include "Services/ServiceContext.h"
 #include "Services/ServicesUtilities.h"
+#include "TopFileUploadXpcService/ManagedPolicy.h"
 #include "TopFileUploadXpcService/ServiceDelegate.h"
 #include "TopFileUploadXpcService/ServiceNames.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
@@ -24,20 +27,31 @@ namespace {
 
 using namespace Quenmark;
 
-/// Every message starts one more engine; what it says, and whether an engine runs already, plays no part.
-void startEngine() {
-    std::make_shared<TopFileUploadXpcService>()->GetTopFileUpload();
+using Engine = std::shared_ptr<TopFileUploadXpcService>;
+
+/// The one engine of managed mode, which starts once the loop runs; nil in compatible mode.
+Engine managedEngine() {
+    if (Platform::DeploymentSettings::current().mode != Platform::DeploymentSettings::Mode::Managed)
+        return nullptr;
+    auto engine = std::make_shared<TopFileUploadXpcService>(ServiceContext{}, std::make_unique<ManagedPolicy>());
+    Platform::Queue::main().async([engine] { engine->GetTopFileUpload(); });
+    return engine;
 }
 
-int runWrapper() {
-    const auto acceptConnection = [](const std::shared_ptr<XPCConnection>& connection) {
-        connection->setEventHandler([](const auto&, XPCConnection&) { startEngine(); });
+/// What a message says plays no part. It calls the one engine, or starts one more.
+void takeMessage(const Engine& engine) {
+    (engine ? engine : std::make_shared<TopFileUploadXpcService>())->GetTopFileUpload();
+}
+
+int runWrapper(const Engine& engine) {
+    const auto acceptConnection = [engine](const std::shared_ptr<XPCConnection>& connection) {
+        connection->setEventHandler([engine](const auto&, XPCConnection&) { takeMessage(engine); });
     };
     return XPCService::runServiceWithConnectionHandler(acceptConnection, ServiceNames::address.name);
 }
 
-int runListener(Platform::RunLoop& loop) {
-    ServiceDelegate delegate;
+int runListener(Platform::RunLoop& loop, const Engine& engine) {
+    ServiceDelegate delegate(engine);
     Platform::Ipc::Listener listener(ServiceNames::address, ServiceNames::exportedInterface);
     listener.setDelegate(&delegate);
     listener.setEndHandler([&loop](const std::string& reason) {
@@ -52,7 +66,8 @@ int run() {
     Platform::RunLoop loop;
     Platform::Queue::global(Platform::Priority::Background)
         .after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
-    return ServicesUtilities::is10_7() ? runWrapper() : runListener(loop);
+    const Engine engine = managedEngine();
+    return ServicesUtilities::is10_7() ? runWrapper(engine) : runListener(loop, engine);
 }
 
 } // namespace

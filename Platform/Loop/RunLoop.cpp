@@ -214,6 +214,10 @@ const Clock& RunLoop::clock() const {
     return *state_->clock;
 }
 
+bool RunLoop::isEnding() const {
+    return state_->ending;
+}
+
 std::unique_ptr<DescriptorWatch> RunLoop::watch(int descriptor, std::uint32_t events,
                                                 std::function<void(std::uint32_t)> handler) {
     return std::make_unique<Watch>(state_->event, state_->exceptionHandler, descriptor, events, std::move(handler));

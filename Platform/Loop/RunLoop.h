@@ -67,6 +67,8 @@ public:
 
     Duration now() const;
     const Clock& clock() const;
+    /// Whether the loop is being destroyed, and drops its tasks.
+    bool isEnding() const;
 
     /// Called with every std::exception that leaves a task or a descriptor's handler, after it was logged; empty by
     /// default. It must not throw. For programs that end over such an exception.

@@ -54,6 +54,17 @@ void takeVersion(const boost::json::object& values, const std::string& path, Rea
     reading.settings.appKitVersionNumber = value->to_number<double>();
 }
 
+void takeMode(const boost::json::object& values, const std::string& path, Reading& reading) {
+    const auto* value = values.if_contains("mode");
+    if (value == nullptr)
+        return;
+    const auto* name = value->if_string();
+    if (name == nullptr || (*name != "compatible" && *name != "managed"))
+        return reading.refuse(path, "mode", *value, R"("compatible" or "managed")");
+    reading.settings.mode =
+        *name == "managed" ? DeploymentSettings::Mode::Managed : DeploymentSettings::Mode::Compatible;
+}
+
 void takeStagingDirectory(const boost::json::object& values, const std::string& path, Reading& reading) {
     const auto* value = values.if_contains("stagingDirectory");
     if (value == nullptr)
@@ -94,6 +105,7 @@ std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vec
         if (const auto& values = std::get<0>(content)) {
             takeServiceHost(*values, path, reading);
             takeVersion(*values, path, reading);
+            takeMode(*values, path, reading);
             takeStagingDirectory(*values, path, reading);
             break;
         }
@@ -151,9 +163,11 @@ void DeploymentReader::read() {
             Log::write(complaint, Log::Priority::Error);
     }
     complaints_ = std::move(complaints);
-    // The front end is chosen by it once, when the service starts.
-    if (settings_)
+    // The service chooses its front end and its mode once, when it starts.
+    if (settings_) {
         settings.appKitVersionNumber = settings_->appKitVersionNumber;
+        settings.mode = settings_->mode;
+    }
     settings_ = std::move(settings);
 }
 

@@ -15,8 +15,8 @@ namespace Platform {
 /// first use. May be used on any thread.
 class DeploymentReader {
 public:
-    /// The settings as the files say now, or said earlier in the same turn of the loop; `appKitVersionNumber` stays as
-    /// it was first read.
+    /// The settings as the files say now, or said earlier in the same turn of the loop; `appKitVersionNumber` and
+    /// `mode` stay as they were first read.
     DeploymentSettings current();
 
 private:

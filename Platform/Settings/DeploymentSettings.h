@@ -19,12 +19,16 @@ struct DeploymentSettings {
     std::string serviceHost;
     /// The published release number.
     double appKitVersionNumber = 1343.0;
+    /// How the service treats failures: as the desktop application knows it, or for machines where nobody stands by.
+    /// "compatible" or "managed" in the file; another value is logged and counts as absent.
+    enum class Mode { Compatible, Managed };
+    Mode mode = Mode::Compatible;
     /// The folder in which files are staged for their upload, an absolute path; nil for the home directory. Another
     /// value is logged and counts as absent.
     std::optional<std::string> stagingDirectory = std::nullopt;
 
     /// The settings of this process as the files say now, or said earlier in the same turn of the loop;
-    /// `appKitVersionNumber` stays as it was first read. May be called from any thread.
+    /// `appKitVersionNumber` and `mode` stay as they were first read. May be called from any thread.
     static DeploymentSettings current();
 
     /// Whether `serviceHost` is a loopback name or address ("localhost", a name below it, 127.0.0.0/8, "[::1]";

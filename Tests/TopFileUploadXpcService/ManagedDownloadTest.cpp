@@ -1,0 +1,407 @@
+// What managed mode makes of an item: it is acknowledged when it is complete, in its place and durable, and never
+// before.
+
+#include "Platform/Files/Files.h"
+#include "TopFileUploadXpcService/ManagedFixture.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace Quenmark {
+
+namespace Files = Platform::Files;
+using TestSupport::Headers;
+
+class AManagedItem : public ManagedFixture {
+protected:
+    AManagedItem() { answerNothing(); }
+
+    /// The names in a folder, sorted.
+    static std::vector<std::string> namesIn(const std::string& folder) {
+        const auto names = Files::contentsOfDirectory(folder);
+        return std::get<0>(names);
+    }
+    /// The records of temporary files that there are.
+    std::vector<std::string> records() const {
+        const std::string folder = temporary(".records\\");
+        return Files::exists(folder) ? namesIn(folder) : std::vector<std::string>{};
+    }
+    /// Gets the first `partial` bytes of the item "\a.txt", whose content is "0123456789", and loses the connection.
+    void leavePartial(std::size_t partial) {
+        offer(R"(\\a.txt)");
+        const auto whole = HttpReply::ok("0123456789", fieldsOf("\\a.txt"));
+        server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 10 + partial).thenClose());
+        start();
+        ASSERT_TRUE(waitForFailure("transport -1005"));
+    }
+};
+
+TEST_P(AManagedItem, IsMadeWithTheFoldersThatAreMissing) {
+    enqueueItem(R"(\\A\\B\\c.txt)", "\\A\\B\\c.txt", "content");
+    start();
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_EQ(contentOf(placed("A/B/c.txt")), "content");
+    EXPECT_EQ(last(acknowledgeTarget).body,
+              "{\n  \"FileUploadID\" : \"12\",\n  \"FileName\" : \"\\\\A\\\\B\\\\c.txt\",\n"
+              "  \"ServerPath\" : \"C:\\\\up\\\\13\",\n  \"TransitUploadPath\" : \"t\\\\13\"\n}");
+    EXPECT_EQ(records(), std::vector<std::string>{});
+}
+
+TEST_P(AManagedItem, ReplacesTheFileThatIsThere) {
+    writeFile(placed("a.txt"), "a longer old content");
+    const auto old = Platform::FileState::at(placed("a.txt"));
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "new");
+    start();
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_EQ(contentOf(placed("a.txt")), "new");
+    EXPECT_FALSE(Platform::FileState::at(placed("a.txt"))->isSameFileAs(*old)) << "in one step, not in place";
+}
+
+TEST_P(AManagedItem, ReplacesALinkAndNotWhatItLeadsTo) {
+    writeFile(home_.path() + "/precious.txt", "precious");
+    ASSERT_EQ(::symlink((home_.path() + "/precious.txt").c_str(), placed("a.txt").c_str()), 0);
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "new");
+    start();
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_EQ(contentOf(placed("a.txt")), "new");
+    EXPECT_EQ(contentOf(home_.path() + "/precious.txt"), "precious");
+}
+
+TEST_P(AManagedItem, OfNoBytesBecomesAnEmptyFile) {
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "");
+    start();
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_EQ(contentOf(placed("a.txt")), "");
+    EXPECT_EQ(count(acknowledgeTarget), 1U);
+}
+
+TEST_P(AManagedItem, ThatIsAFolderIsMadeAndAcknowledged) {
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\A\\B)", "False")));
+    confirm();
+    start();
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_TRUE(Files::isDirectory(placed("A/B")));
+    EXPECT_EQ(count(acknowledgeTarget), 1U);
+    EXPECT_EQ(count(streamTarget), 0U);
+}
+
+TEST_P(AManagedItem, ContinuesAfterALostConnection) {
+    leavePartial(4);
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "456789");
+    confirm();
+    pass(2);
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_EQ(offsetOf(1), "4");
+    EXPECT_EQ(contentOf(placed("a.txt")), "0123456789");
+    EXPECT_EQ(records(), std::vector<std::string>{});
+}
+
+TEST_P(AManagedItem, ContinuesAfterAStartOfTheService) {
+    leavePartial(4);
+    restart();
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "456789");
+    confirm();
+    start();
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_EQ(offsetOf(1), "4");
+    EXPECT_EQ(contentOf(placed("a.txt")), "0123456789");
+}
+
+TEST_P(AManagedItem, DoesNotContinueThePartialFileOfAnotherItem) {
+    leavePartial(4);
+    server_.enqueue(pollTarget, HttpReply::json(R"({"FileName":"\\a.txt","FileUploadID":"99","IsFile":"True",)"
+                                                R"("ReturnStatus":"0"})"));
+    server_.enqueue(streamTarget, HttpReply::ok("another", fieldsOf("\\a.txt", "99")));
+    confirm();
+    pass(2);
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_EQ(offsetOf(1), "0");
+    EXPECT_EQ(contentOf(placed("a.txt")), "another");
+}
+
+TEST_P(AManagedItem, DoesNotContinueAPartialFileThatNamesNoItem) {
+    writeFile(temporary("a.txt"), "from somewhere");
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "new");
+    start();
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_EQ(offsetOf(0), "0");
+    EXPECT_EQ(contentOf(placed("a.txt")), "new");
+}
+
+TEST_P(AManagedItem, DoesNotContinueAFileThatTookThePlaceOfItsPartialFile) {
+    leavePartial(4);
+    writeFile(temporary("other"), "0123");
+    ASSERT_EQ(::rename(temporary("other").c_str(), temporary("a.txt").c_str()), 0);
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "0123456789");
+    confirm();
+    pass(2);
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_EQ(offsetOf(1), "0");
+    EXPECT_EQ(contentOf(placed("a.txt")), "0123456789");
+}
+
+TEST_P(AManagedItem, StartsAnewWhereItHasAnotherSizeNow) {
+    leavePartial(4);
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "45");
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "012345");
+    confirm();
+    pass(2);
+    ASSERT_TRUE(waitForFailure("bad response"));
+    EXPECT_FALSE(Files::exists(temporary("a.txt")));
+    pass(2);
+    pass(2);
+    ASSERT_TRUE(hasEnded(4));
+    EXPECT_EQ(offsetOf(2), "0");
+    EXPECT_EQ(contentOf(placed("a.txt")), "012345");
+}
+
+TEST_P(AManagedItem, OfAnotherIdentifierThanThePollsIsNotTaken) {
+    offer(R"(\\a.txt)");
+    server_.enqueue(streamTarget, HttpReply::ok("wrong", fieldsOf("\\a.txt", "13")));
+    offer(R"(\\a.txt)");
+    server_.enqueue(streamTarget, HttpReply::ok("wrong", {{"ReturnStatus", "0"}}));
+    start();
+    ASSERT_TRUE(waitForFailure("bad response"));
+    EXPECT_FALSE(Files::exists(temporary("a.txt"))) << "no byte is written";
+    pass(2);
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_FALSE(Files::exists(temporary("a.txt")));
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+TEST_P(AManagedItem, WhoseStreamSaysThatItIsAFolderIsNotTaken) {
+    offer(R"(\\a.txt)");
+    auto headers = fieldsOf("\\a.txt");
+    headers[1].second = "False";
+    server_.enqueue(streamTarget, HttpReply::ok("", headers));
+    start();
+    ASSERT_TRUE(waitForFailure("bad response"));
+    EXPECT_FALSE(Files::exists(placed("a.txt")));
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+TEST_P(AManagedItem, OfAnErrorPageIsNotTaken) {
+    offer(R"(\\a.txt)");
+    server_.enqueue(streamTarget, HttpReply::status(503, "please wait", fieldsOf("\\a.txt")));
+    start();
+    ASSERT_TRUE(waitForFailure("bad response"));
+    EXPECT_FALSE(Files::exists(temporary("a.txt")));
+}
+
+TEST_P(AManagedItem, IsOfferedAgainAfterAnyStatusOfItsStream) {
+    const std::vector<std::string> statuses = {"1", "2", "-1", "99", "7 "};
+    double wait = 2;
+    for (const auto& status : statuses) {
+        offer(R"(\\a.txt)");
+        server_.enqueue(streamTarget, HttpReply::ok("not the item", {{"ReturnStatus", status}}));
+    }
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "content");
+    start();
+    for (std::size_t poll = 1; poll <= statuses.size(); ++poll, wait *= 2) {
+        ASSERT_TRUE(hasEnded(poll));
+        expectPollAfter(wait, poll + 1);
+    }
+    ASSERT_TRUE(hasEnded(statuses.size() + 2));
+    EXPECT_TRUE(log_.contains("status 1; the next attempt follows in 2 s"));
+    EXPECT_TRUE(log_.contains("status 2; the next attempt follows in 4 s"));
+    EXPECT_EQ(contentOf(placed("a.txt")), "content");
+}
+
+TEST_P(AManagedItem, GivesAPartialFileUpThatTheServerRefusesThreeTimes) {
+    leavePartial(4);
+    for (int time = 0; time < 3; ++time) {
+        offer(R"(\\a.txt)");
+        server_.enqueue(streamTarget, HttpReply::ok("", {{"ReturnStatus", "2"}}));
+    }
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "0123456789");
+    confirm();
+    double wait = 2;
+    for (std::size_t poll = 1; poll <= 4; ++poll, wait *= 2) {
+        ASSERT_TRUE(hasEnded(poll));
+        expectPollAfter(wait, poll + 1);
+    }
+    ASSERT_TRUE(hasEnded(6));
+    EXPECT_EQ(offsetOf(3), "4");
+    EXPECT_EQ(offsetOf(4), "0");
+    EXPECT_EQ(contentOf(placed("a.txt")), "0123456789");
+}
+
+TEST_P(AManagedItem, IsAcknowledgedAgainWithoutADownloadWhereTheAcknowledgementWasLost) {
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "content");
+    server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
+    offer(R"(\\a.txt)");
+    server_.enqueue(acknowledgeTarget, HttpReply::json("[]"));
+    offer(R"(\\a.txt)");
+    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"5"})"));
+    offer(R"(\\a.txt)");
+    confirm();
+    start();
+    ASSERT_TRUE(waitForFailure("acknowledgement failed"));
+    EXPECT_EQ(contentOf(placed("a.txt")), "content");
+    expectPollAfter(2, 2);
+    ASSERT_TRUE(hasEnded(2));
+    expectPollAfter(4, 3);
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_TRUE(log_.contains("acknowledgement refused 5; the next attempt follows in 8 s"));
+    expectPollAfter(8, 4);
+    ASSERT_TRUE(hasEnded(5));
+    EXPECT_EQ(count(streamTarget), 1U);
+    EXPECT_EQ(count(acknowledgeTarget), 4U);
+    EXPECT_EQ(records(), std::vector<std::string>{});
+}
+
+TEST_P(AManagedItem, IsAcknowledgedAgainAfterAStartOfTheService) {
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "content");
+    server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
+    start();
+    ASSERT_TRUE(waitForFailure("acknowledgement failed"));
+    restart();
+    offer(R"(\\a.txt)");
+    confirm();
+    start();
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_EQ(count(streamTarget), 1U);
+    EXPECT_EQ(count(acknowledgeTarget), 2U);
+}
+
+TEST_P(AManagedItem, IsFetchedAgainWhereItIsNotWhatWasPlacedAnyMore) {
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "content");
+    server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
+    start();
+    ASSERT_TRUE(waitForFailure("acknowledgement failed"));
+    std::ofstream(placed("a.txt"), std::ios::app) << "x";
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "content");
+    pass(2);
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_EQ(count(streamTarget), 2U);
+    EXPECT_EQ(contentOf(placed("a.txt")), "content");
+}
+
+TEST_P(AManagedItem, ThatCannotBePlacedWaitsAndIsNotFetchedAgain) {
+    Files::createDirectory(placed("a.txt"));
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "content");
+    offer(R"(\\a.txt)");
+    offer(R"(\\a.txt)");
+    start();
+    ASSERT_TRUE(waitForFailure("folder in the way"));
+    EXPECT_EQ(contentOf(temporary("a.txt")), "content");
+    expectPollAfter(2, 2);
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+    std::filesystem::remove(placed("a.txt"));
+    expectPollAfter(4, 3);
+    ASSERT_TRUE(hasEnded(4));
+    EXPECT_EQ(contentOf(placed("a.txt")), "content");
+    EXPECT_EQ(count(streamTarget), 1U);
+    EXPECT_EQ(count(acknowledgeTarget), 1U);
+}
+
+TEST_P(AManagedItem, IsBlockedByAFileInThePlaceOfAFolder) {
+    writeFile(placed("A"), "a file");
+    offer(R"(\\A\\b.txt)");
+    stream("\\A\\b.txt", "content");
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\A)", "False")));
+    start();
+    ASSERT_TRUE(waitForFailure("file in the way"));
+    pass(2);
+    ASSERT_TRUE(hasEnded(2));
+    EXPECT_TRUE(log_.contains("file in the way; the next attempt follows in 4 s"));
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+    EXPECT_EQ(contentOf(placed("A")), "a file");
+}
+
+TEST_P(AManagedItem, IsBlockedWhereTheFolderOfTheUserIsMissing) {
+    const std::string missing = home_.path() + "/disk";
+    setPreferences(R"({"computerIdKey":"7","quenmarkPathKey":")" + missing + "\"}");
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "content");
+    start();
+    ASSERT_TRUE(waitForFailure("not writable: " + missing));
+    EXPECT_FALSE(Files::exists(missing));
+    Files::createDirectory(missing);
+    offer(R"(\\a.txt)");
+    confirm();
+    pass(2);
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_EQ(contentOf(missing + "/Quenmark/a.txt"), "content");
+    EXPECT_EQ(count(streamTarget), 1U);
+}
+
+TEST_P(AManagedItem, IsBlockedWhereNoFolderOfTheUserIsSet) {
+    setPreferences(R"({"computerIdKey":"7"})");
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "content");
+    start();
+    ASSERT_TRUE(waitForFailure("not writable: (null)"));
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+TEST_P(AManagedItem, IsBlockedWhereTheTemporaryAreaIsALink) {
+    Files::createDirectory(temp_.path() + "/elsewhere");
+    ASSERT_EQ(::symlink((temp_.path() + "/elsewhere").c_str(), (temp_.path() + "/QuenmarkTemp").c_str()), 0);
+    offer(R"(\\a.txt)");
+    stream("\\a.txt", "content");
+    start();
+    ASSERT_TRUE(waitForFailure("not writable: " + temp_.path() + "/QuenmarkTemp"));
+    EXPECT_EQ(namesIn(temp_.path() + "/elsewhere"), std::vector<std::string>{});
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+TEST_P(AManagedItem, WhoseNameLeavesTheFolderIsNotAskedFor) {
+    const std::vector<std::string> names = {
+        R"(\\..\\a.txt)", R"(\\A\\..\\a.txt)", R"(\\.\\a.txt)", R"(\\A\\\\a.txt)", R"(\\A\\)",     R"(\\)",
+        R"(a.txt)",       R"(A\\a.txt)",       R"()",           R"(\\a\u0000b)",   R"(/../a.txt)", R"(\\A/../a.txt)"};
+    double wait = 2;
+    for (const auto& name : names)
+        offer(name);
+    start();
+    for (std::size_t poll = 1; poll <= names.size(); ++poll, wait = std::min(wait * 2, 300.0)) {
+        ASSERT_TRUE(hasEnded(poll));
+        EXPECT_TRUE(
+            log_.contains("name leaves the folder; the next attempt follows in " + std::to_string(int(wait)) + " s"))
+            << names[poll - 1];
+        expectPollAfter(wait, poll + 1);
+    }
+    EXPECT_EQ(count(streamTarget), 0U);
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+TEST_P(AManagedItem, WhoseStreamNamesAPlaceOutsideTheFolderIsNotTaken) {
+    for (const char* name : {"\\..\\a.txt", "a.txt", ""}) {
+        offer(R"(\\a.txt)");
+        stream(name, "content");
+    }
+    start();
+    ASSERT_TRUE(hasEnded(1));
+    expectPollAfter(2, 2);
+    ASSERT_TRUE(hasEnded(2));
+    expectPollAfter(4, 3);
+    ASSERT_TRUE(hasEnded(3));
+    EXPECT_TRUE(log_.contains("name leaves the folder; the next attempt follows in 8 s"));
+    EXPECT_FALSE(Files::exists(temporary("a.txt")));
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+TEST_P(AManagedItem, OfNoKnownKindIsABadResponse) {
+    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\a.txt)", "maybe")));
+    start();
+    ASSERT_TRUE(waitForFailure("bad response"));
+    EXPECT_FALSE(Files::exists(placed("a.txt")));
+    EXPECT_EQ(count(acknowledgeTarget), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Transports, AManagedItem, ::testing::Values(1343.0, 1138.6), transportName);
+
+} // namespace Quenmark

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "TopFileUploadXpcService/EngineFixture.h"
+#include "TopFileUploadXpcService/ManagedPolicy.h"
+
+namespace Quenmark {
+
+/// An engine of managed mode, whose waits have no jitter, on either transport.
+class ManagedFixture : public EngineFixture, public ::testing::WithParamInterface<double> {
+protected:
+    using HttpReply = TestSupport::HttpReply;
+
+    static constexpr const char* confirmed = R"({"ReturnStatus":"0"})";
+
+    ManagedFixture() {
+        setRelease(GetParam());
+        restart();
+    }
+
+    /// A new engine in the place of the old one, as after a start of the service.
+    void restart() {
+        engine_ = std::make_shared<TopFileUploadXpcService>(
+            context_, std::make_unique<ManagedPolicy>(context_.network(), [] { return 0.0; }));
+    }
+    /// The header fields of a good stream of the file `name`, of the item that `item` describes.
+    static TestSupport::Headers fieldsOf(std::string_view name, std::string_view fileUploadID = "12") {
+        auto headers = streamHeaders(name);
+        for (auto& [field, value] : headers) {
+            if (field == "FileUploadID")
+                value = fileUploadID;
+        }
+        return headers;
+    }
+    void offer(std::string_view jsonName) { server_.enqueue(pollTarget, HttpReply::json(item(jsonName))); }
+    void stream(std::string_view name, std::string_view content) {
+        server_.enqueue(streamTarget, HttpReply::ok(content, fieldsOf(name)));
+    }
+    void confirm() { server_.enqueue(acknowledgeTarget, HttpReply::json(confirmed)); }
+    /// Scripts one item whole.
+    void enqueueItem(std::string_view jsonName, std::string_view name, std::string_view content) {
+        offer(jsonName);
+        stream(name, content);
+        confirm();
+    }
+    /// Everything that nothing was enqueued for finds no item.
+    void answerNothing() {
+        server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    }
+
+    /// Moves the clock by that many seconds, and lets what is due then run.
+    void pass(double seconds) {
+        clock_.advance(std::chrono::duration_cast<Platform::Duration>(std::chrono::duration<double>(seconds)));
+        loop_.runOnce(std::chrono::seconds(0));
+    }
+    /// Asserts that the next poll, the one of that number, is sent `seconds` after the last event, and not before.
+    void expectPollAfter(double seconds, std::size_t number);
+    /// Waits until an attempt has failed for that reason.
+    bool waitForFailure(const std::string& reason);
+    bool hasEnded(std::size_t poll) {
+        return runUntil([&] { return count(pollTarget) == poll && probe().gateIsOpen(); });
+    }
+    EngineProbe probe() { return EngineProbe(*engine_); }
+    /// The offset of the stream request of that number, from 0.
+    std::string offsetOf(std::size_t number) const;
+};
+
+inline std::string transportName(const ::testing::TestParamInfo<double>& parameter) {
+    return parameter.param == 1343.0 ? "Session" : "Connection";
+}
+
+} // namespace Quenmark

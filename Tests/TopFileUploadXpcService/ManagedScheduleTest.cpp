@@ -1,0 +1,186 @@
+// When managed mode asks the web service: between idle passes, after an item, after failures, and when it is called.
+
+#include "TopFileUploadXpcService/ManagedFixture.h"
+
+namespace Quenmark {
+
+class AManagedEngine : public ManagedFixture {};
+
+TEST_P(AManagedEngine, AsksEveryTwoSecondsWhileThereIsNothing) {
+    answerNothing();
+    start();
+    for (std::size_t poll = 1; poll < 5; ++poll) {
+        ASSERT_TRUE(hasEnded(poll));
+        expectPollAfter(2, poll + 1);
+    }
+}
+
+TEST_P(AManagedEngine, AsksAtOnceAfterAnAcknowledgedItem) {
+    answerNothing();
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "one");
+    enqueueItem(R"(\\b.txt)", "\\b.txt", "two");
+    start();
+    ASSERT_TRUE(hasEnded(3)) << "without a move of the clock";
+    EXPECT_EQ(contentOf(placed("a.txt")), "one");
+    EXPECT_EQ(contentOf(placed("b.txt")), "two");
+    expectPollAfter(2, 4);
+}
+
+TEST_P(AManagedEngine, WaitsLongerAfterEachFailureInARow) {
+    server_.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
+    start();
+    std::size_t poll = 1;
+    for (const double wait : {2, 4, 8, 16, 32, 64, 128, 256, 300, 300}) {
+        ASSERT_TRUE(hasEnded(poll));
+        EXPECT_EQ(log_.count("transport -1005; the next attempt follows in " + std::to_string(int(wait)) + " s"),
+                  wait == 300 ? poll - 8 : 1U);
+        expectPollAfter(wait, ++poll);
+    }
+}
+
+TEST_P(AManagedEngine, CountsFailuresAnewAfterAPollThatFoundNothing) {
+    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    server_.enqueue(pollTarget, HttpReply::json(nothing));
+    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    answerNothing();
+    start();
+    ASSERT_TRUE(hasEnded(1));
+    expectPollAfter(2, 2);
+    ASSERT_TRUE(hasEnded(2));
+    expectPollAfter(4, 3);
+    ASSERT_TRUE(hasEnded(3));
+    expectPollAfter(2, 4);
+    ASSERT_TRUE(hasEnded(4));
+    expectPollAfter(2, 5);
+}
+
+TEST_P(AManagedEngine, CountsFailuresAnewAfterAnAcknowledgedItem) {
+    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    enqueueItem(R"(\\a.txt)", "\\a.txt", "one");
+    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    answerNothing();
+    start();
+    ASSERT_TRUE(hasEnded(1));
+    expectPollAfter(2, 2);
+    ASSERT_TRUE(hasEnded(3));
+    expectPollAfter(2, 4);
+}
+
+TEST_P(AManagedEngine, AsksAtOnceWhenItIsCalledDuringAWait) {
+    server_.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
+    start();
+    for (std::size_t poll = 1; poll < 5; ++poll) {
+        ASSERT_TRUE(hasEnded(poll));
+        start();
+        ASSERT_TRUE(waitFor(pollTarget, poll + 1));
+    }
+    ASSERT_TRUE(hasEnded(5));
+    EXPECT_TRUE(log_.contains("transport -1005; the next attempt follows in 32 s")) << "a call is no success";
+    expectPollAfter(32, 6);
+}
+
+TEST_P(AManagedEngine, AsksOnceMoreWhenItIsCalledDuringAnAttempt) {
+    server_.enqueue(pollTarget, HttpReply::silence());
+    answerNothing();
+    start();
+    ASSERT_TRUE(waitFor(pollTarget));
+    start();
+    start();
+    server_.send(last(pollTarget).connection, HttpReply::json(nothing).bytes());
+    ASSERT_TRUE(hasEnded(2)) << "one poll, without a move of the clock";
+    expectPollAfter(2, 3);
+}
+
+TEST_P(AManagedEngine, HasOneChainOfPassesHoweverOftenItIsCalled) {
+    answerNothing();
+    for (int call = 0; call < 10; ++call)
+        start();
+    ASSERT_TRUE(runUntil([&] { return count(pollTarget) == 2 && probe().gateIsOpen(); }));
+    expectPollAfter(2, 3);
+    ASSERT_TRUE(hasEnded(3));
+    expectPollAfter(2, 4);
+}
+
+TEST_P(AManagedEngine, LooksForTheNetworkEveryTwoSecondsAndSendsNothingWithoutIt) {
+    answerNothing();
+    flags_ = 0;
+    start();
+    for (std::size_t passes = 1; passes < 4; ++passes) {
+        EXPECT_EQ(log_.count("connection not availble........"), passes);
+        pass(2);
+    }
+    EXPECT_EQ(server_.requests().size(), 0U);
+    flags_ = 0x2;
+    pass(2);
+    EXPECT_TRUE(waitFor(pollTarget));
+}
+
+TEST_P(AManagedEngine, AsksAsSoonAsTheIdentifierOfTheComputerIsSet) {
+    answerNothing();
+    setPreferences("{}");
+    start();
+    pass(2);
+    EXPECT_EQ(count(pollTarget), 0U);
+    setPreferences(usualPreferences());
+    pass(2);
+    EXPECT_TRUE(waitFor(pollTarget));
+}
+
+TEST_P(AManagedEngine, AsksSoonAfterASuspend) {
+    server_.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
+    start();
+    for (std::size_t poll = 1; poll < 6; ++poll) {
+        ASSERT_TRUE(hasEnded(poll));
+        start();
+        ASSERT_TRUE(waitFor(pollTarget, poll + 1));
+    }
+    ASSERT_TRUE(hasEnded(6)) << "a wait of 64 seconds";
+    pass(1);
+    EXPECT_EQ(questions(), 6U);
+    clock_.suspend(std::chrono::seconds(20));
+    pass(1);
+    EXPECT_EQ(questions(), 7U);
+    EXPECT_TRUE(waitFor(pollTarget, 7));
+}
+
+TEST_P(AManagedEngine, GoesOnAfterAnyResponseOfAPoll) {
+    const std::vector<HttpReply> replies = {HttpReply::json("[]"),
+                                            HttpReply::json("{}"),
+                                            HttpReply::json(R"({"ReturnStatus":null})"),
+                                            HttpReply::json(R"({"ReturnStatus":[0]})"),
+                                            HttpReply::ok("no JSON"),
+                                            HttpReply::ok(""),
+                                            HttpReply::status(500, "error"),
+                                            HttpReply::raw("no HTTP\r\n\r\n").thenClose()};
+    for (const auto& reply : replies)
+        server_.enqueue(pollTarget, reply);
+    answerNothing();
+    start();
+    double wait = 2;
+    for (std::size_t poll = 1; poll <= replies.size(); ++poll, wait = std::min(wait * 2, 300.0)) {
+        ASSERT_TRUE(hasEnded(poll)) << replies[poll - 1].bytes();
+        expectPollAfter(wait, poll + 1);
+    }
+    ASSERT_TRUE(hasEnded(replies.size() + 1));
+    expectPollAfter(2, replies.size() + 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Transports, AManagedEngine, ::testing::Values(1343.0, 1138.6), transportName);
+
+TEST(TheWaitAfterFailures, DoublesUpToThreeHundredSecondsWithATenthOfJitter) {
+    const auto seconds = [](int count, double jitter) {
+        return std::chrono::duration<double>(ManagedPolicy::waitAfterFailures(count, jitter)).count();
+    };
+    EXPECT_DOUBLE_EQ(seconds(1, 0), 2);
+    EXPECT_DOUBLE_EQ(seconds(2, 0), 4);
+    EXPECT_DOUBLE_EQ(seconds(8, 0), 256);
+    EXPECT_DOUBLE_EQ(seconds(9, 0), 300);
+    EXPECT_DOUBLE_EQ(seconds(1'000'000'000, 0), 300);
+    EXPECT_DOUBLE_EQ(seconds(1, 1), 2.2);
+    EXPECT_DOUBLE_EQ(seconds(3, -1), 7.2);
+    EXPECT_DOUBLE_EQ(seconds(9, -1), 270);
+    EXPECT_DOUBLE_EQ(seconds(9, 1), 300);
+}
+
+} // namespace Quenmark
