@@ -12,7 +12,7 @@ namespace Platform {
 
 namespace {
 
-/// Longer texts end in "..."; no log entry has use for more, and an answer may be of any size.
+/// Longer texts end in "..."; no log entry has use for more, and a response may be of any size.
 constexpr std::size_t maximumLength = 128 << 10;
 
 /// With as many digits as always come back from a double, and an exponent only where the number calls for one.

@@ -59,7 +59,9 @@ private:
         if (!request.url)
             return fail(ExitStatus::Usage, "\"" + server_ + "\" is no host with an optional port");
         auto handler = [this](const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,
-                              const std::optional<Error>& error) { guarded([&] { answered(data, response, error); }); };
+                              const std::optional<Error>& error) {
+            guarded([&] { responseReceived(data, response, error); });
+        };
         if (shipment.isFolder) {
             request.httpBody = Data();
             session_->dataTaskWithRequest(std::move(request), handler)->resume();
@@ -69,8 +71,8 @@ private:
         }
     }
 
-    void answered(const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,
-                  const std::optional<Error>& error) {
+    void responseReceived(const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,
+                          const std::optional<Error>& error) {
         const auto& shipment = shipments_[next_];
         if (error)
             return fail(statusOf(error->code), shipment.name + ": " + error->localizedDescription);

@@ -43,7 +43,7 @@ double cpuSeconds(int process) {
     return nanoseconds / 1e9;
 }
 
-/// When each request was answered, in seconds, in order.
+/// When each request got its response, in seconds, in order.
 std::vector<double> timesIn(const std::string& log) {
     std::vector<double> times;
     std::ifstream file(log);
@@ -127,11 +127,12 @@ int main(int argc, char** argv) {
     }
     std::ranges::sort(looks, {}, &Figures::cpuMilliseconds);
     const Figures among = looks[looks.size() / 2];
-    const Figures crowd = Run(log, many).measure();
-    print(many, crowd);
+    const Figures largest = Run(log, many).measure();
+    print(many, largest);
     std::printf("CPU an engine    %.2f of that among %zu (at most 1.1)\n",
-                crowd.cpuMilliseconds / among.cpuMilliseconds, few);
-    std::printf("memory an engine %.2f of that among %zu (at most 1.1)\n", crowd.residentKib / among.residentKib, few);
-    std::printf("the latest pass  %.2f s late (at most 1)\n", crowd.latest);
+                largest.cpuMilliseconds / among.cpuMilliseconds, few);
+    std::printf("memory an engine %.2f of that among %zu (at most 1.1)\n", largest.residentKib / among.residentKib,
+                few);
+    std::printf("the latest pass  %.2f s late (at most 1)\n", largest.latest);
     return 0;
 }

@@ -25,7 +25,7 @@
 namespace {
 
 long wakeups = 0;
-long answers = 0;
+long responses = 0;
 
 } // namespace
 
@@ -66,18 +66,18 @@ int main(int argc, char** argv) {
         "    location / { default_type application/json; return 200 '{\"ReturnStatus\":\"1\"}'; }");
     const Benchmarks::Settings settings(nginx.host());
     Platform::Memory::keepSmall();
-    Platform::Log::setSink([](std::string_view entry) { answers += entry.starts_with("response "); });
+    Platform::Log::setSink([](std::string_view entry) { responses += entry.starts_with("response "); });
     Platform::ManualClock clock;
     Platform::RunLoop loop(clock);
     const auto engine = std::make_shared<Quenmark::TopFileUploadXpcService>();
     engine->GetTopFileUpload();
 
     const auto runUpTo = [&](long pass) {
-        while (answers < pass) {
-            const long before = answers;
+        while (responses < pass) {
+            const long before = responses;
             clock.advance(std::chrono::seconds(2));
-            if (!loop.runUntil([&] { return answers > before; })) {
-                std::fprintf(stderr, "pass %ld got no answer\n", before);
+            if (!loop.runUntil([&] { return responses > before; })) {
+                std::fprintf(stderr, "pass %ld got no response\n", before);
                 std::exit(70);
             }
         }

@@ -110,7 +110,7 @@ int bareLoop(const char* port, const char* target, const char* path) {
         return 1;
     const int file = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     std::vector<char> buffer(1 << 20);
-    // The head goes into the file as well; it weighs nothing.
+    // The headers go into the file as well; they are short.
     for (ssize_t count = 0; (count = ::recv(connection, buffer.data(), buffer.size(), 0)) > 0;) {
         if (::write(file, buffer.data(), static_cast<std::size_t>(count)) != count)
             return 1;
@@ -240,7 +240,7 @@ bool run(const Plan& plan, const char* pages) {
             round.at(peer) = measure(processors.peers, commands.at(peer));
             if (peer == Engine)
                 fs::rename(settings.placed("item"), target);
-            // The bare loop keeps the answer's head in the file.
+            // The bare loop keeps the response's headers in the file.
             if (fs::file_size(target) < static_cast<std::uintmax_t>(plan.mebibytes) << 20)
                 throw std::runtime_error("the item is not whole");
             fs::remove(target);

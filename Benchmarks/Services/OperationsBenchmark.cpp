@@ -1,6 +1,6 @@
 // Operations per second through the facade, one after the other, beside a loop of libcurl's easy interface that makes
-// the same exchange with the same server, which is nginx with a fixed answer, and then the development web service; and
-// the memory that 100,000 operations take. The log's entries are made and dropped.
+// the same exchange with the same server, which is nginx with a fixed response, and then the development web service;
+// and the memory that 100,000 operations take. The log's entries are made and dropped.
 
 #include "PairedRuns.h"
 #include "Platform/Log.h"
@@ -27,7 +27,7 @@
 
 namespace {
 
-constexpr const char* answer = R"({"ReturnStatus": "1", "FileName": "Report.pdf", "error": {"ErrorCode": "0"}})";
+constexpr const char* response = R"({"ReturnStatus": "1", "FileName": "Report.pdf", "error": {"ErrorCode": "0"}})";
 constexpr const char* path = "/QuenmarkRestService/Uploads.svc/GetTopFileUpload";
 constexpr const char* body = "{\n  \"ToComputerID\" : \"91\"\n}";
 constexpr std::size_t operationsPerRun = 2'000;
@@ -91,10 +91,10 @@ public:
 
     void run(std::size_t count) {
         for (; count > 0; --count)
-            require(bringsItem(), "an answer without the item");
+            require(bringsItem(), "a response without the item");
     }
 
-    /// Exchanges until the answer names the item, which a service may have to find first.
+    /// Exchanges until the response names the item, which a service may have to find first.
     void awaitItem() {
         while (!bringsItem()) {
         }
@@ -155,7 +155,7 @@ int main() try {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     Platform::Log::setSink([](std::string_view) {});
     const Benchmarks::Nginx nginx("    default_type application/json;\n    location / { return 200 '" +
-                                  std::string(answer) + "'; }\n");
+                                  std::string(response) + "'; }\n");
     const TestSupport::TemporaryDirectory folder;
     folder.write("outbox/91/Report.pdf", "x");
     const webservice::test::ServiceProcess service(folder.path());

@@ -1,5 +1,5 @@
-// A sharing answer of 100,000 items: bytes to record, beside the bare parse of the same bytes by Boost.JSON. Both times
-// include letting go of what was made.
+// A sharing response of 100,000 items: bytes to record, beside the bare parse of the same bytes by Boost.JSON. Both
+// times include letting go of what was made.
 
 #include "PairedRuns.h"
 #include "Platform/Json.h"
@@ -19,7 +19,7 @@ constexpr std::size_t items = 100'000;
 constexpr std::size_t pairs = 15;
 constexpr double target = 1.3;
 
-std::string sharingAnswer() {
+std::string sharingResponse() {
     std::string text = R"({"FileToTransfer": [)";
     for (std::size_t item = 0; item < items; ++item) {
         const std::string number = std::to_string(item);
@@ -44,9 +44,9 @@ void require(bool condition, const char* what) {
 
 void decodeRecord(const std::string& text) {
     auto parsed = Platform::Json::parse(text);
-    auto* answer = std::get_if<boost::json::value>(&parsed);
-    require(answer != nullptr, "the answer is not read");
-    const auto record = Quenmark::DataParser::parseGetSharedFilesTransferDataResponseData(std::move(*answer));
+    auto* response = std::get_if<boost::json::value>(&parsed);
+    require(response != nullptr, "the response is not read");
+    const auto record = Quenmark::DataParser::parseGetSharedFilesTransferDataResponseData(std::move(*response));
     require(record.fileToTransferArray.size() == items && record.fileToTransferArray.back().xmlFileId->is_null(),
             "the record is not complete");
 }
@@ -59,10 +59,10 @@ void parseBare(const std::string& text) {
 } // namespace
 
 int main() {
-    const std::string text = sharingAnswer();
+    const std::string text = sharingResponse();
     const auto result = PairedRuns::measure(
         pairs, [&] { decodeRecord(text); }, [&] { parseBare(text); });
-    std::printf("A sharing answer of %zu items, %.1f MB, median of %zu pairs\n", items,
+    std::printf("A sharing response of %zu items, %.1f MB, median of %zu pairs\n", items,
                 static_cast<double>(text.size()) / 1e6, pairs);
     std::printf("  bytes to record   %7.1f ms\n  bare parse        %7.1f ms\n", result.ours * 1e3, result.peers * 1e3);
     std::printf("  record : parse    %7.3f    (at most %.1f)\n", result.ratio, target);

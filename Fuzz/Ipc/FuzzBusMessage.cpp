@@ -235,7 +235,7 @@ void convertsSteadily(const Value& value) {
     const auto object = objectWithXPCObject(value);
     if (!object)
         return;
-    // Once through, false is a double, and what has no object is gone.
+    // Once through, false is a double, and what has no object is dropped.
     const auto once = newXPCObject(*object);
     require(once.has_value(), "an object has no value");
     const auto twice = newXPCObject(*objectWithXPCObject(*once));

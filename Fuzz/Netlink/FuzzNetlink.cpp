@@ -1,7 +1,7 @@
-// Any bytes as the answer of the kernel's routing socket: messages, cut short, with wrong lengths or from somebody
+// Any bytes as the reply of the kernel's routing socket: messages, cut short, with wrong lengths or from somebody
 // else, are read as links and routes or passed over.
 //
-// The first byte of the input says by its lowest bit whether the answer is a dump. Datagrams follow, each behind its
+// The first byte of the input says by its lowest bit whether the reply is a dump. Datagrams follow, each behind its
 // length in two bytes, the lower one first; the last may be cut short. The question has the number 1.
 
 #include "Platform/Network/RouteMessages.h"
@@ -39,7 +39,7 @@ std::vector<Bytes> datagramsOf(Bytes input) {
     return datagrams;
 }
 
-/// Everything that an answer says.
+/// Everything that a reply says.
 struct Outcome {
     bool ended = false;
     int error = 0;
@@ -56,12 +56,12 @@ bool lieIn(Bytes part, Bytes whole) {
     return part.empty() || (part.data() >= whole.data() && part.data() + part.size() <= whole.data() + whole.size());
 }
 
-Outcome readAnswer(const std::vector<Bytes>& datagrams, bool isDump) {
+Outcome readReply(const std::vector<Bytes>& datagrams, bool isDump) {
     Outcome outcome;
     Bytes current;
     Netlink::ReplyReader reader(number, isDump, [&](std::uint16_t type, Bytes payload) {
         require(lieIn(payload, current), "a payload reaches out of its datagram");
-        require(isDump || outcome.messages == 0, "an answer that is no dump has two messages");
+        require(isDump || outcome.messages == 0, "a reply that is no dump has two messages");
         ++outcome.messages;
         outcome.isUp = RouteMessages::isLinkUp(type, payload);
         RouteMessages::addLinksOfDefaultRoute(type, payload, outcome.links);
@@ -77,7 +77,7 @@ Outcome readAnswer(const std::vector<Bytes>& datagrams, bool isDump) {
         bytes += datagram.size();
     }
     require(reader.error() >= 0, "an error is negative");
-    require(reader.error() == 0 || reader.ended(), "an error does not end the answer");
+    require(reader.error() == 0 || reader.ended(), "an error does not end the reply");
     require(outcome.messages * sizeof(nlmsghdr) <= bytes, "there are more messages than bytes for them");
     require(outcome.links.size() * sizeof(int) <= bytes, "there are more links than bytes for them");
     outcome.ended = reader.ended();
@@ -93,13 +93,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t siz
         return 0;
     const auto datagrams = datagramsOf(std::as_bytes(std::span(input + 1, size - 1)));
     const bool isDump = (input[0] & 1U) != 0;
-    const Outcome outcome = readAnswer(datagrams, isDump);
+    const Outcome outcome = readReply(datagrams, isDump);
 
     // The same bytes at the end of memory of their own, where a step too far is noticed, say the same.
     std::vector<std::vector<std::byte>> copies;
     for (const Bytes datagram : datagrams)
         copies.emplace_back(datagram.begin(), datagram.end());
     std::vector<Bytes> again(copies.begin(), copies.end());
-    require(readAnswer(again, isDump) == outcome, "the same answer says something else");
+    require(readReply(again, isDump) == outcome, "the same reply says something else");
     return 0;
 }

@@ -1,5 +1,5 @@
 // Any JSON, or what is none, as the body of every operation of the development web service, several in a row on a real
-// database: each is answered in its form, and the state stays consistent.
+// database: each gets a response in its form, and the state stays consistent.
 //
 // An input has a request a line: a byte that selects the operation, and the body. For the content of a requested file
 // the line is its "FilePath". Everything happens in a transaction that is rolled back at the end, so that every input
@@ -45,8 +45,8 @@ std::string headerOf(const Response& response, std::string_view name) {
     return "";
 }
 
-bool hasStatus(const boost::json::value& answer) {
-    const auto* object = answer.if_object();
+bool hasStatus(const boost::json::value& response) {
+    const auto* object = response.if_object();
     const auto* status = object != nullptr ? object->if_contains("ReturnStatus") : nullptr;
     return status != nullptr && (*status == "0" || *status == "1");
 }
@@ -60,14 +60,14 @@ void checkResponse(const Operation& operation, const Response& response) {
         return;
     }
     boost::json::error_code error;
-    const boost::json::value answer = boost::json::parse(response.body, error);
-    require(!error, operation.path, "the answer is not JSON");
-    if (const auto* list = answer.if_array()) {
+    const boost::json::value response = boost::json::parse(response.body, error);
+    require(!error, operation.path, "the response is not JSON");
+    if (const auto* list = response.if_array()) {
         for (const boost::json::value& entry : *list) {
             require(hasStatus(entry), operation.path, "an entry has no \"ReturnStatus\"");
         }
     } else {
-        require(hasStatus(answer), operation.path, "the answer has no \"ReturnStatus\"");
+        require(hasStatus(response), operation.path, "the response has no \"ReturnStatus\"");
     }
 }
 
@@ -142,7 +142,7 @@ private:
         checkNone("the uploads are counted wrongly",
                   "SELECT 1 FROM upload_counts AS c WHERE count <> "
                   "(SELECT count(*) FROM uploads WHERE computer = c.computer AND state = c.state)");
-        checkNone("a request waits for the content of a file that is gone",
+        checkNone("a request waits for the content of a file that does not exist",
                   "SELECT 1 FROM requests JOIN files ON files.id = file WHERE state = 'waiting' AND NOT present");
         checkNone("a request has another computer than its file",
                   "SELECT 1 FROM requests JOIN files ON files.id = file WHERE requests.computer IS NOT files.computer");

@@ -1,5 +1,5 @@
 // Any bytes as a path in the outbox, as a computer's own path and as the target of a PUT: what is taken stays inside
-// the computer's folder, can be told on the wire, and is found again from its wire name.
+// the computer's folder, can be sent on the wire, and is found again from its wire name.
 
 #include "WebService/Common/RequestError.h"
 #include "WebService/Common/WireName.h"
@@ -30,7 +30,7 @@ void checkPath(const std::string& path) {
 }
 
 void checkName(const std::string& name) {
-    require(name.starts_with('\\') && webservice::isUtf8(name), "a name cannot be told");
+    require(name.starts_with('\\') && webservice::isUtf8(name), "a name cannot be sent");
     for (const char c : name) {
         const auto byte = static_cast<unsigned char>(c);
         require(byte >= 0x20 && byte != 0x7f && c != '/', "a name cannot stand in a header field");
@@ -60,7 +60,7 @@ void checkTarget(std::string_view text) {
     try {
         const auto target = webservice::parsePushTarget("/outbox/" + std::string(text));
         require(webservice::isExpressible(target.computer), "a computer cannot be a folder");
-        require(target.isFolder == text.ends_with('/'), "a file is taken for a folder");
+        require(target.isFolder == text.ends_with('/'), "a file is treated as a folder");
         const auto name = webservice::wireName(target.path);
         require(name.has_value(), "a target has no name");
         checkName(*name);

@@ -174,20 +174,20 @@ int takeResponse(std::string_view& bytes, bool isToHead) {
     return static_cast<int>(status);
 }
 
-// What is malformed is answered, but at most once: its connection ends.
+// What is malformed gets a response, but at most one: its connection ends.
 void checkResponses(std::string_view bytes, const std::vector<std::string>& methods, std::string_view sent) {
     require(bytes.empty() || !sent.empty(), "a response to nothing");
-    std::size_t answered = 0;
+    std::size_t responses = 0;
     std::size_t continued = 0;
     while (!bytes.empty()) {
         // What is malformed may be a HEAD.
-        const bool isToHead = answered < methods.size() ? methods[answered] == "HEAD" : bytes.ends_with("\r\n\r\n");
+        const bool isToHead = responses < methods.size() ? methods[responses] == "HEAD" : bytes.ends_with("\r\n\r\n");
         const int status = takeResponse(bytes, isToHead);
         continued += status == 100 ? 1 : 0;
-        answered += status == 100 ? 0 : 1;
-        require(continued <= methods.size(), "told to go on without a request");
+        responses += status == 100 ? 0 : 1;
+        require(continued <= methods.size(), "100 Continue without a request");
     }
-    require(answered <= methods.size() + 1, "a response without a request");
+    require(responses <= methods.size() + 1, "a response without a request");
 }
 
 } // namespace

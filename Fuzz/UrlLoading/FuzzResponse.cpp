@@ -38,7 +38,7 @@ void require(bool condition, const char* what) {
     }
 }
 
-/// Answers each request with the bytes that are laid out for it.
+/// Responds to each request with the bytes that are set for it.
 class Server {
 public:
     Server() : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
@@ -77,7 +77,7 @@ private:
         if (!socket)
             return;
         const int number = socket.get();
-        // What is sent is there at once; nobody can tell bytes that are on the way from an answer.
+        // What is sent is there at once; bytes that are on the way cannot be told from a response.
         const int on = 1;
         ::setsockopt(number, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         auto watch = RunLoop::main().watch(number, EPOLLIN, [this, number](std::uint32_t) { receive(number); });
@@ -103,7 +103,7 @@ private:
     std::map<int, Connection> connections_;
 };
 
-struct Answer {
+struct Outcome {
     bool done = false;
     std::string body;
     std::optional<Error> error;
@@ -111,30 +111,30 @@ struct Answer {
 
 class Gatherer final : public UrlSessionDelegate {
 public:
-    explicit Gatherer(Answer& answer) : answer_(answer) {}
+    explicit Gatherer(Outcome& outcome) : outcome_(outcome) {}
     void URLSessionDataTaskDidReceiveData(UrlSession&, UrlSessionTask& task, std::string_view data) override {
         require(task.response() != nullptr, "data without a response");
-        answer_.body += data;
+        outcome_.body += data;
     }
     void URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask&, const std::optional<Error>& error) override {
-        require(!answer_.done, "two ends");
-        answer_.done = true;
-        answer_.error = error;
+        require(!outcome_.done, "two ends");
+        outcome_.done = true;
+        outcome_.error = error;
     }
 
 private:
-    Answer& answer_;
+    Outcome& outcome_;
 };
 
-void load(const Server& server, unsigned interface, Answer& answer) {
+void load(const Server& server, unsigned interface, Outcome& outcome) {
     UrlRequest request;
     request.url = server.url();
     request.httpMethod = "POST";
     request.httpBody = "{}";
-    const auto end = [&answer](std::optional<Data> data, std::optional<Error> error) {
-        require(!answer.done, "two ends");
+    const auto end = [&outcome](std::optional<Data> data, std::optional<Error> error) {
+        require(!outcome.done, "two ends");
         require(data.has_value() != error.has_value(), "neither data nor an error, or both");
-        answer = {true, std::move(data).value_or(""), std::move(error)};
+        outcome = {true, std::move(data).value_or(""), std::move(error)};
     };
     if (interface == 0)
         UrlSession::sessionWithConfiguration({})
@@ -142,7 +142,7 @@ void load(const Server& server, unsigned interface, Answer& answer) {
                                   [end](auto data, auto, auto error) { end(std::move(data), std::move(error)); })
             ->resume();
     else if (interface == 1)
-        UrlSession::sessionWithConfiguration({}, std::make_shared<Gatherer>(answer))
+        UrlSession::sessionWithConfiguration({}, std::make_shared<Gatherer>(outcome))
             ->dataTaskWithRequest(std::move(request))
             ->resume();
     else
@@ -181,7 +181,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t siz
     server.requests = 0;
     server.response = bytes.substr(1, end - 1);
 
-    Answer first;
+    Outcome first;
     load(server, flags % 3, first);
     require(loop.runUntil([] { return server.requests > 0; }), "the request does not come");
     settle(loop);
@@ -193,7 +193,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t siz
 
     const std::string marker = "asked " + std::to_string(++runs);
     server.response = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(marker.size()) + "\r\n\r\n" + marker;
-    Answer second;
+    Outcome second;
     load(server, flags / 3 % 3, second);
     require(loop.runUntil([&] { return second.done; }), "the second request does not end");
     require(!second.error, "the second request failed");

@@ -128,7 +128,7 @@ int renameWhereAbsent(const Place& from, const std::string& to) {
 
 int renameExclusively(const Place& from, const std::string& to) {
     const int result = ::renameat2(from.folder, Posix::named(from.name), AT_FDCWD, Posix::named(to), RENAME_NOREPLACE);
-    // EINVAL is what a file system without the flag answers (rename(2)).
+    // EINVAL is the error of a file system without the flag (rename(2)).
     if (result != 0 && (errno == EINVAL || errno == ENOSYS))
         return renameWhereAbsent(from, to);
     return result;

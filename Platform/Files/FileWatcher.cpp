@@ -77,7 +77,7 @@ private:
             attached_ = isRoot;
             if (isRoot)
                 return takeContents(root_, list(root_), tell);
-            // What was made before the watch stood told nothing.
+            // What was made before the watch was set has caused no event.
             if (nearestFolder() == nearest)
                 return;
             detach();
@@ -207,7 +207,7 @@ private:
             handler_({FileEvent::Kind::Arrived, path, false});
     }
 
-    /// Whether the current event is of an item that has been found and told of since.
+    /// Whether the current event is of an item that has been found and reported since.
     bool wasFound(const std::string& path) const {
         const auto found = alreadyFound_.find(path);
         return found != alreadyFound_.end() && position_ <= found->second;

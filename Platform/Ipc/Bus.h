@@ -49,7 +49,7 @@ public:
     /// True where the operation succeeded; `error()` is the reason otherwise.
     using Result = boost::system::result<void, std::string>;
 
-    /// The reason with which a bus fails that was there and has gone.
+    /// The reason with which a bus fails whose connection was lost.
     static constexpr const char* lost = "the session bus is lost";
 
     /// Whether a service may have that well-known name (D-Bus Specification, "Valid Names").
@@ -85,7 +85,7 @@ public:
     /// Has the bus launch a service that does not run; the reply comes when the service owns its name.
     void startService(const std::string& name, ReplyHandler handler);
     /// Calls a method with a variant and asks for no reply. An error is the reason why the value cannot be sent. On a
-    /// bus that has failed this succeeds and sends nothing: its owner has been told that it failed.
+    /// bus that has failed this succeeds and sends nothing: its owner has been notified that it failed.
     [[nodiscard]] Result send(const BusTarget& target, const Value& variantArgument);
 
 private:

@@ -33,7 +33,7 @@ std::variant<Value, MessageFailure> IncomingCall::argument() const {
     return readValue(*message_);
 }
 
-// A reply fails where the bus has gone; the bus itself reports that.
+// A reply fails where the bus is disconnected; the bus itself reports that.
 void IncomingCall::reply() const {
     sd_bus_reply_method_return(message_, "");
 }

@@ -100,7 +100,7 @@ int runMessageService(const MessageAddress& address, MessageService::ConnectionH
     });
     const SignalWatch termination(SIGTERM, [&] {
         service.announceTermination();
-        // Behind what the connections have just been told.
+        // After the events that the connections have just received.
         Queue::main().async([&] { loop.stop(EX_OK); });
     });
     service.resume();

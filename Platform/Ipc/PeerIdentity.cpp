@@ -22,11 +22,11 @@ std::uint32_t number(const Dictionary& credentials, const char* name) {
 
 PeerIdentity peerIdentity(const Value& credentials) {
     PeerIdentity identity;
-    const auto* told = credentials.as<Dictionary>();
-    if (told == nullptr)
+    const auto* values = credentials.as<Dictionary>();
+    if (values == nullptr)
         return identity;
-    identity.effectiveUser = number(*told, "UnixUserID");
-    identity.process = number(*told, "ProcessID");
+    identity.effectiveUser = number(*values, "UnixUserID");
+    identity.process = number(*values, "ProcessID");
     if (identity.process == PeerIdentity::unset)
         return identity;
 

@@ -20,9 +20,9 @@ struct PeerIdentity {
     bool operator==(const PeerIdentity&) const = default;
 };
 
-/// The identity in the bus's answer to org.freedesktop.DBus.GetConnectionCredentials (D-Bus Specification). The bus
+/// The identity in the bus's reply to org.freedesktop.DBus.GetConnectionCredentials (D-Bus Specification). The bus
 /// tells user and process, as they were when the peer connected. Group and audit session are those of that process
-/// now, as long as it belongs to that user; a process that has gone leaves them unset.
+/// now, as long as it belongs to that user; a process that has ended leaves them unset.
 PeerIdentity peerIdentity(const Value& credentials);
 
 } // namespace Platform::Ipc

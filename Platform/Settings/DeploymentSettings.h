@@ -9,7 +9,7 @@ namespace Platform {
 /// home, else under each configuration directory in turn (Environment.h); the first file that is a JSON object
 /// counts. A value that is absent or of the wrong type is the built-in one; a wrong type is logged once.
 ///
-/// A file that cannot be read now (EACCES, EMFILE, EIO and the like) is not taken for an absent one, since the host
+/// A file that cannot be read now (EACCES, EMFILE, EIO and the like) is not treated as absent, since the host
 /// that it names may be another than the one built in: the settings stay as they were, and are read again at the next
 /// use. Before they could ever be read, there is no host.
 struct DeploymentSettings {

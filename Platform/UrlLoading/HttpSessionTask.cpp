@@ -91,11 +91,11 @@ void HttpSessionTask::challenge(const std::shared_ptr<UrlSessionDelegate>& deleg
     delegate->URLSessionTaskDidReceiveChallenge(*session_, *this,
                                                 [task = weak_from_this()](ChallengeDisposition disposition) {
                                                     if (const auto alive = task.lock())
-                                                        alive->answerChallenge(disposition);
+                                                        alive->resolveChallenge(disposition);
                                                 });
 }
 
-void HttpSessionTask::answerChallenge(ChallengeDisposition disposition) {
+void HttpSessionTask::resolveChallenge(ChallengeDisposition disposition) {
     auto response = std::exchange(challenging_, std::nullopt);
     if (!response || phase_ == Phase::Canceling || phase_ == Phase::Completed)
         return;

@@ -58,7 +58,7 @@ private:
 
     void enter(Phase next);
     void challenge(const std::shared_ptr<UrlSessionDelegate>& delegate, HttpUrlResponse response);
-    void answerChallenge(ChallengeDisposition disposition);
+    void resolveChallenge(ChallengeDisposition disposition);
     void receiveResponse(HttpUrlResponse response);
     void detachFromSession();
 
@@ -70,7 +70,7 @@ private:
     std::string description_;
     Phase phase_ = Phase::Created;
     std::optional<HttpUrlResponse> response_;
-    /// The response whose challenge the delegate has not answered yet.
+    /// The response whose challenge the delegate has not resolved yet.
     std::optional<HttpUrlResponse> challenging_;
 };
 

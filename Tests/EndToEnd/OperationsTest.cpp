@@ -1,5 +1,5 @@
-// The command-line tool, the client library and the development web service together: every operation is answered, and
-// what one of them gives, another one takes.
+// The command-line tool, the client library and the development web service together: every operation gets a response,
+// and what one of them gives, another one takes.
 
 #include "EndToEnd/RealServiceFixture.h"
 
@@ -25,7 +25,7 @@ protected:
         return runCommand(command);
     }
 
-    /// The record that an operation answers with.
+    /// The record of an operation's response.
     static boost::json::object call(const std::string& operation, const std::vector<std::string>& arguments) {
         std::vector<std::string> words{"call", operation};
         words.insert(words.end(), arguments.begin(), arguments.end());
@@ -47,8 +47,8 @@ protected:
     ServiceProcess service_{folder_.path("data")};
 };
 
-TEST_F(TheOperations, AreAllAnsweredByTheDevelopmentWebService) {
-    // Those whose answer is a bare status cannot carry what the web service says against a request without keys; one
+TEST_F(TheOperations, AllGetAResponseFromTheDevelopmentWebService) {
+    // Those whose response is a bare status cannot carry what the web service says against a request without keys; one
     // sends a file, which is not there; and the path of one cannot become an address.
     const std::map<std::string, int> others = {{"asyncUploadFileWithStream", 70},
                                                {"asyncupdateSendFileToTransfer", 70},

@@ -14,7 +14,7 @@ using TestSupport::HttpReply;
 
 class APeer : public RealServiceFixture {
 protected:
-    /// Starts the service with a call of each of two peers, whose polls are answered only when both have come; says
+    /// Starts the service with a call of each of two peers, whose polls get a response only when both have come; says
     /// whether each of two engines asks once more then. One alone would close its gate with the third question.
     bool startsTwoEngines(BusPeer& first, BusPeer& second) {
         askToStart(first);
@@ -31,8 +31,9 @@ protected:
 /// A peer of the front end that takes messages.
 class AMessagingPeer : public APeer {};
 
-/// The largest message, less its head (D-Bus Specification, "Message Format"). Where memory is checked, a smaller one:
-/// realloc(3) then copies the whole message for each piece of it that arrives, which takes minutes with the largest.
+/// The largest message, less its header (D-Bus Specification, "Message Format"). Where memory is checked, a smaller
+/// one: realloc(3) then copies the whole message for each piece of it that arrives, which takes minutes with the
+/// largest.
 std::size_t largestText() {
 #ifdef __SANITIZE_ADDRESS__
     constexpr bool isSanitized = true;
@@ -77,14 +78,14 @@ TEST_P(APeer, IsServedAfterAnotherHasSentAsMuchAsTheBusTakes) {
     deploy(server_.host());
     BusPeer verbose;
     const std::string longest(largestText(), 'x');
-    const auto answer =
+    const auto reply =
         verbose.call({busName, "/Velkarin/Quenmark/TopFileUploadXpcService", "org.example.Unknown", "Message"},
                      [&](sd_bus_message* message) {
                          if (sd_bus_message_append(message, "v", "s", longest.c_str()) < 0)
                              throw std::runtime_error("the message cannot be filled");
                      });
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->errorName, "org.freedesktop.DBus.Error.UnknownMethod");
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->errorName, "org.freedesktop.DBus.Error.UnknownMethod");
     const auto process = serviceProcess();
     BusPeer innocent;
     askToStart(innocent);

@@ -1,4 +1,4 @@
-// The service's log is never in the way of the service: whatever becomes of its standard error, it polls and answers.
+// The service's log is never in the way of the service: whatever becomes of its standard error, it polls and replies.
 
 #include "EndToEnd/RealServiceFixture.h"
 #include "Platform/Files/FileDescriptor.h"
@@ -46,14 +46,14 @@ protected:
             text.append(piece.data(), static_cast<std::size_t>(got));
     }
 
-    /// Whether the service polls on and answers on the bus.
+    /// Whether the service polls on and replies on the bus.
     void expectService(BusPeer& peer) {
         const auto before = count(pollTarget);
         EXPECT_TRUE(pollUntil([&] { return count(pollTarget) >= before + 2; }));
-        const auto answer =
+        const auto reply =
             peer.call({busName, "/Velkarin/Quenmark/TopFileUploadXpcService", "org.freedesktop.DBus.Peer", "Ping"});
-        ASSERT_TRUE(answer);
-        EXPECT_EQ(answer->errorName, "");
+        ASSERT_TRUE(reply);
+        EXPECT_EQ(reply->errorName, "");
     }
 };
 

@@ -1,4 +1,5 @@
-// A log whose reader is slow, has gone, or takes nothing: writing goes on, and what could not be written is counted.
+// A log whose reader is slow, has disconnected, or reads nothing: writing goes on, and what could not be written is
+// counted.
 
 #include "Platform/Files/FileDescriptor.h"
 #include "Platform/Log.h"

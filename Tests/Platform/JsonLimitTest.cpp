@@ -55,7 +55,7 @@ TEST(TheValueOfAText, MayGrowInTheHandsOfItsOwner) {
     EXPECT_EQ(string.back(), 'y');
 }
 
-TEST(TheValueOfAText, OutlivesTheRestOfItsAnswer) {
+TEST(TheValueOfAText, OutlivesTheRestOfItsResponse) {
     boost::json::value kept;
     {
         auto result = Json::parse(listOf(R"({"name": "a text that is too long to lie in its value"})", 40'000));

@@ -75,13 +75,13 @@ TEST(StandardInput, IsReadToItsEndUpToALimit) {
 
 TEST(ASignalWatch, NotifiesTheLoopOfASignalInsteadOfEndingTheProcess) {
     RunLoop loop;
-    int told = 0;
+    int notified = 0;
     {
-        const SignalWatch watch(SIGINT, [&] { ++told; });
+        const SignalWatch watch(SIGINT, [&] { ++notified; });
         ::raise(SIGINT);
-        EXPECT_TRUE(loop.runUntil([&] { return told == 1; }));
+        EXPECT_TRUE(loop.runUntil([&] { return notified == 1; }));
         ::raise(SIGINT);
-        EXPECT_TRUE(loop.runUntil([&] { return told == 2; }));
+        EXPECT_TRUE(loop.runUntil([&] { return notified == 2; }));
     }
     sigset_t blocked{};
     ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
@@ -91,11 +91,11 @@ TEST(ASignalWatch, NotifiesTheLoopOfASignalInsteadOfEndingTheProcess) {
 TEST(ASignalWatch, ReceivesASignalThatTheProcessWasStartedToIgnore) {
     const auto before = std::signal(SIGUSR1, SIG_IGN);
     RunLoop loop;
-    bool told = false;
+    bool notified = false;
     {
-        const SignalWatch watch(SIGUSR1, [&] { told = true; });
+        const SignalWatch watch(SIGUSR1, [&] { notified = true; });
         ::raise(SIGUSR1);
-        EXPECT_TRUE(loop.runUntil([&] { return told; }));
+        EXPECT_TRUE(loop.runUntil([&] { return notified; }));
     }
     EXPECT_EQ(std::signal(SIGUSR1, before), SIG_IGN);
 }

@@ -28,9 +28,9 @@ protected:
         auto connector = std::make_shared<RestConnector>(context);
         connector->startAsyncDownloadWithStreamRequest(
             task, params, nullptr,
-            [this, handler = reports.handler()](std::optional<Platform::HttpUrlResponse> head,
+            [this, handler = reports.handler()](std::optional<Platform::HttpUrlResponse> headers,
                                                 Quenmark::Result<Platform::Data> data, std::uint64_t status) {
-                response = std::move(head);
+                response = std::move(headers);
                 handler(std::move(data), status);
             });
         return connector;

@@ -21,24 +21,24 @@ void unreference(sd_bus_message* message) {
     sd_bus_message_unref(message);
 }
 
-BusPeer::Answer answer(sd_bus_message* reply) {
-    BusPeer::Answer result;
-    if (const sd_bus_error* error = sd_bus_message_get_error(reply)) {
+BusPeer::Reply replyOf(sd_bus_message* message) {
+    BusPeer::Reply result;
+    if (const sd_bus_error* error = sd_bus_message_get_error(message)) {
         result.errorName = error->name;
         result.errorText = error->message == nullptr ? "" : error->message;
         return result;
     }
-    result.signature = sd_bus_message_get_signature(reply, 1);
+    result.signature = sd_bus_message_get_signature(message, 1);
     const char* text = nullptr;
-    if (result.signature.starts_with('s') && sd_bus_message_read_basic(reply, 's', &text) > 0)
+    if (result.signature.starts_with('s') && sd_bus_message_read_basic(message, 's', &text) > 0)
         result.text = text;
     return result;
 }
 
-using PendingAnswer = std::shared_ptr<std::optional<BusPeer::Answer>>;
+using PendingReply = std::shared_ptr<std::optional<BusPeer::Reply>>;
 
-int answered(sd_bus_message* reply, void* data, sd_bus_error*) {
-    **static_cast<PendingAnswer*>(data) = answer(reply);
+int replyReceived(sd_bus_message* message, void* data, sd_bus_error*) {
+    **static_cast<PendingReply*>(data) = replyOf(message);
     return 1;
 }
 
@@ -117,21 +117,21 @@ BusPeer::Message newCall(sd_bus* bus, const BusPeer::Target& target, const BusPe
 }
 } // namespace
 
-std::optional<BusPeer::Answer> BusPeer::call(const Target& target, const Fill& fill) {
-    const auto result = std::make_shared<std::optional<Answer>>();
+std::optional<BusPeer::Reply> BusPeer::call(const Target& target, const Fill& fill) {
+    const auto result = std::make_shared<std::optional<Reply>>();
     start(target, fill, result);
     Platform::RunLoop::main().runUntil([&] { return result->has_value(); });
     return *result;
 }
 
-void BusPeer::start(const Target& target, const Fill& fill, std::shared_ptr<std::optional<Answer>> answer) {
+void BusPeer::start(const Target& target, const Fill& fill, std::shared_ptr<std::optional<Reply>> reply) {
     const auto message = newCall(state_->bus, target, fill);
     sd_bus_slot* slot = nullptr;
-    auto pending = std::make_unique<PendingAnswer>(std::move(answer));
-    busResult(sd_bus_call_async(state_->bus, &slot, message.get(), answered, pending.get(), UINT64_MAX),
+    auto pending = std::make_unique<PendingReply>(std::move(reply));
+    busResult(sd_bus_call_async(state_->bus, &slot, message.get(), replyReceived, pending.get(), UINT64_MAX),
               "sd_bus_call_async");
-    // The library keeps the slot until the answer, and frees what belongs to it.
-    sd_bus_slot_set_destroy_callback(slot, [](void* data) { delete static_cast<PendingAnswer*>(data); });
+    // The library keeps the slot until the reply, and frees what belongs to it.
+    sd_bus_slot_set_destroy_callback(slot, [](void* data) { delete static_cast<PendingReply*>(data); });
     static_cast<void>(pending.release());
     sd_bus_slot_set_floating(slot, 1);
     sd_bus_slot_unref(slot);

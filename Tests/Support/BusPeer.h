@@ -16,8 +16,8 @@ namespace TestSupport {
 /// library, which runs on this process's run loop.
 class BusPeer {
 public:
-    /// What came back for a call.
-    struct Answer {
+    /// The reply to a call.
+    struct Reply {
         /// Empty where the call succeeded.
         std::string errorName;
         std::string errorText;
@@ -25,10 +25,10 @@ public:
         std::string signature;
         std::string text;
 
-        bool operator==(const Answer&) const = default;
-        friend std::ostream& operator<<(std::ostream& stream, const Answer& answer) {
-            return stream << '{' << answer.errorName << "; " << answer.errorText << "; " << answer.signature << "; "
-                          << answer.text << '}';
+        bool operator==(const Reply&) const = default;
+        friend std::ostream& operator<<(std::ostream& stream, const Reply& reply) {
+            return stream << '{' << reply.errorName << "; " << reply.errorText << "; " << reply.signature << "; "
+                          << reply.text << '}';
         }
     };
     struct Target {
@@ -54,10 +54,10 @@ public:
     bool waitForOwner(const std::string& name, const std::string& former = "");
     sd_bus* handle() const;
 
-    /// Calls and runs the loop until there is an answer; nil where there is none in time.
-    std::optional<Answer> call(const Target& target, const Fill& fill = nullptr);
-    /// Calls and keeps the answer in `answer`, once it comes.
-    void start(const Target& target, const Fill& fill, std::shared_ptr<std::optional<Answer>> answer);
+    /// Calls and runs the loop until there is a reply; nil where none comes in time.
+    std::optional<Reply> call(const Target& target, const Fill& fill = nullptr);
+    /// Calls and keeps the reply in `reply`, once it comes.
+    void start(const Target& target, const Fill& fill, std::shared_ptr<std::optional<Reply>> reply);
     /// Calls without asking for a reply.
     void send(const Target& target, const Fill& fill = nullptr);
     /// Waits until everything that was called or sent has left for the bus.

@@ -19,7 +19,7 @@ namespace TestSupport {
 
 namespace {
 
-constexpr std::string_view endOfHead = "\r\n\r\n";
+constexpr std::string_view endOfHeaders = "\r\n\r\n";
 
 int checked(int result, const char* what) {
     if (result < 0)
@@ -46,7 +46,7 @@ std::string_view reason(int code) {
 
 /// The request at the start of `bytes`; nil while it is not whole.
 std::optional<HttpRequest> firstRequest(std::string_view bytes) {
-    const auto end = bytes.find(endOfHead);
+    const auto end = bytes.find(endOfHeaders);
     if (end == std::string_view::npos)
         return std::nullopt;
     HttpRequest request;
@@ -65,11 +65,11 @@ std::optional<HttpRequest> firstRequest(std::string_view bytes) {
     std::size_t length = 0;
     if (const auto announced = request.header("Content-Length"))
         std::from_chars(announced->data(), announced->data() + announced->size(), length);
-    const std::size_t headLength = end + endOfHead.size();
-    if (bytes.size() - headLength < length)
+    const std::size_t headersLength = end + endOfHeaders.size();
+    if (bytes.size() - headersLength < length)
         return std::nullopt;
-    request.bytes = bytes.substr(0, headLength + length);
-    request.body = bytes.substr(headLength, length);
+    request.bytes = bytes.substr(0, headersLength + length);
+    request.body = bytes.substr(headersLength, length);
     return request;
 }
 
@@ -136,7 +136,7 @@ struct HttpServer::Connection {
         ::close(descriptor);
     }
 
-    bool isAnswering() const { return !toSend.empty() || end != HttpReply::End::KeepAlive; }
+    bool isResponding() const { return !toSend.empty() || end != HttpReply::End::KeepAlive; }
     void resetOnClose() const {
         const linger atOnce{1, 0};
         checked(::setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce), "SO_LINGER");
@@ -254,7 +254,7 @@ void HttpServer::serve(std::size_t number, std::uint32_t events) {
     bool open = (events & (EPOLLIN | EPOLLHUP | EPOLLERR)) == 0 || receive(connection);
     if (open && (events & EPOLLOUT) != 0)
         open = flush(connection);
-    while (open && !connection.isAnswering() && takeRequest(connection, number)) {
+    while (open && !connection.isResponding() && takeRequest(connection, number)) {
     }
     if (open)
         await(connection);
@@ -294,7 +294,7 @@ HttpReply HttpServer::replyTo(const HttpRequest& request) {
         return take(replies_);
     if (handler_)
         return handler_(request);
-    return HttpReply::status(500, "no answer is scripted for " + request.target);
+    return HttpReply::status(500, "no response is scripted for " + request.target);
 }
 
 void HttpServer::start(Connection& connection, HttpReply reply) {
@@ -324,7 +324,7 @@ bool HttpServer::flush(Connection& connection) {
 }
 
 void HttpServer::await(Connection& connection) {
-    connection.watch->setEvents(connection.isAnswering() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+    connection.watch->setEvents(connection.isResponding() ? EPOLLIN | EPOLLOUT : EPOLLIN);
 }
 
 } // namespace TestSupport

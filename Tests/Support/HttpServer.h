@@ -23,7 +23,7 @@ using Headers = std::vector<std::pair<std::string, std::string>>;
 
 /// A request as it came over the wire.
 struct HttpRequest {
-    /// Every byte of it, head and body.
+    /// Every byte of it, headers and body.
     std::string bytes;
     std::string method;
     /// As it stands in the request line: "/path?query".
@@ -34,8 +34,6 @@ struct HttpRequest {
     /// The number of the connection it came on, counted from 0.
     std::size_t connection = 0;
 
-    /// Every byte up to and with the empty line.
-    std::string head() const { return bytes.substr(0, bytes.size() - body.size()); }
     /// The value of the field of exactly that name (the first one); nil when there is none.
     std::optional<std::string> header(std::string_view name) const;
 };
@@ -44,7 +42,7 @@ struct HttpRequest {
 /// it with the functions that give a changed copy.
 class HttpReply {
 public:
-    /// An answer of that status with "Content-Length" first, then `headers`, then the body.
+    /// A response of that status with "Content-Length" first, then `headers`, then the body.
     static HttpReply status(int code, std::string_view body = {}, const Headers& headers = {});
     static HttpReply ok(std::string_view body = {}, const Headers& headers = {}) { return status(200, body, headers); }
     /// As `ok`, with "Content-Type: application/json" behind the length.
@@ -75,7 +73,7 @@ private:
     End end_ = End::KeepAlive;
 };
 
-/// A web server of scripted answers on 127.0.0.1, for tests with real sockets. It is run by the process's run loop
+/// A web server of scripted responses on 127.0.0.1, for tests with real sockets. It is run by the process's run loop
 /// (`Platform::RunLoop::main()`, which must be there first and outlive it), so no test needs a lock: run the loop until
 /// what you wait for has happened. Requests with a "Content-Length" or without a body are understood; a connection
 /// takes its requests one after the other.
@@ -98,7 +96,7 @@ public:
     void enqueue(HttpReply reply);
     /// The next request to `target` gets this one; each is used once, in order, and before those without a target.
     void enqueue(const std::string& target, HttpReply reply);
-    /// Answers each request for which nothing is enqueued. Without a handler that is a status 500 that names the
+    /// Responds to each request for which nothing is enqueued. Without a handler that is a status 500 that names the
     /// target.
     void setHandler(Handler handler);
 
@@ -112,7 +110,7 @@ public:
     /// How many of the open ones have sent something that is no whole request yet.
     std::size_t unfinishedRequests() const;
 
-    /// How many bytes of that connection's answer wait for the client to take what was sent before.
+    /// How many bytes of that connection's response wait for the client to take what was sent before.
     std::size_t unsentBytes(std::size_t connection) const;
 
     /// Sends bytes at once, before the loop goes on; they must fit into the connection.

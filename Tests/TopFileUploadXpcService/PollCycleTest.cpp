@@ -204,7 +204,7 @@ TEST_F(APollCycle, MakesAndAcknowledgesAFolderAndOpensTheGateInTheSameCompletion
     EXPECT_EQ(count(streamTarget), 0U);
 }
 
-TEST_F(APollCycle, OpensTheGateASecondTimeWhenTheFoldersAcknowledgementIsAnswered) {
+TEST_F(APollCycle, OpensTheGateASecondTimeWhenTheFoldersAcknowledgementIsConfirmed) {
     server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
     server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
     start();

@@ -27,7 +27,7 @@ protected:
     void call(BusPeer& peer) {
         ASSERT_TRUE(peer.waitForOwner(ServiceNames::address.name));
         EXPECT_EQ(peer.call(target("Velkarin.Quenmark.TopFileUploadXpcServiceProtocol", "GetTopFileUpload")),
-                  BusPeer::Answer{});
+                  BusPeer::Reply{});
     }
     /// Sends the response of a poll, so that its engine's gate opens.
     void respond(std::size_t poll) {
@@ -81,7 +81,7 @@ TEST_F(AnAcceptedConnection, HasAnEngineApartFromOthers) {
 TEST_F(AnAcceptedConnection, LeavesItsEngineIdleUntilItCalls) {
     BusPeer peer;
     ASSERT_TRUE(peer.waitForOwner(ServiceNames::address.name));
-    EXPECT_EQ(peer.call(target("org.freedesktop.DBus.Peer", "Ping")), BusPeer::Answer{});
+    EXPECT_EQ(peer.call(target("org.freedesktop.DBus.Peer", "Ping")), BusPeer::Reply{});
     EXPECT_EQ(peer.call(target("Velkarin.Quenmark.TopFileUploadXpcServiceProtocol", "Other"))->errorName,
               "org.freedesktop.DBus.Error.UnknownMethod");
     for (int count = 0; count < 5; ++count)

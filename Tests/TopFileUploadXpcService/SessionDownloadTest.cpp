@@ -51,9 +51,9 @@ TEST_F(ASessionDownload, ContinuesAPartialFileFromItsSize) {
 
 TEST_F(ASessionDownload, WritesEachPieceWithAStreamAndALogLineOfItsOwn) {
     Platform::Files::createDirectory(placed("Docs"));
-    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 37\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\n";
+    const std::string headers = "HTTP/1.1 200 OK\r\nContent-Length: 37\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\n";
     server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
-    startStream(HttpReply::raw(head + std::string(16, 'a')));
+    startStream(HttpReply::raw(headers + std::string(16, 'a')));
     const auto connection = last(streamTarget).connection;
     ASSERT_TRUE(runUntil([&] { return log_.count("Bytes Written : 16") == 1; }));
     server_.send(connection, std::string(16, 'b'));

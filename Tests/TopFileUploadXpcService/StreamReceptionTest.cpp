@@ -22,16 +22,16 @@ protected:
     }
     bool isSession() const { return GetParam() == newRelease; }
 
-    static std::string head(std::size_t length) {
+    static std::string headers(std::size_t length) {
         return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(length) +
                "\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\n";
     }
     void send(std::string_view bytes) { server_.send(last(streamTarget).connection, bytes); }
     /// Whether this process has the file of that path open.
     static bool isOpen(const std::string& path) {
-        std::error_code gone;
+        std::error_code ignored;
         for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
-            if (std::filesystem::read_symlink(descriptor, gone) == path)
+            if (std::filesystem::read_symlink(descriptor, ignored) == path)
                 return true;
         }
         return false;
@@ -69,7 +69,7 @@ TEST_P(AStreamsReception, WritesAfterAShortWriteFromTheFirstByteOfThePieceAgain)
         writes.emplace_back(entry);
         ::setrlimit(RLIMIT_FSIZE, &before);
     });
-    startStream(HttpReply::raw(head(17)));
+    startStream(HttpReply::raw(headers(17)));
     const rlimit ten{10, before.rlim_max};
     ::setrlimit(RLIMIT_FSIZE, &ten);
     send("0123456789abcdef");
@@ -82,7 +82,7 @@ TEST_P(AStreamsReception, WritesAfterAShortWriteFromTheFirstByteOfThePieceAgain)
 }
 
 TEST_P(AStreamsReception, GoesByTheKindOfTheLastPollsItemOnTheSessionTransportAlone) {
-    startStream(HttpReply::raw(head(6)));
+    startStream(HttpReply::raw(headers(6)));
     // A second call opens the gate, and its poll announces a folder while the first item's stream goes on.
     server_.enqueue(pollTarget, HttpReply::json(item(R"(\\New)", "False")));
     server_.enqueue(acknowledgeTarget, HttpReply::silence());

@@ -58,7 +58,7 @@ TEST_F(AServersClients, AreDisconnectedInTheOrderOfTheirIdleTime) {
     add(Phase::Idle).transferred(0);
     now += 1s;
     SomeClient& second = add(Phase::Idle);
-    SomeClient& head = add(Phase::Headers);
+    SomeClient& sendingHeaders = add(Phase::Headers);
     all[0]->enter(Phase::Idle);
     now += 2s;
     all[0]->enter(Phase::Idle);
@@ -68,7 +68,7 @@ TEST_F(AServersClients, AreDisconnectedInTheOrderOfTheirIdleTime) {
     EXPECT_TRUE(clients->disconnectSlowest());
     EXPECT_TRUE(all[0]->wasDropped);
     EXPECT_TRUE(clients->disconnectSlowest());
-    EXPECT_TRUE(head.wasDropped);
+    EXPECT_TRUE(sendingHeaders.wasDropped);
     EXPECT_FALSE(clients->disconnectSlowest());
     EXPECT_EQ(clients->count(), 0U);
 }
@@ -185,7 +185,7 @@ TEST_F(AServersClients, ExpireByTheTimeoutOfTheirPhase) {
 }
 
 TEST_F(AServersClients, ExpireInHeadersAndWhileLingeringWhateverTheySend) {
-    SomeClient& head = add(Phase::Headers);
+    SomeClient& sendingHeaders = add(Phase::Headers);
     SomeClient& body = add(Phase::Body);
     SomeClient& lingering = add(Phase::Lingering);
     for (int second = 1; second <= 25; ++second) {
@@ -193,7 +193,7 @@ TEST_F(AServersClients, ExpireInHeadersAndWhileLingeringWhateverTheySend) {
         for (const auto& client : all)
             client->transferred(1);
         clients->expire();
-        EXPECT_EQ(head.wasExpired, second > 10);
+        EXPECT_EQ(sendingHeaders.wasExpired, second > 10);
         EXPECT_EQ(lingering.wasExpired, second > 20);
         EXPECT_FALSE(body.wasExpired);
     }

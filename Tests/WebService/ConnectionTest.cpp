@@ -60,12 +60,12 @@ TEST(AServer, ServesThousandsOfConnectionsOneAfterTheOtherWithoutDelay) {
 
 TEST(AConnection, ThatHoldsManyRequestsLetsOthersBeServedBetweenThem) {
     ServedApplication application;
-    int answered = 0;
+    int responses = 0;
     application.on("/many", [&] {
-        ++answered;
+        ++responses;
         return textResponse("x");
     });
-    application.on("/count", [&] { return textResponse(std::to_string(answered)); });
+    application.on("/count", [&] { return textResponse(std::to_string(responses)); });
     const std::uint16_t port = application.serve();
     std::string requests;
     for (int i = 0; i < 4000; ++i)
@@ -98,7 +98,7 @@ TEST(AConnection, NeverLetsAHeaderValueEndItsLine) {
         response.headers.emplace_back("Error", "a\r\nSet-Cookie: b\x7f\tc\xc3\xa4");
         return response;
     });
-    EXPECT_EQ(HttpClient(application.serve()).exchange("GET", "/hello", "").head,
+    EXPECT_EQ(HttpClient(application.serve()).exchange("GET", "/hello", "").headerText,
               "HTTP/1.1 200 OK\r\nError: a  Set-Cookie: b  c\xc3\xa4\r\nContent-Length: 0\r\n\r\n");
 }
 
@@ -111,7 +111,7 @@ TEST(AConnection, SendsContinueOnlyToClientsOfHttp11) {
         client.send(std::string("POST /hello HTTP/") + version +
                     "\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
         if (std::string(version) == "1.1") {
-            EXPECT_EQ(client.receive().head, "HTTP/1.1 100 Continue\r\n\r\n");
+            EXPECT_EQ(client.receive().headerText, "HTTP/1.1 100 Continue\r\n\r\n");
         } else {
             // By the time that another connection has been served, the headers have been read.
             HttpClient other(port);

@@ -1,4 +1,4 @@
-// Whatever goes wrong with GetTopFileUploadWithStream, its response cannot be taken for the content of a file.
+// Whatever goes wrong with GetTopFileUploadWithStream, its response cannot be mistaken for the content of a file.
 
 #include "Support/HttpClient.h"
 #include "Support/LockedDatabase.h"

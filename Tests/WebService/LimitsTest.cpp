@@ -29,10 +29,10 @@ protected:
     }
 
     std::unique_ptr<Exchange> begin(std::string_view operation, std::string_view json) {
-        Request head;
-        head.method = "POST";
-        head.target = "/QuenmarkRestService/" + std::string(operation);
-        auto exchange = application->begin(head);
+        Request request;
+        request.method = "POST";
+        request.target = "/QuenmarkRestService/" + std::string(operation);
+        auto exchange = application->begin(request);
         exchange->receive(json);
         return exchange;
     }

@@ -108,13 +108,13 @@ TEST_F(TheProgram, SendsAnItemToItsComputerOnOneConnection) {
     folder.write("data/outbox/7/Grüße.bin", content);
     EXPECT_EQ(field(client.post("Uploads.svc/GetTopFileUpload", poll).body, "FileName"), "\\Grüße.bin");
     const HttpResponse response = client.post("Uploads.svc/GetTopFileUploadWithStream", streamFromStart);
-    EXPECT_EQ(response.head,
+    EXPECT_EQ(response.headerText,
               "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nReturnStatus: 0\r\n"
               "FileName: \\Grüße.bin\r\nFileUploadID: 1\r\nIsFile: True\r\nServerPath: \\7\\Grüße.bin\r\n"
               "ToComputerID: 7\r\nTransitUploadPath: \\Transit\\1\r\nUploadProcessed: False\r\n"
               "Content-Length: 5000003\r\n\r\n");
     EXPECT_TRUE(response.body == content);
-    EXPECT_EQ(client.post("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"1"})").head,
+    EXPECT_EQ(client.post("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"1"})").headerText,
               "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 33\r\n\r\n");
     EXPECT_EQ(client.exchange("GET", "/status?computer=7", "").body, R"({"pending":0,"acknowledged":1,"withdrawn":0})");
 }
@@ -207,7 +207,7 @@ TEST_F(TheProgram, ReceivesAPushInChunksWithAnExpectation) {
     ServiceProcess service(data);
     HttpClient client(service.port());
     client.send("PUT /outbox/7/Docs/big.bin HTTP/1.1\r\nTransfer-Encoding: chunked\r\nExpect: 100-continue\r\n\r\n");
-    EXPECT_EQ(client.receive().head, "HTTP/1.1 100 Continue\r\n\r\n");
+    EXPECT_EQ(client.receive().headerText, "HTTP/1.1 100 Continue\r\n\r\n");
     std::string content;
     for (int i = 0; i < 100; ++i) {
         const std::string chunk(0x10000, static_cast<char>('a' + i % 26));

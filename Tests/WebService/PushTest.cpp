@@ -69,12 +69,12 @@ TEST_F(APush, IsRefusedWhereSomethingElseIsInTheWay) {
 }
 
 TEST_F(APush, LeavesNoFileWhenItIsAborted) {
-    Request head;
-    head.method = "PUT";
-    head.target = "/outbox/7/a";
+    Request request;
+    request.method = "PUT";
+    request.target = "/outbox/7/a";
     WebApplication application(*state);
     {
-        const auto exchange = application.begin(head);
+        const auto exchange = application.begin(request);
         exchange->receive("half");
         EXPECT_FALSE(std::filesystem::is_empty(folder.path("data/incoming")));
     }

@@ -85,7 +85,7 @@ bool maySort(const std::string& sql) {
 
 } // namespace
 
-TEST_F(TheQueries, AreAnsweredFromIndexes) {
+TEST_F(TheQueries, AreServedFromIndexes) {
     useEverything();
     const auto statements = state->db.statements();
     EXPECT_GT(statements.size(), 60U);

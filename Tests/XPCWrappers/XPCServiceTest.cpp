@@ -24,7 +24,7 @@ using Strings = std::vector<std::string>;
 
 const std::string serviceName = "org.example.Echo";
 const BusPeer::Target message{serviceName, "/org/example/Echo", "Velkarin.Quenmark.XPC", "Message"};
-const BusPeer::Answer emptyReply{};
+const BusPeer::Reply emptyReply{};
 
 BusPeer::Fill text(const char* string) {
     return [string](sd_bus_message* call) { sd_bus_message_append(call, "v", "s", string); };

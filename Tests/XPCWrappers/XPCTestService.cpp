@@ -1,5 +1,5 @@
-// A service on the message-passing front end, for the bus to launch: answers each message with {"echo": message}, tells
-// who the caller is, and logs the errors of its connections.
+// A service on the message-passing front end, for the bus to launch: replies to each message with {"echo": message},
+// tells who the caller is, and logs the errors of its connections.
 
 #include "Platform/Log.h"
 #include "Platform/Loop/RunLoop.h"

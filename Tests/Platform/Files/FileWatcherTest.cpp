@@ -1,4 +1,4 @@
-// A watched folder: each item that arrives, changes or leaves, at any depth, told once and in order.
+// A watched folder: each item that arrives, changes or leaves, at any depth, is reported once and in order.
 
 #include "Platform/Files/FileWatcher.h"
 
@@ -28,8 +28,8 @@ protected:
     FileWatcher watch() {
         return FileWatcher(root, [this](const FileEvent& event) {
             events.push_back(event);
-            if (answer && event.path == root + "/" + answered)
-                std::exchange(answer, {})();
+            if (reaction && event.path == root + "/" + awaited)
+                std::exchange(reaction, {})();
         });
     }
     /// Waits until the item has arrived, and gives the items that had until then, folders with "/" behind.
@@ -57,16 +57,16 @@ protected:
     Platform::RunLoop loop;
     const std::string root = folder.path("root");
     std::vector<FileEvent> events;
-    /// What is done when the watcher first tells of the item `answered`.
-    std::string answered;
-    std::function<void()> answer;
+    /// What is done when the watcher first reports the item `awaited`.
+    std::string awaited;
+    std::function<void()> reaction;
 };
 
 using Names = std::vector<std::string>;
 
 } // namespace
 
-TEST_F(AFileWatcher, TellsOfFilesThatAreMovedIn) {
+TEST_F(AFileWatcher, ReportsFilesThatAreMovedIn) {
     folder.write("root/old/before", "");
     const auto watcher = watch();
     moveIn("a");
@@ -75,7 +75,7 @@ TEST_F(AFileWatcher, TellsOfFilesThatAreMovedIn) {
     EXPECT_EQ(arrivedUpTo("old/b"), (Names{"a", ".hidden", "old/b"}));
 }
 
-TEST_F(AFileWatcher, TellsOfAFileThatIsWrittenInPlaceOnceItIsClosed) {
+TEST_F(AFileWatcher, ReportsAFileThatIsWrittenInPlaceOnceItIsClosed) {
     const auto watcher = watch();
     std::ofstream file(root + "/a");
     file << "1" << std::flush;
@@ -102,7 +102,7 @@ TEST_F(AFileWatcher, LeavesOutHiddenFilesThatAreWrittenInPlace) {
     EXPECT_TRUE(has(FileEvent::Kind::Left, ".a.part"));
 }
 
-TEST_F(AFileWatcher, TellsOnceOfEverythingInAFolderThatArrives) {
+TEST_F(AFileWatcher, ReportsOnceEverythingInAFolderThatArrives) {
     const auto watcher = watch();
     folder.write("tree/x/deep/1", "");
     folder.write("tree/x/2", "");
@@ -113,7 +113,7 @@ TEST_F(AFileWatcher, TellsOnceOfEverythingInAFolderThatArrives) {
               (Names{"tree/", "tree/x/", "tree/x/2", "tree/x/deep/", "tree/x/deep/1", "tree/x/deep/3", "end"}));
 }
 
-TEST_F(AFileWatcher, TellsOnceOfWhatIsMadeInFoldersFasterThanTheyAreWatched) {
+TEST_F(AFileWatcher, ReportsOnceWhatIsMadeInFoldersFasterThanTheyAreWatched) {
     const auto watcher = watch();
     Names expected;
     for (int number = 0; number < 50; ++number) {
@@ -131,10 +131,10 @@ TEST_F(AFileWatcher, TellsOnceOfWhatIsMadeInFoldersFasterThanTheyAreWatched) {
     EXPECT_EQ(names, expected);
 }
 
-TEST_F(AFileWatcher, TellsInTheirOrderOfItemsThatAreMadeInAFolderSinceItWasToldOf) {
+TEST_F(AFileWatcher, ReportsInTheirOrderItemsThatAreMadeInAFolderSinceItWasReported) {
     fs::create_directory(root + "/old");
-    answered = "new";
-    answer = [this] {
+    awaited = "new";
+    reaction = [this] {
         moveIn("new/b");
         moveIn("old/a");
         moveIn("new/a");
@@ -144,10 +144,10 @@ TEST_F(AFileWatcher, TellsInTheirOrderOfItemsThatAreMadeInAFolderSinceItWasToldO
     EXPECT_EQ(arrivedUpTo("new/a"), (Names{"new/", "new/b", "old/a", "new/a"}));
 }
 
-TEST_F(AFileWatcher, TellsAgainOfAFileOfANewFolderThatIsReplacedOnceItWasToldOf) {
+TEST_F(AFileWatcher, ReportsAgainAFileOfANewFolderThatIsReplacedOnceItWasReported) {
     folder.write("tree/a", "");
-    answered = "tree/a";
-    answer = [this] {
+    awaited = "tree/a";
+    reaction = [this] {
         moveIn("tree/a");
         moveIn("end");
     };
@@ -156,7 +156,7 @@ TEST_F(AFileWatcher, TellsAgainOfAFileOfANewFolderThatIsReplacedOnceItWasToldOf)
     EXPECT_EQ(arrivedUpTo("end"), (Names{"tree/", "tree/a", "tree/a", "end"}));
 }
 
-TEST_F(AFileWatcher, TellsAgainOfAnItemThatComesBack) {
+TEST_F(AFileWatcher, ReportsAgainAnItemThatComesBack) {
     const auto watcher = watch();
     fs::create_directory(root + "/d");
     moveIn("d/a");

@@ -42,9 +42,9 @@ protected:
     /// How many descriptors of this process lead to the file; the disk has one of its own while it is at work.
     std::size_t descriptors() const {
         std::size_t count = 0;
-        std::error_code gone;
+        std::error_code ignored;
         for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd"))
-            count += std::filesystem::read_symlink(descriptor, gone) == path_ ? 1U : 0U;
+            count += std::filesystem::read_symlink(descriptor, ignored) == path_ ? 1U : 0U;
         return count;
     }
 

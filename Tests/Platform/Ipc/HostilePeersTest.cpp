@@ -182,19 +182,19 @@ private:
     std::mt19937_64 random_;
 };
 
-TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryType) {
+TEST_F(AServiceAmongHostilePeers, RepliesToMessagesOfEveryType) {
     BusPeer peer;
     int taken = 0;
     int refused = 0;
     for (unsigned seed = 0; seed < 2000; ++seed) {
-        const auto answer = peer.call(messageMethod, [&](sd_bus_message* call) { RandomMessage(seed).fill(call); });
-        ASSERT_TRUE(answer) << seed;
-        if (*answer == emptyReply)
+        const auto reply = peer.call(messageMethod, [&](sd_bus_message* call) { RandomMessage(seed).fill(call); });
+        ASSERT_TRUE(reply) << seed;
+        if (*reply == emptyReply)
             ++taken;
         else {
             ++refused;
-            EXPECT_EQ(answer->errorName, "org.freedesktop.DBus.Error.InvalidArgs") << seed;
-            EXPECT_NE(answer->errorText, "") << seed;
+            EXPECT_EQ(reply->errorName, "org.freedesktop.DBus.Error.InvalidArgs") << seed;
+            EXPECT_NE(reply->errorText, "") << seed;
         }
     }
     // Chance picks a good many of each.
@@ -203,7 +203,7 @@ TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryType) {
     expectAllWell();
 }
 
-TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryDepth) {
+TEST_F(AServiceAmongHostilePeers, RepliesToMessagesOfEveryDepth) {
     BusPeer peer;
     for (int depth = 1; depth <= 63; ++depth) {
         const auto nested = [depth](sd_bus_message* call) {
@@ -221,13 +221,13 @@ TEST_F(AServiceAmongHostilePeers, AnswersMessagesOfEveryDepth) {
 TEST_F(AServiceAmongHostilePeers, RefusesMoreValuesThanItHasRoomFor) {
     BusPeer peer;
     const std::vector<std::uint32_t> numbers(1 << 20, 7); // one too many, with the array itself
-    const auto answer = peer.call(messageMethod, [&](sd_bus_message* call) {
+    const auto reply = peer.call(messageMethod, [&](sd_bus_message* call) {
         sd_bus_message_open_container(call, 'v', "au");
         sd_bus_message_append_array(call, 'u', numbers.data(), numbers.size() * sizeof numbers[0]);
         sd_bus_message_close_container(call);
     });
-    EXPECT_EQ(answer, (BusPeer::Answer{"org.freedesktop.DBus.Error.LimitsExceeded",
-                                       "more than 1048576 values in one message", "", ""}));
+    EXPECT_EQ(reply, (BusPeer::Reply{"org.freedesktop.DBus.Error.LimitsExceeded",
+                                     "more than 1048576 values in one message", "", ""}));
     expectAllWell();
 }
 
@@ -236,20 +236,20 @@ TEST_F(AServiceAmongHostilePeers, SurvivesMessagesThatAreLongerThanTheLibraryTak
         return RawPeer::call(messageMethod.destination, messageMethod.objectPath, messageMethod.interface,
                              messageMethod.method, size);
     };
-    const std::size_t head = bytes(1).size() - 1;
+    const std::size_t header = bytes(1).size() - 1;
     // The bus adds the sender's name to the longest message that may be sent, which is then too long for the library:
     // it cuts its connection to the bus, and the service goes back there.
     for (const std::size_t total : {maximumMessageSize - 1, maximumMessageSize}) {
         const auto owner = innocent->ownerOf(messageMethod.destination);
         RawPeer longest(bus.socketPath());
         longest.introduceItself();
-        EXPECT_TRUE(longest.write(bytes(total - head))) << total;
+        EXPECT_TRUE(longest.write(bytes(total - header))) << total;
         EXPECT_TRUE(innocent->waitForOwner(messageMethod.destination, owner)) << total;
         expectAllWell();
     }
     RawPeer beyond(bus.socketPath());
     beyond.introduceItself();
-    beyond.write(bytes(maximumMessageSize + 1 - head));
+    beyond.write(bytes(maximumMessageSize + 1 - header));
     EXPECT_TRUE(beyond.isDropped());
     expectAllWell();
 }
@@ -318,7 +318,7 @@ TEST_F(AServiceAmongHostilePeers, IsNotDisturbedByPeersThatVanishInTheMiddleOfAC
     }
     for (int count = 0; count < 100; ++count) {
         BusPeer peer;
-        peer.start(messageMethod, text("and away"), std::make_shared<std::optional<BusPeer::Answer>>());
+        peer.start(messageMethod, text("and away"), std::make_shared<std::optional<BusPeer::Reply>>());
         peer.flush();
     }
     expectAllWell();

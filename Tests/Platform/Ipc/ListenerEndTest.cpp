@@ -68,7 +68,7 @@ TEST_F(AListenersEnd, ComesWhenTheBusGoesAwayAndFreesItsConnections) {
     const auto listener = newListener();
     BusPeer peer;
     ASSERT_TRUE(peer.waitForOwner(name));
-    EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
+    EXPECT_EQ(peer.call(work()), BusPeer::Reply{});
     EXPECT_EQ(object.use_count(), 2);
     bus.kill();
     EXPECT_TRUE(loop.runUntil([&] { return !ends.empty(); }));
@@ -80,7 +80,7 @@ TEST_F(AListenersEnd, DoesNotComeWhereOnlyItsConnectionWasCut) {
     const auto listener = newListener();
     BusPeer peer;
     ASSERT_TRUE(peer.waitForOwner(name));
-    EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
+    EXPECT_EQ(peer.call(work()), BusPeer::Reply{});
     const auto empty = RawPeer::call(name, path, interface, "Work", 1).size() - 1;
     RawPeer longest(bus.socketPath());
     longest.introduceItself();
@@ -89,7 +89,7 @@ TEST_F(AListenersEnd, DoesNotComeWhereOnlyItsConnectionWasCut) {
     ASSERT_TRUE(loop.runUntil([&] { return !log.entries().empty(); }));
     EXPECT_EQ(log.entries(), (Strings{"The connection to the session bus was cut and is made again"}));
     ASSERT_TRUE(peer.waitForOwner(name));
-    EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
+    EXPECT_EQ(peer.call(work()), BusPeer::Reply{});
     // A peer that was known before comes as a new one.
     EXPECT_EQ(asked, (Strings{peer.uniqueName(), peer.uniqueName()}));
     EXPECT_EQ(ends, Strings{});
@@ -99,11 +99,11 @@ TEST_F(AListenersEnd, IsSilentWhenItsOwnerDestroysIt) {
     auto listener = newListener();
     BusPeer peer;
     ASSERT_TRUE(peer.waitForOwner(name));
-    EXPECT_EQ(peer.call(work()), BusPeer::Answer{});
+    EXPECT_EQ(peer.call(work()), BusPeer::Reply{});
     listener.reset();
-    const auto answer = peer.call(work());
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->errorName, "org.freedesktop.DBus.Error.ServiceUnknown");
+    const auto reply = peer.call(work());
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->errorName, "org.freedesktop.DBus.Error.ServiceUnknown");
     EXPECT_EQ(ends, Strings{});
     // The name is free again.
     const auto successor = newListener();
@@ -121,8 +121,8 @@ TEST_F(AListenersEnd, MayComeWhileItsOwnerHandlesACall) {
     };
     BusPeer peer;
     ASSERT_TRUE(peer.waitForOwner(name));
-    const auto answer = peer.call(work());
-    ASSERT_TRUE(answer);
+    const auto reply = peer.call(work());
+    ASSERT_TRUE(reply);
     EXPECT_EQ(listener, nullptr);
 }
 

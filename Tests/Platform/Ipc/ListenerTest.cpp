@@ -21,7 +21,7 @@ protected:
     std::unique_ptr<Platform::Ipc::Listener> listener = newListener();
 };
 
-const BusPeer::Answer emptyReply{};
+const BusPeer::Reply emptyReply{};
 
 TEST_F(AListener, AsksItsDelegateOnceForEachPeer) {
     BusPeer first;
@@ -44,9 +44,9 @@ TEST_F(AListener, AsksItsDelegateForAPeerThatCallsNoMethodOfItsOwn) {
 
 TEST_F(AListener, DoesNotMeetAPeerThatCallsAnotherObject) {
     BusPeer peer;
-    const auto answer = peer.call({name, "/org/example/Other", interface, "Work"});
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->errorName, "org.freedesktop.DBus.Error.UnknownObject");
+    const auto reply = peer.call({name, "/org/example/Other", interface, "Work"});
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->errorName, "org.freedesktop.DBus.Error.UnknownObject");
     EXPECT_EQ(peer.call(work()), emptyReply);
     EXPECT_EQ(asked.size(), 1U);
 }
@@ -83,7 +83,7 @@ TEST_F(AListener, SendsNothingToACallerThatAsksForNoReply) {
     BusPeer peer;
     peer.send(work());
     peer.send({name, path, interface, "Missing"});
-    // What would have come for these two would come before the answer to a later call.
+    // What would have come for these two would come before the reply to a later call.
     EXPECT_EQ(peer.call(work()), emptyReply);
     EXPECT_EQ(peer.received().size(), 0U);
     EXPECT_EQ(calls.size(), 2U);
@@ -100,22 +100,22 @@ TEST_F(AListener, LetsCallsWaitUntilTheConnectionIsResumed) {
         return true;
     };
     BusPeer peer;
-    const auto answer = std::make_shared<std::optional<BusPeer::Answer>>();
-    peer.start(work(), nullptr, answer);
-    peer.start(work(), nullptr, std::make_shared<std::optional<BusPeer::Answer>>());
+    const auto reply = std::make_shared<std::optional<BusPeer::Reply>>();
+    peer.start(work(), nullptr, reply);
+    peer.start(work(), nullptr, std::make_shared<std::optional<BusPeer::Reply>>());
     BusPeer other;
     ASSERT_TRUE(loop.runUntil([&] { return held != nullptr; }));
     EXPECT_EQ(other.call({name, path, "org.freedesktop.DBus.Peer", "Ping"}), emptyReply);
     EXPECT_EQ(calls, Strings{});
-    EXPECT_FALSE(answer->has_value());
+    EXPECT_FALSE(reply->has_value());
     held->resume();
-    EXPECT_TRUE(loop.runUntil([&] { return calls.size() == 2 && answer->has_value(); }));
+    EXPECT_TRUE(loop.runUntil([&] { return calls.size() == 2 && reply->has_value(); }));
 }
 
 TEST_F(AListener, TellsAPeerThatItsDelegateRefuses) {
     decide = [](const ConnectionPointer&) { return false; };
     BusPeer peer;
-    const BusPeer::Answer refusal{"org.freedesktop.DBus.Error.AccessDenied", "the connection is refused", "", ""};
+    const BusPeer::Reply refusal{"org.freedesktop.DBus.Error.AccessDenied", "the connection is refused", "", ""};
     EXPECT_EQ(peer.call(work()), refusal);
     EXPECT_EQ(peer.call(work()), refusal);
     EXPECT_EQ(asked.size(), 1U);
@@ -125,18 +125,18 @@ TEST_F(AListener, RefusesAPeerAtWhichItsDelegateFails) {
     const TestSupport::LogCapture log;
     decide = [](const ConnectionPointer&) -> bool { throw std::runtime_error("no engine"); };
     BusPeer peer;
-    const auto answer = peer.call(work());
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->errorName, "org.freedesktop.DBus.Error.AccessDenied");
+    const auto reply = peer.call(work());
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->errorName, "org.freedesktop.DBus.Error.AccessDenied");
     EXPECT_EQ(log.entries(), (Strings{"Uncaught exception on org.example.Worker.listener: no engine"}));
 }
 
 TEST_F(AListener, RefusesEverybodyWithoutADelegate) {
     listener->setDelegate(nullptr);
     BusPeer peer;
-    const auto answer = peer.call(work());
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->errorName, "org.freedesktop.DBus.Error.AccessDenied");
+    const auto reply = peer.call(work());
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->errorName, "org.freedesktop.DBus.Error.AccessDenied");
     EXPECT_EQ(asked, Strings{});
 }
 
@@ -149,27 +149,27 @@ TEST_F(AListener, LogsWhatAMethodThrowsAndTellsACallerThatWaits) {
         return true;
     };
     BusPeer peer;
-    EXPECT_EQ(peer.call(work()), (BusPeer::Answer{"org.freedesktop.DBus.Error.Failed", "out of order", "", ""}));
+    EXPECT_EQ(peer.call(work()), (BusPeer::Reply{"org.freedesktop.DBus.Error.Failed", "out of order", "", ""}));
     peer.send(work());
     EXPECT_EQ(peer.call(rest()), emptyReply);
     const auto entry = "Uncaught exception on " + (name + peer.uniqueName()) + ": out of order";
     EXPECT_EQ(log.entries(), (Strings{entry, entry}));
 }
 
-TEST_F(AListener, AnswersWhatItDoesNotHaveWithTheStandardErrors) {
+TEST_F(AListener, RepliesToUnknownCallsWithTheStandardErrors) {
     BusPeer peer;
     EXPECT_EQ(peer.call({name, path, interface, "Missing"}),
-              (BusPeer::Answer{"org.freedesktop.DBus.Error.UnknownMethod",
-                               "Unknown method Missing or interface org.example.Work.", "", ""}));
+              (BusPeer::Reply{"org.freedesktop.DBus.Error.UnknownMethod",
+                              "Unknown method Missing or interface org.example.Work.", "", ""}));
     EXPECT_EQ(peer.call({name, path, "org.example.Play", "Work"}),
-              (BusPeer::Answer{"org.freedesktop.DBus.Error.UnknownMethod",
-                               "Unknown method Work or interface org.example.Play.", "", ""}));
-    EXPECT_EQ(peer.call({name, "/org/example/Nothing", interface, "Work"}),
-              (BusPeer::Answer{"org.freedesktop.DBus.Error.UnknownObject", "Unknown object '/org/example/Nothing'.", "",
-                               ""}));
+              (BusPeer::Reply{"org.freedesktop.DBus.Error.UnknownMethod",
+                              "Unknown method Work or interface org.example.Play.", "", ""}));
+    EXPECT_EQ(
+        peer.call({name, "/org/example/Nothing", interface, "Work"}),
+        (BusPeer::Reply{"org.freedesktop.DBus.Error.UnknownObject", "Unknown object '/org/example/Nothing'.", "", ""}));
     EXPECT_EQ(peer.call(work(), [](sd_bus_message* message) { sd_bus_message_append(message, "s", "now"); }),
-              (BusPeer::Answer{"org.freedesktop.DBus.Error.InvalidArgs",
-                               "Invalid arguments 's' to call org.example.Work.Work(), expecting ''.", "", ""}));
+              (BusPeer::Reply{"org.freedesktop.DBus.Error.InvalidArgs",
+                              "Invalid arguments 's' to call org.example.Work.Work(), expecting ''.", "", ""}));
     EXPECT_EQ(calls, Strings{});
     EXPECT_EQ(peer.call(work()), emptyReply);
 }
@@ -182,24 +182,24 @@ TEST_F(AListener, LetsEachConnectionUseOnlyWhatIsExportedOnIt) {
         return true;
     };
     BusPeer peer;
-    const BusPeer::Answer unknown{"org.freedesktop.DBus.Error.UnknownMethod", "Unknown method Work", "", ""};
+    const BusPeer::Reply unknown{"org.freedesktop.DBus.Error.UnknownMethod", "Unknown method Work", "", ""};
     EXPECT_EQ(peer.call(work()), unknown);
     EXPECT_EQ(peer.call(rest()),
-              (BusPeer::Answer{"org.freedesktop.DBus.Error.UnknownMethod", "Unknown method Rest", "", ""}));
+              (BusPeer::Reply{"org.freedesktop.DBus.Error.UnknownMethod", "Unknown method Rest", "", ""}));
     decide = [](const ConnectionPointer& connection) {
         connection->resume();
         return true;
     };
     BusPeer stranger;
-    EXPECT_EQ(stranger.call(work()), (BusPeer::Answer{"org.freedesktop.DBus.Error.UnknownInterface",
-                                                      "Unknown interface org.example.Work", "", ""}));
+    EXPECT_EQ(stranger.call(work()), (BusPeer::Reply{"org.freedesktop.DBus.Error.UnknownInterface",
+                                                     "Unknown interface org.example.Work", "", ""}));
 }
 
 TEST_F(AListener, DescribesItsInterface) {
     BusPeer peer;
-    const auto answer = peer.call({name, path, "org.freedesktop.DBus.Introspectable", "Introspect"});
-    ASSERT_TRUE(answer);
-    EXPECT_NE(answer->text.find(R"( <interface name="org.example.Work">
+    const auto reply = peer.call({name, path, "org.freedesktop.DBus.Introspectable", "Introspect"});
+    ASSERT_TRUE(reply);
+    EXPECT_NE(reply->text.find(R"( <interface name="org.example.Work">
   <method name="Work">
    <annotation name="org.freedesktop.DBus.Method.NoReply" value="true"/>
   </method>
@@ -209,10 +209,10 @@ TEST_F(AListener, DescribesItsInterface) {
  </interface>
 )"),
               std::string::npos)
-        << answer->text;
+        << reply->text;
 }
 
-TEST_F(AListener, AnswersForItsProperties) {
+TEST_F(AListener, HasTheStandardPropertiesInterface) {
     BusPeer peer;
     const auto all = peer.call({name, path, "org.freedesktop.DBus.Properties", "GetAll"},
                                [](sd_bus_message* message) { sd_bus_message_append(message, "s", interface); });
@@ -278,7 +278,7 @@ TEST_F(AListener, FreesAConnectionThatWasNeverResumedWhenItsPeerLeaves) {
         return true;
     };
     auto peer = std::make_unique<BusPeer>();
-    peer->start(work(), nullptr, std::make_shared<std::optional<BusPeer::Answer>>());
+    peer->start(work(), nullptr, std::make_shared<std::optional<BusPeer::Reply>>());
     ASSERT_TRUE(loop.runUntil([&] { return weak.lock() != nullptr; }));
     peer.reset();
     EXPECT_TRUE(loop.runUntil([&] { return weak.expired(); }));

@@ -117,8 +117,8 @@ TEST_F(AClientsConnection, HearsNobodyButItsService) {
     const std::string client = sd_bus_message_get_sender(service.received()[0].get());
     BusPeer stranger;
     EXPECT_EQ(stranger.call({client, "/org/example/Worker", "org.example.Messages", "Message"}, text("psst")),
-              (BusPeer::Answer{"org.freedesktop.DBus.Error.AccessDenied",
-                               "only org.example.Worker may send to this connection", "", ""}));
+              (BusPeer::Reply{"org.freedesktop.DBus.Error.AccessDenied",
+                              "only org.example.Worker may send to this connection", "", ""}));
     EXPECT_EQ(service.call({client, "/org/example/Worker", "org.example.Messages", "Message"}, text("welcome")),
               emptyReply);
     EXPECT_EQ(events, (Strings{"welcome"}));

@@ -19,7 +19,7 @@ inline const Platform::Ipc::MessageAddress messages{{"org.example.Worker", "/org
                                                     "org.example.Messages"};
 inline const TestSupport::BusPeer::Target messageMethod{messages.service.name, messages.service.objectPath,
                                                         messages.interface, "Message"};
-inline const TestSupport::BusPeer::Answer emptyReply{};
+inline const TestSupport::BusPeer::Reply emptyReply{};
 
 /// The argument of a message: a variant that holds a string.
 inline TestSupport::BusPeer::Fill text(const char* string) {

@@ -99,21 +99,21 @@ TEST_F(AMessageService, HoldsEventsBackWhileAConnectionIsSuspended) {
     const auto connection = connections.at(0);
     connection->suspend();
     connection->suspend();
-    const auto answer = std::make_shared<std::optional<BusPeer::Answer>>();
-    peer.start(messageMethod, text("2"), answer);
+    const auto reply = std::make_shared<std::optional<BusPeer::Reply>>();
+    peer.start(messageMethod, text("2"), reply);
     BusPeer other;
     EXPECT_EQ(other.call(messageMethod, text("meanwhile")), emptyReply);
     connection->resume();
     EXPECT_EQ(other.call(messageMethod, text("still")), emptyReply);
-    EXPECT_FALSE(answer->has_value());
+    EXPECT_FALSE(reply->has_value());
     EXPECT_EQ(events[peer.uniqueName()], (Strings{"1"}));
     connection->resume();
-    EXPECT_TRUE(loop.runUntil([&] { return answer->has_value(); }));
+    EXPECT_TRUE(loop.runUntil([&] { return reply->has_value(); }));
     EXPECT_EQ(events[peer.uniqueName()], (Strings{"1", "2"}));
     EXPECT_THROW(connection->resume(), std::logic_error);
 }
 
-TEST_F(AMessageService, TellsAConnectionThatItsPeerHasLeftAfterAllThatThePeerSent) {
+TEST_F(AMessageService, NotifiesAConnectionThatItsPeerHasLeftAfterAllThatThePeerSent) {
     auto peer = std::make_unique<BusPeer>();
     const auto leaving = peer->uniqueName();
     for (int count = 0; count < 5; ++count)
@@ -127,7 +127,7 @@ TEST_F(AMessageService, TellsAConnectionThatItsPeerHasLeftAfterAllThatThePeerSen
     EXPECT_EQ(connections[0].use_count(), 1);
 }
 
-TEST_F(AMessageService, AnswersACallerWhoseMessageCannotBeHandled) {
+TEST_F(AMessageService, RepliesToACallerWhoseMessageCannotBeHandled) {
     const TestSupport::LogCapture log;
     welcome = [&](const ConnectionPointer& connection) {
         connection->setEventHandler([](const ConnectionEvent&) { throw std::runtime_error("no room"); });
@@ -135,7 +135,7 @@ TEST_F(AMessageService, AnswersACallerWhoseMessageCannotBeHandled) {
     };
     BusPeer peer;
     EXPECT_EQ(peer.call(messageMethod, text("hello")),
-              (BusPeer::Answer{"org.freedesktop.DBus.Error.Failed", "no room", "", ""}));
+              (BusPeer::Reply{"org.freedesktop.DBus.Error.Failed", "no room", "", ""}));
     peer.send(messageMethod, text("hello"));
     EXPECT_EQ(peer.call(messageMethod, text("hello"))->errorText, "no room");
     EXPECT_EQ(log.entries(), Strings(3, "Uncaught exception on main: no room"));
@@ -145,12 +145,11 @@ TEST_F(AMessageService, RefusesWhatHasNoMeaningAndSaysWhy) {
     const TestSupport::LogCapture log;
     BusPeer peer;
     const auto pair = [](sd_bus_message* call) { sd_bus_message_append(call, "v", "(ii)", 1, 2); };
-    EXPECT_EQ(peer.call(messageMethod, pair), (BusPeer::Answer{"org.freedesktop.DBus.Error.InvalidArgs",
-                                                               "a structure (ii) has no meaning here", "", ""}));
-    EXPECT_EQ(
-        peer.call(messageMethod, [](sd_bus_message* call) { sd_bus_message_append(call, "s", "bare"); }),
-        (BusPeer::Answer{"org.freedesktop.DBus.Error.InvalidArgs",
-                         "Invalid arguments 's' to call org.example.Messages.Message(), expecting 'v'.", "", ""}));
+    EXPECT_EQ(peer.call(messageMethod, pair), (BusPeer::Reply{"org.freedesktop.DBus.Error.InvalidArgs",
+                                                              "a structure (ii) has no meaning here", "", ""}));
+    EXPECT_EQ(peer.call(messageMethod, [](sd_bus_message* call) { sd_bus_message_append(call, "s", "bare"); }),
+              (BusPeer::Reply{"org.freedesktop.DBus.Error.InvalidArgs",
+                              "Invalid arguments 's' to call org.example.Messages.Message(), expecting 'v'.", "", ""}));
     EXPECT_EQ(peer.call(messageMethod)->errorName, "org.freedesktop.DBus.Error.InvalidArgs");
     EXPECT_EQ(peer.call({messageMethod.destination, messageMethod.objectPath, "org.example.Work", "Work"})->errorName,
               "org.freedesktop.DBus.Error.UnknownMethod");
@@ -192,7 +191,7 @@ TEST_F(AMessageService, RefusesMessagesOfACancelledConnection) {
     EXPECT_EQ(peer.call(messageMethod, text("hello")), emptyReply);
     connections.at(0)->cancel();
     EXPECT_EQ(peer.call(messageMethod, text("again")),
-              (BusPeer::Answer{"org.freedesktop.DBus.Error.AccessDenied", "the connection is cancelled", "", ""}));
+              (BusPeer::Reply{"org.freedesktop.DBus.Error.AccessDenied", "the connection is cancelled", "", ""}));
     connections.at(0)->send("into the void");
     EXPECT_EQ(peer.call({messageMethod.destination, messageMethod.objectPath, "org.freedesktop.DBus.Peer", "Ping"}),
               emptyReply);
@@ -200,7 +199,7 @@ TEST_F(AMessageService, RefusesMessagesOfACancelledConnection) {
     EXPECT_EQ(connections.size(), 1U);
 }
 
-TEST_F(AMessageService, TellsEveryConnectionOfAnEndingProcess) {
+TEST_F(AMessageService, NotifiesEveryConnectionOfAnEndingProcess) {
     BusPeer first;
     BusPeer second;
     EXPECT_EQ(first.call(messageMethod, text("a")), emptyReply);
@@ -212,7 +211,7 @@ TEST_F(AMessageService, TellsEveryConnectionOfAnEndingProcess) {
     EXPECT_EQ(first.call(messageMethod, text("still served")), emptyReply);
 }
 
-TEST_F(AMessageService, TellsEveryConnectionOfALostBusBeforeItsOwner) {
+TEST_F(AMessageService, NotifiesEveryConnectionOfALostBusBeforeItsOwner) {
     BusPeer peer;
     EXPECT_EQ(peer.call(messageMethod, text("a")), emptyReply);
     const auto name = peer.uniqueName();
@@ -269,17 +268,17 @@ TEST_F(AMessageService, IsUsedByTheUsualCommands) {
 
 TEST_F(AMessageService, DescribesItsInterface) {
     BusPeer peer;
-    const auto answer = peer.call(
+    const auto reply = peer.call(
         {messageMethod.destination, messageMethod.objectPath, "org.freedesktop.DBus.Introspectable", "Introspect"});
-    ASSERT_TRUE(answer);
-    EXPECT_NE(answer->text.find(R"( <interface name="org.example.Messages">
+    ASSERT_TRUE(reply);
+    EXPECT_NE(reply->text.find(R"( <interface name="org.example.Messages">
   <method name="Message">
    <arg type="v" name="message" direction="in"/>
   </method>
  </interface>
 )"),
               std::string::npos)
-        << answer->text;
+        << reply->text;
 }
 
 } // namespace

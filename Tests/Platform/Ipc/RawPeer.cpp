@@ -70,15 +70,15 @@ void RawPeer::introduceItself() {
     write(std::string_view("\0", 1));
     write("AUTH EXTERNAL " + user + "\r\nBEGIN\r\n");
     write(call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "Hello", 0));
-    // The greeting and the answer to Hello; what follows is of no interest here.
-    std::string answer;
-    while (answer.find("NameAcquired") == std::string::npos) {
+    // The greeting and the reply to Hello; what follows is of no interest here.
+    std::string reply;
+    while (reply.find("NameAcquired") == std::string::npos) {
         pollfd ready{socket_.get(), POLLIN, 0};
         std::array<char, 4096> piece{};
         const auto count = ::poll(&ready, 1, patience) > 0 ? ::read(socket_.get(), piece.data(), piece.size()) : 0;
         if (count <= 0)
-            throw std::runtime_error("the bus does not answer");
-        answer.append(piece.data(), static_cast<std::size_t>(count));
+            throw std::runtime_error("the bus does not reply");
+        reply.append(piece.data(), static_cast<std::size_t>(count));
     }
 }
 

@@ -43,7 +43,7 @@ TEST_F(ACallToAService, LaunchesIt) {
     EXPECT_EQ(*result, std::nullopt);
 }
 
-TEST_F(ACallToAService, TellsWhatTheServiceAnswers) {
+TEST_F(ACallToAService, ReportsTheReplyOfTheService) {
     const auto broken = call(worker, "Break");
     ASSERT_TRUE(broken);
     EXPECT_EQ(*broken, (CallFailure{"org.freedesktop.DBus.Error.Failed", "it is broken"}));
@@ -52,13 +52,13 @@ TEST_F(ACallToAService, TellsWhatTheServiceAnswers) {
     EXPECT_EQ((*unknown)->name, "org.freedesktop.DBus.Error.UnknownMethod");
 }
 
-TEST_F(ACallToAService, TellsThatNobodyKnowsTheService) {
+TEST_F(ACallToAService, ReportsThatNobodyKnowsTheService) {
     const auto result = call({"org.example.Nobody", "/org/example/Nobody"}, "Work");
     ASSERT_TRUE(result && *result);
     EXPECT_EQ((*result)->name, "org.freedesktop.DBus.Error.ServiceUnknown");
 }
 
-TEST_F(ACallToAService, TellsThatTheServiceCannotBeLaunched) {
+TEST_F(ACallToAService, ReportsThatTheServiceCannotBeLaunched) {
     const auto absent = call({"org.example.Absent", "/org/example/Absent"}, "Work");
     ASSERT_TRUE(absent && *absent);
     EXPECT_EQ((*absent)->name, "org.freedesktop.DBus.Error.Spawn.ExecFailed");
@@ -67,14 +67,14 @@ TEST_F(ACallToAService, TellsThatTheServiceCannotBeLaunched) {
     EXPECT_EQ((*brief)->name, "org.freedesktop.DBus.Error.Spawn.ChildExited");
 }
 
-TEST_F(ACallToAService, TellsThatThereIsNoBus) {
+TEST_F(ACallToAService, ReportsThatThereIsNoBus) {
     bus.kill();
     const auto result = call(worker, "Work");
     ASSERT_TRUE(result);
     EXPECT_EQ(*result, (CallFailure{"", "there is no session bus (Connection refused)"}));
 }
 
-TEST_F(ACallToAService, EndsAfterItsTimeWithoutAnAnswer) {
+TEST_F(ACallToAService, EndsAfterItsTimeoutWithoutAReply) {
     TestSupport::BusPeer silent;
     ASSERT_GE(sd_bus_request_name(silent.handle(), "org.example.Silent", 0), 0);
     const auto unread = [](sd_bus_message*, void*, sd_bus_error*) { return 1; };
@@ -97,7 +97,7 @@ TEST_F(ACallToAService, EndsWithTheBus) {
     EXPECT_NE((*result)->text, "");
 }
 
-TEST_F(ACallToAService, TellsNothingMoreOnceItIsDropped) {
+TEST_F(ACallToAService, ReportsNothingMoreOnceItIsDropped) {
     bool called = false;
     auto pending = Ipc::callService(worker, "org.example.Work", "Work", std::nullopt, 20s,
                                     [&](const std::optional<CallFailure>&) { called = true; });

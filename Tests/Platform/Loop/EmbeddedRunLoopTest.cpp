@@ -85,7 +85,7 @@ TEST_F(AnEmbeddedLoop, FiresALaterTimerAfterAnEarlierOneWasCancelled) {
     EXPECT_TRUE(pollUntil([&] { return fired; }));
 }
 
-TEST_F(AnEmbeddedLoop, TellsOfWatchedDescriptors) {
+TEST_F(AnEmbeddedLoop, ReportsWatchedDescriptors) {
     std::array<int, 2> pipe{};
     ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
     int calls = 0;

@@ -166,11 +166,11 @@ TEST_F(AQueue, LogsAnExceptionAndGoesOn) {
 
 TEST_F(AQueue, TellsAProgramsHandlerOfExceptions) {
     TestSupport::LogCapture log;
-    std::string told;
-    loop.setExceptionHandler([&](const std::exception& exception) { told = exception.what(); });
+    std::string reported;
+    loop.setExceptionHandler([&](const std::exception& exception) { reported = exception.what(); });
     Queue::main().async([] { throw std::runtime_error("out of paper"); });
-    EXPECT_TRUE(loop.runUntil([&] { return !told.empty(); }));
-    EXPECT_EQ(told, "out of paper");
+    EXPECT_TRUE(loop.runUntil([&] { return !reported.empty(); }));
+    EXPECT_EQ(reported, "out of paper");
     EXPECT_EQ(log.entries().size(), 1U);
 }
 

@@ -151,7 +151,7 @@ TEST_F(ARunLoop, CanWaitInsideATask) {
     EXPECT_TRUE(loop.runUntil([&] { return !calls.empty(); }));
 }
 
-TEST_F(ARunLoop, TellsOfADescriptorUntilTheWatchIsGone) {
+TEST_F(ARunLoop, ReportsADescriptorUntilTheWatchEnds) {
     const Pipe pipe;
     std::string got;
     auto watch = loop.watch(pipe.reader(), EPOLLIN, [&](std::uint32_t events) {
@@ -170,7 +170,7 @@ TEST_F(ARunLoop, TellsOfADescriptorUntilTheWatchIsGone) {
     EXPECT_EQ(got, "ab");
 }
 
-TEST_F(ARunLoop, TellsOfTheEventsThatAreAwaited) {
+TEST_F(ARunLoop, ReportsTheEventsThatAreAwaited) {
     Pipe pipe;
     std::uint32_t seen = 0;
     const auto watch = loop.watch(pipe.writer(), 0, [&](std::uint32_t events) { seen = events; });
@@ -181,7 +181,7 @@ TEST_F(ARunLoop, TellsOfTheEventsThatAreAwaited) {
     EXPECT_EQ(seen, static_cast<std::uint32_t>(EPOLLOUT));
 }
 
-TEST_F(ARunLoop, TellsOfAnEndThatNobodyAwaits) {
+TEST_F(ARunLoop, ReportsAnEndThatNobodyAwaits) {
     Pipe pipe;
     std::uint32_t seen = 0;
     std::unique_ptr<DescriptorWatch> watch;
@@ -241,12 +241,12 @@ TEST_F(ARunLoop, RefusesADescriptorThatCannotBeWatched) {
 
 TEST_F(ARunLoop, LooksAtDescriptorsThoughAQueueFeedsItself) {
     const Pipe pipe;
-    bool told = false;
-    const auto watch = loop.watch(pipe.reader(), EPOLLIN, [&](std::uint32_t) { told = true; });
+    bool notified = false;
+    const auto watch = loop.watch(pipe.reader(), EPOLLIN, [&](std::uint32_t) { notified = true; });
     std::function<void()> again = [&] { Queue::main().async(again); };
     again();
     pipe.write('a');
-    EXPECT_TRUE(loop.runUntil([&] { return told; }));
+    EXPECT_TRUE(loop.runUntil([&] { return notified; }));
 }
 
 TEST_F(ARunLoop, GivesWatchesTheirTurnBesideEachOther) {

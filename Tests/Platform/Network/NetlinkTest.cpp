@@ -53,7 +53,7 @@ Buffer number(int value) {
     return payload;
 }
 
-class AnAnswer : public testing::Test {
+class AReply : public testing::Test {
 protected:
     std::vector<std::uint16_t> types;
     std::vector<std::size_t> sizes;
@@ -65,7 +65,7 @@ protected:
     ReplyReader single{sequence, false, visit};
 };
 
-TEST_F(AnAnswer, OfADumpEndsWithItsOwnMessage) {
+TEST_F(AReply, OfADumpEndsWithItsOwnMessage) {
     dump.read(joined({message(RTM_NEWROUTE, Buffer(12)), message(RTM_NEWLINK, Buffer(5))}));
     EXPECT_FALSE(dump.ended());
     dump.read(joined({message(NLMSG_DONE, number(0)), message(RTM_NEWROUTE, {})}));
@@ -76,13 +76,13 @@ TEST_F(AnAnswer, OfADumpEndsWithItsOwnMessage) {
     EXPECT_EQ(sizes, (std::vector<std::size_t>{12, 5}));
 }
 
-TEST_F(AnAnswer, OfAQuestionIsOneMessage) {
+TEST_F(AReply, ToASingleRequestIsOneMessage) {
     single.read(joined({message(NLMSG_NOOP, {}), message(RTM_NEWROUTE, Buffer(12)), message(RTM_NEWLINK, {})}));
     EXPECT_TRUE(single.ended());
     EXPECT_EQ(types, std::vector<std::uint16_t>{RTM_NEWROUTE});
 }
 
-TEST_F(AnAnswer, CarriesTheKernelsError) {
+TEST_F(AReply, CarriesTheKernelsError) {
     single.read(message(NLMSG_ERROR, number(-ENETUNREACH)));
     EXPECT_TRUE(single.ended());
     EXPECT_EQ(single.error(), ENETUNREACH);
@@ -91,7 +91,7 @@ TEST_F(AnAnswer, CarriesTheKernelsError) {
     EXPECT_EQ(dump.error(), EOPNOTSUPP);
 }
 
-TEST_F(AnAnswer, IsABadMessageWhereItsErrorIsNone) {
+TEST_F(AReply, IsABadMessageWhereItsErrorIsNone) {
     single.read(message(NLMSG_ERROR, Buffer(3)));
     EXPECT_EQ(single.error(), EBADMSG);
     ReplyReader positive(sequence, false, visit);
@@ -105,13 +105,13 @@ TEST_F(AnAnswer, IsABadMessageWhereItsErrorIsNone) {
     EXPECT_EQ(dump.error(), 0);
 }
 
-TEST_F(AnAnswer, TellsThatADumpWasDisturbed) {
+TEST_F(AReply, SaysThatADumpWasInterrupted) {
     dump.read(joined({message(RTM_NEWROUTE, {}, {}, NLM_F_MULTI | NLM_F_DUMP_INTR), message(NLMSG_DONE, number(0))}));
     EXPECT_TRUE(dump.ended());
     EXPECT_TRUE(dump.interrupted());
 }
 
-TEST_F(AnAnswer, PassesOverMessagesOfOtherQuestions) {
+TEST_F(AReply, SkipsMessagesOfOtherRequests) {
     single.read(joined({message(RTM_NEWLINK, {}, {}, 0, sequence - 1), message(NLMSG_ERROR, number(-EPERM), {}, 0, 0),
                         message(RTM_NEWROUTE, {})}));
     EXPECT_TRUE(single.ended());
@@ -119,7 +119,7 @@ TEST_F(AnAnswer, PassesOverMessagesOfOtherQuestions) {
     EXPECT_EQ(types, std::vector<std::uint16_t>{RTM_NEWROUTE});
 }
 
-TEST_F(AnAnswer, IsReadUpToAWrongLength) {
+TEST_F(AReply, IsReadUpToAWrongLength) {
     for (const std::uint32_t length : {0U, 1U, 15U, 29U, 4096U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
         ReplyReader reader(sequence, true, visit);
         types.clear();
@@ -129,7 +129,7 @@ TEST_F(AnAnswer, IsReadUpToAWrongLength) {
     }
 }
 
-TEST_F(AnAnswer, IsReadUpToAHeaderThatIsCut) {
+TEST_F(AReply, IsReadUpToAHeaderThatIsCut) {
     Buffer bytes = message(RTM_NEWROUTE, Buffer(12));
     bytes.resize(bytes.size() + 9);
     dump.read(bytes);
@@ -138,7 +138,7 @@ TEST_F(AnAnswer, IsReadUpToAHeaderThatIsCut) {
     EXPECT_EQ(types, std::vector<std::uint16_t>{RTM_NEWROUTE});
 }
 
-TEST_F(AnAnswer, SurvivesRandomBytes) {
+TEST_F(AReply, SurvivesRandomBytes) {
     std::mt19937 random(1);
     for (int round = 0; round < 20'000; ++round) {
         Buffer bytes = joined(

@@ -17,7 +17,7 @@ using Platform::NetworkTarget;
 using Platform::Queue;
 using Platform::RunLoop;
 using TestSupport::ip;
-using Told = std::vector<std::uint32_t>;
+using Reported = std::vector<std::uint32_t>;
 
 /// The deployment settings of the machine, whose web service is somewhere else unless a test moves it.
 DeploymentSettings currentSettings{.serviceHost = "service.example"};
@@ -47,33 +47,33 @@ protected:
     }
 };
 
-TEST_F(ANetworkThatChanges, TellsOfFlagsThatAreNewOnTheMainQueue) {
+TEST_F(ANetworkThatChanges, ReportsFlagsThatAreNewOnTheMainQueue) {
     inItsOwnNamespace([](RunLoop& loop) {
-        Told told;
+        Reported reported;
         const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) {
             EXPECT_EQ(Queue::current(), Queue::main());
-            told.push_back(flags);
+            reported.push_back(flags);
         }));
         ip("route del default");
-        EXPECT_TRUE(told.empty());
-        EXPECT_TRUE(loop.runUntil([&] { return told == Told{0}; }));
+        EXPECT_TRUE(reported.empty());
+        EXPECT_TRUE(loop.runUntil([&] { return reported == Reported{0}; }));
         ip("route add default via 10.0.0.2");
-        EXPECT_TRUE(loop.runUntil([&] { return told == Told{0, 2}; }));
+        EXPECT_TRUE(loop.runUntil([&] { return reported == Reported{0, 2}; }));
     });
 }
 
-TEST_F(ANetworkThatChanges, TellsOfCarrierAndLinks) {
+TEST_F(ANetworkThatChanges, ReportsChangesOfCarrierAndLinks) {
     inItsOwnNamespace([](RunLoop& loop) {
-        Told told;
+        Reported reported;
         const auto target = internetTarget();
-        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
+        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { reported.push_back(flags); }));
         ip("link set peer down");
-        EXPECT_TRUE(loop.runUntil([&] { return told == Told{0}; }));
+        EXPECT_TRUE(loop.runUntil([&] { return reported == Reported{0}; }));
         ip("link set peer up");
-        EXPECT_TRUE(loop.runUntil([&] { return told == Told{0, 2}; }));
+        EXPECT_TRUE(loop.runUntil([&] { return reported == Reported{0, 2}; }));
         ip("link del out");
-        EXPECT_TRUE(loop.runUntil([&] { return told == Told{0, 2, 0}; }));
+        EXPECT_TRUE(loop.runUntil([&] { return reported == Reported{0, 2, 0}; }));
     });
 }
 
@@ -96,46 +96,46 @@ TEST_F(ANetworkThatChanges, HasItsNewFlagsAtOnce) {
     });
 }
 
-TEST_F(ANetworkThatChanges, TellsOfIPv6Routes) {
+TEST_F(ANetworkThatChanges, ReportsChangesOfIPv6Routes) {
     inItsOwnNamespace([](RunLoop& loop) {
         ip("route del default");
         ip("-6 address add 2001:db8::1/64 dev out nodad");
-        Told told;
+        Reported reported;
         const auto target = internetTarget();
-        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
+        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { reported.push_back(flags); }));
         ip("-6 route add default via 2001:db8::2");
-        EXPECT_TRUE(loop.runUntil([&] { return told == Told{2}; }));
+        EXPECT_TRUE(loop.runUntil([&] { return reported == Reported{2}; }));
     });
 }
 
-TEST_F(ANetworkThatChanges, TellsNothingWhereTheFlagsStayTheSame) {
+TEST_F(ANetworkThatChanges, ReportsNothingWhereTheFlagsStayTheSame) {
     inItsOwnNamespace([](RunLoop& loop) {
-        Told told;
+        Reported reported;
         const auto target = internetTarget();
-        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
+        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { reported.push_back(flags); }));
         ip("address add 10.0.0.9/24 dev out");
         ip("route add 192.0.2.0/24 via 10.0.0.2");
         // A second target, of an address that becomes reachable, shows when the changes have been seen.
         loop.runOnce(std::chrono::seconds(20));
         loop.runOnce(std::chrono::seconds(0));
         ip("route del default");
-        EXPECT_TRUE(loop.runUntil([&] { return !told.empty(); }));
-        EXPECT_EQ(told, Told{0});
+        EXPECT_TRUE(loop.runUntil([&] { return !reported.empty(); }));
+        EXPECT_EQ(reported, Reported{0});
     });
 }
 
-TEST_F(ANetworkThatChanges, TellsOnceOfManyChangesAtOnce) {
+TEST_F(ANetworkThatChanges, ReportsManyChangesAtOnceInOneCall) {
     inItsOwnNamespace([](RunLoop& loop) {
         int reads = 0;
-        Told told;
+        Reported reported;
         const auto target = internetTarget({.flags = [&] { return static_cast<std::uint32_t>(++reads); }});
-        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
+        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { reported.push_back(flags); }));
         std::string lines;
         for (int route = 0; route < 100; ++route)
             lines += "route add 192.0." + std::to_string(route) + ".0/24 via 10.0.0.2\n";
         TestSupport::ipBatch(lines);
-        EXPECT_TRUE(loop.runUntil([&] { return !told.empty(); }));
-        EXPECT_EQ(told, Told{2});
+        EXPECT_TRUE(loop.runUntil([&] { return !reported.empty(); }));
+        EXPECT_EQ(reported, Reported{2});
         EXPECT_EQ(reads, 2);
     });
 }
@@ -156,9 +156,9 @@ unsigned long lostMessages() {
 
 TEST_F(ANetworkThatChanges, IsReadAnewWhereChangesWereLost) {
     inItsOwnNamespace([](RunLoop& loop) {
-        Told told;
+        Reported reported;
         const auto target = internetTarget();
-        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { told.push_back(flags); }));
+        ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { reported.push_back(flags); }));
         std::string lines;
         for (int route = 0; route < 10'000 && lostMessages() == 0; ++route) {
             lines += "route add 172." + std::to_string(16 + route / 250) + "." + std::to_string(route % 250) +
@@ -168,39 +168,39 @@ TEST_F(ANetworkThatChanges, IsReadAnewWhereChangesWereLost) {
         }
         ASSERT_GT(lostMessages(), 0U);
         ip("route del default");
-        EXPECT_TRUE(loop.runUntil([&] { return told == Told{0}; }));
+        EXPECT_TRUE(loop.runUntil([&] { return reported == Reported{0}; }));
         ip("route add default via 10.0.0.2");
-        EXPECT_TRUE(loop.runUntil([&] { return told == Told{0, 2}; }));
+        EXPECT_TRUE(loop.runUntil([&] { return reported == Reported{0, 2}; }));
     });
 }
 
-TEST_F(ANetworkThatChanges, TellsNobodyOnceTheCallbackIsTakenAway) {
+TEST_F(ANetworkThatChanges, CallsNobodyOnceTheCallbackIsRemoved) {
     inItsOwnNamespace([](RunLoop& loop) {
-        Told first;
-        Told second;
+        Reported first;
+        Reported second;
         const auto target = internetTarget();
         const auto other = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { first.push_back(flags); }));
         ASSERT_TRUE(other->setCallback([&](std::uint32_t flags) { second.push_back(flags); }));
         ip("route del default");
         EXPECT_TRUE(target->setCallback({}));
-        EXPECT_TRUE(loop.runUntil([&] { return second == Told{0}; }));
+        EXPECT_TRUE(loop.runUntil([&] { return second == Reported{0}; }));
         ip("route add default via 10.0.0.2");
-        EXPECT_TRUE(loop.runUntil([&] { return second == Told{0, 2}; }));
-        EXPECT_EQ(first, Told{});
+        EXPECT_TRUE(loop.runUntil([&] { return second == Reported{0, 2}; }));
+        EXPECT_EQ(first, Reported{});
     });
 }
 
-TEST_F(ANetworkThatChanges, TellsTheCallbackThatTookAnothersPlace) {
+TEST_F(ANetworkThatChanges, CallsTheCallbackThatReplacedAnother) {
     inItsOwnNamespace([](RunLoop& loop) {
-        Told first;
-        Told second;
+        Reported first;
+        Reported second;
         const auto target = internetTarget();
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { first.push_back(flags); }));
         ASSERT_TRUE(target->setCallback([&](std::uint32_t flags) { second.push_back(flags); }));
         ip("route del default");
-        EXPECT_TRUE(loop.runUntil([&] { return second == Told{0}; }));
-        EXPECT_EQ(first, Told{});
+        EXPECT_TRUE(loop.runUntil([&] { return second == Reported{0}; }));
+        EXPECT_EQ(first, Reported{});
     });
 }
 
@@ -217,10 +217,10 @@ TEST_F(ANetworkThatChanges, LetsACallbackEndItsTarget) {
     });
 }
 
-TEST_F(ANetworkThatChanges, ForgetsATargetThatEndsBeforeItIsTold) {
+TEST_F(ANetworkThatChanges, DoesNotCallATargetThatHasEndedMeanwhile) {
     inItsOwnNamespace([](RunLoop& loop) {
         auto target = internetTarget();
-        ASSERT_TRUE(target->setCallback([](std::uint32_t) { FAIL() << "the target is gone"; }));
+        ASSERT_TRUE(target->setCallback([](std::uint32_t) { FAIL() << "the target has ended"; }));
         ip("route del default");
         // The descriptor's handler has put the comparison on the main queue by then.
         loop.runOnce(std::chrono::seconds(20));

@@ -46,7 +46,7 @@ protected:
         configuration.httpMaximumConnectionsPerHost = 40;
         return UrlSession::sessionWithConfiguration(configuration, delegate);
     }
-    /// Takes every slot of the server with requests that it does not answer.
+    /// Takes every slot of the server with requests that get no response.
     void takeEverySlot() {
         server.setHandler([](const auto&) { return HttpReply::silence(); });
         const auto session = wideSession();

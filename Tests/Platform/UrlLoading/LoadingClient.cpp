@@ -99,7 +99,7 @@ std::optional<int> load(RunLoop& loop, const std::string& host, const char* targ
                                                    [end](const auto&, const auto&, const auto& error) { end(error); });
         loop.runUntil([&] { return code.has_value(); }, std::chrono::seconds(10));
     } catch (const std::exception&) {
-        code = -1005; // The caller was told at once.
+        code = -1005; // The error was reported at once.
     }
     return code;
 }

@@ -123,7 +123,7 @@ TEST_F(AFailure, ToFindTheHostHasACodeOfItsOwn) {
     EXPECT_EQ(codeFor("http://" + std::string(64, 'a') + ".example/"), -1003);
 }
 
-TEST_F(AFailure, ToAnswerInHttpHasACodeOfItsOwn) {
+TEST_F(AFailure, ToRespondInHttpHasACodeOfItsOwn) {
     for (const auto* bytes :
          {"SSH-2.0-OpenSSH_9.2\r\n", "hello", "\r\n\r\n", "HTTP/2 200 OK\r\n\r\n", "HTTP/1.1 abc\r\n\r\n",
           "HTTP/1.1 20\r\n\r\n", "HTTP/1.1 099 x\r\n\r\n", "HTTX/1.1 200 OK\r\n\r\n",

@@ -107,7 +107,7 @@ TEST_F(AnUpload, DoesNotTimeOutWhileBytesGo) {
     EXPECT_EQ(result.data, "x");
 }
 
-TEST_F(AnUpload, FromAStreamSendsNothingAndAnswersTheDelegate) {
+TEST_F(AnUpload, FromAStreamSendsNothingAndReportsToTheDelegate) {
     server.enqueue(HttpReply::ok("x"));
     const auto recorder = std::make_shared<Recorder>();
     makeSession(recorder)->uploadTaskWithStreamedRequest(post("/", "not sent"))->resume();

@@ -26,10 +26,10 @@ protected:
         Quenmark::GetTopFileUploadQuery query;
         query.toComputerId = computer;
         perform(Catalogue::getTopFileUploadWithStream, query,
-                [this](std::optional<Platform::HttpUrlResponse> head, std::optional<Platform::Data> body,
+                [this](std::optional<Platform::HttpUrlResponse> headers, std::optional<Platform::Data> body,
                        std::int64_t with) {
                     ++calls;
-                    response = std::move(head);
+                    response = std::move(headers);
                     data = std::move(body);
                     status = with;
                     onMainQueue = Queue::current() == Queue::main();

@@ -106,14 +106,14 @@ TEST_F(ANotifier, PostsAgainOnceItIsStartedAgain) {
     });
 }
 
-TEST_F(ANotifier, PostsNothingOnceItsObjectIsGone) {
+TEST_F(ANotifier, PostsNothingOnceItsObjectHasEnded) {
     inItsOwnNamespace([](RunLoop& loop, const Posts& posts) {
-        auto gone = internetOfAMachine();
+        auto ended = internetOfAMachine();
         const auto other = internetOfAMachine();
-        ASSERT_TRUE(gone->startNotifier());
+        ASSERT_TRUE(ended->startNotifier());
         ASSERT_TRUE(other->startNotifier());
         ip("route del default");
-        gone.reset();
+        ended.reset();
         EXPECT_TRUE(loop.runUntil([&] { return !posts.empty(); }));
         EXPECT_EQ(posts, (Posts{{other.get(), ReachabilityNone}}));
     });

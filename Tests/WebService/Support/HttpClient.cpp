@@ -67,13 +67,14 @@ HttpResponse HttpClient::receive() {
     while (pending_.find("\r\n\r\n") == std::string::npos)
         more();
     const std::size_t end = pending_.find("\r\n\r\n") + 4;
-    response.head = pending_.substr(0, end);
+    response.headerText = pending_.substr(0, end);
     pending_.erase(0, end);
-    response.status = std::stoi(response.head.substr(response.head.find(' ') + 1));
-    for (std::size_t at = response.head.find("\r\n") + 2; response.head.substr(at, 2) != "\r\n";) {
-        const std::size_t colon = response.head.find(": ", at);
-        const std::size_t last = response.head.find("\r\n", at);
-        response.headers[response.head.substr(at, colon - at)] = response.head.substr(colon + 2, last - colon - 2);
+    response.status = std::stoi(response.headerText.substr(response.headerText.find(' ') + 1));
+    for (std::size_t at = response.headerText.find("\r\n") + 2; response.headerText.substr(at, 2) != "\r\n";) {
+        const std::size_t colon = response.headerText.find(": ", at);
+        const std::size_t last = response.headerText.find("\r\n", at);
+        response.headers[response.headerText.substr(at, colon - at)] =
+            response.headerText.substr(colon + 2, last - colon - 2);
         at = last + 2;
     }
     const std::size_t length = response.status == 100 ? 0 : std::stoull(response.headers.at("Content-Length"));

@@ -10,7 +10,7 @@
 namespace webservice::test {
 
 struct HttpResponse {
-    std::string head; // status line and header fields as they came
+    std::string headerText; // status line and header fields as they came
     int status = 0;
     std::map<std::string, std::string> headers; // names as they were spelled
     std::string body;

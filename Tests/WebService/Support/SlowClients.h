@@ -10,10 +10,10 @@
 namespace webservice::test {
 
 /// Many connections to a port of 127.0.0.1 that send the given bytes and read nothing.
-class Crowd {
+class SlowClients {
 public:
     /// Opens `count` connections and sends `bytes` on each.
-    Crowd(std::uint16_t port, int count, std::string_view bytes);
+    SlowClients(std::uint16_t port, int count, std::string_view bytes);
 
     /// Sends some bytes on every connection that is still open.
     void send(std::string_view bytes) const;

@@ -1,6 +1,6 @@
 // Thousands of clients that are slow on purpose, and one that is not.
 
-#include "Support/Crowd.h"
+#include "Support/SlowClients.h"
 
 #include "Support/HttpClient.h"
 #include "Support/ServedApplication.h"
@@ -33,17 +33,17 @@ protected:
     }
 
     /// Another client's requests on new and on kept connections get their responses within a second, also while the
-    /// crowd sends `drop` now and then; and the service ends within two.
-    void expectNoDelay(const Crowd& crowd, std::string_view drop) {
+    /// clients send `drop` now and then; and the service ends within two.
+    void expectNoDelay(const SlowClients& clients, std::string_view drop) {
         HttpClient kept(service->port());
         for (int i = 0; i < 10; ++i) {
-            crowd.send(drop);
+            clients.send(drop);
             const auto start = std::chrono::steady_clock::now();
             EXPECT_EQ(HttpClient(service->port()).exchange("GET", "/status?computer=7", "").body, nothing);
             EXPECT_EQ(kept.exchange("GET", "/status?computer=7", "").body, nothing);
             EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
         }
-        EXPECT_EQ(crowd.closed(), 0);
+        EXPECT_EQ(clients.closed(), 0);
         const auto start = std::chrono::steady_clock::now();
         service->signal(SIGTERM);
         EXPECT_EQ(service->exitStatus(), 0);
@@ -58,25 +58,25 @@ protected:
 } // namespace
 
 TEST_F(ManySlowClients, ThatSendNothingDelayNoOther) {
-    expectNoDelay(Crowd(service->port(), many, ""), "");
+    expectNoDelay(SlowClients(service->port(), many, ""), "");
 }
 
 TEST_F(ManySlowClients, ThatSendHeadersByteByByteDelayNoOther) {
-    expectNoDelay(Crowd(service->port(), many, "GET /status HTTP/1.1\r\nA: "), "a");
+    expectNoDelay(SlowClients(service->port(), many, "GET /status HTTP/1.1\r\nA: "), "a");
 }
 
 TEST_F(ManySlowClients, ThatSendABodyByteByByteDelayNoOther) {
-    const Crowd crowd(service->port(), many,
-                      "PUT /outbox/8/slow HTTP/1.1\r\nContent-Length: 1000\r\nExpect: 100-continue\r\n\r\n");
-    crowd.waitForResponses();
-    expectNoDelay(crowd, "a");
+    const SlowClients clients(service->port(), many,
+                              "PUT /outbox/8/slow HTTP/1.1\r\nContent-Length: 1000\r\nExpect: 100-continue\r\n\r\n");
+    clients.waitForResponses();
+    expectNoDelay(clients, "a");
 }
 
 TEST_F(ManySlowClients, ThatDoNotReadTheirResponseDelayNoOther) {
     folder.write("data/outbox/8/big", std::string(5'000'000, 'x'));
-    const Crowd crowd(service->port(), many, stream);
-    crowd.waitForResponses();
-    expectNoDelay(crowd, "");
+    const SlowClients clients(service->port(), many, stream);
+    clients.waitForResponses();
+    expectNoDelay(clients, "");
 }
 
 namespace {
@@ -108,14 +108,14 @@ TEST_F(AServerWithThreeSlots, DisconnectsTheClientThatWasIdleForLongestForAFourt
 }
 
 TEST_F(AServerWithThreeSlots, DisconnectsOneThatReadsNothingOrSendsABodySlowlyForAFourthOne) {
-    const Crowd crowd(port, 2, "GET /long HTTP/1.1\r\n\r\n");
-    const Crowd sender(port, 1, "GET /hello HTTP/1.1\r\nContent-Length: 100\r\n\r\n");
+    const SlowClients clients(port, 2, "GET /long HTTP/1.1\r\n\r\n");
+    const SlowClients sender(port, 1, "GET /hello HTTP/1.1\r\nContent-Length: 100\r\n\r\n");
     for (int i = 0; i < 3; ++i) {
         HttpClient client(port);
         EXPECT_EQ(client.exchange("GET", "/hello", "").body, "hello");
         sender.send("x");
     }
-    EXPECT_EQ(crowd.closed() + sender.closed(), 1);
+    EXPECT_EQ(clients.closed() + sender.closed(), 1);
 }
 
 TEST(AServerWithLittleTime, SendsA408WhereHeadersDoNotArriveInTime) {
@@ -125,8 +125,9 @@ TEST(AServerWithLittleTime, SendsA408WhereHeadersDoNotArriveInTime) {
     HttpClient slow(port);
     slow.send("GET /hello HTTP/1.1\r\n");
     const HttpResponse response = slow.receive();
-    EXPECT_EQ(response.head, "HTTP/1.1 408 Request Timeout\r\nContent-Type: application/json\r\nContent-Length: 114\r\n"
-                             "Connection: close\r\n\r\n");
+    EXPECT_EQ(response.headerText,
+              "HTTP/1.1 408 Request Timeout\r\nContent-Type: application/json\r\nContent-Length: 114\r\n"
+              "Connection: close\r\n\r\n");
     EXPECT_EQ(response.body, R"({"ReturnStatus":"1","error":{"code":"BadRequest",)"
                              R"("message":"the request line and headers did not arrive in time"}})");
     EXPECT_TRUE(slow.isClosedByPeer());
@@ -173,11 +174,11 @@ TEST(AServer, KeepsServingWhereDescriptorsRunOut) {
     const ServiceProcess service(folder.path("data").string());
     EXPECT_EQ(HttpClient(service.port()).exchange("GET", "/status", "").status, 200);
     service.limitOpenFiles(100);
-    const Crowd crowd(service.port(), 300, "GET / HTTP/1.1\r\n");
+    const SlowClients clients(service.port(), 300, "GET / HTTP/1.1\r\n");
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(HttpClient(service.port()).exchange("GET", "/status", "").status, 200);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
-    EXPECT_GT(crowd.closed(), 200);
+    EXPECT_GT(clients.closed(), 200);
     // It waits where no client can be dropped, and does not try again and again.
     const std::string log = service.errors();
     EXPECT_LT(std::ranges::count(log, '\n'), 400) << log;

@@ -1,4 +1,4 @@
-// Any bytes as the answer of every operation: what is JSON becomes a record or is refused, and nothing else happens.
+// Any bytes as the response of every operation: what is JSON becomes a record or is refused, and nothing else happens.
 
 #include "Platform/Json.h"
 #include "Platform/Text.h"
@@ -54,16 +54,16 @@ template <>
 struct HasLists<Quenmark::ResponseField> : std::true_type {};
 
 /// A record without lists takes any object and nothing else.
-template <class Query, class Answer>
-void decode(const Quenmark::Operation<Query, Answer>& operation, const boost::json::value& answer) {
+template <class Query, class Response>
+void decode(const Quenmark::Operation<Query, Response>& operation, const boost::json::value& response) {
     bool refused = false;
     try {
-        readWhole(operation.decode(boost::json::value(answer)));
+        readWhole(operation.decode(boost::json::value(response)));
     } catch (const Quenmark::UnsupportedOperation&) {
         refused = true;
     }
-    if constexpr (!HasLists<Answer>::value)
-        require(refused == !answer.is_object(), operation.name, "refuses an object, or takes something else");
+    if constexpr (!HasLists<Response>::value)
+        require(refused == !response.is_object(), operation.name, "refuses an object, or takes something else");
 }
 template <class Query>
 void decode(const Quenmark::Operation<Query, Quenmark::RawResponse>&, const boost::json::value&) {}
@@ -85,17 +85,17 @@ bool isSame(const boost::json::value& a, const boost::json::value& b) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t size) {
     const auto parsed = Platform::Json::parse({reinterpret_cast<const char*>(input), size});
-    const auto* answer = std::get_if<boost::json::value>(&parsed);
-    if (answer == nullptr)
+    const auto* response = std::get_if<boost::json::value>(&parsed);
+    if (response == nullptr)
         return 0;
-    std::apply([&](const auto&... operation) { (decode(operation, *answer), ...); }, Quenmark::Catalogue::operations);
+    std::apply([&](const auto&... operation) { (decode(operation, *response), ...); }, Quenmark::Catalogue::operations);
 
     // What was read can be written, and is the same when it is read again.
-    const auto written = Platform::Json::prettyPrinted(*answer);
+    const auto written = Platform::Json::prettyPrinted(*response);
     const auto* text = std::get_if<std::string>(&written);
-    require(text != nullptr, "JSON", "an answer that was read cannot be written");
+    require(text != nullptr, "JSON", "a response that was read cannot be written");
     const auto again = Platform::Json::parse(*text);
     const auto* same = std::get_if<boost::json::value>(&again);
-    require(same != nullptr && isSame(*answer, *same), "JSON", "an answer changes on its way out and in");
+    require(same != nullptr && isSame(*response, *same), "JSON", "a response changes on its way out and in");
     return 0;
 }

@@ -1,4 +1,4 @@
-#include "Support/Crowd.h"
+#include "Support/SlowClients.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -11,7 +11,7 @@
 
 namespace webservice::test {
 
-Crowd::Crowd(std::uint16_t port, int count, std::string_view bytes) {
+SlowClients::SlowClients(std::uint16_t port, int count, std::string_view bytes) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
@@ -28,13 +28,13 @@ Crowd::Crowd(std::uint16_t port, int count, std::string_view bytes) {
 }
 
 /// What cannot be sent at once, or not any more, is not sent.
-void Crowd::send(std::string_view bytes) const {
+void SlowClients::send(std::string_view bytes) const {
     for (const Descriptor& socket : sockets_)
         [[maybe_unused]] const auto sent =
             ::send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
-void Crowd::waitForResponses() const {
+void SlowClients::waitForResponses() const {
     for (const Descriptor& socket : sockets_) {
         pollfd waiting{.fd = socket.get(), .events = POLLIN, .revents = 0};
         if (::poll(&waiting, 1, 60'000) != 1)
@@ -42,7 +42,7 @@ void Crowd::waitForResponses() const {
     }
 }
 
-int Crowd::closed() const {
+int SlowClients::closed() const {
     int count = 0;
     for (const Descriptor& socket : sockets_) {
         pollfd state{.fd = socket.get(), .events = POLLRDHUP, .revents = 0};
