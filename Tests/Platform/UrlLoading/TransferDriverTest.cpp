@@ -1,0 +1,106 @@
+// The order in which changes of transfers are reported.
+
+#include "Platform/UrlLoading/TransferDriver.h"
+
+#include "Platform/UrlLoading/Transfer.h"
+#include "UrlLoadingFixture.h"
+
+#include <map>
+
+namespace Platform {
+namespace {
+
+using Events = std::vector<std::string>;
+
+/// Transfers with names, whose reports are written down in order.
+class ATransferDriver : public UrlLoadingTest {
+protected:
+    /// Makes a transfer that has not been started; `duringReport` runs at each of its reports.
+    void make(
+        const std::string& name, std::function<void()> duringReport = [] {}) {
+        transfers_[name] = std::make_unique<Transfer>(driver_, Transfer::Request{url_, headers_, {}},
+                                                      [this, name, duringReport = std::move(duringReport)] {
+                                                          events_.push_back(name);
+                                                          duringReport();
+                                                          events_.push_back("end of " + name);
+                                                      });
+    }
+    void change(const std::string& name) { driver_.addChanged(*transfers_.at(name)); }
+    Events reports() {
+        driver_.reportChanges();
+        return events_;
+    }
+
+    TransferDriver& driver_ = loop.attachment<TransferDriver>();
+    const Url url_ = url("/");
+    const RequestHeaders headers_ = std::get<RequestHeaders>(RequestHeaders::of(get("/"), {}));
+    Events events_;
+    std::map<std::string, std::unique_ptr<Transfer>> transfers_;
+};
+
+TEST_F(ATransferDriver, ReportsTheFirstChangeFirst) {
+    for (const char* name : {"a", "b", "c"})
+        make(name);
+    change("c");
+    change("a");
+    change("b");
+    EXPECT_EQ(events_, Events{}) << "nothing is reported before the call";
+    EXPECT_EQ(reports(), (Events{"c", "end of c", "a", "end of a", "b", "end of b"}));
+}
+
+TEST_F(ATransferDriver, ReportsATransferOnceThatHasChangedTwice) {
+    make("a");
+    make("b");
+    change("a");
+    change("b");
+    change("a");
+    EXPECT_EQ(reports(), (Events{"a", "end of a", "b", "end of b"}));
+    change("a");
+    EXPECT_EQ(reports(), (Events{"a", "end of a", "b", "end of b", "a", "end of a"}));
+}
+
+TEST_F(ATransferDriver, ReportsChangesThatAReportCausesAfterTheEarlierOnes) {
+    make("a", [this] { change("c"); });
+    make("b");
+    make("c");
+    change("a");
+    change("b");
+    EXPECT_EQ(reports(), (Events{"a", "end of a", "b", "end of b", "c", "end of c"}));
+}
+
+TEST_F(ATransferDriver, ReportsATransferAgainThatChangesDuringItsReport) {
+    int changes = 0;
+    make("a", [&] {
+        if (++changes == 1)
+            change("a");
+    });
+    make("b");
+    change("a");
+    change("b");
+    EXPECT_EQ(reports(), (Events{"a", "end of a", "b", "end of b", "a", "end of a"}));
+}
+
+TEST_F(ATransferDriver, ReportsNothingInsideAnotherReport) {
+    make("a", [this] {
+        change("c");
+        driver_.reportChanges();
+        driver_.perform();
+    });
+    make("b");
+    make("c");
+    change("a");
+    change("b");
+    EXPECT_EQ(reports(), (Events{"a", "end of a", "b", "end of b", "c", "end of c"}));
+}
+
+TEST_F(ATransferDriver, DoesNotReportATransferThatAReportHasEnded) {
+    make("a", [this] { transfers_.erase("b"); });
+    make("b");
+    make("c");
+    for (const char* name : {"a", "b", "c"})
+        change(name);
+    EXPECT_EQ(reports(), (Events{"a", "end of a", "c", "end of c"}));
+}
+
+} // namespace
+} // namespace Platform
