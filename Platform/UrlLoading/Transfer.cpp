@@ -101,6 +101,7 @@ std::uint64_t Transfer::bodySize() const {
 std::optional<Error> Transfer::abortError() const {
     switch (abortReason_) {
     case AbortReason::None:
+    case AbortReason::SpentConnection: // It is started again, on a new connection, which cannot be a spent one.
         break;
     case AbortReason::MalformedHeaders:
         return UrlError::make(UrlError::BadServerResponse, "the headers are malformed or too long");
@@ -112,8 +113,6 @@ std::optional<Error> Transfer::abortError() const {
         return UrlError::make(UrlError::NetworkConnectionLost, "its socket cannot be watched");
     case AbortReason::SentBefore:
         return UrlError::make(UrlError::NetworkConnectionLost, "the connection ended after the request was sent on it");
-    case AbortReason::SpentConnection:
-        return UrlError::make(UrlError::NetworkConnectionLost, "the connection ended before the request was sent");
     }
     return std::nullopt;
 }
