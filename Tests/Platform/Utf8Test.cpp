@@ -105,4 +105,36 @@ TEST(Utf8, IsCheckedAtEveryPlaceOfALongText) {
     EXPECT_TRUE(isUtf8(""));
 }
 
+/// The bytes that may follow each first byte of a character of several bytes (Unicode, table 3-7).
+struct Row {
+    int firstLead;
+    int lastLead;
+    int lowestSecond;
+    int highestSecond;
+    std::size_t length;
+};
+constexpr Row rows[] = {{0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3}, {0xE1, 0xEC, 0x80, 0xBF, 3},
+                        {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3}, {0xF0, 0xF0, 0x90, 0xBF, 4},
+                        {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
+
+TEST(Utf8, HasTheBytesOfItsTableAfterEachFirstByteAndNoOthers) {
+    for (int lead = 0x80; lead < 0x100; ++lead) {
+        const Row* found = nullptr;
+        for (const auto& row : rows)
+            found = lead >= row.firstLead && lead <= row.lastLead ? &row : found;
+        for (int other = 0; other < 0x100; ++other) {
+            const bool isSecond = found != nullptr && other >= found->lowestSecond && other <= found->highestSecond;
+            const bool isTrail = found != nullptr && other >= 0x80 && other <= 0xBF;
+            for (std::size_t place = 1; found != nullptr ? place < found->length : place < 4; ++place) {
+                std::string bytes(found != nullptr ? found->length : 4, '\x80');
+                bytes[0] = static_cast<char>(lead);
+                if (found != nullptr)
+                    bytes[1] = static_cast<char>(found->lowestSecond);
+                bytes[place] = static_cast<char>(other);
+                ASSERT_EQ(isUtf8(bytes), place == 1 ? isSecond : isTrail) << lead << " " << other << " " << place;
+            }
+        }
+    }
+}
+
 } // namespace

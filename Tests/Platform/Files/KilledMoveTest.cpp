@@ -133,4 +133,28 @@ TEST_F(AMoveThatIsKilled, IsToldFromOneThatALivingProcessMakes) {
     EXPECT_EQ(names(), Names{"b"});
 }
 
+/// Lets no file of this process grow beyond a megabyte, as on a disk that is full.
+void failAfterAMegabyte() {
+    const rlimit megabyte{1 << 20, 1 << 20};
+    ::setrlimit(RLIMIT_FSIZE, &megabyte);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+class AMoveWithoutRoom : public AMoveThatIsKilled {};
+
+TEST_F(AMoveWithoutRoom, LeavesTheItemAndNothingElseWhetherItsCopyHasANameOrNone) {
+    disk_.write("a", std::string(size, 'x'));
+    for (const bool hasName : {true, false}) {
+        const int status = move([hasName] {
+            if (hasName)
+                refuseUnnamedFiles();
+            failAfterAMegabyte();
+        });
+        ASSERT_TRUE(WIFEXITED(status)) << status;
+        EXPECT_EQ(WEXITSTATUS(status), EFBIG) << hasName;
+        EXPECT_EQ(names(), Names{}) << hasName;
+        EXPECT_EQ(disk_.read("a").size(), size) << hasName;
+    }
+}
+
 } // namespace

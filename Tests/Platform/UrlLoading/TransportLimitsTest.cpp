@@ -63,24 +63,6 @@ TEST_F(TheTransport, SendsTheRestOfARequestThatIsAnsweredEarlyAtLength) {
     ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
 }
 
-TEST_F(TheTransport, KeepsEightConnectionsThatNobodyUses) {
-    server.setHandler([](const auto&) { return HttpReply::silence(); });
-    UrlSessionConfiguration configuration;
-    configuration.httpMaximumConnectionsPerHost = 20;
-    const auto session = UrlSession::sessionWithConfiguration(configuration);
-    std::vector<LoadResult> results(20);
-    for (auto& result : results)
-        start(*session, get("/"), result);
-    ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 20; }));
-    for (std::size_t connection = 0; connection < 20; ++connection)
-        server.send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
-    for (auto& result : results)
-        ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
-    ASSERT_TRUE(loop.runUntil([&] { return server.openConnections() <= 8; }));
-    settle();
-    EXPECT_EQ(server.openConnections(), 8U);
-}
-
 TEST_F(TheTransport, UsesOneConnectionWhereASessionAllowsNone) {
     server.setHandler([](const auto&) { return HttpReply::silence(); });
     for (const int none : {0, -3}) {
