@@ -219,6 +219,7 @@ TEST(TheLimitsOfAServer, AreTheDocumentedOnes) {
     EXPECT_EQ(limits.headerTimeout, 10s);
     EXPECT_EQ(limits.idleTimeout, 90s);
     EXPECT_EQ(limits.lingerTimeout, 10s);
+    EXPECT_EQ(limits.maxDrain, 268'435'456U);
 }
 
 } // namespace webservice::test

@@ -33,7 +33,6 @@ void keepStandardStreamsOpen() {
 std::string printable(std::string_view text) {
     const bool isText = isUtf8(text);
     std::string out;
-    out.reserve(text.size());
     const auto escape = [&out](char c) {
         std::array<char, 5> escaped{};
         std::snprintf(escaped.data(), escaped.size(), "\\x%02x", static_cast<unsigned char>(c));

@@ -58,8 +58,6 @@ awaitable<bool> ClientSocket::receiveMore() {
         input_.commit(further);
         count += further;
     }
-    if (error && error != asio::error::eof && !hasExpired())
-        throw Disconnected{};
     transferred(count);
     setMemory(input_.capacity() + bodyMemory_);
     co_return !error;

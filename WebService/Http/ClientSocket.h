@@ -15,7 +15,7 @@ namespace webservice {
 struct Disconnected {};
 
 /// The socket of a client. Bytes that were received and not consumed are in `input()`, whose memory is released while
-/// nothing is received. Errors are thrown as Disconnected.
+/// nothing is received. Errors of sending are thrown as Disconnected.
 class ClientSocket : public Client {
 public:
     ClientSocket(boost::asio::ip::tcp::socket socket, std::shared_ptr<Clients> clients);
@@ -28,7 +28,8 @@ public:
     boost::beast::flat_buffer& input() { return input_; }
     std::string_view received() const;
 
-    /// Waits for bytes and adds them to the input; false at its end and when the time for them has run out.
+    /// Waits for bytes and adds them to the input; false when the client has disconnected and when the time for them
+    /// has run out.
     boost::asio::awaitable<bool> receiveMore();
 
     boost::asio::awaitable<void> send(std::string_view bytes);

@@ -16,6 +16,8 @@ struct Limits {
     std::size_t maxConnections = 10'000;
     /// In bytes, of all clients together: what has been received and not yet processed, and what is being sent.
     std::size_t maxMemory = 128 << 20;
+    /// In bytes, of what a client may still send after its last response, before its connection is closed.
+    std::size_t maxDrain = 256 << 20;
     Duration keepAliveTimeout = std::chrono::seconds(90); // between two requests
     Duration headerTimeout = std::chrono::seconds(10);    // for request line and headers, from the first byte on
     Duration idleTimeout = std::chrono::seconds(90);      // without a byte of a body or a response
@@ -58,9 +60,9 @@ public:
     /// Sets the memory that it holds. Where that is too much, other clients are disconnected.
     void setMemory(std::size_t bytes);
 
-protected:
     const Limits& limits() const;
 
+protected:
     /// It has timed out: what it waits for ends with an error. May be called again.
     virtual void expire() = 0;
 

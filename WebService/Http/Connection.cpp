@@ -20,11 +20,10 @@ using boost::system::error_code;
 using Phase = Client::Phase;
 
 constexpr std::size_t maxHeaderSize = 65536;
-constexpr std::size_t maxSmallBody = 65536;      // of a request with an error; read to its end, to keep the connection
-constexpr std::size_t maxDrainBytes = 256 << 20; // of the rest of a longer one, before the connection is closed
+constexpr std::size_t maxSmallBody = 65536; // of a request with an error; read to its end, to keep the connection
 
 int statusOf(const error_code& error) {
-    if (error == http::error::header_limit || error == http::error::buffer_overflow)
+    if (error == http::error::header_limit)
         return 431;
     return error == http::error::bad_version ? 505 : 400;
 }
@@ -296,7 +295,7 @@ private:
         do {
             discarded += client_.input().size();
             client_.input().clear();
-        } while (discarded <= maxDrainBytes && co_await client_.receiveMore());
+        } while (discarded <= client_.limits().maxDrain && co_await client_.receiveMore());
     }
 
     std::shared_ptr<ServerContext> server_;

@@ -36,7 +36,6 @@ tcp::acceptor listenOn(boost::asio::io_context& context, const ListenAddress& ad
     boost::system::error_code error;
     for (const auto& entry : tcp::resolver(context).resolve(address.host, address.port, tcp::resolver::passive)) {
         tcp::acceptor acceptor(context);
-        error.clear();
         acceptor.open(entry.endpoint().protocol(), error);
         if (!error)
             acceptor.set_option(tcp::acceptor::reuse_address(true), error);

@@ -25,7 +25,6 @@ std::string_view Request::query() const {
 
 std::optional<std::string> percentDecoded(std::string_view text) {
     std::string out;
-    out.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '%') {
             out += text[i];
@@ -33,8 +32,8 @@ std::optional<std::string> percentDecoded(std::string_view text) {
         }
         const std::string_view digits = text.substr(i + 1, 2);
         std::uint8_t byte = 0;
-        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
-        if (error != std::errc() || digits.size() != 2 || end != digits.data() + 2)
+        const char* end = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16).ptr;
+        if (end - digits.data() != 2)
             return std::nullopt;
         out += static_cast<char>(byte);
         i += 2;
