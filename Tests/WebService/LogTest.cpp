@@ -12,11 +12,14 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -80,6 +83,30 @@ TEST(ALogLine, HasControlCharactersAndSeparatorsAsNumbers) {
     EXPECT_EQ(printable("é\x9b"), "\\xc3\\xa9\\x9b");
 }
 
+TEST(ALogLine, HasAtMost4096BytesWithItsTimeAndItsEnd) {
+    const std::string whole = logEntry(std::string(4070, 'x'));
+    EXPECT_EQ(whole.size(), 4096U);
+    EXPECT_TRUE(whole.ends_with("Z " + std::string(4070, 'x') + "\n"));
+    for (const std::size_t length : {4071, 4096, 4097, 100'000}) {
+        const std::string cut = logEntry(std::string(length, 'x'));
+        EXPECT_EQ(cut.size(), 4096U);
+        EXPECT_TRUE(cut.ends_with("Z " + std::string(4067, 'x') + "...\n"));
+    }
+}
+
+TEST(ALogLine, BeginsWithThePresentTimeInUtc) {
+    const auto seconds = [](const std::string& text) {
+        std::tm parts{};
+        EXPECT_EQ(::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts), text.c_str() + 19) << text;
+        return ::timegm(&parts);
+    };
+    const std::time_t before = std::time(nullptr);
+    const std::string text = timestamp();
+    EXPECT_GE(seconds(text), before - 1); // time(2) may lag behind the finer clock, and the other way round
+    EXPECT_LE(seconds(text), std::time(nullptr) + 1);
+    EXPECT_TRUE(std::regex_match(text, std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}\\.[0-9]{3}Z"))) << text;
+}
+
 TEST(ALogThatNobodyReads, BlocksNothingAndReportsHowManyLinesAreMissing) {
     Pipe log;
     Pipe full;
@@ -120,24 +147,41 @@ TEST(ALogThatNobodyReads, BlocksNothingAndReportsHowManyLinesAreMissing) {
     EXPECT_LT(missing, 1000);
 }
 
-TEST(ALogThatNobodyReads, WritesNoLineInPartToAFileThatIsFull) {
+namespace {
+
+/// What is in a file that takes so many bytes of ten lines of 531 bytes, and then any number.
+std::string contentOfFullFile(rlim_t size) {
     const TemporaryFolder folder;
     folder.write("log", "");
     const Descriptor file(::open(folder.path("log").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-    const int status = waitStatus(startedProcess(file.get(), [] {
-        std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limit{1200, RLIM_INFINITY};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        LogStream stream;
-        for (int number = 0; number < 10; ++number)
-            stream.add(logEntry("line " + std::string(500, 'x')));
-        limit.rlim_cur = RLIM_INFINITY;
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        stream.add(logEntry("last"));
-    }));
-    EXPECT_EQ(status, 0);
-    const std::regex form("(.*Z line x{500}\n){3}.*Z 7 log entries could not be written\n.*Z last\n");
-    EXPECT_TRUE(std::regex_match(contentOf(folder.path("log")), form)) << contentOf(folder.path("log"));
+    EXPECT_EQ(waitStatus(startedProcess(file.get(),
+                                        [size] {
+                                            std::signal(SIGXFSZ, SIG_IGN);
+                                            rlimit limit{size, RLIM_INFINITY};
+                                            ::setrlimit(RLIMIT_FSIZE, &limit);
+                                            LogStream stream;
+                                            for (int number = 0; number < 10; ++number)
+                                                stream.add(logEntry("line " + std::string(500, 'x')));
+                                            limit.rlim_cur = RLIM_INFINITY;
+                                            ::setrlimit(RLIMIT_FSIZE, &limit);
+                                            stream.add(logEntry("last"));
+                                            stream.add(logEntry("after it"));
+                                        })),
+              0);
+    return contentOf(folder.path("log"));
+}
+
+} // namespace
+
+TEST(ALogThatNobodyReads, WritesNoLineInPartToAFileThatIsFull) {
+    for (const auto& [size, written] :
+         {std::pair(1200, 3), std::pair(1062, 2), std::pair(1061, 2), std::pair(1063, 3)}) {
+        const std::string text = contentOfFullFile(static_cast<rlim_t>(size));
+        const std::regex form("(.*Z line x{500}\n){" + std::to_string(written) + "}.*Z " +
+                              std::to_string(10 - written) +
+                              " log entries could not be written\n.*Z last\n.*Z after it\n");
+        EXPECT_TRUE(std::regex_match(text, form)) << size << text;
+    }
 }
 
 TEST(ALogWhoseReaderHasDisconnected, EndsNothing) {
@@ -160,6 +204,54 @@ TEST(ALogWithoutStandardError, GoesIntoNoFile) {
         ::_exit(next > STDERR_FILENO && ::fcntl(STDIN_FILENO, F_GETFD) == 0 ? 0 : 1);
     });
     EXPECT_EQ(waitStatus(child), 0);
+}
+
+namespace {
+
+/// Writes more than a full stream takes, and then more again.
+void writeMany() {
+    LogStream stream;
+    for (int number = 0; number < 2000; ++number)
+        stream.add(logEntry("line " + std::string(500, 'x')));
+}
+
+/// The lines that were written before there was no more room, all of them whole.
+int wholeLines(const std::string& text) {
+    std::istringstream lines(text);
+    int count = 0;
+    for (std::string line; std::getline(lines, line) && !lines.eof(); ++count)
+        EXPECT_TRUE(line.ends_with("Z line " + std::string(500, 'x'))) << line;
+    return count;
+}
+
+} // namespace
+
+TEST(ALogThatNobodyReads, BlocksNothingWhereItIsASocket) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    Pipe log;
+    log.reading = Descriptor(ends[0]);
+    log.writing = Descriptor(ends[1]);
+    EXPECT_EQ(waitStatus(startedProcess(log.writing.get(), &writeMany)), 0);
+    EXPECT_GT(wholeLines(log.available()), 10);
+    EXPECT_EQ(::fcntl(log.writing.get(), F_GETFL) & O_NONBLOCK, 0);
+    log.reading.close();
+    EXPECT_EQ(waitStatus(startedProcess(log.writing.get(), &writeMany)), 0); // no SIGPIPE
+}
+
+TEST(ALogThatNobodyReads, BlocksNothingWhereItIsThePipeOfAnotherUser) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    const Pipe log;
+    ASSERT_EQ(::fchmod(log.writing.get(), 0600), 0);
+    EXPECT_EQ(waitStatus(startedProcess(log.writing.get(),
+                                        [] {
+                                            if (::setresuid(65534, 65534, 65534) != 0)
+                                                ::_exit(1);
+                                            writeMany();
+                                        })),
+              0);
+    EXPECT_GT(wholeLines(log.available()), 10);
 }
 
 TEST(ALogStream, HasADescriptionOfItsOwnForAPipeAndNotForAFile) {

@@ -23,6 +23,11 @@ TEST(PercentDecoding, TakesTwoHexadecimalDigitsAndNothingElse) {
     EXPECT_EQ(percentDecoded("%2"), std::nullopt);
     EXPECT_EQ(percentDecoded("%2g"), std::nullopt);
     EXPECT_EQ(percentDecoded("%-1"), std::nullopt);
+    EXPECT_EQ(percentDecoded("%g1"), std::nullopt);
+    EXPECT_EQ(percentDecoded("%0x"), std::nullopt);
+    EXPECT_EQ(percentDecoded("a%41"), "aA");
+    EXPECT_EQ(percentDecoded("%4142%"), std::nullopt);
+    EXPECT_EQ(percentDecoded(""), "");
 }
 
 TEST(AQueryValue, IsFoundByItsWholeName) {
@@ -31,6 +36,16 @@ TEST(AQueryValue, IsFoundByItsWholeName) {
     EXPECT_EQ(queryValue("z=&y", "z"), "");
     EXPECT_EQ(queryValue("computer", "computer"), std::nullopt);
     EXPECT_EQ(queryValue("", "computer"), std::nullopt);
+    EXPECT_EQ(queryValue("a&computer=1=2&computer=3", "computer"), "1=2");
+    EXPECT_EQ(queryValue("computer=%4", "computer"), std::nullopt);
+    EXPECT_EQ(queryValue("=1&computer=2", "computer"), "2");
+}
+
+TEST(ARequest, WithoutAQueryHasAnEmptyOne) {
+    EXPECT_EQ((Request{.method = "GET", .target = "/a", .headers = {}}).query(), "");
+    EXPECT_EQ((Request{.method = "GET", .target = "/a", .headers = {}}).path(), "/a");
+    EXPECT_EQ((Request{.method = "GET", .target = "/a?", .headers = {}}).query(), "");
+    EXPECT_EQ((Request{.method = "GET", .target = "?b", .headers = {}}).query(), "b");
 }
 
 } // namespace webservice

@@ -48,4 +48,73 @@ TEST(ANameWithinTheQuenmarkFolder, IsMissingWhereItCannotBeExpressed) {
         EXPECT_EQ(nameWithin("", path), std::nullopt) << path;
 }
 
+TEST(WellFormedUtf8, HasEveryCharacterInItsShortestFormAndNoSurrogate) {
+    for (const char* text : {"\x01", "\x7f", "\u0080", "\u07ff", "\u0800", "\u0fff", "\u1000", "\ucfff", "\ud7ff",
+                             "\ue000", "\uffff", "\U00010000", "\U0003ffff", "\U00040000", "\U000fffff", "\U00100000",
+                             "\U0010ffff", "\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\x80\x80\xf0\x90\x80\x80"})
+        EXPECT_TRUE(isUtf8(text)) << text;
+    for (const char* text : {"\x80",
+                             "\xbf",
+                             "\xc0\x80",
+                             "\xc1\xbf",
+                             "\xc2\x7f",
+                             "\xc2\xc0",
+                             "\xdf",
+                             "\xdf.",
+                             "\xe0\x9f\xbf",
+                             "\xe0\xa0\x7f",
+                             "\xe0\xa0\xc0",
+                             "\xe1\x80",
+                             "\xe1\x80.",
+                             "\xe1\x7f\x80",
+                             "\xed\xa0\x80",
+                             "\xed\xbf\xbf",
+                             "\xef\xbf\xc0",
+                             "\xf0\x8f\xbf\xbf",
+                             "\xf0\x90\x80",
+                             "\xf0\x90\x80\x7f",
+                             "\xf4\x90\x80\x80",
+                             "\xf5\x80\x80\x80",
+                             "a\xff"})
+        EXPECT_FALSE(isUtf8(text)) << testing::PrintToString(std::string(text));
+}
+
+TEST(AnOutboxName, MayHaveAnyCharacterButControlCharactersAndSeparators) {
+    for (const char* name : {" ", "~", "...", ".a", "a.", "..a", "!", "\u0080"})
+        EXPECT_TRUE(isExpressible(name)) << name;
+    for (const char* name : {"\x01", "\x1f", "\x7f", "a\x1f", "/", "\\"})
+        EXPECT_FALSE(isExpressible(name)) << testing::PrintToString(std::string(name));
+    EXPECT_FALSE(isExpressible(std::string_view("a\0b", 3)));
+}
+
+TEST(AnOutboxName, HasAtMost3072BytesAndAHundredParts) {
+    EXPECT_TRUE(wireName(std::string(3072, 'n')));
+    EXPECT_EQ(wireName(std::string(3073, 'n')), std::nullopt);
+    std::string parts = "n";
+    for (int i = 1; i < 100; ++i)
+        parts += "/n";
+    EXPECT_TRUE(wireName(parts));
+    EXPECT_EQ(wireName(parts + "/n"), std::nullopt);
+}
+
+TEST(AnOutboxName, LeadsToItsPathWithOrWithoutItsFirstBackslash) {
+    EXPECT_EQ(outboxPath("Docs\\a.txt"), "Docs/a.txt");
+    EXPECT_EQ(outboxPath("\\a"), "a");
+    EXPECT_EQ(outboxPath("\\\\a"), "/a");
+    EXPECT_EQ(outboxPath(""), "");
+    EXPECT_EQ(parentName("a.txt"), "");
+    EXPECT_EQ(parentName("\\a\\b\\c"), "\\a\\b");
+}
+
+TEST(ANameWithinTheQuenmarkFolder, LosesThatFolderOnceAndOnlyAtItsBeginning) {
+    EXPECT_EQ(nameWithin("x", "x\\a"), "\\a");
+    EXPECT_EQ(nameWithin("", "x\\a"), "\\x\\a");
+    EXPECT_EQ(nameWithin("\\", "x\\a"), "\\x\\a");
+    EXPECT_EQ(nameWithin("x", "x"), "\\x");
+    EXPECT_EQ(nameWithin("x", "x\\Quenmark"), "\\Quenmark");
+    EXPECT_EQ(nameWithin("x", "x\\Quenmark\\Quenmark\\a"), "\\Quenmark\\a");
+    EXPECT_EQ(nameWithin("x", "x\\Quenmarks\\a"), "\\Quenmarks\\a");
+    EXPECT_EQ(nameWithin("x\\y\\", "/x/y/a//"), "\\a");
+}
+
 } // namespace webservice

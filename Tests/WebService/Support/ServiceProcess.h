@@ -27,6 +27,7 @@ public:
     /// Waits for the end and gives the exit status, 128 + signal for a signal; std::runtime_error after ten seconds.
     int exitStatus();
     void signal(int number) const;
+    pid_t pid() const { return pid_; }
 
     /// Limits the number of files that it may have open from now on.
     void limitOpenFiles(std::size_t limit) const;

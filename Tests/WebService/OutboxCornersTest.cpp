@@ -1,0 +1,265 @@
+// The outbox where the kernel does not tell everything, and where much is at work in it.
+
+#include "Support/TestState.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <functional>
+
+namespace webservice::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Names = std::vector<std::string>;
+
+/// Tests whose work is done in a process of its own, with a log of its own.
+class AnOutboxInAProcessOfItsOwn : public ::testing::Test {
+protected:
+    AnOutboxInAProcessOfItsOwn() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+    /// How many items wait.
+    static std::string pending(State& state) { return std::to_string(state.ledger.count("pending", "7")); }
+
+    [[noreturn]] static void end(const std::string& result, const std::string& expected) {
+        if (result != expected)
+            std::fprintf(stderr, "unexpected: %s\n", result.c_str());
+        std::_Exit(result == expected ? 0 : 1);
+    }
+
+    TemporaryFolder folder;
+};
+
+/// Goes on as a user who does not own the files that are here by now and may not take leases on them.
+void becomeAnotherUser(const TemporaryFolder& folder) {
+    for (const char* path : {"", "data", "data/outbox", "data/outbox/7"}) {
+        if (::chown(folder.path(path).c_str(), 65534, 65534) != 0)
+            std::_Exit(2);
+    }
+    if (::setresuid(65534, 65534, 65534) != 0)
+        std::_Exit(3);
+    std::signal(SIGIO, SIG_IGN);
+}
+
+[[noreturn]] void waitForAFileOfAnotherUser(const TemporaryFolder& folder) {
+    folder.write("data/outbox/7/a", "x");
+    folder.write("data/outbox/7/unreadable", "x");
+    ::chmod(folder.path("data/outbox/7/unreadable").c_str(), 0);
+    const Descriptor writer(::open(folder.path("data/outbox/7/a").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    becomeAnotherUser(folder);
+    State state(folder.path("data").string());
+    const auto now = OutboxWatcher::Clock::now();
+    std::string seen;
+    const auto recheck = [&](std::chrono::milliseconds time) {
+        state.watcher.recheck(now + time);
+        seen += std::to_string(state.ledger.count("pending", "7"));
+    };
+    recheck(0s);
+    recheck(2999ms);
+    static_cast<void>(!::write(writer.get(), "y", 1)); // begins the time anew
+    recheck(3000ms);
+    recheck(5999ms);
+    recheck(6000ms);
+    if (seen != "00001")
+        std::fprintf(stderr, "unexpected: %s\n", seen.c_str());
+    std::_Exit(seen == "00001" ? 0 : 1);
+}
+
+[[noreturn]] void watchTooManyFolders(const TemporaryFolder& folder) {
+    if (::unshare(CLONE_NEWUSER) != 0)
+        std::_Exit(4);
+    std::ofstream("/proc/sys/user/max_inotify_watches") << 3;
+    std::signal(SIGIO, SIG_IGN);
+    for (const char* path : {"1", "2", "3"})
+        folder.makeFolder("data/outbox/7/" + std::string(path));
+    State state(folder.path("data").string());
+    std::string seen = std::to_string(state.ledger.count("pending", "7"));
+    for (const char* path : {"1", "2", "3"})
+        folder.write("data/outbox/7/" + std::string(path) + "/a", "x");
+    const auto now = OutboxWatcher::Clock::now();
+    state.watcher.process();
+    seen += std::to_string(state.ledger.count("pending", "7")); // of the folder that is watched
+    state.watcher.recheck(now + 4s);
+    seen += std::to_string(state.ledger.count("pending", "7"));
+    state.watcher.recheck(now + 6s);
+    seen += std::to_string(state.ledger.count("pending", "7"));
+    if (seen != "3446")
+        std::fprintf(stderr, "unexpected: %s\n", seen.c_str());
+    std::_Exit(seen == "3446" ? 0 : 1);
+}
+
+} // namespace
+
+TEST_F(AnOutboxInAProcessOfItsOwn, OffersAFileWhoseWritersAreUnknownAfterThreeSecondsWithoutAChange) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    EXPECT_EXIT(waitForAFileOfAnotherUser(folder), testing::ExitedWithCode(0),
+                "ignored in the outbox: 7/unreadable: it cannot be read: Permission denied\n");
+}
+
+TEST_F(AnOutboxInAProcessOfItsOwn, IsScannedEveryFiveSecondsWhereTheKernelAllowsNoMoreWatches) {
+    EXPECT_EXIT(watchTooManyFolders(folder), testing::ExitedWithCode(0),
+                "ignored in the outbox: 7/[123]: it cannot be watched: No space left on device\n");
+}
+
+namespace {
+
+class AnOutboxAtItsCorners : public WithState {
+protected:
+    Descriptor openForWriting(std::string_view path) {
+        return Descriptor(::open(folder.path(path).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    }
+    std::string counts(std::string_view computer = "7") {
+        return request("GET", "/status?computer=" + std::string(computer)).body;
+    }
+};
+
+} // namespace
+
+TEST_F(AnOutboxAtItsCorners, IsSearchedBehindNoMoreThan500FilesThatAreBeingWritten) {
+    constexpr int busy = 500;
+    for (int i = 0; i < busy; ++i)
+        folder.write("data/outbox/7/" + std::to_string(i), "x");
+    folder.write("data/outbox/7/ready", "x");
+    EXPECT_EQ(next("7"), "\\0");
+    rlimit files{};
+    ::getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = std::max<rlim_t>(files.rlim_cur, std::min<rlim_t>(files.rlim_max, 4096));
+    ::setrlimit(RLIMIT_NOFILE, &files);
+    std::vector<Descriptor> writers;
+    for (int i = 0; i < busy; ++i)
+        writers.push_back(openForWriting("data/outbox/7/" + std::to_string(i)));
+    EXPECT_EQ(next("7"), "");
+    folder.remove("data/outbox/7/250");
+    EXPECT_EQ(next("7"), "\\ready");
+}
+
+TEST_F(AnOutboxAtItsCorners, WithdrawsAnItemThatBecomesAnotherKindOfItemWithoutAnEvent) {
+    folder.write("data/outbox/7/a", "x");
+    folder.makeFolder("data/outbox/7/b");
+    EXPECT_EQ(next("7"), "\\a");
+    const auto computer = [](const std::string& name, bool isFile) {
+        return Upload{.computer = "7", .name = name, .isFile = isFile};
+    };
+    EXPECT_TRUE(state->queue.openFile(computer("\\a", true)));
+    EXPECT_FALSE(state->queue.openFile(computer("\\b", true)));
+    // The ledger has a folder for the file and a file for the folder.
+    state->db.run("UPDATE uploads SET is_file = NOT is_file");
+    std::int64_t position = -1;
+    EXPECT_TRUE(state->ledger.nextPending("7", position));
+    EXPECT_FALSE(state->queue.offerNext("7"));
+    EXPECT_EQ(counts(), R"({"pending":0,"acknowledged":0,"withdrawn":2})");
+}
+
+TEST_F(AnOutboxAtItsCorners, FollowsAFolderThatIsMovedWithinIt) {
+    folder.write("data/outbox/7/old/sub/a", "x");
+    folder.write("data/outbox/7/old.txt", "x");
+    folder.makeFolder("data/outbox/7/other");
+    acknowledgeAll("7");
+    folder.move("data/outbox/7/old", "data/outbox/7/other/new");
+    EXPECT_EQ(acknowledgeAll("7").size(), 3U);
+    folder.write("data/outbox/7/other/new/sub/b", "x");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\other\\new\\sub\\b"}));
+    folder.move("data/outbox/7/other/new", "elsewhere");
+    folder.write("elsewhere/sub/c", "x");
+    EXPECT_EQ(acknowledgeAll("7"), Names());
+    folder.write("data/outbox/7/other/c", "x");
+    folder.write("data/outbox/7/old.txt", "xy");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\other\\c", "\\old.txt"}));
+}
+
+TEST_F(AnOutboxAtItsCorners, FollowsAFolderThatTakesThePlaceOfAnother) {
+    folder.makeFolder("data/outbox/7/a");
+    acknowledgeAll("7");
+    for (int i = 0; i < 3; ++i) {
+        folder.remove("data/outbox/7/a");
+        folder.makeFolder("data/outbox/7/a");
+        folder.write("data/outbox/7/a/" + std::to_string(i), "x");
+        EXPECT_EQ(acknowledgeAll("7"), Names({"\\a", "\\a\\" + std::to_string(i)}));
+    }
+    folder.remove("data/outbox/7/a");
+    EXPECT_EQ(acknowledgeAll("7"), Names());
+    folder.makeFolder("data/outbox/7/a");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
+    folder.write("data/outbox/7/a/x", "x");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a\\x"}));
+}
+
+TEST_F(AnOutboxAtItsCorners, OffersALinkedFileAtOnceAndOneThatIsBeingWrittenWhenItIsClosed) {
+    folder.write("elsewhere/a", "x");
+    folder.makeFolder("data/outbox/7");
+    next("7");
+    Descriptor writer(::open(folder.path("elsewhere/a").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    std::filesystem::create_hard_link(folder.path("elsewhere/a"), folder.path("data/outbox/7/a"));
+    EXPECT_EQ(next("7"), "");
+    writer.close(); // of a path outside: no event follows
+    std::filesystem::create_hard_link(folder.path("elsewhere/a"), folder.path("data/outbox/7/b"));
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\b"}));
+}
+
+TEST_F(AnOutboxAtItsCorners, ForgetsThatAFileWaitsForASecondLookWhenItIsRemoved) {
+    folder.makeFolder("data/outbox/7");
+    next("7");
+    const auto make = [this] { ASSERT_EQ(::mknod(folder.path("data/outbox/7/node").c_str(), S_IFREG | 0644, 0), 0); };
+    const auto now = OutboxWatcher::Clock::now();
+    make();
+    state->watcher.recheck(now);
+    folder.remove("data/outbox/7/node");
+    state->watcher.process();
+    make();
+    state->watcher.recheck(now + 1s);
+    EXPECT_EQ(counts(), R"({"pending":0,"acknowledged":0,"withdrawn":0})");
+    {
+        const Descriptor writer = openForWriting("data/outbox/7/node");
+        state->watcher.recheck(now + 3s);
+        EXPECT_EQ(counts(), R"({"pending":0,"acknowledged":0,"withdrawn":0})");
+    }
+    EXPECT_EQ(next("7"), "\\node");
+}
+
+TEST_F(AnOutboxAtItsCorners, LogsAgainWhatIsIgnoredOnceItWasRemoved) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto twice = [this] {
+        for (int i = 0; i < 2; ++i) {
+            folder.write("data/outbox/stray", "x");
+            state->watcher.process();
+            folder.remove("data/outbox/stray");
+            folder.makeFolder("data/outbox/7/bad\\folder");
+            state->watcher.process();
+            folder.remove("data/outbox/7/bad\\folder");
+            state->watcher.process();
+        }
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(
+        twice(), testing::ExitedWithCode(0),
+        "(.*stray: it is in no computer's folder\n.*bad\\\\folder: its name cannot be expressed on the wire\n){2}");
+}
+
+TEST_F(AnOutboxAtItsCorners, CountsAnUploadOfAnotherComputerApart) {
+    folder.write("data/outbox/7/a", "x");
+    folder.write("data/outbox/8/a", "x");
+    EXPECT_EQ(take("7"), "\\a");
+    EXPECT_EQ(counts("7"), R"({"pending":0,"acknowledged":1,"withdrawn":0})");
+    EXPECT_EQ(counts("8"), R"({"pending":1,"acknowledged":0,"withdrawn":0})");
+    folder.remove("data/outbox/8");
+    EXPECT_EQ(counts("8"), R"({"pending":0,"acknowledged":0,"withdrawn":1})");
+}
+
+TEST_F(AnOutboxAtItsCorners, HasAFolderThatSomethingElseReplaces) {
+    folder.write("data/outbox/7/a/b", "x");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a", "\\a\\b"}));
+    folder.remove("data/outbox/7/a");
+    folder.write("data/outbox/7/a", "x");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
+    EXPECT_EQ(counts(), R"({"pending":0,"acknowledged":3,"withdrawn":0})");
+}
+
+} // namespace webservice::test
