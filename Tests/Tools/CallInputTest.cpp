@@ -1,6 +1,7 @@
 // quenmark call: operations, keys and bodies that it refuses, and its error messages.
 
 #include "ToolFixture.h"
+#include "Tools/CallArguments.h"
 
 namespace ToolTest {
 
@@ -26,6 +27,12 @@ protected:
 };
 
 } // namespace
+
+TEST(ACallWithoutOptions, WaitsNinetySecondsAndSaysNothing) {
+    const Tools::CallArguments arguments;
+    EXPECT_EQ(arguments.timeout, std::chrono::seconds(90));
+    EXPECT_FALSE(arguments.verbose);
+}
 
 TEST_F(AWrongCall, NamesTheOperationThatIsNearest) {
     expect({"call", "GetTopFileUplod"}, 64,

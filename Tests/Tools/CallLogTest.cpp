@@ -35,6 +35,19 @@ TEST(AnEntryWithoutPasswords, IsTheEntryWhereItHasNone) {
         EXPECT_EQ(withoutPasswords(entry), entry);
 }
 
+TEST(AnEntryWithoutPasswords, HasNoneWhateverStandsAroundThem) {
+    EXPECT_EQ(withoutPasswords("\"Password\"\t:\r\n \"x\", \"a\" : 1"), "\"Password\"\t:\r\n ***, \"a\" : 1");
+    EXPECT_EQ(withoutPasswords("\"Password\" = x;\n\"a\""), "\"Password\" = ***;\n\"a\"");
+    EXPECT_EQ(withoutPasswords("(\"Password\" : x)"), "(\"Password\" : ***)");
+    EXPECT_EQ(withoutPasswords("\"Password\" : "), "\"Password\" : ***");
+    EXPECT_EQ(withoutPasswords("\"Password\" x"), "\"Password\" x");
+    EXPECT_EQ(withoutPasswords("\"Password9z_Z\":1,"), "\"Password9z_Z\":***,");
+    EXPECT_EQ(withoutPasswords("\"Password-1\":1"), "\"Password-1\":1");
+    EXPECT_EQ(withoutPasswords(R"({\"Password\":\"a)"), R"({\"Password\":***)");
+    EXPECT_EQ(withoutPasswords(R"("Password":"a\)"), R"("Password":***)");
+    EXPECT_EQ(withoutPasswords(R"("Password":"","Password":"b"!)"), R"("Password":***,"Password":***!)");
+}
+
 class AVerboseCall : public AQuenmarkTool {};
 
 TEST_F(AVerboseCall, ShowsNoPasswordThatItSends) {

@@ -24,3 +24,17 @@ TEST(TheNearestName, IsTheFirstOfThoseWithTheLeastDistance) {
     EXPECT_EQ(nearestName("x", {"ab", "cd"}), "ab");
     EXPECT_EQ(nearestName("x", {}), "");
 }
+
+TEST(ANameInLowerCase, HasTheLettersOfAsciiAlone) {
+    EXPECT_EQ(lowerCase("AZaz@[`{09\xC3\x89"), "azaz@[`{09\xC3\x89");
+}
+
+TEST(TheEditDistance, TakesTheCheapestWay) {
+    EXPECT_EQ(editDistance("ab", "ba"), 2U);
+    EXPECT_EQ(editDistance("abc", "cab"), 2U);
+    EXPECT_EQ(editDistance("abcdef", "bcdefg"), 2U);
+    EXPECT_EQ(editDistance("a", "bcd"), 3U);
+    EXPECT_EQ(editDistance("bcd", "a"), 3U);
+    EXPECT_EQ(editDistance("saturday", "sunday"), 3U);
+    EXPECT_EQ(editDistance("aaaa", "aa"), 2U);
+}

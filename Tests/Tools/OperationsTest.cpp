@@ -1,6 +1,7 @@
 // quenmark operations: the catalogue as text and as JSON.
 
 #include "ToolFixture.h"
+#include "Tools/OperationTable.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
@@ -9,6 +10,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 namespace ToolTest {
@@ -76,6 +78,43 @@ TEST_F(TheCatalogue, EndsQuietlyWhereItsReaderHasGone) {
     ::close(ends[1]);
     EXPECT_EQ(result.errors, "");
     EXPECT_EQ(result.status, 74);
+}
+
+TEST(TheTableOfOperations, DescribesARowWithItsRecords) {
+    using namespace Tools;
+    const auto& operation = operationTable()[operationNamed("GetSharedFilesTransferData")];
+    EXPECT_EQ(operation.name, "asyncGetSharedFilesTransferData");
+    EXPECT_EQ(operation.handlerKeyword, "withCompletionHandler");
+    EXPECT_EQ(operation.path, "MAC/SharedFiles.svc/GetSharedFilesTransferData");
+    EXPECT_EQ(operation.requestRecord, "GetSharedFilesTransferDataQuery");
+    EXPECT_EQ(operation.responseRecord, "GetSharedFilesTransferDataResponseData");
+    const auto list = std::ranges::find(operation.response, std::string_view("OwnerComputers"), &FieldDescription::key);
+    ASSERT_NE(list, operation.response.end());
+    EXPECT_EQ(list->listOf, "OwnerComputers");
+    EXPECT_EQ(list->fields.size(), 11U);
+    const auto& changes = operationTable()[operationNamed("ASYNCsyncfilesintableandcloud")];
+    EXPECT_EQ(changes.requestRecord, "SyncFilesInTableAndCloudQuery");
+    EXPECT_EQ(changes.responseRecord, "SyncFilesInTableAndCloudResponseData");
+    const auto& stream = operationTable()[operationNamed("GetTopFileUploadWithStream")];
+    EXPECT_EQ(stream.responseRecord, "");
+    EXPECT_TRUE(stream.response.empty());
+}
+
+TEST(TheTableOfOperations, NamesAndDescribesEachVariant) {
+    using namespace Tools;
+    using enum Quenmark::OperationVariant;
+    const auto described = [](Quenmark::OperationVariant variant) {
+        return std::string(nameOf(variant)) + ": " + std::string(descriptionOf(variant));
+    };
+    EXPECT_EQ(described(Post), "Post: posts a JSON object; the response is a JSON object");
+    EXPECT_EQ(described(PostList), "PostList: posts a JSON array of objects; the response is one too");
+    EXPECT_EQ(described(PostForStatus), "PostForStatus: posts a JSON object; the handler is given the response's bare "
+                                        "status, and only a response without one can be parsed");
+    EXPECT_EQ(described(RawStream), "RawStream: posts a JSON object; the response is a stream of bytes, passed on "
+                                    "undecoded; does nothing on releases 10.7 to 10.9");
+    EXPECT_EQ(described(HeaderUpload), "HeaderUpload: posts the bytes of a file, with the fields of the request in "
+                                       "header fields; the response is a JSON object; does nothing on releases 10.7 "
+                                       "to 10.9");
 }
 
 } // namespace ToolTest

@@ -30,6 +30,15 @@ ExitStatus statusOf(const std::function<void()>& action) {
     return ExitStatus::Success;
 }
 
+std::string messageOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
 } // namespace
 
 TEST_F(AConsignment, OfAFileIsTheFileUnderItsOwnName) {
@@ -107,4 +116,30 @@ TEST(TheOutboxTarget, EncodesEachPartOfTheName) {
 TEST(TheOutboxTarget, IsRefusedForWhatIsNoComputer) {
     for (const char* computer : {"", ".", "..", "a/b", "a\\b", "a\n", "\xFF"})
         EXPECT_EQ(statusOf([&] { outboxTarget(computer, {"", "\\a", false, 0}); }), ExitStatus::Usage) << computer;
+}
+
+TEST_F(AConsignment, IsRefusedWithItsReason) {
+    const auto path = folder.write("a", "");
+    const auto reason = [&](const std::string& name) { return messageOf([&] { consignmentOf(path, name); }); };
+    EXPECT_EQ(reason("a\\\\b"), "\"a\\\\b\": a part of a name cannot be empty, \".\" or \"..\"");
+    EXPECT_EQ(reason("a\nb"), "\"a\nb\": a name cannot hold control characters");
+    EXPECT_EQ(reason("a\x1F"), "\"a\x1F\": a name cannot hold control characters");
+    EXPECT_EQ(reason("a\xFF"), "\"a\xFF\": a name must be UTF-8");
+    EXPECT_EQ(reason("a b~"), "");
+    EXPECT_EQ(messageOf([] {
+                  outboxTarget("a/b", {"", "\\a", false, 0});
+              }),
+              "\"a/b\": a part of a name cannot hold a slash or backslash");
+    const auto pipe = folder.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(messageOf([&] { consignmentOf(pipe, std::nullopt); }), pipe + " is neither a file nor a folder");
+    folder.write("root/back\\slash", "");
+    EXPECT_EQ(messageOf([&] { consignmentOf(folder.path("root"), std::nullopt); }),
+              "\"" + folder.path("root") + "/back\\slash\": a part of a name cannot hold a slash or backslash");
+}
+
+TEST(TheOutboxTarget, LeavesOnlyUnreservedCharactersAsTheyAre) {
+    EXPECT_EQ(outboxTarget("AZaz09-._~", {"", "\\@[`{:!*'()\"$,;=|^", false, 0}),
+              "/outbox/AZaz09-._~/%40%5B%60%7B%3A%21%2A%27%28%29%22%24%2C%3B%3D%7C%5E");
+    EXPECT_EQ(outboxTarget("7", {"", "\\\xFE", false, 0}), "/outbox/7/%FE");
 }

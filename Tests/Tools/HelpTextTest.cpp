@@ -1,0 +1,235 @@
+// The whole help of the program and of each verb.
+
+#include "ToolFixture.h"
+
+#include <iterator>
+#include <sstream>
+
+namespace ToolTest {
+
+class TheWholeHelp : public AQuenmarkTool {
+protected:
+    /// The help of a verb, without the list of exit statuses that some have at their end.
+    void expect(const std::string& verb, const std::string& help) const {
+        std::istringstream words(verb + " --help");
+        const auto result = run({std::istream_iterator<std::string>(words), {}});
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.output.substr(0, result.output.find("Exit status:")), help);
+    }
+};
+
+TEST_F(TheWholeHelp, OfTheProgram) {
+    expect("", "The command-line tool of the top-file service\n"
+               "Usage: quenmark [OPTIONS] SUBCOMMAND\n"
+               "\n"
+               "Options:\n"
+               "  -h,--help                   Print this help message and exit\n"
+               "  --version                   Display program version information and exit\n"
+               "\n"
+               "Subcommands:\n"
+               "  start                       Launch the service and start its engine\n"
+               "  prefs                       Read and change the preferences of the service\n"
+               "  watch                       Follow items as they arrive, with progress\n"
+               "  push                        Queue a file or folder for a computer at a development web service\n"
+               "  operations                  List the operations of the web service\n"
+               "  call                        Carry out an operation of the web service and print its response\n"
+               "\n"
+               "More on each verb: quenmark VERB --help\n"
+               "\n");
+}
+
+TEST_F(TheWholeHelp, OfStart) {
+    expect("start",
+           "Launch the service and start its engine\n"
+           "Usage: quenmark start [OPTIONS]\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "\n"
+           "The session bus launches the service where it does not run yet. Ends with 69 where the bus or the\n"
+           "service cannot be reached.\n"
+           "\n"
+           "Example:\n"
+           "  quenmark start\n");
+}
+
+TEST_F(TheWholeHelp, OfPrefs) {
+    expect("prefs",
+           "Read and change the preferences of the service\n"
+           "Usage: quenmark prefs [OPTIONS] SUBCOMMAND\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "\n"
+           "Subcommands:\n"
+           "  list                        Print every preference, one KEY=VALUE a line\n"
+           "  get                         Print the value of one preference\n"
+           "  set                         Set one preference\n"
+           "  unset                       Remove one preference\n"
+           "\n"
+           "Keys that the service reads: computerIdKey (this computer's identifier), userIdKey (the signed-in\n"
+           "user's), quenmarkPathKey (the folder that holds the Quenmark folder, which `set` makes). Changes are\n"
+           "atomic, and the running service reads them at its next request.\n"
+           "\n"
+           "Example:\n"
+           "  quenmark prefs set computerIdKey 17\n");
+}
+
+TEST_F(TheWholeHelp, OfPrefsList) {
+    expect("prefs list", "Print every preference, one KEY=VALUE a line\n"
+                         "Usage: quenmark prefs list [OPTIONS]\n"
+                         "\n"
+                         "Options:\n"
+                         "  -h,--help                   Print this help message and exit\n"
+                         "  --json                      Print a JSON object\n"
+                         "\n"
+                         "Example:\n"
+                         "  quenmark prefs list\n");
+}
+
+TEST_F(TheWholeHelp, OfPrefsGet) {
+    expect("prefs get", "Print the value of one preference\n"
+                        "Usage: quenmark prefs get [OPTIONS] KEY\n"
+                        "\n"
+                        "Positionals:\n"
+                        "  KEY TEXT REQUIRED           The preference's name\n"
+                        "\n"
+                        "Options:\n"
+                        "  -h,--help                   Print this help message and exit\n"
+                        "\n"
+                        "Ends with 66 where the preference is not set.\n"
+                        "\n"
+                        "Example:\n"
+                        "  quenmark prefs get quenmarkPathKey\n");
+}
+
+TEST_F(TheWholeHelp, OfPrefsSet) {
+    expect("prefs set",
+           "Set one preference\n"
+           "Usage: quenmark prefs set [OPTIONS] KEY VALUE\n"
+           "\n"
+           "Positionals:\n"
+           "  KEY TEXT REQUIRED           The preference's name\n"
+           "  VALUE TEXT REQUIRED         Its value, kept as a string\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "\n"
+           "Setting quenmarkPathKey also makes the folder VALUE/Quenmark. Behind \"--\" a value may begin\n"
+           "with \"-\".\n"
+           "\n"
+           "Examples:\n"
+           "  quenmark prefs set quenmarkPathKey \"$HOME\"\n"
+           "  quenmark prefs set -- userIdKey -1\n");
+}
+
+TEST_F(TheWholeHelp, OfPrefsUnset) {
+    expect("prefs unset", "Remove one preference\n"
+                          "Usage: quenmark prefs unset [OPTIONS] KEY\n"
+                          "\n"
+                          "Positionals:\n"
+                          "  KEY TEXT REQUIRED           The preference's name\n"
+                          "\n"
+                          "Options:\n"
+                          "  -h,--help                   Print this help message and exit\n"
+                          "\n"
+                          "A preference that is not set is no error.\n"
+                          "\n"
+                          "Example:\n"
+                          "  quenmark prefs unset userIdKey\n");
+}
+
+TEST_F(TheWholeHelp, OfWatch) {
+    expect("watch",
+           "Follow items as they arrive, with progress\n"
+           "Usage: quenmark watch [OPTIONS]\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "\n"
+           "Prints the path of each file and folder that comes into the Quenmark folder, a folder's with \"/\"\n"
+           "at its end. On a terminal, standard error shows how much of an item has been received so far. Ends\n"
+           "with 0 on SIGINT (Ctrl-C), and with 78 where quenmarkPathKey is not set.\n"
+           "\n"
+           "Example:\n"
+           "  quenmark watch | while read -r path; do echo \"new: $path\"; done\n");
+}
+
+TEST_F(TheWholeHelp, OfPush) {
+    expect("push",
+           "Queue a file or folder for a computer at a development web service\n"
+           "Usage: quenmark push [OPTIONS] FILE\n"
+           "\n"
+           "Positionals:\n"
+           "  FILE REQUIRED               A file, or a folder with all that is in it\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "  --to COMPUTER REQUIRED      The computer's identifier\n"
+           "  --as NAME                   The item's name there, with \"\\\" between its parts (the file's own name)\n"
+           "  --server HOST[:PORT]        The web service (the one of the deployment settings)\n"
+           "\n"
+           "Prints the name of each item as it is queued. Symbolic links in a folder are left out. Ends with 66\n"
+           "where FILE is not there, 69 where the server cannot be reached, 76 where it refuses.\n"
+           "\n"
+           "Example:\n"
+           "  quenmark push a.txt --to 17 --as '\\Docs\\a.txt'\n");
+}
+
+TEST_F(TheWholeHelp, OfOperations) {
+    expect("operations",
+           "List the operations of the web service\n"
+           "Usage: quenmark operations [OPTIONS]\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "  --json                      Print a JSON array\n"
+           "\n"
+           "For each operation: its name, its path below the service root, how it is carried out, the keys of\n"
+           "its request and the properties of its response.\n"
+           "\n"
+           "Example:\n"
+           "  quenmark operations --json | jq -r '.[].name'\n");
+}
+
+TEST_F(TheWholeHelp, OfCall) {
+    expect(
+        "call",
+        "Carry out an operation of the web service and print its response\n"
+        "Usage: quenmark call [OPTIONS] OPERATION [PAIR...]\n"
+        "\n"
+        "Positionals:\n"
+        "  OPERATION REQUIRED          The operation\n"
+        "  PAIR Key=value ... Excludes: --json\n"
+        "                              A field of the request\n"
+        "\n"
+        "Options:\n"
+        "  -h,--help                   Print this help message and exit\n"
+        "  --json FILE Excludes: PAIR  The whole request as JSON, from a file or, as \"-\", from standard input\n"
+        "  --file PATH                 The file that an upload sends, in the place of FilePath; no blanks in its path\n"
+        "  --output FILE               Where the response goes (standard output)\n"
+        "  --timeout SECONDS           How long to wait for a response (90)\n"
+        "  --verbose                   Write the library's log to standard error, passwords as ***\n"
+        "\n"
+        "OPERATION is a name from `quenmark operations`, also without \"async\" and in any case of letters. Key is a "
+        "key\n"
+        "of its request, spelled exactly; a key that is not given is not sent. The response is printed as JSON under "
+        "the\n"
+        "names of its properties: a record as an object, a list as an array, a bare status as a value or null. A "
+        "stream\n"
+        "is written as it comes.\n"
+        "\n"
+        "A body of --json is an object with the operation's keys; for asyncSyncFilesInTableAndCloud an array of such\n"
+        "objects, for which Key=value gives a list of one. Requests carry texts: a whole number stands for its "
+        "digits,\n"
+        "true and false for \"True\" and \"False\", and null for a key that is not sent.\n"
+        "\n"
+        "Examples:\n"
+        "  quenmark call GetTopFileUpload ToComputerID=17\n"
+        "  quenmark call asyncSyncFilesInTableAndCloud --json - < changes.json\n"
+        "  quenmark call GetTopFileUploadWithStream ToComputerID=17 --output item.bin\n"
+        "  quenmark call UpdateFileRequestWithStream FileRequestID=3 'TransitDownloadPath=t\\3' --file report.pdf\n"
+        "\n");
+}
+
+} // namespace ToolTest

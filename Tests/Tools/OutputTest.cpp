@@ -1,0 +1,26 @@
+// How the tool writes numbers of bytes.
+
+#include "Tools/Output.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+using namespace Tools;
+
+TEST(ANumberOfBytes, HasTheLargestUnitThatItIsAtLeastOneOf) {
+    for (const auto& [bytes, text] : {std::pair<std::uint64_t, const char*>(0, "0 B"),
+                                      {1, "1 B"},
+                                      {1023, "1023 B"},
+                                      {1024, "1.0 KiB"},
+                                      {1536, "1.5 KiB"},
+                                      {(1 << 20) - 1, "1024.0 KiB"},
+                                      {1 << 20, "1.0 MiB"},
+                                      {std::uint64_t{1} << 30, "1.0 GiB"},
+                                      {std::uint64_t{1} << 40, "1.0 TiB"},
+                                      {std::uint64_t{1} << 50, "1.0 PiB"},
+                                      {std::uint64_t{1} << 60, "1.0 EiB"},
+                                      {UINT64_MAX, "16.0 EiB"},
+                                      {std::uint64_t{5} << 29, "2.5 GiB"}})
+        EXPECT_EQ(byteCount(bytes), text);
+}
