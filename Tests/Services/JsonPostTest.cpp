@@ -52,6 +52,14 @@ TEST_F(AJsonPost, LogsTheStartOfALongBody) {
     EXPECT_EQ(log.entries(), std::vector<std::string>{"Json String " + whole.substr(0, 131'072) + "..."});
 }
 
+TEST_F(AJsonPost, LogsAWholeBodyOf128KiB) {
+    const std::string value(131'072 - 14, 'x');
+    const auto body = JsonPost::body(boost::json::object{{"A", value}}, "");
+    ASSERT_NE(body.value(), nullptr);
+    EXPECT_EQ(body.value()->size(), 131'072U);
+    EXPECT_EQ(log.entries(), std::vector<std::string>{*body.value()});
+}
+
 TEST_F(AJsonPost, HasAnErrorForABodyThatJsonCannotCarry) {
     for (const boost::json::value& params :
          {boost::json::value(boost::json::object{{"A", "\xFF"}}),

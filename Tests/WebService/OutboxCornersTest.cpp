@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <fstream>
@@ -25,17 +26,16 @@ class AnOutboxInAProcessOfItsOwn : public ::testing::Test {
 protected:
     AnOutboxInAProcessOfItsOwn() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    /// How many items wait.
-    static std::string pending(State& state) { return std::to_string(state.ledger.count("pending", "7")); }
-
-    [[noreturn]] static void end(const std::string& result, const std::string& expected) {
-        if (result != expected)
-            std::fprintf(stderr, "unexpected: %s\n", result.c_str());
-        std::_Exit(result == expected ? 0 : 1);
-    }
-
     TemporaryFolder folder;
 };
+
+/// Ends the process of a test with 0 where it has seen what it should, and leaves no folder.
+[[noreturn]] void end(const TemporaryFolder& folder, const std::string& seen, const std::string& expected) {
+    if (seen != expected)
+        std::fprintf(stderr, "unexpected: %s\n", seen.c_str());
+    folder.remove("");
+    std::_Exit(seen == expected ? 0 : 1);
+}
 
 /// Goes on as a user who does not own the files that are here by now and may not take leases on them.
 void becomeAnotherUser(const TemporaryFolder& folder) {
@@ -67,9 +67,25 @@ void becomeAnotherUser(const TemporaryFolder& folder) {
     recheck(3000ms);
     recheck(5999ms);
     recheck(6000ms);
-    if (seen != "00001")
-        std::fprintf(stderr, "unexpected: %s\n", seen.c_str());
-    std::_Exit(seen == "00001" ? 0 : 1);
+    end(folder, seen, "00001");
+}
+
+[[noreturn]] void watchOneFolderTooManyLater(const TemporaryFolder& folder) {
+    if (::unshare(CLONE_NEWUSER) != 0)
+        std::_Exit(4);
+    std::ofstream("/proc/sys/user/max_inotify_watches") << 2;
+    std::signal(SIGIO, SIG_IGN);
+    folder.makeFolder("data/outbox/7");
+    State state(folder.path("data").string());
+    folder.makeFolder("data/outbox/7/later");
+    state.watcher.process();
+    std::string seen = std::to_string(state.ledger.count("pending", "7"));
+    folder.write("data/outbox/7/later/a", "x");
+    state.watcher.process();
+    seen += std::to_string(state.ledger.count("pending", "7"));
+    state.watcher.recheck(OutboxWatcher::Clock::now() + 6s);
+    seen += std::to_string(state.ledger.count("pending", "7"));
+    end(folder, seen, "112");
 }
 
 [[noreturn]] void watchTooManyFolders(const TemporaryFolder& folder) {
@@ -90,9 +106,7 @@ void becomeAnotherUser(const TemporaryFolder& folder) {
     seen += std::to_string(state.ledger.count("pending", "7"));
     state.watcher.recheck(now + 6s);
     seen += std::to_string(state.ledger.count("pending", "7"));
-    if (seen != "3446")
-        std::fprintf(stderr, "unexpected: %s\n", seen.c_str());
-    std::_Exit(seen == "3446" ? 0 : 1);
+    end(folder, seen, "3446");
 }
 
 } // namespace
@@ -107,6 +121,11 @@ TEST_F(AnOutboxInAProcessOfItsOwn, OffersAFileWhoseWritersAreUnknownAfterThreeSe
 TEST_F(AnOutboxInAProcessOfItsOwn, IsScannedEveryFiveSecondsWhereTheKernelAllowsNoMoreWatches) {
     EXPECT_EXIT(watchTooManyFolders(folder), testing::ExitedWithCode(0),
                 "ignored in the outbox: 7/[123]: it cannot be watched: No space left on device\n");
+}
+
+TEST_F(AnOutboxInAProcessOfItsOwn, IsScannedEveryFiveSecondsWhereAFolderThatComesLaterCannotBeWatched) {
+    EXPECT_EXIT(watchOneFolderTooManyLater(folder), testing::ExitedWithCode(0),
+                "ignored in the outbox: 7/later: it cannot be watched: No space left on device\n");
 }
 
 namespace {
@@ -236,11 +255,38 @@ TEST_F(AnOutboxAtItsCorners, LogsAgainWhatIsIgnoredOnceItWasRemoved) {
             folder.remove("data/outbox/7/bad\\folder");
             state->watcher.process();
         }
-        std::_Exit(0);
+        end(folder, "", "");
     };
     EXPECT_EXIT(
         twice(), testing::ExitedWithCode(0),
         "(.*stray: it is in no computer's folder\n.*bad\\\\folder: its name cannot be expressed on the wire\n){2}");
+}
+
+TEST_F(AnOutboxAtItsCorners, OffersWhatWasWrittenWhenTheServiceEndsBeforeItsWriter) {
+    folder.write("data/outbox/7/a", "one");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
+    Descriptor writer(::open(folder.path("data/outbox/7/a").c_str(), O_WRONLY | O_CLOEXEC));
+    ASSERT_EQ(::write(writer.get(), "two", 3), 3);
+    const std::array<timespec, 2> times = {timespec{.tv_sec = 1000, .tv_nsec = 0},
+                                           timespec{.tv_sec = 1000, .tv_nsec = 0}};
+    ASSERT_EQ(::futimens(writer.get(), times.data()), 0);
+    state->watcher.process();
+    state.reset();
+    writer.close();
+    restart();
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
+}
+
+TEST_F(AnOutboxAtItsCorners, IsScannedAfterAnErrorOfTheDatabase) {
+    folder.makeFolder("data/outbox/7");
+    state->watcher.process();
+    folder.write("data/outbox/7/a", "x");
+    state->db.script("ALTER TABLE outbox RENAME TO away");
+    EXPECT_THROW(state->watcher.process(), DatabaseError);
+    state->db.script("ALTER TABLE away RENAME TO outbox");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
+    folder.write("data/outbox/7/b", "x");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\b"}));
 }
 
 TEST_F(AnOutboxAtItsCorners, CountsAnUploadOfAnotherComputerApart) {

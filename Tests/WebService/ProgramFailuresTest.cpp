@@ -185,7 +185,9 @@ TEST_F(TheProgramInTrouble, LogsWhatStaysOutOfAnOutbox) {
         client.exchange("POST", "/QuenmarkRestService/Downloads.svc/UpdateFileRequestWithStream", "x",
                         "FilePath: " + std::string(path) + "\r\nFileRequestID: " + std::to_string(++requests) + "\r\n");
     }
+    client.post("MAC/ErrorLog.svc/LogError", "{}");
     const std::string log = service.errors();
+    EXPECT_NE(log.find("Z client error: computer -, user -, -, -: -\n"), std::string::npos) << log;
     EXPECT_NE(log.find("Z ..\\a stays in the cloud: its name cannot be expressed on the wire\n"), std::string::npos)
         << log;
     EXPECT_NE(log.find("Z cannot put \\Docs\\a into an outbox: cannot make the folders of " + data +

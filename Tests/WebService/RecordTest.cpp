@@ -116,6 +116,8 @@ TEST(AJsonBody, IsRefusedWhenItsParsedFormTakesTooMuchMemory) {
         FAIL();
     } catch (const RequestError& error) {
         EXPECT_EQ(error.code(), "TooLong");
+        EXPECT_STREQ(error.what(), "the body needs more than 64 MiB when it is parsed");
+        EXPECT_EQ(error.status(), 413);
     }
 }
 

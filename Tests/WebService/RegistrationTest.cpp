@@ -2,6 +2,8 @@
 
 #include "Support/TestState.h"
 
+#include <set>
+
 namespace webservice::test {
 
 namespace {
@@ -119,6 +121,27 @@ TEST_F(Registration, RecordsWhenAComputerWasSeen) {
     EXPECT_EQ(row.text(1), "1.10");
     expectRefusal("UpdateSystemTime.svc/UpdateComputerStatus", R"({"ComputerID":"9"})", "UnknownComputer",
                   "there is no computer 9");
+}
+
+TEST_F(Registration, GivesEachUserACodeOfThirtyTwoHexadecimalDigits) {
+    constexpr int users = 64;
+    for (int i = 0; i < users; ++i)
+        call("Registration.svc/VerifyAndRegisterUserFromTool",
+             R"({"MailID":"a@)" + std::to_string(i) + R"(","Password":"x"})");
+    // All digits come, in both halves of a byte.
+    std::set<char> upper;
+    std::set<char> lower;
+    std::set<std::string> codes;
+    for (Query row = state->db.query("SELECT code FROM users"); row.next();) {
+        const std::string code = row.text(0);
+        codes.insert(code);
+        ASSERT_EQ(code.size(), 32U);
+        for (std::size_t i = 0; i < code.size(); ++i)
+            (i % 2 == 0 ? upper : lower).insert(code[i]);
+    }
+    EXPECT_EQ(codes.size(), 64U);
+    EXPECT_EQ(std::string(upper.begin(), upper.end()), "0123456789abcdef");
+    EXPECT_EQ(std::string(lower.begin(), lower.end()), "0123456789abcdef");
 }
 
 TEST_F(Registration, StoresTheNamesOfAUser) {

@@ -106,6 +106,10 @@ TEST_F(TheStorage, ClosesItsDatabases) {
         good.run("SELECT 1");
         const Query unfinished = good.query("SELECT 1");
         static_cast<void>(unfinished);
+        // A statement that runs within itself is prepared twice.
+        Query outer = good.query("SELECT 2 UNION SELECT 3");
+        EXPECT_TRUE(outer.next());
+        EXPECT_TRUE(good.query("SELECT 2 UNION SELECT 3").next());
     }
     EXPECT_EQ(openFiles(), before);
 }

@@ -44,10 +44,8 @@ void OutboxRecorder::fileAppeared(const std::string& path, Source source) {
     if (!file)
         return logIgnored(path, "it cannot be read: " + std::generic_category().message(errno));
     const Writers writers = writersOf(file.get());
-    if (writers == Writers::Some) {
-        pending_.erase(path);
+    if (writers == Writers::Some)
         return; // an event follows when it is closed
-    }
     const bool linked = source == Source::Created && status->st_nlink > 1;
     const bool complete = source == Source::Scanned && status->st_size > 0;
     if (source == Source::Closed || (writers == Writers::None && (linked || complete)))
