@@ -30,7 +30,8 @@ class Pusher {
 public:
     Pusher(std::string server, std::string computer, std::vector<Shipment> shipments)
         : server_(std::move(server)), computer_(std::move(computer)), shipments_(std::move(shipments)),
-          session_(Platform::UrlSession::sessionWithConfiguration(configuration(), nullptr, Platform::Queue::main())) {}
+          session_(Platform::UrlSession::sessionWithConfiguration(
+              Platform::UrlSessionConfiguration::defaultSessionConfiguration(), nullptr, Platform::Queue::main())) {}
 
     void run() {
         Platform::Queue::main().async([this] { guarded([this] { sendNext(); }); });
@@ -40,11 +41,6 @@ public:
     }
 
 private:
-    static Platform::UrlSessionConfiguration configuration() {
-        auto configuration = Platform::UrlSessionConfiguration::defaultSessionConfiguration();
-        configuration.httpMaximumConnectionsPerHost = 1;
-        return configuration;
-    }
     static Platform::RunLoop& loop() { return Platform::RunLoop::main(); }
 
     void sendNext() {

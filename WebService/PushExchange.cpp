@@ -20,7 +20,7 @@ void storing(const std::function<void()>& work) {
         work();
     } catch (const std::system_error& error) {
         const int code = error.code().value();
-        if (code == EEXIST || code == EISDIR || code == ENOTDIR || code == ENOTEMPTY || code == ELOOP)
+        if (code == EEXIST || code == EISDIR || code == ENOTDIR)
             throw RequestError("InTheWay", error.what(), 409);
         if (code == ENAMETOOLONG)
             throw RequestError("BadPath", error.what(), 400);

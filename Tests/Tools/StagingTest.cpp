@@ -68,6 +68,7 @@ TEST_F(AnUploadsStaging, IsPrivateAndIsRemovedOnASignal) {
         ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() > requests; }));
         const auto names = temporaries();
         ASSERT_EQ(names.size(), 1U);
+        EXPECT_TRUE(names[0].starts_with("quenmark-upload-")) << names[0];
         EXPECT_EQ(fs::status(folder.path("tmp/" + names[0])).permissions(), fs::perms::owner_all);
         EXPECT_EQ(folder.read("tmp/" + names[0] + "/notes.txt"), "to be sent");
         tool.signal(signal);
@@ -107,6 +108,16 @@ TEST_F(AnUploadsStaging, EndsWith73WhereItsFolderCannotBeMade) {
     const auto result = run(upload());
     EXPECT_EQ(result.status, 73);
     EXPECT_NE(result.errors.find(folder.path("file/none")), std::string::npos) << result.errors;
+    // The directory can still be made, but nothing in it (PATH_MAX, limits.h(0p)).
+    std::string longest = folder.path("");
+    while (longest.size() < 4080)
+        longest += std::string(std::min<std::size_t>(200, 4080 - longest.size()), 'n') + "/";
+    longest.resize(4080, 'n');
+    environment.set("TMPDIR", longest);
+    const auto tooLong = run(upload());
+    EXPECT_EQ(tooLong.status, 73);
+    EXPECT_TRUE(tooLong.errors.starts_with("quenmark: " + longest)) << tooLong.errors;
+    EXPECT_TRUE(tooLong.errors.ends_with(": File name too long\n")) << tooLong.errors;
     EXPECT_EQ(server.requests().size(), 0U);
 }
 

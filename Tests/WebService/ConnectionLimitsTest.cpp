@@ -158,4 +158,37 @@ TEST_F(AConnectionAtItsLimits, IsReadAfterItsLastResponseAsFarAsTheLimitAllows) 
     EXPECT_THROW(sendMore(), std::system_error);
 }
 
+TEST_F(AConnectionAtItsLimits, GetsA408WhereItsNextRequestDoesNotArriveInTime) {
+    serve({.headerTimeout = 100ms});
+    HttpClient behindAnother(port);
+    HttpClient behindAnEmptyLine(port);
+    HttpClient first(port);
+    behindAnother.send("GET /hello HTTP/1.1\r\n\r\nGET /hel");
+    behindAnEmptyLine.send("GET /hello HTTP/1.1\r\n\r\n\r\nGET /hel");
+    first.send("\r\nGET /hel");
+    EXPECT_EQ(behindAnother.receive().status, 200);
+    EXPECT_EQ(behindAnEmptyLine.receive().status, 200);
+    for (HttpClient* client : {&behindAnother, &behindAnEmptyLine, &first})
+        EXPECT_EQ(client->receive().status, 408);
+}
+
+TEST_F(AConnectionAtItsLimits, CountsAResponseAsMemoryUntilItIsSent) {
+    constexpr std::size_t size = 20'000'000;
+    application.on("/long", [] { return textResponse(std::string(size, 'x')); });
+    serve({.maxMemory = 10'000'000});
+    HttpClient reader(port);
+    EXPECT_EQ(reader.exchange("GET", "/long", "").body.size(), size);
+    HttpClient other(port);
+    EXPECT_EQ(other.exchange("GET", "/hello", "").body, "hello");
+    EXPECT_EQ(reader.exchange("GET", "/hello", "").body, "hello"); // which holds nothing any more
+    HttpClient silent(port);
+    silent.send("GET /long HTTP/1.1\r\n\r\n");
+    EXPECT_FALSE(silent.receiveSome(15).empty());
+    EXPECT_EQ(HttpClient(port).exchange("GET", "/hello", "").body, "hello");
+    std::size_t received = 0;
+    for (std::string some = "x"; !some.empty(); received += some.size())
+        some = silent.receiveSome(1 << 20);
+    EXPECT_LT(received, size);
+}
+
 } // namespace webservice::test

@@ -9,8 +9,9 @@
 
 #include <sys/resource.h>
 
+#include <chrono>
 #include <csignal>
-#include <fstream>
+#include <filesystem>
 #include <regex>
 #include <sstream>
 
@@ -72,7 +73,8 @@ TEST(ARequestInTheLog, HasItsPeerItsLineItsStatusItsBytesAndItsTime) {
         aborting.send("PUT /outbox/7/a HTTP/1.1\r\nContent-Length: 10\r\nExpect: 100-continue\r\n\r\n");
         EXPECT_EQ(aborting.receive().status, 100);
         aborting.reset();
-        while (!std::ifstream(folder.path("data/incoming/1")).fail()) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (std::filesystem::exists(folder.path("data/incoming/1")) && std::chrono::steady_clock::now() < deadline) {
         }
     }
     service.signal(SIGTERM);

@@ -123,6 +123,8 @@ TEST(ADownload, OnAFullDiskIsToBeRetried) {
     }
     EXPECT_EQ(summary(HttpClient(service->port()).post(streamOperation, R"({"ToComputerID":"7"})")), "500 2 ");
     EXPECT_EQ(HttpClient(service->port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").status, 200);
+    // SQLite has rolled back by itself, and is not asked to do so again.
+    EXPECT_EQ(service->errors().find("ROLLBACK"), std::string::npos);
 }
 
 TEST(AnItem, WithTheNameOfTheDownloadIsPushedLikeAnyOther) {

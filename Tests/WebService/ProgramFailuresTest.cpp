@@ -196,4 +196,18 @@ TEST_F(TheProgramInTrouble, LogsWhatStaysOutOfAnOutbox) {
         << log;
 }
 
+TEST_F(TheProgramInTrouble, ClosesADownloadWhoseFileGetsShorter) {
+    folder.write("data/outbox/7/big", std::string(20'000'000, 'x'));
+    const ServiceProcess service(data);
+    HttpClient client(service.port());
+    client.send("POST /QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream HTTP/1.1\r\n"
+                "Content-Length: 20\r\n\r\n{\"ToComputerID\":\"7\"}");
+    EXPECT_FALSE(client.receiveSome(1000).empty());
+    std::filesystem::resize_file(folder.path("data/outbox/7/big"), 1000);
+    std::size_t received = 0;
+    for (std::string some = "x"; !some.empty(); received += some.size())
+        some = client.receiveSome(1 << 20);
+    EXPECT_LT(received, 20'000'000U);
+}
+
 } // namespace webservice::test

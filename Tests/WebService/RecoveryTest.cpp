@@ -53,6 +53,7 @@ TEST_F(AServiceWhoseFolderIsRemoved, SaysSoAndGoesOnWhenItComesBack) {
     folder.move("data", "elsewhere");
     EXPECT_THROW(call("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})"), StateLost);
     EXPECT_THROW(request("PUT", "/outbox/7/b", "x"), StateLost);
+    EXPECT_THROW(upload("1", "b", "x"), StateLost);
     EXPECT_FALSE(std::filesystem::exists(folder.path("data")));
     folder.move("elsewhere", "data");
     EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));

@@ -110,6 +110,17 @@ TEST(Base64InPieces, IsTheSameAsInOne) {
     EXPECT_EQ(decoded, data);
 }
 
+TEST(Base64InPieces, HasPiecesOf16KiBOfText) {
+    const Bytes data = randomBytes(20000, 5);
+    std::vector<std::size_t> characters;
+    encodeInPieces(data, [&](std::string_view piece) { characters.push_back(piece.size()); });
+    EXPECT_EQ(characters, (std::vector<std::size_t>{16384, 10284}));
+    std::vector<std::size_t> bytes;
+    EXPECT_TRUE(decodeInPieces(*base64EncodedString(data),
+                               [&](std::span<const std::byte> piece) { bytes.push_back(piece.size()); }));
+    EXPECT_EQ(bytes, (std::vector<std::size_t>{12288, 7710, 2}));
+}
+
 TEST(Base64InPieces, HasNoPieceForNoData) {
     encodeInPieces({}, [](std::string_view) { FAIL(); });
     for (const std::string_view text : {"", "====", " \n", "Z", "Zg=", "=Zg=", "Z==="}) {
