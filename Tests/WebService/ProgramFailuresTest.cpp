@@ -153,6 +153,17 @@ TEST_F(TheProgramInTrouble, ProcessesTheOutboxWithoutAnyRequest) {
     EXPECT_EQ(status, R"({"pending":2,"acknowledged":0,"withdrawn":0})");
 }
 
+TEST_F(TheProgramInTrouble, ProcessesTheOutboxAtOnce) {
+    const ServiceProcess service(data);
+    const auto start = std::chrono::steady_clock::now();
+    for (const char* name : {"one", "two", "three", "four", "five", "six"}) {
+        folder.write("data/outbox/" + std::string(name), "x");
+        EXPECT_TRUE(logs(service, "ignored in the outbox: " + std::string(name) + ':'));
+    }
+    // Where they waited for the look that comes every second, five seconds would have passed.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
+}
+
 TEST_F(TheProgramInTrouble, LogsThatTheOutboxCannotBeReadAndTriesAgainNowAndThen) {
     const ServiceProcess service(data);
     folder.move("data/outbox", "elsewhere");
