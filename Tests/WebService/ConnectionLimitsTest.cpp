@@ -38,7 +38,7 @@ protected:
     std::uint16_t port = 0;
 };
 
-constexpr const char* nothing =
+constexpr const char* unknownPath =
     R"({"ReturnStatus":"1","error":{"code":"UnknownPath","message":"there is nothing at this path"}})";
 
 } // namespace
@@ -70,12 +70,12 @@ TEST_F(AConnectionAtItsLimits, IsKeptAfterAnErrorWhoseBodyHasAtMost64KiB) {
     HttpClient client(port);
     const HttpResponse kept = client.exchange("POST", "/nothing", std::string(65536, 'x'));
     EXPECT_EQ(kept.head, "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\nContent-Length: 93\r\n\r\n");
-    EXPECT_EQ(kept.body, nothing);
+    EXPECT_EQ(kept.body, unknownPath);
     EXPECT_EQ(client.exchange("GET", "/hello", "").body, "hello");
     const HttpResponse last = client.exchange("POST", "/nothing", std::string(65537, 'x'));
     EXPECT_EQ(last.head, "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\nContent-Length: 93\r\n"
                          "Connection: close\r\n\r\n");
-    EXPECT_EQ(last.body, nothing);
+    EXPECT_EQ(last.body, unknownPath);
     EXPECT_TRUE(client.isClosedByPeer());
 }
 

@@ -24,17 +24,6 @@ protected:
         return all;
     }
     std::string present() { return rows("SELECT full_path FROM files WHERE present ORDER BY id"); }
-
-    std::unique_ptr<Exchange> begin(std::string_view operation, std::string_view json) {
-        Request head;
-        head.method = "POST";
-        head.target = "/QuenmarkRestService/" + std::string(operation);
-        auto exchange = application->begin(head);
-        exchange->receive(json);
-        return exchange;
-    }
-
-    std::optional<WebApplication> application{*state};
 };
 
 } // namespace

@@ -28,15 +28,6 @@ protected:
         return text;
     }
 
-    std::unique_ptr<Exchange> begin(std::string_view operation, std::string_view json) {
-        Request request;
-        request.method = "POST";
-        request.target = "/QuenmarkRestService/" + std::string(operation);
-        auto exchange = application->begin(request);
-        exchange->receive(json);
-        return exchange;
-    }
-
     /// Takes in what happens in the outbox in slices that are as short as can be; their number.
     int slices() {
         int count = 1;
@@ -44,8 +35,6 @@ protected:
             ++count;
         return count;
     }
-
-    std::optional<WebApplication> application{*state};
 };
 
 } // namespace

@@ -32,7 +32,7 @@ protected:
 };
 
 /// Ends the process of a test with 0 where it has seen what it should, and leaves no folder.
-[[noreturn]] void end(const TemporaryFolder& folder, const std::string& seen, const std::string& expected) {
+[[noreturn]] void endTest(const TemporaryFolder& folder, const std::string& seen, const std::string& expected) {
     if (seen != expected)
         std::fprintf(stderr, "unexpected: %s\n", seen.c_str());
     folder.remove("");
@@ -70,7 +70,7 @@ void dropCapabilities() {
     recheck(3000ms);
     recheck(5999ms);
     recheck(6000ms);
-    end(folder, seen, "00001");
+    endTest(folder, seen, "00001");
 }
 
 [[noreturn]] void watchOneFolderTooManyLater(const TemporaryFolder& folder) {
@@ -88,7 +88,7 @@ void dropCapabilities() {
     seen += std::to_string(state.ledger.count("pending", "7"));
     state.watcher.recheck(OutboxWatcher::Clock::now() + 6s);
     seen += std::to_string(state.ledger.count("pending", "7"));
-    end(folder, seen, "112");
+    endTest(folder, seen, "112");
 }
 
 [[noreturn]] void watchTooManyFolders(const TemporaryFolder& folder) {
@@ -109,7 +109,7 @@ void dropCapabilities() {
     seen += std::to_string(state.ledger.count("pending", "7"));
     state.watcher.recheck(now + 6s);
     seen += std::to_string(state.ledger.count("pending", "7"));
-    end(folder, seen, "3446");
+    endTest(folder, seen, "3446");
 }
 
 } // namespace
@@ -258,7 +258,7 @@ TEST_F(AnOutboxAtItsCorners, LogsAgainWhatIsIgnoredOnceItWasRemoved) {
             folder.remove("data/outbox/7/bad\\folder");
             state->watcher.process();
         }
-        end(folder, "", "");
+        endTest(folder, "", "");
     };
     EXPECT_EXIT(
         twice(), testing::ExitedWithCode(0),

@@ -13,15 +13,6 @@ using namespace std::chrono_literals;
 
 class ASlicedExchange : public WithTwoUsers {
 protected:
-    std::unique_ptr<Exchange> begin(std::string_view operation, std::string_view json) {
-        Request head;
-        head.method = "POST";
-        head.target = "/QuenmarkRestService/" + std::string(operation);
-        auto exchange = application->begin(head);
-        exchange->receive(json);
-        return exchange;
-    }
-
     /// A request that takes many slices.
     std::unique_ptr<Exchange> longRequest() {
         std::string lines;
@@ -34,18 +25,14 @@ protected:
 
     /// Opens the state anew, with another busy timeout.
     void restartWith(std::chrono::milliseconds busyTimeout) {
-        application.reset();
         state.reset();
         state.emplace(folder.path("data").string(), busyTimeout);
-        application.emplace(*state);
     }
 
     static void waitUntil(std::chrono::steady_clock::time_point time) {
         while (std::chrono::steady_clock::now() < time) {
         }
     }
-
-    std::optional<WebApplication> application{*state};
 };
 
 } // namespace
@@ -132,7 +119,7 @@ TEST_F(ASlicedExchange, ReportsTheMemoryOfItsBody) {
     Request head;
     head.method = "PUT";
     head.target = "/outbox/7/a";
-    const auto push = application->begin(head);
+    const auto push = WebApplication(*state).begin(head);
     push->receive(std::string(500'000, 'x'));
     EXPECT_EQ(push->memory(), 0U);
 }

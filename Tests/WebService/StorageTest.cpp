@@ -23,7 +23,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::string errorOf(const std::function<void()>& work) {
+std::string textOfError(const std::function<void()>& work) {
     try {
         work();
     } catch (const std::exception& error) {
@@ -32,12 +32,12 @@ std::string errorOf(const std::function<void()>& work) {
     return "";
 }
 
-auto openFiles() {
+auto numberOfOpenFiles() {
     const std::filesystem::directory_iterator entries("/proc/self/fd");
     return std::distance(begin(entries), end(entries));
 }
 
-mode_t permissions(const std::filesystem::path& path) {
+mode_t permissionsOf(const std::filesystem::path& path) {
     struct stat status {};
     EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
     return status.st_mode & 07777;
@@ -63,16 +63,17 @@ private:
 } // namespace
 
 TEST_F(TheStorage, NamesWhatTheDatabaseCannotDo) {
-    EXPECT_EQ(errorOf([&] { other.script("nonsense"); }), "cannot run a script: near \"nonsense\": syntax error");
-    EXPECT_EQ(errorOf([&] { other.run("SELECT a"); }), "SELECT a: no such column: a");
+    EXPECT_EQ(textOfError([&] { other.script("nonsense"); }), "cannot run a script: near \"nonsense\": syntax error");
+    EXPECT_EQ(textOfError([&] { other.run("SELECT a"); }), "SELECT a: no such column: a");
     other.script("CREATE TABLE t (a INTEGER NOT NULL)");
-    EXPECT_EQ(errorOf([&] { other.run("INSERT INTO t VALUES (NULL)"); }),
+    EXPECT_EQ(textOfError([&] { other.run("INSERT INTO t VALUES (NULL)"); }),
               "INSERT INTO t VALUES (NULL): NOT NULL constraint failed: t.a");
-    EXPECT_EQ(errorOf([&] { other.query("SELECT 1", "text"); }), "cannot bind a text: column index out of range");
-    EXPECT_EQ(errorOf([&] { other.query("SELECT 1", 7); }), "cannot bind a number: column index out of range");
-    EXPECT_EQ(errorOf([&] { other.query("SELECT 1", nullptr); }), "cannot bind NULL: column index out of range");
+    EXPECT_EQ(textOfError([&] { other.query("SELECT 1", "text"); }), "cannot bind a text: column index out of range");
+    EXPECT_EQ(textOfError([&] { other.query("SELECT 1", 7); }), "cannot bind a number: column index out of range");
+    EXPECT_EQ(textOfError([&] { other.query("SELECT 1", nullptr); }), "cannot bind NULL: column index out of range");
     const std::string path = folder.path("no/such/folder.db").string();
-    EXPECT_EQ(errorOf([&] { const Database none(path); }), "cannot open " + path + ": unable to open database file");
+    EXPECT_EQ(textOfError([&] { const Database none(path); }),
+              "cannot open " + path + ": unable to open database file");
 }
 
 TEST_F(TheStorage, KeepsEmptyTextsApartFromNull) {
@@ -101,10 +102,10 @@ TEST_F(TheStorage, WritesAheadAndChecksReferences) {
 
 TEST_F(TheStorage, ClosesItsDatabases) {
     folder.write("garbage.db", std::string(8192, 'x'));
-    const auto before = openFiles();
+    const auto before = numberOfOpenFiles();
     for (int i = 0; i < 3; ++i) {
-        EXPECT_NE(errorOf([&] { Database(folder.path("garbage.db").string()); }), "");
-        EXPECT_NE(errorOf([&] { Database(folder.path("no/folder.db").string()); }), "");
+        EXPECT_NE(textOfError([&] { Database(folder.path("garbage.db").string()); }), "");
+        EXPECT_NE(textOfError([&] { Database(folder.path("no/folder.db").string()); }), "");
         Database good(folder.path("good.db").string());
         good.run("SELECT 1");
         const Query unfinished = good.query("SELECT 1");
@@ -114,7 +115,7 @@ TEST_F(TheStorage, ClosesItsDatabases) {
         EXPECT_TRUE(outer.next());
         EXPECT_TRUE(good.query("SELECT 2 UNION SELECT 3").next());
     }
-    EXPECT_EQ(openFiles(), before);
+    EXPECT_EQ(numberOfOpenFiles(), before);
 }
 
 TEST_F(TheStorage, NumbersIncomingFilesAndEmptiesTheirFolderAtTheStart) {
@@ -131,10 +132,10 @@ TEST_F(TheStorage, NumbersIncomingFilesAndEmptiesTheirFolderAtTheStart) {
 TEST_F(TheStorage, NamesWhatCannotBeDoneWithAnIncomingFile) {
     folder.write("file", "x");
     const std::string file = folder.path("file").string();
-    EXPECT_EQ(errorOf([&] { IncomingFolder(file + "/incoming"); }).substr(0, 16), "filesystem error");
-    EXPECT_EQ(errorOf([&] { IncomingFolder(folder.path("none/incoming").string()); }),
+    EXPECT_EQ(textOfError([&] { IncomingFolder(file + "/incoming"); }).substr(0, 16), "filesystem error");
+    EXPECT_EQ(textOfError([&] { IncomingFolder(folder.path("none/incoming").string()); }),
               "cannot make the folder " + folder.path("none/incoming").string() + ": No such file or directory");
-    EXPECT_EQ(errorOf([&] { IncomingFile{file}; }), "cannot open " + file + ": File exists");
+    EXPECT_EQ(textOfError([&] { IncomingFile{file}; }), "cannot open " + file + ": File exists");
     EXPECT_EQ(contentOf(folder.path("file")), "x");
 }
 
@@ -156,14 +157,14 @@ TEST_F(TheStorage, AppliesTheUmaskToFilesAndFolders) {
     const NoUmask none;
     EXPECT_EQ(request("PUT", "/outbox/7/Docs/a", "x").status, 201);
     EXPECT_EQ(request("PUT", "/outbox/7/folder/").status, 201);
-    EXPECT_EQ(permissions(folder.path("data/outbox/7/Docs/a")), 0666U);
-    EXPECT_EQ(permissions(folder.path("data/outbox/7/Docs")), 0777U);
-    EXPECT_EQ(permissions(folder.path("data/outbox/7/folder")), 0777U);
+    EXPECT_EQ(permissionsOf(folder.path("data/outbox/7/Docs/a")), 0666U);
+    EXPECT_EQ(permissionsOf(folder.path("data/outbox/7/Docs")), 0777U);
+    EXPECT_EQ(permissionsOf(folder.path("data/outbox/7/folder")), 0777U);
     folder.remove("data/incoming");
     folder.remove("data/outbox");
     EXPECT_EQ(request("PUT", "/outbox/7/a", "x").status, 201);
-    EXPECT_EQ(permissions(folder.path("data/incoming")), 0777U);
-    EXPECT_EQ(permissions(folder.path("data/outbox")), 0777U);
+    EXPECT_EQ(permissionsOf(folder.path("data/incoming")), 0777U);
+    EXPECT_EQ(permissionsOf(folder.path("data/outbox")), 0777U);
 }
 
 TEST_F(TheStorage, RefusesAPushThatDoesNotFit) {

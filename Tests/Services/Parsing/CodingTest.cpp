@@ -15,7 +15,7 @@ namespace {
 
 using Quenmark::DataParser;
 
-std::string errorOf(const std::function<void()>& decode) {
+std::string decodingError(const std::function<void()>& decode) {
     try {
         decode();
     } catch (const std::exception& error) {
@@ -37,19 +37,19 @@ TEST(TheBudgetOfAResponse, IsExactly256MiB) {
 }
 
 TEST(AnErrorOfDecoding, NamesWhatIsWrongWithTheResponse) {
-    EXPECT_EQ(errorOf([] { DataParser::parseLogErrorResponseData(boost::json::array()); }),
+    EXPECT_EQ(decodingError([] { DataParser::parseLogErrorResponseData(boost::json::array()); }),
               "the response is not a dictionary");
-    EXPECT_EQ(errorOf([] { DataParser::parseSyncFilesInTableAndCloudResponseData("text"); }),
+    EXPECT_EQ(decodingError([] { DataParser::parseSyncFilesInTableAndCloudResponseData("text"); }),
               "the response has no list where one belongs");
-    EXPECT_EQ(errorOf([] {
+    EXPECT_EQ(decodingError([] {
                   DataParser::parseSyncFilesInTableAndCloudResponseData(boost::json::object{{"ReturnStatus", "0"}});
               }),
               "the response has no list where one belongs");
-    EXPECT_EQ(errorOf([] {
+    EXPECT_EQ(decodingError([] {
                   DataParser::parseUploadFileWithStreamResponseData(boost::json::object{{"ReturnStatus", "0"}});
               }),
               "a status value has no error to set");
-    EXPECT_EQ(errorOf([] { DataParser::parseSyncFilesInTableAndCloudResponseData(boost::json::object()); }), "");
+    EXPECT_EQ(decodingError([] { DataParser::parseSyncFilesInTableAndCloudResponseData(boost::json::object()); }), "");
 }
 
 } // namespace

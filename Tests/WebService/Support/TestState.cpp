@@ -34,6 +34,15 @@ Response WithState::request(std::string_view method, std::string_view target, st
     }
 }
 
+std::unique_ptr<Exchange> WithState::begin(std::string_view operation, std::string_view json) {
+    Request head;
+    head.method = "POST";
+    head.target = "/QuenmarkRestService/" + std::string(operation);
+    auto exchange = WebApplication(*state).begin(head);
+    exchange->receive(json);
+    return exchange;
+}
+
 std::string WithState::call(std::string_view operation, std::string_view json) {
     return request("POST", "/QuenmarkRestService/" + std::string(operation), json).body;
 }

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,6 +25,9 @@ protected:
     /// The response to one request, headers and all.
     Response request(std::string_view method, std::string_view target, std::string_view body = "",
                      std::vector<std::pair<std::string, std::string>> headers = {});
+
+    /// Begins a POST of JSON to an operation, for the test to step or finish it.
+    std::unique_ptr<Exchange> begin(std::string_view operation, std::string_view json);
 
     /// The response's body to a POST of JSON to an operation.
     std::string call(std::string_view operation, std::string_view json);
