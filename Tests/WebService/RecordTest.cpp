@@ -71,6 +71,9 @@ TEST(ARecord, ReturnsALongTextWithoutCopyingIt) {
 TEST(ARequestError, CutsALongMessageAtTheEndOfACharacter) {
     EXPECT_EQ(std::string(RequestError("Code", std::string(299, 'x') + "ä!").what()), std::string(299, 'x') + "...");
     EXPECT_EQ(std::string(RequestError("Code", std::string(300, 'x')).what()), std::string(300, 'x'));
+    EXPECT_EQ(std::string(RequestError("Code", std::string(301, 'x')).what()), std::string(300, 'x') + "...");
+    EXPECT_STREQ(RequestError("Code", std::string(400, '\x80')).what(), "..."); // no character begins anywhere
+    EXPECT_EQ(std::string(RequestError("Code", std::string(301, 'x'), 400).what()), std::string(301, 'x'));
 }
 
 TEST(AJsonBody, IsTheSameInWhateverPiecesItArrives) {

@@ -31,7 +31,7 @@ std::set<std::string> processorFlags() {
 
 TEST(TheKernels, AreThoseThatTheProcessorSupportsFromTheSlowestToTheFastest) {
     const auto flags = processorFlags();
-    std::vector<std::string_view> expected{Kernels::portable.name};
+    std::vector<std::string_view> expected{"portable"};
 #if defined(__x86_64__)
     if (flags.contains("avx2"))
         expected.emplace_back("AVX2");
