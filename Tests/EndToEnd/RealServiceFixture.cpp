@@ -38,7 +38,8 @@ RealServiceFixture::RealServiceFixture() {
 
 void RealServiceFixture::deploy(const std::string& serviceHost, const std::string& launcher) {
     config_.write("quenmark/deployment.json", R"({"serviceHost":")" + serviceHost + R"(","appKitVersionNumber":)" +
-                                                  std::to_string(GetParam().release) + "}");
+                                                  std::to_string(GetParam().release) + R"(,"mode":")" +
+                                                  GetParam().mode + "\"}");
     bus_ = std::make_unique<TestSupport::PrivateBus>(
         std::vector<TestSupport::PrivateBus::Service>{{busName, launcher + QUENMARK_SERVICE}});
 }

@@ -32,6 +32,7 @@ struct Variation {
     const char* name;
     /// What the desktop application sends to that front end.
     bool isWrapper;
+    const char* mode = "compatible";
 };
 
 inline std::ostream& operator<<(std::ostream& stream, const Variation& variation) {
@@ -41,6 +42,9 @@ inline std::ostream& operator<<(std::ostream& stream, const Variation& variation
 inline constexpr Variation modern{1343.0, "ListenerAndSession", false};
 inline constexpr Variation between{1200.0, "ListenerAndConnection", false};
 inline constexpr Variation wrapper{1138.6, "WrapperAndConnection", true};
+inline constexpr Variation managedModern{1343.0, "ManagedListenerAndSession", false, "managed"};
+inline constexpr Variation managedBetween{1200.0, "ManagedListenerAndConnection", false, "managed"};
+inline constexpr Variation managedWrapper{1138.6, "ManagedWrapperAndConnection", true, "managed"};
 
 /// The real service, launched by name over a bus of the test's own, with settings and folders of the test's own.
 class RealServiceFixture : public ::testing::TestWithParam<Variation> {
