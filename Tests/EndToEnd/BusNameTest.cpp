@@ -22,7 +22,7 @@ TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereItsNameIsTaken) {
 
 TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereIsNoBus) {
     deploy(server_.host());
-    environment_.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + config_.path("nowhere"));
+    environment_.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + home_.path("nowhere"));
     const auto result = runCommand({QUENMARK_SERVICE});
     EXPECT_EQ(result.status, 69);
     EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;

@@ -100,7 +100,7 @@ TEST_P(WhatIsAcknowledged, IsALongFileThatTheDiskHadBegunWithWhileItCame) {
 
 TEST_P(WhatIsAcknowledged, IsAFileThatWasContinuedAndIsOnDiskWhole) {
     std::filesystem::create_directories(temporary("Docs"));
-    temp_.write("QuenmarkTemp/Docs/a.txt", "the ");
+    home_.temporary().write("QuenmarkTemp/Docs/a.txt", "the ");
     offer(R"(\\Docs\\a.txt)", "\\Docs\\a.txt");
     launch();
     ASSERT_TRUE(waitForAcknowledgement());
@@ -114,7 +114,7 @@ TEST_P(WhatIsAcknowledged, IsAFileThatWasContinuedAndIsOnDiskWhole) {
 
 TEST_P(WhatIsAcknowledged, IsAFileThatWasWholeBeforeAndIsOnDisk) {
     std::filesystem::create_directories(temporary("Docs"));
-    temp_.write("QuenmarkTemp/Docs/a.txt", content_);
+    home_.temporary().write("QuenmarkTemp/Docs/a.txt", content_);
     offer(R"(\\Docs\\a.txt)", "\\Docs\\a.txt");
     launch();
     ASSERT_TRUE(waitForAcknowledgement());

@@ -21,20 +21,15 @@ std::ostream& operator<<(std::ostream& stream, const Release& release) {
 class TheEntry : public ::testing::TestWithParam<Release> {
 protected:
     TheEntry() {
-        environment_.set("XDG_CONFIG_HOME", folder_.path("config"));
-        environment_.set("HOME", folder_.path());
         const std::string number = GetParam().number;
-        folder_.write("config/quenmark/deployment.json",
-                      R"({"serviceHost":")" + server_.host() + '"' +
-                          (number.empty() ? "" : R"(,"appKitVersionNumber":)" + number) + "}");
-        folder_.write("config/quenmark/Velkarin.Quenmark.json",
-                      R"({"computerIdKey":"7","userIdKey":"42","quenmarkPathKey":")" + folder_.path() + "\"}");
+        home_.setDeployment(R"({"serviceHost":")" + server_.host() + '"' +
+                            (number.empty() ? "" : R"(,"appKitVersionNumber":)" + number) + "}");
+        home_.setPreferences(home_.preferencesFor(home_.path()));
         server_.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"1"})"); });
     }
 
     Platform::RunLoop loop_;
-    TestSupport::TemporaryDirectory folder_;
-    TestSupport::ScopedEnvironment environment_;
+    TestSupport::TemporaryHome home_;
     TestSupport::HttpServer server_;
 };
 

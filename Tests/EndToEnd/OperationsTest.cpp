@@ -14,10 +14,7 @@ using TestSupport::runCommand;
 
 class TheOperations : public ::testing::Test {
 protected:
-    TheOperations() {
-        environment_.set("XDG_CONFIG_HOME", folder_.path("config"));
-        folder_.write("config/quenmark/deployment.json", R"({"serviceHost":")" + service_.host() + "\"}");
-    }
+    TheOperations() { home_.setDeployment(R"({"serviceHost":")" + service_.host() + "\"}"); }
 
     static TestSupport::CommandResult run(const std::vector<std::string>& arguments) {
         std::vector<std::string> command{QUENMARK_TOOL};
@@ -42,9 +39,8 @@ protected:
     }
 
     Platform::RunLoop loop_;
-    TestSupport::TemporaryDirectory folder_;
-    TestSupport::ScopedEnvironment environment_;
-    ServiceProcess service_{folder_.path("data")};
+    TestSupport::TemporaryHome home_;
+    ServiceProcess service_{home_.path("data")};
 };
 
 TEST_F(TheOperations, AllGetAResponseFromTheDevelopmentWebService) {
@@ -87,7 +83,7 @@ TEST_F(TheOperations, CarryAFileFromOneOfAUsersComputersToTheOther) {
     const std::string content = "content\n" + std::string(300'000, 'x');
     EXPECT_EQ(text(call("UpdateFileRequestWithStream", {"FileRequestID=" + text(request, "fileRequestID"),
                                                         "TransitDownloadPath=" + text(request, "TransitDownloadPath"),
-                                                        "--file", folder_.write("file", content)}),
+                                                        "--file", home_.write("file", content)}),
                    "ReturnStatus"),
               "0");
     EXPECT_EQ(text(call("IsFileExistsInCloud", {"StrFullPath=" + path}), "isExists"), "True");
@@ -96,9 +92,9 @@ TEST_F(TheOperations, CarryAFileFromOneOfAUsersComputersToTheOther) {
     const auto item = call("GetTopFileUpload", {"ToComputerID=" + receiver});
     EXPECT_EQ(text(item, "fileName"), R"(\Grüße 100%25.txt)");
     const auto streamed =
-        run({"call", "GetTopFileUploadWithStream", "ToComputerID=" + receiver, "--output", folder_.path("received")});
+        run({"call", "GetTopFileUploadWithStream", "ToComputerID=" + receiver, "--output", home_.path("received")});
     EXPECT_EQ(streamed.status, 0) << streamed.errors;
-    EXPECT_TRUE(folder_.read("received") == content);
+    EXPECT_TRUE(home_.read("received") == content);
     EXPECT_EQ(
         text(call("UpdateFileUpload", {"FileUploadID=" + text(item, "fileUploadId"), "FileName=x"}), "returnStatus"),
         "0");

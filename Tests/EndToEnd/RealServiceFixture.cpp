@@ -28,25 +28,20 @@ std::string procFile(const fs::path& process, const char* name) {
 } // namespace
 
 RealServiceFixture::RealServiceFixture() {
-    environment_.set("HOME", home_.path());
-    environment_.set("XDG_CONFIG_HOME", config_.path());
-    environment_.set("TMPDIR", temp_.path());
     fs::create_directories(placed(""));
     setPreferences("7", home_.path());
     server_.setHandler([](const auto&) { return TestSupport::HttpReply::json(nothing); });
 }
 
 void RealServiceFixture::deploy(const std::string& serviceHost, const std::string& launcher) {
-    config_.write("quenmark/deployment.json", R"({"serviceHost":")" + serviceHost + R"(","appKitVersionNumber":)" +
-                                                  std::to_string(GetParam().release) + R"(,"mode":")" +
-                                                  GetParam().mode + "\"}");
+    home_.setDeployment(R"({"serviceHost":")" + serviceHost + R"(","appKitVersionNumber":)" +
+                        std::to_string(GetParam().release) + R"(,"mode":")" + GetParam().mode + "\"}");
     bus_ = std::make_unique<TestSupport::PrivateBus>(
         std::vector<TestSupport::PrivateBus::Service>{{busName, launcher + QUENMARK_SERVICE}});
 }
 
 void RealServiceFixture::setPreferences(const std::string& computer, const std::string& folder) {
-    config_.write("quenmark/Velkarin.Quenmark.json",
-                  R"({"computerIdKey":")" + computer + R"(","userIdKey":"42","quenmarkPathKey":")" + folder + "\"}");
+    home_.setPreferences(home_.preferencesFor(folder, computer));
 }
 
 void RealServiceFixture::start() {
@@ -68,7 +63,7 @@ std::optional<pid_t> RealServiceFixture::serviceProcess() const {
     // The settings' folder is this test's own, and so is a service that was started with it.
     // Under valgrind it is an argument of another program.
     const std::string program = '\0' + std::string(QUENMARK_SERVICE) + '\0';
-    const std::string setting = "XDG_CONFIG_HOME=" + config_.path() + '\0';
+    const std::string setting = "XDG_CONFIG_HOME=" + home_.config().path() + '\0';
     for (const auto& entry : fs::directory_iterator("/proc")) {
         const std::string name = entry.path().filename();
         if (name.find_first_not_of("0123456789") == std::string::npos &&

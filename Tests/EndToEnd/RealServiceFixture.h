@@ -8,7 +8,7 @@
 #include "Support/PrivateBus.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/ServiceProcess.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/TemporaryHome.h"
 
 #include <gtest/gtest.h>
 
@@ -74,7 +74,9 @@ protected:
 
     std::string outbox(std::string_view name) const { return data_.path() + "/outbox/7/" + std::string(name); }
     std::string placed(std::string_view name) const { return home_.path() + "/Quenmark/" + std::string(name); }
-    std::string temporary(std::string_view name) const { return temp_.path() + "/QuenmarkTemp/" + std::string(name); }
+    std::string temporary(std::string_view name) const {
+        return home_.temporary().path("QuenmarkTemp/") + std::string(name);
+    }
     /// The content of a file, or nil.
     static std::optional<std::string> contentOf(const std::string& path);
     static bool exists(const std::string& path);
@@ -85,9 +87,7 @@ protected:
     static TestSupport::Headers streamHeaders(std::string_view name);
 
     Platform::RunLoop loop_;
-    TestSupport::TemporaryDirectory home_;
-    TestSupport::TemporaryDirectory config_;
-    TestSupport::TemporaryDirectory temp_;
+    TestSupport::TemporaryHome home_;
     TestSupport::TemporaryDirectory data_;
     TestSupport::ScopedEnvironment environment_;
     TestSupport::HttpServer server_;

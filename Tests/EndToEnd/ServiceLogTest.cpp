@@ -60,7 +60,7 @@ protected:
 class ALogOfWhatPeersSay : public AServiceLog {};
 
 TEST_P(AServiceLog, ThatNobodyReadsHoldsNothingUpAndTellsWhatIsMissing) {
-    const std::string path = config_.path("log");
+    const std::string path = home_.path("log");
     const auto pipe = makeFullPipe(path);
     deployWith("2<>" + path);
     BusPeer peer;

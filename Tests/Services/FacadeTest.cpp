@@ -4,8 +4,7 @@
 #include "Services/RestInterface.h"
 #include "Support/HttpServer.h"
 #include "Support/LogCapture.h"
-#include "Support/ScopedEnvironment.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/TemporaryHome.h"
 
 #include <gtest/gtest.h>
 
@@ -87,14 +86,13 @@ protected:
     Platform::RunLoop loop;
     TestSupport::HttpServer server;
     TestSupport::LogCapture log;
-    TestSupport::TemporaryDirectory folder;
-    /// A service on this machine is reachable by its loopback link, without any other network.
-    TestSupport::ScopedEnvironment environment{{"HOME", folder.path()}, {"XDG_CONFIG_HOME", folder.path("config")}};
+    TestSupport::TemporaryHome home;
 };
 
 TEST_F(TheFacade, PostsEachOperationToItsPathAtTheHostOfTheDeploymentSettings) {
-    folder.write("config/quenmark/deployment.json", R"({"serviceHost": ")" + server.host() + "\"}");
-    const auto functions = everyFunction(folder.write("source/report.txt", "content").substr(1));
+    // A service on this machine is reachable by its loopback link, without any other network.
+    home.setDeployment(R"({"serviceHost": ")" + server.host() + "\"}");
+    const auto functions = everyFunction(home.write("source/report.txt", "content").substr(1));
     EXPECT_EQ(functions.size(), 38U);
     for (const auto& function : functions) {
         server.forgetRequests();

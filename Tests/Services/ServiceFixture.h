@@ -8,7 +8,7 @@
 #include "Support/LogCapture.h"
 #include "Support/Releases.h"
 #include "Support/ScopedEnvironment.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/TemporaryHome.h"
 
 #include <gtest/gtest.h>
 
@@ -62,8 +62,8 @@ protected:
     const Quenmark::ServiceContext context{[this] { return settings; },
                                            [this] { return reachable ? Platform::NetworkFlag::Reachable : 0; }};
     TestSupport::LogCapture log;
-    TestSupport::TemporaryDirectory home;
-    TestSupport::ScopedEnvironment environment{{"HOME", home.path()}};
+    TestSupport::TemporaryHome home;
+    TestSupport::ScopedEnvironment environment;
 };
 
 /// As `ServiceFixture`, on the clock that the test moves.

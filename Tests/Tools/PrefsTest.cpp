@@ -13,10 +13,8 @@ namespace ToolTest {
 
 class ThePreferences : public AQuenmarkTool {
 protected:
-    std::string file() const { return folder.read("config/quenmark/Velkarin.Quenmark.json"); }
-    void writeFile(const std::string& content) const {
-        folder.write("config/quenmark/Velkarin.Quenmark.json", content);
-    }
+    std::string file() const { return home.config().read("quenmark/Velkarin.Quenmark.json"); }
+    void writeFile(const std::string& content) const { home.setPreferences(content); }
 };
 
 TEST_F(ThePreferences, KeepWhatIsSetAsStrings) {
@@ -59,7 +57,7 @@ TEST_F(ThePreferences, ForgetWhatIsUnset) {
 }
 
 TEST_F(ThePreferences, MakeTheQuenmarkFolder) {
-    const std::string path = folder.path("home/some where/deep");
+    const std::string path = home.path("some where/deep");
     EXPECT_EQ(run({"prefs", "set", "quenmarkPathKey", path}).status, 0);
     EXPECT_TRUE(std::filesystem::is_directory(path + "/Quenmark"));
     EXPECT_EQ(run({"prefs", "get", "quenmarkPathKey"}).output, path + "\n");
@@ -67,7 +65,7 @@ TEST_F(ThePreferences, MakeTheQuenmarkFolder) {
 }
 
 TEST_F(ThePreferences, StayAsTheyAreWhereTheQuenmarkFolderCannotBeMade) {
-    const std::string path = folder.write("home/file", "");
+    const std::string path = home.write("file", "");
     const auto result = run({"prefs", "set", "quenmarkPathKey", path});
     EXPECT_EQ(result.status, 73);
     EXPECT_TRUE(result.errors.starts_with("quenmark: " + path)) << result.errors;

@@ -17,7 +17,7 @@ using TestSupport::HttpReply;
 class AnUploadsStaging : public AQuenmarkTool {
 protected:
     AnUploadsStaging() {
-        folder.write("home/notes.txt", "mine");
+        home.write("notes.txt", "mine");
         folder.write("other/notes.txt", "to be sent");
     }
     std::vector<std::string> upload() const {
@@ -26,13 +26,12 @@ protected:
     /// The names in the temporary directory.
     std::vector<std::string> temporaries() const {
         std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder.path("tmp")))
-            if (entry.path().filename() != ".keep")
-                names.push_back(entry.path().filename());
+        for (const auto& entry : fs::directory_iterator(home.temporary().path()))
+            names.push_back(entry.path().filename());
         return names;
     }
     void expectNothingTouched() const {
-        EXPECT_EQ(folder.read("home/notes.txt"), "mine");
+        EXPECT_EQ(home.read("notes.txt"), "mine");
         EXPECT_EQ(folder.read("other/notes.txt"), "to be sent");
         EXPECT_EQ(temporaries(), std::vector<std::string>());
     }
@@ -69,8 +68,8 @@ TEST_F(AnUploadsStaging, IsPrivateAndIsRemovedOnASignal) {
         const auto names = temporaries();
         ASSERT_EQ(names.size(), 1U);
         EXPECT_TRUE(names[0].starts_with("quenmark-upload-")) << names[0];
-        EXPECT_EQ(fs::status(folder.path("tmp/" + names[0])).permissions(), fs::perms::owner_all);
-        EXPECT_EQ(folder.read("tmp/" + names[0] + "/notes.txt"), "to be sent");
+        EXPECT_EQ(fs::status(home.temporary().path(names[0])).permissions(), fs::perms::owner_all);
+        EXPECT_EQ(home.temporary().read(names[0] + "/notes.txt"), "to be sent");
         tool.signal(signal);
         EXPECT_EQ(tool.wait(), 128 + signal);
         expectNothingTouched();
@@ -92,9 +91,8 @@ TEST_F(AnUploadsStaging, ContinuesOnASignalThatWasIgnoredAtItsStart) {
 
 TEST_F(AnUploadsStaging, IsWhereTheDeploymentSettingsSay) {
     fs::create_directory(folder.path("stage"));
-    folder.write("config/quenmark/deployment.json",
-                 boost::json::serialize(
-                     boost::json::object{{"serviceHost", server.host()}, {"stagingDirectory", folder.path("stage")}}));
+    home.setDeployment(boost::json::serialize(
+        boost::json::object{{"serviceHost", server.host()}, {"stagingDirectory", folder.path("stage")}}));
     server.setHandler([](const auto&) { return HttpReply::silence(); });
     RunningTool tool(upload());
     ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 1; }));

@@ -17,7 +17,7 @@ protected:
     static CommandResult runOnTerminal(const std::string& arguments) {
         return TestSupport::runCommand({"script", "-qec", QUENMARK_PROGRAM " " + arguments, "/dev/null"});
     }
-    void setPreferences(const std::string& json) const { folder.write("config/quenmark/Velkarin.Quenmark.json", json); }
+    void setPreferences(const std::string& json) const { home.setPreferences(json); }
 };
 
 TEST_F(AToolOnATerminal, EscapesWhatSteersItInPreferences) {
@@ -45,8 +45,8 @@ TEST_F(AToolOnATerminal, EscapesNamesInWhatItComplainsOf) {
 }
 
 TEST_F(AToolOnATerminal, EscapesNamesOfItemsThatArrive) {
-    const std::string root = folder.path("home/Quenmark");
-    setPreferences("{\"quenmarkPathKey\":\"" + folder.path("home") + "\"}");
+    const std::string root = home.path("Quenmark");
+    setPreferences("{\"quenmarkPathKey\":\"" + home.path() + "\"}");
     std::filesystem::create_directories(root);
     RunningTool tool({"watch"});
     for (int number = 0; number < 1000 && tool.output().empty(); ++number) {

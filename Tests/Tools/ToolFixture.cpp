@@ -7,15 +7,7 @@ namespace ToolTest {
 
 using TestSupport::CommandResult;
 
-AQuenmarkTool::AQuenmarkTool()
-    : environment({{"HOME", folder.path("home")},
-                   {"XDG_CONFIG_HOME", folder.path("config")},
-                   {"XDG_CONFIG_DIRS", folder.path("etc")},
-                   {"XDG_CACHE_HOME", folder.path("cache")},
-                   {"TMPDIR", folder.path("tmp/")},
-                   {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder.path("no-bus")}}) {
-    folder.write("home/.keep", "");
-    folder.write("tmp/.keep", "");
+AQuenmarkTool::AQuenmarkTool() {
     deploy(server.host());
 }
 
@@ -34,7 +26,7 @@ CommandResult AQuenmarkTool::runWithInput(const std::string& input, const std::v
 
 void AQuenmarkTool::deploy(const std::string& host, double release) const {
     const boost::json::object settings{{"serviceHost", host}, {"appKitVersionNumber", release}};
-    folder.write("config/quenmark/deployment.json", boost::json::serialize(settings));
+    home.setDeployment(boost::json::serialize(settings));
 }
 
 } // namespace ToolTest

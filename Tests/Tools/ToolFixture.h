@@ -5,7 +5,7 @@
 #include "Support/HttpServer.h"
 #include "Support/Releases.h"
 #include "Support/ScopedEnvironment.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/TemporaryHome.h"
 
 #include <gtest/gtest.h>
 
@@ -26,10 +26,12 @@ protected:
     /// Names the web service and the release in the deployment settings.
     void deploy(const std::string& host, double release = TestSupport::release10_10) const;
     /// The file of the shared preferences domain.
-    std::string preferencesFile() const { return folder.path("config/quenmark/Velkarin.Quenmark.json"); }
+    std::string preferencesFile() const { return home.preferencesFile(); }
 
+    /// A folder that no setting names.
     TestSupport::TemporaryDirectory folder;
-    TestSupport::ScopedEnvironment environment;
+    TestSupport::TemporaryHome home;
+    TestSupport::ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder.path("no-bus")}};
     Platform::RunLoop loop;
     TestSupport::HttpServer server;
 };

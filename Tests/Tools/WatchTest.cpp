@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 class AWatch : public AQuenmarkTool {
 protected:
     AWatch() {
-        folder.write("config/quenmark/Velkarin.Quenmark.json", "{\"quenmarkPathKey\":\"" + folder.path("home") + "\"}");
+        home.setPreferences("{\"quenmarkPathKey\":\"" + home.path() + "\"}");
         fs::create_directories(root);
     }
 
@@ -31,12 +31,12 @@ protected:
         ASSERT_NE(tool.output(), "") << tool.errors();
     }
 
-    const std::string root = folder.path("home/Quenmark");
+    const std::string root = home.path("Quenmark");
 };
 
 TEST_F(AWatch, PrintsEachItemThatArrives) {
     fs::create_directory(root + "/old");
-    folder.write("home/Quenmark/before.txt", "");
+    home.write("Quenmark/before.txt", "");
     RunningTool tool({"watch"});
     awaitReadiness(tool);
     place("a b.txt", "1");
@@ -59,9 +59,9 @@ TEST_F(AWatch, PrintsEachItemThatArrives) {
 TEST_F(AWatch, ShowsOnATerminalHowMuchHasBeenReceived) {
     RunningTool tool({"watch"}, RunningTool::Errors::OnTerminal);
     awaitReadiness(tool);
-    folder.write("tmp/QuenmarkTemp/Docs/movie.bin", std::string(3 << 20, 'm'));
+    home.temporary().write("QuenmarkTemp/Docs/movie.bin", std::string(3 << 20, 'm'));
     EXPECT_TRUE(tool.waitForErrors("\r\x1b[Kmovie.bin 3.0 MiB")) << tool.errors();
-    fs::rename(folder.path("tmp/QuenmarkTemp/Docs/movie.bin"), root + "/movie.bin");
+    fs::rename(home.temporary().path("QuenmarkTemp/Docs/movie.bin"), root + "/movie.bin");
     EXPECT_TRUE(tool.waitForOutput(root + "/movie.bin\n")) << tool.output();
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(), 0);
@@ -73,7 +73,7 @@ TEST_F(AWatch, ShowsAsMuchOfALongNameAsFitsIntoTheTerminal) {
     awaitReadiness(tool);
     // The terminal has 60 columns; the character of two bytes would reach into the last one.
     const std::string start(58, 'a');
-    folder.write("tmp/QuenmarkTemp/" + start + "\u00E9 and more", "m");
+    home.temporary().write("QuenmarkTemp/" + start + "\u00E9 and more", "m");
     EXPECT_TRUE(tool.waitForErrors("\r\x1b[K" + start)) << tool.errors();
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(), 0);
@@ -84,7 +84,7 @@ TEST_F(AWatch, ShowsAsMuchOfALongNameAsFitsIntoTheTerminal) {
 TEST_F(AWatch, ShowsNoProgressElsewhere) {
     RunningTool tool({"watch"});
     awaitReadiness(tool);
-    folder.write("tmp/QuenmarkTemp/movie.bin", "m");
+    home.temporary().write("QuenmarkTemp/movie.bin", "m");
     place("end", "");
     EXPECT_TRUE(tool.waitForOutput("/end\n"));
     tool.signal(SIGTERM);
@@ -108,7 +108,7 @@ TEST_F(AWatch, WaitsForAFolderThatIsNotThereYet) {
 }
 
 TEST_F(AWatch, EndsWith78WhereItDoesNotKnowTheFolder) {
-    folder.write("config/quenmark/Velkarin.Quenmark.json", "{}");
+    home.setPreferences("{}");
     const auto result = run({"watch"});
     EXPECT_EQ(result.status, 78);
     EXPECT_EQ(result.output, "");

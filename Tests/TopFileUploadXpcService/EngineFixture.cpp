@@ -11,19 +11,8 @@ using TestSupport::Headers;
 using TestSupport::HttpReply;
 
 EngineFixture::EngineFixture() {
-    environment_.set("HOME", home_.path());
-    environment_.set("XDG_CONFIG_HOME", config_.path());
-    environment_.set("TMPDIR", temp_.path());
     setPreferences(usualPreferences());
     Platform::Files::createDirectory(home_.path() + "/Quenmark");
-}
-
-void EngineFixture::setPreferences(std::string_view json) {
-    config_.write("quenmark/Velkarin.Quenmark.json", json);
-}
-
-std::string EngineFixture::usualPreferences() const {
-    return R"({"computerIdKey":"7","userIdKey":"42","quenmarkPathKey":")" + home_.path() + "\"}";
 }
 
 void EngineFixture::nextPass() {

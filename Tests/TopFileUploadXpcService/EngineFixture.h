@@ -6,7 +6,7 @@
 #include "Support/HttpServer.h"
 #include "Support/LogCapture.h"
 #include "Support/ScopedEnvironment.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/TemporaryHome.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
 #include <gtest/gtest.h>
@@ -70,9 +70,9 @@ protected:
 
     void setRelease(double release) { settings_.appKitVersionNumber = release; }
     /// Writes the shared preferences anew: a JSON text.
-    void setPreferences(std::string_view json);
+    void setPreferences(std::string_view json) { home_.setPreferences(json); }
     /// The preferences that a test has unless it sets others.
-    std::string usualPreferences() const;
+    std::string usualPreferences() const { return home_.preferencesFor(home_.path()); }
 
     /// Starts the engine as the desktop application does.
     void start() { engine_->GetTopFileUpload(); }
@@ -102,16 +102,16 @@ protected:
     bool isFree(std::string_view name) const;
 
     std::string placed(std::string_view name) const { return home_.path() + "/Quenmark/" + std::string(name); }
-    std::string temporary(std::string_view name) const { return temp_.path() + "/QuenmarkTemp/" + std::string(name); }
+    std::string temporary(std::string_view name) const {
+        return home_.temporary().path("QuenmarkTemp/") + std::string(name);
+    }
     static std::string contentOf(const std::string& path);
     static void writeFile(const std::string& path, std::string_view content);
 
     Platform::ManualClock clock_;
     Platform::RunLoop loop_{clock_};
     TestSupport::LogCapture log_;
-    TestSupport::TemporaryDirectory home_;
-    TestSupport::TemporaryDirectory config_;
-    TestSupport::TemporaryDirectory temp_;
+    TestSupport::TemporaryHome home_;
     TestSupport::ScopedEnvironment environment_;
     TestSupport::HttpServer server_;
     /// The deployment settings of the engines.

@@ -3,8 +3,7 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Support/LogCapture.h"
-#include "Support/ScopedEnvironment.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/TemporaryHome.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
 
 #include <gtest/gtest.h>
@@ -18,17 +17,15 @@ namespace Quenmark {
 
 class AClaim : public testing::Test {
 protected:
-    AClaim() { environment_.set("TMPDIR", temp_.path()); }
     static std::string path(const std::string& name) { return LocalPaths::temporaryPath("\\" + name); }
     bool has(ItemClaims& claims, const std::string& name, const std::string& id = "1") const {
         return claims.claim(path(name), id, claims.now()) != nullptr;
     }
-    std::string file() const { return temp_.path("QuenmarkTemp/.claims\\"); }
+    std::string file() const { return home_.temporary().path("QuenmarkTemp/.claims\\"); }
 
     Platform::RunLoop loop_;
     TestSupport::LogCapture log_;
-    TestSupport::TemporaryDirectory temp_;
-    TestSupport::ScopedEnvironment environment_;
+    TestSupport::TemporaryHome home_;
     ItemClaims claims_{loop_};
     /// Locks of an open file description are as good against this process as against another one (fcntl(2)).
     ItemClaims other_{loop_};
@@ -120,7 +117,7 @@ TEST_F(AClaim, IsNotGivenWhereAnotherProcessWasTheFirstToAcknowledge) {
 TEST_F(AClaim, IsNotGivenWhereTheFileWasReplacedSinceThePollWasSent) {
     EXPECT_TRUE(has(claims_, "a"));
     const auto sent = claims_.now();
-    ASSERT_EQ(::rename(file().c_str(), temp_.path("old").c_str()), 0);
+    ASSERT_EQ(::rename(file().c_str(), home_.temporary().path("old").c_str()), 0);
     EXPECT_EQ(claims_.claim(path("a"), "2", sent), nullptr);
     EXPECT_TRUE(has(claims_, "a")) << "the new file is as good";
     claims_.acknowledged("1");
@@ -139,9 +136,9 @@ TEST_F(AClaim, LeavesALockedFileThatNoItemCanBeInThePlaceOf) {
 }
 
 TEST_F(AClaim, HoldsInThisProcessAloneWhereThereIsNoFileAndSaysSoOnce) {
-    ASSERT_EQ(::symlink(temp_.path().c_str(), temp_.path("QuenmarkTemp").c_str()), 0);
-    const std::string entry =
-        "Other processes may fetch the same items: " + temp_.path("QuenmarkTemp") + ": refused, it is a symbolic link";
+    ASSERT_EQ(::symlink(home_.temporary().path().c_str(), home_.temporary().path("QuenmarkTemp").c_str()), 0);
+    const std::string entry = "Other processes may fetch the same items: " + home_.temporary().path("QuenmarkTemp") +
+                              ": refused, it is a symbolic link";
     auto claim = claims_.claim(path("a"), "1", claims_.now());
     ASSERT_NE(claim, nullptr);
     EXPECT_FALSE(has(claims_, "a"));
@@ -149,10 +146,10 @@ TEST_F(AClaim, HoldsInThisProcessAloneWhereThereIsNoFileAndSaysSoOnce) {
     claims_.acknowledged("1");
     EXPECT_EQ(log_.count(entry), 1U);
     EXPECT_EQ(log_.priorityOf(entry), Platform::Log::Priority::Warning);
-    ASSERT_EQ(::unlink(temp_.path("QuenmarkTemp").c_str()), 0);
+    ASSERT_EQ(::unlink(home_.temporary().path("QuenmarkTemp").c_str()), 0);
     EXPECT_TRUE(has(claims_, "c"));
-    ASSERT_EQ(::rename(temp_.path("QuenmarkTemp").c_str(), temp_.path("moved").c_str()), 0);
-    ASSERT_EQ(::symlink(temp_.path().c_str(), temp_.path("QuenmarkTemp").c_str()), 0);
+    ASSERT_EQ(::rename(home_.temporary().path("QuenmarkTemp").c_str(), home_.temporary().path("moved").c_str()), 0);
+    ASSERT_EQ(::symlink(home_.temporary().path().c_str(), home_.temporary().path("QuenmarkTemp").c_str()), 0);
     EXPECT_TRUE(has(claims_, "d"));
     EXPECT_EQ(log_.count(entry), 2U) << "and again once it was good";
 }

@@ -22,7 +22,7 @@ protected:
 TEST_F(ALocalPath, LiesInTheQuenmarkFolderUnderTheNameWithSlashes) {
     announce(R"(\\A\\B\\f.txt)");
     EXPECT_EQ(probe_.filePath(), home_.path() + "/Quenmark/A/B/f.txt");
-    EXPECT_EQ(probe_.tempFilePath(), temp_.path() + "/QuenmarkTemp/A/B/f.txt");
+    EXPECT_EQ(probe_.tempFilePath(), home_.temporary().path() + "/QuenmarkTemp/A/B/f.txt");
 }
 
 TEST_F(ALocalPath, StartsWithTheTextOfNilWhereTheQuenmarkPathIsNotSet) {
@@ -34,7 +34,7 @@ TEST_F(ALocalPath, StartsWithTheTextOfNilWhereTheQuenmarkPathIsNotSet) {
 TEST_F(ALocalPath, IsJoinedAsItStandsWhereTheNameHasNoSeparatorInFront) {
     announce("a.txt");
     EXPECT_EQ(probe_.filePath(), home_.path() + "/Quenmarka.txt");
-    EXPECT_EQ(probe_.tempFilePath(), temp_.path() + "/QuenmarkTempa.txt");
+    EXPECT_EQ(probe_.tempFilePath(), home_.temporary().path() + "/QuenmarkTempa.txt");
 }
 
 TEST_F(ALocalPath, KeepsBlanksAndLettersOutsideOfAscii) {

@@ -17,7 +17,7 @@ protected:
         return "quenmarkPathKey is not set in " + file() +
                ": items are placed under the relative path \"(null)/Quenmark\"";
     }
-    std::string file() const { return config_.path("quenmark/Velkarin.Quenmark.json"); }
+    std::string file() const { return home_.preferencesFile(); }
     void runPasses(int passes) {
         for (int pass = 0; pass < passes; ++pass)
             nextPass();

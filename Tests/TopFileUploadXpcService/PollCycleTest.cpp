@@ -93,7 +93,7 @@ TEST_F(APollCycle, ReadsThePreferencesAnewInEveryPass) {
 }
 
 TEST_F(APollCycle, AsksNobodyWhileItsHostIsNotKnownAndGoesOnOnceItIs) {
-    const std::string file = config_.path("quenmark/deployment.json");
+    const std::string file = home_.config().path("quenmark/deployment.json");
     ASSERT_EQ(::symlink("deployment.json", file.c_str()), 0) << "a link in a circle, which cannot be read";
     Platform::DeploymentReader reader;
     readSettings_ = [&reader] { return reader.current(); };
@@ -108,7 +108,7 @@ TEST_F(APollCycle, AsksNobodyWhileItsHostIsNotKnownAndGoesOnOnceItIs) {
         return entry.find("Code=-1000") != std::string::npos;
     })) << "nothing is sent anywhere: there is no URL";
     ASSERT_EQ(::unlink(file.c_str()), 0);
-    config_.write("quenmark/deployment.json", R"({"serviceHost": ")" + server_.host() + "\"}");
+    home_.setDeployment(R"({"serviceHost": ")" + server_.host() + "\"}");
     nextPass();
     EXPECT_TRUE(waitFor(pollTarget));
 }
@@ -137,7 +137,7 @@ TEST_F(APollCycle, WithoutAComputerIdentifierReportsAnErrorEveryPassAndNeverPoll
 }
 
 TEST_F(APollCycle, WithoutAPreferencesDomainReadsEveryKeyAsNil) {
-    Platform::Files::removeItem(config_.path("quenmark"));
+    Platform::Files::removeItem(home_.config().path("quenmark"));
     server_.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
     start();
     ASSERT_TRUE(waitFor(logErrorTarget));
@@ -238,7 +238,7 @@ TEST_F(APollCycle, LeavesAFileThatStandsInTheFoldersPlaceAndAcknowledgesAllTheSa
 }
 
 TEST_F(APollCycle, ReadsThePendingIdentifiersOfItsOwnStoreWithEveryItem) {
-    config_.write("quenmark/TopFileUploadXpcService.json", R"({"PENDING_UPLOAD_IDS":["1","2"]})");
+    home_.setOwnPreferences(R"({"PENDING_UPLOAD_IDS":["1","2"]})");
     server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
     server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
     start();
@@ -255,7 +255,7 @@ TEST_F(APollCycle, KeepsNoPendingIdentifiersWhenItsOwnStoreHasNone) {
 }
 
 TEST_F(APollCycle, KeepsNoPendingIdentifiersWhereTheyAreNoArray) {
-    config_.write("quenmark/TopFileUploadXpcService.json", R"({"PENDING_UPLOAD_IDS":"1"})");
+    home_.setOwnPreferences(R"({"PENDING_UPLOAD_IDS":"1"})");
     server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
     server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
     start();

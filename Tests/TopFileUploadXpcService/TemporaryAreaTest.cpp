@@ -18,7 +18,7 @@ protected:
         home_.write(".bashrc", "precious");
         Files::createDirectory(placed("Docs"));
     }
-    std::string area() const { return temp_.path("QuenmarkTemp"); }
+    std::string area() const { return home_.temporary().path("QuenmarkTemp"); }
     std::string victim() const { return home_.path(".bashrc"); }
     static void link(const std::string& target, const std::string& path) {
         ASSERT_EQ(::symlink(target.c_str(), path.c_str()), 0);
@@ -98,15 +98,15 @@ TEST_P(ThePreparedArea, GivesNoLinkToTheQuenmarkFolder) {
 }
 
 TEST_P(ThePreparedArea, IsNotFollowedBesideItWhereTheNameHasNoSeparatorInFront) {
-    link(victim(), temp_.path("QuenmarkTempa.txt"));
+    link(victim(), home_.temporary().path("QuenmarkTempa.txt"));
     server_.enqueue(pollTarget, HttpReply::json(item("a.txt")));
     server_.enqueue(streamTarget, HttpReply::ok("evil", streamHeaders("a.txt")));
     server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(contentOf(victim()), "precious");
-    EXPECT_TRUE(log_.contains("Stream error: Error Domain=POSIX Code=40 \"" + temp_.path("QuenmarkTempa.txt") +
-                              ": refused, it is a symbolic link\""));
+    EXPECT_TRUE(log_.contains("Stream error: Error Domain=POSIX Code=40 \"" +
+                              home_.temporary().path("QuenmarkTempa.txt") + ": refused, it is a symbolic link\""));
 }
 
 TEST_P(ThePreparedArea, IsTightenedWhereItIsTheUsersOwn) {

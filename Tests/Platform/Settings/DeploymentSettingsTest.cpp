@@ -4,7 +4,7 @@
 #include "Platform/Settings/DeploymentReader.h"
 #include "Support/LogCapture.h"
 #include "Support/ScopedEnvironment.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/TemporaryHome.h"
 
 #include <gtest/gtest.h>
 
@@ -25,16 +25,16 @@ protected:
     void restart() { reader_.emplace(); }
     /// The settings of a user whose file has that content, as a process reads them at its first use.
     DeploymentSettings read(std::string_view content) {
-        folder_.write("home/quenmark/deployment.json", content);
+        home_.setDeployment(content);
         restart();
         log_.clear();
         return current();
     }
-    std::string homeFile() const { return folder_.path("home/quenmark/deployment.json"); }
+    std::string homeFile() const { return home_.config().path("quenmark/deployment.json"); }
 
     TestSupport::TemporaryDirectory folder_;
+    TestSupport::TemporaryHome home_;
     TestSupport::ScopedEnvironment environment_{
-        {"XDG_CONFIG_HOME", folder_.path("home")},
         {"XDG_CONFIG_DIRS", folder_.path("first") + ":" + folder_.path("second")}};
     TestSupport::LogCapture log_;
     std::optional<DeploymentReader> reader_{std::in_place};
@@ -59,16 +59,16 @@ TEST_F(TheDeploymentSettings, AreLookedAtOnceInATurnOfTheLoopAndAnewInTheNext) {
     Platform::RunLoop loop;
     std::vector<std::string> hosts;
     const auto look = [&] { hosts.push_back(current().serviceHost); };
-    folder_.write("home/quenmark/deployment.json", R"({"serviceHost": "a.example"})");
+    home_.setDeployment(R"({"serviceHost": "a.example"})");
     Platform::Queue::main().async([&] {
         look();
-        folder_.write("home/quenmark/deployment.json", R"({"serviceHost": "b.example"})");
+        home_.setDeployment(R"({"serviceHost": "b.example"})");
         look();
     });
     loop.runOnce(Platform::Duration::zero());
     Platform::Queue::main().async(look);
     loop.runOnce(Platform::Duration::zero());
-    folder_.write("home/quenmark/deployment.json", R"({"serviceHost": "c.example"})");
+    home_.setDeployment(R"({"serviceHost": "c.example"})");
     look();
     EXPECT_EQ(hosts, (Entries{"a.example", "a.example", "b.example", "c.example"}));
 }
@@ -95,7 +95,7 @@ TEST_F(TheDeploymentSettings, PassOverAMalformedFileAndSaySo) {
 
 TEST_F(TheDeploymentSettings, FollowTheFilesButForTheReleaseNumber) {
     EXPECT_EQ(read(R"({"serviceHost": "a.example", "appKitVersionNumber": 1138})").serviceHost, "a.example");
-    folder_.write("home/quenmark/deployment.json", R"({"serviceHost": "b.example", "appKitVersionNumber": 1343})");
+    home_.setDeployment(R"({"serviceHost": "b.example", "appKitVersionNumber": 1343})");
     EXPECT_EQ(current().serviceHost, "b.example");
     EXPECT_EQ(current().appKitVersionNumber, 1138);
     folder_.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example"})");
@@ -113,7 +113,7 @@ TEST_F(TheDeploymentSettings, FollowAFileThatAppears) {
     EXPECT_EQ(current().serviceHost, builtInHost_);
     folder_.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example"})");
     EXPECT_EQ(current().serviceHost, "second.example");
-    folder_.write("home/quenmark/deployment.json", R"({"serviceHost": "home.example"})");
+    home_.setDeployment(R"({"serviceHost": "home.example"})");
     EXPECT_EQ(current().serviceHost, "home.example");
 }
 
@@ -134,7 +134,7 @@ private:
 };
 
 TEST_F(TheDeploymentSettings, HaveNoHostUntilTheirFileCouldBeRead) {
-    folder_.write("home/quenmark/deployment.json", R"({"serviceHost": "a.example", "appKitVersionNumber": 1138})");
+    home_.setDeployment(R"({"serviceHost": "a.example", "appKitVersionNumber": 1138})");
     folder_.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
     restart();
     {
@@ -165,7 +165,7 @@ TEST_F(TheDeploymentSettings, StayAsTheyAreWhileTheirFileCannotBeRead) {
 TEST_F(TheDeploymentSettings, AreNotLookedForBehindAFileThatCannotBeRead) {
     // A link in a circle stands for every error that root meets too.
     folder_.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
-    folder_.write("home/quenmark/x", "");
+    home_.config().write("quenmark/x", "");
     ASSERT_EQ(::symlink("deployment.json", homeFile().c_str()), 0);
     restart();
     EXPECT_EQ(current().serviceHost, "");
@@ -175,11 +175,11 @@ TEST_F(TheDeploymentSettings, AreNotLookedForBehindAFileThatCannotBeRead) {
 
 TEST_F(TheDeploymentSettings, ArePassedOverWhereWhatIsThereCanHoldNone) {
     folder_.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
-    folder_.write("home/quenmark", "a file where the folder should be");
+    home_.config().write("quenmark", "a file where the folder should be");
     restart();
     EXPECT_EQ(current().serviceHost, "first.example");
-    ASSERT_EQ(::unlink(folder_.path("home/quenmark").c_str()), 0);
-    folder_.write("home/quenmark/deployment.json/x", "a folder where the file should be");
+    ASSERT_EQ(::unlink(home_.config().path("quenmark").c_str()), 0);
+    home_.config().write("quenmark/deployment.json/x", "a folder where the file should be");
     EXPECT_EQ(current().serviceHost, "first.example");
     EXPECT_EQ(log_.entries().size(), 2U);
 }
@@ -190,7 +190,7 @@ TEST_F(TheDeploymentSettings, ReportAWrongTypeOnceForEachStateOfTheFile) {
     for (int time = 0; time < 3; ++time)
         EXPECT_EQ(current().serviceHost, builtInHost_);
     EXPECT_EQ(log_.entries().size(), 2U) << "one for each value";
-    folder_.write("home/quenmark/deployment.json", content + " ");
+    home_.setDeployment(content + " ");
     current();
     EXPECT_EQ(log_.entries().size(), 4U);
 }
