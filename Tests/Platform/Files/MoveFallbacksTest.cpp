@@ -1,5 +1,5 @@
-// How items are moved and copied where a file system or kernel lacks what is used elsewhere; and descriptors that no
-// program that is started inherits.
+// How items are moved, copied and removed where a call of the kernel fails; and descriptors that no program
+// that is started inherits.
 
 #include "Platform/Files/FileDescriptor.h"
 #include "Platform/Files/Files.h"
@@ -156,6 +156,19 @@ TEST_F(ACopy, OfALinkIsALinkAndFailsWhereSomethingIsInTheWay) {
     EXPECT_EQ(std::string(read.data(), 3000), target);
     EXPECT_EQ(Files::copyItem(folder_.path("link"), folder_.path("no/copy")),
               (Error{"POSIX", ENOENT, folder_.path("link") + ": No such file or directory"}));
+}
+
+TEST(AnAreaThatIsEmptied, NamesTheFirstItemThatCannotBeRemoved) {
+    const TestSupport::TemporaryDirectory folder;
+    const Platform::PrivateArea area(folder.path() + "/", "Area");
+    folder.write("Area/Docs/a", "1");
+    folder.write("Area/Docs/b", "2");
+    std::optional<Error> error;
+    runWithFailingCalls({SYS_unlink, SYS_unlinkat}, EACCES,
+                        [&] { error = area.removeContentsOf(folder.path("Area/Docs")); });
+    EXPECT_EQ(error, (Error{"POSIX", EACCES, folder.path("Area/Docs/a") + ": Permission denied"}));
+    EXPECT_EQ(std::get<Names>(Files::contentsOfDirectory(folder.path("Area/Docs"))), (Names{"a", "b"}));
+    EXPECT_EQ(area.removeContentsOf(folder.path("Area/none"))->code, ENOENT);
 }
 
 TEST(ADescriptorOfAFile, IsNoChilds) {
