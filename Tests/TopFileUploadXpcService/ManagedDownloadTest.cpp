@@ -349,13 +349,15 @@ TEST_P(AManagedItem, IsBlockedWhereNoFolderOfTheUserIsSet) {
 }
 
 TEST_P(AManagedItem, IsBlockedWhereTheTemporaryAreaIsALink) {
-    Files::createDirectory(temp_.path() + "/elsewhere");
-    ASSERT_EQ(::symlink((temp_.path() + "/elsewhere").c_str(), (temp_.path() + "/QuenmarkTemp").c_str()), 0);
+    Files::createDirectory(home_.temporary().path() + "/elsewhere");
+    ASSERT_EQ(::symlink((home_.temporary().path() + "/elsewhere").c_str(),
+                        (home_.temporary().path() + "/QuenmarkTemp").c_str()),
+              0);
     offer(R"(\\a.txt)");
     stream("\\a.txt", "content");
     start();
-    ASSERT_TRUE(waitForFailure("not writable: " + temp_.path() + "/QuenmarkTemp"));
-    EXPECT_EQ(namesIn(temp_.path() + "/elsewhere"), std::vector<std::string>{});
+    ASSERT_TRUE(waitForFailure("not writable: " + home_.temporary().path() + "/QuenmarkTemp"));
+    EXPECT_EQ(namesIn(home_.temporary().path() + "/elsewhere"), std::vector<std::string>{});
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }
 

@@ -69,12 +69,13 @@ TEST_F(AConnectionAtItsLimits, IsKeptAfterAnErrorWhoseBodyHasAtMost64KiB) {
     serve();
     HttpClient client(port);
     const HttpResponse kept = client.exchange("POST", "/nothing", std::string(65536, 'x'));
-    EXPECT_EQ(kept.head, "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\nContent-Length: 93\r\n\r\n");
+    EXPECT_EQ(kept.headerText,
+              "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\nContent-Length: 93\r\n\r\n");
     EXPECT_EQ(kept.body, unknownPath);
     EXPECT_EQ(client.exchange("GET", "/hello", "").body, "hello");
     const HttpResponse last = client.exchange("POST", "/nothing", std::string(65537, 'x'));
-    EXPECT_EQ(last.head, "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\nContent-Length: 93\r\n"
-                         "Connection: close\r\n\r\n");
+    EXPECT_EQ(last.headerText, "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\nContent-Length: 93\r\n"
+                               "Connection: close\r\n\r\n");
     EXPECT_EQ(last.body, unknownPath);
     EXPECT_TRUE(client.isClosedByPeer());
 }
@@ -96,12 +97,12 @@ TEST_F(AConnectionAtItsLimits, IsClosedWhereTheClientDoesNotWantItKept) {
     for (const char* request : {"GET /hello HTTP/1.0\r\n\r\n", "GET /hello HTTP/1.1\r\nConnection: close\r\n\r\n"}) {
         HttpClient client(port);
         client.send(request);
-        EXPECT_EQ(client.receive().head, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nConnection: close\r\n\r\n");
+        EXPECT_EQ(client.receive().headerText, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nConnection: close\r\n\r\n");
         EXPECT_TRUE(client.isClosedByPeer());
     }
     HttpClient kept(port);
     kept.send("GET /hello HTTP/1.0\r\nConnection: keep-alive\r\n\r\n");
-    EXPECT_EQ(kept.receive().head, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n");
+    EXPECT_EQ(kept.receive().headerText, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n");
     EXPECT_EQ(kept.exchange("GET", "/hello", "").body, "hello");
 }
 

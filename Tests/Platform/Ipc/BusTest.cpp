@@ -130,17 +130,16 @@ TEST_F(ABus, AnswersACallWithTheExceptionThatLeavesIt) {
     TestSupport::BusPeer peer;
     ASSERT_TRUE(peer.waitForOwner("org.example.Own"));
     const TestSupport::BusPeer::Target target{"org.example.Own", object_.path, object_.interface, "Work"};
-    EXPECT_EQ(peer.call(target), (TestSupport::BusPeer::Answer{"", "", "", ""}));
+    EXPECT_EQ(peer.call(target), (TestSupport::BusPeer::Reply{"", "", "", ""}));
     EXPECT_EQ(peers_, std::vector<std::string>{peer.uniqueName()});
     called_ = [](const IncomingCall&) { throw std::runtime_error("no good"); };
-    EXPECT_EQ(peer.call(target),
-              (TestSupport::BusPeer::Answer{"org.freedesktop.DBus.Error.Failed", "no good", "", ""}));
+    EXPECT_EQ(peer.call(target), (TestSupport::BusPeer::Reply{"org.freedesktop.DBus.Error.Failed", "no good", "", ""}));
     called_ = [](const IncomingCall&) { throw std::bad_alloc(); };
     EXPECT_EQ(peer.call(target),
-              (TestSupport::BusPeer::Answer{"org.freedesktop.DBus.Error.NoMemory", "out of memory", "", ""}));
+              (TestSupport::BusPeer::Reply{"org.freedesktop.DBus.Error.NoMemory", "out of memory", "", ""}));
     called_ = [](const IncomingCall&) { throw 42; }; // NOLINT(hicpp-exception-baseclass): the worst that may come
     EXPECT_EQ(peer.call(target),
-              (TestSupport::BusPeer::Answer{"org.freedesktop.DBus.Error.Failed", "an unknown exception", "", ""}));
+              (TestSupport::BusPeer::Reply{"org.freedesktop.DBus.Error.Failed", "an unknown exception", "", ""}));
     EXPECT_EQ(failures_, std::vector<std::string>{});
 }
 
