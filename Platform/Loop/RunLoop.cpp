@@ -93,12 +93,14 @@ RunLoop::~RunLoop() {
     // What is dropped may add more while it goes.
     while (!state_->attachments.empty() || !state_->ready.empty() || !state_->timers.empty()) {
         const auto attachments = std::exchange(state_->attachments, {});
-        const auto ready = std::exchange(state_->ready, {});
         const auto timers = std::exchange(state_->timers, {});
         // Whoever holds a timer still has it, but nothing of what it captured.
         for (const auto& [key, entry] : timers)
             retire(*entry);
-        for (const auto& item : ready) {
+        // One by one: an empty queue in its place would take memory, of which there may be none.
+        while (!state_->ready.empty()) {
+            const auto item = std::move(state_->ready.front());
+            state_->ready.pop_front();
             if (item.timer)
                 retire(*item.timer);
         }

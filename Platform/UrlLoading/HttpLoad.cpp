@@ -14,6 +14,7 @@ namespace Platform {
 namespace {
 
 constexpr int maximumRedirects = 16;
+constexpr Duration lateDelivery = std::chrono::seconds(5);
 
 std::optional<BodyFile> openBodyFile(const std::string& path) {
     BodyFile body;
@@ -77,12 +78,13 @@ void HttpLoad::enter(State next) {
         break;
     case State::Failed:
         transfer_.reset();
-        // Where there is no memory to schedule it with, the timeouts go on and try again.
+        // Where there is no memory to schedule it with, `deliverLate_` or the timeouts try again.
         scheduleDelivery();
         timeouts_.stop();
         break;
     case State::Ended:
         timeouts_.stop();
+        deliverLate_.cancel();
         transfer_.reset();
         bodyFile_.reset();
         break;
@@ -91,6 +93,7 @@ void HttpLoad::enter(State next) {
 
 void HttpLoad::begin(std::shared_ptr<HttpLoadClient> client) {
     client_ = std::move(client);
+    deliverLate_ = Queue::main().timer(lateDelivery, [this] { scheduleDelivery(); });
     RunLoop::main().attachment<Running>().loads.insert(shared_from_this());
 }
 
@@ -212,7 +215,7 @@ void HttpLoad::fail(Error error) {
 void HttpLoad::failOutOfMemory() noexcept {
     try {
         fail(Error{UrlError::domain, UrlError::NetworkConnectionLost, "out of memory"});
-    } catch (...) { // NOLINT(bugprone-empty-catch): the timeout ends it
+    } catch (...) { // NOLINT(bugprone-empty-catch): a timer delivers it
     }
 }
 

@@ -136,6 +136,9 @@ private:
     std::optional<Error> failure_;
 
     LoadTimeouts timeouts_;
+    /// Delivers a failure for whose delivery there was no memory. It is made before the load starts, and so has its
+    /// own.
+    Timer deliverLate_;
 };
 
 } // namespace Platform

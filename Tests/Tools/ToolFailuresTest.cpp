@@ -83,25 +83,25 @@ TEST_F(ATool, TakesNoKeyThatIsNotUtf8) {
 }
 
 TEST_F(ATool, WatchesNoRelativeFolder) {
-    folder.write("config/quenmark/Velkarin.Quenmark.json", R"({"quenmarkPathKey":"home"})");
+    home.setPreferences(R"({"quenmarkPathKey":"home"})");
     expect({"watch"}, 78, "quenmark: quenmarkPathKey is not an absolute path\n");
 }
 
 TEST_F(ATool, EndsAWatchWhoseOutputIsFull) {
-    folder.write("config/quenmark/Velkarin.Quenmark.json", "{\"quenmarkPathKey\":\"" + folder.path("home") + "\"}");
-    std::filesystem::create_directories(folder.path("home/Quenmark"));
+    home.setPreferences("{\"quenmarkPathKey\":\"" + home.path() + "\"}");
+    std::filesystem::create_directories(home.path("Quenmark"));
     const auto result = TestSupport::runCommand(
         {"sh", "-c",
          "\"$0\" watch > /dev/full & tool=$!; item=0; while kill -0 $tool 2> /dev/null && [ $item -lt 500 ]; do "
          "item=$((item + 1)); mkdir \"$1/$item\"; sleep 0.02; done; wait $tool",
-         QUENMARK_PROGRAM, folder.path("home/Quenmark")});
+         QUENMARK_PROGRAM, home.path("Quenmark")});
     EXPECT_EQ(result.status, 74);
     EXPECT_EQ(result.errors, "quenmark: standard output: No space left on device\n");
 }
 
 TEST_F(ATool, ReportsThatItemsMayHaveArrivedUnseen) {
-    const std::string root = folder.path("home/Quenmark");
-    folder.write("config/quenmark/Velkarin.Quenmark.json", "{\"quenmarkPathKey\":\"" + folder.path("home") + "\"}");
+    const std::string root = home.path("Quenmark");
+    home.setPreferences("{\"quenmarkPathKey\":\"" + home.path() + "\"}");
     std::filesystem::create_directories(root);
     RunningTool tool({"watch"});
     for (int number = 0; number < 1000 && tool.output().empty(); ++number) {
@@ -110,7 +110,7 @@ TEST_F(ATool, ReportsThatItemsMayHaveArrivedUnseen) {
     }
     tool.signal(SIGSTOP);
     // More events than the kernel keeps (inotify(7), max_queued_events).
-    folder.write("home/Quenmark/a", "");
+    home.write("Quenmark/a", "");
     for (int i = 0; i < 10'000; ++i) {
         std::filesystem::rename(root + "/a", root + "/b");
         std::filesystem::rename(root + "/b", root + "/a");

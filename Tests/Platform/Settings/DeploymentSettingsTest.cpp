@@ -215,7 +215,7 @@ TEST_F(TheDeploymentSettings, NameTheModeThatTheServiceStartsIn) {
     EXPECT_EQ(log_.entries(), Entries{});
     const std::string complaint = homeFile() + R"(: "mode" is not "compatible" or "managed" and counts as absent: )";
     for (const auto& [value, text] : {std::pair("\"Managed\"", "Managed"), std::pair("\"\"", ""),
-                                                             std::pair("true", "1"), std::pair("null", "<null>")}) {
+                                      std::pair("true", "1"), std::pair("null", "<null>")}) {
         log_.clear();
         EXPECT_EQ(read(R"({"mode": )" + std::string(value) + "}").mode, Mode::Compatible);
         EXPECT_EQ(log_.entries(), Entries{complaint + text});
@@ -225,7 +225,7 @@ TEST_F(TheDeploymentSettings, NameTheModeThatTheServiceStartsIn) {
 TEST_F(TheDeploymentSettings, KeepTheModeThatWasReadFirst) {
     using Mode = DeploymentSettings::Mode;
     EXPECT_EQ(read(R"({"mode": "managed"})").mode, Mode::Managed);
-    folder_.write("home/quenmark/deployment.json", R"({"serviceHost": "b.example", "mode": "compatible"})");
+    home_.setDeployment(R"({"serviceHost": "b.example", "mode": "compatible"})");
     EXPECT_EQ(current().serviceHost, "b.example");
     EXPECT_EQ(current().mode, Mode::Managed);
 }
