@@ -19,8 +19,12 @@ public:
     Attempt(const Attempt&) = delete;
     Attempt& operator=(const Attempt&) = delete;
     ~Attempt() {
-        if (!isOver_)
+        if (isOver_)
+            return;
+        try {
             ended_({AttemptEnd::Kind::BadResponse}, true);
+        } catch (...) { // NOLINT(bugprone-empty-catch): no memory for the next timer, and nowhere to say so
+        }
     }
 
     void end(const AttemptEnd& end) { ended_(end, !std::exchange(isOver_, true)); }

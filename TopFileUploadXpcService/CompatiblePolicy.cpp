@@ -11,7 +11,7 @@ namespace Quenmark {
 
 using Kind = AttemptEnd::Kind;
 
-void CompatiblePolicy::passEnded(std::function<void()> pass) {
+void CompatiblePolicy::passEnded(std::function<void()> pass, bool) {
     Platform::Queue::global(Platform::Priority::Background).after(Settings::pollInterval, std::move(pass));
 }
 

@@ -11,7 +11,7 @@ class CompatiblePolicy final : public EnginePolicy {
 public:
     void started(std::function<void()>) override {}
     bool passesAtCall(bool) override { return true; }
-    void passEnded(std::function<void()> pass) override;
+    void passEnded(std::function<void()> pass, bool isAttempting) override;
     bool attemptEnded(const AttemptEnd& end, bool isFirst) override;
 
     bool isReadable(const GetTopFileUploadResponseData&) const override { return true; }

@@ -49,8 +49,8 @@ public:
     /// A call of `GetTopFileUpload` while an attempt is under way, or not. Says whether the gate opens and a pass runs
     /// now.
     virtual bool passesAtCall(bool isAttempting) = 0;
-    /// A pass has ended, whether it asked the web service or not. `pass` runs one pass, and keeps the engine alive.
-    virtual void passEnded(std::function<void()> pass) = 0;
+    /// A pass has ended; an attempt may be under way now. `pass` runs one pass, and keeps the engine alive.
+    virtual void passEnded(std::function<void()> pass, bool isAttempting) = 0;
     /// An attempt has ended, for the first time or not. Says whether the gate opens.
     virtual bool attemptEnded(const AttemptEnd& end, bool isFirst) = 0;
 

@@ -64,6 +64,8 @@ Platform::Duration ManagedPolicy::waitAfterFailures(int count, double jitter) {
 }
 
 void ManagedPolicy::started(std::function<void()> pass) {
+    if (std::exchange(isStarted_, true))
+        return;
     timer_.setPass(std::move(pass));
     if (network_)
         network_->setCallback([this](std::uint32_t flags) {
@@ -76,6 +78,12 @@ bool ManagedPolicy::passesAtCall(bool isAttempting) {
     isCalled_ = isAttempting;
     timer_.cancel();
     return !isAttempting;
+}
+
+void ManagedPolicy::passEnded(std::function<void()>, bool isAttempting) {
+    // A pass that could not even begin an attempt, for want of memory, is repeated.
+    if (!isAttempting && !timer_.isWaiting())
+        timer_.begin(Settings::pollInterval);
 }
 
 bool ManagedPolicy::attemptEnded(const AttemptEnd& end, bool isFirst) {

@@ -25,7 +25,7 @@ public:
 
     void started(std::function<void()> pass) override;
     bool passesAtCall(bool isAttempting) override;
-    void passEnded(std::function<void()>) override {}
+    void passEnded(std::function<void()> pass, bool isAttempting) override;
     bool attemptEnded(const AttemptEnd& end, bool isFirst) override;
 
     bool isReadable(const GetTopFileUploadResponseData& response) const override;
@@ -53,6 +53,7 @@ public:
 private:
     Jitter jitter_;
     PassTimer timer_;
+    bool isStarted_ = false;
     int failures_ = 0;
     /// Whether the next pass is to follow the attempt at once, since it was called for meanwhile.
     bool isCalled_ = false;

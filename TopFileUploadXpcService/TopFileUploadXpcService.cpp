@@ -67,8 +67,7 @@ void TopFileUploadXpcService::GetTopFileUpload() {
         if (const auto self = engine.lock())
             self->TopFileUploadProcess();
     });
-    const auto attempt = attempt_.lock();
-    if (!policy_->passesAtCall(attempt && !attempt->isOver()))
+    if (!policy_->passesAtCall(isAttempting()))
         return;
     openGate();
     TopFileUploadProcess();
@@ -80,7 +79,12 @@ void TopFileUploadXpcService::TopFileUploadProcess() {
     } catch (...) {
         reportException();
     }
-    policy_->passEnded([self = shared_from_this()] { self->TopFileUploadProcess(); });
+    policy_->passEnded([self = shared_from_this()] { self->TopFileUploadProcess(); }, isAttempting());
+}
+
+bool TopFileUploadXpcService::isAttempting() const {
+    const auto attempt = attempt_.lock();
+    return attempt && !attempt->isOver();
 }
 
 TopFileUploadXpcService::AttemptPointer TopFileUploadXpcService::beginAttempt() {

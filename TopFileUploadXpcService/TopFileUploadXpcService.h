@@ -105,6 +105,8 @@ private:
     };
 
     AttemptPointer beginAttempt();
+    /// Whether the attempt that began last is under way.
+    bool isAttempting() const;
     void runPass(const AttemptPointer& attempt);
     bool isGateOpen() const { return downloadStatus_; }
     void openGate() { downloadStatus_ = true; }

@@ -5,6 +5,7 @@
 
 #include "Engine/Settings.h"
 #include "Platform/Loop/RunLoop.h"
+#include "Report/Report.h"
 #include "Servers/Nginx.h"
 #include "Support/BusPeer.h"
 #include "Support/PrivateBus.h"
@@ -134,5 +135,21 @@ int main(int argc, char** argv) {
     std::printf("memory an engine %.2f of that among %zu (at most 1.1)\n", largest.residentKib / among.residentKib,
                 few);
     std::printf("the latest pass  %.2f s late (at most 1)\n", largest.latest);
+    const std::string number = std::to_string(many) + " engines";
+    Report::add({.benchmark = "EnginesBenchmark",
+                 .what = "processor time of an engine, " + number,
+                 .peer = "one of ten engines",
+                 .values = {largest.cpuMilliseconds / among.cpuMilliseconds},
+                 .target = 1.1});
+    Report::add({.benchmark = "EnginesBenchmark",
+                 .what = "memory of an engine, " + number,
+                 .peer = "one of ten engines",
+                 .values = {largest.residentKib / among.residentKib},
+                 .target = 1.1});
+    Report::add({.benchmark = "EnginesBenchmark",
+                 .what = "delay of the latest pass, " + number,
+                 .unit = "s",
+                 .values = {largest.latest},
+                 .target = 1});
     return 0;
 }

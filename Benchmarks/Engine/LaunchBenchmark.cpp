@@ -4,6 +4,7 @@
 
 #include "Engine/Settings.h"
 #include "Platform/Loop/RunLoop.h"
+#include "Report/Report.h"
 #include "Support/BusPeer.h"
 #include "Support/HttpServer.h"
 #include "Support/PrivateBus.h"
@@ -50,8 +51,18 @@ int main(int argc, char** argv) {
         const auto process = Benchmarks::newestProcess(QUENMARK_SERVICE);
         std::printf("launch by name to first poll    %.1f ms, median of %d (at most 40)\n",
                     Benchmarks::median(milliseconds), rounds);
-        std::printf("idle resident memory            %.2f MiB (at most 9)\n",
-                    static_cast<double>(process ? Benchmarks::residentKib(*process) : -1) / 1024);
+        const double mebibytes = static_cast<double>(process ? Benchmarks::residentKib(*process) : -1) / 1024;
+        std::printf("idle resident memory            %.2f MiB (at most 9)\n", mebibytes);
+        Report::add({.benchmark = "LaunchBenchmark",
+                     .what = "from the launch by name to the first poll",
+                     .unit = "ms",
+                     .values = milliseconds,
+                     .target = 40});
+        Report::add({.benchmark = "LaunchBenchmark",
+                     .what = "resident memory of the idle service",
+                     .unit = "MiB",
+                     .values = {mebibytes},
+                     .target = 9});
     }
     return 0;
 }

@@ -12,7 +12,8 @@ namespace Benchmarks {
 
 namespace fs = std::filesystem;
 
-Settings::Settings(const std::string& host, double release) : home_("/dev/shm/quenmark-benchmark-XXXXXX") {
+Settings::Settings(const std::string& host, double release, const std::string& parent)
+    : home_(parent + "/quenmark-benchmark-XXXXXX") {
     if (::mkdtemp(home_.data()) == nullptr)
         throw std::system_error(errno, std::generic_category(), "mkdtemp");
     fs::create_directories(home_ + "/Quenmark");

@@ -11,10 +11,10 @@
 namespace Benchmarks {
 
 /// Settings of a benchmark's own for an engine of computer 7 that talks to `host`: preferences, deployment settings, a
-/// Quenmark folder and a temporary area, on tmpfs.
+/// Quenmark folder and a temporary area, in a new folder of `parent`.
 class Settings {
 public:
-    explicit Settings(const std::string& host, double release = 1343.0);
+    explicit Settings(const std::string& host, double release = 1343.0, const std::string& parent = "/dev/shm");
 
     std::string placed(const std::string& name) const { return home_ + "/Quenmark/" + name; }
     std::string temporary(const std::string& name) const { return home_ + "/tmp/QuenmarkTemp/" + name; }

@@ -3,13 +3,17 @@
 // the other; the ratios are of the same round. Everything is done twice, on a tmpfs of small pages, as most systems
 // mount it, and on one of large pages (tmpfs(5), "huge").
 // Takes three times the item's length of memory.
-//   StreamBenchmark [ROUNDS [MIB [RELEASE]]]
+// A last part is flushed, in a folder of the disk: the engine beside `curl -o F && sync F`. The loop must not be
+// blocked meanwhile for more than 20 ms, which each round prints.
+//   StreamBenchmark [ROUNDS [MIB [RELEASE [FOLDER]]]]
 
+#include "Engine/Processes.h"
 #include "Engine/Settings.h"
 #include "Platform/Log.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Memory.h"
 #include "Platform/Settings/DeploymentSettings.h"
+#include "Report/Report.h"
 #include "Servers/Nginx.h"
 #include "Services/ServiceContext.h"
 #include "Support/Namespaces.h"
@@ -19,9 +23,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,7 +32,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -44,57 +46,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Figures {
-    double wall = 0;
-    double cpu = 0;
-    long peakKib = 0;
-};
-
-/// Two parts of the processors that this program may use, one for nginx and one for its peers: where the two share a
-/// processor, the peers do more or less of nginx's sending, as it happens.
-struct Processors {
-    cpu_set_t nginx{};
-    cpu_set_t peers{};
-
-    Processors() {
-        ::sched_getaffinity(0, sizeof peers, &peers);
-        nginx = peers;
-        if (CPU_COUNT(&peers) < 2)
-            return;
-        std::size_t first = 0;
-        while (!CPU_ISSET(first, &peers))
-            ++first;
-        CPU_ZERO(&nginx);
-        CPU_SET(first, &nginx);
-        CPU_CLR(first, &peers);
-    }
-};
-
-Figures measure(const cpu_set_t& processors, const std::vector<std::string>& command) {
-    std::vector<char*> arguments;
-    for (const auto& argument : command)
-        arguments.push_back(const_cast<char*>(argument.c_str()));
-    arguments.push_back(nullptr);
-    const auto begin = std::chrono::steady_clock::now();
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::sched_setaffinity(0, sizeof processors, &processors);
-        ::execvp(arguments.front(), arguments.data());
-        ::_exit(127);
-    }
-    int status = 0;
-    rusage usage{};
-    ::wait4(child, &status, 0, &usage);
-    if (status != 0) {
-        std::fprintf(stderr, "%s failed\n", command.front().c_str());
-        std::exit(70);
-    }
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return {std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count(),
-            seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_maxrss};
-}
+using Benchmarks::Figures;
+using Benchmarks::measure;
+using Benchmarks::Processors;
 
 /// The peer that does nothing but receive and write.
 int bareLoop(const char* port, const char* target, const char* path) {
@@ -145,7 +99,9 @@ int engine(double release) {
     });
     const auto service = std::make_shared<Quenmark::TopFileUploadXpcService>(std::move(context));
     service->GetTopFileUpload();
-    return loop.runUntil([&] { return acknowledged; }, std::chrono::seconds(300)) ? 0 : 1;
+    const bool isDone = loop.runUntil([&] { return acknowledged; }, std::chrono::seconds(300));
+    std::fprintf(stderr, "  longest turn of the loop: %.1f ms\n", Benchmarks::longestTurnMilliseconds());
+    return isDone ? 0 : 1;
 }
 
 std::string locations(const std::string& folder) {
@@ -194,7 +150,8 @@ using Round = std::array<Figures, 4>;
 constexpr std::array<std::array<Peer, 4>, 4> orders{
     {{Engine, Curl, Fill, Bare}, {Curl, Bare, Engine, Fill}, {Bare, Fill, Curl, Engine}, {Fill, Engine, Bare, Curl}}};
 
-void print(const char* what, const std::vector<Round>& rounds, Peer ours, Peer peer, double target) {
+void print(const char* what, const std::vector<Round>& rounds, Peer ours, Peer peer, double target,
+           const std::string& place) {
     std::vector<double> wall;
     std::vector<double> cpu;
     for (const Round& round : rounds) {
@@ -203,12 +160,19 @@ void print(const char* what, const std::vector<Round>& rounds, Peer ours, Peer p
     }
     std::printf("%-44s wall %.2f  CPU %.2f", what, Benchmarks::median(wall), Benchmarks::median(cpu));
     std::printf(target > 0 ? "  (at most %.2f)\n" : "\n", target);
+    if (target > 0)
+        Report::add({.benchmark = "StreamBenchmark",
+                     .what = "time of a long item, " + place,
+                     .peer = std::string(what).substr(std::string("  ratio to ").size()),
+                     .values = wall,
+                     .target = target});
 }
 
 struct Plan {
     int rounds = 8;
     long mebibytes = 2048;
     std::string release = "1343";
+    std::string folder = "/var/tmp";
 };
 
 /// Runs all rounds in a tmpfs of its own and prints what came out.
@@ -222,7 +186,7 @@ bool run(const Plan& plan, const char* pages) {
     makeItem(source.home() + "/item", plan.mebibytes);
     leaveMemoryFree(source.home() + "/held", plan.mebibytes);
     const Benchmarks::Nginx nginx(locations(source.home()));
-    ::sched_setaffinity(nginx.process(), sizeof processors.nginx, &processors.nginx);
+    ::sched_setaffinity(nginx.process(), sizeof processors.server, &processors.server);
     const Benchmarks::Settings settings(nginx.host());
     const std::string self = fs::read_symlink("/proc/self/exe");
     const std::string target = settings.home() + "/peer";
@@ -237,7 +201,7 @@ bool run(const Plan& plan, const char* pages) {
     for (int number = 0; number <= plan.rounds; ++number) {
         Round round;
         for (const Peer peer : orders.at(static_cast<std::size_t>(number) % orders.size())) {
-            round.at(peer) = measure(processors.peers, commands.at(peer));
+            round.at(peer) = measure(processors.clients, commands.at(peer));
             if (peer == Engine)
                 fs::rename(settings.placed("item"), target);
             // The bare loop keeps the response's headers in the file.
@@ -256,11 +220,54 @@ bool run(const Plan& plan, const char* pages) {
         peak = std::max(peak, round[Engine].peakKib);
     std::printf("an item of %ld MiB, tmpfs huge=%s, %d rounds, release %s\n", plan.mebibytes, pages, plan.rounds,
                 plan.release.c_str());
-    print("  ratio to curl -o", rounds, Engine, Curl, 0.40);
-    print("  ratio to a bare recv+write loop", rounds, Engine, Bare, 0);
-    print("  writing alone, as a ratio to curl -o", rounds, Fill, Curl, 0);
+    const std::string place = std::string("tmpfs huge=") + pages;
+    print("  ratio to curl -o", rounds, Engine, Curl, 0.40, place);
+    print("  ratio to a bare recv+write loop", rounds, Engine, Bare, 0, place);
+    print("  writing alone, as a ratio to curl -o", rounds, Fill, Curl, 0, place);
     std::printf("  peak memory %37.1f MiB  (at most 16)\n", static_cast<double>(peak) / 1024);
+    Report::add({.benchmark = "StreamBenchmark",
+                 .what = "peak memory during a long item, " + place,
+                 .unit = "MiB",
+                 .values = {static_cast<double>(peak) / 1024},
+                 .target = 16});
     return true;
+}
+
+/// The same item, from the same server, onto the disk.
+void runOnDisk(const Plan& plan) {
+    const Processors processors;
+    TestSupport::ScopedEnvironment environment;
+    const Benchmarks::Settings source("unused");
+    makeItem(source.home() + "/item", plan.mebibytes);
+    const Benchmarks::Nginx nginx(locations(source.home()));
+    ::sched_setaffinity(nginx.process(), sizeof processors.server, &processors.server);
+    const std::string self = fs::read_symlink("/proc/self/exe");
+    std::vector<Round> rounds;
+    for (int number = 0; number <= plan.rounds; ++number) {
+        const Benchmarks::Settings settings(nginx.host(), 1343.0, plan.folder);
+        const std::string target = settings.home() + "/peer";
+        Round round;
+        const auto ours = [&] {
+            round[Engine] = measure(processors.clients, {self, "engine", plan.release});
+            if (fs::file_size(settings.placed("item")) != static_cast<std::uintmax_t>(plan.mebibytes) << 20)
+                throw std::runtime_error("the item is not whole");
+            fs::remove(settings.placed("item"));
+        };
+        const auto curl = [&] {
+            round[Curl] = measure(processors.clients, {"sh", "-c", "curl -s -o \"$0\" \"$1\" && sync \"$0\"", target,
+                                                       "http://" + nginx.host() + "/item"});
+            fs::remove(target);
+        };
+        number % 2 == 0 ? ours() : curl();
+        number % 2 == 0 ? curl() : ours();
+        std::fprintf(stderr, "round %d%s: ours %.2f s, curl and sync %.2f s\n", number,
+                     number == 0 ? " (to warm up)" : "", round[Engine].wall, round[Curl].wall);
+        if (number > 0)
+            rounds.push_back(round);
+    }
+    std::printf("an item of %ld MiB, flushed, %s, %d rounds, release %s\n", plan.mebibytes, plan.folder.c_str(),
+                plan.rounds, plan.release.c_str());
+    print("  ratio to curl -o F && sync F", rounds, Engine, Curl, 1.00, "flushed to a disk");
 }
 
 } // namespace
@@ -283,9 +290,17 @@ int main(int argc, char** argv) {
         plan.mebibytes = std::atol(argv[2]);
     if (argc > 3)
         plan.release = argv[3];
+    if (argc > 4)
+        plan.folder = argv[4];
     for (const char* pages : {"never", "within_size"}) {
         if (!TestSupport::succeedsInNamespaces(CLONE_NEWNS, [&] { return run(plan, pages); }))
             return 70;
+    }
+    try {
+        runOnDisk(plan);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 70;
     }
     return 0;
 }

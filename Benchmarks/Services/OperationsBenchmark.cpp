@@ -6,6 +6,7 @@
 #include "Platform/Log.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Settings/DeploymentSettings.h"
+#include "Report/Report.h"
 #include "Servers/Nginx.h"
 #include "Services/RestInterface.h"
 #include "Services/ServiceContext.h"
@@ -144,6 +145,15 @@ void compare(const char* server, const char* transport, double release, const st
     std::printf("  facade         %8.0f\n  libcurl loop   %8.0f\n", operationsPerRun / times.ours,
                 operationsPerRun / times.peers);
     std::printf("  facade : loop  %8.3f    (at least %.1f)\n", 1 / times.ratio, target);
+    std::vector<double> ratios;
+    for (const double ratio : times.ratios)
+        ratios.push_back(1 / ratio);
+    Report::add({.benchmark = "OperationsBenchmark",
+                 .what = std::string("operations a second, ") + server + ", " + transport,
+                 .peer = "a loop of libcurl",
+                 .values = ratios,
+                 .target = target,
+                 .isAtLeast = true});
     std::printf("  resident memory after 1,000 operations %ld KiB, after 100,000 %ld KiB: %+ld KiB\n", early, late,
                 late - early);
 }

@@ -15,6 +15,7 @@ struct Medians {
     double peers = 0;
     /// Of the ratios ours : peer's of the single pairs.
     double ratio = 0;
+    std::vector<double> ratios;
 };
 
 inline double median(std::vector<double> values) {
@@ -47,7 +48,7 @@ Medians measure(std::size_t pairs, const Ours& ours, const Peers& peers) {
         peersTimes.push_back(peer);
         ratios.push_back(our / peer);
     }
-    return {median(ourTimes), median(peersTimes), median(ratios)};
+    return {median(ourTimes), median(peersTimes), median(ratios), ratios};
 }
 
 } // namespace PairedRuns

@@ -15,9 +15,6 @@ constexpr int tasksPerTurn = 256;
 
 std::atomic<RunLoop*> theLoop = nullptr;
 
-/// How many turns there have been, of all loops.
-std::atomic<std::uint64_t> turns = 0;
-
 /// Never throws: what the loop's guard lets out would end the process.
 void logException(const char* where, const char* what) noexcept {
     try {
@@ -135,28 +132,6 @@ std::optional<std::uint64_t> RunLoop::currentTurn() {
         return std::nullopt;
     return main().state_->turn;
 }
-
-/// Marks that the loop is at work, so that what is added needs no wake-up. Turns may be nested in tasks; the outermost
-/// one leaves the descriptor telling of what is left to do.
-class RunLoop::Turn {
-public:
-    explicit Turn(State& state) : state_(state), outermost_(!std::exchange(state.running, true)) {
-        state.turn = ++turns;
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-    ~Turn() {
-        if (!outermost_)
-            return;
-        state_.running = false;
-        if (!state_.ready.empty() || state_.hasCrossThreadTasks || state_.nextDeadline() != state_.armedDeadline)
-            state_.wake();
-    }
-
-private:
-    State& state_;
-    bool outermost_;
-};
 
 int RunLoop::run() {
     const Turn turn(*state_);
@@ -306,7 +281,7 @@ bool RunLoop::waitForEvents(Duration timeout) {
     state_->armTimer();
     // A task may be waiting here; the handlers of descriptors run outside of its queue.
     auto outer = std::exchange(state_->current, std::nullopt);
-    state_->turn = ++turns;
+    state_->beginTurn();
     const std::uint64_t wait = timeout == Duration::max() ? UINT64_MAX : microseconds(timeout);
     const int result = sd_event_run(state_->event, wait);
     state_->current = std::move(outer);

@@ -42,6 +42,11 @@ RunLoop::State::~State() {
     sd_event_unref(event);
 }
 
+void RunLoop::State::beginTurn() {
+    static std::atomic<std::uint64_t> turns = 0;
+    turn = ++turns;
+}
+
 void RunLoop::State::wake() const {
     const std::uint64_t one = 1;
     // A full counter means that the loop is about to wake anyway.

@@ -92,6 +92,8 @@ struct RunLoop::State {
 
     std::unordered_map<std::type_index, std::shared_ptr<void>> attachments;
 
+    /// Gives the turn that begins a number that no other turn of the process has.
+    void beginTurn();
     /// Ends the wait for events.
     void wake() const;
     /// Queues work from another thread.
@@ -106,6 +108,26 @@ struct RunLoop::State {
     /// When the kernel is to wake the loop.
     std::optional<Duration> nextDeadline() const;
     void armTimer();
+};
+
+/// Marks that the loop is at work, so that what is added needs no wake-up. Turns may be nested in tasks; the outermost
+/// one leaves the descriptor telling of what is left to do.
+class RunLoop::Turn {
+public:
+    explicit Turn(State& state) : state_(state), outermost_(!std::exchange(state.running, true)) { state.beginTurn(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+        if (!outermost_)
+            return;
+        state_.running = false;
+        if (!state_.ready.empty() || state_.hasCrossThreadTasks || state_.nextDeadline() != state_.armedDeadline)
+            state_.wake();
+    }
+
+private:
+    State& state_;
+    bool outermost_;
 };
 
 } // namespace Platform
