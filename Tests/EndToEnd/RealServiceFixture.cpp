@@ -33,9 +33,13 @@ RealServiceFixture::RealServiceFixture() {
     server_.setHandler([](const auto&) { return TestSupport::HttpReply::json(nothing); });
 }
 
-void RealServiceFixture::deploy(const std::string& serviceHost, const std::string& launcher) {
+void RealServiceFixture::configure(const std::string& serviceHost) {
     home_.setDeployment(R"({"serviceHost":")" + serviceHost + R"(","appKitVersionNumber":)" +
                         std::to_string(GetParam().release) + R"(,"mode":")" + GetParam().mode + "\"}");
+}
+
+void RealServiceFixture::deploy(const std::string& serviceHost, const std::string& launcher) {
+    configure(serviceHost);
     bus_ = std::make_unique<TestSupport::PrivateBus>(
         std::vector<TestSupport::PrivateBus::Service>{{busName, launcher + QUENMARK_SERVICE}});
 }
@@ -107,16 +111,22 @@ long RealServiceFixture::pendingItems(const ServiceProcess& service) {
     return place == std::string::npos ? -1 : std::stol(result.output.substr(place + mark.size()));
 }
 
-std::string RealServiceFixture::item(std::string_view name, std::string_view isFile) {
-    return R"({"FileName":")" + std::string(name) + R"(","FileUploadID":"12","IsFile":")" + std::string(isFile) +
+std::string RealServiceFixture::item(std::string_view name, std::string_view isFile, std::string_view id) {
+    return R"({"FileName":")" + std::string(name) + R"(","FileUploadID":")" + std::string(id) + R"(","IsFile":")" +
+           std::string(isFile) +
            R"(","ReturnStatus":"0","ServerPath":"s","ToComputerID":"7","TransitUploadPath":"t",)"
            R"("UploadProcessed":"False","error":null})";
 }
 
-TestSupport::Headers RealServiceFixture::streamHeaders(std::string_view name) {
-    return {{"ReturnStatus", "0"},  {"IsFile", "True"},          {"FileName", std::string(name)},
-            {"FileUploadID", "12"}, {"ServerPath", "s"},         {"TransitUploadPath", "t"},
-            {"ToComputerID", "7"},  {"UploadProcessed", "False"}};
+TestSupport::Headers RealServiceFixture::streamHeaders(std::string_view name, std::string_view id) {
+    return {{"ReturnStatus", "0"},
+            {"IsFile", "True"},
+            {"FileName", std::string(name)},
+            {"FileUploadID", std::string(id)},
+            {"ServerPath", "s"},
+            {"TransitUploadPath", "t"},
+            {"ToComputerID", "7"},
+            {"UploadProcessed", "False"}};
 }
 
 } // namespace Quenmark

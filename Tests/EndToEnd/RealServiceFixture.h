@@ -57,6 +57,8 @@ protected:
 
     RealServiceFixture();
 
+    /// Writes the deployment settings.
+    void configure(const std::string& serviceHost);
     /// Writes the deployment settings and makes the bus; to be called before anything is started. The service is an
     /// argument of `launcher`, a command, where that is given.
     void deploy(const std::string& serviceHost, const std::string& launcher = "");
@@ -83,8 +85,8 @@ protected:
     /// How many items wait for the computer at the web service; -1 where it does not say.
     long pendingItems(const ServiceProcess& service);
 
-    static std::string item(std::string_view name, std::string_view isFile = "True");
-    static TestSupport::Headers streamHeaders(std::string_view name);
+    static std::string item(std::string_view name, std::string_view isFile = "True", std::string_view id = "12");
+    static TestSupport::Headers streamHeaders(std::string_view name, std::string_view id = "12");
 
     Platform::RunLoop loop_;
     TestSupport::TemporaryHome home_;

@@ -1,0 +1,343 @@
+#include "EndToEnd/KilledServiceFixture.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+#include <utility>
+
+namespace Quenmark {
+
+namespace fs = std::filesystem;
+using TestSupport::HttpReply;
+using TestSupport::HttpRequest;
+
+namespace {
+
+/// How the item is called on the wire, with each "\" written as `separator`.
+std::string wireName(const std::string& name, const std::string& separator) {
+    std::string wire;
+    for (const char letter : "/" + name)
+        wire += letter == '/' ? separator : std::string(1, letter);
+    return wire;
+}
+
+std::string contentFor(std::size_t number) {
+    std::string content;
+    for (int line = 0; line < 40; ++line)
+        content += "item " + std::to_string(number) + ", line " + std::to_string(line) + "\n";
+    return content;
+}
+
+std::string textBehind(const std::string& body, const std::string& mark) {
+    const auto begin = body.find(mark) + mark.size();
+    return body.substr(begin, body.find('"', begin) - begin);
+}
+
+} // namespace
+
+KilledServiceFixture::KilledServiceFixture() {
+    // The leak sanitizer cannot work in a process that is traced.
+    environment_.set("ASAN_OPTIONS", "detect_leaks=0");
+    server_.setHandler([this](const HttpRequest& request) { return reply(request); });
+}
+
+void KilledServiceFixture::killEverywhere(KillCase killCase) {
+    case_ = std::move(killCase);
+    configure(server_.host());
+    bus_ = std::make_unique<TestSupport::PrivateBus>();
+    peer_ = std::make_unique<TestSupport::BusPeer>();
+    const auto points = record();
+    if (HasFailure())
+        return;
+    ASSERT_GE(points.size(), case_.fewestKills);
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    for (const auto& point : KillPoints::drawn(points, test->name())) {
+        SCOPED_TRACE(::testing::PrintToString(point));
+        killAt(point);
+        if (HasFailure())
+            return;
+    }
+}
+
+KilledServiceFixture::Tree KilledServiceFixture::treeOf(const std::string& folder, bool withFolders) {
+    Tree tree;
+    if (!fs::exists(folder))
+        return tree;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        const std::string name = entry.path().lexically_relative(folder);
+        if (!entry.is_directory())
+            tree[name] = contentOf(entry.path()).value_or("(cannot be read)");
+        else if (withFolders)
+            tree[name + "/"] = "";
+    }
+    return tree;
+}
+
+KilledServiceFixture::Item* KilledServiceFixture::offered() {
+    const auto found = std::ranges::find(items_, 0U, &Item::acknowledgements);
+    return found == items_.end() ? nullptr : &*found;
+}
+
+HttpReply KilledServiceFixture::reply(const HttpRequest& request) {
+    if (request.target == acknowledgeTarget)
+        return acknowledge(request);
+    const Item* item = offered();
+    if (item == nullptr)
+        return HttpReply::json(nothing);
+    if (request.target == streamTarget)
+        return cutsDownloads_ ? cutDownload(*item) : stream(request, *item);
+    return HttpReply::json(
+        RealServiceFixture::item(wireName(item->name, R"(\\)"), item->isFolder ? "False" : "True", item->id));
+}
+
+HttpReply KilledServiceFixture::stream(const HttpRequest& request, const Item& item) {
+    const auto offset = std::stoul(textBehind(request.body, "\"Length\" : \""));
+    if (isManaged() && offset > item.content.size())
+        isCallDue_ = true; // The item has changed. A call ends the wait that follows.
+    const auto bytes = item.content.substr(std::min(offset, item.content.size()));
+    const auto reply = HttpReply::ok(bytes, streamHeaders(wireName(item.name, "\\"), item.id));
+    const auto later = bytes.size() / 2;
+    if (later > 0)
+        rest_ = Rest{request.connection, bytes.substr(bytes.size() - later), temporary(item.name),
+                     offset + bytes.size() - later};
+    return reply.cutAfter(reply.bytes().size() - later);
+}
+
+HttpReply KilledServiceFixture::cutDownload(const Item& item) const {
+    const auto headers = streamHeaders(wireName(item.name, "\\"), item.id);
+    const std::string bytes = partialContent(item);
+    if (case_.partial != KillCase::Partial::AllBytes) {
+        const bool isLonger = bytes.size() > item.content.size();
+        const auto whole = HttpReply::ok(isLonger ? bytes + "and what never comes" : item.content, headers);
+        return whole.cutAfter(whole.bytes().find("\r\n\r\n") + 4 + bytes.size()).thenClose();
+    }
+    // A response without its last chunk, so that no length says that the file is whole.
+    std::string response = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n";
+    for (const auto& [name, value] : headers)
+        response += name + ": " + value + "\r\n";
+    std::ostringstream size;
+    size << std::hex << bytes.size();
+    return HttpReply::raw(response + "\r\n" + size.str() + "\r\n" + bytes + "\r\n").thenClose();
+}
+
+HttpReply KilledServiceFixture::acknowledge(const HttpRequest& request) {
+    const auto id = textBehind(request.body, "\"FileUploadID\" : \"");
+    const auto item = std::ranges::find(items_, id, &Item::id);
+    if (item == items_.end()) {
+        ADD_FAILURE() << "the acknowledgement is of no item: " << request.body;
+        return HttpReply::json(nothing);
+    }
+    ++item->acknowledgements;
+    const Tree now = treeOf(placed(""), true);
+    const Tree expected = expectedInPlace();
+    const auto path = item->name + (item->isFolder ? "/" : "");
+    EXPECT_EQ(now.contains(path), expected.contains(path)) << "when " << path << " was acknowledged";
+    if (now.contains(path) && expected.contains(path)) {
+        EXPECT_EQ(now.at(path), expected.at(path)) << "when it was acknowledged";
+    }
+    // The next item is asked for at once.
+    isCallDue_ = isCallDue_ || !isManaged();
+    return HttpReply::json(R"({"ReturnStatus":"0"})");
+}
+
+void KilledServiceFixture::sendRest() {
+    if (!rest_ || contentOf(rest_->file).value_or("").size() < rest_->sizeBefore)
+        return;
+    server_.send(rest_->connection, rest_->bytes);
+    rest_.reset();
+}
+
+void KilledServiceFixture::begin() {
+    service_.reset();
+    waitUntilItIsGone();
+    keepSettingsNew();
+    for (const auto& folder : {placed(""), temporary("")})
+        fs::remove_all(folder);
+    fs::create_directories(placed("Docs"));
+    fs::remove(data_.path("log"));
+    keptRecords_.clear();
+    items_.clear();
+    for (const auto& name : case_.items) {
+        const auto number = items_.size() + 1;
+        const bool isFolder = name.ends_with('/');
+        items_.push_back({.name = name.substr(0, name.size() - (isFolder ? 1 : 0)),
+                          .id = std::to_string(11 + number),
+                          .content = isFolder ? "" : contentFor(number),
+                          .isFolder = isFolder});
+    }
+    const auto& item = items_.front();
+    if (case_.hasOlderFile)
+        home_.write("Quenmark/" + item.name, "older");
+    if (case_.isFromCutDownload)
+        downloadInPart();
+    else if (case_.partial != KillCase::Partial::None)
+        home_.temporary().write("QuenmarkTemp/" + item.name, partialContent(item));
+}
+
+void KilledServiceFixture::downloadInPart() {
+    const auto& item = items_.front();
+    cutsDownloads_ = true;
+    launch();
+    ASSERT_TRUE(waitUntil([&] { return contentOf(temporary(item.name)) == partialContent(item); }));
+    service_.reset();
+    waitUntilItIsGone();
+    cutsDownloads_ = false;
+}
+
+std::string KilledServiceFixture::partialContent(const Item& item) const {
+    switch (case_.partial) {
+    case KillCase::Partial::None:
+        return "";
+    case KillCase::Partial::OneByte:
+        return item.content.substr(0, 1);
+    case KillCase::Partial::AllBytes:
+        return item.content;
+    case KillCase::Partial::MoreThanAllBytes:
+        break;
+    }
+    return item.content + "and more";
+}
+
+KilledServiceFixture::Tree KilledServiceFixture::expectedInPlace() const {
+    Tree expected{{"Docs/", ""}};
+    const auto placed = isManaged() ? KillCase::Placed::TheItem : case_.placed;
+    for (const auto& item : items_) {
+        if (item.isFolder)
+            expected[item.name + "/"] = "";
+        else if (placed == KillCase::Placed::TheItem)
+            expected[item.name] = item.content;
+        else if (placed == KillCase::Placed::AnOlderFile)
+            expected[item.name] = "older";
+        else if (placed == KillCase::Placed::ThePartialFile)
+            expected[item.name] = partialContent(item);
+        if (isManaged() && !item.isFolder)
+            expected[item.name.substr(0, item.name.find('/') + 1)] = "";
+    }
+    return expected;
+}
+
+KilledServiceFixture::Tree KilledServiceFixture::expectedLeft() const {
+    Tree expected = keptRecords_;
+    for (const auto& item : items_) {
+        const bool isLeft =
+            case_.left == KillCase::Left::TheItem ||
+            (case_.left == KillCase::Left::TheItemIfItWasPlacedBeforeTheKill && item.wasPlacedBeforeTheKill);
+        if (isLeft && !isManaged())
+            expected[item.name] = item.content;
+    }
+    return expected;
+}
+
+bool KilledServiceFixture::isAllAcknowledged() const {
+    return std::ranges::none_of(items_, [](const auto& item) { return item.acknowledgements == 0; });
+}
+
+void KilledServiceFixture::launch(const std::vector<std::string>& tracer) {
+    service_ = std::make_unique<ChildService>(data_.path("log"), tracer);
+    isCallDue_ = !isManaged();
+}
+
+void KilledServiceFixture::callIfDue() {
+    if (!isCallDue_ || peer_->ownerOf(busName).empty())
+        return;
+    askToStart(*peer_);
+    isCallDue_ = false;
+}
+
+void KilledServiceFixture::keepSettingsNew() {
+    // Settings that changed lately are read at each use, older ones are not: each run has to make the same calls.
+    const auto now = std::chrono::steady_clock::now();
+    if (now - settingsChanged_ < std::chrono::milliseconds(500))
+        return;
+    settingsChanged_ = now;
+    for (const auto& file : {home_.preferencesFile(), home_.config().path("quenmark/deployment.json")})
+        fs::last_write_time(file, fs::file_time_type::clock::now());
+}
+
+bool KilledServiceFixture::waitUntil(const std::function<bool()>& condition, Platform::Duration limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+        keepSettingsNew();
+        sendRest();
+        callIfDue();
+        loop_.runOnce(std::chrono::milliseconds(3));
+    }
+    return true;
+}
+
+void KilledServiceFixture::waitUntilItIsGone() {
+    isCallDue_ = false;
+    rest_.reset();
+    // What it has sent is taken before another one sends.
+    ASSERT_TRUE(waitUntil([&] { return server_.openConnections() == 0 && peer_->ownerOf(busName).empty(); }));
+    isCallDue_ = false;
+    rest_.reset();
+}
+
+KilledServiceFixture::Tree KilledServiceFixture::recordsOfAcknowledgedItems() const {
+    Tree records = left();
+    std::erase_if(records, [this](const auto& file) {
+        return !file.first.starts_with(".records\\/") || std::ranges::none_of(items_, [&](const auto& item) {
+            return item.acknowledgements != 0 &&
+                   file.second.find("\"FileUploadID\":\"" + item.id + "\"") != std::string::npos;
+        });
+    });
+    return records;
+}
+
+KilledServiceFixture::Tree KilledServiceFixture::left() const {
+    auto tree = treeOf(temporary(""), false);
+    tree.erase(".claims\\");
+    return tree;
+}
+
+std::string KilledServiceFixture::endOfLog() const {
+    constexpr std::size_t most = 4000;
+    const auto log = contentOf(data_.path("log")).value_or("");
+    return log.substr(log.size() - std::min(log.size(), most));
+}
+
+std::vector<KillPoint> KilledServiceFixture::record() {
+    const std::string file = data_.path("recording");
+    std::vector<KillPoint> points;
+    begin();
+    launch(KillPoints::recorder(file));
+    EXPECT_TRUE(waitUntil([&] {
+        points = KillPoints::ofRoad(file, "GetTopFileUpload HTTP", "UpdateFileUpload HTTP", items_.size());
+        return !points.empty();
+    })) << endOfLog();
+    finishAndCompare();
+    return points;
+}
+
+void KilledServiceFixture::killAt(const KillPoint& point) {
+    begin();
+    launch(point.tracer(data_.path("trace")));
+    ASSERT_TRUE(waitUntil([&] {
+        // Where it makes a few calls less than it did in the recording, further passes come to that number.
+        isCallDue_ = isCallDue_ || isAllAcknowledged();
+        return service_->hasEnded();
+    })) << "the service was not killed";
+    ASSERT_EQ(service_->endSignal(), SIGKILL);
+    waitUntilItIsGone();
+    for (auto& item : items_)
+        item.wasPlacedBeforeTheKill = item.acknowledgements == 0 && exists(placed(item.name));
+    keptRecords_ = recordsOfAcknowledgedItems();
+    launch();
+    finishAndCompare();
+}
+
+void KilledServiceFixture::finishAndCompare() {
+    EXPECT_TRUE(waitUntil([&] { return isAllAcknowledged() && left() == expectedLeft(); })) << endOfLog();
+    for (const auto& item : items_)
+        EXPECT_EQ(item.acknowledgements, 1U) << item.name;
+    EXPECT_EQ(treeOf(placed(""), true), expectedInPlace());
+    EXPECT_EQ(left(), expectedLeft());
+    EXPECT_EQ(contentOf(data_.path("log")).value_or("").find("Sanitizer"), std::string::npos);
+}
+
+} // namespace Quenmark

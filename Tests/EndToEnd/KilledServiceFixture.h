@@ -1,0 +1,115 @@
+#pragma once
+
+#include "EndToEnd/ChildService.h"
+#include "EndToEnd/KillPoints.h"
+#include "EndToEnd/RealServiceFixture.h"
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Quenmark {
+
+/// What there is when the service starts, and what there has to be once it was killed, started again, and every item is
+/// acknowledged.
+struct KillCase {
+    enum class Partial { None, OneByte, AllBytes, MoreThanAllBytes };
+    /// What is in the place of each item.
+    enum class Placed { TheItem, AnOlderFile, ThePartialFile, Nothing };
+    /// What is in the place of each item's temporary file.
+    enum class Left { Nothing, TheItem, TheItemIfItWasPlacedBeforeTheKill };
+
+    /// The files and folders that the web service offers, one after the other; a folder's name ends in "/".
+    std::vector<std::string> items{"Docs/a.txt"};
+    Partial partial = Partial::None;
+    /// Whether the partial file is from a download that the web service cut off, and is known to be the item's.
+    bool isFromCutDownload = false;
+    bool hasOlderFile = false;
+    /// What compatible mode has to do. In managed mode every item is in its place and nothing is left.
+    Placed placed = Placed::TheItem;
+    Left left = Left::TheItemIfItWasPlacedBeforeTheKill;
+    /// A recording with fewer moments is not plausible.
+    std::size_t fewestKills = 30;
+};
+
+/// Kills the real service at every moment of its work on the items of a case, starts it again, and looks at the result.
+class KilledServiceFixture : public RealServiceFixture {
+protected:
+    KilledServiceFixture();
+
+    /// Whether every item of a case arrives as it has to, wherever the service is killed.
+    void killEverywhere(KillCase killCase);
+
+private:
+    struct Item {
+        /// With "/", in the Quenmark folder.
+        std::string name;
+        std::string id;
+        std::string content;
+        bool isFolder = false;
+        std::size_t acknowledgements = 0;
+        bool wasPlacedBeforeTheKill = false;
+    };
+    /// The files of a folder, by their paths in it, with their content; folders end in "/".
+    using Tree = std::map<std::string, std::string>;
+
+    bool isManaged() const { return GetParam().mode == std::string("managed"); }
+    static Tree treeOf(const std::string& folder, bool withFolders);
+
+    // The web service.
+    Item* offered();
+    TestSupport::HttpReply reply(const TestSupport::HttpRequest& request);
+    TestSupport::HttpReply stream(const TestSupport::HttpRequest& request, const Item& item);
+    TestSupport::HttpReply cutDownload(const Item& item) const;
+    TestSupport::HttpReply acknowledge(const TestSupport::HttpRequest& request);
+    void sendRest();
+
+    // The case.
+    void begin();
+    void downloadInPart();
+    std::string partialContent(const Item& item) const;
+    Tree expectedInPlace() const;
+    Tree expectedLeft() const;
+    bool isAllAcknowledged() const;
+    /// The files of the temporary area, without the one of the claims.
+    Tree left() const;
+    /// The records of managed mode for items that are acknowledged.
+    Tree recordsOfAcknowledgedItems() const;
+
+    // The service.
+    void launch(const std::vector<std::string>& tracer = {});
+    void callIfDue();
+    void keepSettingsNew();
+    /// Does all that is due until `condition` holds, and says whether it did in time.
+    bool waitUntil(const std::function<bool()>& condition, Platform::Duration limit = std::chrono::seconds(30));
+    void waitUntilItIsGone();
+    std::vector<KillPoint> record();
+    void killAt(const KillPoint& point);
+    void finishAndCompare();
+    std::string endOfLog() const;
+
+    KillCase case_;
+    std::vector<Item> items_;
+    std::unique_ptr<TestSupport::BusPeer> peer_;
+    std::unique_ptr<ChildService> service_;
+    /// What the service cannot know to be of no use any more after the kill.
+    Tree keptRecords_;
+    std::chrono::steady_clock::time_point settingsChanged_;
+    bool isCallDue_ = false;
+    bool cutsDownloads_ = false;
+    /// The second half of a download, which is sent once the first one is in the temporary file.
+    struct Rest {
+        std::size_t connection;
+        std::string bytes;
+        std::string file;
+        std::size_t sizeBefore;
+    };
+    std::optional<Rest> rest_;
+};
+
+} // namespace Quenmark
