@@ -1,11 +1,10 @@
 #include "EndToEnd/ChildService.h"
 
 #include <fcntl.h>
-#include <sys/prctl.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <system_error>
 
@@ -18,15 +17,14 @@ ChildService::ChildService(const std::string& log, const std::vector<std::string
     for (auto& argument : command)
         arguments.push_back(argument.data());
     arguments.push_back(nullptr);
-    process_ = ::fork();
-    if (process_ < 0)
-        throw std::system_error(errno, std::generic_category(), "fork");
-    if (process_ > 0)
-        return;
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::dup2(::open(log.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666), STDERR_FILENO);
-    ::execvp(arguments.front(), arguments.data());
-    ::_exit(127);
+    // It ends with the bus, and the bus with the test.
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(), O_WRONLY | O_APPEND | O_CREAT, 0666);
+    const int error = ::posix_spawnp(&process_, arguments.front(), &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0)
+        throw std::system_error(error, std::generic_category(), command.front());
 }
 
 ChildService::~ChildService() {

@@ -25,7 +25,7 @@ public:
     std::optional<int> endSignal() const;
 
 private:
-    pid_t process_;
+    pid_t process_ = -1;
     std::optional<int> status_;
 };
 

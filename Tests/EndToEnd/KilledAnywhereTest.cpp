@@ -17,8 +17,9 @@
 // (**) The record of an item whose acknowledgement's response was not read any more stays, here and below: the service
 // cannot know that the item will not be offered again.
 //
-// Every item is acknowledged once, and is in its place by then. Compatible mode has to acknowledge it all the same
-// where it cannot be placed. In managed mode a partial file counts where it is known to be the item's.
+// Every item is acknowledged once, and is in its place by then. Compatible mode has to acknowledge it all the same where
+// it cannot be placed. What was written before the kill is not fetched again; in managed mode a partial file counts
+// where it is known to be the item's.
 
 #include "EndToEnd/KilledServiceFixture.h"
 

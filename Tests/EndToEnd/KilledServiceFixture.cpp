@@ -94,6 +94,8 @@ HttpReply KilledServiceFixture::reply(const HttpRequest& request) {
 
 HttpReply KilledServiceFixture::stream(const HttpRequest& request, const Item& item) {
     const auto offset = std::stoul(textBehind(request.body, "\"Length\" : \""));
+    EXPECT_GE(offset, fetched_) << "bytes are fetched twice";
+    fetched_ = 0;
     if (isManaged() && offset > item.content.size())
         isCallDue_ = true; // The item has changed. A call ends the wait that follows.
     const auto bytes = item.content.substr(std::min(offset, item.content.size()));
@@ -130,6 +132,7 @@ HttpReply KilledServiceFixture::acknowledge(const HttpRequest& request) {
         return HttpReply::json(nothing);
     }
     ++item->acknowledgements;
+    fetched_ = 0;
     const Tree now = treeOf(placed(""), true);
     const Tree expected = expectedInPlace();
     const auto path = item->name + (item->isFolder ? "/" : "");
@@ -158,6 +161,7 @@ void KilledServiceFixture::begin() {
     fs::create_directories(placed("Docs"));
     fs::remove(data_.path("log"));
     keptRecords_.clear();
+    fetched_ = 0;
     items_.clear();
     for (const auto& name : case_.items) {
         const auto number = items_.size() + 1;
@@ -278,15 +282,30 @@ void KilledServiceFixture::waitUntilItIsGone() {
     rest_.reset();
 }
 
+bool KilledServiceFixture::isRecordOf(const Item& item, const Tree::value_type& file) {
+    return file.first.starts_with(".records\\/") &&
+           file.second.find("\"FileUploadID\":\"" + item.id + "\"") != std::string::npos;
+}
+
 KilledServiceFixture::Tree KilledServiceFixture::recordsOfAcknowledgedItems() const {
     Tree records = left();
     std::erase_if(records, [this](const auto& file) {
-        return !file.first.starts_with(".records\\/") || std::ranges::none_of(items_, [&](const auto& item) {
-            return item.acknowledgements != 0 &&
-                   file.second.find("\"FileUploadID\":\"" + item.id + "\"") != std::string::npos;
-        });
+        return std::ranges::none_of(
+            items_, [&](const auto& item) { return item.acknowledgements != 0 && isRecordOf(item, file); });
     });
     return records;
+}
+
+std::size_t KilledServiceFixture::fetchedBytes() const {
+    const auto item = std::ranges::find(items_, 0U, &Item::acknowledgements);
+    const Tree tree = left();
+    const auto isOfTheItem = [&](const auto& file) { return isRecordOf(*item, file); };
+    if (item == items_.end() || (isManaged() && std::ranges::none_of(tree, isOfTheItem)))
+        return 0;
+    const auto partial = tree.find(item->name);
+    if (partial != tree.end())
+        return partial->second.size() > item->content.size() ? 0 : partial->second.size();
+    return isManaged() && contentOf(placed(item->name)) == item->content ? item->content.size() : 0;
 }
 
 KilledServiceFixture::Tree KilledServiceFixture::left() const {
@@ -327,6 +346,7 @@ void KilledServiceFixture::killAt(const KillPoint& point) {
     for (auto& item : items_)
         item.wasPlacedBeforeTheKill = item.acknowledgements == 0 && exists(placed(item.name));
     keptRecords_ = recordsOfAcknowledgedItems();
+    fetched_ = fetchedBytes();
     launch();
     finishAndCompare();
 }

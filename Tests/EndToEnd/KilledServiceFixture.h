@@ -78,6 +78,9 @@ private:
     bool isAllAcknowledged() const;
     /// The files of the temporary area, without the one of the claims.
     Tree left() const;
+    static bool isRecordOf(const Item& item, const Tree::value_type& file);
+    /// How many bytes of the item that is offered need not be fetched again.
+    std::size_t fetchedBytes() const;
     /// The records of managed mode for items that are acknowledged.
     Tree recordsOfAcknowledgedItems() const;
 
@@ -99,6 +102,8 @@ private:
     std::unique_ptr<ChildService> service_;
     /// What the service cannot know to be of no use any more after the kill.
     Tree keptRecords_;
+    /// How much of the item that is offered need not be fetched again after the kill.
+    std::size_t fetched_ = 0;
     std::chrono::steady_clock::time_point settingsChanged_;
     bool isCallDue_ = false;
     bool cutsDownloads_ = false;
