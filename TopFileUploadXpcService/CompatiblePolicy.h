@@ -15,6 +15,7 @@ public:
     bool attemptEnded(const AttemptEnd& end, bool isFirst) override;
 
     bool isReadable(const GetTopFileUploadResponseData&) const override { return true; }
+    bool isConfirmation(const UpdateFileUploadResponseData&) const override { return true; }
     std::optional<AttemptEnd> refusal(const Item&) const override { return std::nullopt; }
     Beginning begin(const Item& item, const ItemPaths& paths) override;
     Item itemOfStream(const Item& offered, const Platform::HttpUrlResponse& response) const override;

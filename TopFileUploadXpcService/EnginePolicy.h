@@ -3,6 +3,7 @@
 #include "Platform/Error.h"
 #include "Platform/Files/Flusher.h"
 #include "Platform/UrlLoading/UrlRequest.h"
+#include "Services/Responses/UpdateFileUploadResponseData.h"
 #include "TopFileUploadXpcService/AttemptEnd.h"
 #include "TopFileUploadXpcService/Item.h"
 
@@ -40,6 +41,8 @@ public:
         };
         Step step = Step::Download;
         std::uint64_t offset = 0;
+        /// Why no step can be taken now.
+        std::optional<AttemptEnd> failure = {};
     };
 
     virtual ~EnginePolicy() = default;
@@ -56,6 +59,8 @@ public:
 
     /// Whether the response of a poll is one at all.
     virtual bool isReadable(const GetTopFileUploadResponseData& response) const = 0;
+    /// Whether the response of an acknowledgement confirms it, whose status is no number other than 0.
+    virtual bool isConfirmation(const UpdateFileUploadResponseData& response) const = 0;
     /// Why an item that is offered is not fetched; nil where it is.
     virtual std::optional<AttemptEnd> refusal(const Item& item) const = 0;
     /// Looks at what an earlier attempt has left of a file.

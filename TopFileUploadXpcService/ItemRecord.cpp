@@ -8,6 +8,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include <cerrno>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -22,6 +23,11 @@ namespace {
 
 /// A record has two lines, or a few more where the service was killed meanwhile.
 constexpr std::size_t longestRecord = 64 << 10;
+
+/// Whether what could not be read is unharmed for all one knows.
+bool mayPass(int number) {
+    return number == EMFILE || number == ENFILE || number == ENOMEM || number == EIO;
+}
 
 std::optional<std::uint64_t> numberAt(const boost::json::object& object, std::string_view key) {
     const auto* value = object.if_contains(key);
@@ -74,20 +80,31 @@ ItemRecord::ItemRecord(ItemPaths paths, std::optional<std::string> fileUploadID)
     : paths_(std::move(paths)), fileUploadID_(std::move(fileUploadID)),
       recordPath_(LocalPaths::recordFile(paths_.temporary)) {}
 
-EnginePolicy::Beginning ItemRecord::look() const {
-    const auto entry = read();
+std::variant<EnginePolicy::Beginning, Error> ItemRecord::look() const {
+    const auto content = LocalPaths::temporaryArea().contents(recordPath_, longestRecord);
+    if (const auto* error = std::get_if<Error>(&content); error != nullptr && mayPass(error->code))
+        return *error;
+    const auto* text = std::get_if<std::string>(&content);
+    const auto entry = text != nullptr ? entryIn(*text) : std::nullopt;
     const auto file = LocalPaths::temporaryArea().stateOf(paths_.temporary);
-    if (entry && file && file->isSameFileAs(entry->file)) {
+    const bool isTooLong = entry && file && entry->total && file->size > *entry->total;
+    if (entry && file && file->isSameFileAs(entry->file) && !isTooLong) {
         const bool isWhole = entry->isComplete && file->hasSameContentAs(entry->file);
-        return {.step = isWhole ? Step::Place : Step::Download, .offset = file->size};
+        return EnginePolicy::Beginning{.step = isWhole ? Step::Place : Step::Download, .offset = file->size};
     }
     if (entry && entry->isComplete && !file) {
         const auto placed = FileState::at(paths_.final);
         if (placed && placed->hasSameContentAs(entry->file))
-            return {.step = Step::Acknowledge, .offset = placed->size};
+            return EnginePolicy::Beginning{.step = Step::Acknowledge, .offset = placed->size};
     }
     forget();
-    return {};
+    return EnginePolicy::Beginning{};
+}
+
+bool ItemRecord::continuesAt(std::uint64_t offset) const {
+    const auto found = look();
+    const auto* beginning = std::get_if<EnginePolicy::Beginning>(&found);
+    return beginning != nullptr && beginning->step == Step::Download && beginning->offset == offset;
 }
 
 bool ItemRecord::fits(std::optional<std::uint64_t> total) const {
@@ -99,15 +116,20 @@ std::optional<Error> ItemRecord::begin(std::optional<std::uint64_t> total) const
     const auto area = LocalPaths::temporaryArea();
     if (read() && area.stateOf(paths_.temporary))
         return std::nullopt;
-    forget();
-    if (auto error = area.makeFolderOf(paths_.temporary))
+    if (auto error = makeTemporaryFile())
         return error;
-    const auto made = area.openToAppend(paths_.temporary);
-    if (const auto* error = std::get_if<Error>(&made))
-        return *error;
     return write({.fileUploadID = fileUploadID_.value_or(""),
                   .file = area.stateOf(paths_.temporary).value_or(FileState{}),
                   .total = total});
+}
+
+std::optional<Error> ItemRecord::makeTemporaryFile() const {
+    const auto area = LocalPaths::temporaryArea();
+    if (auto error = area.makeFolderOf(paths_.temporary))
+        return error;
+    const auto made = area.openToAppend(paths_.temporary);
+    const auto* error = std::get_if<Error>(&made);
+    return error != nullptr ? std::optional(*error) : std::nullopt;
 }
 
 bool ItemRecord::isComplete() const {
@@ -134,15 +156,19 @@ void ItemRecord::forget() const {
 std::optional<ItemRecord::Entry> ItemRecord::read() const {
     const auto content = LocalPaths::temporaryArea().contents(recordPath_, longestRecord);
     const auto* text = std::get_if<std::string>(&content);
-    if (text == nullptr || !fileUploadID_)
+    return text != nullptr ? entryIn(*text) : std::nullopt;
+}
+
+std::optional<ItemRecord::Entry> ItemRecord::entryIn(const std::string& text) const {
+    if (!fileUploadID_)
         return std::nullopt;
     // What follows the last line feed was cut short.
-    const std::size_t end = text->rfind('\n');
+    const std::size_t end = text.rfind('\n');
     if (end == std::string::npos)
         return std::nullopt;
-    const std::size_t before = end == 0 ? std::string::npos : text->rfind('\n', end - 1);
+    const std::size_t before = end == 0 ? std::string::npos : text.rfind('\n', end - 1);
     const std::size_t begin = before == std::string::npos ? 0 : before + 1;
-    auto entry = Entry::fromLine(std::string_view(*text).substr(begin, end - begin));
+    auto entry = Entry::fromLine(std::string_view(text).substr(begin, end - begin));
     return entry && entry->fileUploadID == *fileUploadID_ ? std::move(entry) : std::nullopt;
 }
 

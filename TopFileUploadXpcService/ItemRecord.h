@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <variant>
 
 namespace Quenmark {
 
@@ -17,10 +18,13 @@ public:
     /// The record of the temporary file of `paths`, for the item that has this identifier.
     ItemRecord(ItemPaths paths, std::optional<std::string> fileUploadID);
 
-    /// What there is of the item. A temporary file of another item, or of none, is removed.
-    EnginePolicy::Beginning look() const;
-    /// The stream of the item begins behind `offset` bytes; `total` is the size that the whole item will have, nil
-    /// where it is not known. Makes the temporary file where there is none. The error is one of writing.
+    /// What there is of the item. A temporary file of another item, or of none, is removed, and so is one that is
+    /// longer than the item. The error says why the record cannot be read at the moment.
+    std::variant<EnginePolicy::Beginning, Platform::Error> look() const;
+    /// Whether the temporary file, still or again, has `offset` bytes of the item, and is not complete.
+    bool continuesAt(std::uint64_t offset) const;
+    /// The stream of the item begins; `total` is the size that the whole item will have, nil where it is not known.
+    /// Makes the temporary file where there is none. The error is one of writing.
     std::optional<Platform::Error> begin(std::optional<std::uint64_t> total) const;
     /// Whether an item of that size is the one that was begun.
     bool fits(std::optional<std::uint64_t> total) const;
@@ -34,7 +38,9 @@ public:
 private:
     struct Entry;
 
+    std::optional<Platform::Error> makeTemporaryFile() const;
     std::optional<Entry> read() const;
+    std::optional<Entry> entryIn(const std::string& text) const;
     std::optional<Platform::Error> write(const Entry& entry) const;
 
     ItemPaths paths_;

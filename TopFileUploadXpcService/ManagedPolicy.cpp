@@ -114,6 +114,10 @@ bool ManagedPolicy::isReadable(const GetTopFileUploadResponseData& response) con
     return response.returnStatus && (response.returnStatus->is_string() || response.returnStatus->is_number());
 }
 
+bool ManagedPolicy::isConfirmation(const UpdateFileUploadResponseData& response) const {
+    return Platform::text(response.returnStatus) == "0";
+}
+
 std::optional<AttemptEnd> ManagedPolicy::refusal(const Item& item) const {
     if (!LocalPaths::isInsideFolder(item.fileName))
         return nameLeavesTheFolder();
@@ -124,14 +128,17 @@ std::optional<AttemptEnd> ManagedPolicy::refusal(const Item& item) const {
 
 EnginePolicy::Beginning ManagedPolicy::begin(const Item& item, const ItemPaths& paths) {
     const ItemRecord record(paths, item.fileUploadID);
-    auto beginning = record.look();
-    if (resumed_.path != paths.temporary)
-        resumed_ = {.path = paths.temporary};
-    if (beginning.step == Beginning::Step::Download && resumed_.refusals == maxRefusals) {
+    const auto found = record.look();
+    if (const auto* error = std::get_if<Platform::Error>(&found))
+        return {.failure = writeFailed(*error, 0)};
+    auto beginning = std::get<Beginning>(found);
+    if (resumed_.path != paths.temporary || resumed_.offset != beginning.offset)
+        resumed_ = {.path = paths.temporary, .offset = beginning.offset};
+    if (beginning.step == Beginning::Step::Download && resumed_.refusals >= maxRefusals) {
         record.forget();
         beginning = {};
+        resumed_ = {.path = paths.temporary};
     }
-    resumed_.offset = beginning.offset;
     return beginning;
 }
 
@@ -154,15 +161,21 @@ std::optional<AttemptEnd> ManagedPolicy::streamBegan(const Item& offered, const 
         return AttemptEnd{Kind::BadResponse};
     if (!LocalPaths::isInsideFolder(fieldOr(response, "FileName", offered.fileName)))
         return nameLeavesTheFolder();
-    resumed_ = {};
     const ItemRecord record(paths, offered.fileUploadID);
-    auto total = response.expectedContentLength;
-    if (total)
-        *total += offset;
+    if (!record.continuesAt(offset))
+        return AttemptEnd{Kind::BadResponse};
+    const auto length = response.expectedContentLength;
+    const auto total = length ? std::optional(offset + *length) : std::nullopt;
     if (!record.fits(total)) {
-        record.forget();
+        // A stream without bytes may be a passing failure. Any other one is of another version of the item.
+        if (length == 0)
+            ++resumed_.refusals;
+        else
+            record.forget();
         return AttemptEnd{Kind::BadResponse};
     }
+    if (length.value_or(0) > 0)
+        resumed_ = {};
     if (const auto error = record.begin(total))
         return writeFailed(*error, total.value_or(offset) - offset);
     return std::nullopt;
@@ -179,7 +192,7 @@ std::optional<AttemptEnd> ManagedPolicy::writeFailed(const Platform::Error& erro
 std::optional<AttemptEnd> ManagedPolicy::streamEnded(const Item& offered, const ItemPaths& paths) {
     const ItemRecord record(paths, offered.fileUploadID);
     if (!record.isComplete()) {
-        record.forget();
+        ++resumed_.refusals;
         return AttemptEnd{Kind::BadResponse};
     }
     if (const auto error = record.complete())

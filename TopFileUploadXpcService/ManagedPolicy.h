@@ -29,6 +29,7 @@ public:
     bool attemptEnded(const AttemptEnd& end, bool isFirst) override;
 
     bool isReadable(const GetTopFileUploadResponseData& response) const override;
+    bool isConfirmation(const UpdateFileUploadResponseData& response) const override;
     std::optional<AttemptEnd> refusal(const Item& item) const override;
     Beginning begin(const Item& item, const ItemPaths& paths) override;
     Item itemOfStream(const Item& offered, const Platform::HttpUrlResponse& response) const override;
@@ -47,7 +48,7 @@ public:
     /// The wait after the k-th failure in a row, k from 1: 2, 4, 8, ... up to 300 seconds, and up to a tenth more or
     /// less, by a jitter from -1 to 1; 300 seconds at most.
     static Platform::Duration waitAfterFailures(int count, double jitter);
-    /// A partial file that the web service has refused to continue so often in a row is given up.
+    /// A partial file that the web service has not continued so often in a row is given up.
     static constexpr int maxRefusals = 3;
 
 private:
@@ -57,7 +58,8 @@ private:
     int failures_ = 0;
     /// Whether the next pass is to follow the attempt at once, since it was called for meanwhile.
     bool isCalled_ = false;
-    /// The partial file that the web service was asked to continue last, and how often in a row it refused.
+    /// The partial file that the web service was asked to continue last, and how often in a row it refused, or sent no
+    /// bytes of it.
     struct Resumed {
         std::string path = {};
         std::uint64_t offset = 0;

@@ -152,6 +152,8 @@ void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadRespons
     if (!claim)
         return attempt->end({Kind::NoItem});
     const auto beginning = beginItem(std::move(item));
+    if (beginning.failure)
+        return attempt->end(*beginning.failure);
     refreshPendingUploadIDs();
     const Errand errand{attempt, std::move(claim), item_, paths(), beginning.offset};
     if (!item_.isCalledFile())
@@ -221,6 +223,8 @@ void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, co
                 return errand.attempt->end({Kind::NotAcknowledged});
             if (const int status = Platform::integerValue(text(response->returnStatus)))
                 return errand.attempt->end({Kind::AcknowledgementRefused, status});
+            if (!self->policy_->isConfirmation(*response))
+                return errand.attempt->end({Kind::BadResponse});
             self->markFinished();
             self->policy_->forget(errand.paths);
             errand.attempt->end({Kind::Acknowledged});

@@ -1,0 +1,316 @@
+// The road of an item in managed mode under every failure, at every stage: without a call it arrives identical, is
+// acknowledged once, and no byte is fetched twice that was written before.
+
+#include "TopFileUploadXpcService/RoadFixture.h"
+
+#include <filesystem>
+
+namespace Quenmark {
+
+class TheRoadOfAnItem : public RoadFixture {
+protected:
+    using Offsets = std::vector<std::size_t>;
+
+    TheRoadOfAnItem() {
+        nobody_.stopListening();
+        start();
+    }
+
+    /// How a connection fails before there is a whole response.
+    enum class Break { Reset, Close, Stall, ResetInTheHead, CloseInTheHead, StallInTheHead };
+    static constexpr Break everyBreak[] = {Break::Reset,          Break::Close,          Break::Stall,
+                                           Break::ResetInTheHead, Break::CloseInTheHead, Break::StallInTheHead};
+    static constexpr Break resetCloseAndStall[] = {Break::Reset, Break::Close, Break::Stall};
+
+    /// Breaks the connection of the latest request to `target`, and waits until the attempt has failed.
+    void breakNow(Break how, std::string_view target) {
+        const auto before = failures();
+        const auto connection = last(target).connection;
+        if (how == Break::Stall || how == Break::StallInTheHead) {
+            pass(59.9);
+            EXPECT_EQ(failures(), before) << "no response for less than a minute";
+            pass(0.2);
+        } else if (how == Break::Reset || how == Break::ResetInTheHead) {
+            server_.reset(connection);
+        } else {
+            server_.close(connection);
+        }
+        ASSERT_TRUE(runUntil([&] { return failures() == before + 1; })) << target << " " << int(how);
+    }
+    /// Lets the next request to `target` fail in that way.
+    void breakNext(Break how, const std::string& target) {
+        const bool inTheHead = how >= Break::ResetInTheHead;
+        const auto before = count(target);
+        server_.enqueue(target, HttpReply::raw(inTheHead ? "HTTP/1.1 200 OK\r\nReturnSta" : ""));
+        ASSERT_TRUE(letTimePassUntil([&] { return count(target) == before + 1; }));
+        breakNow(how, target);
+    }
+    /// The request that follows one to `target` finds nobody who listens.
+    void refuseAfter(std::string_view target) {
+        const auto before = failures();
+        requested_ = [this, target](const HttpRequest& request) {
+            if (request.target == target)
+                settings_.serviceHost = nobody_.host();
+        };
+        ASSERT_TRUE(waitForOneMoreFailure(before));
+        requested_ = nullptr;
+        settings_.serviceHost = server_.host();
+        EXPECT_TRUE(log_.contains("transport -1004; the next attempt follows in 2 s"));
+    }
+    /// Sends the item from `offset` up to `stop`, and breaks the connection there.
+    void breakBodyAt(std::size_t offset, std::size_t stop, Break how) {
+        const auto whole = streamFrom(offset);
+        const auto before = count(streamTarget);
+        server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - (content().size() - stop)));
+        ASSERT_TRUE(letTimePassUntil([&] { return count(streamTarget) == before + 1 && bytesOnDisk() == stop; }));
+        breakNow(how, streamTarget);
+        EXPECT_EQ(bytesOnDisk(), stop);
+    }
+
+    /// The head of a good stream, with one more field.
+    std::string headWithoutLength(const std::string& field) const {
+        std::string head = "HTTP/1.1 200 OK\r\n" + field + "\r\n";
+        for (const auto& [name, value] : goodFields())
+            head += name + ": " + value + "\r\n";
+        return head + "\r\n";
+    }
+
+    static constexpr std::size_t tenth = 10'000;
+    static constexpr std::size_t partial = 4 * tenth;
+    TestSupport::HttpServer nobody_;
+};
+
+TEST_P(TheRoadOfAnItem, GoesOnAfterAPollThatBreaksOff) {
+    for (const auto how : everyBreak) {
+        offerNext();
+        breakNext(how, pollTarget);
+        expectArrival({0});
+    }
+}
+
+TEST_P(TheRoadOfAnItem, GoesOnAfterAPollThatNobodyTakes) {
+    offerNext();
+    ASSERT_TRUE(runUntil([&] { return probe().gateIsOpen(); }));
+    settings_.serviceHost = nobody_.host();
+    ASSERT_TRUE(waitForOneMoreFailure(0));
+    settings_.serviceHost = server_.host();
+    EXPECT_TRUE(log_.contains("transport -1004; the next attempt follows in 2 s"));
+    expectArrival({0});
+}
+
+TEST_P(TheRoadOfAnItem, GoesOnAfterAnyStatusOfAPoll) {
+    for (const auto* status : {"", R"("1")", R"("2")", R"("-1")", R"("abc")", "null", "[]", "0"}) {
+        offerNext();
+        server_.enqueue(pollTarget, HttpReply::json(pollOfItem(status)));
+        expectArrival({0});
+    }
+}
+
+TEST_P(TheRoadOfAnItem, GoesOnAfterAPollsResponseThatCannotBeRead) {
+    for (const auto* body : {"", "no JSON", "[]", "null", "\"0\"", R"({"ReturnStatus":"0")", "{}", "\xFF"}) {
+        offerNext();
+        server_.enqueue(pollTarget, HttpReply::json(body));
+        expectArrival({0});
+    }
+}
+
+TEST_P(TheRoadOfAnItem, GoesOnAfterAStreamThatBreaksOffBeforeItsHead) {
+    for (const auto how : everyBreak) {
+        offerNext();
+        breakNext(how, streamTarget);
+        expectArrival({0, 0});
+        offerNext();
+        leavePartial(partial);
+        breakNext(how, streamTarget);
+        EXPECT_EQ(bytesOnDisk(), partial);
+        expectArrival({0, partial, partial});
+    }
+}
+
+TEST_P(TheRoadOfAnItem, GoesOnAfterAStreamThatNobodyTakes) {
+    offerNext();
+    refuseAfter(pollTarget);
+    expectArrival({0});
+    offerNext();
+    leavePartial(partial);
+    refuseAfter(pollTarget);
+    expectArrival({0, partial});
+}
+
+TEST_P(TheRoadOfAnItem, ContinuesAtTheByteWhereItsStreamBrokeOff) {
+    for (std::size_t stop = 0; stop < content().size(); stop += tenth) {
+        for (const auto how : resetCloseAndStall) {
+            offerNext();
+            breakBodyAt(0, stop, how);
+            expectArrival({0, stop});
+        }
+    }
+}
+
+TEST_P(TheRoadOfAnItem, ContinuesHoweverOftenItsStreamBreaksOff) {
+    for (const auto how : resetCloseAndStall) {
+        offerNext();
+        Offsets offsets;
+        for (std::size_t stop = 0; stop < content().size(); stop += tenth) {
+            offsets.push_back(stop);
+            breakBodyAt(stop, stop + tenth - 1, how);
+            offsets.push_back(stop + tenth - 1);
+            breakBodyAt(stop + tenth - 1, stop + tenth == content().size() ? stop + tenth - 1 : stop + tenth, how);
+        }
+        offsets.push_back(content().size() - 1);
+        expectArrival(offsets);
+    }
+}
+
+TEST_P(TheRoadOfAnItem, ContinuesAfterABodyInChunksThatWasCut) {
+    offerNext();
+    const auto before = failures();
+    const std::string head = headWithoutLength("Transfer-Encoding: chunked");
+    server_.enqueue(streamTarget, HttpReply::raw(head + "2710\r\n" + content().substr(0, tenth) + "\r\n2710\r\n" +
+                                                 content().substr(tenth, 1))
+                                      .thenClose());
+    ASSERT_TRUE(waitForOneMoreFailure(before));
+    EXPECT_EQ(bytesOnDisk(), tenth + 1);
+    expectArrival({0, tenth + 1});
+}
+
+TEST_P(TheRoadOfAnItem, ContinuesAfterABodyThatEndsTooEarly) {
+    offerNext();
+    leavePartial(partial);
+    const auto before = failures();
+    const std::string head = headWithoutLength("Connection: close");
+    server_.enqueue(streamTarget, HttpReply::raw(head + content().substr(partial, tenth)).thenClose());
+    ASSERT_TRUE(waitForOneMoreFailure(before));
+    EXPECT_EQ(bytesOnDisk(), partial + tenth);
+    expectArrival({0, partial, partial + tenth});
+}
+
+TEST_P(TheRoadOfAnItem, KeepsItsPartialFileAfterAStreamThatIsRefused) {
+    for (const auto* status : {"1", "2", "-1"}) {
+        for (const auto* body : {"", "not the item"}) {
+            offerNext();
+            leavePartial(partial);
+            auto fields = goodFields();
+            fields[0].second = status;
+            const auto before = failures();
+            server_.enqueue(streamTarget, HttpReply::ok(body, fields));
+            ASSERT_TRUE(waitForOneMoreFailure(before));
+            EXPECT_EQ(bytesOnDisk(), partial);
+            expectArrival({0, partial, partial});
+        }
+    }
+}
+
+TEST_P(TheRoadOfAnItem, TakesAStreamOfItsOwnWhoseStatusIsNoNumber) {
+    offerNext();
+    auto fields = goodFields();
+    fields[0].second = "abc";
+    server_.enqueue(streamTarget, HttpReply::ok(content(), fields));
+    expectArrival({0});
+    offerNext();
+    fields = goodFields();
+    fields.erase(fields.begin());
+    server_.enqueue(streamTarget, HttpReply::ok(content(), fields));
+    expectArrival({0});
+}
+
+TEST_P(TheRoadOfAnItem, KeepsItsPartialFileAfterAStreamThatIsNotTheItems) {
+    const std::vector<HttpReply> replies = {HttpReply::ok(""),
+                                            HttpReply::ok("[]"),
+                                            HttpReply::json(R"({"ReturnStatus":"0"})"),
+                                            HttpReply::ok("text", {{"ReturnStatus", "0"}}),
+                                            HttpReply::ok("text", {{"ReturnStatus", "abc"}}),
+                                            HttpReply::status(500, "error"),
+                                            HttpReply::raw("no HTTP\r\n\r\n").thenClose()};
+    for (const auto& reply : replies) {
+        offerNext();
+        leavePartial(partial);
+        const auto before = failures();
+        server_.enqueue(streamTarget, reply);
+        ASSERT_TRUE(waitForOneMoreFailure(before));
+        EXPECT_EQ(bytesOnDisk(), partial) << reply.bytes();
+        expectArrival({0, partial, partial});
+    }
+}
+
+TEST_P(TheRoadOfAnItem, KeepsItsPartialFileAfterAStreamWithoutBytes) {
+    offerNext();
+    leavePartial(partial);
+    const auto before = failures();
+    server_.enqueue(streamTarget, HttpReply::ok("", goodFields()));
+    ASSERT_TRUE(waitForOneMoreFailure(before));
+    EXPECT_EQ(bytesOnDisk(), partial);
+    expectArrival({0, partial, partial});
+}
+
+TEST_P(TheRoadOfAnItem, GivesAPartialFileUpAfterThreeStreamsWithoutBytes) {
+    offerNext();
+    leavePartial(partial);
+    for (int time = 0; time < 3; ++time)
+        server_.enqueue(streamTarget, HttpReply::ok("", goodFields()));
+    expectArrival({0, partial, partial, partial, 0});
+}
+
+TEST_P(TheRoadOfAnItem, TakesNoStreamWhosePartialFileHasGoneMeanwhile) {
+    offerNext();
+    leavePartial(partial);
+    const auto before = failures();
+    server_.enqueue(streamTarget, HttpReply::silence());
+    ASSERT_TRUE(letTimePassUntil([&] { return offsets() == Offsets({0, partial}); }));
+    std::filesystem::remove(temporary(localName()));
+    server_.send(last(streamTarget).connection, headWithoutLength("Connection: close") + content().substr(partial));
+    ASSERT_TRUE(runUntil([&] { return failures() == before + 1; }));
+    EXPECT_EQ(bytesOnDisk(), 0U);
+    server_.close(last(streamTarget).connection);
+    expectArrival({0, partial, 0});
+}
+
+TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainAfterAnAcknowledgementThatBreaksOff) {
+    for (const auto how : everyBreak) {
+        offerNext();
+        breakNext(how, acknowledgeTarget);
+        EXPECT_TRUE(contentOf(placed(localName())) == content());
+        expectArrival({0});
+    }
+}
+
+TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainAfterAnAcknowledgementThatNobodyTakes) {
+    offerNext();
+    const auto before = failures();
+    requested_ = [this](const HttpRequest& request) {
+        if (request.target == streamTarget)
+            settings_.serviceHost = nobody_.host();
+    };
+    ASSERT_TRUE(waitForOneMoreFailure(before));
+    requested_ = nullptr;
+    settings_.serviceHost = server_.host();
+    EXPECT_TRUE(log_.contains("acknowledgement failed; the next attempt follows in 2 s"));
+    expectArrival({0});
+}
+
+TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainAfterAnyResponseThatIsNoConfirmation) {
+    for (const auto* body : {"", "no JSON", "[]", "null", "\"0\"", R"({"ReturnStatus":"0")", "{}",
+                             R"({"Message":"an error has occurred"})", R"({"ReturnStatus":null})",
+                             R"({"ReturnStatus":[]})", R"({"ReturnStatus":"1"})", R"({"ReturnStatus":"2"})",
+                             R"({"ReturnStatus":"-1"})", R"({"ReturnStatus":"abc"})", R"({"ReturnStatus":""})"}) {
+        offerNext();
+        const auto before = failures();
+        server_.enqueue(acknowledgeTarget, HttpReply::json(body));
+        expectArrival({0});
+        EXPECT_EQ(failures(), before + 1) << body;
+    }
+}
+
+TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainByTheNextProcess) {
+    for (const auto how : resetCloseAndStall) {
+        offerNext();
+        breakNext(how, acknowledgeTarget);
+        restart();
+        start();
+        expectArrival({0});
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Transports, TheRoadOfAnItem, ::testing::Values(1343.0, 1138.6), transportName);
+
+} // namespace Quenmark

@@ -1,0 +1,119 @@
+#include "TopFileUploadXpcService/RoadFixture.h"
+
+#include "Platform/Files/Files.h"
+#include "TopFileUploadXpcService/LocalPaths.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace Quenmark {
+
+namespace Files = Platform::Files;
+
+namespace {
+
+std::size_t offsetIn(const TestSupport::HttpRequest& request) {
+    const std::string mark = "\"Length\" : \"";
+    return std::stoul(request.body.substr(request.body.find(mark) + mark.size()));
+}
+
+} // namespace
+
+RoadFixture::RoadFixture() {
+    for (std::size_t index = 0; index < 100'000; ++index)
+        content_ += static_cast<char>('a' + index * index % 26);
+    server_.setHandler([this](const HttpRequest& request) { return respond(request); });
+}
+
+RoadFixture::HttpReply RoadFixture::respond(const HttpRequest& request) {
+    if (requested_)
+        requested_(request);
+    if (request.target == pollTarget)
+        return HttpReply::json(isOffered_ ? pollOfItem() : nothing);
+    if (request.target == streamTarget)
+        return streamFrom(offsetIn(request));
+    if (request.target == acknowledgeTarget) {
+        ++confirmations_;
+        isOffered_ = false;
+    }
+    return HttpReply::json(confirmed);
+}
+
+void RoadFixture::offerNext(std::string_view jsonName, std::string_view name) {
+    ++number_;
+    name_ = name.empty() ? "\\Docs\\item" + identifier() + ".bin" : name;
+    jsonName_ = jsonName.empty() ? R"(\\Docs\\item)" + identifier() + ".bin" : jsonName;
+    isOffered_ = true;
+    confirmations_ = 0;
+    requestsBefore_ = server_.requests().size();
+}
+
+std::string RoadFixture::localName() const {
+    return LocalPaths::localName(name_).substr(1);
+}
+
+std::string RoadFixture::pollOfItem(std::string_view status) const {
+    return R"({"FileName":")" + jsonName_ + R"(","FileUploadID":")" + identifier() + R"(","IsFile":"True",)" +
+           (status.empty() ? "" : R"("ReturnStatus":)" + std::string(status) + ",") +
+           R"("ServerPath":"s","ToComputerID":"7","TransitUploadPath":"t"})";
+}
+
+RoadFixture::HttpReply RoadFixture::streamFrom(std::size_t offset) const {
+    return HttpReply::ok(std::string_view(content_).substr(offset), goodFields());
+}
+
+std::size_t RoadFixture::failures() const {
+    return static_cast<std::size_t>(std::ranges::count_if(log_.entries(), [](const std::string& entry) {
+        return entry.find("; the next attempt follows in ") != std::string::npos;
+    }));
+}
+
+bool RoadFixture::letTimePassUntil(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        if (probe().gateIsOpen())
+            pass(1);
+        else
+            loop_.runOnce(std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+std::size_t RoadFixture::bytesOnDisk() const {
+    return Files::size(temporary(localName())).value_or(0);
+}
+
+void RoadFixture::leavePartial(std::size_t size) {
+    const auto whole = streamFrom(0);
+    const auto before = failures();
+    server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - content_.size() + size));
+    ASSERT_TRUE(letTimePassUntil([&] { return bytesOnDisk() == size; }));
+    server_.reset(last(streamTarget).connection);
+    ASSERT_TRUE(waitForOneMoreFailure(before));
+    ASSERT_EQ(bytesOnDisk(), size);
+}
+
+std::vector<std::size_t> RoadFixture::offsets() const {
+    std::vector<std::size_t> offsets;
+    const auto& requests = server_.requests();
+    for (std::size_t index = requestsBefore_; index < requests.size(); ++index) {
+        if (requests[index].target == streamTarget)
+            offsets.push_back(offsetIn(requests[index]));
+    }
+    return offsets;
+}
+
+void RoadFixture::expectArrival(const std::vector<std::size_t>& expected) {
+    ASSERT_TRUE(letTimePassUntil([&] { return confirmations_ > 0; })) << localName();
+    const auto polls = count(pollTarget);
+    ASSERT_TRUE(letTimePassUntil([&] { return count(pollTarget) > polls + 1 && probe().gateIsOpen(); }));
+    EXPECT_EQ(confirmations_, 1);
+    EXPECT_EQ(offsets(), expected);
+    EXPECT_TRUE(contentOf(placed(localName())) == content_);
+    EXPECT_FALSE(Files::exists(temporary(localName())));
+    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(temporary(".records\\"))), std::vector<std::string>{});
+}
+
+} // namespace Quenmark
