@@ -24,6 +24,7 @@ public:
         return std::nullopt;
     }
     bool endsRefusedStreams() const override { return false; }
+    bool closesEveryFile() const override { return false; }
     std::string_view nextBytes(std::string_view piece, std::size_t remaining) const override;
     std::optional<AttemptEnd> writeFailed(const Platform::Error&, std::uint64_t) const override { return std::nullopt; }
     std::optional<AttemptEnd> streamEnded(const Item&, const ItemPaths&) override { return std::nullopt; }

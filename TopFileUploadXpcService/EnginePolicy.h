@@ -72,6 +72,9 @@ public:
                                                   const ItemPaths& paths, std::uint64_t offset) = 0;
     /// Whether a stream that is not taken ends with its header fields, on the transport that tells them at once.
     virtual bool endsRefusedStreams() const = 0;
+    /// Whether the temporary file is closed however its stream ends, so that its disk can be unmounted and its space is
+    /// free where it was copied; otherwise some ends leave it open until the next stream.
+    virtual bool closesEveryFile() const = 0;
     /// The part of a piece that is to be written when `remaining` bytes of it are left.
     virtual std::string_view nextBytes(std::string_view piece, std::size_t remaining) const = 0;
     /// The temporary file cannot be written, and `missing` bytes of the stream are not on disk. The end of the download

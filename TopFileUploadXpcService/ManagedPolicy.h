@@ -36,6 +36,7 @@ public:
     std::optional<AttemptEnd> streamBegan(const Item& offered, const Platform::HttpUrlResponse& response,
                                           const ItemPaths& paths, std::uint64_t offset) override;
     bool endsRefusedStreams() const override { return true; }
+    bool closesEveryFile() const override { return true; }
     std::string_view nextBytes(std::string_view piece, std::size_t remaining) const override;
     std::optional<AttemptEnd> writeFailed(const Platform::Error& error, std::uint64_t missing) const override;
     std::optional<AttemptEnd> streamEnded(const Item& offered, const ItemPaths& paths) override;

@@ -68,6 +68,8 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
 
 TopFileUploadXpcService::Errand TopFileUploadXpcService::errandOfEndedStream() {
     streams_ = std::max(streams_ - 1, 0);
+    if (streams_ == 0 && policy_->closesEveryFile())
+        stream_.reset();
     Errand errand = streams_ == 0 ? std::exchange(errand_, {}) : errand_;
     if (!errand.attempt)
         errand.attempt = beginAttempt();

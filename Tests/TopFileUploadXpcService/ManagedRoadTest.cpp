@@ -4,6 +4,7 @@
 #include "TopFileUploadXpcService/RoadFixture.h"
 
 #include <filesystem>
+#include <fstream>
 
 namespace Quenmark {
 
@@ -249,6 +250,20 @@ TEST_P(TheRoadOfAnItem, GivesAPartialFileUpAfterThreeStreamsWithoutBytes) {
     for (int time = 0; time < 3; ++time)
         server_.enqueue(streamTarget, HttpReply::ok("", goodFields()));
     expectArrival({0, partial, partial, partial, 0});
+}
+
+TEST_P(TheRoadOfAnItem, StartsAnewWhereItsPartialFileIsLongerThanTheItem) {
+    offerNext();
+    leavePartial(partial);
+    std::filesystem::resize_file(temporary(localName()), content().size() + 1);
+    expectArrival({0, 0});
+}
+
+TEST_P(TheRoadOfAnItem, IsPlacedWhereTheServiceEndedBehindItsLastByte) {
+    offerNext();
+    leavePartial(content().size() - 1);
+    std::ofstream(temporary(localName()), std::ios::app) << content().back();
+    expectArrival({0, content().size()});
 }
 
 TEST_P(TheRoadOfAnItem, TakesNoStreamWhosePartialFileHasGoneMeanwhile) {
