@@ -3,6 +3,7 @@
 #include "Platform/Files/FileState.h"
 #include "Platform/Files/OutputStream.h"
 #include "Platform/Json.h"
+#include "TopFileUploadXpcService/Leftovers.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
 
 #include <boost/json/object.hpp>
@@ -116,7 +117,12 @@ std::optional<Error> ItemRecord::begin(std::optional<std::uint64_t> total) const
     const auto area = LocalPaths::temporaryArea();
     if (read() && area.stateOf(paths_.temporary))
         return std::nullopt;
-    if (auto error = makeTemporaryFile())
+    auto error = makeTemporaryFile();
+    if (error && (error->code == ENOTDIR || error->code == EISDIR)) {
+        Leftovers::makeWayFor(paths_.temporary);
+        error = makeTemporaryFile();
+    }
+    if (error)
         return error;
     return write({.fileUploadID = fileUploadID_.value_or(""),
                   .file = area.stateOf(paths_.temporary).value_or(FileState{}),
