@@ -10,8 +10,9 @@ namespace Quenmark {
 
 namespace {
 
-constexpr const char* tracedCalls = "write,fdatasync,fsync,syncfs,rename,renameat2,link,linkat,mkdir,mkdirat,unlink,"
-                                    "unlinkat,sendto,sendmsg,copy_file_range,sendfile,sync_file_range";
+constexpr const char* tracedCalls =
+    "write,fdatasync,fsync,syncfs,rename,renameat,renameat2,link,linkat,mkdir,mkdirat,unlink,"
+    "unlinkat,sendto,sendmsg,copy_file_range,sendfile,sync_file_range";
 
 bool matches(const SystemCall& call, std::string_view name, const std::vector<std::string>& parts) {
     return call.text.starts_with(std::string(name) + "(") &&
