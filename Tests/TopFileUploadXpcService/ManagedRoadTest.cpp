@@ -99,6 +99,15 @@ TEST_P(TheRoadOfAnItem, GoesOnAfterAPollThatNobodyTakes) {
     expectArrival({0});
 }
 
+TEST_P(TheRoadOfAnItem, GoesOnAfterAHostThatIsNotFound) {
+    settings_.serviceHost = "nowhere.invalid:80";
+    offerNext();
+    ASSERT_TRUE(letTimePassUntil([&] { return failures() == 2; }));
+    EXPECT_TRUE(log_.contains("transport -1003; the next attempt follows in 4 s"));
+    settings_.serviceHost = server_.host();
+    expectArrival({0});
+}
+
 TEST_P(TheRoadOfAnItem, GoesOnAfterAnyStatusOfAPoll) {
     for (const auto* status : {"", R"("1")", R"("2")", R"("-1")", R"("abc")", "null", "[]", "0"}) {
         offerNext();
