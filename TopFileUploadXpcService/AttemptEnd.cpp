@@ -1,5 +1,7 @@
 #include "TopFileUploadXpcService/AttemptEnd.h"
 
+#include "TopFileUploadXpcService/Settings.h"
+
 namespace Quenmark {
 
 std::string reasonOf(const AttemptEnd& end) {
@@ -10,8 +12,9 @@ std::string reasonOf(const AttemptEnd& end) {
     case AttemptEnd::Kind::NoNetwork:
         return "no network";
     case AttemptEnd::Kind::NotConfigured:
-        return "not configured";
+        return Settings::computerIdKey;
     case AttemptEnd::Kind::PollFailed:
+        return end.reason.empty() ? "transport " + std::to_string(end.number) : end.reason;
     case AttemptEnd::Kind::StreamNotAnswered:
     case AttemptEnd::Kind::StreamFailed:
         return "transport " + std::to_string(end.number);

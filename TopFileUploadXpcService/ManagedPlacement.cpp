@@ -41,7 +41,8 @@ std::optional<Error> placeFile(const Platform::PrivateArea& area, const ItemPath
         return error;
     }
     auto error = area.replaceFile(paths.temporary, paths.final);
-    if (error && (error->code == EACCES || error->code == EPERM || error->code == EROFS) && !Flush::hasFailed(error))
+    // What cannot be written to is the folder, and nobody can look for a file that is not there.
+    if (error && !Flush::hasFailed(error) && Posix::pathOf(*error) == paths.final)
         return Posix::error(folder, error->code);
     return error;
 }
