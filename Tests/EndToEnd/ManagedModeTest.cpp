@@ -139,6 +139,24 @@ TEST_P(AManagedService, DiscardsThePartialFileOfAnotherItem) {
     EXPECT_EQ(contentOf(placed("a.txt")), "another");
 }
 
+/// A poll that finds nothing is in between, so that each failure is the first in a row.
+TEST_P(AManagedService, BringsAnItemFromAServerThatBreaksOffAtEveryStage) {
+    offer(R"(\\a.txt)", "\\a.txt");
+    const auto offered = HttpReply::json(item(R"(\\a.txt)"));
+    const auto whole = HttpReply::ok(content_, streamHeaders("\\a.txt"));
+    const auto partial = content_.size() - 4;
+    for (const auto& poll : {HttpReply::raw("").thenReset(), HttpReply::json(nothing), offered,
+                             HttpReply::json(nothing), offered, HttpReply::json(nothing)})
+        server_.enqueue(pollTarget, poll);
+    server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 4).thenClose());
+    server_.enqueue(acknowledgeTarget, HttpReply::raw("HTTP/1.1 200 OK\r\nConte").thenReset());
+    launch(server_.host());
+    ASSERT_TRUE(pollUntil([&] { return confirmations_ == 1; }));
+    EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, partial}));
+    EXPECT_EQ(count(acknowledgeTarget), 2U);
+    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+}
+
 TEST_P(AManagedService, RepeatsALostAcknowledgementWithoutADownload) {
     server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
     offer(R"(\\a.txt)", "\\a.txt");

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <system_error>
 
@@ -92,6 +93,21 @@ TEST_P(ADiskInTrouble, IsFullWhereTheItemIsGatheredAndFreeLater) {
         EXPECT_TRUE(std::ranges::is_sorted(road.offsets())) << "nothing is fetched twice";
         mountOn(road.temporaryFolder(), nullptr, MS_REMOUNT, "size=1m");
         road.expectArrivalFrom(kept);
+    });
+}
+
+TEST_P(ADiskInTrouble, HasNoRoomForASingleByteAndSomeLater) {
+    run([](RoadWithMounts& road) {
+        mountMemory(road.temporaryFolder(), "size=64k");
+        const std::string filler = road.temporaryFolder() + "/filler";
+        std::ofstream(filler) << std::string(1 << 20, 'x');
+        road.start();
+        road.offerNext();
+        road.expectFailures("disk full: 100000 bytes missing; the next attempt follows in ");
+        EXPECT_EQ(road.bytesOnDisk(), 0U);
+        std::filesystem::remove(filler);
+        mountOn(road.temporaryFolder(), nullptr, MS_REMOUNT, "size=1m");
+        road.expectArrivalFrom(0);
     });
 }
 

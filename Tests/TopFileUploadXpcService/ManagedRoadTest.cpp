@@ -325,6 +325,14 @@ TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainAfterAnyResponseThatIsNoConfirmation)
     }
 }
 
+TEST_P(TheRoadOfAnItem, IsConfirmedByANumberAsByAText) {
+    offerNext();
+    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":0})"));
+    ASSERT_TRUE(letTimePassUntil([&] { return count(pollTarget) == 2; }));
+    EXPECT_EQ(failures(), 0U);
+    EXPECT_TRUE(contentOf(placed(localName())) == content());
+}
+
 TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainByTheNextProcess) {
     for (const auto how : resetCloseAndStall) {
         offerNext();
