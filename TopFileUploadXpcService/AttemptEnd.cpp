@@ -14,7 +14,9 @@ std::string reasonOf(const AttemptEnd& end) {
     case AttemptEnd::Kind::NotConfigured:
         return Settings::computerIdKey;
     case AttemptEnd::Kind::PollFailed:
-        return end.reason.empty() ? "transport " + std::to_string(end.number) : end.reason;
+        if (!end.reason.empty())
+            return end.reason;
+        [[fallthrough]];
     case AttemptEnd::Kind::StreamNotAnswered:
     case AttemptEnd::Kind::StreamFailed:
         return "transport " + std::to_string(end.number);

@@ -15,7 +15,8 @@ struct AttemptEnd {
         NotConfigured,
         /// The item is in place, and its acknowledgement is confirmed.
         Acknowledged,
-        /// The poll got no response; `number` is the transport's error code, 0 where it gave none.
+        /// The poll got no response, or none that can be read; `number` is the transport's error code, 0 where it gave
+        /// none, and `reason` says what is wrong with the response, where there is one.
         PollFailed,
         /// The request of the stream got no response; `number` as above.
         StreamNotAnswered,

@@ -76,6 +76,7 @@ protected:
         return head + "\r\n";
     }
 
+    static constexpr const char* badResponse = "bad response; the next attempt follows in 2 s";
     static constexpr std::size_t tenth = 10'000;
     static constexpr std::size_t partial = 4 * tenth;
     TestSupport::HttpServer nobody_;
@@ -117,10 +118,14 @@ TEST_P(TheRoadOfAnItem, GoesOnAfterAnyStatusOfAPoll) {
 }
 
 TEST_P(TheRoadOfAnItem, GoesOnAfterAPollsResponseThatCannotBeRead) {
-    for (const auto* body : {"", "no JSON", "[]", "null", "\"0\"", R"({"ReturnStatus":"0")", "{}", "\xFF"}) {
+    for (const auto* body :
+         {"", "no JSON", "[]", "null", "\"0\"", R"({"ReturnStatus":"0")", "{}", "\xFF",
+          "{\"FileName\":\"\\\\\xFF.txt\",\"FileUploadID\":\"1\",\"IsFile\":\"True\",\"ReturnStatus\":\"0\"}"}) {
         offerNext();
         server_.enqueue(pollTarget, HttpReply::json(body));
+        const auto before = log_.count(badResponse);
         expectArrival({0});
+        EXPECT_EQ(log_.count(badResponse), before + 1) << body;
     }
 }
 
