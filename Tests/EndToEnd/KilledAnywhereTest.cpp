@@ -1,4 +1,5 @@
-// The service is killed at every system call of its work on an item, and started again: every item arrives.
+// The service is killed at every system call of its work on an item, and started again: every item arrives. What each
+// starting state comes to:
 //
 //   starting state                        compatible mode                            managed mode
 //                                         in its place    in the temporary area
@@ -10,6 +11,9 @@
 //   the folder of the place is missing    nothing         the item                   the item, nothing
 //   the item is a folder                  the item        nothing                    the item, nothing
 //   two items wait                        the items       nothing (*)                the items, nothing
+//   one byte came before the server cut the download off (***)                       the item, nothing
+//   all bytes came before                                                            the item, nothing
+//   more bytes came before the item became shorter                                   the item, nothing
 //
 // (*) An item that was placed, but not acknowledged, before the kill is fetched again, and cannot be moved into its own
 // place: the temporary file stays.
@@ -17,9 +21,12 @@
 // (**) The record of an item whose acknowledgement's response was not read any more stays, here and below: the service
 // cannot know that the item will not be offered again.
 //
-// Every item is acknowledged once, and is in its place by then. Compatible mode has to acknowledge it all the same where
-// it cannot be placed. What was written before the kill is not fetched again; in managed mode a partial file counts
-// where it is known to be the item's.
+// (***) In compatible mode that is the partial file above. In managed mode those above are of no item, and have other
+// bytes.
+//
+// Every item is acknowledged once, and is in its place by then. Compatible mode has to acknowledge it all the same
+// where it cannot be placed. What was written before the kill is not fetched again; in managed mode a partial file
+// counts where it is known to be the item's.
 
 #include "EndToEnd/KilledServiceFixture.h"
 
