@@ -25,12 +25,6 @@ using Platform::HttpUrlResponse;
 
 namespace {
 
-ManagedPolicy::Jitter randomJitter() {
-    return [engine = std::minstd_rand(std::random_device()())]() mutable {
-        return std::uniform_real_distribution<>(-1, 1)(engine);
-    };
-}
-
 std::unique_ptr<Platform::NetworkTarget> internet(Platform::NetworkSource source) {
     sockaddr_in zeroAddress{};
     zeroAddress.sin_family = AF_INET;
@@ -50,6 +44,12 @@ std::optional<std::string> fieldOr(const HttpUrlResponse& response, std::string_
 }
 
 } // namespace
+
+ManagedPolicy::Jitter ManagedPolicy::randomJitter() {
+    return [engine = std::minstd_rand(std::random_device()())]() mutable {
+        return std::uniform_real_distribution<>(-1, 1)(engine);
+    };
+}
 
 ManagedPolicy::ManagedPolicy(Platform::NetworkSource network) : ManagedPolicy(std::move(network), randomJitter()) {}
 

@@ -18,6 +18,8 @@ class ManagedPolicy final : public EnginePolicy {
 public:
     /// A number from -1 to 1, anew at each call.
     using Jitter = std::function<double()>;
+    /// The usual one: random numbers.
+    static Jitter randomJitter();
 
     /// `network` is the source of the network's flags, whose return ends a wait.
     explicit ManagedPolicy(Platform::NetworkSource network = {});

@@ -11,7 +11,7 @@ using TestSupport::runCommand;
 class AServiceThatCannotServe : public RealServiceFixture {};
 
 TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereItsNameIsTaken) {
-    deploy(server_.host());
+    deploy(server.host());
     start();
     const auto second = runCommand({QUENMARK_SERVICE});
     EXPECT_EQ(second.status, 69);
@@ -21,8 +21,8 @@ TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereItsNameIsTaken) {
 }
 
 TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereIsNoBus) {
-    deploy(server_.host());
-    environment_.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + home_.path("nowhere"));
+    deploy(server.host());
+    environment.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + home.path("nowhere"));
     const auto result = runCommand({QUENMARK_SERVICE});
     EXPECT_EQ(result.status, 69);
     EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
@@ -31,7 +31,7 @@ TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereIsNoBus) {
 // UndefinedBehaviorSanitizer needs descriptors of its own to look at an exception.
 #ifndef __SANITIZE_ADDRESS__
 TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereAreNoDescriptors) {
-    deploy(server_.host());
+    deploy(server.host());
     const auto result = runCommand({"prlimit", "--nofile=5", QUENMARK_SERVICE});
     EXPECT_EQ(result.status, 71);
     EXPECT_TRUE(result.errors.starts_with("The service cannot start: ")) << result.errors;
@@ -40,11 +40,11 @@ TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereAreNoDescriptors) {
 #endif
 
 TEST_P(AServiceThatCannotServe, EndsWhenTheBusIsLost) {
-    deploy(server_.host());
+    deploy(server.host());
     start();
     ASSERT_TRUE(serviceProcess());
     const auto process = *serviceProcess();
-    bus_->kill();
+    bus->kill();
     EXPECT_TRUE(pollUntil([&] { return !exists("/proc/" + std::to_string(process) + "/exe"); }));
 }
 

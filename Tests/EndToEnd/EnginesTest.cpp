@@ -19,13 +19,13 @@ protected:
         contents_ = {
             {"first.txt", "first"}, {"Docs/a.txt", "a"}, {"Docs/large.bin", large_}, {"Docs/Deep/b.txt", "bb"}};
         for (const auto& [name, content] : contents_) {
-            const auto made = data_.write("made", content);
+            const auto made = data.write("made", content);
             fs::create_directories(fs::path(outbox(name)).parent_path());
             fs::rename(made, outbox(name));
         }
     }
     /// Starts one more engine, by a connection of its own.
-    void startEngine() { askToStart(*peers_.emplace_back(std::make_unique<BusPeer>())); }
+    void startEngine() { askToStart(*peers.emplace_back(std::make_unique<BusPeer>())); }
 
     void expectEveryItemOnce(const ServiceProcess& service, const std::function<std::string()>& log) {
         ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
@@ -66,42 +66,42 @@ private:
     std::map<std::string, std::string> contents_;
 
 protected:
-    std::vector<std::unique_ptr<BusPeer>> peers_;
+    std::vector<std::unique_ptr<BusPeer>> peers;
 };
 
 TEST_P(OneQueueOfItems, IsEmptiedByTwoEngines) {
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     deploy(service.host());
     for (int engine = 0; engine < 2; ++engine)
         startEngine();
-    expectEveryItemOnce(service, [&] { return bus_->log(); });
+    expectEveryItemOnce(service, [&] { return bus->log(); });
 }
 
 TEST_P(OneQueueOfItems, IsEmptiedByFiveEngines) {
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     deploy(service.host());
     for (int engine = 0; engine < 5; ++engine)
         startEngine();
-    expectEveryItemOnce(service, [&] { return bus_->log(); });
+    expectEveryItemOnce(service, [&] { return bus->log(); });
 }
 
 TEST_P(OneQueueOfItems, IsEmptiedByFiftyEngines) {
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     deploy(service.host());
     for (int engine = 0; engine < 50; ++engine)
         startEngine();
-    expectEveryItemOnce(service, [&] { return bus_->log(); });
+    expectEveryItemOnce(service, [&] { return bus->log(); });
 }
 
 TEST_P(OneQueueOfItems, IsEmptiedByTwoProcessesOnTwoBuses) {
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     deploy(service.host());
     for (int engine = 0; engine < 3; ++engine)
         startEngine();
     const TestSupport::PrivateBus second(std::vector<TestSupport::PrivateBus::Service>{{busName, QUENMARK_SERVICE}});
     for (int engine = 0; engine < 3; ++engine)
         startEngine();
-    expectEveryItemOnce(service, [&] { return bus_->log() + second.log(); });
+    expectEveryItemOnce(service, [&] { return bus->log() + second.log(); });
     EXPECT_NE(second.log().find("Connection available"), std::string::npos) << "the second process polls too";
 }
 

@@ -22,15 +22,15 @@ class TheEntry : public ::testing::TestWithParam<Release> {
 protected:
     TheEntry() {
         const std::string number = GetParam().number;
-        home_.setDeployment(R"({"serviceHost":")" + server_.host() + '"' +
-                            (number.empty() ? "" : R"(,"appKitVersionNumber":)" + number) + "}");
-        home_.setPreferences(home_.preferencesFor(home_.path()));
-        server_.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"1"})"); });
+        home.setDeployment(R"({"serviceHost":")" + server.host() + '"' +
+                           (number.empty() ? "" : R"(,"appKitVersionNumber":)" + number) + "}");
+        home.setPreferences(home.preferencesFor(home.path()));
+        server.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"1"})"); });
     }
 
-    Platform::RunLoop loop_;
-    TestSupport::TemporaryHome home_;
-    TestSupport::HttpServer server_;
+    Platform::RunLoop loop;
+    TestSupport::TemporaryHome home;
+    TestSupport::HttpServer server;
 };
 
 TEST_P(TheEntry, OffersTheFrontEndOfTheReleaseAndEitherIsStartedAlike) {
@@ -45,10 +45,10 @@ TEST_P(TheEntry, OffersTheFrontEndOfTheReleaseAndEitherIsStartedAlike) {
     };
     EXPECT_EQ(offers("Velkarin.Quenmark.XPC"), GetParam().isWrapper) << description->text;
     EXPECT_EQ(offers("Velkarin.Quenmark.TopFileUploadXpcServiceProtocol"), !GetParam().isWrapper);
-    EXPECT_EQ(server_.requests().size(), 0U);
+    EXPECT_EQ(server.requests().size(), 0U);
     const auto start = TestSupport::runCommand({QUENMARK_TOOL, "start"});
     EXPECT_EQ(start.status, 0) << start.errors;
-    EXPECT_TRUE(loop_.runUntil([&] { return !server_.requests().empty(); }));
+    EXPECT_TRUE(loop.runUntil([&] { return !server.requests().empty(); }));
 }
 
 INSTANTIATE_TEST_SUITE_P(AtEachThreshold, TheEntry,

@@ -17,9 +17,9 @@ using TestSupport::HttpRequest;
 class ABrokenTransfer : public RealServiceFixture {
 protected:
     ABrokenTransfer() {
-        content_.reserve(size);
+        wholeContent.reserve(size);
         for (std::size_t index = 0; index < size; ++index)
-            content_ += static_cast<char>('a' + index * index % 26);
+            wholeContent += static_cast<char>('a' + index * index % 26);
     }
     static std::size_t offsetOf(const HttpRequest& request) {
         const std::string mark = "\"Length\" : \"";
@@ -27,19 +27,20 @@ protected:
     }
     /// Sends the content from the offset that is asked for, and breaks off before the byte `stop` of the content.
     HttpReply sendUpTo(const HttpRequest& request, std::size_t stop) const {
-        const auto whole = HttpReply::ok(content_.substr(offsetOf(request)), streamHeaders("\\a.bin"));
-        return stop >= content_.size() ? whole : whole.cutAfter(whole.bytes().size() - (content_.size() - stop));
+        const auto whole = HttpReply::ok(wholeContent.substr(offsetOf(request)), streamHeaders("\\a.bin"));
+        return stop >= wholeContent.size() ? whole
+                                           : whole.cutAfter(whole.bytes().size() - (wholeContent.size() - stop));
     }
 
     static constexpr std::size_t size = 3'000'000;
-    std::string content_;
+    std::string wholeContent;
 };
 
 TEST_P(ABrokenTransfer, ContinuesAfterTheServerCutTheBodyAnywhere) {
     // Before the first byte, after it, in the middle of a piece, before the last byte.
     const std::vector<std::size_t> stops = {0, 1, 1'234'567, size - 1};
     std::vector<std::size_t> offsets;
-    server_.setHandler([&](const HttpRequest& request) {
+    server.setHandler([&](const HttpRequest& request) {
         if (request.target == pollTarget)
             return HttpReply::json(count(acknowledgeTarget) == 0 ? item(R"(\\a.bin)") : nothing);
         if (request.target != streamTarget)
@@ -48,17 +49,17 @@ TEST_P(ABrokenTransfer, ContinuesAfterTheServerCutTheBodyAnywhere) {
         const auto round = offsets.size() - 1;
         return round < stops.size() ? sendUpTo(request, stops[round]).thenClose() : sendUpTo(request, size);
     });
-    deploy(server_.host());
+    deploy(server.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
     EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 0, 1, 1'234'567, size - 1}));
-    EXPECT_TRUE(contentOf(placed("a.bin")) == content_);
+    EXPECT_TRUE(contentOf(placed("a.bin")) == wholeContent);
     EXPECT_FALSE(exists(temporary("a.bin")));
 }
 
 TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
     std::vector<std::size_t> offsets;
-    server_.setHandler([&](const HttpRequest& request) {
+    server.setHandler([&](const HttpRequest& request) {
         if (request.target == pollTarget)
             return HttpReply::json(item(R"(\\a.bin)"));
         if (request.target != streamTarget)
@@ -66,7 +67,7 @@ TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
         offsets.push_back(offsetOf(request));
         return sendUpTo(request, offsets.size() == 1 ? 2'000'000 : size);
     });
-    deploy(server_.host());
+    deploy(server.host());
     start();
     ASSERT_TRUE(pollUntil([&] {
         std::error_code none;
@@ -80,11 +81,11 @@ TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
     start();
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) >= 1; }));
     EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 2'000'000}));
-    EXPECT_TRUE(contentOf(placed("a.bin")) == content_);
+    EXPECT_TRUE(contentOf(placed("a.bin")) == wholeContent);
 }
 
 TEST_P(ABrokenTransfer, IsAStreamErrorWhereAFileReachesTheLargestSize) {
-    server_.setHandler([&](const HttpRequest& request) {
+    server.setHandler([&](const HttpRequest& request) {
         if (request.target == pollTarget)
             return HttpReply::json(count(streamTarget) == 0 ? item(R"(\\a.bin)") : nothing);
         return request.target == streamTarget ? sendUpTo(request, size) : HttpReply::json(R"({"ReturnStatus":"0"})");
@@ -94,13 +95,13 @@ TEST_P(ABrokenTransfer, IsAStreamErrorWhereAFileReachesTheLargestSize) {
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
     const rlimit million{1'000'000, before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &million), 0);
-    deploy(server_.host());
+    deploy(server.host());
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
     start();
     ASSERT_TRUE(pollUntil([&] { return serviceProcess().has_value(); }));
     const auto process = serviceProcess();
     EXPECT_TRUE(
-        bus_->waitForLog("Stream error: Error Domain=POSIX Code=27 \"" + temporary("a.bin") + ": File too large\""));
+        bus->waitForLog("Stream error: Error Domain=POSIX Code=27 \"" + temporary("a.bin") + ": File too large\""));
     EXPECT_TRUE(pollUntil([&] { return count(pollTarget) >= 2; })) << "it goes on";
     EXPECT_EQ(serviceProcess(), process);
 }
@@ -111,7 +112,7 @@ class AFaultyServer : public RealServiceFixture {};
 /// not in its coding.
 TEST_P(AFaultyServer, ThatCannotBeTrustedOrDecodedIsPolledAgain) {
     const TestSupport::TlsServer portal;
-    server_.setHandler([&](const HttpRequest&) {
+    server.setHandler([&](const HttpRequest&) {
         switch (count(pollTarget)) {
         case 1:
             return HttpReply::status(302, "", {{"Location", portal.url("/login")}});
@@ -121,23 +122,23 @@ TEST_P(AFaultyServer, ThatCannotBeTrustedOrDecodedIsPolledAgain) {
             return HttpReply::json(nothing);
         }
     });
-    deploy(server_.host());
+    deploy(server.host());
     start();
     EXPECT_TRUE(pollUntil([&] { return count(pollTarget) == 4; }));
 }
 
 TEST_P(AFaultyServer, WhoseFieldsAreNotUtf8GetsItsItemAcknowledgedAsText) {
-    server_.setHandler([&](const HttpRequest& request) {
+    server.setHandler([&](const HttpRequest& request) {
         if (request.target == pollTarget)
             return HttpReply::json(count(acknowledgeTarget) == 0 ? item(R"(\\a.bin)") : nothing);
         if (request.target == streamTarget)
             return HttpReply::ok("content", streamHeaders("\\\xFC.txt"));
         return HttpReply::json(R"({"ReturnStatus":"0"})");
     });
-    deploy(server_.host());
+    deploy(server.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
-    const auto& requests = server_.requests();
+    const auto& requests = server.requests();
     const auto acknowledgement = std::find_if(requests.begin(), requests.end(), [](const HttpRequest& request) {
         return request.target == acknowledgeTarget;
     });

@@ -24,14 +24,14 @@ std::string contentFor(std::size_t number) {
 
 KilledServiceFixture::KilledServiceFixture() {
     // The leak sanitizer cannot work in a process that is traced.
-    environment_.set("ASAN_OPTIONS", "detect_leaks=0");
-    server_.setHandler([this](const HttpRequest& request) { return reply(request); });
+    environment.set("ASAN_OPTIONS", "detect_leaks=0");
+    server.setHandler([this](const HttpRequest& request) { return reply(request); });
 }
 
 void KilledServiceFixture::killEverywhere(KillCase killCase) {
     case_ = std::move(killCase);
-    configure(server_.host());
-    bus_ = std::make_unique<TestSupport::PrivateBus>();
+    configure(server.host());
+    bus = std::make_unique<TestSupport::PrivateBus>();
     peer_ = std::make_unique<TestSupport::BusPeer>();
     const auto points = record();
     if (HasFailure())
@@ -67,7 +67,7 @@ void KilledServiceFixture::begin() {
     for (const auto& folder : {placed(""), temporary("")})
         fs::remove_all(folder);
     fs::create_directories(placed("Docs"));
-    fs::remove(data_.path("log"));
+    fs::remove(data.path("log"));
     keptRecords_.clear();
     fetched_ = 0;
     items_.clear();
@@ -81,11 +81,11 @@ void KilledServiceFixture::begin() {
     }
     const auto& item = items_.front();
     if (case_.hasOlderFile)
-        home_.write("Quenmark/" + item.name, "older");
+        home.write("Quenmark/" + item.name, "older");
     if (case_.isFromCutDownload)
         downloadInPart();
     else if (case_.partial != KillCase::Partial::None)
-        home_.temporary().write("QuenmarkTemp/" + item.name, partialContent(item));
+        home.temporary().write("QuenmarkTemp/" + item.name, partialContent(item));
 }
 
 void KilledServiceFixture::downloadInPart() {
@@ -145,7 +145,7 @@ bool KilledServiceFixture::isAllAcknowledged() const {
 }
 
 void KilledServiceFixture::launch(const std::vector<std::string>& tracer) {
-    service_ = std::make_unique<ChildService>(data_.path("log"), tracer);
+    service_ = std::make_unique<ChildService>(data.path("log"), tracer);
     isCallDue_ = !isManaged();
 }
 
@@ -162,7 +162,7 @@ void KilledServiceFixture::keepSettingsNew() {
     if (now - settingsChanged_ < std::chrono::milliseconds(500))
         return;
     settingsChanged_ = now;
-    for (const auto& file : {home_.preferencesFile(), home_.config().path("quenmark/deployment.json")})
+    for (const auto& file : {home.preferencesFile(), home.config().path("quenmark/deployment.json")})
         fs::last_write_time(file, fs::file_time_type::clock::now());
 }
 
@@ -174,7 +174,7 @@ bool KilledServiceFixture::waitUntil(const std::function<bool()>& condition, Pla
         keepSettingsNew();
         sendRest();
         callIfDue();
-        loop_.runOnce(std::chrono::milliseconds(3));
+        loop.runOnce(std::chrono::milliseconds(3));
     }
     return true;
 }
@@ -183,7 +183,7 @@ void KilledServiceFixture::waitUntilItIsGone() {
     isCallDue_ = false;
     rest_.reset();
     // What it has sent is taken before another one sends.
-    ASSERT_TRUE(waitUntil([&] { return server_.openConnections() == 0 && peer_->ownerOf(busName).empty(); }));
+    ASSERT_TRUE(waitUntil([&] { return server.openConnections() == 0 && peer_->ownerOf(busName).empty(); }));
     isCallDue_ = false;
     rest_.reset();
 }
@@ -222,12 +222,12 @@ KilledServiceFixture::Tree KilledServiceFixture::left() const {
 
 std::string KilledServiceFixture::endOfLog() const {
     constexpr std::size_t most = 4000;
-    const auto log = contentOf(data_.path("log")).value_or("");
+    const auto log = contentOf(data.path("log")).value_or("");
     return log.substr(log.size() - std::min(log.size(), most));
 }
 
 std::vector<KillPoint> KilledServiceFixture::record() {
-    const std::string file = data_.path("recording");
+    const std::string file = data.path("recording");
     std::vector<KillPoint> points;
     begin();
     launch(KillPoints::recorder(file));
@@ -241,7 +241,7 @@ std::vector<KillPoint> KilledServiceFixture::record() {
 
 void KilledServiceFixture::killAt(const KillPoint& point) {
     begin();
-    launch(point.tracer(data_.path("trace")));
+    launch(point.tracer(data.path("trace")));
     ASSERT_TRUE(waitUntil([&] {
         // Where it makes a few calls less than it did in the recording, further passes come to that number.
         isCallDue_ = isCallDue_ || isAllAcknowledged();
@@ -263,7 +263,7 @@ void KilledServiceFixture::finishAndCompare() {
         EXPECT_EQ(item.acknowledgements, 1U) << item.name;
     EXPECT_EQ(treeOf(placed(""), true), expectedInPlace());
     EXPECT_EQ(left(), expectedLeft());
-    EXPECT_EQ(contentOf(data_.path("log")).value_or("").find("Sanitizer"), std::string::npos);
+    EXPECT_EQ(contentOf(data.path("log")).value_or("").find("Sanitizer"), std::string::npos);
 }
 
 } // namespace Quenmark

@@ -100,7 +100,7 @@ HttpReply KilledServiceFixture::acknowledge(const HttpRequest& request) {
 void KilledServiceFixture::sendRest() {
     if (!rest_ || contentOf(rest_->file).value_or("").size() < rest_->sizeBefore)
         return;
-    server_.send(rest_->connection, rest_->bytes);
+    server.send(rest_->connection, rest_->bytes);
     rest_.reset();
 }
 

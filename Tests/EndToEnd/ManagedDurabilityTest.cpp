@@ -16,20 +16,20 @@ protected:
     static constexpr const char* acknowledgement = "POST /QuenmarkRestService/Uploads.svc/UpdateFileUpload ";
 
     void launchTraced(const std::string& options = "") {
-        launch(server_.host(), SystemCalls::launcher(traceFile_, options));
+        launch(server.host(), SystemCalls::launcher(traceFile, options));
     }
     /// Launches the service so that calls of those names which concern a path fail with EIO, those of that number.
     void launchWithFailures(const std::string& calls, const std::string& path, const std::string& which) {
-        launch(server_.host(), "/usr/bin/env ASAN_OPTIONS=detect_leaks=0 strace -f -o " + traceFile_ + " -P " + path +
-                                   " -e trace=" + calls + " -e inject=" + calls + ":error=EIO:when=" + which + " ");
+        launch(server.host(), "/usr/bin/env ASAN_OPTIONS=detect_leaks=0 strace -f -o " + traceFile + " -P " + path +
+                                  " -e trace=" + calls + " -e inject=" + calls + ":error=EIO:when=" + which + " ");
     }
     bool waitForAcknowledgement() {
-        return pollUntil([&] { return confirmations_ == 1; });
+        return pollUntil([&] { return confirmations == 1; });
     }
     /// Waits until the trace, which strace(1) writes on its own time, holds every acknowledgement.
     bool waitForTheTraceOfIt() {
         return pollUntil([&] {
-            const SystemCalls calls(traceFile_);
+            const SystemCalls calls(traceFile);
             const auto last = calls.last("sendto", {acknowledgement});
             return last && last->succeeded && calls.count("sendto", {acknowledgement}) == count(acknowledgeTarget);
         });
@@ -37,44 +37,43 @@ protected:
     static std::string descriptor(const std::string& path) { return "<" + path + ">"; }
     static SystemCalls::Step sendsAcknowledgement() { return {"sendto", {acknowledgement}}; }
     std::size_t injected() const {
-        const auto trace = contentOf(traceFile_).value_or("");
+        const auto trace = contentOf(traceFile).value_or("");
         std::size_t count = 0;
         for (auto at = trace.find("(INJECTED)"); at != std::string::npos; at = trace.find("(INJECTED)", at + 1))
             ++count;
         return count;
     }
 
-    std::string traceFile_ = data_.path("trace");
+    std::string traceFile = data.path("trace");
 };
 
 TEST_P(WhatManagedModeAcknowledges, IsAFileWhoseBytesNameAndFoldersAreOnDisk) {
     offer(R"(\\A\\a.txt)", "\\A\\a.txt");
     launchTraced();
     ASSERT_TRUE(waitForAcknowledgement() && waitForTheTraceOfIt());
-    const SystemCalls calls(traceFile_);
+    const SystemCalls calls(traceFile);
     calls.expectOrder({{"write", {temporary(".records\\\\/"), R"(FileUploadID)"}},
-                       {"write", {descriptor(temporary("A/a.txt")), content_}},
+                       {"write", {descriptor(temporary("A/a.txt")), wholeContent}},
                        {"write", {temporary(".records\\\\/"), R"(Modified)"}},
                        {"fdatasync", {descriptor(temporary("A/a.txt"))}},
                        {"renameat", {"\"" + placed("A/a.txt") + "\""}},
                        {"fsync", {descriptor(placed("A"))}},
                        sendsAcknowledgement()});
     calls.expectOrder({{"mkdir", {"\"" + placed("A") + "\""}},
-                       {"fsync", {descriptor(home_.path("Quenmark"))}},
+                       {"fsync", {descriptor(home.path("Quenmark"))}},
                        {"renameat", {"\"" + placed("A/a.txt") + "\""}}});
-    EXPECT_EQ(contentOf(placed("A/a.txt")), content_);
+    EXPECT_EQ(contentOf(placed("A/a.txt")), wholeContent);
 }
 
 TEST_P(WhatManagedModeAcknowledges, IsAFileWhoseAcknowledgementWasLostAndIsOnDiskAgain) {
-    server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
+    server.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
     offer(R"(\\a.txt)", "\\a.txt");
     launchTraced();
     ASSERT_TRUE(waitForAcknowledgement() && waitForTheTraceOfIt());
-    SystemCalls(traceFile_)
-        .expectOrder({sendsAcknowledgement(),
-                      {"fdatasync", {descriptor(placed("a.txt"))}},
-                      {"fsync", {descriptor(home_.path("Quenmark"))}},
-                      sendsAcknowledgement()});
+    SystemCalls(traceFile).expectOrder({sendsAcknowledgement(),
+                                        {"fdatasync", {descriptor(placed("a.txt"))}},
+                                        {"fsync", {descriptor(home.path("Quenmark"))}},
+                                        sendsAcknowledgement()});
     EXPECT_EQ(count(streamTarget), 1U);
 }
 
@@ -82,12 +81,12 @@ TEST_P(WhatManagedModeAcknowledges, IsFetchedAgainWhereItsBytesCannotBeFlushed) 
     offer(R"(\\a.txt)", "\\a.txt");
     launchTraced("-e inject=fdatasync:error=EIO:when=1");
     ASSERT_TRUE(waitForAcknowledgement() && waitForTheTraceOfIt());
-    EXPECT_TRUE(bus_->waitForLog("not flushed; the next attempt follows in 2 s"));
+    EXPECT_TRUE(bus->waitForLog("not flushed; the next attempt follows in 2 s"));
     EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, 0}));
     EXPECT_EQ(count(acknowledgeTarget), 1U);
-    SystemCalls(traceFile_)
-        .expectOrder({{"fdatasync", {descriptor(temporary("a.txt")), "= 0"}}, sendsAcknowledgement()});
-    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+    SystemCalls(traceFile).expectOrder(
+        {{"fdatasync", {descriptor(temporary("a.txt")), "= 0"}}, sendsAcknowledgement()});
+    EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
 }
 
 TEST_P(WhatManagedModeAcknowledges, IsFetchedAgainWhereItsFolderCannotBeFlushed) {
@@ -97,12 +96,11 @@ TEST_P(WhatManagedModeAcknowledges, IsFetchedAgainWhereItsFolderCannotBeFlushed)
     ASSERT_TRUE(waitForAcknowledgement() && waitForTheTraceOfIt());
     EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, 0}));
     EXPECT_EQ(count(acknowledgeTarget), 1U);
-    SystemCalls(traceFile_)
-        .expectOrder({{"renameat", {"\"" + placed("A/a.txt") + "\""}},
-                      {"renameat", {"\"" + placed("A/a.txt") + "\""}},
-                      {"fsync", {descriptor(placed("A")), "= 0"}},
-                      sendsAcknowledgement()});
-    EXPECT_EQ(contentOf(placed("A/a.txt")), content_);
+    SystemCalls(traceFile).expectOrder({{"renameat", {"\"" + placed("A/a.txt") + "\""}},
+                                        {"renameat", {"\"" + placed("A/a.txt") + "\""}},
+                                        {"fsync", {descriptor(placed("A")), "= 0"}},
+                                        sendsAcknowledgement()});
+    EXPECT_EQ(contentOf(placed("A/a.txt")), wholeContent);
 }
 
 TEST_P(WhatManagedModeAcknowledges, IsFetchedAgainWhereANewFolderCannotBeFlushed) {
@@ -110,14 +108,13 @@ TEST_P(WhatManagedModeAcknowledges, IsFetchedAgainWhereANewFolderCannotBeFlushed
     launchTraced("-e inject=fsync:error=EIO:when=1");
     ASSERT_TRUE(waitForAcknowledgement() && waitForTheTraceOfIt());
     EXPECT_EQ(count(acknowledgeTarget), 1U);
-    SystemCalls(traceFile_)
-        .expectOrder({{"mkdir", {"\"" + placed("A") + "\""}},
-                      {"mkdir", {"\"" + placed("A") + "\""}},
-                      {"fsync", {descriptor(home_.path("Quenmark")), "= 0"}},
-                      {"renameat", {"\"" + placed("A/a.txt") + "\""}},
-                      {"fsync", {descriptor(placed("A")), "= 0"}},
-                      sendsAcknowledgement()});
-    EXPECT_EQ(contentOf(placed("A/a.txt")), content_);
+    SystemCalls(traceFile).expectOrder({{"mkdir", {"\"" + placed("A") + "\""}},
+                                        {"mkdir", {"\"" + placed("A") + "\""}},
+                                        {"fsync", {descriptor(home.path("Quenmark")), "= 0"}},
+                                        {"renameat", {"\"" + placed("A/a.txt") + "\""}},
+                                        {"fsync", {descriptor(placed("A")), "= 0"}},
+                                        sendsAcknowledgement()});
+    EXPECT_EQ(contentOf(placed("A/a.txt")), wholeContent);
 }
 
 TEST_P(WhatManagedModeAcknowledges, IsNothingWhileNothingCanBeFlushed) {
@@ -129,27 +126,27 @@ TEST_P(WhatManagedModeAcknowledges, IsNothingWhileNothingCanBeFlushed) {
 }
 
 TEST_P(WhatManagedModeAcknowledges, ContinuesWhereAWriteFailed) {
-    content_.assign(3 << 20, 'x');
+    wholeContent.assign(3 << 20, 'x');
     offer(R"(\\a.txt)", "\\a.txt");
     launchWithFailures("write", temporary("a.txt"), "2");
     ASSERT_TRUE(waitForAcknowledgement());
-    EXPECT_TRUE(bus_->waitForLog("not writable: " + temporary("a.txt") + "; the next attempt follows in 2 s"));
+    EXPECT_TRUE(bus->waitForLog("not writable: " + temporary("a.txt") + "; the next attempt follows in 2 s"));
     EXPECT_EQ(injected(), 1U);
     ASSERT_EQ(offsets().size(), 2U);
     EXPECT_GT(offsets()[1], 0U) << "the first write is kept";
     EXPECT_EQ(count(acknowledgeTarget), 1U);
-    EXPECT_TRUE(contentOf(placed("a.txt")) == content_);
+    EXPECT_TRUE(contentOf(placed("a.txt")) == wholeContent);
 }
 
 TEST_P(WhatManagedModeAcknowledges, IsKeptWhereItCannotBeRenamed) {
     offer(R"(\\a.txt)", "\\a.txt");
     launchWithFailures("rename,renameat,renameat2", placed("a.txt"), "1");
     ASSERT_TRUE(waitForAcknowledgement());
-    EXPECT_TRUE(bus_->waitForLog("not writable: " + placed("a.txt") + "; the next attempt follows in 2 s"));
+    EXPECT_TRUE(bus->waitForLog("not writable: " + placed("a.txt") + "; the next attempt follows in 2 s"));
     EXPECT_EQ(injected(), 1U);
     EXPECT_EQ(count(streamTarget), 1U);
     EXPECT_EQ(count(acknowledgeTarget), 1U);
-    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+    EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, WhatManagedModeAcknowledges, ::testing::Values(managedModern, managedWrapper),

@@ -23,7 +23,7 @@ protected:
     /// Says whether each of two calls, by two peers, has a request of its own while the server is silent. Needs a
     /// service whose engines have not polled yet, but for the one that begins by itself.
     bool hasAnEngineForEachCaller() {
-        server_.setHandler([](const HttpRequest&) { return HttpReply::silence(); });
+        server.setHandler([](const HttpRequest&) { return HttpReply::silence(); });
         BusPeer first;
         BusPeer second;
         for (auto* peer : {&first, &second}) {
@@ -33,14 +33,14 @@ protected:
         return pollUntil([&] { return count(pollTarget) == 2; });
     }
     void writeDeployment(const std::string& host, const std::string& mode) {
-        home_.setDeployment(R"({"serviceHost":")" + host + R"(","appKitVersionNumber":)" +
-                            std::to_string(GetParam().release) + R"(,"mode":")" + mode + "\"}");
+        home.setDeployment(R"({"serviceHost":")" + host + R"(","appKitVersionNumber":)" +
+                           std::to_string(GetParam().release) + R"(,"mode":")" + mode + "\"}");
     }
 };
 
 TEST_P(AManagedService, BeginsWithoutACall) {
     send("a.txt", "content");
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     launch(service.host());
     ASSERT_TRUE(pollUntil([&] { return contentOf(placed("a.txt")) == "content"; }));
     EXPECT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
@@ -48,11 +48,11 @@ TEST_P(AManagedService, BeginsWithoutACall) {
 
 TEST_P(AManagedService, HasOneChainOfPassesForAllItsCallers) {
     std::vector<Time> polls;
-    server_.setHandler([&](const HttpRequest&) {
+    server.setHandler([&](const HttpRequest&) {
         polls.push_back(std::chrono::steady_clock::now());
         return HttpReply::json(nothing);
     });
-    launch(server_.host());
+    launch(server.host());
     std::vector<std::unique_ptr<BusPeer>> peers;
     for (int call = 0; call < 5; ++call)
         askToStart(*peers.emplace_back(std::make_unique<BusPeer>()));
@@ -67,10 +67,10 @@ TEST_P(AManagedService, HasOneChainOfPassesForAllItsCallers) {
 }
 
 TEST_P(AManagedService, ReplacesAnOlderFileAndMakesAnEmptyOne) {
-    home_.write("Quenmark/a.txt", "a longer old content");
+    home.write("Quenmark/a.txt", "a longer old content");
     send("a.txt", "new");
     send("empty.txt", "");
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     launch(service.host());
     ASSERT_TRUE(pollUntil([&] { return contentOf(placed("a.txt")) == "new"; }));
     ASSERT_TRUE(pollUntil([&] { return contentOf(placed("empty.txt")) == ""; }));
@@ -81,18 +81,18 @@ TEST_P(AManagedService, ReplacesAnOlderFileAndMakesAnEmptyOne) {
 
 TEST_P(AManagedService, MakesTheFoldersThatAreMissing) {
     offer(R"(\\A\\B\\c.txt)", "\\A\\B\\c.txt");
-    launch(server_.host());
+    launch(server.host());
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
-    EXPECT_EQ(contentOf(placed("A/B/c.txt")), content_);
+    EXPECT_EQ(contentOf(placed("A/B/c.txt")), wholeContent);
 }
 
 TEST_P(AManagedService, NeverMakesTheFolderThatHoldsTheQuenmarkFolder) {
     send("a.txt", "content");
-    const std::string disk = home_.path("disk");
+    const std::string disk = home.path("disk");
     setPreferences("7", disk);
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     launch(service.host());
-    ASSERT_TRUE(bus_->waitForLog("not writable: " + disk + "; the next attempt follows in "));
+    ASSERT_TRUE(bus->waitForLog("not writable: " + disk + "; the next attempt follows in "));
     EXPECT_FALSE(exists(disk));
     EXPECT_EQ(pendingItems(service), 1);
     fs::create_directories(disk);
@@ -101,27 +101,27 @@ TEST_P(AManagedService, NeverMakesTheFolderThatHoldsTheQuenmarkFolder) {
 }
 
 TEST_P(AManagedService, RefusesANameThatLeavesTheFolder) {
-    server_.setHandler([&](const HttpRequest& request) {
+    server.setHandler([&](const HttpRequest& request) {
         if (request.target == pollTarget)
             return HttpReply::json(item(count(pollTarget) == 1 ? R"(\\..\\a.txt)" : R"(\\a.txt)"));
-        return request.target == streamTarget ? HttpReply::ok(content_, streamHeaders("\\..\\a.txt"))
+        return request.target == streamTarget ? HttpReply::ok(wholeContent, streamHeaders("\\..\\a.txt"))
                                               : HttpReply::json(confirmed);
     });
-    launch(server_.host());
-    ASSERT_TRUE(bus_->waitForLog("name leaves the folder; the next attempt follows in 2 s"));
+    launch(server.host());
+    ASSERT_TRUE(bus->waitForLog("name leaves the folder; the next attempt follows in 2 s"));
     EXPECT_EQ(count(streamTarget), 0U);
-    ASSERT_TRUE(bus_->waitForLog("name leaves the folder; the next attempt follows in 4 s"));
+    ASSERT_TRUE(bus->waitForLog("name leaves the folder; the next attempt follows in 4 s"));
     EXPECT_EQ(count(streamTarget), 1U);
-    EXPECT_FALSE(exists(home_.path("a.txt")) || exists(home_.temporary().path("a.txt")));
+    EXPECT_FALSE(exists(home.path("a.txt")) || exists(home.temporary().path("a.txt")));
     EXPECT_FALSE(exists(placed("a.txt")) || exists(temporary("a.txt")));
     EXPECT_EQ(count(acknowledgeTarget), 0U);
     offer(R"(\\a.txt)", "\\a.txt");
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
-    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+    EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
 }
 
 TEST_P(AManagedService, DiscardsThePartialFileOfAnotherItem) {
-    server_.setHandler([&](const HttpRequest& request) {
+    server.setHandler([&](const HttpRequest& request) {
         if (request.target == pollTarget)
             return HttpReply::json(itemWith(count(pollTarget) == 1 ? "11" : "12"));
         if (request.target != streamTarget)
@@ -133,7 +133,7 @@ TEST_P(AManagedService, DiscardsThePartialFileOfAnotherItem) {
         const auto whole = HttpReply::ok("0123456789", headers);
         return whole.cutAfter(whole.bytes().size() - 6).thenClose();
     });
-    launch(server_.host());
+    launch(server.host());
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
     EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, 0}));
     EXPECT_EQ(contentOf(placed("a.txt")), "another");
@@ -143,66 +143,66 @@ TEST_P(AManagedService, DiscardsThePartialFileOfAnotherItem) {
 TEST_P(AManagedService, BringsAnItemFromAServerThatBreaksOffAtEveryStage) {
     offer(R"(\\a.txt)", "\\a.txt");
     const auto offered = HttpReply::json(item(R"(\\a.txt)"));
-    const auto whole = HttpReply::ok(content_, streamHeaders("\\a.txt"));
-    const auto partial = content_.size() - 4;
+    const auto whole = HttpReply::ok(wholeContent, streamHeaders("\\a.txt"));
+    const auto partial = wholeContent.size() - 4;
     for (const auto& poll : {HttpReply::raw("").thenReset(), HttpReply::json(nothing), offered,
                              HttpReply::json(nothing), offered, HttpReply::json(nothing)})
-        server_.enqueue(pollTarget, poll);
-    server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 4).thenClose());
-    server_.enqueue(acknowledgeTarget, HttpReply::raw("HTTP/1.1 200 OK\r\nConte").thenReset());
-    launch(server_.host());
-    ASSERT_TRUE(pollUntil([&] { return confirmations_ == 1; }));
+        server.enqueue(pollTarget, poll);
+    server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 4).thenClose());
+    server.enqueue(acknowledgeTarget, HttpReply::raw("HTTP/1.1 200 OK\r\nConte").thenReset());
+    launch(server.host());
+    ASSERT_TRUE(pollUntil([&] { return confirmations == 1; }));
     EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, partial}));
     EXPECT_EQ(count(acknowledgeTarget), 2U);
-    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+    EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
 }
 
 TEST_P(AManagedService, RepeatsALostAcknowledgementWithoutADownload) {
-    server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
+    server.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
     offer(R"(\\a.txt)", "\\a.txt");
-    launch(server_.host());
-    ASSERT_TRUE(pollUntil([&] { return confirmations_ == 1; }));
+    launch(server.host());
+    ASSERT_TRUE(pollUntil([&] { return confirmations == 1; }));
     EXPECT_EQ(count(acknowledgeTarget), 2U);
     EXPECT_EQ(count(streamTarget), 1U);
-    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+    EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
 }
 
 TEST_P(AManagedService, RepeatsALostAcknowledgementAlsoWhenItWasKilled) {
-    server_.enqueue(acknowledgeTarget, HttpReply::silence());
+    server.enqueue(acknowledgeTarget, HttpReply::silence());
     offer(R"(\\a.txt)", "\\a.txt");
-    launch(server_.host());
+    launch(server.host());
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
     killService();
-    server_.reset(last(acknowledgeTarget).connection);
-    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+    server.reset(last(acknowledgeTarget).connection);
+    EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
     BusPeer peer;
     ping(peer);
-    ASSERT_TRUE(pollUntil([&] { return confirmations_ == 1; }));
+    ASSERT_TRUE(pollUntil([&] { return confirmations == 1; }));
     EXPECT_EQ(count(acknowledgeTarget), 2U);
     EXPECT_EQ(count(streamTarget), 1U);
-    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+    EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
 }
 
 TEST_P(AManagedService, ContinuesADownloadWhenItWasKilled) {
-    const auto whole = HttpReply::ok(content_, streamHeaders("\\a.txt"));
-    server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 4));
+    const auto whole = HttpReply::ok(wholeContent, streamHeaders("\\a.txt"));
+    server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 4));
     offer(R"(\\a.txt)", "\\a.txt");
-    launch(server_.host());
-    const auto partial = content_.size() - 4;
-    ASSERT_TRUE(pollUntil([&] { return contentOf(temporary("a.txt")) == content_.substr(0, partial); }));
+    launch(server.host());
+    const auto partial = wholeContent.size() - 4;
+    ASSERT_TRUE(pollUntil([&] { return contentOf(temporary("a.txt")) == wholeContent.substr(0, partial); }));
     killService();
     BusPeer peer;
     ping(peer);
-    ASSERT_TRUE(pollUntil([&] { return confirmations_ == 1; }));
+    ASSERT_TRUE(pollUntil([&] { return confirmations == 1; }));
     EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, partial}));
-    EXPECT_EQ(contentOf(placed("a.txt")), content_);
+    EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
 }
 
 TEST_P(AManagedService, BringsManyItemsOneRightAfterTheOther) {
     constexpr int items = 30;
     for (int item = 0; item < items; ++item)
         send("item" + std::to_string(item), "content of " + std::to_string(item));
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     const auto begin = std::chrono::steady_clock::now();
     launch(service.host());
     ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
@@ -213,31 +213,31 @@ TEST_P(AManagedService, BringsManyItemsOneRightAfterTheOther) {
 }
 
 TEST_P(AManagedService, IsACompatibleOneWhereItsModeIsNone) {
-    deploy(server_.host());
-    writeDeployment(server_.host(), "Managed");
+    deploy(server.host());
+    writeDeployment(server.host(), "Managed");
     BusPeer peer;
     ping(peer);
     EXPECT_TRUE(hasAnEngineForEachCaller());
-    EXPECT_TRUE(bus_->waitForLog(R"(deployment.json: "mode" is not "compatible" or "managed" and counts as absent: )"
-                                 "Managed"));
+    EXPECT_TRUE(bus->waitForLog(R"(deployment.json: "mode" is not "compatible" or "managed" and counts as absent: )"
+                                "Managed"));
 }
 
 TEST_P(AManagedService, StaysOneUntilItIsStartedAgain) {
-    server_.setHandler([](const HttpRequest&) { return HttpReply::silence(); });
-    launch(server_.host());
+    server.setHandler([](const HttpRequest&) { return HttpReply::silence(); });
+    launch(server.host());
     ASSERT_TRUE(pollUntil([&] { return count(pollTarget) == 1; }));
-    writeDeployment(server_.host(), "compatible");
+    writeDeployment(server.host(), "compatible");
     const auto connection = last(pollTarget).connection;
     for (int call = 0; call < 2; ++call) {
         BusPeer peer;
         askToStart(peer);
         ping(peer);
     }
-    server_.send(connection, HttpReply::json(nothing).bytes());
+    server.send(connection, HttpReply::json(nothing).bytes());
     ASSERT_TRUE(pollUntil([&] { return count(pollTarget) > 1; }));
     EXPECT_EQ(count(pollTarget), 2U) << "both calls asked the one engine";
     killService();
-    server_.forgetRequests();
+    server.forgetRequests();
     BusPeer peer;
     ping(peer);
     EXPECT_TRUE(hasAnEngineForEachCaller()) << "and none that began by itself";
@@ -245,11 +245,11 @@ TEST_P(AManagedService, StaysOneUntilItIsStartedAgain) {
 
 TEST_P(AManagedService, FollowsTheHostThatItsSettingsNameAfterOneThatIsNotFound) {
     send("a.txt", "content");
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     launch("nowhere.invalid:80");
     ASSERT_TRUE(pollUntil([&] {
-        return bus_->log().find("transport -1003; the next attempt follows in ") != std::string::npos ||
-               bus_->log().find("connection not availble") != std::string::npos;
+        return bus->log().find("transport -1003; the next attempt follows in ") != std::string::npos ||
+               bus->log().find("connection not availble") != std::string::npos;
     }));
     writeDeployment(service.host(), "managed");
     EXPECT_TRUE(pollUntil([&] { return contentOf(placed("a.txt")) == "content"; }));
@@ -266,16 +266,16 @@ protected:
     public:
         Inside() { TestSupport::ip("link set lo up"); }
         void fetchAcrossAnInterruption() {
-            launch(server_.host());
+            launch(server.host());
             // No request is under way, which would wait for its timeout.
             ASSERT_TRUE(pollUntil(
-                [&] { return count(pollTarget) >= 2 && server_.unsentBytes(last(pollTarget).connection) == 0; }));
+                [&] { return count(pollTarget) >= 2 && server.unsentBytes(last(pollTarget).connection) == 0; }));
             TestSupport::ip("link set lo down");
-            ASSERT_TRUE(bus_->waitForLog("connection not availble........"));
+            ASSERT_TRUE(bus->waitForLog("connection not availble........"));
             offer(R"(\\a.txt)", "\\a.txt");
             TestSupport::ip("link set lo up");
-            ASSERT_TRUE(pollUntil([&] { return confirmations_ == 1; }));
-            EXPECT_EQ(contentOf(placed("a.txt")), content_);
+            ASSERT_TRUE(pollUntil([&] { return confirmations == 1; }));
+            EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
             EXPECT_EQ(count(streamTarget), 1U);
         }
 

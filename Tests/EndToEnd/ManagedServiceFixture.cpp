@@ -32,19 +32,19 @@ void ManagedServiceFixture::killService() {
 }
 
 void ManagedServiceFixture::send(const std::string& name, const std::string& content) {
-    const auto made = data_.write("made", content);
+    const auto made = data.write("made", content);
     fs::create_directories(fs::path(outbox(name)).parent_path());
     fs::rename(made, outbox(name));
 }
 
 void ManagedServiceFixture::offer(const std::string& jsonName, const std::string& name) {
-    server_.setHandler([=, this](const HttpRequest& request) {
+    server.setHandler([=, this](const HttpRequest& request) {
         if (request.target == pollTarget)
-            return HttpReply::json(confirmations_ == 0 ? item(jsonName) : nothing);
+            return HttpReply::json(confirmations == 0 ? item(jsonName) : nothing);
         if (request.target == streamTarget)
-            return HttpReply::ok(std::string_view(content_).substr(offsetOf(request)), streamHeaders(name));
+            return HttpReply::ok(std::string_view(wholeContent).substr(offsetOf(request)), streamHeaders(name));
         if (request.target == acknowledgeTarget)
-            ++confirmations_;
+            ++confirmations;
         return HttpReply::json(confirmed);
     });
 }
@@ -60,7 +60,7 @@ std::size_t ManagedServiceFixture::offsetOf(const HttpRequest& request) {
 
 std::vector<std::size_t> ManagedServiceFixture::offsets() const {
     std::vector<std::size_t> offsets;
-    for (const auto& request : server_.requests()) {
+    for (const auto& request : server.requests()) {
         if (request.target == streamTarget)
             offsets.push_back(offsetOf(request));
     }

@@ -22,7 +22,7 @@ protected:
 
     /// Puts a file into the outbox in one step, as a careful program does.
     void send(const std::string& name, const std::string& content);
-    /// Has the scripted server offer one item, `content_`, until its acknowledgement was confirmed.
+    /// Has the scripted server offer one item, `wholeContent`, until its acknowledgement was confirmed.
     void offer(const std::string& jsonName, const std::string& name);
     /// The file "\a.txt" with that identifier, as a poll offers it.
     static std::string itemWith(const std::string& identifier);
@@ -30,8 +30,8 @@ protected:
     /// The offsets of all stream requests.
     std::vector<std::size_t> offsets() const;
 
-    std::string content_ = "the content";
-    int confirmations_ = 0;
+    std::string wholeContent = "the content";
+    int confirmations = 0;
 };
 
 } // namespace Quenmark

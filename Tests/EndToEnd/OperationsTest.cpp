@@ -14,7 +14,7 @@ using TestSupport::runCommand;
 
 class TheOperations : public ::testing::Test {
 protected:
-    TheOperations() { home_.setDeployment(R"({"serviceHost":")" + service_.host() + "\"}"); }
+    TheOperations() { home.setDeployment(R"({"serviceHost":")" + service.host() + "\"}"); }
 
     static TestSupport::CommandResult run(const std::vector<std::string>& arguments) {
         std::vector<std::string> command{QUENMARK_TOOL};
@@ -38,9 +38,9 @@ protected:
         return value != nullptr && value->is_string() ? std::string(value->get_string()) : "(none)";
     }
 
-    Platform::RunLoop loop_;
-    TestSupport::TemporaryHome home_;
-    ServiceProcess service_{home_.path("data")};
+    Platform::RunLoop loop;
+    TestSupport::TemporaryHome home;
+    ServiceProcess service{home.path("data")};
 };
 
 TEST_F(TheOperations, AllGetAResponseFromTheDevelopmentWebService) {
@@ -83,7 +83,7 @@ TEST_F(TheOperations, CarryAFileFromOneOfAUsersComputersToTheOther) {
     const std::string content = "content\n" + std::string(300'000, 'x');
     EXPECT_EQ(text(call("UpdateFileRequestWithStream", {"FileRequestID=" + text(request, "fileRequestID"),
                                                         "TransitDownloadPath=" + text(request, "TransitDownloadPath"),
-                                                        "--file", home_.write("file", content)}),
+                                                        "--file", home.write("file", content)}),
                    "ReturnStatus"),
               "0");
     EXPECT_EQ(text(call("IsFileExistsInCloud", {"StrFullPath=" + path}), "isExists"), "True");
@@ -92,9 +92,9 @@ TEST_F(TheOperations, CarryAFileFromOneOfAUsersComputersToTheOther) {
     const auto item = call("GetTopFileUpload", {"ToComputerID=" + receiver});
     EXPECT_EQ(text(item, "fileName"), R"(\Grüße 100%25.txt)");
     const auto streamed =
-        run({"call", "GetTopFileUploadWithStream", "ToComputerID=" + receiver, "--output", home_.path("received")});
+        run({"call", "GetTopFileUploadWithStream", "ToComputerID=" + receiver, "--output", home.path("received")});
     EXPECT_EQ(streamed.status, 0) << streamed.errors;
-    EXPECT_TRUE(home_.read("received") == content);
+    EXPECT_TRUE(home.read("received") == content);
     EXPECT_EQ(
         text(call("UpdateFileUpload", {"FileUploadID=" + text(item, "fileUploadId"), "FileName=x"}), "returnStatus"),
         "0");

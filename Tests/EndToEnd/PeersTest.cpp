@@ -21,9 +21,9 @@ protected:
         askToStart(second);
         if (!pollUntil([&] { return count(pollTarget) == 2; }))
             return false;
-        const auto requests = server_.requests();
+        const auto requests = server.requests();
         for (const auto& request : requests)
-            server_.send(request.connection, HttpReply::json(nothing).bytes());
+            server.send(request.connection, HttpReply::json(nothing).bytes());
         return pollUntil([&] { return count(pollTarget) == 4; });
     }
 };
@@ -45,7 +45,7 @@ std::size_t largestText() {
 }
 
 TEST_P(APeer, ThatLeavesAfterItsCallHasStartedTheEngineForGood) {
-    deploy(server_.host());
+    deploy(server.host());
     {
         BusPeer peer;
         askToStart(peer);
@@ -57,8 +57,8 @@ TEST_P(APeer, ThatLeavesAfterItsCallHasStartedTheEngineForGood) {
 TEST_P(APeer, ThatCallsTwiceIsHeardTwice) {
     // A gate that a call has opened, and a pass closed, stays closed while the server is silent: every question beyond
     // the first is the work of another call.
-    server_.setHandler([](const auto&) { return HttpReply::silence(); });
-    deploy(server_.host());
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
+    deploy(server.host());
     BusPeer peer;
     askToStart(peer);
     ASSERT_TRUE(pollUntil([&] { return count(pollTarget) == 1; }));
@@ -67,15 +67,15 @@ TEST_P(APeer, ThatCallsTwiceIsHeardTwice) {
 }
 
 TEST_P(APeer, HasAnEngineOfItsOwn) {
-    server_.setHandler([](const auto&) { return HttpReply::silence(); });
-    deploy(server_.host());
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
+    deploy(server.host());
     BusPeer first;
     BusPeer second;
     EXPECT_TRUE(startsTwoEngines(first, second));
 }
 
 TEST_P(APeer, IsServedAfterAnotherHasSentAsMuchAsTheBusTakes) {
-    deploy(server_.host());
+    deploy(server.host());
     BusPeer verbose;
     const std::string longest(largestText(), 'x');
     const auto reply =
@@ -94,22 +94,22 @@ TEST_P(APeer, IsServedAfterAnotherHasSentAsMuchAsTheBusTakes) {
 }
 
 TEST_P(AMessagingPeer, StartsAnEngineWithEachMessage) {
-    server_.setHandler([](const auto&) { return HttpReply::silence(); });
-    deploy(server_.host());
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
+    deploy(server.host());
     BusPeer peer;
     EXPECT_TRUE(startsTwoEngines(peer, peer));
 }
 
 TEST_P(AMessagingPeer, StartsNoEngineWithAMessageForTheLog) {
-    server_.setHandler([](const auto&) { return HttpReply::silence(); });
-    deploy(server_.host());
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
+    deploy(server.host());
     BusPeer peer;
     peer.send({busName, "/Velkarin/Quenmark/TopFileUploadXpcService", "Velkarin.Quenmark.XPC", "Message"},
               [](sd_bus_message* message) {
                   if (sd_bus_message_append(message, "v", "a{sv}", 1, "XPCDebugLog", "s", "a line for the log") < 0)
                       throw std::runtime_error("the message cannot be filled");
               });
-    EXPECT_TRUE(bus_->waitForLog("LOG: a line for the log")) << bus_->log();
+    EXPECT_TRUE(bus->waitForLog("LOG: a line for the log")) << bus->log();
     // An engine of that message would have asked before those of the next two.
     askToStart(peer);
     ASSERT_TRUE(pollUntil([&] { return count(pollTarget) >= 1; }));

@@ -29,23 +29,23 @@ std::string procFile(const fs::path& process, const char* name) {
 
 RealServiceFixture::RealServiceFixture() {
     fs::create_directories(placed(""));
-    setPreferences("7", home_.path());
-    server_.setHandler([](const auto&) { return TestSupport::HttpReply::json(nothing); });
+    setPreferences("7", home.path());
+    server.setHandler([](const auto&) { return TestSupport::HttpReply::json(nothing); });
 }
 
 void RealServiceFixture::configure(const std::string& serviceHost) {
-    home_.setDeployment(R"({"serviceHost":")" + serviceHost + R"(","appKitVersionNumber":)" +
-                        std::to_string(GetParam().release) + R"(,"mode":")" + GetParam().mode + "\"}");
+    home.setDeployment(R"({"serviceHost":")" + serviceHost + R"(","appKitVersionNumber":)" +
+                       std::to_string(GetParam().release) + R"(,"mode":")" + GetParam().mode + "\"}");
 }
 
 void RealServiceFixture::deploy(const std::string& serviceHost, const std::string& launcher) {
     configure(serviceHost);
-    bus_ = std::make_unique<TestSupport::PrivateBus>(
+    bus = std::make_unique<TestSupport::PrivateBus>(
         std::vector<TestSupport::PrivateBus::Service>{{busName, launcher + QUENMARK_SERVICE}});
 }
 
 void RealServiceFixture::setPreferences(const std::string& computer, const std::string& folder) {
-    home_.setPreferences(home_.preferencesFor(folder, computer));
+    home.setPreferences(home.preferencesFor(folder, computer));
 }
 
 void RealServiceFixture::start() {
@@ -67,7 +67,7 @@ std::optional<pid_t> RealServiceFixture::serviceProcess() const {
     // The settings' folder is this test's own, and so is a service that was started with it.
     // Under valgrind it is an argument of another program.
     const std::string program = '\0' + std::string(QUENMARK_SERVICE) + '\0';
-    const std::string setting = "XDG_CONFIG_HOME=" + home_.config().path() + '\0';
+    const std::string setting = "XDG_CONFIG_HOME=" + home.config().path() + '\0';
     for (const auto& entry : fs::directory_iterator("/proc")) {
         const std::string name = entry.path().filename();
         if (name.find_first_not_of("0123456789") == std::string::npos &&
@@ -79,13 +79,13 @@ std::optional<pid_t> RealServiceFixture::serviceProcess() const {
 }
 
 std::size_t RealServiceFixture::count(std::string_view target) const {
-    const auto& requests = server_.requests();
+    const auto& requests = server.requests();
     return static_cast<std::size_t>(
         std::count_if(requests.begin(), requests.end(), [&](const auto& request) { return request.target == target; }));
 }
 
 const TestSupport::HttpRequest& RealServiceFixture::last(std::string_view target) const {
-    const auto& requests = server_.requests();
+    const auto& requests = server.requests();
     const auto found =
         std::find_if(requests.rbegin(), requests.rend(), [&](const auto& request) { return request.target == target; });
     if (found == requests.rend())

@@ -74,10 +74,10 @@ protected:
     std::size_t count(std::string_view target) const;
     const TestSupport::HttpRequest& last(std::string_view target) const;
 
-    std::string outbox(std::string_view name) const { return data_.path() + "/outbox/7/" + std::string(name); }
-    std::string placed(std::string_view name) const { return home_.path() + "/Quenmark/" + std::string(name); }
+    std::string outbox(std::string_view name) const { return data.path() + "/outbox/7/" + std::string(name); }
+    std::string placed(std::string_view name) const { return home.path() + "/Quenmark/" + std::string(name); }
     std::string temporary(std::string_view name) const {
-        return home_.temporary().path("QuenmarkTemp/") + std::string(name);
+        return home.temporary().path("QuenmarkTemp/") + std::string(name);
     }
     /// The content of a file, or nil.
     static std::optional<std::string> contentOf(const std::string& path);
@@ -88,12 +88,12 @@ protected:
     static std::string item(std::string_view name, std::string_view isFile = "True", std::string_view id = "12");
     static TestSupport::Headers streamHeaders(std::string_view name, std::string_view id = "12");
 
-    Platform::RunLoop loop_;
-    TestSupport::TemporaryHome home_;
-    TestSupport::TemporaryDirectory data_;
-    TestSupport::ScopedEnvironment environment_;
-    TestSupport::HttpServer server_;
-    std::unique_ptr<TestSupport::PrivateBus> bus_;
+    Platform::RunLoop loop;
+    TestSupport::TemporaryHome home;
+    TestSupport::TemporaryDirectory data;
+    TestSupport::ScopedEnvironment environment;
+    TestSupport::HttpServer server;
+    std::unique_ptr<TestSupport::PrivateBus> bus;
 };
 
 } // namespace Quenmark

@@ -17,7 +17,7 @@ protected:
         ::getrlimit(RLIMIT_FSIZE, &before);
         const rlimit limited{bytes, before.rlim_max};
         ::setrlimit(RLIMIT_FSIZE, &limited);
-        service_ = std::make_unique<ServiceProcess>(data_.path());
+        service = std::make_unique<ServiceProcess>(data.path());
         ::setrlimit(RLIMIT_FSIZE, &before);
     }
 
@@ -25,14 +25,14 @@ protected:
     void fillDisk() {
         for (const std::size_t length : {60'000, 1}) {
             const std::string report = R"({"ErrorMessage":")" + std::string(length, 'x') + "\"}";
-            while (HttpClient(service_->port()).post("MAC/ErrorLog.svc/LogError", report).status == 200) {
+            while (HttpClient(service->port()).post("MAC/ErrorLog.svc/LogError", report).status == 200) {
             }
         }
     }
 
     /// How many downloads the web service has refused with an internal error.
     std::size_t refusals() const {
-        const std::string log = service_->errors();
+        const std::string log = service->errors();
         const std::string mark = "GetTopFileUploadWithStream 500 ";
         std::size_t count = 0;
         for (auto at = log.find(mark); at != std::string::npos; at = log.find(mark, at + 1))
@@ -40,19 +40,19 @@ protected:
         return count;
     }
 
-    std::unique_ptr<ServiceProcess> service_;
+    std::unique_ptr<ServiceProcess> service;
 };
 
 TEST_P(ARefusedDownload, IsNeitherPlacedNorAcknowledgedAndIsTriedAgain) {
-    data_.write("outbox/7/a.txt", "hello");
+    data.write("outbox/7/a.txt", "hello");
     startWebService(1 << 20);
     // The item is offered before the disk is full, so that later polls have nothing to write.
-    HttpClient(service_->port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})");
+    HttpClient(service->port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})");
     fillDisk();
-    deploy(service_->host());
+    deploy(service->host());
     start();
-    ASSERT_TRUE(pollUntil([&] { return refusals() >= 2; })) << service_->errors();
-    EXPECT_EQ(pendingItems(*service_), 1);
+    ASSERT_TRUE(pollUntil([&] { return refusals() >= 2; })) << service->errors();
+    EXPECT_EQ(pendingItems(*service), 1);
     EXPECT_FALSE(exists(placed("a.txt")));
     EXPECT_FALSE(exists(temporary("a.txt")));
 }

@@ -13,7 +13,7 @@ class TheWholeRoad : public RealServiceFixture {
 protected:
     /// Puts a file into the outbox in one step, as a careful program does.
     void send(const std::string& name, const std::string& content) {
-        const auto made = data_.write("made", content);
+        const auto made = data.write("made", content);
         fs::create_directories(fs::path(outbox(name)).parent_path());
         fs::rename(made, outbox(name));
     }
@@ -23,7 +23,7 @@ TEST_P(TheWholeRoad, BringsFilesAndFoldersAtAnyDepth) {
     send("Grüße – 日本.txt", "letters of many kinds");
     send("A/B/deep.txt", "deep down");
     fs::create_directories(outbox("Empty"));
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     deploy(service.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return contentOf(placed("A/B/deep.txt")) == "deep down"; }));
@@ -39,7 +39,7 @@ TEST_P(TheWholeRoad, BringsFilesAndFoldersAtAnyDepth) {
 
 TEST_P(TheWholeRoad, AcknowledgesAnItemOfNoBytesAndPlacesNothing) {
     send("empty.txt", "");
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     deploy(service.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
@@ -49,10 +49,10 @@ TEST_P(TheWholeRoad, AcknowledgesAnItemOfNoBytesAndPlacesNothing) {
 }
 
 TEST_P(TheWholeRoad, AcknowledgesAFileWhoseParentFolderIsMissing) {
-    server_.enqueue(pollTarget, TestSupport::HttpReply::json(item(R"(\\Nowhere\\a.txt)")));
-    server_.enqueue(streamTarget, TestSupport::HttpReply::ok("content", streamHeaders("\\Nowhere\\a.txt")));
-    server_.enqueue(acknowledgeTarget, TestSupport::HttpReply::json(R"({"ReturnStatus":"0"})"));
-    deploy(server_.host());
+    server.enqueue(pollTarget, TestSupport::HttpReply::json(item(R"(\\Nowhere\\a.txt)")));
+    server.enqueue(streamTarget, TestSupport::HttpReply::ok("content", streamHeaders("\\Nowhere\\a.txt")));
+    server.enqueue(acknowledgeTarget, TestSupport::HttpReply::json(R"({"ReturnStatus":"0"})"));
+    deploy(server.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
     EXPECT_FALSE(exists(placed("Nowhere")));
@@ -61,21 +61,21 @@ TEST_P(TheWholeRoad, AcknowledgesAFileWhoseParentFolderIsMissing) {
 }
 
 TEST_P(TheWholeRoad, WaitsForAWebServiceThatIsAbsentAtTheStart) {
-    const auto port = ServiceProcess(data_.path()).port();
+    const auto port = ServiceProcess(data.path()).port();
     deploy("127.0.0.1:" + std::to_string(port));
     start();
     send("a.txt", "after all");
-    const ServiceProcess service(data_.path(), port);
+    const ServiceProcess service(data.path(), port);
     EXPECT_TRUE(pollUntil([&] { return contentOf(placed("a.txt")) == "after all"; }));
 }
 
 TEST_P(TheWholeRoad, FollowsSettingsThatChangeWhileItRuns) {
-    ServiceProcess service(data_.path());
+    ServiceProcess service(data.path());
     deploy(service.host());
-    setPreferences("another computer", home_.path());
+    setPreferences("another computer", home.path());
     start();
     send("a.txt", "for computer 7");
-    const auto moved = home_.path("moved");
+    const auto moved = home.path("moved");
     fs::create_directories(moved + "/Quenmark");
     setPreferences("7", moved);
     ASSERT_TRUE(pollUntil([&] { return contentOf(moved + "/Quenmark/a.txt") == "for computer 7"; }));

@@ -24,9 +24,9 @@ protected:
     /// Has the bus launch the service with standard error redirected as the shell is told. The bus itself ignores
     /// SIGPIPE, and so would what it starts.
     void deployWith(const std::string& redirection) {
-        deploy(server_.host());
-        bus_.reset();
-        bus_ = std::make_unique<TestSupport::PrivateBus>(std::vector<TestSupport::PrivateBus::Service>{
+        deploy(server.host());
+        bus.reset();
+        bus = std::make_unique<TestSupport::PrivateBus>(std::vector<TestSupport::PrivateBus::Service>{
             {busName, "/bin/sh -c \"env --default-signal=PIPE " QUENMARK_SERVICE " " + redirection + "\""}});
     }
 
@@ -60,7 +60,7 @@ protected:
 class ALogOfWhatPeersSay : public AServiceLog {};
 
 TEST_P(AServiceLog, ThatNobodyReadsHoldsNothingUpAndTellsWhatIsMissing) {
-    const std::string path = home_.path("log");
+    const std::string path = home.path("log");
     const auto pipe = makeFullPipe(path);
     deployWith("2<>" + path);
     BusPeer peer;
@@ -101,7 +101,7 @@ TEST_P(AServiceLog, ThatIsClosedGoesIntoNoFileAndNoConnection) {
 }
 
 TEST_P(ALogOfWhatPeersSay, HasNoEntryThatAPeerHasForged) {
-    deploy(server_.host());
+    deploy(server.host());
     BusPeer peer;
     peer.send({busName, "/Velkarin/Quenmark/TopFileUploadXpcService", "Velkarin.Quenmark.XPC", "Message"},
               [](sd_bus_message* message) {
@@ -110,8 +110,8 @@ TEST_P(ALogOfWhatPeersSay, HasNoEntryThatAPeerHasForged) {
                       throw std::runtime_error("the message cannot be filled");
               });
     EXPECT_TRUE(
-        bus_->waitForLog("] LOG: a\n\tforged\\x0Dforged\\xC2\\x85forged\\xE2\\x80\\xA8forged\\xE2\\x80\\xA9forged\n"))
-        << bus_->log();
+        bus->waitForLog("] LOG: a\n\tforged\\x0Dforged\\xC2\\x85forged\\xE2\\x80\\xA8forged\\xE2\\x80\\xA9forged\n"))
+        << bus->log();
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, ALogOfWhatPeersSay, ::testing::Values(wrapper),

@@ -77,28 +77,28 @@ protected:
     void SetUp() override {
         if (!std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled"))
             GTEST_SKIP() << "this kernel has no large pages";
-        memory_ = static_cast<std::byte*>(
+        memory = static_cast<std::byte*>(
             ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-        ASSERT_NE(memory_, MAP_FAILED);
+        ASSERT_NE(memory, MAP_FAILED);
         // The mapping may have been joined to another one, whose advice is not this test's.
-        void* start = memory_ + 2 * oneMebibyte;
+        void* start = memory + 2 * oneMebibyte;
         std::size_t room = size - 4 * oneMebibyte;
-        aligned_ = static_cast<std::byte*>(std::align(2 * oneMebibyte, 2 * oneMebibyte, start, room));
-        ASSERT_NE(aligned_, nullptr);
+        aligned = static_cast<std::byte*>(std::align(2 * oneMebibyte, 2 * oneMebibyte, start, room));
+        ASSERT_NE(aligned, nullptr);
     }
     void TearDown() override {
-        if (memory_ != nullptr)
-            ::munmap(memory_, size);
+        if (memory != nullptr)
+            ::munmap(memory, size);
     }
     std::pair<std::size_t, std::size_t> advisedFor(std::size_t offset, std::size_t length) const {
-        Memory::adviseLargePages(aligned_ + offset, length);
-        const auto [begin, end] = advisedRange(memory_, size);
-        const auto base = reinterpret_cast<std::uintptr_t>(aligned_);
+        Memory::adviseLargePages(aligned + offset, length);
+        const auto [begin, end] = advisedRange(memory, size);
+        const auto base = reinterpret_cast<std::uintptr_t>(aligned);
         return begin == 0 ? std::pair<std::size_t, std::size_t>() : std::pair(begin - base, end - base);
     }
 
-    std::byte* memory_ = nullptr;
-    std::byte* aligned_ = nullptr;
+    std::byte* memory = nullptr;
+    std::byte* aligned = nullptr;
 };
 
 TEST_F(LargePages, AreAdvisedFrom32MebibytesOn) {

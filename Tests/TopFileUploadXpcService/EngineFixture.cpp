@@ -12,16 +12,16 @@ using TestSupport::HttpReply;
 
 EngineFixture::EngineFixture() {
     setPreferences(usualPreferences());
-    Platform::Files::createDirectory(home_.path() + "/Quenmark");
+    Platform::Files::createDirectory(home.path() + "/Quenmark");
 }
 
 void EngineFixture::nextPass() {
-    clock_.advance(std::chrono::seconds(2));
-    loop_.runOnce(std::chrono::seconds(0));
+    clock.advance(std::chrono::seconds(2));
+    loop.runOnce(std::chrono::seconds(0));
 }
 
 std::size_t EngineFixture::count(std::string_view target) const {
-    const auto& requests = server_.requests();
+    const auto& requests = server.requests();
     return static_cast<std::size_t>(
         std::count_if(requests.begin(), requests.end(), [&](const auto& request) { return request.target == target; }));
 }
@@ -31,7 +31,7 @@ bool EngineFixture::waitFor(std::string_view target, std::size_t wanted) {
 }
 
 const TestSupport::HttpRequest& EngineFixture::last(std::string_view target) const {
-    const auto& requests = server_.requests();
+    const auto& requests = server.requests();
     const auto found =
         std::find_if(requests.rbegin(), requests.rend(), [&](const auto& request) { return request.target == target; });
     if (found == requests.rend())
@@ -44,7 +44,7 @@ void EngineFixture::expectStalled() {
     for (int pass = 0; pass < 3; ++pass)
         nextPass();
     EXPECT_EQ(questions(), before);
-    EXPECT_FALSE(probe_.gateIsOpen());
+    EXPECT_FALSE(engineProbe.gateIsOpen());
 }
 
 std::string EngineFixture::item(std::string_view name, std::string_view isFile) {
@@ -61,14 +61,14 @@ Headers EngineFixture::streamHeaders(std::string_view name, std::string_view isF
 }
 
 void EngineFixture::enqueueFile(std::string_view jsonName, std::string_view name, std::string_view content) {
-    server_.enqueue(pollTarget, HttpReply::json(item(jsonName)));
-    server_.enqueue(streamTarget, HttpReply::ok(content, streamHeaders(name)));
-    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    server.enqueue(pollTarget, HttpReply::json(item(jsonName)));
+    server.enqueue(streamTarget, HttpReply::ok(content, streamHeaders(name)));
+    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
 }
 
 void EngineFixture::startStream(HttpReply reply) {
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
-    server_.enqueue(streamTarget, std::move(reply));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
+    server.enqueue(streamTarget, std::move(reply));
     start();
     ASSERT_TRUE(waitFor(streamTarget));
 }

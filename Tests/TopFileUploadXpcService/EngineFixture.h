@@ -24,35 +24,35 @@ namespace Quenmark {
 /// What an engine keeps to itself, for its tests.
 class EngineProbe {
 public:
-    explicit EngineProbe(TopFileUploadXpcService& engine) : engine_(engine) {}
+    explicit EngineProbe(TopFileUploadXpcService& engine) : probed_(engine) {}
 
-    bool gateIsOpen() const { return engine_.isGateOpen(); }
-    void setGate(bool open) { engine_.downloadStatus_ = open; }
-    const std::optional<std::string>& returnStatus() const { return engine_.returnStatus_; }
-    void setReturnStatus(std::optional<std::string> status) { engine_.returnStatus_ = std::move(status); }
-    const std::optional<std::string>& isFile() const { return engine_.item_.isFile; }
-    const std::optional<std::string>& fileName() const { return engine_.item_.fileName; }
-    const std::optional<std::string>& fileUploadID() const { return engine_.item_.fileUploadID; }
-    const std::optional<std::string>& serverPath() const { return engine_.item_.serverPath; }
-    const std::optional<std::string>& toComputerID() const { return engine_.item_.toComputerID; }
-    const std::optional<std::string>& transitUploadPath() const { return engine_.item_.transitUploadPath; }
-    const std::optional<std::string>& uploadProcessed() const { return engine_.item_.uploadProcessed; }
-    const std::optional<std::string>& filePath() const { return engine_.filePath_; }
-    const std::optional<std::string>& tempFilePath() const { return engine_.tempFilePath_; }
-    const std::optional<std::string>& fileLength() const { return engine_.fileLength_; }
+    bool gateIsOpen() const { return probed_.isGateOpen(); }
+    void setGate(bool open) { probed_.downloadStatus_ = open; }
+    const std::optional<std::string>& returnStatus() const { return probed_.returnStatus_; }
+    void setReturnStatus(std::optional<std::string> status) { probed_.returnStatus_ = std::move(status); }
+    const std::optional<std::string>& isFile() const { return probed_.item_.isFile; }
+    const std::optional<std::string>& fileName() const { return probed_.item_.fileName; }
+    const std::optional<std::string>& fileUploadID() const { return probed_.item_.fileUploadID; }
+    const std::optional<std::string>& serverPath() const { return probed_.item_.serverPath; }
+    const std::optional<std::string>& toComputerID() const { return probed_.item_.toComputerID; }
+    const std::optional<std::string>& transitUploadPath() const { return probed_.item_.transitUploadPath; }
+    const std::optional<std::string>& uploadProcessed() const { return probed_.item_.uploadProcessed; }
+    const std::optional<std::string>& filePath() const { return probed_.filePath_; }
+    const std::optional<std::string>& tempFilePath() const { return probed_.tempFilePath_; }
+    const std::optional<std::string>& fileLength() const { return probed_.fileLength_; }
     /// How many operations of its queue may run at once; nil before there is a queue.
     std::optional<int> operationLimit() const {
-        return engine_.operationQueue_ ? std::optional(engine_.operationQueue_->maxConcurrentOperationCount)
+        return probed_.operationQueue_ ? std::optional(probed_.operationQueue_->maxConcurrentOperationCount)
                                        : std::nullopt;
     }
     std::optional<Platform::Queue> operationQueue() const {
-        return engine_.operationQueue_ ? std::optional(engine_.operationQueue_->queue) : std::nullopt;
+        return probed_.operationQueue_ ? std::optional(probed_.operationQueue_->queue) : std::nullopt;
     }
-    const std::optional<boost::json::object>& iAppsPrefs() const { return engine_.iAppsPrefs_; }
-    const std::optional<boost::json::array>& pendingUploadIDs() const { return engine_.pendingUploadIDArray_; }
+    const std::optional<boost::json::object>& iAppsPrefs() const { return probed_.iAppsPrefs_; }
+    const std::optional<boost::json::array>& pendingUploadIDs() const { return probed_.pendingUploadIDArray_; }
 
 private:
-    TopFileUploadXpcService& engine_;
+    TopFileUploadXpcService& probed_;
 };
 
 /// An engine with a web server of scripted responses, folders of its own, and a clock that the test moves.
@@ -68,15 +68,15 @@ protected:
 
     EngineFixture();
 
-    void setRelease(double release) { settings_.appKitVersionNumber = release; }
+    void setRelease(double release) { settings.appKitVersionNumber = release; }
     /// Writes the shared preferences anew: a JSON text.
-    void setPreferences(std::string_view json) { home_.setPreferences(json); }
+    void setPreferences(std::string_view json) { home.setPreferences(json); }
     /// The preferences that a test has unless it sets others.
-    std::string usualPreferences() const { return home_.preferencesFor(home_.path()); }
+    std::string usualPreferences() const { return home.preferencesFor(home.path()); }
 
     /// Starts the engine as the desktop application does.
-    void start() { engine_->GetTopFileUpload(); }
-    bool runUntil(const std::function<bool()>& condition) { return loop_.runUntil(condition); }
+    void start() { engine->GetTopFileUpload(); }
+    bool runUntil(const std::function<bool()>& condition) { return loop.runUntil(condition); }
     /// Moves the clock to the next pass, and lets that pass run.
     void nextPass();
     /// How many requests came for `target`.
@@ -84,7 +84,7 @@ protected:
     bool waitFor(std::string_view target, std::size_t count = 1);
     const TestSupport::HttpRequest& last(std::string_view target) const;
     /// The number of passes so far that asked the server.
-    std::size_t questions() const { return log_.count("Connection available... "); }
+    std::size_t questions() const { return log.count("Connection available... "); }
     /// Asserts that three more passes ask nothing.
     void expectStalled();
 
@@ -101,30 +101,30 @@ protected:
     /// Whether nobody has claimed the file of that name.
     bool isFree(std::string_view name) const;
 
-    std::string placed(std::string_view name) const { return home_.path() + "/Quenmark/" + std::string(name); }
+    std::string placed(std::string_view name) const { return home.path() + "/Quenmark/" + std::string(name); }
     std::string temporary(std::string_view name) const {
-        return home_.temporary().path("QuenmarkTemp/") + std::string(name);
+        return home.temporary().path("QuenmarkTemp/") + std::string(name);
     }
     static std::string contentOf(const std::string& path);
     static void writeFile(const std::string& path, std::string_view content);
 
-    Platform::ManualClock clock_;
-    Platform::RunLoop loop_{clock_};
-    TestSupport::LogCapture log_;
-    TestSupport::TemporaryHome home_;
-    TestSupport::ScopedEnvironment environment_;
-    TestSupport::HttpServer server_;
+    Platform::ManualClock clock;
+    Platform::RunLoop loop{clock};
+    TestSupport::LogCapture log;
+    TestSupport::TemporaryHome home;
+    TestSupport::ScopedEnvironment environment;
+    TestSupport::HttpServer server;
     /// The deployment settings of the engines.
-    Platform::DeploymentSettings settings_{.serviceHost = server_.host(), .appKitVersionNumber = newRelease};
+    Platform::DeploymentSettings settings{.serviceHost = server.host(), .appKitVersionNumber = newRelease};
     /// Returns the settings to the engines, at each use.
-    std::function<Platform::DeploymentSettings()> readSettings_ = [this] { return settings_; };
+    std::function<Platform::DeploymentSettings()> readSettings = [this] { return settings; };
     /// The network's flags.
-    std::uint32_t flags_ = 0x2;
+    std::uint32_t flags = 0x2;
     /// Returns the flags to the engines, at each use.
-    std::function<std::optional<std::uint32_t>()> readFlags_ = [this] { return flags_; };
-    const ServiceContext context_{[this] { return readSettings_(); }, [this] { return readFlags_(); }};
-    std::shared_ptr<TopFileUploadXpcService> engine_ = std::make_shared<TopFileUploadXpcService>(context_);
-    EngineProbe probe_{*engine_};
+    std::function<std::optional<std::uint32_t>()> readFlags = [this] { return flags; };
+    const ServiceContext context{[this] { return readSettings(); }, [this] { return readFlags(); }};
+    std::shared_ptr<TopFileUploadXpcService> engine = std::make_shared<TopFileUploadXpcService>(context);
+    EngineProbe engineProbe{*engine};
 };
 
 } // namespace Quenmark

@@ -11,7 +11,7 @@ class AHostileResponse : public EngineFixture {
 protected:
     /// Lets one poll have that response, and waits until `condition` holds.
     void poll(HttpReply reply, const std::function<bool()>& condition) {
-        server_.enqueue(pollTarget, std::move(reply));
+        server.enqueue(pollTarget, std::move(reply));
         start();
         ASSERT_TRUE(runUntil(condition));
     }
@@ -26,23 +26,24 @@ TEST_F(AHostileResponse, ThatIsNoDictionaryOfJsonOpensTheGateAgain) {
     const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
     for (const std::string& body : {std::string(), std::string("null"), std::string("7"), std::string("\"0\""), deep,
                                     std::string("{\"ReturnStatus\":\"0\""), std::string("\xFF\xFE\0{}", 5)}) {
-        poll(HttpReply::ok(body), [&] { return probe_.gateIsOpen(); });
+        poll(HttpReply::ok(body), [&] { return engineProbe.gateIsOpen(); });
         expectNextPassAsks();
     }
 }
 
 TEST_F(AHostileResponse, ThatIsAnArrayIsLoggedAndLeavesTheGateClosed) {
     poll(HttpReply::json("[1,2]"),
-         [&] { return log_.contains("Uncaught exception on main: the response is not a dictionary"); });
+         [&] { return log.contains("Uncaught exception on main: the response is not a dictionary"); });
     expectStalled();
 }
 
 TEST_F(AHostileResponse, ThatAnnouncesAGigabyteOpensTheGateAgainWithoutReadingIt) {
-    poll(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 1073741824\r\n\r\n{"), [&] { return probe_.gateIsOpen(); });
+    poll(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 1073741824\r\n\r\n{"),
+         [&] { return engineProbe.gateIsOpen(); });
 }
 
 TEST_F(AHostileResponse, ThatIsNotHttpOpensTheGateAgain) {
-    poll(HttpReply::raw("SSH-2.0-OpenSSH\r\n").thenClose(), [&] { return probe_.gateIsOpen(); });
+    poll(HttpReply::raw("SSH-2.0-OpenSSH\r\n").thenClose(), [&] { return engineProbe.gateIsOpen(); });
 }
 
 TEST_F(AHostileResponse, WithAnyTypeInAnyFieldIsSurvived) {
@@ -60,35 +61,35 @@ TEST_F(AHostileResponse, WithAnyTypeInAnyFieldIsSurvived) {
     for (const char* key : {"FileName", "FileUploadID", "IsFile", "ServerPath", "ToComputerID", "TransitUploadPath",
                             "UploadProcessed", "Attachment", "error"}) {
         for (const auto& value : values) {
-            probe_.setReturnStatus(std::nullopt);
-            server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+            engineProbe.setReturnStatus(std::nullopt);
+            server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
             poll(HttpReply::json(R"({"ReturnStatus":"0","FileName":"\\x",")" + std::string(key) + "\":" + value + "}"),
-                 [&] { return probe_.returnStatus() == "99"; });
-            EXPECT_TRUE(probe_.gateIsOpen()) << key << " " << value;
+                 [&] { return engineProbe.returnStatus() == "99"; });
+            EXPECT_TRUE(engineProbe.gateIsOpen()) << key << " " << value;
         }
     }
-    const auto names = Platform::Files::contentsOfDirectory(home_.path());
+    const auto names = Platform::Files::contentsOfDirectory(home.path());
     for (const auto& name : std::get<std::vector<std::string>>(names))
         EXPECT_TRUE(name.starts_with("Quenmark")) << name;
 }
 
 TEST_F(AHostileResponse, WithAZeroByteInTheNameNamesNoFile) {
-    server_.enqueue(streamTarget, HttpReply::ok("content", streamHeaders("x")));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(streamTarget, HttpReply::ok("content", streamHeaders("x")));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     poll(HttpReply::json(item(R"(\\a\u0000b)")), [&] { return count(acknowledgeTarget) == 1; });
     EXPECT_FALSE(Platform::Files::exists(placed("a")));
     EXPECT_FALSE(Platform::Files::exists(temporary("a")));
 }
 
 TEST_F(AHostileResponse, WithRepeatedHeaderFieldsIsReadAsTheirJoinedText) {
-    server_.enqueue(streamTarget, HttpReply::ok("content", {{"ReturnStatus", "2"}, {"ReturnStatus", "0"}}));
-    poll(HttpReply::json(item(R"(\\a)")), [&] { return probe_.returnStatus() == "99"; });
-    EXPECT_TRUE(probe_.gateIsOpen()) << "the joined text 2, 0 reads as 2";
+    server.enqueue(streamTarget, HttpReply::ok("content", {{"ReturnStatus", "2"}, {"ReturnStatus", "0"}}));
+    poll(HttpReply::json(item(R"(\\a)")), [&] { return engineProbe.returnStatus() == "99"; });
+    EXPECT_TRUE(engineProbe.gateIsOpen()) << "the joined text 2, 0 reads as 2";
 }
 
 TEST_F(AHostileResponse, WithAHugeHeaderFieldEndsTheDownload) {
-    server_.enqueue(streamTarget, HttpReply::ok("content", {{"FileName", std::string(8 << 20, 'x')}}));
-    poll(HttpReply::json(item(R"(\\a)")), [&] { return probe_.gateIsOpen(); });
+    server.enqueue(streamTarget, HttpReply::ok("content", {{"FileName", std::string(8 << 20, 'x')}}));
+    poll(HttpReply::json(item(R"(\\a)")), [&] { return engineProbe.gateIsOpen(); });
     EXPECT_FALSE(Platform::Files::exists(temporary("a")));
 }
 
@@ -96,13 +97,13 @@ TEST_F(AHostileResponse, CutAtAnyByteLetsTheNextPassAskAgain) {
     const auto whole = HttpReply::json(R"({"ReturnStatus":"1"})");
     for (std::size_t length = 0; length < whole.bytes().size(); ++length) {
         // A connection that was used before is tried once more when nothing came over it at all.
-        server_.closeAll();
-        server_.enqueue(pollTarget, whole.cutAfter(length).thenReset());
-        const auto failures = log_.count("network error");
-        probe_.setGate(true);
-        engine_->TopFileUploadProcess();
-        ASSERT_TRUE(runUntil([&] { return log_.count("network error") == failures + 1; })) << length;
-        EXPECT_TRUE(probe_.gateIsOpen());
+        server.closeAll();
+        server.enqueue(pollTarget, whole.cutAfter(length).thenReset());
+        const auto failures = log.count("network error");
+        engineProbe.setGate(true);
+        engine->TopFileUploadProcess();
+        ASSERT_TRUE(runUntil([&] { return log.count("network error") == failures + 1; })) << length;
+        EXPECT_TRUE(engineProbe.gateIsOpen());
     }
 }
 

@@ -12,8 +12,8 @@ class ALocalPath : public EngineFixture {
 protected:
     /// Lets the engine receive a poll response that announces the file of that name.
     void announce(std::string_view jsonName) {
-        server_.enqueue(pollTarget, HttpReply::json(item(jsonName)));
-        server_.enqueue(streamTarget, HttpReply::silence());
+        server.enqueue(pollTarget, HttpReply::json(item(jsonName)));
+        server.enqueue(streamTarget, HttpReply::silence());
         start();
         ASSERT_TRUE(waitFor(streamTarget));
     }
@@ -21,49 +21,49 @@ protected:
 
 TEST_F(ALocalPath, LiesInTheQuenmarkFolderUnderTheNameWithSlashes) {
     announce(R"(\\A\\B\\f.txt)");
-    EXPECT_EQ(probe_.filePath(), home_.path() + "/Quenmark/A/B/f.txt");
-    EXPECT_EQ(probe_.tempFilePath(), home_.temporary().path() + "/QuenmarkTemp/A/B/f.txt");
+    EXPECT_EQ(engineProbe.filePath(), home.path() + "/Quenmark/A/B/f.txt");
+    EXPECT_EQ(engineProbe.tempFilePath(), home.temporary().path() + "/QuenmarkTemp/A/B/f.txt");
 }
 
 TEST_F(ALocalPath, StartsWithTheTextOfNilWhereTheQuenmarkPathIsNotSet) {
     setPreferences(R"({"computerIdKey":"7"})");
     announce(R"(\\a.txt)");
-    EXPECT_EQ(probe_.filePath(), "(null)/Quenmark/a.txt");
+    EXPECT_EQ(engineProbe.filePath(), "(null)/Quenmark/a.txt");
 }
 
 TEST_F(ALocalPath, IsJoinedAsItStandsWhereTheNameHasNoSeparatorInFront) {
     announce("a.txt");
-    EXPECT_EQ(probe_.filePath(), home_.path() + "/Quenmarka.txt");
-    EXPECT_EQ(probe_.tempFilePath(), home_.temporary().path() + "/QuenmarkTempa.txt");
+    EXPECT_EQ(engineProbe.filePath(), home.path() + "/Quenmarka.txt");
+    EXPECT_EQ(engineProbe.tempFilePath(), home.temporary().path() + "/QuenmarkTempa.txt");
 }
 
 TEST_F(ALocalPath, KeepsBlanksAndLettersOutsideOfAscii) {
     announce(R"(\\Bücher\\ein Blatt ☕.txt)");
-    EXPECT_EQ(probe_.filePath(), home_.path() + "/Quenmark/Bücher/ein Blatt ☕.txt");
+    EXPECT_EQ(engineProbe.filePath(), home.path() + "/Quenmark/Bücher/ein Blatt ☕.txt");
 }
 
 TEST_F(ALocalPath, IsNotNormalised) {
     announce(R"(\\a\\..\\\\ b \\.)");
-    EXPECT_EQ(probe_.filePath(), home_.path() + "/Quenmark/a/..// b /.");
+    EXPECT_EQ(engineProbe.filePath(), home.path() + "/Quenmark/a/..// b /.");
 }
 
 TEST_F(ALocalPath, UsesTheSystemTemporaryDirectoryWithItsTrailingSeparator) {
-    environment_.set("TMPDIR", std::nullopt);
-    environment_.set("XDG_CACHE_HOME", home_.path("cache"));
+    environment.set("TMPDIR", std::nullopt);
+    environment.set("XDG_CACHE_HOME", home.path("cache"));
     announce(R"(\\Docs\\a.txt)");
-    EXPECT_EQ(probe_.tempFilePath(), home_.path("cache") + "/quenmark/QuenmarkTemp/Docs/a.txt");
+    EXPECT_EQ(engineProbe.tempFilePath(), home.path("cache") + "/quenmark/QuenmarkTemp/Docs/a.txt");
 }
 
 TEST_F(ALocalPath, IsTakenFromTheQuenmarkPathOfTheLastPass) {
-    server_.enqueue(pollTarget, HttpReply::json(nothing));
+    server.enqueue(pollTarget, HttpReply::json(nothing));
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     setPreferences(R"({"computerIdKey":"7","quenmarkPathKey":"/elsewhere"})");
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\a)")));
-    server_.enqueue(streamTarget, HttpReply::silence());
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\a)")));
+    server.enqueue(streamTarget, HttpReply::silence());
     nextPass();
     ASSERT_TRUE(waitFor(streamTarget));
-    EXPECT_EQ(probe_.filePath(), "/elsewhere/Quenmark/a");
+    EXPECT_EQ(engineProbe.filePath(), "/elsewhere/Quenmark/a");
 }
 
 } // namespace Quenmark

@@ -12,7 +12,7 @@ using TestSupport::HttpReply;
 class AnEnginesLog : public EngineFixture {
 protected:
     void expectPriority(std::string_view entry, Priority priority) const {
-        const auto found = log_.priorityOf(entry);
+        const auto found = log.priorityOf(entry);
         ASSERT_TRUE(found) << entry;
         EXPECT_EQ(*found, priority) << entry;
     }
@@ -21,14 +21,14 @@ protected:
 TEST_F(AnEnginesLog, HasAnIdlePassForDebugging) {
     for (const double release : {newRelease, oldRelease}) {
         setRelease(release);
-        log_.clear();
-        server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+        log.clear();
+        server.setHandler([](const auto&) { return HttpReply::json(nothing); });
         start();
-        ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+        ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
         expectPriority("Connection available... ", Priority::Debug);
         expectPriority("Json String ", Priority::Debug);
         expectPriority("response ", Priority::Debug);
-        EXPECT_EQ(log_.entries().size(), 3U);
+        EXPECT_EQ(log.entries().size(), 3U);
     }
 }
 
@@ -36,7 +36,7 @@ TEST_F(AnEnginesLog, HasTheCourseOfAnItemAsInformation) {
     enqueueFile(R"(\\a.txt)", "\\a.txt", "content");
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
-    ASSERT_TRUE(runUntil([&] { return log_.entries().back().starts_with("response "); }));
+    ASSERT_TRUE(runUntil([&] { return log.entries().back().starts_with("response "); }));
     expectPriority("{\n  \"ToComputerID\" : \"7\",\n  \"Length\"", Priority::Info);
     expectPriority("Bytes Written : 7", Priority::Info);
     expectPriority("Json String {\n  \"FileUploadID\"", Priority::Info);
@@ -44,39 +44,39 @@ TEST_F(AnEnginesLog, HasTheCourseOfAnItemAsInformation) {
 }
 
 TEST_F(AnEnginesLog, WarnsWhereThereIsNoNetwork) {
-    flags_ = 0;
+    flags = 0;
     start();
     expectPriority("connection not availble........", Priority::Warning);
 }
 
 TEST_F(AnEnginesLog, WarnsOfARequestThatFails) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing).cutAfter(20).thenReset(); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing).cutAfter(20).thenReset(); });
     start();
-    ASSERT_TRUE(runUntil([&] { return log_.contains("network error"); }));
+    ASSERT_TRUE(runUntil([&] { return log.contains("network error"); }));
     expectPriority("error code ....", Priority::Warning);
     expectPriority("network error", Priority::Warning);
 }
 
 TEST_F(AnEnginesLog, WarnsOfAResponseThatIsNotJson) {
-    server_.setHandler([](const auto&) { return HttpReply::ok("<html>"); });
+    server.setHandler([](const auto&) { return HttpReply::ok("<html>"); });
     start();
     ASSERT_TRUE(waitFor(pollTarget));
-    ASSERT_TRUE(runUntil([&] { return log_.contains("response (null)"); }));
+    ASSERT_TRUE(runUntil([&] { return log.contains("response (null)"); }));
     expectPriority("response (null)", Priority::Warning);
 }
 
 TEST_F(AnEnginesLog, HasAFailedWriteAsAnError) {
     std::filesystem::create_directories(temporary("Docs/a.txt"));
     startStream(HttpReply::ok("content", streamHeaders("\\Docs\\a.txt")));
-    ASSERT_TRUE(runUntil([&] { return log_.priorityOf("Stream error: ").has_value(); }));
+    ASSERT_TRUE(runUntil([&] { return log.priorityOf("Stream error: ").has_value(); }));
     expectPriority("Stream error: ", Priority::Error);
 }
 
 TEST_F(AnEnginesLog, HasAnErrorReportAsAnError) {
     setPreferences("{}");
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
-    ASSERT_TRUE(runUntil([&] { return log_.priorityOf("Error occured....").has_value(); }));
+    ASSERT_TRUE(runUntil([&] { return log.priorityOf("Error occured....").has_value(); }));
     expectPriority("Error occured....", Priority::Error);
 }
 

@@ -21,24 +21,24 @@ namespace fs = std::filesystem;
 class AnItemWithBadInput : public RoadFixture {
 protected:
     AnItemWithBadInput() {
-        home_.write("precious.txt", "precious");
+        home.write("precious.txt", "precious");
         start();
     }
     /// Asserts that attempts fail with a reason that begins so, and that nothing is acknowledged.
     void expectFailure(const std::string& reason) {
         ASSERT_TRUE(letTimePassUntil([&] {
-            return std::ranges::any_of(log_.entries(), [&](const std::string& entry) {
+            return std::ranges::any_of(log.entries(), [&](const std::string& entry) {
                 return entry.starts_with(reason) && entry.find("; the next attempt follows in ") != std::string::npos;
             });
         })) << reason
-            << ::testing::PrintToString(log_.entries());
+            << ::testing::PrintToString(log.entries());
         const auto before = failures();
         ASSERT_TRUE(letTimePassUntil([&] { return failures() >= before + 2; }));
-        EXPECT_EQ(confirmations_, 0);
+        EXPECT_EQ(confirmations, 0);
     }
     void expectNothingElseTouched() const {
-        EXPECT_EQ(home_.read("precious.txt"), "precious");
-        EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(home_.path())),
+        EXPECT_EQ(home.read("precious.txt"), "precious");
+        EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(home.path())),
                   (std::vector<std::string>{"Quenmark", "precious.txt"}));
     }
     static void link(const std::string& target, const std::string& path) {
@@ -77,7 +77,7 @@ TEST_P(AnItemWithBadInput, ArrivesWhereOtherItemsPartialFilesAreInAFolderInItsWa
     leavePartial(partial);
     offerNext(R"(\\A\\d.txt)", "\\A\\d.txt");
     leavePartial(partial);
-    link(home_.path(), temporary("A/home"));
+    link(home.path(), temporary("A/home"));
     offerNext(R"(\\A)", "\\A");
     expectArrival({0});
     EXPECT_EQ(failures(), 2U);
@@ -99,34 +99,34 @@ TEST_P(AnItemWithBadInput, WaitsForAFileInItsWayThatAnotherEngineIsAtWorkOn) {
     expectFailure("file in the way");
     EXPECT_EQ(contentOf(temporary("A")), "in work");
     claim.reset();
-    ASSERT_TRUE(letTimePassUntil([&] { return confirmations_ == 1; }));
+    ASSERT_TRUE(letTimePassUntil([&] { return confirmations == 1; }));
     EXPECT_TRUE(contentOf(placed("A/b.txt")) == content());
 }
 
 TEST_P(AnItemWithBadInput, TakesThePlaceOfALinkInTheTemporaryArea) {
     offerNext();
-    link(home_.path("precious.txt"), temporary(localName()));
+    link(home.path("precious.txt"), temporary(localName()));
     expectArrival({0});
     expectNothingElseTouched();
 }
 
 TEST_P(AnItemWithBadInput, WaitsWhereAFolderOnItsWayIsALink) {
-    link(home_.path(), temporary("Docs"));
+    link(home.path(), temporary("Docs"));
     offerNext();
     expectFailure("not writable: " + temporary("Docs"));
     expectNothingElseTouched();
     fs::remove(temporary("Docs"));
-    ASSERT_TRUE(letTimePassUntil([&] { return confirmations_ == 1; }));
+    ASSERT_TRUE(letTimePassUntil([&] { return confirmations == 1; }));
     EXPECT_TRUE(contentOf(placed(localName())) == content());
 }
 
 TEST_P(AnItemWithBadInput, WaitsWhereTheFolderOfTheRecordsIsALink) {
-    link(home_.path(), temporary(".records\\"));
+    link(home.path(), temporary(".records\\"));
     offerNext();
     expectFailure("not writable: " + temporary(".records\\"));
     expectNothingElseTouched();
     fs::remove(temporary(".records\\"));
-    ASSERT_TRUE(letTimePassUntil([&] { return confirmations_ == 1; }));
+    ASSERT_TRUE(letTimePassUntil([&] { return confirmations == 1; }));
     EXPECT_TRUE(contentOf(placed(localName())) == content());
 }
 
@@ -135,13 +135,13 @@ TEST_P(AnItemWithBadInput, WaitsWhereTheFolderOfTheRecordsIsAFile) {
     offerNext();
     expectFailure("file in the way");
     fs::remove(temporary(".records\\"));
-    ASSERT_TRUE(letTimePassUntil([&] { return confirmations_ == 1; }));
+    ASSERT_TRUE(letTimePassUntil([&] { return confirmations == 1; }));
     EXPECT_TRUE(contentOf(placed(localName())) == content());
 }
 
 TEST_P(AnItemWithBadInput, ArrivesWhereItsRecordIsALink) {
     offerNext();
-    link(home_.path("precious.txt"), record());
+    link(home.path("precious.txt"), record());
     expectArrival({0});
     expectNothingElseTouched();
 }
@@ -211,7 +211,7 @@ TEST_P(AnItemWithBadInput, WaitsWhereAFolderOnItsWayIsAnotherUsers) {
     offerNext();
     expectFailure("not writable: " + temporary("Docs"));
     fs::remove(temporary("Docs"));
-    ASSERT_TRUE(letTimePassUntil([&] { return confirmations_ == 1; }));
+    ASSERT_TRUE(letTimePassUntil([&] { return confirmations == 1; }));
     EXPECT_TRUE(contentOf(placed(localName())) == content());
 }
 
@@ -245,21 +245,21 @@ TEST_P(AnItemWithBadInput, WhoseStreamHasFieldsThatAreNotUtf8Arrives) {
         if (name == "FileName" || name == "ServerPath" || name == "TransitUploadPath")
             value = "\\\xFC\xC3(\xE2\x82.txt";
     }
-    server_.enqueue(streamTarget, HttpReply::ok(content(), fields));
+    server.enqueue(streamTarget, HttpReply::ok(content(), fields));
     expectArrival({0});
 }
 
 TEST_P(AnItemWithBadInput, WaitsWhereNoFileCanBeOpenedAndContinuesLater) {
     // The sanitizer looks at a type with descriptors of its own, once: all of this has happened before.
-    link(home_.path(), temporary("Docs"));
+    link(home.path(), temporary("Docs"));
     offerNext();
     ASSERT_TRUE(runUntil([&] { return failures() == 1; }));
     fs::remove(temporary("Docs"));
-    ASSERT_TRUE(letTimePassUntil([&] { return confirmations_ == 1; }));
+    ASSERT_TRUE(letTimePassUntil([&] { return confirmations == 1; }));
 
     offerNext();
     const auto whole = streamFrom(0);
-    server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - content().size() + partial));
+    server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - content().size() + partial));
     ASSERT_TRUE(letTimePassUntil([&] { return bytesOnDisk() == partial; }));
     const auto connection = last(streamTarget).connection;
     const int free = ::dup(STDERR_FILENO);
@@ -268,11 +268,11 @@ TEST_P(AnItemWithBadInput, WaitsWhereNoFileCanBeOpenedAndContinuesLater) {
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit full{static_cast<rlim_t>(free), before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &full), 0);
-    server_.send(connection, content().substr(partial));
+    server.send(connection, content().substr(partial));
     const bool hasFailed = runUntil([&] { return failures() == 2; });
     const bool hasFailedMore = letTimePassUntil([&] { return failures() == 5; });
     EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-    ASSERT_TRUE(hasFailed && hasFailedMore) << ::testing::PrintToString(log_.entries());
+    ASSERT_TRUE(hasFailed && hasFailedMore) << ::testing::PrintToString(log.entries());
     EXPECT_EQ(bytesOnDisk(), partial);
     expectArrival({0, partial});
 }

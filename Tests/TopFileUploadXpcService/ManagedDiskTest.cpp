@@ -43,18 +43,18 @@ public:
         if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
             throw std::system_error(errno, std::generic_category(), "/");
     }
-    std::string temporaryFolder() const { return home_.temporary().path(); }
-    std::string quenmarkFolder() const { return home_.path("Quenmark"); }
+    std::string temporaryFolder() const { return home.temporary().path(); }
+    std::string quenmarkFolder() const { return home.path("Quenmark"); }
     /// Lets two attempts fail for a reason that begins so.
     void expectFailures(const std::string& reason) {
         const auto fails = [&] {
             return static_cast<std::size_t>(std::ranges::count_if(
-                log_.entries(), [&](const std::string& entry) { return entry.starts_with(reason); }));
+                log.entries(), [&](const std::string& entry) { return entry.starts_with(reason); }));
         };
         const auto before = fails();
         EXPECT_TRUE(letTimePassUntil([&] { return fails() >= before + 2; }))
-            << reason << ::testing::PrintToString(log_.entries());
-        EXPECT_EQ(confirmations_, 0);
+            << reason << ::testing::PrintToString(log.entries());
+        EXPECT_EQ(confirmations, 0);
     }
     /// Asserts that the item arrives by one more request, for what follows those bytes.
     void expectArrivalFrom(std::size_t offset) {

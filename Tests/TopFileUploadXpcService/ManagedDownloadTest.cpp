@@ -33,7 +33,7 @@ protected:
     void leavePartial(std::size_t partial) {
         offer(R"(\\a.txt)");
         const auto whole = HttpReply::ok("0123456789", fieldsOf("\\a.txt"));
-        server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 10 + partial).thenClose());
+        server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 10 + partial).thenClose());
         start();
         ASSERT_TRUE(waitForFailure("transport -1005"));
     }
@@ -61,13 +61,13 @@ TEST_P(AManagedItem, ReplacesTheFileThatIsThere) {
 }
 
 TEST_P(AManagedItem, ReplacesALinkAndNotWhatItLeadsTo) {
-    writeFile(home_.path() + "/precious.txt", "precious");
-    ASSERT_EQ(::symlink((home_.path() + "/precious.txt").c_str(), placed("a.txt").c_str()), 0);
+    writeFile(home.path() + "/precious.txt", "precious");
+    ASSERT_EQ(::symlink((home.path() + "/precious.txt").c_str(), placed("a.txt").c_str()), 0);
     enqueueItem(R"(\\a.txt)", "\\a.txt", "new");
     start();
     ASSERT_TRUE(hasEnded(2));
     EXPECT_EQ(contentOf(placed("a.txt")), "new");
-    EXPECT_EQ(contentOf(home_.path() + "/precious.txt"), "precious");
+    EXPECT_EQ(contentOf(home.path() + "/precious.txt"), "precious");
 }
 
 TEST_P(AManagedItem, OfNoBytesBecomesAnEmptyFile) {
@@ -79,7 +79,7 @@ TEST_P(AManagedItem, OfNoBytesBecomesAnEmptyFile) {
 }
 
 TEST_P(AManagedItem, ThatIsAFolderIsMadeAndAcknowledged) {
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\A\\B)", "False")));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\A\\B)", "False")));
     confirm();
     start();
     ASSERT_TRUE(hasEnded(2));
@@ -114,9 +114,9 @@ TEST_P(AManagedItem, ContinuesAfterAStartOfTheService) {
 
 TEST_P(AManagedItem, DoesNotContinueThePartialFileOfAnotherItem) {
     leavePartial(4);
-    server_.enqueue(pollTarget, HttpReply::json(R"({"FileName":"\\a.txt","FileUploadID":"99","IsFile":"True",)"
-                                                R"("ReturnStatus":"0"})"));
-    server_.enqueue(streamTarget, HttpReply::ok("another", fieldsOf("\\a.txt", "99")));
+    server.enqueue(pollTarget, HttpReply::json(R"({"FileName":"\\a.txt","FileUploadID":"99","IsFile":"True",)"
+                                               R"("ReturnStatus":"0"})"));
+    server.enqueue(streamTarget, HttpReply::ok("another", fieldsOf("\\a.txt", "99")));
     confirm();
     pass(2);
     ASSERT_TRUE(hasEnded(3));
@@ -165,9 +165,9 @@ TEST_P(AManagedItem, StartsAnewWhereItHasAnotherSizeNow) {
 
 TEST_P(AManagedItem, OfAnotherIdentifierThanThePollsIsNotTaken) {
     offer(R"(\\a.txt)");
-    server_.enqueue(streamTarget, HttpReply::ok("wrong", fieldsOf("\\a.txt", "13")));
+    server.enqueue(streamTarget, HttpReply::ok("wrong", fieldsOf("\\a.txt", "13")));
     offer(R"(\\a.txt)");
-    server_.enqueue(streamTarget, HttpReply::ok("wrong", {{"ReturnStatus", "0"}}));
+    server.enqueue(streamTarget, HttpReply::ok("wrong", {{"ReturnStatus", "0"}}));
     start();
     ASSERT_TRUE(waitForFailure("bad response"));
     EXPECT_FALSE(Files::exists(temporary("a.txt"))) << "no byte is written";
@@ -181,7 +181,7 @@ TEST_P(AManagedItem, WhoseStreamSaysThatItIsAFolderIsNotTaken) {
     offer(R"(\\a.txt)");
     auto headers = fieldsOf("\\a.txt");
     headers[1].second = "False";
-    server_.enqueue(streamTarget, HttpReply::ok("", headers));
+    server.enqueue(streamTarget, HttpReply::ok("", headers));
     start();
     ASSERT_TRUE(waitForFailure("bad response"));
     EXPECT_FALSE(Files::exists(placed("a.txt")));
@@ -190,7 +190,7 @@ TEST_P(AManagedItem, WhoseStreamSaysThatItIsAFolderIsNotTaken) {
 
 TEST_P(AManagedItem, OfAnErrorPageIsNotTaken) {
     offer(R"(\\a.txt)");
-    server_.enqueue(streamTarget, HttpReply::status(503, "please wait", fieldsOf("\\a.txt")));
+    server.enqueue(streamTarget, HttpReply::status(503, "please wait", fieldsOf("\\a.txt")));
     start();
     ASSERT_TRUE(waitForFailure("bad response"));
     EXPECT_FALSE(Files::exists(temporary("a.txt")));
@@ -201,7 +201,7 @@ TEST_P(AManagedItem, IsOfferedAgainAfterAnyStatusOfItsStream) {
     double wait = 2;
     for (const auto& status : statuses) {
         offer(R"(\\a.txt)");
-        server_.enqueue(streamTarget, HttpReply::ok("not the item", {{"ReturnStatus", status}}));
+        server.enqueue(streamTarget, HttpReply::ok("not the item", {{"ReturnStatus", status}}));
     }
     enqueueItem(R"(\\a.txt)", "\\a.txt", "content");
     start();
@@ -210,8 +210,8 @@ TEST_P(AManagedItem, IsOfferedAgainAfterAnyStatusOfItsStream) {
         expectPollAfter(wait, poll + 1);
     }
     ASSERT_TRUE(hasEnded(statuses.size() + 2));
-    EXPECT_TRUE(log_.contains("status 1; the next attempt follows in 2 s"));
-    EXPECT_TRUE(log_.contains("status 2; the next attempt follows in 4 s"));
+    EXPECT_TRUE(log.contains("status 1; the next attempt follows in 2 s"));
+    EXPECT_TRUE(log.contains("status 2; the next attempt follows in 4 s"));
     EXPECT_EQ(contentOf(placed("a.txt")), "content");
 }
 
@@ -219,7 +219,7 @@ TEST_P(AManagedItem, GivesAPartialFileUpThatTheServerRefusesThreeTimes) {
     leavePartial(4);
     for (int time = 0; time < 3; ++time) {
         offer(R"(\\a.txt)");
-        server_.enqueue(streamTarget, HttpReply::ok("", {{"ReturnStatus", "2"}}));
+        server.enqueue(streamTarget, HttpReply::ok("", {{"ReturnStatus", "2"}}));
     }
     offer(R"(\\a.txt)");
     stream("\\a.txt", "0123456789");
@@ -238,11 +238,11 @@ TEST_P(AManagedItem, GivesAPartialFileUpThatTheServerRefusesThreeTimes) {
 TEST_P(AManagedItem, IsAcknowledgedAgainWithoutADownloadWhereTheAcknowledgementWasLost) {
     offer(R"(\\a.txt)");
     stream("\\a.txt", "content");
-    server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
+    server.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
     offer(R"(\\a.txt)");
-    server_.enqueue(acknowledgeTarget, HttpReply::json("[]"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("[]"));
     offer(R"(\\a.txt)");
-    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"5"})"));
+    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"5"})"));
     offer(R"(\\a.txt)");
     confirm();
     start();
@@ -252,7 +252,7 @@ TEST_P(AManagedItem, IsAcknowledgedAgainWithoutADownloadWhereTheAcknowledgementW
     ASSERT_TRUE(hasEnded(2));
     expectPollAfter(4, 3);
     ASSERT_TRUE(hasEnded(3));
-    EXPECT_TRUE(log_.contains("acknowledgement refused 5; the next attempt follows in 8 s"));
+    EXPECT_TRUE(log.contains("acknowledgement refused 5; the next attempt follows in 8 s"));
     expectPollAfter(8, 4);
     ASSERT_TRUE(hasEnded(5));
     EXPECT_EQ(count(streamTarget), 1U);
@@ -263,7 +263,7 @@ TEST_P(AManagedItem, IsAcknowledgedAgainWithoutADownloadWhereTheAcknowledgementW
 TEST_P(AManagedItem, IsAcknowledgedAgainAfterAStartOfTheService) {
     offer(R"(\\a.txt)");
     stream("\\a.txt", "content");
-    server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
+    server.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
     start();
     ASSERT_TRUE(waitForFailure("acknowledgement failed"));
     restart();
@@ -278,7 +278,7 @@ TEST_P(AManagedItem, IsAcknowledgedAgainAfterAStartOfTheService) {
 TEST_P(AManagedItem, IsFetchedAgainWhereItIsNotWhatWasPlacedAnyMore) {
     offer(R"(\\a.txt)");
     stream("\\a.txt", "content");
-    server_.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
+    server.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
     start();
     ASSERT_TRUE(waitForFailure("acknowledgement failed"));
     std::ofstream(placed("a.txt"), std::ios::app) << "x";
@@ -312,18 +312,18 @@ TEST_P(AManagedItem, IsBlockedByAFileInThePlaceOfAFolder) {
     writeFile(placed("A"), "a file");
     offer(R"(\\A\\b.txt)");
     stream("\\A\\b.txt", "content");
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\A)", "False")));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\A)", "False")));
     start();
     ASSERT_TRUE(waitForFailure("file in the way"));
     pass(2);
     ASSERT_TRUE(hasEnded(2));
-    EXPECT_TRUE(log_.contains("file in the way; the next attempt follows in 4 s"));
+    EXPECT_TRUE(log.contains("file in the way; the next attempt follows in 4 s"));
     EXPECT_EQ(count(acknowledgeTarget), 0U);
     EXPECT_EQ(contentOf(placed("A")), "a file");
 }
 
 TEST_P(AManagedItem, IsBlockedWhereTheFolderOfTheUserIsMissing) {
-    const std::string missing = home_.path() + "/disk";
+    const std::string missing = home.path() + "/disk";
     setPreferences(R"({"computerIdKey":"7","quenmarkPathKey":")" + missing + "\"}");
     offer(R"(\\a.txt)");
     stream("\\a.txt", "content");
@@ -349,15 +349,15 @@ TEST_P(AManagedItem, IsBlockedWhereNoFolderOfTheUserIsSet) {
 }
 
 TEST_P(AManagedItem, IsBlockedWhereTheTemporaryAreaIsALink) {
-    Files::createDirectory(home_.temporary().path() + "/elsewhere");
-    ASSERT_EQ(::symlink((home_.temporary().path() + "/elsewhere").c_str(),
-                        (home_.temporary().path() + "/QuenmarkTemp").c_str()),
+    Files::createDirectory(home.temporary().path() + "/elsewhere");
+    ASSERT_EQ(::symlink((home.temporary().path() + "/elsewhere").c_str(),
+                        (home.temporary().path() + "/QuenmarkTemp").c_str()),
               0);
     offer(R"(\\a.txt)");
     stream("\\a.txt", "content");
     start();
-    ASSERT_TRUE(waitForFailure("not writable: " + home_.temporary().path() + "/QuenmarkTemp"));
-    EXPECT_EQ(namesIn(home_.temporary().path() + "/elsewhere"), std::vector<std::string>{});
+    ASSERT_TRUE(waitForFailure("not writable: " + home.temporary().path() + "/QuenmarkTemp"));
+    EXPECT_EQ(namesIn(home.temporary().path() + "/elsewhere"), std::vector<std::string>{});
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }
 
@@ -372,7 +372,7 @@ TEST_P(AManagedItem, WhoseNameLeavesTheFolderIsNotAskedFor) {
     for (std::size_t poll = 1; poll <= names.size(); ++poll, wait = std::min(wait * 2, 300.0)) {
         ASSERT_TRUE(hasEnded(poll));
         EXPECT_TRUE(
-            log_.contains("name leaves the folder; the next attempt follows in " + std::to_string(int(wait)) + " s"))
+            log.contains("name leaves the folder; the next attempt follows in " + std::to_string(int(wait)) + " s"))
             << names[poll - 1];
         expectPollAfter(wait, poll + 1);
     }
@@ -391,13 +391,13 @@ TEST_P(AManagedItem, WhoseStreamNamesAPlaceOutsideTheFolderIsNotTaken) {
     ASSERT_TRUE(hasEnded(2));
     expectPollAfter(4, 3);
     ASSERT_TRUE(hasEnded(3));
-    EXPECT_TRUE(log_.contains("name leaves the folder; the next attempt follows in 8 s"));
+    EXPECT_TRUE(log.contains("name leaves the folder; the next attempt follows in 8 s"));
     EXPECT_FALSE(Files::exists(temporary("a.txt")));
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }
 
 TEST_P(AManagedItem, OfNoKnownKindIsABadResponse) {
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\a.txt)", "maybe")));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\a.txt)", "maybe")));
     start();
     ASSERT_TRUE(waitForFailure("bad response"));
     EXPECT_FALSE(Files::exists(placed("a.txt")));

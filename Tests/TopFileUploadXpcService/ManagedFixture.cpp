@@ -21,7 +21,7 @@ void ManagedFixture::expectPollAfter(double seconds, std::size_t number) {
 
 bool ManagedFixture::waitForFailure(const std::string& reason) {
     return runUntil([&] {
-        const auto& entries = log_.entries();
+        const auto& entries = log.entries();
         return std::any_of(entries.begin(), entries.end(), [&](const std::string& entry) {
             return entry.starts_with(reason + "; the next attempt follows in ");
         });
@@ -30,7 +30,7 @@ bool ManagedFixture::waitForFailure(const std::string& reason) {
 
 std::string ManagedFixture::offsetOf(std::size_t number) const {
     const std::string mark = "\"Length\" : \"";
-    for (const auto& request : server_.requests()) {
+    for (const auto& request : server.requests()) {
         if (request.target != streamTarget || number-- > 0)
             continue;
         const auto begin = request.body.find(mark) + mark.size();

@@ -19,8 +19,8 @@ protected:
 
     /// A new engine in the place of the old one, as after a start of the service.
     void restart() {
-        engine_ = std::make_shared<TopFileUploadXpcService>(
-            context_, std::make_unique<ManagedPolicy>(context_.network(), [] { return 0.0; }));
+        engine = std::make_shared<TopFileUploadXpcService>(
+            context, std::make_unique<ManagedPolicy>(context.network(), [] { return 0.0; }));
     }
     /// The header fields of a good stream of the file `name`, of the item that `item` describes.
     static TestSupport::Headers fieldsOf(std::string_view name, std::string_view fileUploadID = "12") {
@@ -31,11 +31,11 @@ protected:
         }
         return headers;
     }
-    void offer(std::string_view jsonName) { server_.enqueue(pollTarget, HttpReply::json(item(jsonName))); }
+    void offer(std::string_view jsonName) { server.enqueue(pollTarget, HttpReply::json(item(jsonName))); }
     void stream(std::string_view name, std::string_view content) {
-        server_.enqueue(streamTarget, HttpReply::ok(content, fieldsOf(name)));
+        server.enqueue(streamTarget, HttpReply::ok(content, fieldsOf(name)));
     }
-    void confirm() { server_.enqueue(acknowledgeTarget, HttpReply::json(confirmed)); }
+    void confirm() { server.enqueue(acknowledgeTarget, HttpReply::json(confirmed)); }
     /// Scripts one item whole.
     void enqueueItem(std::string_view jsonName, std::string_view name, std::string_view content) {
         offer(jsonName);
@@ -44,13 +44,13 @@ protected:
     }
     /// Everything that nothing was enqueued for finds no item.
     void answerNothing() {
-        server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+        server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     }
 
     /// Moves the clock by that many seconds, and lets what is due then run.
     void pass(double seconds) {
-        clock_.advance(std::chrono::duration_cast<Platform::Duration>(std::chrono::duration<double>(seconds)));
-        loop_.runOnce(std::chrono::seconds(0));
+        clock.advance(std::chrono::duration_cast<Platform::Duration>(std::chrono::duration<double>(seconds)));
+        loop.runOnce(std::chrono::seconds(0));
     }
     /// Asserts that the next poll, the one of that number, is sent `seconds` after the last event, and not before.
     void expectPollAfter(double seconds, std::size_t number);
@@ -59,7 +59,7 @@ protected:
     bool hasEnded(std::size_t poll) {
         return runUntil([&] { return count(pollTarget) == poll && probe().gateIsOpen(); });
     }
-    EngineProbe probe() { return EngineProbe(*engine_); }
+    EngineProbe probe() { return EngineProbe(*engine); }
     /// The offset of the stream request of that number, from 0.
     std::string offsetOf(std::size_t number) const;
 };

@@ -13,7 +13,7 @@ protected:
     using Offsets = std::vector<std::size_t>;
 
     TheRoadOfAnItem() {
-        nobody_.stopListening();
+        nobody.stopListening();
         start();
     }
 
@@ -32,9 +32,9 @@ protected:
             EXPECT_EQ(failures(), before) << "no response for less than a minute";
             pass(0.2);
         } else if (how == Break::Reset || how == Break::ResetInTheHead) {
-            server_.reset(connection);
+            server.reset(connection);
         } else {
-            server_.close(connection);
+            server.close(connection);
         }
         ASSERT_TRUE(runUntil([&] { return failures() == before + 1; })) << target << " " << int(how);
     }
@@ -42,27 +42,27 @@ protected:
     void breakNext(Break how, const std::string& target) {
         const bool inTheHead = how >= Break::ResetInTheHead;
         const auto before = count(target);
-        server_.enqueue(target, HttpReply::raw(inTheHead ? "HTTP/1.1 200 OK\r\nReturnSta" : ""));
+        server.enqueue(target, HttpReply::raw(inTheHead ? "HTTP/1.1 200 OK\r\nReturnSta" : ""));
         ASSERT_TRUE(letTimePassUntil([&] { return count(target) == before + 1; }));
         breakNow(how, target);
     }
     /// The request that follows one to `target` finds nobody who listens.
     void refuseAfter(std::string_view target) {
         const auto before = failures();
-        requested_ = [this, target](const HttpRequest& request) {
+        requested = [this, target](const HttpRequest& request) {
             if (request.target == target)
-                settings_.serviceHost = nobody_.host();
+                settings.serviceHost = nobody.host();
         };
         ASSERT_TRUE(waitForOneMoreFailure(before));
-        requested_ = nullptr;
-        settings_.serviceHost = server_.host();
-        EXPECT_TRUE(log_.contains("transport -1004; the next attempt follows in 2 s"));
+        requested = nullptr;
+        settings.serviceHost = server.host();
+        EXPECT_TRUE(log.contains("transport -1004; the next attempt follows in 2 s"));
     }
     /// Sends the item from `offset` up to `stop`, and breaks the connection there.
     void breakBodyAt(std::size_t offset, std::size_t stop, Break how) {
         const auto whole = streamFrom(offset);
         const auto before = count(streamTarget);
-        server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - (content().size() - stop)));
+        server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - (content().size() - stop)));
         ASSERT_TRUE(letTimePassUntil([&] { return count(streamTarget) == before + 1 && bytesOnDisk() == stop; }));
         breakNow(how, streamTarget);
         EXPECT_EQ(bytesOnDisk(), stop);
@@ -79,7 +79,7 @@ protected:
     static constexpr const char* badResponse = "bad response; the next attempt follows in 2 s";
     static constexpr std::size_t tenth = 10'000;
     static constexpr std::size_t partial = 4 * tenth;
-    TestSupport::HttpServer nobody_;
+    TestSupport::HttpServer nobody;
 };
 
 TEST_P(TheRoadOfAnItem, GoesOnAfterAPollThatBreaksOff) {
@@ -93,26 +93,26 @@ TEST_P(TheRoadOfAnItem, GoesOnAfterAPollThatBreaksOff) {
 TEST_P(TheRoadOfAnItem, GoesOnAfterAPollThatNobodyTakes) {
     offerNext();
     ASSERT_TRUE(runUntil([&] { return probe().gateIsOpen(); }));
-    settings_.serviceHost = nobody_.host();
+    settings.serviceHost = nobody.host();
     ASSERT_TRUE(waitForOneMoreFailure(0));
-    settings_.serviceHost = server_.host();
-    EXPECT_TRUE(log_.contains("transport -1004; the next attempt follows in 2 s"));
+    settings.serviceHost = server.host();
+    EXPECT_TRUE(log.contains("transport -1004; the next attempt follows in 2 s"));
     expectArrival({0});
 }
 
 TEST_P(TheRoadOfAnItem, GoesOnAfterAHostThatIsNotFound) {
-    settings_.serviceHost = "nowhere.invalid:80";
+    settings.serviceHost = "nowhere.invalid:80";
     offerNext();
     ASSERT_TRUE(letTimePassUntil([&] { return failures() == 2; }));
-    EXPECT_TRUE(log_.contains("transport -1003; the next attempt follows in 4 s"));
-    settings_.serviceHost = server_.host();
+    EXPECT_TRUE(log.contains("transport -1003; the next attempt follows in 4 s"));
+    settings.serviceHost = server.host();
     expectArrival({0});
 }
 
 TEST_P(TheRoadOfAnItem, GoesOnAfterAnyStatusOfAPoll) {
     for (const auto* status : {"", R"("1")", R"("2")", R"("-1")", R"("abc")", "null", "[]", "0"}) {
         offerNext();
-        server_.enqueue(pollTarget, HttpReply::json(pollOfItem(status)));
+        server.enqueue(pollTarget, HttpReply::json(pollOfItem(status)));
         expectArrival({0});
     }
 }
@@ -122,10 +122,10 @@ TEST_P(TheRoadOfAnItem, GoesOnAfterAPollsResponseThatCannotBeRead) {
          {"", "no JSON", "[]", "null", "\"0\"", R"({"ReturnStatus":"0")", "{}", "\xFF",
           "{\"FileName\":\"\\\\\xFF.txt\",\"FileUploadID\":\"1\",\"IsFile\":\"True\",\"ReturnStatus\":\"0\"}"}) {
         offerNext();
-        server_.enqueue(pollTarget, HttpReply::json(body));
-        const auto before = log_.count(badResponse);
+        server.enqueue(pollTarget, HttpReply::json(body));
+        const auto before = log.count(badResponse);
         expectArrival({0});
-        EXPECT_EQ(log_.count(badResponse), before + 1) << body;
+        EXPECT_EQ(log.count(badResponse), before + 1) << body;
     }
 }
 
@@ -181,9 +181,9 @@ TEST_P(TheRoadOfAnItem, ContinuesAfterABodyInChunksThatWasCut) {
     offerNext();
     const auto before = failures();
     const std::string head = headWithoutLength("Transfer-Encoding: chunked");
-    server_.enqueue(streamTarget, HttpReply::raw(head + "2710\r\n" + content().substr(0, tenth) + "\r\n2710\r\n" +
-                                                 content().substr(tenth, 1))
-                                      .thenClose());
+    server.enqueue(streamTarget, HttpReply::raw(head + "2710\r\n" + content().substr(0, tenth) + "\r\n2710\r\n" +
+                                                content().substr(tenth, 1))
+                                     .thenClose());
     ASSERT_TRUE(waitForOneMoreFailure(before));
     EXPECT_EQ(bytesOnDisk(), tenth + 1);
     expectArrival({0, tenth + 1});
@@ -194,7 +194,7 @@ TEST_P(TheRoadOfAnItem, ContinuesAfterABodyThatEndsTooEarly) {
     leavePartial(partial);
     const auto before = failures();
     const std::string head = headWithoutLength("Connection: close");
-    server_.enqueue(streamTarget, HttpReply::raw(head + content().substr(partial, tenth)).thenClose());
+    server.enqueue(streamTarget, HttpReply::raw(head + content().substr(partial, tenth)).thenClose());
     ASSERT_TRUE(waitForOneMoreFailure(before));
     EXPECT_EQ(bytesOnDisk(), partial + tenth);
     expectArrival({0, partial, partial + tenth});
@@ -208,7 +208,7 @@ TEST_P(TheRoadOfAnItem, KeepsItsPartialFileAfterAStreamThatIsRefused) {
             auto fields = goodFields();
             fields[0].second = status;
             const auto before = failures();
-            server_.enqueue(streamTarget, HttpReply::ok(body, fields));
+            server.enqueue(streamTarget, HttpReply::ok(body, fields));
             ASSERT_TRUE(waitForOneMoreFailure(before));
             EXPECT_EQ(bytesOnDisk(), partial);
             expectArrival({0, partial, partial});
@@ -220,12 +220,12 @@ TEST_P(TheRoadOfAnItem, TakesAStreamOfItsOwnWhoseStatusIsNoNumber) {
     offerNext();
     auto fields = goodFields();
     fields[0].second = "abc";
-    server_.enqueue(streamTarget, HttpReply::ok(content(), fields));
+    server.enqueue(streamTarget, HttpReply::ok(content(), fields));
     expectArrival({0});
     offerNext();
     fields = goodFields();
     fields.erase(fields.begin());
-    server_.enqueue(streamTarget, HttpReply::ok(content(), fields));
+    server.enqueue(streamTarget, HttpReply::ok(content(), fields));
     expectArrival({0});
 }
 
@@ -241,7 +241,7 @@ TEST_P(TheRoadOfAnItem, KeepsItsPartialFileAfterAStreamThatIsNotTheItems) {
         offerNext();
         leavePartial(partial);
         const auto before = failures();
-        server_.enqueue(streamTarget, reply);
+        server.enqueue(streamTarget, reply);
         ASSERT_TRUE(waitForOneMoreFailure(before));
         EXPECT_EQ(bytesOnDisk(), partial) << reply.bytes();
         expectArrival({0, partial, partial});
@@ -252,7 +252,7 @@ TEST_P(TheRoadOfAnItem, KeepsItsPartialFileAfterAStreamWithoutBytes) {
     offerNext();
     leavePartial(partial);
     const auto before = failures();
-    server_.enqueue(streamTarget, HttpReply::ok("", goodFields()));
+    server.enqueue(streamTarget, HttpReply::ok("", goodFields()));
     ASSERT_TRUE(waitForOneMoreFailure(before));
     EXPECT_EQ(bytesOnDisk(), partial);
     expectArrival({0, partial, partial});
@@ -262,7 +262,7 @@ TEST_P(TheRoadOfAnItem, GivesAPartialFileUpAfterThreeStreamsWithoutBytes) {
     offerNext();
     leavePartial(partial);
     for (int time = 0; time < 3; ++time)
-        server_.enqueue(streamTarget, HttpReply::ok("", goodFields()));
+        server.enqueue(streamTarget, HttpReply::ok("", goodFields()));
     expectArrival({0, partial, partial, partial, 0});
 }
 
@@ -284,13 +284,13 @@ TEST_P(TheRoadOfAnItem, TakesNoStreamWhosePartialFileHasGoneMeanwhile) {
     offerNext();
     leavePartial(partial);
     const auto before = failures();
-    server_.enqueue(streamTarget, HttpReply::silence());
+    server.enqueue(streamTarget, HttpReply::silence());
     ASSERT_TRUE(letTimePassUntil([&] { return offsets() == Offsets({0, partial}); }));
     std::filesystem::remove(temporary(localName()));
-    server_.send(last(streamTarget).connection, headWithoutLength("Connection: close") + content().substr(partial));
+    server.send(last(streamTarget).connection, headWithoutLength("Connection: close") + content().substr(partial));
     ASSERT_TRUE(runUntil([&] { return failures() == before + 1; }));
     EXPECT_EQ(bytesOnDisk(), 0U);
-    server_.close(last(streamTarget).connection);
+    server.close(last(streamTarget).connection);
     expectArrival({0, partial, 0});
 }
 
@@ -306,14 +306,14 @@ TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainAfterAnAcknowledgementThatBreaksOff) 
 TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainAfterAnAcknowledgementThatNobodyTakes) {
     offerNext();
     const auto before = failures();
-    requested_ = [this](const HttpRequest& request) {
+    requested = [this](const HttpRequest& request) {
         if (request.target == streamTarget)
-            settings_.serviceHost = nobody_.host();
+            settings.serviceHost = nobody.host();
     };
     ASSERT_TRUE(waitForOneMoreFailure(before));
-    requested_ = nullptr;
-    settings_.serviceHost = server_.host();
-    EXPECT_TRUE(log_.contains("acknowledgement failed; the next attempt follows in 2 s"));
+    requested = nullptr;
+    settings.serviceHost = server.host();
+    EXPECT_TRUE(log.contains("acknowledgement failed; the next attempt follows in 2 s"));
     expectArrival({0});
 }
 
@@ -324,7 +324,7 @@ TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainAfterAnyResponseThatIsNoConfirmation)
                              R"({"ReturnStatus":"-1"})", R"({"ReturnStatus":"abc"})", R"({"ReturnStatus":""})"}) {
         offerNext();
         const auto before = failures();
-        server_.enqueue(acknowledgeTarget, HttpReply::json(body));
+        server.enqueue(acknowledgeTarget, HttpReply::json(body));
         expectArrival({0});
         EXPECT_EQ(failures(), before + 1) << body;
     }
@@ -332,7 +332,7 @@ TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainAfterAnyResponseThatIsNoConfirmation)
 
 TEST_P(TheRoadOfAnItem, IsConfirmedByANumberAsByAText) {
     offerNext();
-    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":0})"));
+    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":0})"));
     ASSERT_TRUE(letTimePassUntil([&] { return count(pollTarget) == 2; }));
     EXPECT_EQ(failures(), 0U);
     EXPECT_TRUE(contentOf(placed(localName())) == content());

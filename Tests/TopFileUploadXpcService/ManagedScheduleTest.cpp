@@ -27,22 +27,22 @@ TEST_P(AManagedEngine, AsksAtOnceAfterAnAcknowledgedItem) {
 }
 
 TEST_P(AManagedEngine, WaitsLongerAfterEachFailureInARow) {
-    server_.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
+    server.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
     start();
     std::size_t poll = 1;
     for (const double wait : {2, 4, 8, 16, 32, 64, 128, 256, 300, 300}) {
         ASSERT_TRUE(hasEnded(poll));
-        EXPECT_EQ(log_.count("transport -1005; the next attempt follows in " + std::to_string(int(wait)) + " s"),
+        EXPECT_EQ(log.count("transport -1005; the next attempt follows in " + std::to_string(int(wait)) + " s"),
                   wait == 300 ? poll - 8 : 1U);
         expectPollAfter(wait, ++poll);
     }
 }
 
 TEST_P(AManagedEngine, CountsFailuresAnewAfterAPollThatFoundNothing) {
-    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
-    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
-    server_.enqueue(pollTarget, HttpReply::json(nothing));
-    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    server.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    server.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    server.enqueue(pollTarget, HttpReply::json(nothing));
+    server.enqueue(pollTarget, HttpReply::raw("").thenReset());
     answerNothing();
     start();
     ASSERT_TRUE(hasEnded(1));
@@ -56,9 +56,9 @@ TEST_P(AManagedEngine, CountsFailuresAnewAfterAPollThatFoundNothing) {
 }
 
 TEST_P(AManagedEngine, CountsFailuresAnewAfterAnAcknowledgedItem) {
-    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    server.enqueue(pollTarget, HttpReply::raw("").thenReset());
     enqueueItem(R"(\\a.txt)", "\\a.txt", "one");
-    server_.enqueue(pollTarget, HttpReply::raw("").thenReset());
+    server.enqueue(pollTarget, HttpReply::raw("").thenReset());
     answerNothing();
     start();
     ASSERT_TRUE(hasEnded(1));
@@ -68,7 +68,7 @@ TEST_P(AManagedEngine, CountsFailuresAnewAfterAnAcknowledgedItem) {
 }
 
 TEST_P(AManagedEngine, AsksAtOnceWhenItIsCalledDuringAWait) {
-    server_.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
+    server.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
     start();
     for (std::size_t poll = 1; poll < 5; ++poll) {
         ASSERT_TRUE(hasEnded(poll));
@@ -76,18 +76,18 @@ TEST_P(AManagedEngine, AsksAtOnceWhenItIsCalledDuringAWait) {
         ASSERT_TRUE(waitFor(pollTarget, poll + 1));
     }
     ASSERT_TRUE(hasEnded(5));
-    EXPECT_TRUE(log_.contains("transport -1005; the next attempt follows in 32 s")) << "a call is no success";
+    EXPECT_TRUE(log.contains("transport -1005; the next attempt follows in 32 s")) << "a call is no success";
     expectPollAfter(32, 6);
 }
 
 TEST_P(AManagedEngine, AsksOnceMoreWhenItIsCalledDuringAnAttempt) {
-    server_.enqueue(pollTarget, HttpReply::silence());
+    server.enqueue(pollTarget, HttpReply::silence());
     answerNothing();
     start();
     ASSERT_TRUE(waitFor(pollTarget));
     start();
     start();
-    server_.send(last(pollTarget).connection, HttpReply::json(nothing).bytes());
+    server.send(last(pollTarget).connection, HttpReply::json(nothing).bytes());
     ASSERT_TRUE(hasEnded(2)) << "one poll, without a move of the clock";
     expectPollAfter(2, 3);
 }
@@ -104,14 +104,14 @@ TEST_P(AManagedEngine, HasOneChainOfPassesHoweverOftenItIsCalled) {
 
 TEST_P(AManagedEngine, LooksForTheNetworkEveryTwoSecondsAndSendsNothingWithoutIt) {
     answerNothing();
-    flags_ = 0;
+    flags = 0;
     start();
     for (std::size_t passes = 1; passes < 4; ++passes) {
-        EXPECT_EQ(log_.count("connection not availble........"), passes);
+        EXPECT_EQ(log.count("connection not availble........"), passes);
         pass(2);
     }
-    EXPECT_EQ(server_.requests().size(), 0U);
-    flags_ = 0x2;
+    EXPECT_EQ(server.requests().size(), 0U);
+    flags = 0x2;
     pass(2);
     EXPECT_TRUE(waitFor(pollTarget));
 }
@@ -128,7 +128,7 @@ TEST_P(AManagedEngine, AsksAsSoonAsTheIdentifierOfTheComputerIsSet) {
 }
 
 TEST_P(AManagedEngine, AsksSoonAfterASuspend) {
-    server_.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
+    server.setHandler([](const auto&) { return HttpReply::raw("").thenReset(); });
     start();
     for (std::size_t poll = 1; poll < 6; ++poll) {
         ASSERT_TRUE(hasEnded(poll));
@@ -138,7 +138,7 @@ TEST_P(AManagedEngine, AsksSoonAfterASuspend) {
     ASSERT_TRUE(hasEnded(6)) << "a wait of 64 seconds";
     pass(1);
     EXPECT_EQ(questions(), 6U);
-    clock_.suspend(std::chrono::seconds(20));
+    clock.suspend(std::chrono::seconds(20));
     pass(1);
     EXPECT_EQ(questions(), 7U);
     EXPECT_TRUE(waitFor(pollTarget, 7));
@@ -154,7 +154,7 @@ TEST_P(AManagedEngine, GoesOnAfterAnyResponseOfAPoll) {
                                             HttpReply::status(500, "error"),
                                             HttpReply::raw("no HTTP\r\n\r\n").thenClose()};
     for (const auto& reply : replies)
-        server_.enqueue(pollTarget, reply);
+        server.enqueue(pollTarget, reply);
     answerNothing();
     start();
     double wait = 2;
@@ -181,6 +181,21 @@ TEST(TheWaitAfterFailures, DoublesUpToThreeHundredSecondsWithATenthOfJitter) {
     EXPECT_DOUBLE_EQ(seconds(3, -1), 7.2);
     EXPECT_DOUBLE_EQ(seconds(9, -1), 270);
     EXPECT_DOUBLE_EQ(seconds(9, 1), 300);
+}
+
+TEST(TheWaitAfterFailures, HasAJitterThatIsAnywhereBetweenItsLimits) {
+    const auto jitter = ManagedPolicy::randomJitter();
+    double least = 0;
+    double most = 0;
+    for (int count = 0; count < 1000; ++count) {
+        const double value = jitter();
+        least = std::min(least, value);
+        most = std::max(most, value);
+    }
+    EXPECT_GE(least, -1);
+    EXPECT_LT(least, -0.9);
+    EXPECT_GT(most, 0.9);
+    EXPECT_LE(most, 1);
 }
 
 } // namespace Quenmark

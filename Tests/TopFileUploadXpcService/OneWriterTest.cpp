@@ -34,26 +34,26 @@ protected:
 };
 
 TEST_P(AnItemsWriter, HasTheItemUntilTheAcknowledgementHasAResponse) {
-    server_.enqueue(acknowledgeTarget, HttpReply::silence());
+    server.enqueue(acknowledgeTarget, HttpReply::silence());
     startStream(fourOfTenBytes());
     EXPECT_FALSE(isFree("Docs/a.txt"));
-    server_.send(last(streamTarget).connection, "efghij");
+    server.send(last(streamTarget).connection, "efghij");
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_FALSE(isFree("Docs/a.txt"));
-    server_.send(last(acknowledgeTarget).connection, HttpReply::json("{}").bytes());
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    server.send(last(acknowledgeTarget).connection, HttpReply::json("{}").bytes());
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     EXPECT_TRUE(isFreeSoon());
 }
 
 TEST_P(AnItemsWriter, ReleasesItWhereTheAcknowledgementIsRefusedOrLost) {
     for (const auto& reply :
          {HttpReply::json(R"({"ReturnStatus":"1"})"), HttpReply::ok("no json"), HttpReply::raw("").thenClose()}) {
-        server_.closeAll();
-        server_.enqueue(acknowledgeTarget, reply);
+        server.closeAll();
+        server.enqueue(acknowledgeTarget, reply);
         const auto acknowledged = count(acknowledgeTarget);
         expectReleaseAfter(HttpReply::ok("content", streamHeaders("\\Docs\\a.txt")));
         EXPECT_EQ(count(acknowledgeTarget), acknowledged + 1);
-        EXPECT_FALSE(probe_.gateIsOpen());
+        EXPECT_FALSE(engineProbe.gateIsOpen());
     }
 }
 
@@ -71,46 +71,46 @@ TEST_P(AnItemsWriter, ReleasesItInAStall) {
     ASSERT_TRUE(runUntil([&] { return contentOf(temporary("Docs/a.txt")) == "abcd"; }));
     EXPECT_FALSE(isFree("Docs/a.txt"));
     const auto asked = questions();
-    clock_.advance(std::chrono::seconds(61));
-    ASSERT_TRUE(runUntil([&] { return server_.openConnections() == 0 || questions() > asked; }));
+    clock.advance(std::chrono::seconds(61));
+    ASSERT_TRUE(runUntil([&] { return server.openConnections() == 0 || questions() > asked; }));
     EXPECT_TRUE(isFreeSoon());
     expectStalled();
 }
 
 TEST_P(AnItemsWriter, HasAFolderUntilTheAcknowledgementHasAResponse) {
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs)", "False")));
-    server_.enqueue(acknowledgeTarget, HttpReply::silence());
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs)", "False")));
+    server.enqueue(acknowledgeTarget, HttpReply::silence());
     start();
     EXPECT_TRUE(waitFor(acknowledgeTarget));
-    EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    EXPECT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     EXPECT_FALSE(isFree("Docs"));
-    server_.close(last(acknowledgeTarget).connection);
+    server.close(last(acknowledgeTarget).connection);
     EXPECT_TRUE(runUntil([&] { return isFree("Docs"); }));
 }
 
 TEST_P(AnItemsWriter, EndsThePollOfAnotherEngineAsIfThereWereNoItem) {
     startStream(fourOfTenBytes());
-    const auto another = std::make_shared<TopFileUploadXpcService>(context_);
+    const auto another = std::make_shared<TopFileUploadXpcService>(context);
     EngineProbe probe(*another);
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
     another->GetTopFileUpload();
     ASSERT_TRUE(waitFor(pollTarget, 2));
     ASSERT_TRUE(runUntil([&] { return probe.gateIsOpen(); }));
     EXPECT_EQ(count(streamTarget), 1U);
     EXPECT_EQ(probe.filePath(), std::nullopt) << "nothing was begun";
-    server_.enqueue(pollTarget, HttpReply::json(nothing));
+    server.enqueue(pollTarget, HttpReply::json(nothing));
     nextPass();
     EXPECT_TRUE(waitFor(pollTarget, 3)) << "the next pass asks again";
 }
 
 TEST_P(AnItemsWriter, IsOneStreamAloneWhereACallOpensTheGate) {
     startStream(fourOfTenBytes());
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     start();
     ASSERT_TRUE(waitFor(pollTarget, 2));
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    server_.send(last(streamTarget).connection, "efghij");
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    server.send(last(streamTarget).connection, "efghij");
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(count(streamTarget), 1U);
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), "abcdefghij");
@@ -120,36 +120,36 @@ TEST_P(AnItemsWriter, HasTheItemUntilTheLastOfItsStreamsHasEnded) {
     startStream(fourOfTenBytes());
     const auto first = last(streamTarget).connection;
     // A call opens the gate, and its poll offers another item.
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\b.txt)")));
-    server_.enqueue(streamTarget, HttpReply::silence());
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\b.txt)")));
+    server.enqueue(streamTarget, HttpReply::silence());
     start();
     ASSERT_TRUE(waitFor(streamTarget, 2));
     EXPECT_TRUE(isFree("Docs/a.txt"));
     EXPECT_FALSE(isFree("Docs/b.txt"));
-    server_.close(first);
-    ASSERT_TRUE(runUntil([&] { return server_.openConnections() == 1; }));
+    server.close(first);
+    ASSERT_TRUE(runUntil([&] { return server.openConnections() == 1; }));
     for (int turn = 0; turn < 10; ++turn)
-        loop_.runOnce(std::chrono::seconds(0));
+        loop.runOnce(std::chrono::seconds(0));
     EXPECT_FALSE(isFree("Docs/b.txt"));
-    server_.close(last(streamTarget).connection);
+    server.close(last(streamTarget).connection);
     EXPECT_TRUE(runUntil([&] { return isFree("Docs/b.txt"); }));
 }
 
 TEST_P(AnItemsWriter, EndsAPollThatWasSentBeforeTheItemWasAcknowledgedAsIfThereWereNoItem) {
-    const auto another = std::make_shared<TopFileUploadXpcService>(context_);
+    const auto another = std::make_shared<TopFileUploadXpcService>(context);
     EngineProbe probe(*another);
-    server_.enqueue(pollTarget, HttpReply::silence());
+    server.enqueue(pollTarget, HttpReply::silence());
     another->GetTopFileUpload();
     ASSERT_TRUE(waitFor(pollTarget));
     const auto poll = last(pollTarget).connection;
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\a.txt)")));
     auto headers = streamHeaders("\\Docs\\a.txt");
     headers[3] = {"FileUploadID", "12"};
-    server_.enqueue(streamTarget, HttpReply::ok("content", headers));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(streamTarget, HttpReply::ok("content", headers));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == "99"; }));
-    server_.send(poll, HttpReply::json(item(R"(\\Docs\\a.txt)")).bytes());
+    ASSERT_TRUE(runUntil([&] { return engineProbe.returnStatus() == "99"; }));
+    server.send(poll, HttpReply::json(item(R"(\\Docs\\a.txt)")).bytes());
     ASSERT_TRUE(runUntil([&] { return probe.gateIsOpen(); }));
     EXPECT_EQ(count(streamTarget), 1U);
     EXPECT_EQ(count(acknowledgeTarget), 1U);

@@ -15,21 +15,21 @@ using TestSupport::HttpReply;
 class APollCycle : public EngineFixture {};
 
 TEST_F(APollCycle, AsksAtOnceWhenItIsStartedAndEveryTwoSecondsAfterwards) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
     ASSERT_TRUE(waitFor(pollTarget, 1));
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
 
-    clock_.advance(std::chrono::milliseconds(1999));
-    loop_.runOnce(std::chrono::seconds(0));
+    clock.advance(std::chrono::milliseconds(1999));
+    loop.runOnce(std::chrono::seconds(0));
     EXPECT_EQ(questions(), 1U);
-    clock_.advance(std::chrono::milliseconds(1));
+    clock.advance(std::chrono::milliseconds(1));
     ASSERT_TRUE(waitFor(pollTarget, 2));
     EXPECT_EQ(questions(), 2U);
 }
 
 TEST_F(APollCycle, SendsTheComputersIdentifierAndNothingElse) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
     ASSERT_TRUE(waitFor(pollTarget));
     EXPECT_EQ(last(pollTarget).method, "POST");
@@ -39,23 +39,23 @@ TEST_F(APollCycle, SendsTheComputersIdentifierAndNothingElse) {
 }
 
 TEST_F(APollCycle, LogsThatTheConnectionIsAvailableWithItsTrailingBlank) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    EXPECT_EQ(log_.entries(),
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    EXPECT_EQ(log.entries(),
               (std::vector<std::string>{"Connection available... ", "Json String {\n  \"ToComputerID\" : \"7\"\n}",
                                         "response {\n    \"ReturnStatus\" = \"1\";\n}"}));
 }
 
 TEST_F(APollCycle, RunsItsLaterPassesOnTheGlobalBackgroundQueue) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     std::optional<Platform::Queue> queue;
-    readFlags_ = [&] {
+    readFlags = [&] {
         if (!queue)
             queue = Platform::Queue::current();
-        return flags_;
+        return flags;
     };
     nextPass();
     ASSERT_TRUE(queue);
@@ -64,28 +64,28 @@ TEST_F(APollCycle, RunsItsLaterPassesOnTheGlobalBackgroundQueue) {
 
 TEST_F(APollCycle, CountsTheTwoSecondsFromTheEndOfAPass) {
     // The test of the network takes a second.
-    readFlags_ = [&] {
-        clock_.advance(std::chrono::seconds(1));
+    readFlags = [&] {
+        clock.advance(std::chrono::seconds(1));
         return 0;
     };
     start();
     int passes = 0;
-    readFlags_ = [&] {
+    readFlags = [&] {
         ++passes;
         return 0;
     };
-    clock_.advance(std::chrono::milliseconds(1999));
-    loop_.runOnce(std::chrono::seconds(0));
+    clock.advance(std::chrono::milliseconds(1999));
+    loop.runOnce(std::chrono::seconds(0));
     EXPECT_EQ(passes, 0);
-    clock_.advance(std::chrono::milliseconds(1));
-    loop_.runOnce(std::chrono::seconds(0));
+    clock.advance(std::chrono::milliseconds(1));
+    loop.runOnce(std::chrono::seconds(0));
     EXPECT_EQ(passes, 1);
 }
 
 TEST_F(APollCycle, ReadsThePreferencesAnewInEveryPass) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     setPreferences(R"({"computerIdKey":"8"})");
     nextPass();
     ASSERT_TRUE(waitFor(pollTarget, 2));
@@ -93,29 +93,29 @@ TEST_F(APollCycle, ReadsThePreferencesAnewInEveryPass) {
 }
 
 TEST_F(APollCycle, AsksNobodyWhileItsHostIsNotKnownAndGoesOnOnceItIs) {
-    const std::string file = home_.config().path("quenmark/deployment.json");
+    const std::string file = home.config().path("quenmark/deployment.json");
     ASSERT_EQ(::symlink("deployment.json", file.c_str()), 0) << "a link in a circle, which cannot be read";
     Platform::DeploymentReader reader;
-    readSettings_ = [&reader] { return reader.current(); };
+    readSettings = [&reader] { return reader.current(); };
     start();
-    EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    EXPECT_EQ(server_.acceptedConnections(), 0U);
-    EXPECT_EQ(log_.count("A settings file cannot be read; the deployment settings are not known, and no request can be "
-                         "sent: " +
-                         file + ": Too many levels of symbolic links"),
+    EXPECT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    EXPECT_EQ(server.acceptedConnections(), 0U);
+    EXPECT_EQ(log.count("A settings file cannot be read; the deployment settings are not known, and no request can be "
+                        "sent: " +
+                        file + ": Too many levels of symbolic links"),
               1U);
-    EXPECT_TRUE(std::ranges::any_of(log_.entries(), [](const auto& entry) {
+    EXPECT_TRUE(std::ranges::any_of(log.entries(), [](const auto& entry) {
         return entry.find("Code=-1000") != std::string::npos;
     })) << "nothing is sent anywhere: there is no URL";
     ASSERT_EQ(::unlink(file.c_str()), 0);
-    home_.setDeployment(R"({"serviceHost": ")" + server_.host() + "\"}");
+    home.setDeployment(R"({"serviceHost": ")" + server.host() + "\"}");
     nextPass();
     EXPECT_TRUE(waitFor(pollTarget));
 }
 
 TEST_F(APollCycle, SendsANumericIdentifierAsItsText) {
     setPreferences(R"({"computerIdKey":1234})");
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
     ASSERT_TRUE(waitFor(pollTarget));
     EXPECT_EQ(last(pollTarget).body, "{\n  \"ToComputerID\" : \"1234\"\n}");
@@ -123,7 +123,7 @@ TEST_F(APollCycle, SendsANumericIdentifierAsItsText) {
 
 TEST_F(APollCycle, WithoutAComputerIdentifierReportsAnErrorEveryPassAndNeverPolls) {
     setPreferences(R"({"userIdKey":"42"})");
-    server_.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
+    server.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
     start();
     ASSERT_TRUE(waitFor(logErrorTarget, 1));
     nextPass();
@@ -133,15 +133,15 @@ TEST_F(APollCycle, WithoutAComputerIdentifierReportsAnErrorEveryPassAndNeverPoll
                                          "  \"ErrorMessage\" : \"Exception has occured\",\n"
                                          "  \"UserID\" : \"42\"\n}");
     EXPECT_EQ(count(pollTarget), 0U);
-    EXPECT_TRUE(probe_.gateIsOpen());
+    EXPECT_TRUE(engineProbe.gateIsOpen());
 }
 
 TEST_F(APollCycle, WithoutAPreferencesDomainReadsEveryKeyAsNil) {
-    Platform::Files::removeItem(home_.config().path("quenmark"));
-    server_.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
+    Platform::Files::removeItem(home.config().path("quenmark"));
+    server.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
     start();
     ASSERT_TRUE(waitFor(logErrorTarget));
-    EXPECT_EQ(probe_.iAppsPrefs(), std::nullopt);
+    EXPECT_EQ(engineProbe.iAppsPrefs(), std::nullopt);
     EXPECT_EQ(last(logErrorTarget).body, "{\n  \"ErrorClass\" : \"TopFileUploadtXpcService\",\n"
                                          "  \"ErrorMethod\" : \"UpdateFileUploadQuery\",\n"
                                          "  \"ErrorMessage\" : \"Exception has occured\"\n}");
@@ -149,7 +149,7 @@ TEST_F(APollCycle, WithoutAPreferencesDomainReadsEveryKeyAsNil) {
 
 TEST_F(APollCycle, RecoversWhenTheIdentifierIsSetWhileItRuns) {
     setPreferences("[1, 2");
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
     ASSERT_TRUE(waitFor(logErrorTarget));
     setPreferences(usualPreferences());
@@ -158,43 +158,43 @@ TEST_F(APollCycle, RecoversWhenTheIdentifierIsSetWhileItRuns) {
 }
 
 TEST_F(APollCycle, WithAClosedGateSendsAndLogsNothingAndStillSchedulesTheNextPass) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    probe_.setGate(false);
-    log_.clear();
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    engineProbe.setGate(false);
+    log.clear();
     nextPass();
-    EXPECT_TRUE(log_.entries().empty());
-    probe_.setGate(true);
+    EXPECT_TRUE(log.entries().empty());
+    engineProbe.setGate(true);
     nextPass();
     EXPECT_EQ(questions(), 1U);
 }
 
 TEST_F(APollCycle, StartedTwiceHasTwoChainsOfPassesThatShareOneGate) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
     start();
     ASSERT_TRUE(waitFor(pollTarget, 2));
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    log_.clear();
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    log.clear();
 
-    clock_.advance(std::chrono::seconds(2));
-    loop_.runOnce(std::chrono::seconds(0));
+    clock.advance(std::chrono::seconds(2));
+    loop.runOnce(std::chrono::seconds(0));
     EXPECT_EQ(questions(), 1U) << "the first chain's pass closes the gate for the second's";
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    probe_.setGate(true);
-    flags_ = 0;
-    log_.clear();
-    clock_.advance(std::chrono::seconds(2));
-    loop_.runOnce(std::chrono::seconds(0));
-    EXPECT_EQ(log_.count("connection not availble........"), 2U) << "one for each chain";
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    engineProbe.setGate(true);
+    flags = 0;
+    log.clear();
+    clock.advance(std::chrono::seconds(2));
+    loop.runOnce(std::chrono::seconds(0));
+    EXPECT_EQ(log.count("connection not availble........"), 2U) << "one for each chain";
 }
 
 TEST_F(APollCycle, MakesAndAcknowledgesAFolderAndOpensTheGateInTheSameCompletion) {
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\New)", "False")));
-    server_.enqueue(acknowledgeTarget, HttpReply::silence());
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\New)", "False")));
+    server.enqueue(acknowledgeTarget, HttpReply::silence());
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     EXPECT_TRUE(Platform::Files::isDirectory(placed("Docs/New")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(last(acknowledgeTarget).body, "{\n  \"FileUploadID\" : \"12\",\n"
@@ -205,21 +205,21 @@ TEST_F(APollCycle, MakesAndAcknowledgesAFolderAndOpensTheGateInTheSameCompletion
 }
 
 TEST_F(APollCycle, OpensTheGateASecondTimeWhenTheFoldersAcknowledgementIsConfirmed) {
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
-    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == "99"; }));
-    EXPECT_TRUE(probe_.gateIsOpen());
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.returnStatus() == "99"; }));
+    EXPECT_TRUE(engineProbe.gateIsOpen());
 }
 
 TEST_F(APollCycle, TakesAnItemForAFolderUnlessItIsCalledAFileExactly) {
     for (const char* isFile : {R"("true")", "null", "true", R"("")", R"("Perhaps")", "1"}) {
-        server_.enqueue(pollTarget, HttpReply::json(std::string(R"({"ReturnStatus":"0","FileName":"\\D","IsFile":)") +
-                                                    isFile + "}"));
-        server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+        server.enqueue(pollTarget, HttpReply::json(std::string(R"({"ReturnStatus":"0","FileName":"\\D","IsFile":)") +
+                                                   isFile + "}"));
+        server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
         const auto before = count(acknowledgeTarget);
-        engine_ = std::make_shared<TopFileUploadXpcService>(context_);
+        engine = std::make_shared<TopFileUploadXpcService>(context);
         start();
         ASSERT_TRUE(waitFor(acknowledgeTarget, before + 1)) << isFile;
         EXPECT_TRUE(Platform::Files::isDirectory(placed("D"))) << isFile;
@@ -230,58 +230,58 @@ TEST_F(APollCycle, TakesAnItemForAFolderUnlessItIsCalledAFileExactly) {
 
 TEST_F(APollCycle, LeavesAFileThatStandsInTheFoldersPlaceAndAcknowledgesAllTheSame) {
     writeFile(placed("F"), "kept");
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
-    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(contentOf(placed("F")), "kept");
 }
 
 TEST_F(APollCycle, ReadsThePendingIdentifiersOfItsOwnStoreWithEveryItem) {
-    home_.setOwnPreferences(R"({"PENDING_UPLOAD_IDS":["1","2"]})");
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
-    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    home.setOwnPreferences(R"({"PENDING_UPLOAD_IDS":["1","2"]})");
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
-    EXPECT_EQ(probe_.pendingUploadIDs(), (boost::json::array{"1", "2"}));
+    EXPECT_EQ(engineProbe.pendingUploadIDs(), (boost::json::array{"1", "2"}));
 }
 
 TEST_F(APollCycle, KeepsNoPendingIdentifiersWhenItsOwnStoreHasNone) {
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
-    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
-    EXPECT_EQ(probe_.pendingUploadIDs(), std::nullopt);
+    EXPECT_EQ(engineProbe.pendingUploadIDs(), std::nullopt);
 }
 
 TEST_F(APollCycle, KeepsNoPendingIdentifiersWhereTheyAreNoArray) {
-    home_.setOwnPreferences(R"({"PENDING_UPLOAD_IDS":"1"})");
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
-    server_.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
+    home.setOwnPreferences(R"({"PENDING_UPLOAD_IDS":"1"})");
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\F)", "False")));
+    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"0"})"));
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
-    EXPECT_EQ(probe_.pendingUploadIDs(), std::nullopt);
+    EXPECT_EQ(engineProbe.pendingUploadIDs(), std::nullopt);
 }
 
 TEST_F(APollCycle, StartsWithANewOperationQueueOfFourOperationsAtOnce) {
-    EXPECT_EQ(probe_.operationLimit(), std::nullopt);
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    EXPECT_EQ(engineProbe.operationLimit(), std::nullopt);
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
-    const auto first = probe_.operationQueue();
-    EXPECT_EQ(probe_.operationLimit(), 4);
+    const auto first = engineProbe.operationQueue();
+    EXPECT_EQ(engineProbe.operationLimit(), 4);
     start();
-    EXPECT_NE(probe_.operationQueue(), first);
-    EXPECT_EQ(probe_.operationLimit(), 4);
+    EXPECT_NE(engineProbe.operationQueue(), first);
+    EXPECT_EQ(engineProbe.operationLimit(), 4);
 }
 
 TEST_F(APollCycle, KeepsAnEngineAliveThatNobodyElseHolds) {
-    server_.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     start();
-    engine_.reset();
-    const auto responses = [&] { return log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}"); };
+    engine.reset();
+    const auto responses = [&] { return log.count("response {\n    \"ReturnStatus\" = \"1\";\n}"); };
     for (std::size_t pass = 1; pass <= 3; ++pass) {
         ASSERT_TRUE(runUntil([&] { return responses() == pass; })) << pass;
-        clock_.advance(std::chrono::seconds(2));
+        clock.advance(std::chrono::seconds(2));
     }
 }
 

@@ -22,18 +22,18 @@ std::size_t offsetIn(const TestSupport::HttpRequest& request) {
 RoadFixture::RoadFixture() {
     for (std::size_t index = 0; index < 100'000; ++index)
         content_ += static_cast<char>('a' + index * index % 26);
-    server_.setHandler([this](const HttpRequest& request) { return respond(request); });
+    server.setHandler([this](const HttpRequest& request) { return respond(request); });
 }
 
 RoadFixture::HttpReply RoadFixture::respond(const HttpRequest& request) {
-    if (requested_)
-        requested_(request);
+    if (requested)
+        requested(request);
     if (request.target == pollTarget)
         return HttpReply::json(isOffered_ ? pollOfItem() : nothing);
     if (request.target == streamTarget)
         return streamFrom(offsetIn(request));
     if (request.target == acknowledgeTarget) {
-        ++confirmations_;
+        ++confirmations;
         isOffered_ = false;
     }
     return HttpReply::json(confirmed);
@@ -44,8 +44,8 @@ void RoadFixture::offerNext(std::string_view jsonName, std::string_view name) {
     name_ = name.empty() ? "\\Docs\\item" + identifier() + ".bin" : name;
     jsonName_ = jsonName.empty() ? R"(\\Docs\\item)" + identifier() + ".bin" : jsonName;
     isOffered_ = true;
-    confirmations_ = 0;
-    requestsBefore_ = server_.requests().size();
+    confirmations = 0;
+    requestsBefore_ = server.requests().size();
 }
 
 std::string RoadFixture::localName() const {
@@ -63,7 +63,7 @@ RoadFixture::HttpReply RoadFixture::streamFrom(std::size_t offset) const {
 }
 
 std::size_t RoadFixture::failures() const {
-    return static_cast<std::size_t>(std::ranges::count_if(log_.entries(), [](const std::string& entry) {
+    return static_cast<std::size_t>(std::ranges::count_if(log.entries(), [](const std::string& entry) {
         return entry.find("; the next attempt follows in ") != std::string::npos;
     }));
 }
@@ -76,7 +76,7 @@ bool RoadFixture::letTimePassUntil(const std::function<bool()>& condition) {
         if (probe().gateIsOpen())
             pass(1);
         else
-            loop_.runOnce(std::chrono::milliseconds(20));
+            loop.runOnce(std::chrono::milliseconds(20));
     }
     return true;
 }
@@ -88,16 +88,16 @@ std::size_t RoadFixture::bytesOnDisk() const {
 void RoadFixture::leavePartial(std::size_t size) {
     const auto whole = streamFrom(0);
     const auto before = failures();
-    server_.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - content_.size() + size));
+    server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - content_.size() + size));
     ASSERT_TRUE(letTimePassUntil([&] { return bytesOnDisk() == size; }));
-    server_.reset(last(streamTarget).connection);
+    server.reset(last(streamTarget).connection);
     ASSERT_TRUE(waitForOneMoreFailure(before));
     ASSERT_EQ(bytesOnDisk(), size);
 }
 
 std::vector<std::size_t> RoadFixture::offsets() const {
     std::vector<std::size_t> offsets;
-    const auto& requests = server_.requests();
+    const auto& requests = server.requests();
     for (std::size_t index = requestsBefore_; index < requests.size(); ++index) {
         if (requests[index].target == streamTarget)
             offsets.push_back(offsetIn(requests[index]));
@@ -106,10 +106,10 @@ std::vector<std::size_t> RoadFixture::offsets() const {
 }
 
 void RoadFixture::expectArrival(const std::vector<std::size_t>& expected) {
-    ASSERT_TRUE(letTimePassUntil([&] { return confirmations_ > 0; })) << localName();
+    ASSERT_TRUE(letTimePassUntil([&] { return confirmations > 0; })) << localName();
     const auto polls = count(pollTarget);
     ASSERT_TRUE(letTimePassUntil([&] { return count(pollTarget) > polls + 1 && probe().gateIsOpen(); }));
-    EXPECT_EQ(confirmations_, 1);
+    EXPECT_EQ(confirmations, 1);
     EXPECT_EQ(offsets(), expected);
     EXPECT_TRUE(contentOf(placed(localName())) == content_);
     EXPECT_FALSE(Files::exists(temporary(localName())));

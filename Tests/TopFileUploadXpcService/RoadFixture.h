@@ -50,8 +50,8 @@ protected:
     void expectArrival(const std::vector<std::size_t>& offsets);
 
     /// Called with every request that gets a good response.
-    std::function<void(const HttpRequest&)> requested_;
-    int confirmations_ = 0;
+    std::function<void(const HttpRequest&)> requested;
+    int confirmations = 0;
 
 private:
     HttpReply respond(const HttpRequest& request);

@@ -16,9 +16,9 @@ using TestSupport::HttpReply;
 class AnAcceptedConnection : public EngineFixture {
 protected:
     AnAcceptedConnection() {
-        server_.setHandler([](const auto&) { return HttpReply::silence(); });
-        listener_.setDelegate(&delegate_);
-        listener_.resume();
+        server.setHandler([](const auto&) { return HttpReply::silence(); });
+        listener.setDelegate(&delegate);
+        listener.resume();
     }
 
     static BusPeer::Target target(const char* interface, const char* method) {
@@ -31,20 +31,20 @@ protected:
     }
     /// Sends the response of a poll, so that its engine's gate opens.
     void respond(std::size_t poll) {
-        const auto responses = log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}");
-        server_.send(server_.requests().at(poll).connection, HttpReply::json(nothing).bytes());
-        ASSERT_TRUE(runUntil([&] { return log_.count("response {\n    \"ReturnStatus\" = \"1\";\n}") > responses; }));
+        const auto responses = log.count("response {\n    \"ReturnStatus\" = \"1\";\n}");
+        server.send(server.requests().at(poll).connection, HttpReply::json(nothing).bytes());
+        ASSERT_TRUE(runUntil([&] { return log.count("response {\n    \"ReturnStatus\" = \"1\";\n}") > responses; }));
     }
     /// A second later, after the passes that are due by then.
     void aSecondLater() {
-        clock_.advance(seconds(1));
+        clock.advance(seconds(1));
         for (int turn = 0; turn < 3; ++turn)
-            loop_.runOnce(seconds(0));
+            loop.runOnce(seconds(0));
     }
 
-    TestSupport::PrivateBus bus_;
-    ServiceDelegate delegate_{context_};
-    Platform::Ipc::Listener listener_{ServiceNames::address, ServiceNames::exportedInterface};
+    TestSupport::PrivateBus bus;
+    ServiceDelegate delegate{context};
+    Platform::Ipc::Listener listener{ServiceNames::address, ServiceNames::exportedInterface};
 };
 
 TEST_F(AnAcceptedConnection, HasOneEngineForAllItsCalls) {
@@ -87,7 +87,7 @@ TEST_F(AnAcceptedConnection, LeavesItsEngineIdleUntilItCalls) {
     for (int count = 0; count < 5; ++count)
         aSecondLater();
     EXPECT_EQ(questions(), 0U);
-    EXPECT_TRUE(log_.entries().empty());
+    EXPECT_TRUE(log.entries().empty());
     call(peer);
     EXPECT_EQ(questions(), 1U);
 }

@@ -12,9 +12,9 @@ class ASessionDownload : public EngineFixture {};
 TEST_F(ASessionDownload, PlacesAFileAcknowledgesItAndAsksAgain) {
     Platform::Files::createDirectory(placed("Docs"));
     enqueueFile(R"(\\Docs\\a.txt)", "\\Docs\\a.txt", "the content");
-    server_.enqueue(pollTarget, HttpReply::json(nothing));
+    server.enqueue(pollTarget, HttpReply::json(nothing));
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), "the content");
     EXPECT_FALSE(Platform::Files::exists(temporary("Docs/a.txt")));
     nextPass();
@@ -29,12 +29,12 @@ TEST_F(ASessionDownload, AsksWithTheComputersIdentifierAndTheOffset) {
     EXPECT_EQ(request.header("Content-Type"), "application/json");
     EXPECT_EQ(request.header("Content-Length"), "44");
     EXPECT_EQ(request.header("Accept"), std::nullopt);
-    EXPECT_TRUE(log_.contains("{\n  \"ToComputerID\" : \"7\",\n  \"Length\" : \"0\"\n}"));
+    EXPECT_TRUE(log.contains("{\n  \"ToComputerID\" : \"7\",\n  \"Length\" : \"0\"\n}"));
 }
 
 TEST_F(ASessionDownload, AsksWithTheTextOfNilForWhatIsNotKnown) {
-    server_.enqueue(HttpReply::silence());
-    engine_->startAsyncDownloadWithStreamRequest(server_.url("/stream"), {});
+    server.enqueue(HttpReply::silence());
+    engine->startAsyncDownloadWithStreamRequest(server.url("/stream"), {});
     ASSERT_TRUE(waitFor("/stream"));
     EXPECT_EQ(last("/stream").body, "{\n  \"ToComputerID\" : \"(null)\",\n  \"Length\" : \"(null)\"\n}");
 }
@@ -44,7 +44,7 @@ TEST_F(ASessionDownload, ContinuesAPartialFileFromItsSize) {
     writeFile(temporary("Docs/a.txt"), std::string(1234, 'x'));
     enqueueFile(R"(\\Docs\\a.txt)", "\\Docs\\a.txt", "the rest");
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     EXPECT_EQ(last(streamTarget).body, "{\n  \"ToComputerID\" : \"7\",\n  \"Length\" : \"1234\"\n}");
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), std::string(1234, 'x') + "the rest");
 }
@@ -52,41 +52,41 @@ TEST_F(ASessionDownload, ContinuesAPartialFileFromItsSize) {
 TEST_F(ASessionDownload, WritesEachPieceWithAStreamAndALogLineOfItsOwn) {
     Platform::Files::createDirectory(placed("Docs"));
     const std::string headers = "HTTP/1.1 200 OK\r\nContent-Length: 37\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\n";
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::raw(headers + std::string(16, 'a')));
     const auto connection = last(streamTarget).connection;
-    ASSERT_TRUE(runUntil([&] { return log_.count("Bytes Written : 16") == 1; }));
-    server_.send(connection, std::string(16, 'b'));
-    ASSERT_TRUE(runUntil([&] { return log_.count("Bytes Written : 16") == 2; }));
+    ASSERT_TRUE(runUntil([&] { return log.count("Bytes Written : 16") == 1; }));
+    server.send(connection, std::string(16, 'b'));
+    ASSERT_TRUE(runUntil([&] { return log.count("Bytes Written : 16") == 2; }));
     EXPECT_EQ(Platform::Files::size(temporary("Docs/a.txt")), 32U);
-    server_.send(connection, std::string(5, 'c'));
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-    EXPECT_EQ(log_.count("Bytes Written : 5"), 1U);
+    server.send(connection, std::string(5, 'c'));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    EXPECT_EQ(log.count("Bytes Written : 5"), 1U);
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), std::string(16, 'a') + std::string(16, 'b') + std::string(5, 'c'));
 }
 
 TEST_F(ASessionDownload, TakesAResponseWithoutAReturnStatusForAGoodOne) {
     Platform::Files::createDirectory(placed("Docs"));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content"));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), "content");
     EXPECT_EQ(last(acknowledgeTarget).body, "{\n  \"FileUploadID\" : \"(null)\",\n  \"FileName\" : \"(null)\",\n"
                                             "  \"ServerPath\" : \"(null)\",\n  \"TransitUploadPath\" : \"(null)\"\n}");
-    EXPECT_EQ(probe_.isFile(), "(null)");
+    EXPECT_EQ(engineProbe.isFile(), "(null)");
 }
 
 TEST_F(ASessionDownload, ComparesHeaderNamesExactly) {
     Platform::Files::createDirectory(placed("Docs"));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", {{"returnstatus", "2"}, {"FILENAME", "\\x"}}));
     ASSERT_TRUE(waitFor(acknowledgeTarget)) << "a field of another spelling is no ReturnStatus, and a missing one is 0";
-    EXPECT_EQ(probe_.fileName(), "(null)");
+    EXPECT_EQ(engineProbe.fileName(), "(null)");
 }
 
 TEST_F(ASessionDownload, DropsThePiecesOfAResponseWithAnotherStatus) {
     startStream(HttpReply::ok("content", {{"ReturnStatus", "1"}, {"IsFile", "True"}}));
-    ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == "1"; }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.returnStatus() == "1"; }));
     EXPECT_FALSE(Platform::Files::exists(temporary("Docs/a.txt")));
     EXPECT_FALSE(Platform::Files::exists(placed("Docs/a.txt")));
     EXPECT_EQ(count(acknowledgeTarget), 0U);
@@ -94,14 +94,14 @@ TEST_F(ASessionDownload, DropsThePiecesOfAResponseWithAnotherStatus) {
 
 TEST_F(ASessionDownload, DropsThePiecesOfAnItemThatIsToBeDropped) {
     startStream(HttpReply::ok("content", {{"ReturnStatus", "2"}, {"IsFile", "True"}}));
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     EXPECT_FALSE(Platform::Files::exists(temporary("Docs/a.txt")));
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }
 
 TEST_F(ASessionDownload, PlacesTheFileWhereThePollSaidAndAcknowledgesTheNameOfTheHeaderFields) {
     Platform::Files::createDirectory(placed("Docs"));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", streamHeaders("\\Other\\b.txt")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), "content");
@@ -110,12 +110,12 @@ TEST_F(ASessionDownload, PlacesTheFileWhereThePollSaidAndAcknowledgesTheNameOfTh
                                             "  \"FileName\" : \"\\\\Other\\\\b.txt\",\n"
                                             "  \"ServerPath\" : \"C:\\\\up\\\\13\",\n"
                                             "  \"TransitUploadPath\" : \"t\\\\13\"\n}");
-    EXPECT_EQ(probe_.toComputerID(), "8");
-    EXPECT_EQ(probe_.uploadProcessed(), "True");
+    EXPECT_EQ(engineProbe.toComputerID(), "8");
+    EXPECT_EQ(engineProbe.uploadProcessed(), "True");
 }
 
 TEST_F(ASessionDownload, MakesAFolderWhenTheHeaderFieldsCallTheItemOneAtTheEnd) {
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", streamHeaders("\\New\\Folder", "False")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_TRUE(Platform::Files::isDirectory(placed("New/Folder")));
@@ -125,14 +125,14 @@ TEST_F(ASessionDownload, MakesAFolderWhenTheHeaderFieldsCallTheItemOneAtTheEnd) 
 
 TEST_F(ASessionDownload, MovesAnItemOfAnyOtherKindLikeAFile) {
     Platform::Files::createDirectory(placed("Docs"));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", streamHeaders("\\Docs\\a.txt", "false")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), "content");
 }
 
 TEST_F(ASessionDownload, AcknowledgesAFileThatCouldNotBePlaced) {
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", streamHeaders("\\Docs\\a.txt")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_FALSE(Platform::Files::exists(placed("Docs"))) << "nobody made the parent folder";
@@ -141,7 +141,7 @@ TEST_F(ASessionDownload, AcknowledgesAFileThatCouldNotBePlaced) {
 
 TEST_F(ASessionDownload, LeavesAFileThatIsThereAndKeepsTheTemporaryOne) {
     writeFile(placed("Docs/a.txt"), "older");
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("newer", streamHeaders("\\Docs\\a.txt")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), "older");
@@ -150,24 +150,24 @@ TEST_F(ASessionDownload, LeavesAFileThatIsThereAndKeepsTheTemporaryOne) {
 
 TEST_F(ASessionDownload, PlacesNothingForAnItemOfNoBytesAndAcknowledgesIt) {
     Platform::Files::createDirectory(placed("Docs"));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("", streamHeaders("\\Docs\\a.txt")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_FALSE(Platform::Files::exists(placed("Docs/a.txt")));
-    EXPECT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    EXPECT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
 }
 
 TEST_F(ASessionDownload, LogsTheHeaderFieldsAtTheEnd) {
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 1\r\nReturnStatus: 0\r\n\r\nx"));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
-    EXPECT_TRUE(log_.contains("{\n    \"Content-Length\" = \"1\";\n    \"ReturnStatus\" = \"0\";\n}"));
+    EXPECT_TRUE(log.contains("{\n    \"Content-Length\" = \"1\";\n    \"ReturnStatus\" = \"0\";\n}"));
 }
 
 TEST_F(ASessionDownload, ResumesAfterACutAtEveryOffset) {
     Platform::Files::createDirectory(placed("Docs"));
     const std::string content = "0123456789";
-    server_.setHandler([&](const TestSupport::HttpRequest& request) {
+    server.setHandler([&](const TestSupport::HttpRequest& request) {
         if (request.target == pollTarget)
             return HttpReply::json(item(R"(\\Docs\\a.txt)"));
         if (request.target == acknowledgeTarget)
@@ -181,8 +181,8 @@ TEST_F(ASessionDownload, ResumesAfterACutAtEveryOffset) {
     });
     start();
     ASSERT_TRUE(runUntil([&] {
-        if (probe_.gateIsOpen() && count(acknowledgeTarget) == 0)
-            clock_.advance(std::chrono::seconds(2));
+        if (engineProbe.gateIsOpen() && count(acknowledgeTarget) == 0)
+            clock.advance(std::chrono::seconds(2));
         return count(acknowledgeTarget) == 1;
     }));
     EXPECT_EQ(count(streamTarget), 10U);

@@ -26,7 +26,7 @@ protected:
         return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(length) +
                "\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\n";
     }
-    void send(std::string_view bytes) { server_.send(last(streamTarget).connection, bytes); }
+    void send(std::string_view bytes) { server.send(last(streamTarget).connection, bytes); }
     /// Whether this process has the file of that path open.
     static bool isOpen(const std::string& path) {
         std::error_code ignored;
@@ -47,7 +47,7 @@ TEST_P(AStreamsReception, RunsOnAQueueOfItsOwn) {
     for (const char* name : {"a", "b"}) {
         enqueueFile(std::string(R"(\\)") + name, std::string("\\") + name, "content");
         start();
-        ASSERT_TRUE(runUntil([&] { return Platform::Files::exists(placed(name)) && probe_.gateIsOpen(); }));
+        ASSERT_TRUE(runUntil([&] { return Platform::Files::exists(placed(name)) && engineProbe.gateIsOpen(); }));
     }
     ASSERT_EQ(queues.size(), 2U);
     for (const auto& queue : queues) {
@@ -84,8 +84,8 @@ TEST_P(AStreamsReception, WritesAfterAShortWriteFromTheFirstByteOfThePieceAgain)
 TEST_P(AStreamsReception, GoesByTheKindOfTheLastPollsItemOnTheSessionTransportAlone) {
     startStream(HttpReply::raw(headers(6)));
     // A second call opens the gate, and its poll announces a folder while the first item's stream goes on.
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\New)", "False")));
-    server_.enqueue(acknowledgeTarget, HttpReply::silence());
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\New)", "False")));
+    server.enqueue(acknowledgeTarget, HttpReply::silence());
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     ASSERT_TRUE(Platform::Files::isDirectory(placed("New")));
@@ -102,7 +102,7 @@ TEST_P(AStreamsReception, GoesByTheKindOfTheLastPollsItemOnTheSessionTransportAl
 }
 
 TEST_P(AStreamsReception, ClosesItsFileAtTheEndOnTheSessionTransportAlone) {
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("content", streamHeaders("\\Docs\\a.txt")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     ASSERT_EQ(contentOf(placed("Docs/a.txt")), "content");
@@ -113,50 +113,50 @@ TEST_P(AStreamsReception, BeginsTheNextItemAtItsOwnOffset) {
     writeFile(temporary("Docs/a.txt"), std::string(1234, 'x'));
     enqueueFile(R"(\\Docs\\a.txt)", "\\Docs\\a.txt", "the rest");
     start();
-    ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
     EXPECT_EQ(last(streamTarget).body, "{\n  \"ToComputerID\" : \"7\",\n  \"Length\" : \"1234\"\n}");
-    server_.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\b.txt)")));
-    server_.enqueue(streamTarget, HttpReply::silence());
+    server.enqueue(pollTarget, HttpReply::json(item(R"(\\Docs\\b.txt)")));
+    server.enqueue(streamTarget, HttpReply::silence());
     nextPass();
     ASSERT_TRUE(waitFor(streamTarget, 2));
     EXPECT_EQ(last(streamTarget).body, "{\n  \"ToComputerID\" : \"7\",\n  \"Length\" : \"0\"\n}");
 }
 
 TEST_P(AStreamsReception, WaitsForNearlyAMinute) {
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::silence());
-    clock_.advance(std::chrono::seconds(59));
+    clock.advance(std::chrono::seconds(59));
     for (int turn = 0; turn < 10; ++turn)
-        loop_.runOnce(std::chrono::seconds(0));
+        loop.runOnce(std::chrono::seconds(0));
     send(HttpReply::ok("content", streamHeaders("\\Docs\\a.txt")).bytes());
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(contentOf(placed("Docs/a.txt")), "content");
 }
 
 TEST_P(AStreamsReception, ThatEndsWithoutAResponseIsNotAcknowledgedOnTheOlderTransport) {
-    server_.setHandler([](const auto&) { return HttpReply::json("{}"); });
-    const auto connection = DownloadConnection::initWithRequest({}, engine_, false, std::nullopt);
-    engine_->connectionDidFinishLoading(*connection);
-    probe_.setReturnStatus("0");
-    engine_->connectionDidFinishLoading(*connection);
+    server.setHandler([](const auto&) { return HttpReply::json("{}"); });
+    const auto connection = DownloadConnection::initWithRequest({}, engine, false, std::nullopt);
+    engine->connectionDidFinishLoading(*connection);
+    engineProbe.setReturnStatus("0");
+    engine->connectionDidFinishLoading(*connection);
     ASSERT_TRUE(waitFor(acknowledgeTarget));
-    ASSERT_TRUE(runUntil([&] { return probe_.returnStatus() == "99"; }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.returnStatus() == "99"; }));
     EXPECT_EQ(count(acknowledgeTarget), 1U) << "only the second, which has a status";
 }
 
 TEST_F(EngineFixture, AConnectionThatHasEndedIsCancelled) {
-    server_.setHandler([](const auto&) { return HttpReply::silence(); });
+    server.setHandler([](const auto&) { return HttpReply::silence(); });
     const auto load = [&](const auto& end) {
         Platform::UrlRequest request;
-        request.url = Platform::Url::fromString(server_.url("/stream"));
-        const auto connection = DownloadConnection::initWithRequest(request, engine_, false, std::nullopt);
+        request.url = Platform::Url::fromString(server.url("/stream"));
+        const auto connection = DownloadConnection::initWithRequest(request, engine, false, std::nullopt);
         connection->start();
-        ASSERT_TRUE(runUntil([&] { return server_.openConnections() == 1; }));
+        ASSERT_TRUE(runUntil([&] { return server.openConnections() == 1; }));
         end(*connection);
-        EXPECT_TRUE(runUntil([&] { return server_.openConnections() == 0; }));
+        EXPECT_TRUE(runUntil([&] { return server.openConnections() == 0; }));
     };
-    load([&](auto& connection) { engine_->connectionDidFinishLoading(connection); });
-    load([&](auto& connection) { engine_->connectionDidFailWithError(connection, {}); });
+    load([&](auto& connection) { engine->connectionDidFinishLoading(connection); });
+    load([&](auto& connection) { engine->connectionDidFailWithError(connection, {}); });
 }
 
 /// A task that notes what is done with it.
@@ -180,10 +180,10 @@ private:
 };
 
 TEST_F(EngineFixture, ATaskThatHasEndedIsSuspendedAndThenCancelled) {
-    server_.setHandler([](const auto&) { return HttpReply::json("{}"); });
+    server.setHandler([](const auto&) { return HttpReply::json("{}"); });
     const auto session = Platform::UrlSession::sessionWithConfiguration({});
     NotedTask task;
-    engine_->URLSessionTaskDidCompleteWithError(*session, task, std::nullopt);
+    engine->URLSessionTaskDidCompleteWithError(*session, task, std::nullopt);
     EXPECT_EQ(task.calls, (std::vector<std::string>{"suspend", "cancel"}));
     EXPECT_TRUE(waitFor(acknowledgeTarget)) << "a response without a status is a good one";
 }

@@ -15,11 +15,11 @@ class ThePreparedArea : public EngineFixture, public ::testing::WithParamInterfa
 protected:
     ThePreparedArea() {
         setRelease(GetParam());
-        home_.write(".bashrc", "precious");
+        home.write(".bashrc", "precious");
         Files::createDirectory(placed("Docs"));
     }
-    std::string area() const { return home_.temporary().path("QuenmarkTemp"); }
-    std::string victim() const { return home_.path(".bashrc"); }
+    std::string area() const { return home.temporary().path("QuenmarkTemp"); }
+    std::string victim() const { return home.path(".bashrc"); }
     static void link(const std::string& target, const std::string& path) {
         ASSERT_EQ(::symlink(target.c_str(), path.c_str()), 0);
     }
@@ -29,12 +29,12 @@ protected:
     void expectStreamError(int code, const std::string& path, const std::string& why) {
         startStream(
             HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\nReturnStatus: 0\r\nIsFile: True\r\n\r\n#!evil"));
-        ASSERT_TRUE(runUntil([&] { return probe_.gateIsOpen(); }));
-        EXPECT_EQ(log_.count("Bytes Written : -1"), 1U);
-        EXPECT_TRUE(log_.contains("Stream error: Error Domain=POSIX Code=" + std::to_string(code) + " \"" + path +
-                                  ": refused, " + why + "\""));
-        server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
-        server_.send(last(streamTarget).connection, "evil");
+        ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+        EXPECT_EQ(log.count("Bytes Written : -1"), 1U);
+        EXPECT_TRUE(log.contains("Stream error: Error Domain=POSIX Code=" + std::to_string(code) + " \"" + path +
+                                 ": refused, " + why + "\""));
+        server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+        server.send(last(streamTarget).connection, "evil");
         ASSERT_TRUE(waitFor(acknowledgeTarget)) << "a failed move is acknowledged all the same";
         EXPECT_EQ(contentOf(victim()), "precious");
         struct stat status {};
@@ -52,16 +52,16 @@ TEST_P(ThePreparedArea, IsNotFollowedWhereTheFileIsALink) {
 
 TEST_P(ThePreparedArea, IsNotFollowedWhereAFolderInItIsALink) {
     Files::createDirectory(area());
-    home_.write("a.txt", "mine");
-    link(home_.path(), temporary("Docs"));
+    home.write("a.txt", "mine");
+    link(home.path(), temporary("Docs"));
     expectStreamError(ELOOP, temporary("Docs"), isLink);
-    EXPECT_EQ(home_.read("a.txt"), "mine");
+    EXPECT_EQ(home.read("a.txt"), "mine");
 }
 
 TEST_P(ThePreparedArea, IsNotFollowedWhereItIsALinkItself) {
-    link(home_.path(), area());
+    link(home.path(), area());
     expectStreamError(ELOOP, area(), isLink);
-    EXPECT_FALSE(Files::exists(home_.path("Docs")));
+    EXPECT_FALSE(Files::exists(home.path("Docs")));
 }
 
 TEST_P(ThePreparedArea, IsNotWrittenToWhereTheFileHasAnotherName) {
@@ -90,7 +90,7 @@ TEST_P(ThePreparedArea, TellsNoOffsetThroughALink) {
 TEST_P(ThePreparedArea, GivesNoLinkToTheQuenmarkFolder) {
     Files::createDirectory(temporary("Docs"));
     link(victim(), temporary("Docs/a.txt"));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     startStream(HttpReply::ok("", streamHeaders("\\Docs\\a.txt")));
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     struct stat status {};
@@ -98,15 +98,15 @@ TEST_P(ThePreparedArea, GivesNoLinkToTheQuenmarkFolder) {
 }
 
 TEST_P(ThePreparedArea, IsNotFollowedBesideItWhereTheNameHasNoSeparatorInFront) {
-    link(victim(), home_.temporary().path("QuenmarkTempa.txt"));
-    server_.enqueue(pollTarget, HttpReply::json(item("a.txt")));
-    server_.enqueue(streamTarget, HttpReply::ok("evil", streamHeaders("a.txt")));
-    server_.enqueue(acknowledgeTarget, HttpReply::json("{}"));
+    link(victim(), home.temporary().path("QuenmarkTempa.txt"));
+    server.enqueue(pollTarget, HttpReply::json(item("a.txt")));
+    server.enqueue(streamTarget, HttpReply::ok("evil", streamHeaders("a.txt")));
+    server.enqueue(acknowledgeTarget, HttpReply::json("{}"));
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
     EXPECT_EQ(contentOf(victim()), "precious");
-    EXPECT_TRUE(log_.contains("Stream error: Error Domain=POSIX Code=40 \"" +
-                              home_.temporary().path("QuenmarkTempa.txt") + ": refused, it is a symbolic link\""));
+    EXPECT_TRUE(log.contains("Stream error: Error Domain=POSIX Code=40 \"" +
+                             home.temporary().path("QuenmarkTempa.txt") + ": refused, it is a symbolic link\""));
 }
 
 TEST_P(ThePreparedArea, IsTightenedWhereItIsTheUsersOwn) {

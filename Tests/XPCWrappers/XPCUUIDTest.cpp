@@ -40,6 +40,22 @@ TEST(AnXPCUUID, IsEqualByItsText) {
     EXPECT_NE(one.hash(), other.hash());
 }
 
+TEST(AnXPCUUID, RepeatsNoPartOfItself) {
+    constexpr int count = 200;
+    for (std::size_t one = 0; one < bytes.size(); ++one) {
+        for (std::size_t other = one + 1; other < bytes.size(); ++other) {
+            int same = 0;
+            for (int number = 0; number < count; ++number) {
+                const auto uuid = XPCUUID::uuid();
+                const auto different = uuid.uuidRef()[one] ^ uuid.uuidRef()[other];
+                // The lower four bits of every byte are random.
+                same += (different & 0x0F) == 0;
+            }
+            EXPECT_LT(same, count / 2) << one << " and " << other;
+        }
+    }
+}
+
 TEST(AnXPCUUID, IsNewEachTimeAndOfTheRandomKind) {
     std::set<std::string> texts;
     for (int count = 0; count < 100; ++count) {

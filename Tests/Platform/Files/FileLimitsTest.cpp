@@ -36,33 +36,33 @@ mode_t permissionsOf(const std::string& path) {
 
 class FilesAtTheirLimits : public testing::Test {
 protected:
-    void SetUp() override { mask_ = ::umask(022); }
-    void TearDown() override { ::umask(mask_); }
+    void SetUp() override { mask = ::umask(022); }
+    void TearDown() override { ::umask(mask); }
     /// Links "1" to `count`, each of which leads to the one before, and the first to "file".
     std::string chain(int count) const {
         std::string target = "file";
         for (int number = 1; number <= count; ++number) {
             const auto link = std::to_string(number);
-            EXPECT_EQ(::symlink(target.c_str(), folder_.path(link).c_str()), 0);
+            EXPECT_EQ(::symlink(target.c_str(), directory.path(link).c_str()), 0);
             target = link;
         }
-        return folder_.path(target);
+        return directory.path(target);
     }
-    PathList names() const { return std::get<PathList>(Files::contentsOfDirectory(folder_.path())); }
+    PathList names() const { return std::get<PathList>(Files::contentsOfDirectory(directory.path())); }
 
-    TestSupport::TemporaryDirectory folder_;
-    mode_t mask_ = 0;
+    TestSupport::TemporaryDirectory directory;
+    mode_t mask = 0;
 };
 
 TEST_F(FilesAtTheirLimits, AreReplacedBehindFortyLinksAndNoMore) {
     EXPECT_EQ(Files::writeAtomically(chain(40), "x"), std::nullopt);
-    EXPECT_EQ(folder_.read("file"), "x");
-    ASSERT_EQ(::symlink("40", folder_.path("41").c_str()), 0);
-    const auto error = Files::writeAtomically(folder_.path("41"), "y");
+    EXPECT_EQ(directory.read("file"), "x");
+    ASSERT_EQ(::symlink("40", directory.path("41").c_str()), 0);
+    const auto error = Files::writeAtomically(directory.path("41"), "y");
     ASSERT_TRUE(error);
     EXPECT_EQ(error->code, ELOOP);
-    EXPECT_EQ(error->localizedDescription, folder_.path("41") + ": Too many levels of symbolic links");
-    EXPECT_EQ(folder_.read("file"), "x");
+    EXPECT_EQ(error->localizedDescription, directory.path("41") + ": Too many levels of symbolic links");
+    EXPECT_EQ(directory.read("file"), "x");
 }
 
 TEST_F(FilesAtTheirLimits, OfTheKernelAreReadInAnyNumberOfSteps) {
@@ -79,41 +79,42 @@ TEST_F(FilesAtTheirLimits, OfTheKernelAreReadInAnyNumberOfSteps) {
 
 TEST_F(FilesAtTheirLimits, AreReadWholeAtEverySizeAroundAStep) {
     for (const std::size_t size : {1U, 65535U, 65536U, 65537U, 131072U}) {
-        folder_.write("a", std::string(size, 'x'));
-        EXPECT_EQ(std::get<std::string>(Files::contents(folder_.path("a"))).size(), size);
-        EXPECT_EQ(std::get<std::string>(Files::contents(folder_.path("a"), size)).size(), size);
-        EXPECT_EQ(codeOf(Files::contents(folder_.path("a"), size - 1)), EFBIG);
+        directory.write("a", std::string(size, 'x'));
+        EXPECT_EQ(std::get<std::string>(Files::contents(directory.path("a"))).size(), size);
+        EXPECT_EQ(std::get<std::string>(Files::contents(directory.path("a"), size)).size(), size);
+        EXPECT_EQ(codeOf(Files::contents(directory.path("a"), size - 1)), EFBIG);
     }
 }
 
 TEST_F(FilesAtTheirLimits, AreNotWrittenWhereNobodyReads) {
-    ASSERT_EQ(::mkfifo(folder_.path("fifo").c_str(), 0600), 0);
-    EXPECT_EQ(codeOf(Files::write(folder_.path("fifo"), "x")), ENXIO);
-    EXPECT_EQ(codeOf(Files::copyContents(folder_.write("a", "x"), folder_.path("fifo"))), ENXIO);
+    ASSERT_EQ(::mkfifo(directory.path("fifo").c_str(), 0600), 0);
+    EXPECT_EQ(codeOf(Files::write(directory.path("fifo"), "x")), ENXIO);
+    EXPECT_EQ(codeOf(Files::copyContents(directory.write("a", "x"), directory.path("fifo"))), ENXIO);
 }
 
 TEST_F(FilesAtTheirLimits, TellWhichFoldersWereMadeOnTheWayToThem) {
     PathList made{"before"};
-    const auto path = folder_.path("a/b/c");
+    const auto path = directory.path("a/b/c");
     EXPECT_EQ(Files::createDirectory(path, &made), std::nullopt);
-    EXPECT_EQ(made, (PathList{"before", folder_.path("a"), folder_.path("a/b"), path}));
+    EXPECT_EQ(made, (PathList{"before", directory.path("a"), directory.path("a/b"), path}));
     EXPECT_EQ(Files::createDirectory(path, &made), std::nullopt);
     EXPECT_EQ(made.size(), 4U);
     made.clear();
-    EXPECT_EQ(codeOf(Files::createDirectory(folder_.path("d/" + std::string(256, 'x')), &made)), ENAMETOOLONG);
-    EXPECT_EQ(made, PathList{folder_.path("d")}) << "what was made stays";
-    EXPECT_EQ(codeOf(Files::createDirectory(folder_.path("d/e/" + std::string(256, 'x') + "/f"), &made)), ENAMETOOLONG);
+    EXPECT_EQ(codeOf(Files::createDirectory(directory.path("d/" + std::string(256, 'x')), &made)), ENAMETOOLONG);
+    EXPECT_EQ(made, PathList{directory.path("d")}) << "what was made stays";
+    EXPECT_EQ(codeOf(Files::createDirectory(directory.path("d/e/" + std::string(256, 'x') + "/f"), &made)),
+              ENAMETOOLONG);
 }
 
 TEST_F(FilesAtTheirLimits, AreCopiedWithTheRightsThatTheOriginalGives) {
     ::umask(0);
-    const auto from = folder_.write("a", "content");
+    const auto from = directory.write("a", "content");
     for (const auto& [mode, copied] : std::vector<std::pair<mode_t, mode_t>>{
              {0644, 0644}, {0600, 0600}, {0666, 0666}, {0777, 0666}, {0606, 0606}, {0400, 0600}, {0664, 0664}}) {
         ASSERT_EQ(::chmod(from.c_str(), mode), 0);
-        ::unlink(folder_.path("b").c_str());
-        EXPECT_EQ(Files::copyContents(from, folder_.path("b")), std::nullopt);
-        EXPECT_EQ(permissionsOf(folder_.path("b")), copied) << mode;
+        ::unlink(directory.path("b").c_str());
+        EXPECT_EQ(Files::copyContents(from, directory.path("b")), std::nullopt);
+        EXPECT_EQ(permissionsOf(directory.path("b")), copied) << mode;
     }
     if (::geteuid() != 0)
         return;
@@ -122,18 +123,18 @@ TEST_F(FilesAtTheirLimits, AreCopiedWithTheRightsThatTheOriginalGives) {
     for (const auto& [mode, copied] :
          std::vector<std::pair<mode_t, mode_t>>{{0664, 0644}, {0660, 0600}, {0602, 0622}, {0604, 0644}}) {
         ASSERT_EQ(::chmod(from.c_str(), mode), 0);
-        ::unlink(folder_.path("b").c_str());
-        EXPECT_EQ(Files::copyContents(from, folder_.path("b")), std::nullopt);
-        EXPECT_EQ(permissionsOf(folder_.path("b")), copied) << mode;
+        ::unlink(directory.path("b").c_str());
+        EXPECT_EQ(Files::copyContents(from, directory.path("b")), std::nullopt);
+        EXPECT_EQ(permissionsOf(directory.path("b")), copied) << mode;
     }
 }
 
 TEST_F(FilesAtTheirLimits, KeepTheirModeBehindALinkWithoutTheRightsThatItLends) {
-    folder_.write("file", "old");
-    ASSERT_EQ(::chmod(folder_.path("file").c_str(), 04751), 0);
+    directory.write("file", "old");
+    ASSERT_EQ(::chmod(directory.path("file").c_str(), 04751), 0);
     EXPECT_EQ(Files::writeAtomically(chain(1), "new"), std::nullopt);
-    EXPECT_EQ(permissionsOf(folder_.path("file")), 0751U);
-    EXPECT_EQ(folder_.read("file"), "new");
+    EXPECT_EQ(permissionsOf(directory.path("file")), 0751U);
+    EXPECT_EQ(directory.read("file"), "new");
 }
 
 class AHiddenCopy : public FilesAtTheirLimits {};
@@ -148,13 +149,13 @@ TEST_F(AHiddenCopy, HasANameOfFixedLengthBesideItsPath) {
 
 TEST_F(AHiddenCopy, IsPrivateAndGoesUnlessItIsKept) {
     {
-        HiddenCopy file(folder_.path("a"));
+        HiddenCopy file(directory.path("a"));
         EXPECT_EQ(names(), PathList{});
         ASSERT_EQ(file.makeFile(), 0);
         EXPECT_EQ(permissionsOf(file.path()), 0600U);
         EXPECT_EQ(::fcntl(file.item(), F_GETFD), FD_CLOEXEC);
         EXPECT_EQ(::fcntl(file.item(), F_GETFL) & O_ACCMODE, O_RDWR);
-        HiddenCopy folder(folder_.path("b"));
+        HiddenCopy folder(directory.path("b"));
         ASSERT_EQ(folder.makeFolder(), 0);
         EXPECT_EQ(permissionsOf(folder.path()), 0700U);
         EXPECT_EQ(::fcntl(folder.item(), F_GETFD), FD_CLOEXEC);
@@ -165,7 +166,7 @@ TEST_F(AHiddenCopy, IsPrivateAndGoesUnlessItIsKept) {
         ASSERT_EQ(::chmod((folder.path() + "/closed").c_str(), 0), 0);
     }
     EXPECT_EQ(names(), PathList{});
-    HiddenCopy kept(folder_.path("a"));
+    HiddenCopy kept(directory.path("a"));
     ASSERT_EQ(kept.makeFile(), 0);
     const auto path = kept.path();
     kept.keep();
@@ -174,10 +175,10 @@ TEST_F(AHiddenCopy, IsPrivateAndGoesUnlessItIsKept) {
 }
 
 TEST_F(AHiddenCopy, IsItsMakersAsLongAsThatLives) {
-    HiddenCopy mine(folder_.path("a"));
+    HiddenCopy mine(directory.path("a"));
     ASSERT_EQ(mine.makeFile(), 0);
     {
-        HiddenCopy theirs(folder_.path("a"));
+        HiddenCopy theirs(directory.path("a"));
         EXPECT_EQ(theirs.makeFile(), EBUSY);
         EXPECT_EQ(theirs.makeFolder(), EBUSY);
         EXPECT_LT(theirs.item(), 0);
@@ -189,10 +190,10 @@ TEST_F(AHiddenCopy, IsItsMakersAsLongAsThatLives) {
 }
 
 TEST_F(AHiddenCopy, TakesThePlaceOfOneThatWasGivenUp) {
-    const auto path = HiddenCopy(folder_.path("a")).path();
+    const auto path = HiddenCopy(directory.path("a")).path();
     std::ofstream(path) << "half";
     {
-        HiddenCopy file(folder_.path("a"));
+        HiddenCopy file(directory.path("a"));
         ASSERT_EQ(file.makeFile(), 0);
         EXPECT_EQ(Files::size(path), 0U);
     }
@@ -200,15 +201,15 @@ TEST_F(AHiddenCopy, TakesThePlaceOfOneThatWasGivenUp) {
     std::ofstream(path + "/x") << "half";
     ASSERT_EQ(::chmod(path.c_str(), 0), 0);
     {
-        HiddenCopy file(folder_.path("a"));
+        HiddenCopy file(directory.path("a"));
         ASSERT_EQ(file.makeFolder(), 0);
         EXPECT_EQ(std::get<PathList>(Files::contentsOfDirectory(path)), PathList{});
     }
     ASSERT_EQ(::symlink("elsewhere", path.c_str()), 0);
-    HiddenCopy refused(folder_.path("a"));
+    HiddenCopy refused(directory.path("a"));
     EXPECT_EQ(refused.makeFile(), ELOOP);
     EXPECT_EQ(names().size(), 1U);
-    HiddenCopy nowhere(folder_.path("no/a"));
+    HiddenCopy nowhere(directory.path("no/a"));
     EXPECT_EQ(nowhere.makeFile(), ENOENT);
     EXPECT_EQ(nowhere.makeFolder(), ENOENT);
 }

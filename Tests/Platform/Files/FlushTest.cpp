@@ -22,16 +22,16 @@ using TestSupport::runWithFailingCalls;
 
 class AFlush : public testing::Test {
 protected:
-    TestSupport::TemporaryDirectory folder_;
-    Platform::FileDescriptor file_{::open(folder_.write("a", "content").c_str(), O_RDONLY | O_CLOEXEC)};
+    TestSupport::TemporaryDirectory folder;
+    Platform::FileDescriptor file{::open(folder.write("a", "content").c_str(), O_RDONLY | O_CLOEXEC)};
 };
 
 TEST_F(AFlush, OfAFileAFolderAndEntriesSucceeds) {
-    EXPECT_EQ(Flush::data(file_.get(), "a"), std::nullopt);
-    EXPECT_EQ(Flush::item(file_.get(), "a"), std::nullopt);
-    EXPECT_EQ(Flush::folder(folder_.path()), std::nullopt);
+    EXPECT_EQ(Flush::data(file.get(), "a"), std::nullopt);
+    EXPECT_EQ(Flush::item(file.get(), "a"), std::nullopt);
+    EXPECT_EQ(Flush::folder(folder.path()), std::nullopt);
     EXPECT_EQ(Flush::folder(""), std::nullopt);
-    EXPECT_EQ(Flush::entries({folder_.path("a"), folder_.path("b"), "relative"}), std::nullopt);
+    EXPECT_EQ(Flush::entries({folder.path("a"), folder.path("b"), "relative"}), std::nullopt);
 }
 
 TEST_F(AFlush, HasErrorsOfItsOwn) {
@@ -44,37 +44,37 @@ TEST_F(AFlush, HasErrorsOfItsOwn) {
 }
 
 TEST_F(AFlush, OfAFolderThatIsNotThereFails) {
-    EXPECT_EQ(Flush::folder(folder_.path("gone"))->code, ENOENT);
-    EXPECT_EQ(Flush::folder(folder_.path("a"))->code, ENOTDIR);
-    const auto error = Flush::entries({folder_.path("a"), folder_.path("gone/b"), folder_.path("lost/c")});
-    EXPECT_EQ(error, (Error{"POSIX flush", ENOENT, folder_.path("gone") + ": No such file or directory"}));
+    EXPECT_EQ(Flush::folder(folder.path("gone"))->code, ENOENT);
+    EXPECT_EQ(Flush::folder(folder.path("a"))->code, ENOTDIR);
+    const auto error = Flush::entries({folder.path("a"), folder.path("gone/b"), folder.path("lost/c")});
+    EXPECT_EQ(error, (Error{"POSIX flush", ENOENT, folder.path("gone") + ": No such file or directory"}));
 }
 
 TEST_F(AFlush, FailsWhereTheDiskDoes) {
     runWithFailingCalls({SYS_fdatasync, SYS_fsync}, EIO, [&] {
-        EXPECT_EQ(Flush::data(file_.get(), "a")->code, EIO);
-        EXPECT_EQ(Flush::item(file_.get(), "a")->code, EIO);
-        EXPECT_EQ(Flush::folder(folder_.path()), (Error{"POSIX flush", EIO, folder_.path() + ": Input/output error"}));
+        EXPECT_EQ(Flush::data(file.get(), "a")->code, EIO);
+        EXPECT_EQ(Flush::item(file.get(), "a")->code, EIO);
+        EXPECT_EQ(Flush::folder(folder.path()), (Error{"POSIX flush", EIO, folder.path() + ": Input/output error"}));
     });
 }
 
 TEST_F(AFlush, SucceedsOnAFileSystemThatHasNothingToFlush) {
     for (const int number : {EINVAL, EROFS, ENOSYS, ENOTSUP}) {
         runWithFailingCalls({SYS_fdatasync, SYS_fsync}, number, [&] {
-            EXPECT_EQ(Flush::data(file_.get(), "a"), std::nullopt);
-            EXPECT_EQ(Flush::folder(folder_.path()), std::nullopt);
+            EXPECT_EQ(Flush::data(file.get(), "a"), std::nullopt);
+            EXPECT_EQ(Flush::folder(folder.path()), std::nullopt);
         });
     }
 }
 
 TEST_F(AFlush, OfAFolderThatCannotBeReadFlushesEverything) {
-    runWithFailingCalls({SYS_openat}, EACCES, [&] { EXPECT_EQ(Flush::folder(folder_.path()), std::nullopt); });
+    runWithFailingCalls({SYS_openat}, EACCES, [&] { EXPECT_EQ(Flush::folder(folder.path()), std::nullopt); });
 }
 
 TEST_F(AFlush, OfAReplacedFileIncludesItsFolder) {
     runWithFailingCalls({SYS_fsync}, EIO,
-                        [&] { EXPECT_EQ(Platform::Files::writeAtomically(folder_.path("b"), "new")->code, EIO); });
-    EXPECT_FALSE(Platform::Files::exists(folder_.path("b")));
+                        [&] { EXPECT_EQ(Platform::Files::writeAtomically(folder.path("b"), "new")->code, EIO); });
+    EXPECT_FALSE(Platform::Files::exists(folder.path("b")));
 }
 
 } // namespace

@@ -30,7 +30,7 @@ using Platform::RunLoop;
 
 class AFlusher : public testing::Test {
 protected:
-    std::optional<RunLoop> loop_{std::in_place};
+    std::optional<RunLoop> runLoop{std::in_place};
 };
 
 TEST_F(AFlusher, WorksOnAnotherThreadAndEndsOnTheQueueThatItWasCalledOn) {
@@ -50,7 +50,7 @@ TEST_F(AFlusher, WorksOnAnotherThreadAndEndsOnTheQueueThatItWasCalledOn) {
                 endThread = std::this_thread::get_id();
             });
     });
-    ASSERT_TRUE(loop_->runUntil([&] { return endQueue.has_value(); }));
+    ASSERT_TRUE(runLoop->runUntil([&] { return endQueue.has_value(); }));
     EXPECT_EQ(*endQueue, queue);
     EXPECT_EQ(endThread, std::this_thread::get_id());
     EXPECT_NE(worker, std::thread::id());
@@ -60,7 +60,7 @@ TEST_F(AFlusher, WorksOnAnotherThreadAndEndsOnTheQueueThatItWasCalledOn) {
 TEST_F(AFlusher, HandsTheErrorOfTheWorkOn) {
     std::optional<Error> result;
     Flusher::perform([] { return Error{"d", 7, "t"}; }, [&](const auto& error) { result = error; });
-    ASSERT_TRUE(loop_->runUntil([&] { return result.has_value(); }));
+    ASSERT_TRUE(runLoop->runUntil([&] { return result.has_value(); }));
     EXPECT_EQ(*result, (Error{"d", 7, "t"}));
 }
 
@@ -74,7 +74,7 @@ TEST_F(AFlusher, TakesAnyExceptionForAFailureToFlush) {
                 throw 7;
             },
             [&](const auto& error) { result = error; });
-        ASSERT_TRUE(loop_->runUntil([&] { return result.has_value(); }));
+        ASSERT_TRUE(runLoop->runUntil([&] { return result.has_value(); }));
         EXPECT_TRUE(Platform::Flush::hasFailed(result));
         EXPECT_EQ(result->code, ENOMEM);
     }
@@ -91,7 +91,7 @@ TEST_F(AFlusher, KeepsSignalsFromItsThreads) {
             return std::nullopt;
         },
         [&](const auto&) { done = true; });
-    ASSERT_TRUE(loop_->runUntil([&] { return done; }));
+    ASSERT_TRUE(runLoop->runUntil([&] { return done; }));
     EXPECT_TRUE(isBlocked);
     sigset_t mine{};
     pthread_sigmask(SIG_SETMASK, nullptr, &mine);
@@ -108,7 +108,7 @@ TEST_F(AFlusher, UsesOneThreadForWorkThatComesOneAfterTheOther) {
                 return std::nullopt;
             },
             [&](const auto&) { done = true; });
-        ASSERT_TRUE(loop_->runUntil([&] { return done; }));
+        ASSERT_TRUE(runLoop->runUntil([&] { return done; }));
     }
     EXPECT_LE(threads.size(), 2U) << "a thread may still be on its way back";
 }
@@ -118,52 +118,52 @@ class AFlusherAtWork : public AFlusher {
 protected:
     void begin() {
         Flusher::perform(
-            [this, released = released_] {
-                const int now = ++running_;
-                largest_ = std::max(largest_.load(), now);
+            [this, released = wasReleased] {
+                const int now = ++running;
+                largest = std::max(largest.load(), now);
                 released.wait();
-                --running_;
+                --running;
                 return std::nullopt;
             },
-            [this](const auto&) { ++ended_; });
+            [this](const auto&) { ++ended; });
     }
 
-    std::promise<void> release_;
-    std::shared_future<void> released_ = release_.get_future().share();
-    std::atomic<int> running_ = 0;
-    std::atomic<int> largest_ = 0;
-    int ended_ = 0;
+    std::promise<void> release;
+    std::shared_future<void> wasReleased = release.get_future().share();
+    std::atomic<int> running = 0;
+    std::atomic<int> largest = 0;
+    int ended = 0;
 };
 
 TEST_F(AFlusherAtWork, WorksWithFourThreadsAndNoMore) {
     for (int count = 0; count < 6; ++count)
         begin();
-    while (running_ != Flusher::maxThreads)
+    while (running != Flusher::maxThreads)
         std::this_thread::yield();
-    EXPECT_EQ(ended_, 0);
-    release_.set_value();
-    ASSERT_TRUE(loop_->runUntil([&] { return ended_ == 6; }));
-    EXPECT_EQ(largest_, 4);
+    EXPECT_EQ(ended, 0);
+    release.set_value();
+    ASSERT_TRUE(runLoop->runUntil([&] { return ended == 6; }));
+    EXPECT_EQ(largest, 4);
 }
 
 TEST_F(AFlusherAtWork, DropsWhatWaitsWhenTheLoopEndsAndWaitsForWhatRuns) {
     for (int count = 0; count < Flusher::maxThreads; ++count)
         begin();
-    while (running_ != Flusher::maxThreads)
+    while (running != Flusher::maxThreads)
         std::this_thread::yield();
     // What is dropped releases what runs.
     bool hasRun = false;
-    std::shared_ptr<void> last(nullptr, [this](void*) { release_.set_value(); });
+    std::shared_ptr<void> last(nullptr, [this](void*) { release.set_value(); });
     Flusher::perform(
         [&hasRun] {
             hasRun = true;
             return std::nullopt;
         },
         [last = std::exchange(last, nullptr)](const auto&) {});
-    loop_.reset();
-    EXPECT_EQ(running_, 0);
+    runLoop.reset();
+    EXPECT_EQ(running, 0);
     EXPECT_FALSE(hasRun);
-    EXPECT_EQ(ended_, 0) << "there is no loop that could call";
+    EXPECT_EQ(ended, 0) << "there is no loop that could call";
 }
 
 TEST(AFlusherWithoutAThread, FailsAndTellsSoOnTheLoop) {

@@ -68,34 +68,34 @@ bool refuseUnnamedFiles() {
 
 class AMoveThatIsKilled : public testing::Test {
 protected:
-    Names names() const { return std::get<Names>(Files::contentsOfDirectory(memory_.path())); }
+    Names names() const { return std::get<Names>(Files::contentsOfDirectory(memory.path())); }
     /// Moves an item in a child process of its own; `before` prepares that. Gives how the process ended.
     int move(const std::function<void()>& before) {
         return statusOfChild([&] {
             before();
-            const auto error = Files::moveItem(disk_.path("a"), memory_.path("b"));
+            const auto error = Files::moveItem(disk.path("a"), memory.path("b"));
             return error ? error->code : 0;
         });
     }
     static void expectKilled(int status) { EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status; }
 
-    TemporaryDirectory disk_;
-    TestSupport::ScopedEnvironment variable_{{"TMPDIR", "/dev/shm"}};
-    TemporaryDirectory memory_;
+    TemporaryDirectory disk;
+    TestSupport::ScopedEnvironment variable{{"TMPDIR", "/dev/shm"}};
+    TemporaryDirectory memory;
 };
 
 TEST_F(AMoveThatIsKilled, LeavesNothingBesideTheTarget) {
-    disk_.write("a", std::string(size, 'x'));
+    disk.write("a", std::string(size, 'x'));
     expectKilled(move(dieAfterAMegabyte));
     EXPECT_EQ(names(), Names{});
-    EXPECT_EQ(disk_.read("a"), std::string(size, 'x'));
-    EXPECT_EQ(Files::moveItem(disk_.path("a"), memory_.path("b")), std::nullopt);
-    EXPECT_EQ(memory_.read("b"), std::string(size, 'x'));
+    EXPECT_EQ(disk.read("a"), std::string(size, 'x'));
+    EXPECT_EQ(Files::moveItem(disk.path("a"), memory.path("b")), std::nullopt);
+    EXPECT_EQ(memory.read("b"), std::string(size, 'x'));
     EXPECT_EQ(names(), Names{"b"});
 }
 
 TEST_F(AMoveThatIsKilled, IsClearedAwayByTheNextOneWhereAFileNeedsAName) {
-    disk_.write("a", std::string(size, 'x'));
+    disk.write("a", std::string(size, 'x'));
     expectKilled(move([] {
         refuseUnnamedFiles();
         dieAfterAMegabyte();
@@ -103,31 +103,31 @@ TEST_F(AMoveThatIsKilled, IsClearedAwayByTheNextOneWhereAFileNeedsAName) {
     ASSERT_EQ(names().size(), 1U);
     EXPECT_EQ(names()[0].substr(0, 9), ".copying-");
     EXPECT_EQ(move(refuseUnnamedFiles), 0);
-    EXPECT_EQ(memory_.read("b"), std::string(size, 'x'));
+    EXPECT_EQ(memory.read("b"), std::string(size, 'x'));
     EXPECT_EQ(names(), Names{"b"});
 }
 
 TEST_F(AMoveThatIsKilled, IsClearedAwayByTheNextOneOfAFolder) {
-    disk_.write("a/small", "content");
-    disk_.write("a/z", std::string(size, 'x'));
+    disk.write("a/small", "content");
+    disk.write("a/z", std::string(size, 'x'));
     expectKilled(move(dieAfterAMegabyte));
     ASSERT_EQ(names().size(), 1U);
-    EXPECT_EQ(Files::moveItem(disk_.path("a"), memory_.path("b")), std::nullopt);
-    EXPECT_EQ(memory_.read("b/small"), "content");
-    EXPECT_EQ(memory_.read("b/z"), std::string(size, 'x'));
+    EXPECT_EQ(Files::moveItem(disk.path("a"), memory.path("b")), std::nullopt);
+    EXPECT_EQ(memory.read("b/small"), "content");
+    EXPECT_EQ(memory.read("b/z"), std::string(size, 'x'));
     EXPECT_EQ(names(), Names{"b"});
 }
 
 TEST_F(AMoveThatIsKilled, IsToldFromOneThatALivingProcessMakes) {
-    disk_.write("a/z", std::string(size, 'x'));
+    disk.write("a/z", std::string(size, 'x'));
     expectKilled(move(dieAfterAMegabyte));
     const Names left = names();
     ASSERT_EQ(left.size(), 1U);
-    const int copy = ::open(memory_.path(left[0]).c_str(), O_RDONLY | O_CLOEXEC);
+    const int copy = ::open(memory.path(left[0]).c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(::flock(copy, LOCK_EX), 0);
     EXPECT_EQ(WEXITSTATUS(move([] {})), EBUSY);
     EXPECT_EQ(names(), left) << "what the other process makes stays";
-    EXPECT_TRUE(Files::exists(memory_.path(left[0]) + "/z"));
+    EXPECT_TRUE(Files::exists(memory.path(left[0]) + "/z"));
     ::close(copy);
     EXPECT_EQ(WEXITSTATUS(move([] {})), 0);
     EXPECT_EQ(names(), Names{"b"});
@@ -143,7 +143,7 @@ void failAfterAMegabyte() {
 class AMoveWithoutRoom : public AMoveThatIsKilled {};
 
 TEST_F(AMoveWithoutRoom, LeavesTheItemAndNothingElseWhetherItsCopyHasANameOrNone) {
-    disk_.write("a", std::string(size, 'x'));
+    disk.write("a", std::string(size, 'x'));
     for (const bool hasName : {true, false}) {
         const int status = move([hasName] {
             if (hasName)
@@ -153,7 +153,7 @@ TEST_F(AMoveWithoutRoom, LeavesTheItemAndNothingElseWhetherItsCopyHasANameOrNone
         ASSERT_TRUE(WIFEXITED(status)) << status;
         EXPECT_EQ(WEXITSTATUS(status), EFBIG) << hasName;
         EXPECT_EQ(names(), Names{}) << hasName;
-        EXPECT_EQ(disk_.read("a").size(), size) << hasName;
+        EXPECT_EQ(disk.read("a").size(), size) << hasName;
     }
 }
 

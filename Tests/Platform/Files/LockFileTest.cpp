@@ -21,9 +21,9 @@ using Platform::LockFile;
 class ALockFile : public testing::Test {
 protected:
     /// The lock of a key, or the code of the error.
-    std::variant<LockFile::Lock, int> lock(std::uint64_t key) const { return lock(mine_, key); }
+    std::variant<LockFile::Lock, int> lock(std::uint64_t key) const { return lock(mine, key); }
     std::variant<LockFile::Lock, int> lock(const LockFile& file, std::uint64_t key) const {
-        auto result = file.lock(area_, path_, key);
+        auto result = file.lock(area, path, key);
         if (auto* error = std::get_if<Error>(&result))
             return error->code;
         return std::get<LockFile::Lock>(std::move(result));
@@ -33,18 +33,18 @@ protected:
         return code != nullptr ? *code : 0;
     }
 
-    TestSupport::TemporaryDirectory folder_;
-    Platform::PrivateArea area_{folder_.path() + "/", "Area"};
-    std::string path_ = folder_.path("Area/locks");
-    LockFile mine_;
-    LockFile theirs_;
+    TestSupport::TemporaryDirectory folder;
+    Platform::PrivateArea area{folder.path() + "/", "Area"};
+    std::string path = folder.path("Area/locks");
+    LockFile mine;
+    LockFile theirs;
 };
 
 TEST_F(ALockFile, ExcludesOthersFromAKeyUntilItIsClosed) {
     auto held = lock(7);
     ASSERT_EQ(codeOf(held), 0);
     EXPECT_EQ(codeOf(lock(7)), EAGAIN);
-    EXPECT_EQ(codeOf(lock(theirs_, 7)), EAGAIN);
+    EXPECT_EQ(codeOf(lock(theirs, 7)), EAGAIN);
     EXPECT_EQ(codeOf(lock(8)), 0);
     EXPECT_EQ(codeOf(lock(6)), 0);
     held = 0;
@@ -59,44 +59,44 @@ TEST_F(ALockFile, HasALockForEveryKey) {
 }
 
 TEST_F(ALockFile, IsMadeByALockAndByACountAndNotByALook) {
-    EXPECT_EQ(mine_.others(path_).count, 0);
-    EXPECT_FALSE(Platform::Files::exists(path_));
+    EXPECT_EQ(mine.others(path).count, 0);
+    EXPECT_FALSE(Platform::Files::exists(path));
     ASSERT_EQ(codeOf(lock(7)), 0);
-    EXPECT_EQ(Platform::Files::size(path_), 0U);
-    mine_.count(area_, path_);
-    EXPECT_EQ(Platform::Files::size(path_), 1U);
+    EXPECT_EQ(Platform::Files::size(path), 0U);
+    mine.count(area, path);
+    EXPECT_EQ(Platform::Files::size(path), 1U);
 }
 
 TEST_F(ALockFile, CountsWhatOthersHaveCounted) {
-    const auto before = mine_.others(path_);
-    mine_.count(area_, path_);
-    EXPECT_TRUE(mine_.others(path_).isUnchangedSince(before));
-    EXPECT_EQ(mine_.others(path_).count, 0);
-    EXPECT_EQ(theirs_.others(path_).count, 1);
-    theirs_.count(area_, path_);
-    theirs_.count(area_, path_);
-    mine_.count(area_, path_);
-    EXPECT_EQ(mine_.others(path_).count, 2);
-    EXPECT_FALSE(mine_.others(path_).isUnchangedSince(before));
-    EXPECT_TRUE(mine_.others(path_).isUnchangedSince(mine_.others(path_)));
+    const auto before = mine.others(path);
+    mine.count(area, path);
+    EXPECT_TRUE(mine.others(path).isUnchangedSince(before));
+    EXPECT_EQ(mine.others(path).count, 0);
+    EXPECT_EQ(theirs.others(path).count, 1);
+    theirs.count(area, path);
+    theirs.count(area, path);
+    mine.count(area, path);
+    EXPECT_EQ(mine.others(path).count, 2);
+    EXPECT_FALSE(mine.others(path).isUnchangedSince(before));
+    EXPECT_TRUE(mine.others(path).isUnchangedSince(mine.others(path)));
     EXPECT_EQ(std::get<0>(lock(7)).others.count, 2);
 }
 
 TEST_F(ALockFile, IsNoLongerTheSameWhereItWasReplaced) {
-    mine_.count(area_, path_);
-    const auto before = mine_.others(path_);
-    ASSERT_EQ(::rename(path_.c_str(), folder_.path("old").c_str()), 0);
-    EXPECT_FALSE(mine_.others(path_).isUnchangedSince(before)) << "there is none";
-    mine_.count(area_, path_);
-    EXPECT_EQ(mine_.others(path_).count, 0);
-    EXPECT_FALSE(mine_.others(path_).isUnchangedSince(before));
+    mine.count(area, path);
+    const auto before = mine.others(path);
+    ASSERT_EQ(::rename(path.c_str(), folder.path("old").c_str()), 0);
+    EXPECT_FALSE(mine.others(path).isUnchangedSince(before)) << "there is none";
+    mine.count(area, path);
+    EXPECT_EQ(mine.others(path).count, 0);
+    EXPECT_FALSE(mine.others(path).isUnchangedSince(before));
 }
 
 TEST_F(ALockFile, HasNoLocksWhereTheAreaIsRefused) {
-    ASSERT_EQ(::symlink(folder_.path().c_str(), folder_.path("Area").c_str()), 0);
+    ASSERT_EQ(::symlink(folder.path().c_str(), folder.path("Area").c_str()), 0);
     EXPECT_EQ(codeOf(lock(7)), ELOOP);
-    mine_.count(area_, path_);
-    EXPECT_FALSE(Platform::Files::exists(folder_.path("locks")));
+    mine.count(area, path);
+    EXPECT_FALSE(Platform::Files::exists(folder.path("locks")));
 }
 
 TEST_F(ALockFile, HasNoLocksWhereTheFileSystemHasNone) {

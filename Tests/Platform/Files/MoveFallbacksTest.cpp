@@ -34,46 +34,46 @@ protected:
     std::optional<Error> move(const std::string& from, const std::string& to, int number = EINVAL,
                               std::vector<long> calls = {SYS_renameat2}) const {
         std::optional<Error> error;
-        runWithFailingCalls(calls, number, [&] { error = Files::moveItem(folder_.path(from), folder_.path(to)); });
+        runWithFailingCalls(calls, number, [&] { error = Files::moveItem(directory.path(from), directory.path(to)); });
         return error;
     }
-    Names names() const { return std::get<Names>(Files::contentsOfDirectory(folder_.path())); }
+    Names names() const { return std::get<Names>(Files::contentsOfDirectory(directory.path())); }
 
-    TestSupport::TemporaryDirectory folder_;
+    TestSupport::TemporaryDirectory directory;
 };
 
 TEST_F(AMoveWithoutAStepOfItsOwn, MovesFilesLinksAndFolders) {
     for (const int number : {EINVAL, ENOSYS}) {
-        folder_.write("file", "1");
-        folder_.write("tree/a", "2");
-        ASSERT_EQ(::symlink("nothing", folder_.path("link").c_str()), 0);
+        directory.write("file", "1");
+        directory.write("tree/a", "2");
+        ASSERT_EQ(::symlink("nothing", directory.path("link").c_str()), 0);
         EXPECT_EQ(move("file", "file2", number), std::nullopt);
         EXPECT_EQ(move("tree", "tree2", number), std::nullopt);
         EXPECT_EQ(move("link", "link2", number), std::nullopt);
         EXPECT_EQ(names(), (Names{"file2", "link2", "tree2"}));
-        EXPECT_EQ(folder_.read("file2"), "1");
-        EXPECT_EQ(folder_.read("tree2/a"), "2");
+        EXPECT_EQ(directory.read("file2"), "1");
+        EXPECT_EQ(directory.read("tree2/a"), "2");
         for (const auto& name : names())
-            Files::removeItem(folder_.path(name));
+            Files::removeItem(directory.path(name));
     }
 }
 
 TEST_F(AMoveWithoutAStepOfItsOwn, ReplacesNothing) {
-    folder_.write("file", "1");
-    folder_.write("tree/a", "2");
-    folder_.write("taken", "3");
-    ASSERT_EQ(::mkdir(folder_.path("empty").c_str(), 0700), 0);
-    const Error inTheWay{"POSIX", EEXIST, folder_.path("taken") + ": File exists"};
+    directory.write("file", "1");
+    directory.write("tree/a", "2");
+    directory.write("taken", "3");
+    ASSERT_EQ(::mkdir(directory.path("empty").c_str(), 0700), 0);
+    const Error inTheWay{"POSIX", EEXIST, directory.path("taken") + ": File exists"};
     EXPECT_EQ(move("file", "taken"), inTheWay);
     EXPECT_EQ(move("tree", "taken"), inTheWay);
-    EXPECT_EQ(move("tree", "empty"), (Error{"POSIX", EEXIST, folder_.path("empty") + ": File exists"}));
+    EXPECT_EQ(move("tree", "empty"), (Error{"POSIX", EEXIST, directory.path("empty") + ": File exists"}));
     EXPECT_EQ(names(), (Names{"empty", "file", "taken", "tree"}));
-    EXPECT_EQ(folder_.read("taken"), "3");
+    EXPECT_EQ(directory.read("taken"), "3");
 }
 
 TEST_F(AMoveWithoutAStepOfItsOwn, NeedsNoLinksEither) {
-    folder_.write("file", "1");
-    folder_.write("taken", "3");
+    directory.write("file", "1");
+    directory.write("taken", "3");
     EXPECT_EQ(move("file", "taken", EINVAL, {SYS_renameat2, SYS_linkat})->code, EEXIST);
     EXPECT_EQ(move("file", "file2", EINVAL, {SYS_renameat2, SYS_linkat}), std::nullopt);
     EXPECT_EQ(names(), (Names{"file2", "taken"}));
@@ -81,8 +81,8 @@ TEST_F(AMoveWithoutAStepOfItsOwn, NeedsNoLinksEither) {
 }
 
 TEST_F(AMoveWithoutAStepOfItsOwn, FailsWithEveryOtherErrorOfTheKernel) {
-    folder_.write("file", "1");
-    EXPECT_EQ(move("file", "file2", EACCES), (Error{"POSIX", EACCES, folder_.path("file") + ": Permission denied"}));
+    directory.write("file", "1");
+    EXPECT_EQ(move("file", "file2", EACCES), (Error{"POSIX", EACCES, directory.path("file") + ": Permission denied"}));
     EXPECT_EQ(names(), Names{"file"});
 }
 
@@ -91,52 +91,52 @@ protected:
     std::optional<Error> copy(const std::string& from, const std::string& to, const std::vector<long>& calls,
                               int number) const {
         std::optional<Error> error;
-        runWithFailingCalls(calls, number, [&] { error = Files::copyItem(folder_.path(from), folder_.path(to)); });
+        runWithFailingCalls(calls, number, [&] { error = Files::copyItem(directory.path(from), directory.path(to)); });
         return error;
     }
     struct stat statusOf(const std::string& name) const {
         struct stat status {};
-        EXPECT_EQ(::lstat(folder_.path(name).c_str(), &status), 0);
+        EXPECT_EQ(::lstat(directory.path(name).c_str(), &status), 0);
         return status;
     }
 };
 
 TEST_F(ACopy, IsMadeWithoutTheFileSystemsHelp) {
     const std::string content(3 << 20, 'c');
-    folder_.write("a", content);
-    folder_.write("tree/a", content);
+    directory.write("a", content);
+    directory.write("tree/a", content);
     EXPECT_EQ(copy("a", "b", {SYS_copy_file_range}, EXDEV), std::nullopt);
     EXPECT_EQ(copy("tree", "tree2", {SYS_copy_file_range}, ENOSYS), std::nullopt);
-    EXPECT_TRUE(folder_.read("b") == content);
-    EXPECT_TRUE(folder_.read("tree2/a") == content);
+    EXPECT_TRUE(directory.read("b") == content);
+    EXPECT_TRUE(directory.read("tree2/a") == content);
 }
 
 TEST_F(ACopy, ThatCannotBeReadWholeLeavesNothing) {
-    folder_.write("a", "content");
-    folder_.write("tree/a", "content");
+    directory.write("a", "content");
+    directory.write("tree/a", "content");
     const std::vector<long> calls{SYS_copy_file_range, SYS_sendfile};
-    EXPECT_EQ(copy("a", "b", calls, EIO), (Error{"POSIX", EIO, folder_.path("a") + ": Input/output error"}));
-    EXPECT_EQ(copy("tree", "b", calls, EIO), (Error{"POSIX", EIO, folder_.path("tree/a") + ": Input/output error"}));
+    EXPECT_EQ(copy("a", "b", calls, EIO), (Error{"POSIX", EIO, directory.path("a") + ": Input/output error"}));
+    EXPECT_EQ(copy("tree", "b", calls, EIO), (Error{"POSIX", EIO, directory.path("tree/a") + ": Input/output error"}));
     EXPECT_EQ(names(), (Names{"a", "tree"}));
 }
 
 TEST_F(ACopy, OfAFileIsMadeUnderAHiddenNameWhereItCannotGetItsOwnAfterwards) {
-    folder_.write("a", "content");
+    directory.write("a", "content");
     EXPECT_EQ(copy("a", "b", {SYS_linkat}, EPERM), std::nullopt);
-    EXPECT_EQ(folder_.read("b"), "content");
+    EXPECT_EQ(directory.read("b"), "content");
     EXPECT_EQ(names(), (Names{"a", "b"}));
 }
 
 TEST_F(ACopy, HasTheTimesOfItsOriginalAndItsModeWithoutTheRightsThatItLends) {
-    folder_.write("a", "content");
-    folder_.write("tree/a", "content");
+    directory.write("a", "content");
+    directory.write("tree/a", "content");
     const std::array<timespec, 2> times{timespec{1000, 5}, timespec{2000, 7}};
     for (const char* name : {"a", "tree/a", "tree"}) {
-        ASSERT_EQ(::chmod(folder_.path(name).c_str(), 06751), 0);
-        ASSERT_EQ(::utimensat(AT_FDCWD, folder_.path(name).c_str(), times.data(), 0), 0);
+        ASSERT_EQ(::chmod(directory.path(name).c_str(), 06751), 0);
+        ASSERT_EQ(::utimensat(AT_FDCWD, directory.path(name).c_str(), times.data(), 0), 0);
     }
-    EXPECT_EQ(Files::copyItem(folder_.path("a"), folder_.path("b")), std::nullopt);
-    EXPECT_EQ(Files::copyItem(folder_.path("tree"), folder_.path("copy")), std::nullopt);
+    EXPECT_EQ(Files::copyItem(directory.path("a"), directory.path("b")), std::nullopt);
+    EXPECT_EQ(Files::copyItem(directory.path("tree"), directory.path("copy")), std::nullopt);
     for (const char* name : {"b", "copy", "copy/a"}) {
         const auto status = statusOf(name);
         EXPECT_EQ(status.st_mode & 07777U, 0751U) << name;
@@ -149,13 +149,13 @@ TEST_F(ACopy, HasTheTimesOfItsOriginalAndItsModeWithoutTheRightsThatItLends) {
 
 TEST_F(ACopy, OfALinkIsALinkAndFailsWhereSomethingIsInTheWay) {
     const std::string target(3000, 'l');
-    ASSERT_EQ(::symlink(target.c_str(), folder_.path("link").c_str()), 0);
-    EXPECT_EQ(Files::copyItem(folder_.path("link"), folder_.path("copy")), std::nullopt);
+    ASSERT_EQ(::symlink(target.c_str(), directory.path("link").c_str()), 0);
+    EXPECT_EQ(Files::copyItem(directory.path("link"), directory.path("copy")), std::nullopt);
     std::array<char, 4096> read{};
-    EXPECT_EQ(::readlink(folder_.path("copy").c_str(), read.data(), read.size()), 3000);
+    EXPECT_EQ(::readlink(directory.path("copy").c_str(), read.data(), read.size()), 3000);
     EXPECT_EQ(std::string(read.data(), 3000), target);
-    EXPECT_EQ(Files::copyItem(folder_.path("link"), folder_.path("no/copy")),
-              (Error{"POSIX", ENOENT, folder_.path("link") + ": No such file or directory"}));
+    EXPECT_EQ(Files::copyItem(directory.path("link"), directory.path("no/copy")),
+              (Error{"POSIX", ENOENT, directory.path("link") + ": No such file or directory"}));
 }
 
 TEST(AnAreaThatIsEmptied, NamesTheFirstItemThatCannotBeRemoved) {

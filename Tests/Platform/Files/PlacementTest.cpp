@@ -24,10 +24,10 @@ using TestSupport::runWithFailingCalls;
 
 class APlacement : public testing::Test {
 protected:
-    APlacement() { shared_.write("Area/a", "content"); }
-    Platform::PrivateArea area() const { return {shared_.path() + "/", "Area"}; }
-    std::string from() const { return shared_.path("Area/a"); }
-    std::string to() const { return home_.path("a"); }
+    APlacement() { shared.write("Area/a", "content"); }
+    Platform::PrivateArea area() const { return {shared.path() + "/", "Area"}; }
+    std::string from() const { return shared.path("Area/a"); }
+    std::string to() const { return home.path("a"); }
     std::optional<Error> place() const { return area().placeItem(from(), to()); }
     /// Places the item while those calls fail, and asserts that it is neither here nor there afterwards.
     void expectNothingIsLeft(const std::vector<long>& calls) {
@@ -37,23 +37,23 @@ protected:
         EXPECT_EQ(error->code, EIO);
         EXPECT_FALSE(Files::exists(from()));
         EXPECT_FALSE(Files::exists(to()));
-        EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(home_.path())), std::vector<std::string>{});
+        EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(home.path())), std::vector<std::string>{});
     }
 
-    TestSupport::TemporaryDirectory shared_;
-    TestSupport::TemporaryDirectory home_;
+    TestSupport::TemporaryDirectory shared;
+    TestSupport::TemporaryDirectory home;
 };
 
 TEST_F(APlacement, MovesAFile) {
     EXPECT_EQ(place(), std::nullopt);
-    EXPECT_EQ(home_.read("a"), "content");
+    EXPECT_EQ(home.read("a"), "content");
     EXPECT_FALSE(Files::exists(from()));
 }
 
 TEST_F(APlacement, MovesAFolderWithAllThatIsInIt) {
-    shared_.write("Area/Docs/b", "content");
-    EXPECT_EQ(area().placeItem(shared_.path("Area/Docs"), home_.path("Docs")), std::nullopt);
-    EXPECT_EQ(home_.read("Docs/b"), "content");
+    shared.write("Area/Docs/b", "content");
+    EXPECT_EQ(area().placeItem(shared.path("Area/Docs"), home.path("Docs")), std::nullopt);
+    EXPECT_EQ(home.read("Docs/b"), "content");
 }
 
 TEST_F(APlacement, LeavesNothingWhereTheBytesCannotBeFlushed) {
@@ -65,31 +65,31 @@ TEST_F(APlacement, LeavesNothingWhereTheFolderCannotBeFlushed) {
 }
 
 TEST_F(APlacement, LeavesAFolderWhereItCannotBeFlushed) {
-    shared_.write("Area/Docs/b", "content");
+    shared.write("Area/Docs/b", "content");
     std::optional<Error> error;
     runWithFailingCalls({SYS_syncfs}, EIO,
-                        [&] { error = area().placeItem(shared_.path("Area/Docs"), home_.path("Docs")); });
-    EXPECT_EQ(error, (Error{"POSIX flush", EIO, shared_.path("Area/Docs") + ": Input/output error"}));
-    EXPECT_EQ(shared_.read("Area/Docs/b"), "content");
-    EXPECT_FALSE(Files::exists(home_.path("Docs")));
+                        [&] { error = area().placeItem(shared.path("Area/Docs"), home.path("Docs")); });
+    EXPECT_EQ(error, (Error{"POSIX flush", EIO, shared.path("Area/Docs") + ": Input/output error"}));
+    EXPECT_EQ(shared.read("Area/Docs/b"), "content");
+    EXPECT_FALSE(Files::exists(home.path("Docs")));
 }
 
 TEST_F(APlacement, KeepsBothWhereSomethingIsInThePlaceAlreadyAndFlushesThat) {
-    home_.write("a", "older");
+    home.write("a", "older");
     EXPECT_EQ(place(), (Error{"POSIX", EEXIST, to() + ": File exists"}));
-    EXPECT_EQ(home_.read("a"), "older");
-    EXPECT_EQ(shared_.read("Area/a"), "content");
+    EXPECT_EQ(home.read("a"), "older");
+    EXPECT_EQ(shared.read("Area/a"), "content");
     std::optional<Error> error;
     runWithFailingCalls({SYS_fsync}, EIO, [&] { error = place(); });
-    EXPECT_EQ(error, (Error{"POSIX flush", EIO, home_.path() + ": Input/output error"}));
-    EXPECT_EQ(home_.read("a"), "older") << "what was there is not this item's";
+    EXPECT_EQ(error, (Error{"POSIX flush", EIO, home.path() + ": Input/output error"}));
+    EXPECT_EQ(home.read("a"), "older") << "what was there is not this item's";
     EXPECT_FALSE(Files::exists(from()));
 }
 
 TEST_F(APlacement, FailsAsAMoveDoesWhereTheFolderIsMissing) {
-    EXPECT_EQ(area().placeItem(from(), home_.path("no/a")),
+    EXPECT_EQ(area().placeItem(from(), home.path("no/a")),
               (Error{"POSIX", ENOENT, from() + ": No such file or directory"}));
-    EXPECT_EQ(shared_.read("Area/a"), "content");
+    EXPECT_EQ(shared.read("Area/a"), "content");
 }
 
 TEST_F(APlacement, MovesAFileThatCanOnlyBeWrittenTo) {
@@ -101,27 +101,27 @@ TEST_F(APlacement, MovesAFileThatCanOnlyBeWrittenTo) {
 /// The place is on another file system than the area.
 class ADistantPlacement : public APlacement {
 protected:
-    std::string distant() const { return memory_.path("a"); }
+    std::string distant() const { return memory.path("a"); }
     std::optional<Error> placeFar() const { return area().placeItem(from(), distant()); }
 
 private:
     TestSupport::ScopedEnvironment environment_{{"TMPDIR", "/dev/shm"}};
 
 protected:
-    TestSupport::TemporaryDirectory memory_;
+    TestSupport::TemporaryDirectory memory;
 };
 
 TEST_F(ADistantPlacement, CopiesAFile) {
     EXPECT_EQ(placeFar(), std::nullopt);
-    EXPECT_EQ(memory_.read("a"), "content");
+    EXPECT_EQ(memory.read("a"), "content");
     EXPECT_FALSE(Files::exists(from()));
 }
 
 TEST_F(ADistantPlacement, CopiesAFolderWithAllThatIsInIt) {
-    shared_.write("Area/Docs/b", "content");
-    EXPECT_EQ(area().placeItem(shared_.path("Area/Docs"), memory_.path("Docs")), std::nullopt);
-    EXPECT_EQ(memory_.read("Docs/b"), "content");
-    EXPECT_FALSE(Files::exists(shared_.path("Area/Docs")));
+    shared.write("Area/Docs/b", "content");
+    EXPECT_EQ(area().placeItem(shared.path("Area/Docs"), memory.path("Docs")), std::nullopt);
+    EXPECT_EQ(memory.read("Docs/b"), "content");
+    EXPECT_FALSE(Files::exists(shared.path("Area/Docs")));
 }
 
 TEST_F(ADistantPlacement, LeavesNothingWhereTheCopyCannotBeFlushed) {
@@ -129,17 +129,17 @@ TEST_F(ADistantPlacement, LeavesNothingWhereTheCopyCannotBeFlushed) {
     runWithFailingCalls({SYS_fsync}, EIO, [&] { error = placeFar(); });
     EXPECT_TRUE(Flush::hasFailed(error));
     EXPECT_FALSE(Files::exists(from()));
-    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(memory_.path())), std::vector<std::string>{});
+    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(memory.path())), std::vector<std::string>{});
 }
 
 TEST_F(ADistantPlacement, LeavesNothingWhereTheCopyOfAFolderCannotBeFlushed) {
-    shared_.write("Area/Docs/b", "content");
+    shared.write("Area/Docs/b", "content");
     std::optional<Error> error;
     runWithFailingCalls({SYS_fsync}, EIO,
-                        [&] { error = area().placeItem(shared_.path("Area/Docs"), memory_.path("Docs")); });
+                        [&] { error = area().placeItem(shared.path("Area/Docs"), memory.path("Docs")); });
     EXPECT_TRUE(Flush::hasFailed(error));
-    EXPECT_EQ(shared_.read("Area/Docs/b"), "content");
-    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(memory_.path())), std::vector<std::string>{});
+    EXPECT_EQ(shared.read("Area/Docs/b"), "content");
+    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(memory.path())), std::vector<std::string>{});
 }
 
 } // namespace

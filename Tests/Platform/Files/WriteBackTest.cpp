@@ -38,49 +38,49 @@ private:
 
 class AWriteBack : public testing::Test {
 protected:
-    AWriteBack() { stream_.open(); }
+    AWriteBack() { stream.open(); }
     /// How many descriptors of this process lead to the file; the disk has one of its own while it is at work.
     std::size_t descriptors() const {
         std::size_t count = 0;
         std::error_code ignored;
         for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd"))
-            count += std::filesystem::read_symlink(descriptor, ignored) == path_ ? 1U : 0U;
+            count += std::filesystem::read_symlink(descriptor, ignored) == path ? 1U : 0U;
         return count;
     }
 
-    Platform::RunLoop loop_;
-    TestSupport::TemporaryDirectory folder_;
-    std::string path_ = std::filesystem::canonical(folder_.path()) / "a";
-    OutputStream stream_{path_};
-    WriteBack writeBack_;
+    Platform::RunLoop loop;
+    TestSupport::TemporaryDirectory folder;
+    std::string path = std::filesystem::canonical(folder.path()) / "a";
+    OutputStream stream{path};
+    WriteBack writeBack;
 };
 
 TEST_F(AWriteBack, BeginsWithEveryEightMebibytes) {
     std::optional<BusyThreads> busy(std::in_place);
-    writeBack_.wrote(stream_, (8 << 20) - 1);
+    writeBack.wrote(stream, (8 << 20) - 1);
     EXPECT_EQ(descriptors(), 1U);
-    writeBack_.wrote(stream_, 1);
+    writeBack.wrote(stream, 1);
     EXPECT_EQ(descriptors(), 2U);
     busy.reset();
-    ASSERT_TRUE(loop_.runUntil([&] { return descriptors() == 1; }));
+    ASSERT_TRUE(loop.runUntil([&] { return descriptors() == 1; }));
     for (int turn = 0; turn < 3; ++turn)
-        loop_.runOnce(std::chrono::seconds(0));
+        loop.runOnce(std::chrono::seconds(0));
     busy.emplace();
-    writeBack_.wrote(stream_, (8 << 20) - 1);
+    writeBack.wrote(stream, (8 << 20) - 1);
     EXPECT_EQ(descriptors(), 1U) << "it counts from the last time";
 }
 
 TEST_F(AWriteBack, IsNotBegunAgainWhileTheDiskIsAtWork) {
     std::optional<BusyThreads> busy(std::in_place);
-    writeBack_.wrote(stream_, 8 << 20);
-    writeBack_.wrote(stream_, 8 << 20);
+    writeBack.wrote(stream, 8 << 20);
+    writeBack.wrote(stream, 8 << 20);
     EXPECT_EQ(descriptors(), 2U);
     busy.reset();
-    ASSERT_TRUE(loop_.runUntil([&] { return descriptors() == 1; }));
+    ASSERT_TRUE(loop.runUntil([&] { return descriptors() == 1; }));
     busy.emplace();
     // What was written meanwhile counts.
-    EXPECT_TRUE(loop_.runUntil([&] {
-        writeBack_.wrote(stream_, 0);
+    EXPECT_TRUE(loop.runUntil([&] {
+        writeBack.wrote(stream, 0);
         return descriptors() == 2;
     }));
 }

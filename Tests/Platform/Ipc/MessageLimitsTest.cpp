@@ -32,9 +32,9 @@ constexpr std::size_t oneMebibyte = 1 << 20;
 class TheLimitsOfAMessage : public testing::Test {
 protected:
     /// "fine", or why the value cannot be written or read.
-    std::string outcome(const Value& value) const { return outcomeOf(maker_.travel(value)); }
+    std::string outcome(const Value& value) const { return outcomeOf(maker.travel(value)); }
     std::string outcomeOfReading(const std::function<void(sd_bus_message*)>& fill) const {
-        return outcomeOf(maker_.read(fill));
+        return outcomeOf(maker.read(fill));
     }
     static std::string outcomeOf(const std::variant<Value, MessageFailure>& result) {
         const auto* failure = std::get_if<MessageFailure>(&result);
@@ -46,9 +46,9 @@ protected:
         return value;
     }
 
-    const MessageMaker maker_;
+    const MessageMaker maker;
     static inline const std::string tooDeep = "containers nest deeper than 64";
-    const Descriptor device_ = Descriptor::adopt(::open("/dev/null", O_RDWR | O_CLOEXEC));
+    const Descriptor device = Descriptor::adopt(::open("/dev/null", O_RDWR | O_CLOEXEC));
 };
 
 TEST_F(TheLimitsOfAMessage, AllowAsManyArraysAroundAValueAsItsOwnContainersLeave) {
@@ -104,13 +104,13 @@ TEST_F(TheLimitsOfAMessage, AllowAStringThatFillsTheMessage) {
 }
 
 TEST_F(TheLimitsOfAMessage, AllowSixteenDescriptorsWrittenAnd253Read) {
-    EXPECT_EQ(outcome(Array(16, Value(SharedMemory{device_, 1}))), "fine");
-    EXPECT_EQ(outcome(Array(17, Value(SharedMemory{device_, 1}))), "more than 16 descriptors for one message");
+    EXPECT_EQ(outcome(Array(16, Value(SharedMemory{device, 1}))), "fine");
+    EXPECT_EQ(outcome(Array(17, Value(SharedMemory{device, 1}))), "more than 16 descriptors for one message");
     const auto read = [&](int count) {
         return outcomeOfReading([this, count](sd_bus_message* message) {
             ASSERT_GE(sd_bus_message_open_container(message, 'a', "h"), 0);
             for (int number = 0; number < count; ++number)
-                ASSERT_GE(sd_bus_message_append(message, "h", device_.number()), 0);
+                ASSERT_GE(sd_bus_message_append(message, "h", device.number()), 0);
             ASSERT_GE(sd_bus_message_close_container(message), 0);
         });
     };
@@ -119,11 +119,11 @@ TEST_F(TheLimitsOfAMessage, AllowSixteenDescriptorsWrittenAnd253Read) {
 }
 
 TEST_F(TheLimitsOfAMessage, IncludeTheDescriptorsOfThisProcess) {
-    const auto message = maker_.sealed(
-        [this](sd_bus_message* made) { ASSERT_GE(sd_bus_message_append(made, "h", device_.number()), 0); });
+    const auto message =
+        maker.sealed([this](sd_bus_message* made) { ASSERT_GE(sd_bus_message_append(made, "h", device.number()), 0); });
     rlimit usual{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
-    const int next = ::dup(device_.number());
+    const int next = ::dup(device.number());
     ::close(next);
     const rlimit none{static_cast<rlim_t>(next), usual.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
@@ -223,66 +223,66 @@ class AMailbox : public testing::Test {
 protected:
     void settle() {
         for (int turn = 0; turn < 5; ++turn)
-            loop_.runOnce(Platform::Duration::zero());
+            loop.runOnce(Platform::Duration::zero());
     }
 
-    Platform::RunLoop loop_;
-    const std::shared_ptr<NotingMailbox> box_ = std::make_shared<NotingMailbox>(Platform::Queue::serial("one"));
+    Platform::RunLoop loop;
+    const std::shared_ptr<NotingMailbox> mailbox = std::make_shared<NotingMailbox>(Platform::Queue::serial("one"));
 };
 
 TEST_F(AMailbox, HandlesInOrderAndLaterWhatItReceivedOnceItIsOpen) {
-    box_->post("a");
-    box_->post("b");
+    mailbox->post("a");
+    mailbox->post("b");
     settle();
-    EXPECT_EQ(box_->handled, Texts{});
-    box_->setOpen(true);
-    EXPECT_EQ(box_->handled, Texts{});
+    EXPECT_EQ(mailbox->handled, Texts{});
+    mailbox->setOpen(true);
+    EXPECT_EQ(mailbox->handled, Texts{});
     settle();
-    EXPECT_EQ(box_->handled, (Texts{"one a", "one b"}));
-    box_->post("c");
-    EXPECT_EQ(box_->handled.size(), 2U);
+    EXPECT_EQ(mailbox->handled, (Texts{"one a", "one b"}));
+    mailbox->post("c");
+    EXPECT_EQ(mailbox->handled.size(), 2U);
     settle();
-    EXPECT_EQ(box_->handled.back(), "one c");
-    box_->setOpen(false);
-    box_->post("d");
+    EXPECT_EQ(mailbox->handled.back(), "one c");
+    mailbox->setOpen(false);
+    mailbox->post("d");
     settle();
-    EXPECT_EQ(box_->handled.size(), 3U);
-    EXPECT_EQ(box_->takeEvents(), std::list<std::string>{"d"});
-    box_->setOpen(true);
+    EXPECT_EQ(mailbox->handled.size(), 3U);
+    EXPECT_EQ(mailbox->takeEvents(), std::list<std::string>{"d"});
+    mailbox->setOpen(true);
     settle();
-    EXPECT_EQ(box_->handled.size(), 3U);
+    EXPECT_EQ(mailbox->handled.size(), 3U);
 }
 
 TEST_F(AMailbox, KeepsTheRestWhereItIsClosedMeanwhile) {
-    box_->during = [this](const std::string& event) { box_->setOpen(event != "a"); };
-    box_->setOpen(true);
-    box_->post("a");
-    box_->post("b");
+    mailbox->during = [this](const std::string& event) { mailbox->setOpen(event != "a"); };
+    mailbox->setOpen(true);
+    mailbox->post("a");
+    mailbox->post("b");
     settle();
-    EXPECT_EQ(box_->handled, Texts{"one a"});
-    box_->setOpen(true);
+    EXPECT_EQ(mailbox->handled, Texts{"one a"});
+    mailbox->setOpen(true);
     settle();
-    EXPECT_EQ(box_->handled, (Texts{"one a", "one b"}));
+    EXPECT_EQ(mailbox->handled, (Texts{"one a", "one b"}));
 }
 
 TEST_F(AMailbox, GoesOnWithTheNextEventAfterAnException) {
     const TestSupport::LogCapture log;
-    box_->during = [](const std::string& event) { throw std::runtime_error(event); };
-    box_->setOpen(true);
-    box_->post("a");
-    box_->post("b");
+    mailbox->during = [](const std::string& event) { throw std::runtime_error(event); };
+    mailbox->setOpen(true);
+    mailbox->post("a");
+    mailbox->post("b");
     settle();
-    EXPECT_EQ(box_->handled, (Texts{"one a", "one b"}));
+    EXPECT_EQ(mailbox->handled, (Texts{"one a", "one b"}));
     EXPECT_EQ(log.entries(), (Texts{"Uncaught exception on one: a", "Uncaught exception on one: b"}));
 }
 
 TEST_F(AMailbox, HandlesOnItsNewQueueWhatIsNotOnItsWay) {
-    box_->setQueue(Platform::Queue::serial("two"));
-    EXPECT_EQ(box_->queue().label(), "two");
-    box_->setOpen(true);
-    box_->post("a");
+    mailbox->setQueue(Platform::Queue::serial("two"));
+    EXPECT_EQ(mailbox->queue().label(), "two");
+    mailbox->setOpen(true);
+    mailbox->post("a");
     settle();
-    EXPECT_EQ(box_->handled, Texts{"two a"});
+    EXPECT_EQ(mailbox->handled, Texts{"two a"});
 }
 
 TEST_F(AMailbox, IsKeptByWhatItIsAboutToHandleAndNotByWhatItHolds) {

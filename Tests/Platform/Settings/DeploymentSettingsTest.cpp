@@ -20,100 +20,99 @@ using Platform::DeploymentSettings;
 class TheDeploymentSettings : public testing::Test {
 protected:
     /// The settings as a process reads them that has asked for them since the last `restart`.
-    DeploymentSettings current() { return reader_->current(); }
+    DeploymentSettings current() { return reader->current(); }
     /// From here on, the process has not asked yet.
-    void restart() { reader_.emplace(); }
+    void restart() { reader.emplace(); }
     /// The settings of a user whose file has that content, as a process reads them at its first use.
     DeploymentSettings read(std::string_view content) {
-        home_.setDeployment(content);
+        home.setDeployment(content);
         restart();
-        log_.clear();
+        log.clear();
         return current();
     }
-    std::string homeFile() const { return home_.config().path("quenmark/deployment.json"); }
+    std::string homeFile() const { return home.config().path("quenmark/deployment.json"); }
 
-    TestSupport::TemporaryDirectory folder_;
-    TestSupport::TemporaryHome home_;
-    TestSupport::ScopedEnvironment environment_{
-        {"XDG_CONFIG_DIRS", folder_.path("first") + ":" + folder_.path("second")}};
-    TestSupport::LogCapture log_;
-    std::optional<DeploymentReader> reader_{std::in_place};
-    const std::string builtInHost_ = DeploymentReader().current().serviceHost;
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::TemporaryHome home;
+    TestSupport::ScopedEnvironment environment{{"XDG_CONFIG_DIRS", folder.path("first") + ":" + folder.path("second")}};
+    TestSupport::LogCapture log;
+    std::optional<DeploymentReader> reader{std::in_place};
+    const std::string builtInHost = DeploymentReader().current().serviceHost;
 };
 
 TEST_F(TheDeploymentSettings, AreTheBuiltInOnesWithoutAFile) {
-    EXPECT_FALSE(builtInHost_.empty());
-    EXPECT_EQ(current().serviceHost, builtInHost_);
+    EXPECT_FALSE(builtInHost.empty());
+    EXPECT_EQ(current().serviceHost, builtInHost);
     EXPECT_EQ(current().appKitVersionNumber, 1343.0);
-    EXPECT_EQ(log_.entries(), Entries{});
+    EXPECT_EQ(log.entries(), Entries{});
 }
 
 TEST_F(TheDeploymentSettings, AreReadFromTheUsersFile) {
     const auto settings = read(R"({"serviceHost": "127.0.0.1:8080", "appKitVersionNumber": 1138.5, "other": []})");
     EXPECT_EQ(settings.serviceHost, "127.0.0.1:8080");
     EXPECT_EQ(settings.appKitVersionNumber, 1138.5);
-    EXPECT_EQ(log_.entries(), Entries{});
+    EXPECT_EQ(log.entries(), Entries{});
 }
 
 TEST_F(TheDeploymentSettings, AreLookedAtOnceInATurnOfTheLoopAndAnewInTheNext) {
     Platform::RunLoop loop;
     std::vector<std::string> hosts;
     const auto look = [&] { hosts.push_back(current().serviceHost); };
-    home_.setDeployment(R"({"serviceHost": "a.example"})");
+    home.setDeployment(R"({"serviceHost": "a.example"})");
     Platform::Queue::main().async([&] {
         look();
-        home_.setDeployment(R"({"serviceHost": "b.example"})");
+        home.setDeployment(R"({"serviceHost": "b.example"})");
         look();
     });
     loop.runOnce(Platform::Duration::zero());
     Platform::Queue::main().async(look);
     loop.runOnce(Platform::Duration::zero());
-    home_.setDeployment(R"({"serviceHost": "c.example"})");
+    home.setDeployment(R"({"serviceHost": "c.example"})");
     look();
     EXPECT_EQ(hosts, (Entries{"a.example", "a.example", "b.example", "c.example"}));
 }
 
 TEST_F(TheDeploymentSettings, MayNameAWholeNumber) {
     EXPECT_EQ(read(R"({"appKitVersionNumber": 1138})").appKitVersionNumber, 1138.0);
-    EXPECT_EQ(current().serviceHost, builtInHost_);
+    EXPECT_EQ(current().serviceHost, builtInHost);
 }
 
 TEST_F(TheDeploymentSettings, ComeFromTheFirstFileThatIsAnObject) {
-    folder_.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
-    folder_.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example", "appKitVersionNumber": 1})");
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    folder.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example", "appKitVersionNumber": 1})");
     EXPECT_EQ(current().serviceHost, "first.example");
     EXPECT_EQ(current().appKitVersionNumber, 1343.0);
     EXPECT_EQ(read(R"({"serviceHost": "home.example"})").serviceHost, "home.example");
 }
 
 TEST_F(TheDeploymentSettings, PassOverAMalformedFileAndSaySo) {
-    folder_.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
     EXPECT_EQ(read("[]").serviceHost, "first.example");
-    EXPECT_EQ(log_.entries(), Entries{"A settings file counts as absent: " + homeFile() +
-                                      ": Not a JSON object: the top level is an array at byte 0"});
+    EXPECT_EQ(log.entries(), Entries{"A settings file counts as absent: " + homeFile() +
+                                     ": Not a JSON object: the top level is an array at byte 0"});
 }
 
 TEST_F(TheDeploymentSettings, FollowTheFilesButForTheReleaseNumber) {
     EXPECT_EQ(read(R"({"serviceHost": "a.example", "appKitVersionNumber": 1138})").serviceHost, "a.example");
-    home_.setDeployment(R"({"serviceHost": "b.example", "appKitVersionNumber": 1343})");
+    home.setDeployment(R"({"serviceHost": "b.example", "appKitVersionNumber": 1343})");
     EXPECT_EQ(current().serviceHost, "b.example");
     EXPECT_EQ(current().appKitVersionNumber, 1138);
-    folder_.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example"})");
+    folder.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example"})");
     EXPECT_EQ(current().serviceHost, "b.example");
     ASSERT_EQ(::unlink(homeFile().c_str()), 0);
     EXPECT_EQ(current().serviceHost, "second.example");
-    ASSERT_EQ(::unlink(folder_.path("second/quenmark/deployment.json").c_str()), 0);
-    EXPECT_EQ(current().serviceHost, builtInHost_);
+    ASSERT_EQ(::unlink(folder.path("second/quenmark/deployment.json").c_str()), 0);
+    EXPECT_EQ(current().serviceHost, builtInHost);
     EXPECT_EQ(current().appKitVersionNumber, 1138);
-    EXPECT_EQ(log_.entries(), Entries{});
+    EXPECT_EQ(log.entries(), Entries{});
 }
 
 TEST_F(TheDeploymentSettings, FollowAFileThatAppears) {
     restart();
-    EXPECT_EQ(current().serviceHost, builtInHost_);
-    folder_.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example"})");
+    EXPECT_EQ(current().serviceHost, builtInHost);
+    folder.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example"})");
     EXPECT_EQ(current().serviceHost, "second.example");
-    home_.setDeployment(R"({"serviceHost": "home.example"})");
+    home.setDeployment(R"({"serviceHost": "home.example"})");
     EXPECT_EQ(current().serviceHost, "home.example");
 }
 
@@ -134,8 +133,8 @@ private:
 };
 
 TEST_F(TheDeploymentSettings, HaveNoHostUntilTheirFileCouldBeRead) {
-    home_.setDeployment(R"({"serviceHost": "a.example", "appKitVersionNumber": 1138})");
-    folder_.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    home.setDeployment(R"({"serviceHost": "a.example", "appKitVersionNumber": 1138})");
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
     restart();
     {
         const NoMoreFiles limit;
@@ -143,9 +142,9 @@ TEST_F(TheDeploymentSettings, HaveNoHostUntilTheirFileCouldBeRead) {
         EXPECT_EQ(current().serviceHost, "");
         EXPECT_FALSE(current().hostIsLoopback());
     }
-    EXPECT_EQ(log_.entries(), Entries{"A settings file cannot be read; the deployment settings are not known, and no "
-                                      "request can be sent: " +
-                                      homeFile() + ": Too many open files"});
+    EXPECT_EQ(log.entries(), Entries{"A settings file cannot be read; the deployment settings are not known, and no "
+                                     "request can be sent: " +
+                                     homeFile() + ": Too many open files"});
     EXPECT_EQ(current().serviceHost, "a.example");
     EXPECT_EQ(current().appKitVersionNumber, 1138);
 }
@@ -157,15 +156,15 @@ TEST_F(TheDeploymentSettings, StayAsTheyAreWhileTheirFileCannotBeRead) {
         for (int time = 0; time < 3; ++time)
             EXPECT_EQ(current().serviceHost, "a.example");
     }
-    EXPECT_EQ(log_.entries(), Entries{"A settings file cannot be read; the deployment settings stay as they are: " +
-                                      homeFile() + ": Too many open files"});
+    EXPECT_EQ(log.entries(), Entries{"A settings file cannot be read; the deployment settings stay as they are: " +
+                                     homeFile() + ": Too many open files"});
     EXPECT_EQ(read(R"({"serviceHost": "b.example"})").serviceHost, "b.example");
 }
 
 TEST_F(TheDeploymentSettings, AreNotLookedForBehindAFileThatCannotBeRead) {
     // A link in a circle stands for every error that root meets too.
-    folder_.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
-    home_.config().write("quenmark/x", "");
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    home.config().write("quenmark/x", "");
     ASSERT_EQ(::symlink("deployment.json", homeFile().c_str()), 0);
     restart();
     EXPECT_EQ(current().serviceHost, "");
@@ -174,37 +173,37 @@ TEST_F(TheDeploymentSettings, AreNotLookedForBehindAFileThatCannotBeRead) {
 }
 
 TEST_F(TheDeploymentSettings, ArePassedOverWhereWhatIsThereCanHoldNone) {
-    folder_.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
-    home_.config().write("quenmark", "a file where the folder should be");
+    folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
+    home.config().write("quenmark", "a file where the folder should be");
     restart();
     EXPECT_EQ(current().serviceHost, "first.example");
-    ASSERT_EQ(::unlink(home_.config().path("quenmark").c_str()), 0);
-    home_.config().write("quenmark/deployment.json/x", "a folder where the file should be");
+    ASSERT_EQ(::unlink(home.config().path("quenmark").c_str()), 0);
+    home.config().write("quenmark/deployment.json/x", "a folder where the file should be");
     EXPECT_EQ(current().serviceHost, "first.example");
-    EXPECT_EQ(log_.entries().size(), 2U);
+    EXPECT_EQ(log.entries().size(), 2U);
 }
 
 TEST_F(TheDeploymentSettings, ReportAWrongTypeOnceForEachStateOfTheFile) {
     const std::string content = R"({"serviceHost": 17, "appKitVersionNumber": "1138"})";
     read(content);
     for (int time = 0; time < 3; ++time)
-        EXPECT_EQ(current().serviceHost, builtInHost_);
-    EXPECT_EQ(log_.entries().size(), 2U) << "one for each value";
-    home_.setDeployment(content + " ");
+        EXPECT_EQ(current().serviceHost, builtInHost);
+    EXPECT_EQ(log.entries().size(), 2U) << "one for each value";
+    home.setDeployment(content + " ");
     current();
-    EXPECT_EQ(log_.entries().size(), 4U);
+    EXPECT_EQ(log.entries().size(), 4U);
 }
 
 TEST_F(TheDeploymentSettings, KeepTheBuiltInValueWhereOneIsOfTheWrongType) {
-    EXPECT_EQ(read(R"({"serviceHost": 17, "appKitVersionNumber": 1138})").serviceHost, builtInHost_);
-    EXPECT_EQ(log_.entries(),
+    EXPECT_EQ(read(R"({"serviceHost": 17, "appKitVersionNumber": 1138})").serviceHost, builtInHost);
+    EXPECT_EQ(log.entries(),
               Entries{homeFile() + ": \"serviceHost\" is not a host with an optional port and counts as absent: 17"});
     EXPECT_EQ(current().appKitVersionNumber, 1138.0);
     EXPECT_EQ(read(R"({"appKitVersionNumber": "1138"})").appKitVersionNumber, 1343.0);
-    EXPECT_EQ(log_.entries(),
+    EXPECT_EQ(log.entries(),
               Entries{homeFile() + ": \"appKitVersionNumber\" is not a number and counts as absent: 1138"});
-    EXPECT_EQ(read(R"({"serviceHost": null, "appKitVersionNumber": true})").serviceHost, builtInHost_);
-    EXPECT_EQ(log_.entries().size(), 2U);
+    EXPECT_EQ(read(R"({"serviceHost": null, "appKitVersionNumber": true})").serviceHost, builtInHost);
+    EXPECT_EQ(log.entries().size(), 2U);
 }
 
 TEST_F(TheDeploymentSettings, NameTheModeThatTheServiceStartsIn) {
@@ -212,20 +211,20 @@ TEST_F(TheDeploymentSettings, NameTheModeThatTheServiceStartsIn) {
     EXPECT_EQ(read("{}").mode, Mode::Compatible);
     EXPECT_EQ(read(R"({"mode": "compatible"})").mode, Mode::Compatible);
     EXPECT_EQ(read(R"({"mode": "managed"})").mode, Mode::Managed);
-    EXPECT_EQ(log_.entries(), Entries{});
+    EXPECT_EQ(log.entries(), Entries{});
     const std::string complaint = homeFile() + R"(: "mode" is not "compatible" or "managed" and counts as absent: )";
     for (const auto& [value, text] : {std::pair("\"Managed\"", "Managed"), std::pair("\"\"", ""),
                                       std::pair("true", "1"), std::pair("null", "<null>")}) {
-        log_.clear();
+        log.clear();
         EXPECT_EQ(read(R"({"mode": )" + std::string(value) + "}").mode, Mode::Compatible);
-        EXPECT_EQ(log_.entries(), Entries{complaint + text});
+        EXPECT_EQ(log.entries(), Entries{complaint + text});
     }
 }
 
 TEST_F(TheDeploymentSettings, KeepTheModeThatWasReadFirst) {
     using Mode = DeploymentSettings::Mode;
     EXPECT_EQ(read(R"({"mode": "managed"})").mode, Mode::Managed);
-    home_.setDeployment(R"({"serviceHost": "b.example", "mode": "compatible"})");
+    home.setDeployment(R"({"serviceHost": "b.example", "mode": "compatible"})");
     EXPECT_EQ(current().serviceHost, "b.example");
     EXPECT_EQ(current().mode, Mode::Managed);
 }
@@ -233,11 +232,11 @@ TEST_F(TheDeploymentSettings, KeepTheModeThatWasReadFirst) {
 TEST_F(TheDeploymentSettings, MayNameAStagingDirectory) {
     EXPECT_EQ(read("{}").stagingDirectory, std::nullopt);
     EXPECT_EQ(read(R"({"stagingDirectory": "/var/stage"})").stagingDirectory, "/var/stage");
-    EXPECT_EQ(log_.entries(), Entries{});
+    EXPECT_EQ(log.entries(), Entries{});
     for (const std::string value : {"\"stage\"", "\"\"", "17", "null", "\"/a\\u0000b\""}) {
         EXPECT_EQ(read("{\"stagingDirectory\": " + value + "}").stagingDirectory, std::nullopt);
-        ASSERT_EQ(log_.entries().size(), 1U) << value;
-        EXPECT_TRUE(log_.entries()[0].starts_with(
+        ASSERT_EQ(log.entries().size(), 1U) << value;
+        EXPECT_TRUE(log.entries()[0].starts_with(
             homeFile() + ": \"stagingDirectory\" is not an absolute path and counts as absent: "));
     }
 }
@@ -247,7 +246,7 @@ TEST_F(TheDeploymentSettings, TakeHostsOfEveryKind) {
          {"localhost", "a", "a.example", "a.example.", "A-1.example:80", "x_y.example:65535", "1.2.3.4", "1.2.3.4:8080",
           "[::1]", "[::1]:8080", "[fe80::1]", "1a.example", "xn--bcher-kva.example"}) {
         EXPECT_EQ(read("{\"serviceHost\": \"" + host + "\"}").serviceHost, host);
-        EXPECT_EQ(log_.entries(), Entries{}) << host;
+        EXPECT_EQ(log.entries(), Entries{}) << host;
     }
 }
 
@@ -257,11 +256,11 @@ TEST_F(TheDeploymentSettings, RefuseWhatIsNoHost) {
           "a:1x",   "a:80:80",   ":80",       "::1",   "[::1",         "[::1]80",   "[::1]:",     "[]",   "[1.2.3.4]",
           "user@a", "a..b",      ".a",        ".",     "-a",           "a-",        "a?b",        "a#b",  "a\\\\b",
           "1.2.3",  "1.2.3.4.5", "256.1.1.1", "127.1", "b\\u00fccher", "a\\u0000b", "a\\r\\nX: y"}) {
-        EXPECT_EQ(read("{\"serviceHost\": \"" + host + "\"}").serviceHost, builtInHost_) << host;
-        EXPECT_EQ(log_.entries().size(), 1U) << host;
+        EXPECT_EQ(read("{\"serviceHost\": \"" + host + "\"}").serviceHost, builtInHost) << host;
+        EXPECT_EQ(log.entries().size(), 1U) << host;
     }
     const std::string longName = std::string(64, 'a') + ".example";
-    EXPECT_EQ(read("{\"serviceHost\": \"" + longName + "\"}").serviceHost, builtInHost_);
+    EXPECT_EQ(read("{\"serviceHost\": \"" + longName + "\"}").serviceHost, builtInHost);
 }
 
 TEST(TheServiceHost, IsALoopbackOne) {

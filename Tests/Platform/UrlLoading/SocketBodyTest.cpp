@@ -74,37 +74,37 @@ protected:
     void begin(std::uint64_t length) {
         std::array<int, 2> ends{};
         ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-        peer_.reset(ends[1]);
-        ASSERT_EQ(::send(peer_.get(), "x", 1, 0), 1);
-        observed_.reset(::dup(ends[0]));
+        peer.reset(ends[1]);
+        ASSERT_EQ(::send(peer.get(), "x", 1, 0), 1);
+        observed.reset(::dup(ends[0]));
         scripted = {ends[0], {}, {}, {}};
-        changes_ = 0;
-        body_ = std::make_unique<SocketBody>(FileDescriptor(ends[0]), length, pieces_, [this] { ++changes_; });
+        changes = 0;
+        body = std::make_unique<SocketBody>(FileDescriptor(ends[0]), length, pieces, [this] { ++changes; });
     }
     void drain() const {
         char byte = 0;
-        ASSERT_EQ(::recv(observed_.get(), &byte, 1, MSG_DONTWAIT), 1);
+        ASSERT_EQ(::recv(observed.get(), &byte, 1, MSG_DONTWAIT), 1);
     }
     /// Lets these results be received, the last of which brings a change; what came is taken.
     void receive(std::deque<ssize_t> results) {
-        const int before = changes_;
+        const int before = changes;
         scripted.results = std::move(results);
-        ASSERT_TRUE(loop_.runUntil([&] { return changes_ > before; }));
-        pieces_.clear();
+        ASSERT_TRUE(loop.runUntil([&] { return changes > before; }));
+        pieces.clear();
     }
     /// How many calls of `recv` there were.
     static std::size_t calls() { return scripted.sizes.size(); }
     void expectNoCalls() {
         const std::size_t before = calls();
         for (int turn = 0; turn < 10; ++turn)
-            loop_.runOnce(Duration::zero());
+            loop.runOnce(Duration::zero());
         EXPECT_EQ(calls(), before);
     }
     /// How many bytes the kernel gathers.
     int gathered() const {
         int count = 0;
         socklen_t length = sizeof count;
-        EXPECT_EQ(::getsockopt(observed_.get(), SOL_SOCKET, SO_RCVLOWAT, &count, &length), 0);
+        EXPECT_EQ(::getsockopt(observed.get(), SOL_SOCKET, SO_RCVLOWAT, &count, &length), 0);
         return count;
     }
     /// What the kernel tells of each timer with an interval (proc(5), /proc/[pid]/fdinfo); the loop's own has none.
@@ -120,42 +120,42 @@ protected:
         return found;
     }
 
-    RunLoop loop_;
-    PieceBuffer pieces_;
-    FileDescriptor peer_;
-    FileDescriptor observed_;
-    int changes_ = 0;
-    std::unique_ptr<SocketBody> body_;
+    RunLoop loop;
+    PieceBuffer pieces;
+    FileDescriptor peer;
+    FileDescriptor observed;
+    int changes = 0;
+    std::unique_ptr<SocketBody> body;
 };
 
 TEST_F(ASocketBody, IsCompleteWithItsLastByteAndAsksForNoMore) {
     begin(10);
-    EXPECT_FALSE(body_->isComplete());
+    EXPECT_FALSE(body->isComplete());
     scripted.results = {4};
-    ASSERT_TRUE(loop_.runUntil([&] { return changes_ == 1; }));
-    EXPECT_EQ(pieces_.view(), "xxxx");
-    EXPECT_FALSE(body_->isComplete());
+    ASSERT_TRUE(loop.runUntil([&] { return changes == 1; }));
+    EXPECT_EQ(pieces.view(), "xxxx");
+    EXPECT_FALSE(body->isComplete());
     scripted.results = {6};
-    ASSERT_TRUE(loop_.runUntil([&] { return changes_ == 2; }));
-    EXPECT_EQ(pieces_.view(), "xxxxxxxxxx");
-    EXPECT_TRUE(body_->isComplete());
-    EXPECT_FALSE(body_->isBroken());
-    EXPECT_EQ(body_->error(), 0);
+    ASSERT_TRUE(loop.runUntil([&] { return changes == 2; }));
+    EXPECT_EQ(pieces.view(), "xxxxxxxxxx");
+    EXPECT_TRUE(body->isComplete());
+    EXPECT_FALSE(body->isBroken());
+    EXPECT_EQ(body->error(), 0);
     EXPECT_EQ(scripted.sizes.front(), 10U);
     EXPECT_EQ(scripted.sizes.back(), 6U);
     for (const int flags : scripted.flags)
         EXPECT_EQ(flags, MSG_DONTWAIT);
-    body_->continueReading();
+    body->continueReading();
     expectNoCalls();
-    EXPECT_EQ(changes_, 2);
+    EXPECT_EQ(changes, 2);
 }
 
 TEST_F(ASocketBody, GoesOnAfterACallThatWasInterruptedOrFoundNothing) {
     begin(10);
     receive({-EINTR, -EAGAIN, 3});
-    EXPECT_EQ(changes_, 1);
+    EXPECT_EQ(changes, 1);
     EXPECT_EQ(calls(), 3U);
-    EXPECT_FALSE(body_->isBroken());
+    EXPECT_FALSE(body->isBroken());
 }
 
 TEST_F(ASocketBody, IsBrokenWhereItsConnectionEndsAndTellsWhy) {
@@ -163,28 +163,28 @@ TEST_F(ASocketBody, IsBrokenWhereItsConnectionEndsAndTellsWhy) {
         begin(10);
         receive({3});
         receive({-error});
-        EXPECT_FALSE(body_->isComplete());
-        EXPECT_TRUE(body_->isBroken());
-        EXPECT_EQ(body_->error(), error);
-        body_->continueReading();
+        EXPECT_FALSE(body->isComplete());
+        EXPECT_TRUE(body->isBroken());
+        EXPECT_EQ(body->error(), error);
+        body->continueReading();
         expectNoCalls();
     }
 }
 
 TEST_F(ASocketBody, WaitsWhileItsPieceIsFull) {
-    pieces_.setCapacity(8);
+    pieces.setCapacity(8);
     begin(20);
     scripted.results = {8, 5};
-    ASSERT_TRUE(loop_.runUntil([&] { return changes_ == 1; }));
+    ASSERT_TRUE(loop.runUntil([&] { return changes == 1; }));
     EXPECT_EQ(scripted.sizes.front(), 8U);
     expectNoCalls();
-    body_->continueReading();
+    body->continueReading();
     expectNoCalls();
-    pieces_.clear();
+    pieces.clear();
     expectNoCalls();
-    body_->continueReading();
-    ASSERT_TRUE(loop_.runUntil([&] { return changes_ == 2; }));
-    EXPECT_EQ(pieces_.view(), "xxxxx");
+    body->continueReading();
+    ASSERT_TRUE(loop.runUntil([&] { return changes == 2; }));
+    EXPECT_EQ(pieces.view(), "xxxxx");
 }
 
 TEST_F(ASocketBody, HasTheKernelGatherOnceACallHasBroughtMuch) {
@@ -221,23 +221,23 @@ TEST_F(ASocketBody, IsReceivedAsItArrivesOnceNothingHasComeInATwentiethOfASecond
     receive({muchAtOnce});
     drain();
     scripted.results = {7};
-    ASSERT_TRUE(loop_.runUntil([&] { return changes_ == 2; }));
+    ASSERT_TRUE(loop.runUntil([&] { return changes == 2; }));
     // The timer fires once for the bytes that came before.
     EXPECT_GE(std::chrono::steady_clock::now() - start, 100ms);
     EXPECT_EQ(gathered(), 1);
     EXPECT_TRUE(periodicTimers().empty());
-    EXPECT_EQ(pieces_.view(), "xxxxxxx");
+    EXPECT_EQ(pieces.view(), "xxxxxxx");
 }
 
 TEST_F(ASocketBody, ThatBreaksWhileItIsGatheredIsNotReadAgain) {
     begin(100 << 20);
     receive({muchAtOnce});
     receive({0});
-    EXPECT_TRUE(body_->isBroken());
+    EXPECT_TRUE(body->isBroken());
     const std::size_t before = calls();
-    ASSERT_TRUE(loop_.runUntil([&] { return gathered() == 1; }));
+    ASSERT_TRUE(loop.runUntil([&] { return gathered() == 1; }));
     EXPECT_EQ(calls(), before);
-    EXPECT_EQ(changes_, 2);
+    EXPECT_EQ(changes, 2);
 }
 
 TEST_F(ASocketBody, IsReceivedAsItArrivesWhereDescriptorsOrWatchesRunOut) {
@@ -256,8 +256,8 @@ TEST_F(ASocketBody, IsReceivedAsItArrivesWhereDescriptorsOrWatchesRunOut) {
     EXPECT_EQ(gathered(), 1);
     EXPECT_TRUE(periodicTimers().empty());
     receive({5});
-    EXPECT_EQ(changes_, 3);
-    EXPECT_FALSE(body_->isBroken());
+    EXPECT_EQ(changes, 3);
+    EXPECT_FALSE(body->isBroken());
 }
 
 } // namespace

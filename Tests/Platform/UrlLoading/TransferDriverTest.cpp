@@ -18,24 +18,24 @@ protected:
     /// Makes a transfer that has not been started; `duringReport` runs at each of its reports.
     void make(
         const std::string& name, std::function<void()> duringReport = [] {}) {
-        transfers_[name] = std::make_unique<Transfer>(driver_, Transfer::Request{url_, headers_, {}},
-                                                      [this, name, duringReport = std::move(duringReport)] {
-                                                          events_.push_back(name);
-                                                          duringReport();
-                                                          events_.push_back("end of " + name);
-                                                      });
+        transfers[name] = std::make_unique<Transfer>(driver, Transfer::Request{target, headers, {}},
+                                                     [this, name, duringReport = std::move(duringReport)] {
+                                                         events.push_back(name);
+                                                         duringReport();
+                                                         events.push_back("end of " + name);
+                                                     });
     }
-    void change(const std::string& name) { driver_.addChanged(*transfers_.at(name)); }
+    void change(const std::string& name) { driver.addChanged(*transfers.at(name)); }
     Events reports() {
-        driver_.reportChanges();
-        return events_;
+        driver.reportChanges();
+        return events;
     }
 
-    TransferDriver& driver_ = loop.attachment<TransferDriver>();
-    const Url url_ = url("/");
-    const RequestHeaders headers_ = std::get<RequestHeaders>(RequestHeaders::of(get("/"), {}));
-    Events events_;
-    std::map<std::string, std::unique_ptr<Transfer>> transfers_;
+    TransferDriver& driver = loop.attachment<TransferDriver>();
+    const Url target = url("/");
+    const RequestHeaders headers = std::get<RequestHeaders>(RequestHeaders::of(get("/"), {}));
+    Events events;
+    std::map<std::string, std::unique_ptr<Transfer>> transfers;
 };
 
 TEST_F(ATransferDriver, ReportsTheFirstChangeFirst) {
@@ -44,7 +44,7 @@ TEST_F(ATransferDriver, ReportsTheFirstChangeFirst) {
     change("c");
     change("a");
     change("b");
-    EXPECT_EQ(events_, Events{}) << "nothing is reported before the call";
+    EXPECT_EQ(events, Events{}) << "nothing is reported before the call";
     EXPECT_EQ(reports(), (Events{"c", "end of c", "a", "end of a", "b", "end of b"}));
 }
 
@@ -83,8 +83,8 @@ TEST_F(ATransferDriver, ReportsATransferAgainThatChangesDuringItsReport) {
 TEST_F(ATransferDriver, ReportsNothingInsideAnotherReport) {
     make("a", [this] {
         change("c");
-        driver_.reportChanges();
-        driver_.perform();
+        driver.reportChanges();
+        driver.perform();
     });
     make("b");
     make("c");
@@ -94,7 +94,7 @@ TEST_F(ATransferDriver, ReportsNothingInsideAnotherReport) {
 }
 
 TEST_F(ATransferDriver, DoesNotReportATransferThatAReportHasEnded) {
-    make("a", [this] { transfers_.erase("b"); });
+    make("a", [this] { transfers.erase("b"); });
     make("b");
     make("c");
     for (const char* name : {"a", "b", "c"})

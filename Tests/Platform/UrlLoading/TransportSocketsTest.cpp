@@ -38,17 +38,17 @@ protected:
         sockaddr_in6 six{};
         six.sin6_family = AF_INET6;
         six.sin6_addr = IN6ADDR_LOOPBACK_INIT;
-        address_ = {};
-        length_ = family == AF_INET ? sizeof four : sizeof six;
-        std::memcpy(&address_, family == AF_INET ? static_cast<void*>(&four) : &six, length_);
-        listener_.reset(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        isListening_ = ::bind(listener_.get(), place(), length_) == 0 && ::listen(listener_.get(), 8) == 0 &&
-                       ::getsockname(listener_.get(), place(), &length_) == 0;
+        address = {};
+        addressLength = family == AF_INET ? sizeof four : sizeof six;
+        std::memcpy(&address, family == AF_INET ? static_cast<void*>(&four) : &six, addressLength);
+        listener.reset(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        isListening = ::bind(listener.get(), place(), addressLength) == 0 && ::listen(listener.get(), 8) == 0 &&
+                      ::getsockname(listener.get(), place(), &addressLength) == 0;
     }
-    sockaddr* place() { return reinterpret_cast<sockaddr*>(&address_); }
+    sockaddr* place() { return reinterpret_cast<sockaddr*>(&address); }
     int port() const {
-        return ntohs(address_.ss_family == AF_INET ? reinterpret_cast<const sockaddr_in*>(&address_)->sin_port
-                                                   : reinterpret_cast<const sockaddr_in6*>(&address_)->sin6_port);
+        return ntohs(address.ss_family == AF_INET ? reinterpret_cast<const sockaddr_in*>(&address)->sin_port
+                                                  : reinterpret_cast<const sockaddr_in6*>(&address)->sin6_port);
     }
     /// The port of a socket's own end.
     static int ownPort(int socket) {
@@ -60,15 +60,15 @@ protected:
     }
     /// Connects the socket, and returns the other end of the connection.
     FileDescriptor connect(int socket) {
-        const int begun = ::connect(socket, place(), length_);
+        const int begun = ::connect(socket, place(), addressLength);
         EXPECT_TRUE(begun == 0 || errno == EINPROGRESS);
-        FileDescriptor other(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        FileDescriptor other(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         EXPECT_TRUE(other);
         return other;
     }
     void settle() {
         for (int turn = 0; turn < 10; ++turn)
-            loop_.runOnce(Duration::zero());
+            loop.runOnce(Duration::zero());
     }
     /// Whether the other side has closed the connection.
     static bool isClosed(const FileDescriptor& end) {
@@ -76,73 +76,73 @@ protected:
         return ::recv(end.get(), &byte, 1, MSG_DONTWAIT) == 0;
     }
 
-    RunLoop loop_;
-    std::vector<Call> calls_;
-    TransportSockets sockets_{loop_, [this](int socket, Transfer& transfer, std::uint32_t events) {
-                                  calls_.push_back({socket, &transfer, events});
-                              }};
+    RunLoop loop;
+    std::vector<Call> calls;
+    TransportSockets sockets{loop, [this](int socket, Transfer& transfer, std::uint32_t events) {
+                                 calls.push_back({socket, &transfer, events});
+                             }};
     const Url url_ = *Url::fromString("http://127.0.0.1/");
-    const RequestHeaders headers_;
-    Transfer transfer_{loop_.attachment<TransferDriver>(), Transfer::Request{url_, headers_, {}}, [] {}};
-    Transfer other_{loop_.attachment<TransferDriver>(), Transfer::Request{url_, headers_, {}}, [] {}};
+    const RequestHeaders headers;
+    Transfer firstTransfer{loop.attachment<TransferDriver>(), Transfer::Request{url_, headers, {}}, [] {}};
+    Transfer otherTransfer{loop.attachment<TransferDriver>(), Transfer::Request{url_, headers, {}}, [] {}};
 
-    FileDescriptor listener_;
-    bool isListening_ = false;
-    sockaddr_storage address_{};
-    socklen_t length_ = 0;
+    FileDescriptor listener;
+    bool isListening = false;
+    sockaddr_storage address{};
+    socklen_t addressLength = 0;
 };
 
 TEST_F(TheTransportsSockets, BlockNobodyAndAreNoChilds) {
-    const int socket = sockets_.open(AF_INET, SOCK_STREAM, 0);
+    const int socket = sockets.open(AF_INET, SOCK_STREAM, 0);
     ASSERT_GE(socket, 0);
     EXPECT_EQ(::fcntl(socket, F_GETFD), FD_CLOEXEC);
     EXPECT_NE(::fcntl(socket, F_GETFL) & O_NONBLOCK, 0);
-    EXPECT_EQ(sockets_.close(socket), 0);
+    EXPECT_EQ(sockets.close(socket), 0);
     EXPECT_EQ(::fcntl(socket, F_GETFD), -1);
-    EXPECT_EQ(sockets_.close(socket), -1);
+    EXPECT_EQ(sockets.close(socket), -1);
 }
 
 TEST_F(TheTransportsSockets, AreNoneWhereTheSystemHasNone) {
-    EXPECT_EQ(sockets_.open(-1, SOCK_STREAM, 0), -1);
+    EXPECT_EQ(sockets.open(-1, SOCK_STREAM, 0), -1);
     EXPECT_EQ(errno, EAFNOSUPPORT);
-    EXPECT_EQ(sockets_.find("", ""), -1);
+    EXPECT_EQ(sockets.find("", ""), -1);
 }
 
 TEST_F(TheTransportsSockets, AreFoundByBothTheirEndsOnceTheyAreConnected) {
     listen(AF_INET);
-    ASSERT_TRUE(isListening_);
-    const int one = sockets_.open(AF_INET, SOCK_STREAM, 0);
-    const int two = sockets_.open(AF_INET, SOCK_STREAM, 0);
+    ASSERT_TRUE(isListening);
+    const int one = sockets.open(AF_INET, SOCK_STREAM, 0);
+    const int two = sockets.open(AF_INET, SOCK_STREAM, 0);
     const auto peer = endpointText("127.0.0.1", port());
     EXPECT_EQ(peer, "127.0.0.1 " + std::to_string(port()));
-    EXPECT_EQ(sockets_.find("127.0.0.1 1", peer), -1);
+    EXPECT_EQ(sockets.find("127.0.0.1 1", peer), -1);
     const auto otherOne = connect(one);
     const auto otherTwo = connect(two);
     for (const int socket : {one, two}) {
         const auto local = endpointText("127.0.0.1", ownPort(socket));
-        EXPECT_EQ(sockets_.find(local, peer), socket);
-        EXPECT_EQ(sockets_.find(local, "127.0.0.1 1"), -1);
-        EXPECT_EQ(sockets_.find(peer, local), -1);
+        EXPECT_EQ(sockets.find(local, peer), socket);
+        EXPECT_EQ(sockets.find(local, "127.0.0.1 1"), -1);
+        EXPECT_EQ(sockets.find(peer, local), -1);
     }
     const auto ofTwo = endpointText("127.0.0.1", ownPort(two));
-    sockets_.close(two);
-    EXPECT_EQ(sockets_.find(ofTwo, peer), -1);
-    sockets_.close(one);
+    sockets.close(two);
+    EXPECT_EQ(sockets.find(ofTwo, peer), -1);
+    sockets.close(one);
 }
 
 TEST_F(TheTransportsSockets, AreFoundByTheirAddressesOfTheNewerInternetProtocolToo) {
     listen(AF_INET6);
-    if (!isListening_)
+    if (!isListening)
         GTEST_SKIP() << "this machine has no IPv6";
-    const int socket = sockets_.open(AF_INET6, SOCK_STREAM, 0);
+    const int socket = sockets.open(AF_INET6, SOCK_STREAM, 0);
     const auto other = connect(socket);
-    EXPECT_EQ(sockets_.find(endpointText("::1", ownPort(socket)), endpointText("::1", port())), socket);
-    sockets_.close(socket);
+    EXPECT_EQ(sockets.find(endpointText("::1", ownPort(socket)), endpointText("::1", port())), socket);
+    sockets.close(socket);
 }
 
 TEST_F(TheTransportsSockets, AreSilentWhileTheyAreOpenAndHoldNoBytes) {
     listen(AF_INET);
-    const int socket = sockets_.open(AF_INET, SOCK_STREAM, 0);
+    const int socket = sockets.open(AF_INET, SOCK_STREAM, 0);
     auto other = connect(socket);
     EXPECT_TRUE(TransportSockets::isSilent(socket));
     ASSERT_EQ(::send(other.get(), "x", 1, MSG_NOSIGNAL), 1);
@@ -153,50 +153,50 @@ TEST_F(TheTransportsSockets, AreSilentWhileTheyAreOpenAndHoldNoBytes) {
     EXPECT_TRUE(TransportSockets::isSilent(socket));
     other.reset();
     EXPECT_FALSE(TransportSockets::isSilent(socket));
-    sockets_.close(socket);
+    sockets.close(socket);
     EXPECT_FALSE(TransportSockets::isSilent(socket));
 }
 
 TEST_F(TheTransportsSockets, CallTheTransferThatWaitsWithTheEventsThatItWaitsFor) {
     listen(AF_INET);
-    const int socket = sockets_.open(AF_INET, SOCK_STREAM, 0);
+    const int socket = sockets.open(AF_INET, SOCK_STREAM, 0);
     const auto other = connect(socket);
-    sockets_.watch(socket, EPOLLIN, &transfer_);
+    sockets.watch(socket, EPOLLIN, &firstTransfer);
     settle();
-    EXPECT_TRUE(calls_.empty());
-    sockets_.watch(socket, EPOLLOUT, &other_);
-    ASSERT_TRUE(loop_.runUntil([&] { return !calls_.empty(); }));
-    EXPECT_EQ(calls_.front().socket, socket);
-    EXPECT_EQ(calls_.front().transfer, &other_);
-    EXPECT_EQ(calls_.front().events, EPOLLOUT);
-    sockets_.close(socket);
+    EXPECT_TRUE(calls.empty());
+    sockets.watch(socket, EPOLLOUT, &otherTransfer);
+    ASSERT_TRUE(loop.runUntil([&] { return !calls.empty(); }));
+    EXPECT_EQ(calls.front().socket, socket);
+    EXPECT_EQ(calls.front().transfer, &otherTransfer);
+    EXPECT_EQ(calls.front().events, EPOLLOUT);
+    sockets.close(socket);
 }
 
 TEST_F(TheTransportsSockets, ThatNobodyUsesAreShutDownAtTheFirstUnaskedByte) {
     listen(AF_INET);
-    const int socket = sockets_.open(AF_INET, SOCK_STREAM, 0);
+    const int socket = sockets.open(AF_INET, SOCK_STREAM, 0);
     const auto other = connect(socket);
-    EXPECT_FALSE(sockets_.occupy(socket, transfer_));
-    sockets_.watch(socket, EPOLLIN, &transfer_);
-    sockets_.detach(socket);
-    sockets_.vacate(socket, other_);
+    EXPECT_FALSE(sockets.occupy(socket, firstTransfer));
+    sockets.watch(socket, EPOLLIN, &firstTransfer);
+    sockets.detach(socket);
+    sockets.vacate(socket, otherTransfer);
     ASSERT_EQ(::send(other.get(), "x", 1, MSG_NOSIGNAL), 1);
     settle();
     EXPECT_FALSE(isClosed(other)) << "a transfer that is paused still uses it";
-    EXPECT_TRUE(sockets_.occupy(socket, transfer_));
-    sockets_.vacate(socket, transfer_);
-    sockets_.watch(socket, EPOLLIN, &transfer_);
-    sockets_.detach(socket);
-    ASSERT_TRUE(loop_.runUntil([&] { return isClosed(other); }));
-    EXPECT_TRUE(calls_.empty());
-    sockets_.close(socket);
+    EXPECT_TRUE(sockets.occupy(socket, firstTransfer));
+    sockets.vacate(socket, firstTransfer);
+    sockets.watch(socket, EPOLLIN, &firstTransfer);
+    sockets.detach(socket);
+    ASSERT_TRUE(loop.runUntil([&] { return isClosed(other); }));
+    EXPECT_TRUE(calls.empty());
+    sockets.close(socket);
 }
 
 TEST_F(TheTransportsSockets, MayBeUnknown) {
-    sockets_.detach(12345);
-    sockets_.vacate(12345, transfer_);
-    EXPECT_EQ(sockets_.find("127.0.0.1 1", "127.0.0.1 2"), -1);
-    EXPECT_THROW(sockets_.occupy(12345, transfer_), std::out_of_range);
+    sockets.detach(12345);
+    sockets.vacate(12345, firstTransfer);
+    EXPECT_EQ(sockets.find("127.0.0.1 1", "127.0.0.1 2"), -1);
+    EXPECT_THROW(sockets.occupy(12345, firstTransfer), std::out_of_range);
 }
 
 } // namespace
