@@ -59,7 +59,8 @@ public:
 
     /// Whether the response of a poll is one at all.
     virtual bool isReadable(const GetTopFileUploadResponseData& response) const = 0;
-    /// Whether the response of an acknowledgement confirms it, whose status is no number other than 0.
+    /// Whether the response of an acknowledgement confirms it. Its status is no number other than 0; it may be missing,
+    /// or be no number at all.
     virtual bool isConfirmation(const UpdateFileUploadResponseData& response) const = 0;
     /// Why an item that is offered is not fetched; nil where it is.
     virtual std::optional<AttemptEnd> refusal(const Item& item) const = 0;

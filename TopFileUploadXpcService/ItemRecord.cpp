@@ -25,9 +25,9 @@ namespace {
 /// A record has two lines, or a few more where the service was killed meanwhile.
 constexpr std::size_t longestRecord = 64 << 10;
 
-/// Whether what could not be read is unharmed for all one knows.
+/// Whether a file that could not be read may be read later. A disk error may stay for ever.
 bool mayPass(int number) {
-    return number == EMFILE || number == ENFILE || number == ENOMEM || number == EIO;
+    return number == EMFILE || number == ENFILE || number == ENOMEM;
 }
 
 std::optional<std::uint64_t> numberAt(const boost::json::object& object, std::string_view key) {

@@ -33,7 +33,7 @@ void removeFolder(const std::string& path) {
     const auto listed = Platform::Files::contentsOfDirectory(path);
     const auto* names = std::get_if<std::vector<std::string>>(&listed);
     for (const auto& name : names != nullptr ? *names : std::vector<std::string>()) {
-        const std::string inside = path + "/" + name;
+        const std::string inside = Platform::Files::appendingPathComponent(path, name);
         if (kindOf(inside) == fs::file_type::directory)
             removeFolder(inside);
         else
