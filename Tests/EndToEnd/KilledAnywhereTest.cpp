@@ -63,7 +63,10 @@ TEST_P(AServiceThatIsKilled, FinishesAnItemWhoseFolderIsMissing) {
 }
 
 TEST_P(AServiceThatIsKilled, FinishesAFolder) {
-    killEverywhere({.items = {"New/"}, .left = Left::Nothing, .fewestKills = 20});
+    killEverywhere({.items = {"New/"},
+                    .left = Left::Nothing,
+                    .fewestKills = 20,
+                    .calls = {"sendto", "recvfrom", "mkdir", "fsync"}});
 }
 
 TEST_P(AServiceThatIsKilled, FinishesTwoItems) {

@@ -37,6 +37,8 @@ void KilledServiceFixture::killEverywhere(KillCase killCase) {
     if (HasFailure())
         return;
     ASSERT_GE(points.size(), case_.fewestKills);
+    for (const auto& call : case_.calls)
+        ASSERT_NE(std::ranges::find(points, call, &KillPoint::call), points.end()) << call;
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
     for (const auto& point : KillPoints::drawn(points, test->name())) {
         SCOPED_TRACE(::testing::PrintToString(point));

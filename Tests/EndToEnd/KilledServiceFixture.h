@@ -33,8 +33,9 @@ struct KillCase {
     /// What compatible mode has to do. In managed mode every item is in its place and nothing is left.
     Placed placed = Placed::TheItem;
     Left left = Left::TheItemIfItWasPlacedBeforeTheKill;
-    /// A recording with fewer moments is not plausible.
+    /// A recording with fewer moments, or without these calls, is not plausible.
     std::size_t fewestKills = 30;
+    std::vector<std::string> calls{"sendto", "recvfrom", "write", "fdatasync"};
 };
 
 /// Kills the real service at every moment of its work on the items of a case, starts it again, and looks at the result.
