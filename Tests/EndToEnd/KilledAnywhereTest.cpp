@@ -11,6 +11,9 @@
 //   the folder of the place is missing    nothing         the item                   the item, nothing
 //   the item is a folder                  the item        nothing                    the item, nothing
 //   two items wait                        the items       nothing (*)                the items, nothing
+//   the place is on another file
+//   system                                the item        nothing (*)                the item, nothing
+//   so it is, and an older file is there                                             the item, nothing
 //   one byte came before the server cut the download off (***)                       the item, nothing
 //   all bytes came before                                                            the item, nothing
 //   more bytes came before the item became shorter                                   the item, nothing
@@ -73,6 +76,10 @@ TEST_P(AServiceThatIsKilled, FinishesTwoItems) {
     killEverywhere({.items = {"Docs/a.txt", "Docs/b.txt"}, .fewestKills = 70});
 }
 
+TEST_P(AServiceThatIsKilled, FinishesAnItemThatIsCopiedToAnotherFileSystem) {
+    killEverywhere({.isOnAnotherFileSystem = true, .calls = {"fsync", isManaged() ? "rename" : "linkat", "unlinkat"}});
+}
+
 INSTANTIATE_TEST_SUITE_P(Variations, AServiceThatIsKilled,
                          ::testing::Values(modern, wrapper, managedModern, managedWrapper),
                          [](const auto& suite) { return suite.param.name; });
@@ -89,6 +96,11 @@ TEST_P(AManagedServiceThatIsKilled, FinishesAnItemOfWhichItHadAllBytes) {
 
 TEST_P(AManagedServiceThatIsKilled, FinishesAnItemThatHasBecomeShorterThanItsPartialFile) {
     killEverywhere({.partial = Partial::MoreThanAllBytes, .isFromCutDownload = true});
+}
+
+TEST_P(AManagedServiceThatIsKilled, ReplacesAFileOnAnotherFileSystem) {
+    killEverywhere(
+        {.hasOlderFile = true, .isOnAnotherFileSystem = true, .calls = {"fsync", "flock", "rename", "unlinkat"}});
 }
 
 INSTANTIATE_TEST_SUITE_P(Variations, AManagedServiceThatIsKilled, ::testing::Values(managedModern, managedWrapper),

@@ -33,6 +33,8 @@ void KilledServiceFixture::killEverywhere(KillCase killCase) {
     configure(server.host());
     bus = std::make_unique<TestSupport::PrivateBus>();
     peer_ = std::make_unique<TestSupport::BusPeer>();
+    if (case_.isOnAnotherFileSystem)
+        useOtherFileSystem();
     const auto points = record();
     if (HasFailure())
         return;
@@ -62,12 +64,20 @@ KilledServiceFixture::Tree KilledServiceFixture::treeOf(const std::string& folde
     return tree;
 }
 
+void KilledServiceFixture::useOtherFileSystem() {
+    const TestSupport::ScopedEnvironment memory{{"TMPDIR", "/dev/shm"}};
+    otherFileSystem_.emplace();
+    fs::remove_all(placed(""));
+    fs::create_directory_symlink(otherFileSystem_->path(), home_.path() + "/Quenmark");
+}
+
 void KilledServiceFixture::begin() {
     service_.reset();
     waitUntilItIsGone();
     keepSettingsNew();
-    for (const auto& folder : {placed(""), temporary("")})
-        fs::remove_all(folder);
+    fs::remove_all(temporary(""));
+    for (const auto& entry : fs::directory_iterator(placed("")))
+        fs::remove_all(entry.path());
     fs::create_directories(placed("Docs"));
     fs::remove(data.path("log"));
     keptRecords_.clear();

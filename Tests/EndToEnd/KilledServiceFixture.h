@@ -30,6 +30,8 @@ struct KillCase {
     /// Whether the partial file is from a download that the web service cut off, and is known to be the item's.
     bool isFromCutDownload = false;
     bool hasOlderFile = false;
+    /// Whether the Quenmark folder is on another file system than the temporary area.
+    bool isOnAnotherFileSystem = false;
     /// What compatible mode has to do. In managed mode every item is in its place and nothing is left.
     Placed placed = Placed::TheItem;
     Left left = Left::TheItemIfItWasPlacedBeforeTheKill;
@@ -42,6 +44,8 @@ struct KillCase {
 class KilledServiceFixture : public RealServiceFixture {
 protected:
     KilledServiceFixture();
+
+    bool isManaged() const { return GetParam().mode == std::string("managed"); }
 
     /// Whether every item of a case arrives as it has to, wherever the service is killed.
     void killEverywhere(KillCase killCase);
@@ -59,7 +63,6 @@ private:
     /// The files of a folder, by their paths in it, with their content; folders end in "/".
     using Tree = std::map<std::string, std::string>;
 
-    bool isManaged() const { return GetParam().mode == std::string("managed"); }
     static Tree treeOf(const std::string& folder, bool withFolders);
 
     // The web service.
@@ -71,6 +74,7 @@ private:
     void sendRest();
 
     // The case.
+    void useOtherFileSystem();
     void begin();
     void downloadInPart();
     std::string partialContent(const Item& item) const;
@@ -98,6 +102,7 @@ private:
     std::string endOfLog() const;
 
     KillCase case_;
+    std::optional<TestSupport::TemporaryDirectory> otherFileSystem_;
     std::vector<Item> items_;
     std::unique_ptr<TestSupport::BusPeer> peer_;
     std::unique_ptr<ChildService> service_;
