@@ -68,7 +68,7 @@ void KilledServiceFixture::useOtherFileSystem() {
     const TestSupport::ScopedEnvironment memory{{"TMPDIR", "/dev/shm"}};
     otherFileSystem_.emplace();
     fs::remove_all(placed(""));
-    fs::create_directory_symlink(otherFileSystem_->path(), home_.path() + "/Quenmark");
+    fs::create_directory_symlink(otherFileSystem_->path(), home.path() + "/Quenmark");
 }
 
 void KilledServiceFixture::begin() {
