@@ -94,8 +94,8 @@ std::vector<KillPoint> ofRoad(const std::string& file, std::string_view poll, st
             return points;
         hasBegun = hasBegun || isPoll;
         acknowledged += line.find(acknowledgement) != std::string::npos ? 1 : 0;
-        // What the threads of the flusher change is called by names that the loop's thread seldom uses. Their other
-        // calls, which only wake the loop, are followed by its own.
+        // The flusher's threads change files by calls that the loop's thread has made less often. Where it has made
+        // more of them, as openat and write, a kill leaves what one at the flusher's call before or behind leaves.
         if (hasBegun && occurrence != 0 && hasEffect(name, line))
             points.push_back({name, occurrence, line.substr(begin)});
     }
