@@ -92,9 +92,10 @@ void HttpLoad::enter(State next) {
 }
 
 void HttpLoad::begin(std::shared_ptr<HttpLoadClient> client) {
-    client_ = std::move(client);
+    // The client holds the load: it is held in turn only once nothing can fail any more.
     deliverLate_ = Queue::main().timer(lateDelivery, [this] { scheduleDelivery(); });
     RunLoop::main().attachment<Running>().loads.insert(shared_from_this());
+    client_ = std::move(client);
 }
 
 void HttpLoad::start() {
