@@ -60,14 +60,14 @@ void checkResponse(const Operation& operation, const Response& response) {
         return;
     }
     boost::json::error_code error;
-    const boost::json::value response = boost::json::parse(response.body, error);
+    const boost::json::value value = boost::json::parse(response.body, error);
     require(!error, operation.path, "the response is not JSON");
-    if (const auto* list = response.if_array()) {
+    if (const auto* list = value.if_array()) {
         for (const boost::json::value& entry : *list) {
             require(hasStatus(entry), operation.path, "an entry has no \"ReturnStatus\"");
         }
     } else {
-        require(hasStatus(response), operation.path, "the response has no \"ReturnStatus\"");
+        require(hasStatus(value), operation.path, "the response has no \"ReturnStatus\"");
     }
 }
 
