@@ -10,7 +10,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <stdexcept>
 
@@ -69,8 +71,9 @@ TEST_P(AServiceLog, ThatNobodyReadsHoldsNothingUpAndTellsWhatIsMissing) {
 
     std::string text;
     readInto(text, pipe);
-    EXPECT_EQ(text.find_first_not_of('\n'), std::string::npos) << "no line is torn: " << text;
-    text.clear();
+    // The service may have found room while the pipe was read: what it wrote then is whole lines as well.
+    text.erase(0, std::min(text.find_first_not_of('\n'), text.size()));
+    EXPECT_TRUE(text.empty() || std::isdigit(static_cast<unsigned char>(text.front())) != 0) << "a torn line: " << text;
     const TestSupport::Pattern missing(
         "^.*TopFileUploadXpcSe[a-z]*\\[[0-9]+\\] [1-9][0-9]* log entries could not be written\n");
     EXPECT_TRUE(pollUntil([&] {
