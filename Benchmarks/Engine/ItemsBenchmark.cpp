@@ -18,6 +18,7 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -27,6 +28,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -115,6 +117,8 @@ void run(const Plan& plan, const std::string& folder, bool isFlushed) {
         const Benchmarks::Settings settings(nginx.host(), 1343.0, folder);
         const std::string peer = settings.home() + "/peer";
         fs::create_directories(peer + "/placed");
+        // A settings file that changed less than three seconds ago is read again in each turn.
+        std::this_thread::sleep_for(std::chrono::seconds(4));
         writeCurlConfiguration(settings.home() + "/curlrc", nginx.host(), peer, plan.items);
         const auto curl = [&] {
             double wall =
