@@ -282,6 +282,9 @@ bool RunLoop::waitForEvents(Duration timeout) {
     // A task may be waiting here; the handlers of descriptors run outside of its queue.
     auto outer = std::exchange(state_->current, std::nullopt);
     state_->beginTurn();
+    // The kernel may fire a timer late: one that is due by now is not left to it.
+    if (state_->hasDueTimer())
+        timeout = Duration::zero();
     const std::uint64_t wait = timeout == Duration::max() ? UINT64_MAX : microseconds(timeout);
     const int result = sd_event_run(state_->event, wait);
     state_->current = std::move(outer);

@@ -78,7 +78,7 @@ void RunLoop::State::takeCrossThreadTasks(RunLoop& loop) {
 }
 
 void RunLoop::State::takeDueTimers() {
-    while (!timers.empty() && timers.begin()->first.first <= clock->now()) {
+    while (hasDueTimer()) {
         auto entry = std::move(timers.begin()->second);
         timers.erase(timers.begin());
         const Queue queue = entry->queue;
@@ -98,7 +98,7 @@ std::optional<Duration> RunLoop::State::nextDeadline() const {
     const Duration first = timers.begin()->first.first;
     // Where a test moves the time, the one thing to know is whether the first timer is due.
     if (!realTime)
-        return first <= clock->now() ? std::optional(Duration::zero()) : std::nullopt;
+        return hasDueTimer() ? std::optional(Duration::zero()) : std::nullopt;
     return first;
 }
 

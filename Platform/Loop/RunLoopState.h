@@ -101,6 +101,7 @@ struct RunLoop::State {
     /// Moves the work of other threads to the tasks and timers.
     void takeCrossThreadTasks(RunLoop& loop);
     void schedule(const std::shared_ptr<TimerEntry>& entry) { timers.emplace(entry->key, entry); }
+    bool hasDueTimer() const { return !timers.empty() && timers.begin()->first.first <= clock->now(); }
     /// Makes the tasks of all timers that are due ready.
     void takeDueTimers();
     /// Shrinks the queue's table of blocks after many tasks have made it grow.

@@ -6,9 +6,11 @@
 
 #include <fcntl.h>
 #include <sys/epoll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
+#include <functional>
 #include <system_error>
 
 namespace {
@@ -55,6 +57,26 @@ protected:
 TEST_F(ARunLoop, IsTheMainOneWhileItLives) {
     EXPECT_TRUE(RunLoop::exists());
     EXPECT_EQ(&RunLoop::main(), &loop);
+}
+
+/// How often this thread has waited so far.
+long waits() {
+    rusage usage{};
+    EXPECT_EQ(::getrusage(RUSAGE_THREAD, &usage), 0);
+    return usage.ru_nvcsw;
+}
+
+TEST_F(ARunLoop, DoesNotWaitForATimerThatIsDueAlready) {
+    constexpr int timers = 200;
+    int fired = 0;
+    std::function<void()> next = [&] {
+        if (++fired < timers)
+            Queue::main().after(0s, next);
+    };
+    next();
+    const long before = waits();
+    EXPECT_TRUE(loop.runUntil([&] { return fired == timers; }));
+    EXPECT_LT(waits() - before, timers / 2);
 }
 
 TEST_F(ARunLoop, WaitsInATurnWithoutWork) {
