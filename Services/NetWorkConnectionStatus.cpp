@@ -1,17 +1,13 @@
 #include "Services/NetWorkConnectionStatus.h"
 
-#include <netinet/in.h>
-
 #include <utility>
 
 namespace Quenmark {
 
 bool NetWorkConnectionStatus::ConectionStatus(Platform::NetworkSource source) {
-    sockaddr_in zeroAddress{};
-    zeroAddress.sin_family = AF_INET;
-    const auto target =
-        Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress), std::move(source));
-    return target && connectionStatusForFlags(target->flags());
+    using Platform::NetworkTarget;
+    return connectionStatusForFlags(
+        NetworkTarget::createWithIPv4Address(NetworkTarget::zeroAddress, std::move(source))->flags());
 }
 
 bool NetWorkConnectionStatus::connectionStatusForFlags(std::optional<std::uint32_t> flags) {

@@ -1,6 +1,5 @@
 #include "TopFileUploadXpcService/ManagedPolicy.h"
 
-#include "Platform/Files/Files.h"
 #include "Platform/Files/Flush.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"
@@ -9,8 +8,6 @@
 #include "TopFileUploadXpcService/LocalPaths.h"
 #include "TopFileUploadXpcService/ManagedPlacement.h"
 #include "TopFileUploadXpcService/Settings.h"
-
-#include <netinet/in.h>
 
 #include <algorithm>
 #include <cmath>
@@ -22,15 +19,9 @@ namespace Quenmark {
 namespace Log = Platform::Log;
 using Kind = AttemptEnd::Kind;
 using Platform::HttpUrlResponse;
+using Platform::NetworkTarget;
 
 namespace {
-
-std::unique_ptr<Platform::NetworkTarget> internet(Platform::NetworkSource source) {
-    sockaddr_in zeroAddress{};
-    zeroAddress.sin_family = AF_INET;
-    return Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress),
-                                                      std::move(source));
-}
 
 AttemptEnd nameLeavesTheFolder() {
     return {.kind = Kind::NotPlaced, .reason = "name leaves the folder"};
@@ -54,7 +45,8 @@ ManagedPolicy::Jitter ManagedPolicy::randomJitter() {
 ManagedPolicy::ManagedPolicy(Platform::NetworkSource network) : ManagedPolicy(std::move(network), randomJitter()) {}
 
 ManagedPolicy::ManagedPolicy(Platform::NetworkSource network, Jitter jitter)
-    : jitter_(std::move(jitter)), network_(internet(std::move(network))) {}
+    : jitter_(std::move(jitter)),
+      network_(NetworkTarget::createWithIPv4Address(NetworkTarget::zeroAddress, std::move(network))) {}
 
 Platform::Duration ManagedPolicy::waitAfterFailures(int count, double jitter) {
     constexpr double longest = 300;
@@ -67,11 +59,10 @@ void ManagedPolicy::started(std::function<void()> pass) {
     if (std::exchange(isStarted_, true))
         return;
     timer_.setPass(std::move(pass));
-    if (network_)
-        network_->setCallback([this](std::uint32_t flags) {
-            if (NetWorkConnectionStatus::connectionStatusForFlags(flags))
-                timer_.endNow();
-        });
+    network_->setCallback([this](std::uint32_t flags) {
+        if (NetWorkConnectionStatus::connectionStatusForFlags(flags))
+            timer_.endNow();
+    });
 }
 
 bool ManagedPolicy::passesAtCall(bool isAttempting) {
@@ -89,13 +80,13 @@ void ManagedPolicy::passEnded(std::function<void()>, bool isAttempting) {
 bool ManagedPolicy::attemptEnded(const AttemptEnd& end, bool isFirst) {
     if (!isFirst)
         return false;
-    const bool isIdleWithoutAnswer = end.kind == Kind::NoNetwork || end.kind == Kind::NotConfigured;
-    const bool hasFailed = end.kind != Kind::NoItem && end.kind != Kind::Acknowledged && !isIdleWithoutAnswer;
+    const bool hasNotAsked = end.kind == Kind::NoNetwork || end.kind == Kind::NotConfigured;
+    const bool hasFailed = end.kind != Kind::NoItem && end.kind != Kind::Acknowledged && !hasNotAsked;
     if (end.kind == Kind::Refused && resumed_.offset > 0)
         ++resumed_.refusals;
     if (hasFailed)
         ++failures_;
-    else if (!isIdleWithoutAnswer)
+    else if (!hasNotAsked)
         failures_ = 0;
 
     Platform::Duration wait = hasFailed ? waitAfterFailures(failures_, jitter_()) : Settings::pollInterval;

@@ -189,6 +189,13 @@ std::unique_ptr<NetworkTarget> NetworkTarget::createWithAddress(const sockaddr& 
     });
 }
 
+std::unique_ptr<NetworkTarget> NetworkTarget::createWithIPv4Address(std::uint32_t address, NetworkSource source) {
+    sockaddr_in socketAddress{};
+    socketAddress.sin_family = AF_INET;
+    socketAddress.sin_addr.s_addr = htonl(address);
+    return createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress), std::move(source));
+}
+
 std::unique_ptr<NetworkTarget> NetworkTarget::createWithName(std::string host, NetworkSource source) {
     if (host.empty() || host.find('\0') != std::string::npos)
         return nullptr;

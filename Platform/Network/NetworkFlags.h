@@ -38,8 +38,13 @@ struct NetworkSource {
 ///   flags; a route: Reachable, and IsDirect when it has no gateway.
 class NetworkTarget {
 public:
+    /// 0.0.0.0, which stands for the Internet.
+    static constexpr std::uint32_t zeroAddress = 0;
+
     /// A target for an IPv4 or IPv6 address; nil for another family.
     static std::unique_ptr<NetworkTarget> createWithAddress(const sockaddr& address, NetworkSource source = {});
+    /// A target for an IPv4 address in the host's byte order, such as `zeroAddress`. Never nil.
+    static std::unique_ptr<NetworkTarget> createWithIPv4Address(std::uint32_t address, NetworkSource source = {});
     /// A target for a host name or a numeric address; nil for an empty name. The name is looked up at each `flags`.
     static std::unique_ptr<NetworkTarget> createWithName(std::string host, NetworkSource source = {});
 

@@ -2,8 +2,6 @@
 
 #include "Platform/Loop/NotificationCenter.h"
 
-#include <netinet/in.h>
-
 #include <utility>
 
 namespace Quenmark {
@@ -16,15 +14,6 @@ constexpr const char* sourceFile = "Services/Reachability/Reachability.cpp";
 
 bool isSet(std::uint32_t flags, std::uint32_t flag) {
     return (flags & flag) != 0;
-}
-
-std::unique_ptr<Platform::NetworkTarget> targetWithIPv4Address(std::uint32_t address,
-                                                               Platform::NetworkSource source = {}) {
-    sockaddr_in socketAddress{};
-    socketAddress.sin_family = AF_INET;
-    socketAddress.sin_addr.s_addr = htonl(address);
-    return Platform::NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(socketAddress),
-                                                      std::move(source));
 }
 
 } // namespace
@@ -59,12 +48,13 @@ std::unique_ptr<Reachability> Reachability::reachabilityWithAddress(const sockad
 }
 
 std::unique_ptr<Reachability> Reachability::reachabilityForInternetConnection(Platform::NetworkSource source) {
-    return reachabilityWithTarget(targetWithIPv4Address(INADDR_ANY, std::move(source)));
+    return reachabilityWithTarget(
+        Platform::NetworkTarget::createWithIPv4Address(Platform::NetworkTarget::zeroAddress, std::move(source)));
 }
 
 std::unique_ptr<Reachability> Reachability::reachabilityForLocalWiFi() {
     constexpr std::uint32_t linkLocalNetwork = 0xA9FE0000; // 169.254.0.0 (RFC 3927)
-    return reachabilityForLocalWiFiWithTarget(targetWithIPv4Address(linkLocalNetwork));
+    return reachabilityForLocalWiFiWithTarget(Platform::NetworkTarget::createWithIPv4Address(linkLocalNetwork));
 }
 
 std::unique_ptr<Reachability>

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <netinet/in.h>
 #include <sched.h>
 
 #include <fstream>
@@ -24,9 +23,7 @@ DeploymentSettings currentSettings{.serviceHost = "service.example"};
 
 std::unique_ptr<NetworkTarget> internetTarget(Platform::NetworkSource source = {
                                                   .settings = [] { return currentSettings; }}) {
-    sockaddr_in zeroAddress{};
-    zeroAddress.sin_family = AF_INET;
-    return NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress), std::move(source));
+    return NetworkTarget::createWithIPv4Address(NetworkTarget::zeroAddress, std::move(source));
 }
 
 /// A network of the test's own with a link, its cable's other end, and a default route: the Internet is reachable.

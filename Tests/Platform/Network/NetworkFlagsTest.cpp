@@ -340,8 +340,7 @@ TEST(ANetworkTarget, IsForNamesThatAreNotEmpty) {
 
 TEST(ANetworkTarget, AsksItsSourceInTheKernelsPlace) {
     const Platform::NetworkSource own{.flags = [] { return 0x3EU; }};
-    const sockaddr_in zeroAddress{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {}, .sin_zero = {}};
-    EXPECT_EQ(NetworkTarget::createWithAddress(reinterpret_cast<const sockaddr&>(zeroAddress), own)->flags(), 0x3EU);
+    EXPECT_EQ(NetworkTarget::createWithIPv4Address(NetworkTarget::zeroAddress, own)->flags(), 0x3EU);
     EXPECT_EQ(NetworkTarget::createWithName("a", own)->flags(), 0x3EU);
 }
 
