@@ -1,6 +1,5 @@
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
-#include "Platform/Files/Files.h"
 #include "Platform/Log.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Settings/Preferences.h"
@@ -20,7 +19,6 @@
 
 namespace Quenmark {
 
-namespace Files = Platform::Files;
 namespace Log = Platform::Log;
 using Platform::Queue;
 using Platform::text;
