@@ -24,12 +24,6 @@ namespace {
 
 namespace Memory = Platform::Memory;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool hasOwnAllocator = true;
-#else
-constexpr bool hasOwnAllocator = false;
-#endif
-
 bool holdsInAChild(const std::function<bool()>& body) {
     const pid_t child = ::fork();
     if (child == 0)
@@ -75,8 +69,7 @@ protected:
     static constexpr std::size_t size = 80 * oneMebibyte;
 
     void SetUp() override {
-        if (!std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled"))
-            GTEST_SKIP() << "this kernel has no large pages";
+        ASSERT_TRUE(std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled")) << "this kernel has no large pages";
         memory = static_cast<std::byte*>(
             ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
         ASSERT_NE(memory, MAP_FAILED);
@@ -112,8 +105,6 @@ TEST_F(LargePages, AreAdvisedForWholeOnesAlone) {
 }
 
 TEST(ASmallProcess, MapsLargeBlocksOnTheirOwnHoweverLargeTheOnesBefore) {
-    if (hasOwnAllocator)
-        GTEST_SKIP() << "another allocator is in use";
     // How many of these blocks are mapped on their own; some may find room that was free before.
     const auto mapped = [](std::size_t blockSize) {
         const std::size_t before = ::mallinfo2().hblks;
@@ -133,8 +124,6 @@ TEST(ASmallProcess, MapsLargeBlocksOnTheirOwnHoweverLargeTheOnesBefore) {
 }
 
 TEST(ASmallProcess, GivesFreeHeapBackHoweverLargeTheBlocksBefore) {
-    if (hasOwnAllocator)
-        GTEST_SKIP() << "another allocator is in use";
     EXPECT_TRUE(holdsInAChild([] {
         Memory::keepSmall();
         ::free(::malloc(4 << 20));
@@ -193,8 +182,6 @@ TEST(TheStartupPages, OfCodeAreDroppedAndThoseOfDataStay) {
 }
 
 TEST(TheStartupPages, OfFreedMemoryAreGivenBack) {
-    if (hasOwnAllocator)
-        GTEST_SKIP() << "another allocator is in use";
     EXPECT_TRUE(holdsInAChild([] {
         std::vector<std::unique_ptr<std::string>> blocks(20'000);
         for (auto& block : blocks)

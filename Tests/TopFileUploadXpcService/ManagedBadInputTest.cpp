@@ -2,6 +2,7 @@
 // the folder is touched, and the item arrives once the cause is gone.
 
 #include "Platform/Files/Files.h"
+#include "Support/AnotherAccount.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
 #include "TopFileUploadXpcService/RoadFixture.h"
@@ -17,6 +18,7 @@ namespace Quenmark {
 
 namespace Files = Platform::Files;
 namespace fs = std::filesystem;
+using TestSupport::OfAnotherAccount;
 
 class AnItemWithBadInput : public RoadFixture {
 protected:
@@ -44,10 +46,6 @@ protected:
     static void link(const std::string& target, const std::string& path) {
         Files::createDirectory(Files::deletingLastPathComponent(path));
         ASSERT_EQ(::symlink(target.c_str(), path.c_str()), 0);
-    }
-    static void giveAway(const std::string& path) {
-        constexpr uid_t nobody = 65534;
-        ASSERT_EQ(::lchown(path.c_str(), nobody, nobody), 0);
     }
     std::string record() const { return LocalPaths::recordFile(temporary(localName())); }
     /// A name of so many components, as it is on the wire or in JSON.
@@ -192,22 +190,18 @@ TEST_P(AnItemWithBadInput, IsFetchedAnewWhereItsRecordWasCutBeforeItsFirstEnd) {
 }
 
 TEST_P(AnItemWithBadInput, TakesThePlaceOfAnotherUsersFiles) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can play another account";
     offerNext();
     writeFile(temporary(localName()), "another's");
-    giveAway(temporary(localName()));
+    const OfAnotherAccount partialFile(temporary(localName()));
     writeFile(placed(localName()), "another's");
-    giveAway(placed(localName()));
+    const OfAnotherAccount placedFile(placed(localName()));
     expectArrival({0});
     EXPECT_EQ(failures(), 0U);
 }
 
 TEST_P(AnItemWithBadInput, WaitsWhereAFolderOnItsWayIsAnotherUsers) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can play another account";
     Files::createDirectory(temporary("Docs"));
-    giveAway(temporary("Docs"));
+    const OfAnotherAccount folder(temporary("Docs"));
     offerNext();
     expectFailure("not writable: " + temporary("Docs"));
     fs::remove(temporary("Docs"));

@@ -1,6 +1,7 @@
 // The temporary area, where another account may have prepared it: nothing is written, read or placed through it.
 
 #include "Platform/Files/Files.h"
+#include "Support/AnotherAccount.h"
 #include "TopFileUploadXpcService/EngineFixture.h"
 
 #include <sys/stat.h>
@@ -71,11 +72,8 @@ TEST_P(ThePreparedArea, IsNotWrittenToWhereTheFileHasAnotherName) {
 }
 
 TEST_P(ThePreparedArea, IsRefusedWhereItBelongsToAnotherUser) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can play another account";
-    constexpr uid_t nobody = 65534;
     Files::createDirectory(area());
-    ASSERT_EQ(::chown(area().c_str(), nobody, nobody), 0);
+    const TestSupport::OfAnotherAccount folder(area());
     expectStreamError(EPERM, area(), "it belongs to another user");
     EXPECT_FALSE(Files::exists(temporary("Docs")));
 }

@@ -239,14 +239,13 @@ TEST(ALogThatNobodyReads, BlocksNothingWhereItIsASocket) {
     EXPECT_EQ(waitStatus(startedProcess(log.writing.get(), &writeMany)), 0); // no SIGPIPE
 }
 
-TEST(ALogThatNobodyReads, BlocksNothingWhereItIsThePipeOfAnotherUser) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can become another user";
+TEST(ALogThatNobodyReads, BlocksNothingWhereItIsAPipeThatMayNotBeOpened) {
     const Pipe log;
-    ASSERT_EQ(::fchmod(log.writing.get(), 0600), 0);
+    ASSERT_EQ(::fchmod(log.writing.get(), 0), 0);
     EXPECT_EQ(waitStatus(startedProcess(log.writing.get(),
                                         [] {
-                                            if (::setresuid(65534, 65534, 65534) != 0)
+                                            // Root may open everything.
+                                            if (::geteuid() == 0 && ::setresuid(65534, 65534, 65534) != 0)
                                                 ::_exit(1);
                                             writeMany();
                                         })),

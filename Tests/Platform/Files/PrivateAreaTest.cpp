@@ -1,6 +1,7 @@
 #include "Platform/Files/PrivateArea.h"
 
 #include "Platform/Files/Files.h"
+#include "Support/AnotherAccount.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -17,8 +18,7 @@ namespace Files = Platform::Files;
 using Platform::Error;
 using Platform::FileDescriptor;
 using Platform::PrivateArea;
-
-constexpr uid_t nobody = 65534;
+using TestSupport::OfAnotherAccount;
 
 /// An area "Area" in a directory that another account may write to.
 class APrivateArea : public testing::Test {
@@ -168,24 +168,19 @@ TEST_F(APrivateArea, HoldsNoFileOfAnotherDirectoryOrWithAZeroByte) {
 }
 
 TEST_F(APrivateArea, RefusesWhatBelongsToAnotherUser) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can play another account";
     shared.write("Area/Docs/a.txt", "");
     shared.write("Areab/c.txt", "");
     shared.write("Areaa.txt", "");
-    const auto give = [&](const std::string& name, uid_t user) {
-        ASSERT_EQ(::chown(path(name).c_str(), user, user), 0);
-    };
     for (const std::string name : {"Area/Docs/a.txt", "Area/Docs", "Area"}) {
-        give(name, nobody);
+        const OfAnotherAccount item(path(name));
         EXPECT_EQ(append("Area/Docs/a.txt"), refused(EPERM, name, isAnothers));
         EXPECT_EQ(area().size(path("Area/Docs/a.txt")), std::nullopt);
         EXPECT_EQ(area().placeItem(path("Area/Docs/a.txt"), home.path("a")), refused(EPERM, name, isAnothers));
-        give(name, 0);
     }
-    give("Areab", nobody);
+    EXPECT_EQ(append("Area/Docs/a.txt"), std::nullopt);
+    const OfAnotherAccount folder(path("Areab"));
     EXPECT_EQ(append("Areab/c.txt"), refused(EPERM, "Areab", isAnothers));
-    give("Areaa.txt", nobody);
+    const OfAnotherAccount file(path("Areaa.txt"));
     EXPECT_EQ(append("Areaa.txt"), refused(EPERM, "Areaa.txt", isAnothers));
 }
 
