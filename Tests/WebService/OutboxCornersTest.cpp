@@ -1,13 +1,11 @@
 // The outbox where the kernel does not tell everything, and where much is at work in it.
 
+#include "Support/RefusedCalls.h"
 #include "Support/TestState.h"
 
 #include <fcntl.h>
 #include <linux/capability.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sched.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -17,8 +15,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstddef>
-#include <cstdint>
 #include <fstream>
 #include <functional>
 
@@ -54,29 +50,14 @@ void dropCapabilities() {
         std::_Exit(3);
 }
 
-/// Lets this process take no lease from now on, as on another user's file (fcntl(2), F_SETLEASE; seccomp(2)).
-void refuseLeases() {
-    std::array<sock_filter, 6> filter{{
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fcntl, 0, 3),
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args) + sizeof(std::uint64_t)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, F_SETLEASE, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EACCES),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    }};
-    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
-    if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
-        std::_Exit(5);
-}
-
 [[noreturn]] void waitForAFileOfAnotherUser(const TemporaryFolder& folder) {
     folder.write("data/outbox/7/a", "x");
     folder.write("data/outbox/7/unreadable", "x");
     ::chmod(folder.path("data/outbox/7/unreadable").c_str(), 0);
     const Descriptor writer(::open(folder.path("data/outbox/7/a").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-    // Root alone can give a file away.
+    // Root alone can give a file away; on others' files there are no leases (fcntl(2), F_SETLEASE).
     if (::chown(folder.path("data/outbox/7/a").c_str(), ::geteuid() + 1, ::getegid()) != 0)
-        refuseLeases();
+        refuseCall(SYS_fcntl, EACCES, F_SETLEASE);
     dropCapabilities();
     std::signal(SIGIO, SIG_IGN);
     State state(folder.path("data").string());
