@@ -10,20 +10,19 @@ User readUser(const Query& row) {
     return {.id = row.integer(0),
             .mail = row.text(1),
             .password = row.text(2),
-            .nickName = row.optionalText(3),
-            .code = row.text(4),
-            .isActivated = row.integer(5) != 0};
+            .code = row.text(3),
+            .isActivated = row.integer(4) != 0};
 }
 
 } // namespace
 
 std::optional<User> findUser(Database& db, std::int64_t id) {
-    Query row = db.query("SELECT id, mail, password, nick_name, code, activated FROM users WHERE id = ?1", id);
+    Query row = db.query("SELECT id, mail, password, code, activated FROM users WHERE id = ?1", id);
     return row.next() ? std::optional(readUser(row)) : std::nullopt;
 }
 
 std::optional<User> findUserByMail(Database& db, std::string_view mail) {
-    Query row = db.query("SELECT id, mail, password, nick_name, code, activated FROM users WHERE mail = ?1", mail);
+    Query row = db.query("SELECT id, mail, password, code, activated FROM users WHERE mail = ?1", mail);
     return row.next() ? std::optional(readUser(row)) : std::nullopt;
 }
 

@@ -17,7 +17,6 @@ struct User {
     std::int64_t id = 0;
     std::string mail;
     std::string password;
-    std::optional<std::string> nickName;
     std::string code; // proves, in a mail, that the address is the user's
     bool isActivated = false;
 };
