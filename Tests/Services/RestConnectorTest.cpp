@@ -329,6 +329,7 @@ TEST_F(ASessionConnector, LogsTheEndOfATaskThatHasNoHandler) {
     EXPECT_EQ(log.entries()[0], "........." + server.url("/a") +
                                     " status 404, headers {\n    \"Content-Length\" = \"0\";\n    \"X-A\" = \"1\";\n}");
     EXPECT_EQ(log.entries()[1], "error ............(null)");
+    EXPECT_EQ(log.priorityOf("error ............"), Platform::Log::Priority::Info);
 
     log.clear();
     server.stopListening();
@@ -338,6 +339,7 @@ TEST_F(ASessionConnector, LogsTheEndOfATaskThatHasNoHandler) {
     EXPECT_EQ(log.entries()[0], ".........(null)");
     EXPECT_TRUE(log.entries()[1].starts_with("error ............Error Domain=UrlLoading Code=-1004 \""))
         << log.entries()[1];
+    EXPECT_EQ(log.priorityOf("error ............"), Platform::Log::Priority::Warning);
 }
 
 } // namespace

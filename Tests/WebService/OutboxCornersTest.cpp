@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 
@@ -264,6 +265,21 @@ TEST_F(AnOutboxAtItsCorners, LogsAgainWhatIsIgnoredOnceItWasRemoved) {
     EXPECT_EXIT(
         twice(), testing::ExitedWithCode(0),
         "(.*stray: it is in no computer's folder\n.*bad\\\\folder: its name cannot be expressed on the wire\n){2}");
+}
+
+TEST_F(AnOutboxAtItsCorners, LogsAFolderThatItIgnoresWithoutWhatIsInIt) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto moved = [this] {
+        folder.write("bad\\folder/a.txt", "x");
+        folder.makeFolder("data/outbox/7");
+        state->watcher.process();
+        std::filesystem::rename(folder.path("bad\\folder"), folder.path("data/outbox/7/bad\\folder"));
+        state->watcher.process();
+        std::fprintf(stderr, "the end\n");
+        endTest(folder, "", "");
+    };
+    EXPECT_EXIT(moved(), testing::ExitedWithCode(0),
+                "bad\\\\folder: its name cannot be expressed on the wire\nthe end\n");
 }
 
 TEST_F(AnOutboxAtItsCorners, OffersWhatWasWrittenWhenTheServiceEndsBeforeItsWriter) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <ctime>
 #include <numeric>
 
 namespace {
@@ -223,6 +225,19 @@ TEST(ATimerOfTheSystemClock, FiresThoughAnEarlierOneWasCancelled) {
     loop.runOnce(0ms);
     earlier.cancel();
     EXPECT_TRUE(loop.runUntil([&] { return done; }));
+}
+
+TEST(TheSystemClock, KnowsHowLongTheMachineWasSuspended) {
+    const auto read = [](clockid_t clock) {
+        timespec time{};
+        EXPECT_EQ(::clock_gettime(clock, &time), 0);
+        return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+    };
+    const auto bootBefore = read(CLOCK_BOOTTIME);
+    const auto monotonicBefore = read(CLOCK_MONOTONIC);
+    const Platform::Duration suspended = Platform::SystemClock().suspended();
+    EXPECT_GE(suspended, bootBefore - read(CLOCK_MONOTONIC));
+    EXPECT_LE(suspended, read(CLOCK_BOOTTIME) - monotonicBefore);
 }
 
 } // namespace

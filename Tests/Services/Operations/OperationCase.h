@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Parsing/JsonText.h"
 #include "Platform/Loop/Queue.h"
 #include "Services/OperationCall.h"
 #include "Services/Properties.h"
 #include "Services/Result.h"
 
-#include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
 #include <functional>
@@ -19,10 +19,6 @@
 namespace ServicesTests {
 
 inline constexpr std::nullopt_t nil = std::nullopt;
-
-inline boost::json::value json(std::string_view text) {
-    return boost::json::parse({text.data(), text.size()});
-}
 
 /// What the completion handler of one call was given, and where.
 struct Outcome {
