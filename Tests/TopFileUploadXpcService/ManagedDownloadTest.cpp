@@ -1,5 +1,5 @@
 // What managed mode makes of an item: it is acknowledged when it is complete, in its place and durable, and never
-// before.
+// before; one that is no good item or cannot be placed is offered again.
 
 #include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/ManagedFixture.h"
@@ -8,35 +8,14 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 
 namespace Quenmark {
 
 namespace Files = Platform::Files;
-using TestSupport::Headers;
 
 class AManagedItem : public ManagedFixture {
 protected:
     AManagedItem() { answerNothing(); }
-
-    /// The names in a folder, sorted.
-    static std::vector<std::string> namesIn(const std::string& folder) {
-        const auto names = Files::contentsOfDirectory(folder);
-        return std::get<0>(names);
-    }
-    /// The records of temporary files that there are.
-    std::vector<std::string> records() const {
-        const std::string folder = temporary(".records\\");
-        return Files::exists(folder) ? namesIn(folder) : std::vector<std::string>{};
-    }
-    /// Gets the first `partial` bytes of the item "\a.txt", whose content is "0123456789", and loses the connection.
-    void leavePartial(std::size_t partial) {
-        offer(R"(\\a.txt)");
-        const auto whole = HttpReply::ok("0123456789", fieldsOf("\\a.txt"));
-        server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 10 + partial).thenClose());
-        start();
-        ASSERT_TRUE(waitForFailure("transport -1005"));
-    }
 };
 
 TEST_P(AManagedItem, IsMadeWithTheFoldersThatAreMissing) {
@@ -88,81 +67,6 @@ TEST_P(AManagedItem, ThatIsAFolderIsMadeAndAcknowledged) {
     EXPECT_EQ(count(streamTarget), 0U);
 }
 
-TEST_P(AManagedItem, ContinuesAfterALostConnection) {
-    leavePartial(4);
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "456789");
-    confirm();
-    pass(2);
-    ASSERT_TRUE(hasEnded(3));
-    EXPECT_EQ(offsetOf(1), "4");
-    EXPECT_EQ(contentOf(placed("a.txt")), "0123456789");
-    EXPECT_EQ(records(), std::vector<std::string>{});
-}
-
-TEST_P(AManagedItem, ContinuesAfterAStartOfTheService) {
-    leavePartial(4);
-    restart();
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "456789");
-    confirm();
-    start();
-    ASSERT_TRUE(hasEnded(3));
-    EXPECT_EQ(offsetOf(1), "4");
-    EXPECT_EQ(contentOf(placed("a.txt")), "0123456789");
-}
-
-TEST_P(AManagedItem, DoesNotContinueThePartialFileOfAnotherItem) {
-    leavePartial(4);
-    server.enqueue(pollTarget, HttpReply::json(R"({"FileName":"\\a.txt","FileUploadID":"99","IsFile":"True",)"
-                                               R"("ReturnStatus":"0"})"));
-    server.enqueue(streamTarget, HttpReply::ok("another", fieldsOf("\\a.txt", "99")));
-    confirm();
-    pass(2);
-    ASSERT_TRUE(hasEnded(3));
-    EXPECT_EQ(offsetOf(1), "0");
-    EXPECT_EQ(contentOf(placed("a.txt")), "another");
-}
-
-TEST_P(AManagedItem, DoesNotContinueAPartialFileThatNamesNoItem) {
-    writeFile(temporary("a.txt"), "from somewhere");
-    enqueueItem(R"(\\a.txt)", "\\a.txt", "new");
-    start();
-    ASSERT_TRUE(hasEnded(2));
-    EXPECT_EQ(offsetOf(0), "0");
-    EXPECT_EQ(contentOf(placed("a.txt")), "new");
-}
-
-TEST_P(AManagedItem, DoesNotContinueAFileThatTookThePlaceOfItsPartialFile) {
-    leavePartial(4);
-    writeFile(temporary("other"), "0123");
-    ASSERT_EQ(::rename(temporary("other").c_str(), temporary("a.txt").c_str()), 0);
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "0123456789");
-    confirm();
-    pass(2);
-    ASSERT_TRUE(hasEnded(3));
-    EXPECT_EQ(offsetOf(1), "0");
-    EXPECT_EQ(contentOf(placed("a.txt")), "0123456789");
-}
-
-TEST_P(AManagedItem, StartsAnewWhereItHasAnotherSizeNow) {
-    leavePartial(4);
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "45");
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "012345");
-    confirm();
-    pass(2);
-    ASSERT_TRUE(waitForFailure("bad response"));
-    EXPECT_FALSE(Files::exists(temporary("a.txt")));
-    pass(2);
-    pass(2);
-    ASSERT_TRUE(hasEnded(4));
-    EXPECT_EQ(offsetOf(2), "0");
-    EXPECT_EQ(contentOf(placed("a.txt")), "012345");
-}
-
 TEST_P(AManagedItem, OfAnotherIdentifierThanThePollsIsNotTaken) {
     offer(R"(\\a.txt)");
     server.enqueue(streamTarget, HttpReply::ok("wrong", fieldsOf("\\a.txt", "13")));
@@ -198,94 +102,16 @@ TEST_P(AManagedItem, OfAnErrorPageIsNotTaken) {
 
 TEST_P(AManagedItem, IsOfferedAgainAfterAnyStatusOfItsStream) {
     const std::vector<std::string> statuses = {"1", "2", "-1", "99", "7 "};
-    double wait = 2;
     for (const auto& status : statuses) {
         offer(R"(\\a.txt)");
         server.enqueue(streamTarget, HttpReply::ok("not the item", {{"ReturnStatus", status}}));
     }
     enqueueItem(R"(\\a.txt)", "\\a.txt", "content");
     start();
-    for (std::size_t poll = 1; poll <= statuses.size(); ++poll, wait *= 2) {
-        ASSERT_TRUE(hasEnded(poll));
-        expectPollAfter(wait, poll + 1);
-    }
+    expectFailures(statuses.size());
     ASSERT_TRUE(hasEnded(statuses.size() + 2));
     EXPECT_TRUE(log.contains("status 1; the next attempt follows in 2 s"));
     EXPECT_TRUE(log.contains("status 2; the next attempt follows in 4 s"));
-    EXPECT_EQ(contentOf(placed("a.txt")), "content");
-}
-
-TEST_P(AManagedItem, GivesAPartialFileUpThatTheServerRefusesThreeTimes) {
-    leavePartial(4);
-    for (int time = 0; time < 3; ++time) {
-        offer(R"(\\a.txt)");
-        server.enqueue(streamTarget, HttpReply::ok("", {{"ReturnStatus", "2"}}));
-    }
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "0123456789");
-    confirm();
-    double wait = 2;
-    for (std::size_t poll = 1; poll <= 4; ++poll, wait *= 2) {
-        ASSERT_TRUE(hasEnded(poll));
-        expectPollAfter(wait, poll + 1);
-    }
-    ASSERT_TRUE(hasEnded(6));
-    EXPECT_EQ(offsetOf(3), "4");
-    EXPECT_EQ(offsetOf(4), "0");
-    EXPECT_EQ(contentOf(placed("a.txt")), "0123456789");
-}
-
-TEST_P(AManagedItem, IsAcknowledgedAgainWithoutADownloadWhereTheAcknowledgementWasLost) {
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "content");
-    server.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
-    offer(R"(\\a.txt)");
-    server.enqueue(acknowledgeTarget, HttpReply::json("[]"));
-    offer(R"(\\a.txt)");
-    server.enqueue(acknowledgeTarget, HttpReply::json(R"({"ReturnStatus":"5"})"));
-    offer(R"(\\a.txt)");
-    confirm();
-    start();
-    ASSERT_TRUE(waitForFailure("acknowledgement failed"));
-    EXPECT_EQ(contentOf(placed("a.txt")), "content");
-    expectPollAfter(2, 2);
-    ASSERT_TRUE(hasEnded(2));
-    expectPollAfter(4, 3);
-    ASSERT_TRUE(hasEnded(3));
-    EXPECT_TRUE(log.contains("acknowledgement refused 5; the next attempt follows in 8 s"));
-    expectPollAfter(8, 4);
-    ASSERT_TRUE(hasEnded(5));
-    EXPECT_EQ(count(streamTarget), 1U);
-    EXPECT_EQ(count(acknowledgeTarget), 4U);
-    EXPECT_EQ(records(), std::vector<std::string>{});
-}
-
-TEST_P(AManagedItem, IsAcknowledgedAgainAfterAStartOfTheService) {
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "content");
-    server.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
-    start();
-    ASSERT_TRUE(waitForFailure("acknowledgement failed"));
-    restart();
-    offer(R"(\\a.txt)");
-    confirm();
-    start();
-    ASSERT_TRUE(hasEnded(3));
-    EXPECT_EQ(count(streamTarget), 1U);
-    EXPECT_EQ(count(acknowledgeTarget), 2U);
-}
-
-TEST_P(AManagedItem, IsFetchedAgainWhereItIsNotWhatWasPlacedAnyMore) {
-    offer(R"(\\a.txt)");
-    stream("\\a.txt", "content");
-    server.enqueue(acknowledgeTarget, HttpReply::raw("").thenReset());
-    start();
-    ASSERT_TRUE(waitForFailure("acknowledgement failed"));
-    std::ofstream(placed("a.txt"), std::ios::app) << "x";
-    enqueueItem(R"(\\a.txt)", "\\a.txt", "content");
-    pass(2);
-    ASSERT_TRUE(hasEnded(3));
-    EXPECT_EQ(count(streamTarget), 2U);
     EXPECT_EQ(contentOf(placed("a.txt")), "content");
 }
 
@@ -357,7 +183,8 @@ TEST_P(AManagedItem, IsBlockedWhereTheTemporaryAreaIsALink) {
     stream("\\a.txt", "content");
     start();
     ASSERT_TRUE(waitForFailure("not writable: " + home.temporary().path() + "/QuenmarkTemp"));
-    EXPECT_EQ(namesIn(home.temporary().path() + "/elsewhere"), std::vector<std::string>{});
+    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(home.temporary().path() + "/elsewhere")),
+              std::vector<std::string>{});
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }
 
@@ -386,10 +213,7 @@ TEST_P(AManagedItem, WhoseStreamNamesAPlaceOutsideTheFolderIsNotTaken) {
         stream(name, "content");
     }
     start();
-    ASSERT_TRUE(hasEnded(1));
-    expectPollAfter(2, 2);
-    ASSERT_TRUE(hasEnded(2));
-    expectPollAfter(4, 3);
+    expectFailures(2);
     ASSERT_TRUE(hasEnded(3));
     EXPECT_TRUE(log.contains("name leaves the folder; the next attempt follows in 8 s"));
     EXPECT_FALSE(Files::exists(temporary("a.txt")));

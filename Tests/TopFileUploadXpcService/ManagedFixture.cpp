@@ -1,5 +1,7 @@
 #include "TopFileUploadXpcService/ManagedFixture.h"
 
+#include "Platform/Files/Files.h"
+
 #include <algorithm>
 
 namespace Quenmark {
@@ -19,6 +21,14 @@ void ManagedFixture::expectPollAfter(double seconds, std::size_t number) {
     ASSERT_TRUE(waitFor(pollTarget, number));
 }
 
+void ManagedFixture::expectFailures(std::size_t last) {
+    double wait = 2;
+    for (std::size_t poll = 1; poll <= last; ++poll, wait *= 2) {
+        ASSERT_TRUE(hasEnded(poll));
+        expectPollAfter(wait, poll + 1);
+    }
+}
+
 bool ManagedFixture::waitForFailure(const std::string& reason) {
     return runUntil([&] {
         const auto& entries = log.entries();
@@ -26,6 +36,12 @@ bool ManagedFixture::waitForFailure(const std::string& reason) {
             return entry.starts_with(reason + "; the next attempt follows in ");
         });
     });
+}
+
+std::vector<std::string> ManagedFixture::records() const {
+    const std::string folder = temporary(".records\\");
+    return Platform::Files::exists(folder) ? std::get<0>(Platform::Files::contentsOfDirectory(folder))
+                                           : std::vector<std::string>{};
 }
 
 std::string ManagedFixture::offsetOf(std::size_t number) const {

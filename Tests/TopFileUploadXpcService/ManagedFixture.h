@@ -54,12 +54,17 @@ protected:
     }
     /// Asserts that the next poll, the one of that number, is sent `seconds` after the last event, and not before.
     void expectPollAfter(double seconds, std::size_t number);
+    /// Asserts that the polls up to the one of that number, from 1, end without an item, and that the next ones follow
+    /// after 2, 4, 8, ... seconds.
+    void expectFailures(std::size_t last);
     /// Waits until an attempt has failed for that reason.
     bool waitForFailure(const std::string& reason);
     bool hasEnded(std::size_t poll) {
         return runUntil([&] { return count(pollTarget) == poll && probe().gateIsOpen(); });
     }
     EngineProbe probe() { return EngineProbe(*engine); }
+    /// The records of temporary files that there are.
+    std::vector<std::string> records() const;
     /// The offset of the stream request of that number, from 0.
     std::string offsetOf(std::size_t number) const;
 };

@@ -68,14 +68,6 @@ protected:
         EXPECT_EQ(bytesOnDisk(), stop);
     }
 
-    /// The head of a good stream, with one more field.
-    std::string headWithoutLength(const std::string& field) const {
-        std::string head = "HTTP/1.1 200 OK\r\n" + field + "\r\n";
-        for (const auto& [name, value] : goodFields())
-            head += name + ": " + value + "\r\n";
-        return head + "\r\n";
-    }
-
     static constexpr const char* badResponse = "bad response; the next attempt follows in 2 s";
     static constexpr std::size_t tenth = 10'000;
     static constexpr std::size_t partial = 4 * tenth;

@@ -62,6 +62,13 @@ RoadFixture::HttpReply RoadFixture::streamFrom(std::size_t offset) const {
     return HttpReply::ok(std::string_view(content_).substr(offset), goodFields());
 }
 
+std::string RoadFixture::headWithoutLength(const std::string& field) const {
+    std::string head = "HTTP/1.1 200 OK\r\n" + field + "\r\n";
+    for (const auto& [name, value] : goodFields())
+        head += name + ": " + value + "\r\n";
+    return head + "\r\n";
+}
+
 std::size_t RoadFixture::failures() const {
     return static_cast<std::size_t>(std::ranges::count_if(log.entries(), [](const std::string& entry) {
         return entry.find("; the next attempt follows in ") != std::string::npos;

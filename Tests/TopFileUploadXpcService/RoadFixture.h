@@ -29,6 +29,8 @@ protected:
     HttpReply streamFrom(std::size_t offset) const;
     /// The header fields of its good stream.
     TestSupport::Headers goodFields() const { return fieldsOf(name_, identifier()); }
+    /// The head of its good stream, with one more field and no length.
+    std::string headWithoutLength(const std::string& field) const;
     void setContent(std::string content) { content_ = std::move(content); }
     const std::string& content() const { return content_; }
 
