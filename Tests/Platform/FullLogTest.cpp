@@ -83,11 +83,11 @@ std::string readToItsEnd(Ends& ends) {
     return text;
 }
 
-/// Starts `body` in a process of its own whose standard error is `stream`, and which ends after ten seconds.
+/// Starts `body` in a process of its own whose standard error is `stream`, and which ends after a minute.
 pid_t startedProcess(int stream, const std::function<void()>& body) {
     const pid_t child = ::fork();
     if (child == 0) {
-        ::alarm(10);
+        ::alarm(60);
         std::signal(SIGPIPE, SIG_DFL);
         ::dup2(stream, STDERR_FILENO);
         body();
@@ -185,6 +185,24 @@ TEST(ALogThatNobodyReads, HoldsUpNobodyWhereItsTerminalIsStopped) {
     EXPECT_EQ(status, 0);
     EXPECT_TRUE(
         TestSupport::Pattern(".*\\] 2 log entries could not be written\n.*\\] three\n").matches(readToItsEnd(ends)));
+}
+
+TEST(ALogThatNobodyReads, LeavesTheRestOfALineToTheStreamInWhichItBegan) {
+    auto full = madePipe();
+    auto next = madePipe();
+    ASSERT_EQ(::fcntl(full.writing.get(), F_SETPIPE_SZ, 4096), 4096);
+    EXPECT_EQ(statusOfAProcess(full.writing.get(),
+                               [&] {
+                                   Log::write("begun " + std::string(10'000, 'x'));
+                                   ::dup2(next.writing.get(), STDERR_FILENO);
+                                   Log::write("next");
+                               }),
+              0);
+    const std::string begun = readAvailable(full.reading);
+    EXPECT_NE(begun.find(" begun xxx"), std::string::npos);
+    EXPECT_EQ(begun.size(), 4096U);
+    const TestSupport::Pattern whole("[-0-9]+ [.:0-9]+ PlatformTests\\[[0-9]+\\] next\n");
+    EXPECT_TRUE(whole.matches(readToItsEnd(next)));
 }
 
 TEST(ALogThatNobodyReads, EndsNoProcessWhereItsReaderHasGone) {

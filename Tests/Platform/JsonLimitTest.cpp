@@ -5,6 +5,7 @@
 #include <boost/json.hpp>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -45,6 +46,17 @@ TEST(TheValueOfAText, IsRefusedWhileItIsReadNotAfterwards) {
     std::string text = listOf("1", 11'200'000);
     text.pop_back();
     EXPECT_EQ(outcome(text), refusal);
+}
+
+TEST(TheValueOfAText, HasItsSmallPartsSideBySide) {
+    const std::string text(100, 'x');
+    const auto result = Json::parse(listOf('"' + text + '"', 3));
+    const auto& array = std::get<boost::json::value>(result).as_array();
+    for (const std::size_t index : {1U, 2U}) {
+        const auto before = reinterpret_cast<std::uintptr_t>(array.at(index - 1).as_string().data());
+        const auto here = reinterpret_cast<std::uintptr_t>(array.at(index).as_string().data());
+        EXPECT_LT(here - before, 1000U);
+    }
 }
 
 TEST(TheValueOfAText, MayGrowInTheHandsOfItsOwner) {

@@ -124,6 +124,16 @@ TEST_F(AClientsConnection, HearsNobodyButItsService) {
     EXPECT_EQ(events, (Strings{"welcome"}));
 }
 
+TEST_F(AClientsConnection, LogsAMessageThatCannotBeSentAndSendsTheNext) {
+    const TestSupport::LogCapture log;
+    const auto connection = connect(messages);
+    connection->send(std::string("a\0b", 3));
+    connection->send("two");
+    EXPECT_TRUE(heard({"two"})) << testing::PrintToString(events);
+    EXPECT_EQ(log.entries(), (Strings{"A message to org.example.Worker cannot be sent: byte 1 of a string is zero or "
+                                      "no part of well-formed UTF-8"}));
+}
+
 TEST_F(AClientsConnection, LeavesTheBusWhenItIsCancelled) {
     BusPeer service;
     ASSERT_GE(sd_bus_request_name(service.handle(), "org.example.Worker", 0), 0);

@@ -97,6 +97,13 @@ TEST_F(TheLimitsOfAMessage, CountTheElementsOfAnArrayWithWhatTheyTakeBesides) {
     EXPECT_EQ(outcome(Dictionary{{"a", half}, {"b", moreWithNames}}), "an array is larger than 64 MiB");
 }
 
+TEST_F(TheLimitsOfAMessage, CountForAnArrayNothingThatStandsBeforeIt) {
+    const Data before(20 * oneMebibyte);
+    const Data content(30 * oneMebibyte);
+    EXPECT_EQ(outcome(Array{before, Array{content}}), "fine");
+    EXPECT_EQ(outcome(Array{before, Dictionary{{"a", content}}}), "fine");
+}
+
 TEST_F(TheLimitsOfAMessage, AllowAStringThatFillsTheMessage) {
     constexpr std::size_t most = 128 * oneMebibyte - 4096 - 24;
     EXPECT_EQ(outcome(std::string(most, 'a')), "fine");

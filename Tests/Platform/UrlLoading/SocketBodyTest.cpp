@@ -187,6 +187,16 @@ TEST_F(ASocketBody, WaitsWhileItsPieceIsFull) {
     EXPECT_EQ(pieces.view(), "xxxxx");
 }
 
+TEST_F(ASocketBody, IsReceivedWhereThereIsRoomForOneByte) {
+    pieces.setCapacity(8);
+    ASSERT_TRUE(pieces.append("1234567"));
+    begin(20);
+    scripted.results = {1};
+    ASSERT_TRUE(loop.runUntil([&] { return changes == 1; }));
+    EXPECT_EQ(scripted.sizes.front(), 1U);
+    EXPECT_EQ(pieces.view(), "1234567x");
+}
+
 TEST_F(ASocketBody, HasTheKernelGatherOnceACallHasBroughtMuch) {
     begin(100 << 20);
     receive({muchAtOnce - 1});

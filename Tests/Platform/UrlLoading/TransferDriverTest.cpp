@@ -48,6 +48,13 @@ TEST_F(ATransferDriver, ReportsTheFirstChangeFirst) {
     EXPECT_EQ(reports(), (Events{"c", "end of c", "a", "end of a", "b", "end of b"}));
 }
 
+TEST_F(ATransferDriver, ReportsNoProgressOfATransferThatHasMadeNone) {
+    make("a");
+    change("a");
+    reports();
+    EXPECT_FALSE(transfers.at("a")->takeProgress());
+}
+
 TEST_F(ATransferDriver, ReportsATransferOnceThatHasChangedTwice) {
     make("a");
     make("b");

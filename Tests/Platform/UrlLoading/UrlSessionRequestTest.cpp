@@ -76,6 +76,17 @@ TEST_F(ARequest, HasTheCallersHostAndUserAgentInPlaceOfTheUsualOnes) {
     EXPECT_EQ(sent(request), "GET / HTTP/1.1\r\nHost: elsewhere\r\nUser-Agent: Agent/1\r\n\r\n");
 }
 
+TEST_F(ARequest, HasTheCallersUserAgentWhereItStandsAmongTheOtherFields) {
+    auto request = get("/");
+    request.setValueForHTTPHeaderField("1", "X-First");
+    request.setValueForHTTPHeaderField("Agent/1", "User-Agent");
+    EXPECT_EQ(sent(request), "GET / HTTP/1.1\r\n" + host() + "X-First: 1\r\nUser-Agent: Agent/1\r\n\r\n");
+    HeaderFields additional;
+    additional.set("X-Second", "2");
+    additional.set("User-Agent", "Agent/2");
+    EXPECT_EQ(sent(get("/"), additional), "GET / HTTP/1.1\r\n" + host() + "X-Second: 2\r\nUser-Agent: Agent/2\r\n\r\n");
+}
+
 TEST_F(ARequest, CanHaveFieldsThatAreEmptyOrRepeatedOrNotAscii) {
     auto request = get("/");
     request.setValueForHTTPHeaderField("", "X-Empty");

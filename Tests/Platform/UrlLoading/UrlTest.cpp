@@ -38,6 +38,13 @@ INSTANTIATE_TEST_SUITE_P(Various, ATextThatIsNoUrl,
                                          "http://[::1", "http://::1]/", "http://[]/", "http://[::1]x/",
                                          "http://host/?a[]=1"));
 
+TEST(UrlTest, IsNotCompletedByWhatStandsBehindItsText) {
+    const std::string_view whole = "http://host/%41";
+    EXPECT_TRUE(Url::fromString(whole));
+    EXPECT_FALSE(Url::fromString(whole.substr(0, whole.size() - 1)));
+    EXPECT_FALSE(Url::fromString(whole.substr(0, whole.size() - 2)));
+}
+
 TEST(UrlTest, TellsItsSchemeInLowerCase) {
     EXPECT_EQ(Url::fromString("HtTp://host")->scheme(), "http");
     EXPECT_EQ(Url::fromString("svn+ssh://host")->scheme(), "svn+ssh");
