@@ -133,6 +133,17 @@ TEST_F(AServersClients, AreDisconnectedWhenTheyHoldTooMuchMemoryTogether) {
     EXPECT_FALSE(third.wasDropped);
 }
 
+TEST_F(AServersClients, AreNotDisconnectedForTheirMemoryBeforeAnybodyHasWaitedForThem) {
+    SomeClient& first = add(Phase::Body);
+    first.setMemory(900);
+    SomeClient& second = add(Phase::Body);
+    second.setMemory(901);
+    EXPECT_FALSE(first.wasDropped);
+    now += 1ms;
+    second.setMemory(902);
+    EXPECT_TRUE(first.wasDropped);
+}
+
 TEST_F(AServersClients, ReleaseTheirMemoryWhenTheyEnd) {
     add(Phase::Body).setMemory(900);
     all.clear();

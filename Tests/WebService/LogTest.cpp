@@ -55,11 +55,11 @@ struct Pipe {
     Descriptor writing;
 };
 
-/// Starts the work in a process of its own with that standard error, which ends after ten seconds.
+/// Starts the work in a process of its own with that standard error, which ends after a minute.
 pid_t startedProcess(int errors, const std::function<void()>& work) {
     const pid_t child = ::fork();
     if (child == 0) {
-        ::alarm(10);
+        ::alarm(60);
         ::dup2(errors, STDERR_FILENO);
         work();
         ::_exit(0);

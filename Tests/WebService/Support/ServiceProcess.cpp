@@ -19,8 +19,8 @@ namespace {
 
 void waitReadable(int fd) {
     pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};
-    if (::poll(&waiting, 1, 10'000) != 1)
-        throw std::runtime_error("nothing came from the program for ten seconds");
+    if (::poll(&waiting, 1, 60'000) != 1)
+        throw std::runtime_error("nothing came from the program for a minute");
 }
 
 } // namespace

@@ -21,10 +21,10 @@ public:
     Program& operator=(const Program&) = delete;
     ~Program();
 
-    /// Reads standard output up to the end of a line; std::runtime_error when there is none within ten seconds.
+    /// Reads standard output up to the end of a line; std::runtime_error when there is none within a minute.
     std::string line();
 
-    /// Waits for the end and gives the exit status, 128 + signal for a signal; std::runtime_error after ten seconds.
+    /// Waits for the end and gives the exit status, 128 + signal for a signal; std::runtime_error after a minute.
     int exitStatus();
     void signal(int number) const;
     pid_t pid() const { return pid_; }
