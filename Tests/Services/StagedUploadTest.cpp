@@ -1,9 +1,7 @@
 // The upload of a file whose description travels in header fields, by way of a copy in the home directory.
 
-#include "ConnectorReports.h"
 #include "Platform/UrlLoading/UrlSession.h"
-#include "ServiceFixture.h"
-#include "Services/RestConnector.h"
+#include "StagedUploadFixture.h"
 
 #include <boost/json/parse.hpp>
 #include <gtest/gtest.h>
@@ -20,45 +18,10 @@ namespace ServicesTests {
 namespace {
 
 namespace fs = std::filesystem;
-using Quenmark::RestConnector;
 using TestSupport::HttpReply;
 using Log = std::vector<std::string>;
 
-class AStagedUpload : public ServiceFixture {
-protected:
-    /// The path as the web service writes it: "\" between the components and none in front.
-    static std::string windowsForm(const std::string& path) {
-        std::string result = path.substr(1);
-        std::replace(result.begin(), result.end(), '/', '\\');
-        return result;
-    }
-    static boost::json::object params(const std::string& filePath) {
-        return {{"FilePath", filePath}, {"FileRequestID", "601"}, {"TransitDownloadPath", "transit/601"}};
-    }
-    std::shared_ptr<RestConnector> upload(const boost::json::object& parameters) {
-        auto connector = std::make_shared<RestConnector>(context);
-        connector->startAsyncUploadWithStreamRequest("Downloads.svc/UpdateFileRequestWithStream", parameters, nullptr,
-                                                     reports.handler());
-        return connector;
-    }
-    [[nodiscard]] bool awaitReport() {
-        return runUntil([&] { return !reports.all.empty(); });
-    }
-    bool homeIsEmpty() const { return fs::is_empty(home.path()); }
-    /// That the upload ends like one of a file that is not there, and that nothing is sent or staged.
-    void expectNoFile() {
-        ASSERT_TRUE(awaitReport());
-        EXPECT_EQ(reports.all[0].status, 2U);
-        ASSERT_NE(reports.all[0].result.error(), nullptr);
-        EXPECT_EQ(reports.all[0].result.error()->code, -1100);
-        EXPECT_EQ(reports.all[0].queue, Platform::Queue::main());
-        EXPECT_TRUE(homeIsEmpty());
-        EXPECT_TRUE(everyRequest().empty());
-    }
-
-    TestSupport::TemporaryDirectory folder;
-    Reports<boost::json::value> reports{log};
-};
+class AStagedUpload : public StagedUploadFixture {};
 
 TEST_F(AStagedUpload, SendsExactlyTheseBytes) {
     const std::string content("line\r\n\0\xFF", 8);
@@ -200,20 +163,6 @@ TEST_F(AStagedUpload, StagesInTheDirectoryOfTheSettings) {
     EXPECT_EQ(home.read("report.txt"), "mine");
 }
 
-TEST_F(AStagedUpload, LeavesAFileThatLiesInTheHomeDirectoryThere) {
-    const std::string path = home.write("mine.txt", "content");
-    fs::create_symlink(home.path(), folder.path("link"));
-    for (const auto& filePath : {windowsForm(path), path.substr(1), windowsForm(folder.path("link") + "/mine.txt")}) {
-        reports.all.clear();
-        server.enqueue(HttpReply::json("{}"));
-        upload(params(filePath));
-        ASSERT_TRUE(awaitReport());
-        EXPECT_EQ(reports.all[0].status, 0U) << filePath;
-        EXPECT_EQ(server.requests().back().body, "content");
-        EXPECT_EQ(home.read("mine.txt"), "content");
-    }
-}
-
 TEST_F(AStagedUpload, SendsAnEmptyFile) {
     server.enqueue(HttpReply::json("{}"));
     upload(params(windowsForm(folder.write("empty.txt", ""))));
@@ -237,90 +186,6 @@ TEST_F(AStagedUpload, SendsAFileOfSeveralMegabytesWhole) {
     EXPECT_TRUE(server.requests()[0].body == content);
 }
 
-TEST_F(AStagedUpload, ReadsSizeAndContentFromTheFileThatThePathNamesAsAUrl) {
-    struct Case {
-        const char* name;
-        const char* named;
-    };
-    for (const auto& [name, named] : {Case{"a%41.txt", "aA.txt"}, Case{"b#c.txt", "b"}, Case{"q?x.txt", "q"}}) {
-        folder.write(name, "the file of that very name");
-        folder.write(named, "content");
-        reports.all.clear();
-        log.clear();
-        server.enqueue(HttpReply::json("{}"));
-        upload(params(windowsForm(folder.path(name))));
-        EXPECT_EQ(log.entries(), Log{"7 transit/601 601"}) << name;
-        ASSERT_TRUE(awaitReport());
-        EXPECT_EQ(reports.all[0].status, 0U) << name;
-        EXPECT_EQ(server.requests().back().body, "content") << name;
-        EXPECT_TRUE(homeIsEmpty());
-    }
-}
-
-TEST_F(AStagedUpload, FindsNoFileWhereOnlyOneOfThatVeryNameIs) {
-    for (const char* name : {"a%41.txt", "b#c.txt", "q?x.txt"}) {
-        reports.all.clear();
-        log.clear();
-        upload(params(windowsForm(folder.write(name, "content"))));
-        EXPECT_EQ(log.entries(), Log{"(null) transit/601 601"}) << name;
-        expectNoFile();
-    }
-}
-
-TEST_F(AStagedUpload, TreatsThePartAfterTwoSeparatorsAsAHost) {
-    // With a separator in front, the path becomes "//tmp/...", whose first part a URL takes for its host.
-    std::string filePath = folder.write("report.txt", "content");
-    std::replace(filePath.begin(), filePath.end(), '/', '\\');
-    upload(params(filePath));
-    EXPECT_EQ(log.entries(), Log{"(null) transit/601 601"});
-    expectNoFile();
-}
-
-TEST_F(AStagedUpload, KeepsAFileInTheHomeDirectoryWhoseNameNamesAnother) {
-    home.write("a%41.txt", "mine");
-    home.write("aA.txt", "another");
-    upload(params(windowsForm(home.path("a%41.txt"))));
-    ASSERT_TRUE(awaitReport());
-    EXPECT_EQ(reports.all[0].status, 2U);
-    EXPECT_EQ(reports.all[0].result.error()->code, -1100);
-    EXPECT_EQ(home.read("a%41.txt"), "mine");
-    EXPECT_EQ(home.read("aA.txt"), "another");
-    EXPECT_TRUE(everyRequest().empty());
-}
-
-TEST_F(AStagedUpload, FindsNoFileWhosePathHoldsABlank) {
-    upload(params(windowsForm(folder.write("my report.txt", "content"))));
-    EXPECT_EQ(log.entries(), Log{"(null) transit/601 601"});
-    expectNoFile();
-}
-
-TEST_F(AStagedUpload, FindsNoFileWhereThereIsNone) {
-    upload(params(windowsForm(folder.path("missing.txt"))));
-    EXPECT_EQ(log.entries(), Log{"(null) transit/601 601"});
-    expectNoFile();
-}
-
-TEST_F(AStagedUpload, SendsNoOtherFileOfTheNameInPlaceOfAMissingOne) {
-    home.write("missing.txt", "private");
-    upload(params(windowsForm(folder.path("missing.txt"))));
-    ASSERT_TRUE(awaitReport());
-    EXPECT_EQ(reports.all[0].status, 2U);
-    EXPECT_EQ(reports.all[0].result.error()->code, -1100);
-    EXPECT_EQ(home.read("missing.txt"), "private");
-    EXPECT_TRUE(everyRequest().empty());
-}
-
-TEST_F(AStagedUpload, FindsNoFileThatCannotBeRead) {
-    fs::create_directory(folder.path("folder"));
-    ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
-    // A regular file that opens, and whose first byte no process may read.
-    for (const std::string& path : {folder.path("folder"), folder.path("fifo"), std::string("/proc/self/mem")}) {
-        reports.all.clear();
-        upload(params(windowsForm(path)));
-        expectNoFile();
-    }
-}
-
 TEST_F(AStagedUpload, HasNoCopyWhereTheHomeDirectoryIsMissing) {
     environment.set("HOME", folder.path("nobody"));
     upload(params(windowsForm(folder.write("report.txt", "content"))));
@@ -338,12 +203,6 @@ TEST_F(AStagedUpload, LeavesHeaderFieldsOutForParametersThatAreNil) {
     EXPECT_EQ(server.requests()[0].header("TransitDownloadPath"), std::nullopt);
     EXPECT_EQ(server.requests()[0].header("FileRequestID"), std::nullopt);
     EXPECT_EQ(log.entries(), Log{"1 (null) (null)"});
-}
-
-TEST_F(AStagedUpload, FindsNoFileWithoutAPath) {
-    upload({});
-    EXPECT_EQ(log.entries(), Log{"(null) (null) (null)"});
-    expectNoFile();
 }
 
 TEST_F(AStagedUpload, SendsNoHeaderFieldThatWouldEndItsLine) {

@@ -4,6 +4,7 @@
 #include "OperationCase.h"
 #include "ServiceFixture.h"
 #include "Services/Catalogue.h"
+#include "Services/Properties.h"
 
 #include <gtest/gtest.h>
 
@@ -144,6 +145,10 @@ TEST_P(AnUnusualOperation, ReportsNilForATransferWhoseStatusIsNotThere) {
   "FileNameToSend" : "11",
   "Length" : "12"
 })");
+    EXPECT_EQ(boost::json::serialize(Quenmark::propertiesOf(send)),
+              R"({"ChangeType":"1","SharedFileTransferID":"2","FullPathFromFileTable":"3","ToCloud":"4","IsFile":"5",)"
+              R"("ToComputerID":"6","NewFullPath":"7","OwnerFileID":"8","FromComputerID":"9","QuenmarkPath":"10",)"
+              R"("FileNameToSend":"11","Length":"12"})");
 }
 
 TEST_P(AnUnusualOperation, NeverCallsTheHandlerForAStatusThatIsThere) {
