@@ -18,6 +18,15 @@ protected:
     }
 };
 
+/// What the verbs take that have the name of a preference alone.
+const std::string oneKey = "\n"
+                           "Positionals:\n"
+                           "  KEY TEXT REQUIRED           The preference's name\n"
+                           "\n"
+                           "Options:\n"
+                           "  -h,--help                   Print this help message and exit\n"
+                           "\n";
+
 TEST_F(TheWholeHelp, OfTheProgram) {
     expect("", "The command-line tool of the top-file service\n"
                "Usage: quenmark [OPTIONS] SUBCOMMAND\n"
@@ -89,18 +98,12 @@ TEST_F(TheWholeHelp, OfPrefsList) {
 
 TEST_F(TheWholeHelp, OfPrefsGet) {
     expect("prefs get", "Print the value of one preference\n"
-                        "Usage: quenmark prefs get [OPTIONS] KEY\n"
-                        "\n"
-                        "Positionals:\n"
-                        "  KEY TEXT REQUIRED           The preference's name\n"
-                        "\n"
-                        "Options:\n"
-                        "  -h,--help                   Print this help message and exit\n"
-                        "\n"
-                        "Ends with 66 where the preference is not set.\n"
-                        "\n"
-                        "Example:\n"
-                        "  quenmark prefs get quenmarkPathKey\n");
+                        "Usage: quenmark prefs get [OPTIONS] KEY\n" +
+                            oneKey +
+                            "Ends with 66 where the preference is not set.\n"
+                            "\n"
+                            "Example:\n"
+                            "  quenmark prefs get quenmarkPathKey\n");
 }
 
 TEST_F(TheWholeHelp, OfPrefsSet) {
@@ -125,18 +128,12 @@ TEST_F(TheWholeHelp, OfPrefsSet) {
 
 TEST_F(TheWholeHelp, OfPrefsUnset) {
     expect("prefs unset", "Remove one preference\n"
-                          "Usage: quenmark prefs unset [OPTIONS] KEY\n"
-                          "\n"
-                          "Positionals:\n"
-                          "  KEY TEXT REQUIRED           The preference's name\n"
-                          "\n"
-                          "Options:\n"
-                          "  -h,--help                   Print this help message and exit\n"
-                          "\n"
-                          "A preference that is not set is no error.\n"
-                          "\n"
-                          "Example:\n"
-                          "  quenmark prefs unset userIdKey\n");
+                          "Usage: quenmark prefs unset [OPTIONS] KEY\n" +
+                              oneKey +
+                              "A preference that is not set is no error.\n"
+                              "\n"
+                              "Example:\n"
+                              "  quenmark prefs unset userIdKey\n");
 }
 
 TEST_F(TheWholeHelp, OfWatch) {
