@@ -1,36 +1,30 @@
 #pragma once
 
 #include "Platform/Json.h"
-#include "Platform/Log.h"
-#include "Platform/Loop/Queue.h"
-#include "Platform/Loop/RunLoop.h"
-#include "Platform/Text.h"
-#include "Services/JsonPost.h"
 #include "Services/Operation.h"
 #include "Services/RestInterface.h"
 #include "Services/ServiceContext.h"
 
-#include <string>
+#include <cstdint>
+#include <functional>
 #include <type_traits>
 #include <utility>
 
 /// Carries out what a row of the catalogue says.
 namespace Quenmark {
 
-/// Whether operations of the variant are carried out on the release of the context.
-bool isCarriedOut(OperationVariant variant, const ServiceContext& context);
-/// Posts the parameters with the connector that the variant and the release ask for. Only for a variant that is
-/// carried out.
-void startRequest(OperationVariant variant, const char* path, boost::json::object params, JsonPost::Finished finished,
-                  const ServiceContext& context);
-/// Posts the parameters and passes on the undecoded response. Only where `OperationVariant::RawStream` is carried out.
-void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler,
-                     const ServiceContext& context);
+/// Gives an operation's handler what came of its request: the record of the response or why it has none. Says whether
+/// it was a record.
+using Delivery = std::function<bool(Result<boost::json::value> response, std::int64_t status)>;
 
-inline void logIfAny(const char* entry, Platform::Log::Priority priority) {
-    if (entry != nullptr)
-        Platform::Log::write(entry, priority);
-}
+/// Posts the parameters with the connector that the variant and the release ask for, and delivers the response; does
+/// nothing where the variant is not carried out on the release of the context. All of that is done on the loop's
+/// thread: later, where this is another one.
+void carryOut(OperationVariant variant, const char* path, const OperationLog& log, boost::json::object params,
+              Delivery deliver, const ServiceContext& context);
+/// As `carryOut`, for `OperationVariant::RawStream`: passes on the undecoded response.
+void carryOutRaw(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler,
+                 const ServiceContext& context);
 
 /// The record of a response, or the error that there is no room for it.
 template <class Query, class Response>
@@ -43,48 +37,25 @@ Result<Response> decodeResponse(const Operation<Query, Response>& operation, boo
     }
 }
 
-/// Performs the operation on the loop's thread, later, where this is another one, and returns whether it is.
-template <class Operation, class Query, class Handler>
-bool postedToLoop(const Operation& operation, const Query& query, const Handler& handler,
-                  const ServiceContext& context) {
-    if (Platform::RunLoop::isCurrentThread())
-        return false;
-    Platform::Queue::main().async(
-        [&operation, query, handler, context] { perform(operation, query, handler, context); });
-    return true;
-}
-
 /// Performs the operation as the facade's function of its name does. The row has to outlive the call.
 template <class Query, class Response>
 void perform(const Operation<Query, Response>& operation, const std::type_identity_t<Query>& query,
              std::type_identity_t<CompletionHandler<Response>> handler, const ServiceContext& context = {}) {
-    if (postedToLoop(operation, query, handler, context))
-        return;
-    if (!isCarriedOut(operation.variant, context))
-        return;
-    auto params = operation.encode(query);
-    if (operation.log.parameters != nullptr)
-        Platform::Log::write(operation.log.parameters + Platform::text(params));
-    startRequest(
-        operation.variant, operation.path, std::move(params),
-        [&operation, handler = std::move(handler)](Result<boost::json::value> result, std::uint64_t status) {
-            if (operation.log.completion != nullptr)
-                Platform::Log::write(operation.log.completion + std::string("<completion handler>"));
+    carryOut(
+        operation.variant, operation.path, operation.log, operation.encode(query),
+        [&operation, handler = std::move(handler)](Result<boost::json::value> response, std::int64_t status) {
             if (status != RestStatusSuccess) {
-                const auto* error = result.error();
-                handler(error != nullptr ? Result<Response>(*error) : Result<Response>(),
-                        static_cast<std::int64_t>(status));
-                return logIfAny(operation.log.failure, Platform::Log::Priority::Error);
+                const auto* error = response.error();
+                handler(error != nullptr ? Result<Response>(*error) : Result<Response>(), status);
+                return false;
             }
             // Nil has no entries, and gives a record whose fields are all nil.
-            auto* json = result.value();
+            auto* json = response.value();
             auto record = decodeResponse(operation, json != nullptr ? std::move(*json)
                                                                     : boost::json::value(boost::json::object_kind));
             const bool fits = record.error() == nullptr;
             handler(std::move(record), fits ? RestStatusSuccess : RestStatusDecodeError);
-            if (!fits)
-                return logIfAny(operation.log.failure, Platform::Log::Priority::Error);
-            logIfAny(operation.log.success, Platform::Log::Priority::Info);
+            return fits;
         },
         context);
 }
@@ -92,8 +63,7 @@ void perform(const Operation<Query, Response>& operation, const std::type_identi
 template <class Query>
 void perform(const Operation<Query, RawResponse>& operation, const std::type_identity_t<Query>& query,
              RestInterface::RawCompletionHandler handler, const ServiceContext& context = {}) {
-    if (!postedToLoop(operation, query, handler, context) && isCarriedOut(operation.variant, context))
-        startRawRequest(operation.path, operation.encode(query), std::move(handler), context);
+    carryOutRaw(operation.path, operation.encode(query), std::move(handler), context);
 }
 
 } // namespace Quenmark
