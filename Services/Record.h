@@ -32,7 +32,8 @@ Field(std::string_view, std::string_view, Value Record::*) -> Field<Record, Valu
 /// Calls `function` with each row of the record's table, in wire order.
 template <class Record, class Function>
 constexpr void forEachField(Function&& function) {
-    std::apply([&](const auto&... field) { (function(field), ...); }, Record::fields());
+    constexpr auto fields = Record::fields();
+    std::apply([&](const auto&... field) { (function(field), ...); }, fields);
 }
 
 } // namespace Quenmark

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <utility>
-#include <variant>
 
 namespace Quenmark {
 
@@ -16,20 +16,22 @@ template <class Value>
 class Result {
 public:
     Result() = default;
-    explicit Result(Value value) : content_(std::move(value)) {}
-    explicit Result(Platform::Error error) : content_(std::move(error)) {}
+    explicit Result(Value value) : value_(std::move(value)) {}
+    explicit Result(Platform::Error error) : error_(std::move(error)) {}
 
-    bool isNil() const { return std::holds_alternative<std::monostate>(content_); }
+    bool isNil() const { return !value_ && !error_; }
     /// The value, or a null pointer.
-    const Value* value() const { return std::get_if<Value>(&content_); }
-    Value* value() { return std::get_if<Value>(&content_); }
+    const Value* value() const { return value_ ? &*value_ : nullptr; }
+    Value* value() { return value_ ? &*value_ : nullptr; }
     /// The error, or a null pointer.
-    const Platform::Error* error() const { return std::get_if<Platform::Error>(&content_); }
+    const Platform::Error* error() const { return error_ ? &*error_ : nullptr; }
 
     bool operator==(const Result&) const = default;
 
 private:
-    std::variant<std::monostate, Value, Platform::Error> content_;
+    // One of the two at most. A variant would compile far more slowly, and there is one for each record.
+    std::optional<Value> value_;
+    std::optional<Platform::Error> error_;
 };
 
 /// Called at most once, with the result and a value of `RestStatus`.
