@@ -8,9 +8,7 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <string>
 
 namespace ServicesTests {
