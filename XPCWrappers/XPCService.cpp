@@ -4,20 +4,24 @@
 #include "XPCWrappers/MessageAddress.h"
 
 #include <any>
+#include <utility>
 
 namespace Quenmark {
 
 using Platform::Notification;
 using Platform::NotificationCenter;
 using Platform::Queue;
+using Platform::Ipc::PropertyObject;
 
-int XPCService::runServiceWithConnectionHandler(ConnectionHandler connectionHandler, const std::string& serviceName) {
+int XPCService::runServiceWithConnectionHandler(ConnectionHandler connectionHandler, const std::string& serviceName,
+                                                std::shared_ptr<PropertyObject> published) {
     const XPCService service(std::move(connectionHandler));
-    return runService(serviceName);
+    return runService(serviceName, std::move(published));
 }
 
-int XPCService::runService(const std::string& serviceName) {
-    return Platform::Ipc::runMessageService(messageAddress(serviceName), XPCServiceConnectionHandler);
+int XPCService::runService(const std::string& serviceName, std::shared_ptr<PropertyObject> published) {
+    return Platform::Ipc::runMessageService(messageAddress(serviceName), XPCServiceConnectionHandler,
+                                            std::move(published));
 }
 
 XPCService::XPCService(ConnectionHandler handler)

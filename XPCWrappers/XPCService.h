@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Ipc/MessageConnection.h"
+#include "Platform/Ipc/PropertyObject.h"
 #include "Platform/Loop/NotificationCenter.h"
 #include "XPCWrappers/XPCConnection.h"
 
@@ -21,10 +22,13 @@ public:
     static constexpr const char* connectionReceivedNotification = "XPCConnectionReceivedNotification";
 
     /// Makes a service of that handler and runs it; see `runService`.
-    static int runServiceWithConnectionHandler(ConnectionHandler connectionHandler, const std::string& serviceName);
+    static int runServiceWithConnectionHandler(ConnectionHandler connectionHandler, const std::string& serviceName,
+                                               std::shared_ptr<Platform::Ipc::PropertyObject> published = nullptr);
     /// Enters the main loop as the service of that bus name. Comes back only when the process is to end, with its exit
-    /// status: 0 after a SIGTERM, 69 where the bus or the name cannot be had any more, which is logged.
-    static int runService(const std::string& serviceName);
+    /// status: 0 after a SIGTERM, 69 where the bus or the name cannot be had any more, which is logged. `published`,
+    /// where it is given, is published beside the service's own object.
+    static int runService(const std::string& serviceName,
+                          std::shared_ptr<Platform::Ipc::PropertyObject> published = nullptr);
 
     /// initWithConnectionHandler: takes every connection that is notified from here on.
     explicit XPCService(ConnectionHandler connectionHandler);

@@ -2,13 +2,13 @@
 
 #include "Platform/Ipc/BusHandles.h"
 #include "Platform/Ipc/ErrorNames.h"
+#include "Platform/Ipc/Guarded.h"
 #include "Platform/Ipc/MethodTable.h"
+#include "Platform/Ipc/PropertyTable.h"
 #include "Platform/Loop/RunLoop.h"
 
 #include <cstring>
-#include <exception>
 #include <list>
-#include <new>
 #include <string_view>
 
 namespace Platform::Ipc {
@@ -46,20 +46,6 @@ std::uint64_t microseconds(Duration timeout) {
         std::max<std::int64_t>(1, std::chrono::ceil<std::chrono::microseconds>(timeout).count()));
 }
 
-/// Runs what the library calls: an exception must not pass through it.
-template <class Function>
-int guarded(sd_bus_error* error, const Function& function) {
-    try {
-        return function();
-    } catch (const std::bad_alloc&) {
-        return sd_bus_error_set(error, ErrorName::noMemory, "out of memory");
-    } catch (const std::exception& exception) {
-        return sd_bus_error_set(error, ErrorName::failed, exception.what());
-    } catch (...) {
-        return sd_bus_error_set(error, ErrorName::failed, "an unknown exception");
-    }
-}
-
 } // namespace
 
 struct Bus::State {
@@ -79,6 +65,7 @@ struct Bus::State {
     bool failed = false;
     std::unique_ptr<MethodTable> methods;
     OwnedBus bus;
+    std::list<PropertyTable> properties;
     std::vector<OwnedSlot> slots;
     std::list<PendingCall> pendingCalls;
 
@@ -109,6 +96,12 @@ struct Bus::State {
             return fail(lost);
         if (!std::exchange(failed, true))
             callbacks.disconnected();
+    }
+
+    void claimed() {
+        hasName = true;
+        if (callbacks.nameClaimed)
+            callbacks.nameClaimed();
     }
 
     static State& of(void* data) { return *static_cast<State*>(data); }
@@ -174,7 +167,7 @@ int Bus::State::nameClaimed(sd_bus_message* message, void* data, sd_bus_error* e
         else if (std::get<Value>(claimed) != Value(primaryOwner))
             state.fail("the bus name " + state.claimedName + " is taken by another process");
         else
-            state.hasName = true;
+            state.claimed();
         return 0;
     });
 }
@@ -267,6 +260,22 @@ void Bus::exportObject(const BusObject& object) {
     const int result = sd_bus_add_object_vtable(state_->bus.get(), &slot, object.path.c_str(), object.interface.c_str(),
                                                 state_->methods->entries(), state_.get());
     state_->keep(slot, result, "the object " + object.path + " cannot be exported");
+}
+
+void Bus::publish(std::shared_ptr<const PropertyObject> object) {
+    if (!isOpen())
+        return;
+    const auto& table = state_->properties.emplace_back(std::move(object));
+    sd_bus_slot* slot = nullptr;
+    const int result = table.publish(*state_->bus, &slot);
+    state_->keep(slot, result, "the object " + table.object().path() + " cannot be published");
+}
+
+void Bus::announceChanges(const PropertyObject& object) {
+    if (!isOpen())
+        return;
+    // It fails where the connection is lost or there is no memory; the next change is announced anew.
+    static_cast<void>(PropertyTable::announceChanges(*state_->bus, object));
 }
 
 void Bus::watchVanishingNames() {

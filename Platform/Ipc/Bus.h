@@ -16,11 +16,15 @@
 
 namespace Platform::Ipc {
 
+class PropertyObject;
+
 /// The callbacks of a bus. They run while the bus dispatches a message: they record what has come and leave the work
 /// to a queue, and none of them destroys the bus.
 struct BusCallbacks {
     /// The bus cannot be used any more, for the reason given. Called once at most.
     std::function<void(const std::string& reason)> failed;
+    /// The name that was requested belongs to this process now.
+    std::function<void()> nameClaimed;
     /// The connection, which had its name, was closed, though the bus may still run: a peer's message that is too
     /// long for the library once the bus has written the sender into it is enough. The bus cannot be used any more.
     std::function<void()> disconnected;
@@ -69,6 +73,11 @@ public:
 
     /// Exports an object of this process. To be called once.
     void exportObject(const BusObject& object);
+    /// Publishes an object of this process that is not the exported one; the callbacks are not called for it.
+    void publish(std::shared_ptr<const PropertyObject> object);
+    /// Tells every program that listens which properties of a published object may have changed
+    /// (D-Bus Specification, org.freedesktop.DBus.Properties.PropertiesChanged), without their values.
+    void announceChanges(const PropertyObject& object);
     /// Reports every name on the bus that loses its owner.
     void watchVanishingNames();
     /// Reports every change of one name's owner.

@@ -1,10 +1,12 @@
 #include "Platform/Ipc/BusService.h"
 
 #include "Platform/Ipc/Bus.h"
+#include "Platform/Ipc/PropertyObject.h"
 #include "Platform/Log.h"
 
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace Platform::Ipc {
 
@@ -19,10 +21,13 @@ struct BusService::State : std::enable_shared_from_this<State> {
     const PeerFactory makePeer;
     EndHandler endHandler;
     std::unordered_map<std::string, std::shared_ptr<ServicePeer>> peers;
+    std::vector<std::shared_ptr<PropertyObject>> published;
     /// Null before the service is resumed and once it is destroyed.
     std::shared_ptr<Bus> bus;
 
     boost::system::result<void, std::string> connect();
+    void publishObjects();
+    void reachable();
     void reconnect();
     void disconnectPeers();
     void peerSent(const std::string& peer);
@@ -33,6 +38,7 @@ struct BusService::State : std::enable_shared_from_this<State> {
 boost::system::result<void, std::string> BusService::State::connect() {
     BusCallbacks callbacks;
     callbacks.failed = [this](const std::string& reason) { end(reason); };
+    callbacks.nameClaimed = [this] { reachable(); };
     callbacks.disconnected = [this] { reconnect(); };
     callbacks.peerSent = [this](const std::string& peer) { peerSent(peer); };
     // The bus reports every sender before it dispatches what was sent.
@@ -45,9 +51,24 @@ boost::system::result<void, std::string> BusService::State::connect() {
     if (auto opened = bus->open(); !opened)
         return opened;
     bus->exportObject(object);
+    publishObjects();
     bus->watchVanishingNames();
     bus->claimName(name);
     return {};
+}
+
+void BusService::State::publishObjects() {
+    for (const auto& properties : published) {
+        bus->publish(properties);
+        properties->bus_ = bus;
+    }
+}
+
+void BusService::State::reachable() {
+    for (const auto& properties : published) {
+        if (properties->reachable_)
+            properties->reachable_();
+    }
 }
 
 void BusService::State::reconnect() {
@@ -97,6 +118,10 @@ BusService::~BusService() {
 
 void BusService::setEndHandler(EndHandler handler) {
     state_->endHandler = std::move(handler);
+}
+
+void BusService::publish(std::shared_ptr<PropertyObject> object) {
+    state_->published.push_back(std::move(object));
 }
 
 void BusService::resume() {

@@ -11,6 +11,7 @@
 namespace Platform::Ipc {
 
 class Bus;
+class PropertyObject;
 
 /// What a service keeps for a peer, which is one unique name on the bus. Both functions run while the bus dispatches a
 /// message, but for `processEnds`.
@@ -44,6 +45,8 @@ public:
     /// taken, or the bus is lost. `reason` says which in one line without a full stop. Where only the connection to the
     /// bus was closed, all peers are treated as disconnected and the service reconnects.
     void setEndHandler(EndHandler handler);
+    /// Publishes an object at another path than the service's own, before `resume`; also after every reconnection.
+    void publish(std::shared_ptr<PropertyObject> object);
     /// Connects to the session bus and claims the name. To be called once.
     void resume();
 

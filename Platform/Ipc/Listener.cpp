@@ -66,6 +66,10 @@ void Listener::setDelegate(ListenerDelegate* delegate) {
     state_->delegate = delegate;
 }
 
+void Listener::publish(std::shared_ptr<PropertyObject> object) {
+    service_.publish(std::move(object));
+}
+
 void Listener::setEndHandler(BusService::EndHandler handler) {
     service_.setEndHandler(std::move(handler));
 }

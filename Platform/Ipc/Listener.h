@@ -36,6 +36,9 @@ public:
     /// The delegate is not owned and must outlive the listener; a listener without one refuses every peer.
     void setDelegate(ListenerDelegate* delegate);
 
+    /// As `BusService::publish`.
+    void publish(std::shared_ptr<PropertyObject> object);
+
     /// As `BusService::setEndHandler`.
     void setEndHandler(BusService::EndHandler handler);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Ipc/PropertyObject.h"
 #include "Platform/Ipc/Value.h"
 
 #include <boost/system/result.hpp>
@@ -49,5 +50,8 @@ using WriteResult = boost::system::result<void, MessageFailure>;
 
 /// Appends the value as a variant. After a failure the message is of no use.
 [[nodiscard]] WriteResult appendVariant(sd_bus_message& message, const Value& value);
+
+/// Appends the value of a property, as the type that it has there. After a failure the message is of no use.
+[[nodiscard]] WriteResult appendProperty(sd_bus_message& message, const PropertyValue& value);
 
 } // namespace Platform::Ipc

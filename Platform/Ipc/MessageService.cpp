@@ -79,6 +79,10 @@ MessageService::MessageService(const MessageAddress& address, ConnectionHandler 
 
 MessageService::~MessageService() = default;
 
+void MessageService::publish(std::shared_ptr<PropertyObject> object) {
+    service_.publish(std::move(object));
+}
+
 void MessageService::setEndHandler(BusService::EndHandler handler) {
     service_.setEndHandler(std::move(handler));
 }
@@ -91,9 +95,12 @@ void MessageService::announceTermination() {
     service_.announceTermination();
 }
 
-int runMessageService(const MessageAddress& address, MessageService::ConnectionHandler handler) {
+int runMessageService(const MessageAddress& address, MessageService::ConnectionHandler handler,
+                      std::shared_ptr<PropertyObject> published) {
     RunLoop& loop = RunLoop::main();
     MessageService service(address, std::move(handler));
+    if (published)
+        service.publish(std::move(published));
     service.setEndHandler([&](const std::string& reason) {
         Log::write(reason, Log::Priority::Error);
         loop.stop(EX_UNAVAILABLE);

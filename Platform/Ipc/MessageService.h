@@ -24,6 +24,8 @@ public:
     MessageService(const MessageService&) = delete;
     MessageService& operator=(const MessageService&) = delete;
 
+    /// As `BusService::publish`.
+    void publish(std::shared_ptr<PropertyObject> object);
     /// As `BusService::setEndHandler`; every connection has received its error by then.
     void setEndHandler(BusService::EndHandler handler);
     /// Connects to the session bus and claims the name. To be called once.
@@ -39,7 +41,8 @@ private:
 
 /// Runs such a service in the main loop for the rest of the process's life, and returns its exit status: 0 after a
 /// SIGTERM, which each connection receives as an error; 69 (sysexits.h, EX_UNAVAILABLE) where the service cannot run,
-/// with the reason in the log.
-int runMessageService(const MessageAddress& address, MessageService::ConnectionHandler handler);
+/// with the reason in the log. `published`, where it is given, is published beside the service's own object.
+int runMessageService(const MessageAddress& address, MessageService::ConnectionHandler handler,
+                      std::shared_ptr<PropertyObject> published = nullptr);
 
 } // namespace Platform::Ipc

@@ -44,6 +44,10 @@ public:
         std::visit(write, value.storage());
     }
 
+    void property(const PropertyValue& value) {
+        std::visit([this](const auto& content) { append(content, 0); }, value);
+    }
+
 private:
     static const char* signature(bool) { return "b"; }
     static const char* signature(std::int64_t) { return "x"; }
@@ -144,6 +148,15 @@ private:
         close();
     }
 
+    void append(const Dictionaries& dictionaries, int depth) {
+        open(SD_BUS_TYPE_ARRAY, "a{sv}", depth);
+        const std::size_t start = size_;
+        for (const auto& dictionary : dictionaries)
+            append(dictionary, depth + 1);
+        checkArray(size_ - start);
+        close();
+    }
+
     template <class Content>
     void named(const char* name, const char* type, int depth, const Content& content) {
         open(SD_BUS_TYPE_STRUCT, "sv", depth);
@@ -178,15 +191,24 @@ private:
     std::size_t descriptors_ = 0;
 };
 
-} // namespace
-
-WriteResult appendVariant(sd_bus_message& message, const Value& value) {
+template <class Write>
+WriteResult written(const Write& write) {
     try {
-        Writer(message).variant(value, 0);
+        write();
         return {};
     } catch (const UnwritableValue& refusal) {
         return refusal.failure;
     }
+}
+
+} // namespace
+
+WriteResult appendVariant(sd_bus_message& message, const Value& value) {
+    return written([&] { Writer(message).variant(value, 0); });
+}
+
+WriteResult appendProperty(sd_bus_message& message, const PropertyValue& value) {
+    return written([&] { Writer(message).property(value); });
 }
 
 } // namespace Platform::Ipc

@@ -12,6 +12,8 @@ target_sources(Platform PRIVATE
   Ipc/MessageWriter.cpp
   Ipc/MethodTable.cpp
   Ipc/PeerIdentity.cpp
+  Ipc/PropertyObject.cpp
+  Ipc/PropertyTable.cpp
   Ipc/ServiceCall.cpp
   Ipc/ServiceRoute.cpp
   Ipc/Value.cpp
