@@ -2,7 +2,9 @@
 
 #include "TopFileUploadXpcService/AttemptEnd.h"
 
+#include <cstdint>
 #include <functional>
+#include <string>
 #include <utility>
 
 namespace Quenmark {
@@ -15,7 +17,8 @@ public:
     /// Receives each end, and whether it is the first one of this attempt.
     using Ended = std::function<void(const AttemptEnd& end, bool isFirst)>;
 
-    explicit Attempt(Ended ended) : ended_(std::move(ended)) {}
+    /// `number` tells the attempts of an engine from each other.
+    Attempt(std::uint64_t number, Ended ended) : number_(number), ended_(std::move(ended)) {}
     Attempt(const Attempt&) = delete;
     Attempt& operator=(const Attempt&) = delete;
     ~Attempt() {
@@ -31,9 +34,20 @@ public:
     /// It never began.
     void dismiss() { isOver_ = true; }
     bool isOver() const { return isOver_; }
+    std::uint64_t number() const { return number_; }
+
+    /// The item is not in its place, or not whole, and is acknowledged all the same; the first cause counts.
+    void lose(const char* cause) {
+        if (loss_.empty())
+            loss_ = cause;
+    }
+    /// Why the item is not in its place; empty where it is.
+    const std::string& loss() const { return loss_; }
 
 private:
+    std::uint64_t number_;
     Ended ended_;
+    std::string loss_;
     bool isOver_ = false;
 };
 

@@ -13,7 +13,7 @@ struct AttemptEnd {
         NoNetwork,
         /// The identifier of this computer is not set; nothing was sent.
         NotConfigured,
-        /// The item is in place, and its acknowledgement is confirmed.
+        /// The acknowledgement of the item is confirmed. The item is in place; where it is not, `reason` says why.
         Acknowledged,
         /// The poll got no response, or none that can be read; `number` is the transport's error code, 0 where it gave
         /// none, and `reason` says what is wrong with the response, where there is one.

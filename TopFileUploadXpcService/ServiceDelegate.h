@@ -2,6 +2,7 @@
 
 #include "Platform/Ipc/Listener.h"
 #include "Services/ServiceContext.h"
+#include "TopFileUploadXpcService/EngineObserver.h"
 
 #include <memory>
 #include <utility>
@@ -14,8 +15,9 @@ class TopFileUploadXpcService;
 /// starts it; in managed mode all of them reach the one engine.
 class ServiceDelegate final : public Platform::Ipc::ListenerDelegate {
 public:
-    /// A delegate whose engines use `context`.
-    explicit ServiceDelegate(ServiceContext context = {}) : context_(std::move(context)) {}
+    /// A delegate whose engines use `context`, each with an observer of its own where there is a factory.
+    explicit ServiceDelegate(ServiceContext context = {}, EngineObserverFactory makeObserver = nullptr)
+        : context_(std::move(context)), makeObserver_(std::move(makeObserver)) {}
     /// A delegate that gives `engine` to every connection.
     explicit ServiceDelegate(std::shared_ptr<TopFileUploadXpcService> engine) : engine_(std::move(engine)) {}
 
@@ -24,6 +26,7 @@ public:
 
 private:
     ServiceContext context_;
+    EngineObserverFactory makeObserver_;
     std::shared_ptr<TopFileUploadXpcService> engine_;
 };
 

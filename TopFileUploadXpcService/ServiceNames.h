@@ -10,4 +10,8 @@ inline const Platform::Ipc::ServiceAddress address{"Velkarin.Quenmark.TopFileUpl
 inline const Platform::Ipc::Interface exportedInterface{"Velkarin.Quenmark.TopFileUploadXpcServiceProtocol",
                                                         {"GetTopFileUpload"}};
 
+/// The object that shows what the service is doing.
+inline constexpr const char* statusPath = "/Velkarin/Quenmark/Status";
+inline constexpr const char* statusInterface = "Velkarin.Quenmark.Status1";
+
 } // namespace Quenmark::ServiceNames

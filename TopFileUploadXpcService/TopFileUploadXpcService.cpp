@@ -53,12 +53,15 @@ AttemptEnd endOfPoll(const Platform::Error* error, std::int64_t status) {
 
 } // namespace
 
-TopFileUploadXpcService::TopFileUploadXpcService(ServiceContext context, std::unique_ptr<EnginePolicy> policy)
-    : context_(std::move(context)), policy_(policy ? std::move(policy) : std::make_unique<CompatiblePolicy>()) {}
+TopFileUploadXpcService::TopFileUploadXpcService(ServiceContext context, std::unique_ptr<EnginePolicy> policy,
+                                                 std::unique_ptr<EngineObserver> observer)
+    : context_(std::move(context)), policy_(policy ? std::move(policy) : std::make_unique<CompatiblePolicy>()),
+      observer_(observer ? std::move(observer) : std::make_unique<EngineObserver>()) {}
 
 TopFileUploadXpcService::~TopFileUploadXpcService() = default;
 
 void TopFileUploadXpcService::GetTopFileUpload() {
+    observer_->started();
     operationQueue_ = OperationQueue{Queue::serial("TopFileUploadXpcService.operationQueue"), 4};
     iAppsPrefs_ = Platform::Preferences::persistentDomainForName(Settings::sharedDomain);
     policy_->started([engine = weak_from_this()] {
@@ -72,6 +75,7 @@ void TopFileUploadXpcService::GetTopFileUpload() {
 }
 
 void TopFileUploadXpcService::TopFileUploadProcess() {
+    observer_->passed();
     try {
         runPass(beginAttempt());
     } catch (...) {
@@ -86,14 +90,28 @@ bool TopFileUploadXpcService::isAttempting() const {
 }
 
 TopFileUploadXpcService::AttemptPointer TopFileUploadXpcService::beginAttempt() {
-    auto attempt = std::make_shared<Attempt>([engine = weak_from_this()](const AttemptEnd& end, bool isFirst) {
-        const auto self = engine.lock();
-        // What a loop drops at its end has not failed.
-        if (self && !Platform::RunLoop::main().isEnding() && self->policy_->attemptEnded(end, isFirst))
-            self->openGate();
-    });
+    const auto number = ++attempts_;
+    auto attempt =
+        std::make_shared<Attempt>(number, [engine = weak_from_this(), number](const AttemptEnd& end, bool isFirst) {
+            const auto self = engine.lock();
+            // What a loop drops at its end has not failed.
+            if (!self || Platform::RunLoop::main().isEnding())
+                return;
+            if (self->policy_->attemptEnded(end, isFirst))
+                self->openGate();
+            self->observer_->ended(number, end, isFirst, self->isGateOpen());
+        });
     attempt_ = attempt;
     return attempt;
+}
+
+EngineObserver::AttemptNumber TopFileUploadXpcService::numberOf(const Errand& errand) {
+    return errand.attempt ? errand.attempt->number() : 0;
+}
+
+void TopFileUploadXpcService::noteResponse(std::int64_t status) {
+    if (status == RestStatusSuccess || status == RestStatusDecodeError)
+        observer_->responded();
 }
 
 void TopFileUploadXpcService::reportException() {
@@ -115,14 +133,17 @@ void TopFileUploadXpcService::runPass(const AttemptPointer& attempt) {
         throw std::invalid_argument(Settings::computerIdKey);
     }
     boost::json::object params{{"ToComputerID", *query.toComputerId}};
-    if (!isGateOpen())
+    if (!isGateOpen()) {
+        observer_->foundGateClosed();
         return attempt->dismiss();
+    }
     closeGate();
     if (!NetWorkConnectionStatus::ConectionStatus(context_.network())) {
         Log::write("connection not availble........", Log::Priority::Warning);
         return attempt->end({Kind::NoNetwork});
     }
     Log::write("Connection available... ", Log::Priority::Debug);
+    observer_->pollSent(attempt->number());
     RestInterface::asyncGetTopFileUpload(
         query,
         [self = shared_from_this(), sent = ItemClaims::ofThisProcess().now(), params = std::move(params),
@@ -135,6 +156,7 @@ void TopFileUploadXpcService::runPass(const AttemptPointer& attempt) {
 void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadResponseData>& result, std::int64_t status,
                                             const ItemClaims::Moment& sent, const boost::json::object& params,
                                             const AttemptPointer& attempt) {
+    noteResponse(status);
     const auto* response = result.value();
     if (response == nullptr)
         return attempt->end(endOfPoll(result.error(), status));
@@ -144,6 +166,7 @@ void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadRespons
     if (!returnStatus || !returnStatus->is_string() || returnStatus->get_string() != "0")
         return attempt->end({Kind::NoItem});
     Item item = Item::fromPoll(*response);
+    observer_->offered(attempt->number(), item.fileName.value_or(""));
     if (const auto refusal = policy_->refusal(item))
         return attempt->end(*refusal);
     auto claim = ItemClaims::ofThisProcess().claim(LocalPaths::temporaryPath(item.fileName), item.fileUploadID, sent);
@@ -168,6 +191,7 @@ void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadRespons
 
 void TopFileUploadXpcService::download(const Errand& errand, const boost::json::object& params) {
     errand_ = errand;
+    observer_->downloadBegan(numberOf(errand), errand.offset);
     try {
         startAsyncDownloadWithStreamRequest(serviceRoot(context_.settings()) + "Uploads.svc/GetTopFileUploadWithStream",
                                             params);
@@ -211,10 +235,12 @@ void TopFileUploadXpcService::acknowledgeFileUploadProcess(const UpdateFileUploa
 }
 
 void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, const Errand& errand) {
+    observer_->acknowledging(numberOf(errand));
     RestInterface::asyncUpdateFileUpload(
         query,
         [self = shared_from_this(), id = query.fileUploadId, errand](const Result<UpdateFileUploadResponseData>& result,
-                                                                     std::int64_t) {
+                                                                     std::int64_t operationStatus) {
+            self->noteResponse(operationStatus);
             ItemClaims::ofThisProcess().acknowledged(id);
             const auto* response = result.value();
             if (response == nullptr)
@@ -225,7 +251,11 @@ void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, co
                 return errand.attempt->end({Kind::BadResponse});
             self->markFinished();
             self->policy_->forget(errand.paths);
-            errand.attempt->end({Kind::Acknowledged});
+            const auto& loss = errand.attempt->loss();
+            if (!loss.empty())
+                Log::write("The item " + text(errand.offered.fileName) + " is acknowledged, but not in place: " + loss,
+                           Log::Priority::Error);
+            errand.attempt->end({.kind = Kind::Acknowledged, .reason = loss});
         },
         context_);
 }

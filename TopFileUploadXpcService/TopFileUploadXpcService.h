@@ -11,6 +11,7 @@
 #include "Services/Result.h"
 #include "Services/ServiceContext.h"
 #include "TopFileUploadXpcService/Attempt.h"
+#include "TopFileUploadXpcService/EngineObserver.h"
 #include "TopFileUploadXpcService/EnginePolicy.h"
 #include "TopFileUploadXpcService/Item.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
@@ -47,8 +48,9 @@ class TopFileUploadXpcService final : public TopFileUploadXpcServiceProtocol,
                                       public std::enable_shared_from_this<TopFileUploadXpcService> {
 public:
     /// An engine whose requests use `context`: its settings and flags, each as they are at each use. Nil is the policy
-    /// of compatible mode.
-    explicit TopFileUploadXpcService(ServiceContext context = {}, std::unique_ptr<EnginePolicy> policy = nullptr);
+    /// of compatible mode, and nobody who observes the engine.
+    explicit TopFileUploadXpcService(ServiceContext context = {}, std::unique_ptr<EnginePolicy> policy = nullptr,
+                                     std::unique_ptr<EngineObserver> observer = nullptr);
     ~TopFileUploadXpcService() override;
 
     /// In compatible mode, opens the gate and starts one more chain of passes; the first pass runs before this returns.
@@ -105,6 +107,10 @@ private:
     };
 
     AttemptPointer beginAttempt();
+    /// The number of the errand's attempt; 0 where it has none.
+    static EngineObserver::AttemptNumber numberOf(const Errand& errand);
+    /// Tells the observer of the response of an operation, where there is one.
+    void noteResponse(std::int64_t status);
     /// Whether the attempt that began last is under way.
     bool isAttempting() const;
     void runPass(const AttemptPointer& attempt);
@@ -126,8 +132,8 @@ private:
     /// The final path of the item under the name that it has now.
     std::string finalPath() const;
     void createFolderItem();
-    /// The work that makes the folders of this item durable.
-    Platform::Flusher::Work flushOfFolders();
+    /// The work that makes the folders of this item durable. Notes where the item's own could not be made.
+    Platform::Flusher::Work flushOfFolders(const Errand& errand);
     void download(const Errand& errand, const boost::json::object& params);
     /// The paths of the current item.
     ItemPaths paths() const;
@@ -170,8 +176,10 @@ private:
     std::optional<boost::json::object> iAppsPrefs_;
     MissingSettings missingSettings_;
     std::unique_ptr<EnginePolicy> policy_;
-    /// The attempt that began last.
+    std::unique_ptr<EngineObserver> observer_;
+    /// The attempt that began last, and how many there were.
     std::weak_ptr<Attempt> attempt_;
+    EngineObserver::AttemptNumber attempts_ = 0;
     /// What is being downloaded.
     Errand errand_;
     /// How many downloads are running: one, unless a call has opened the gate meanwhile.

@@ -87,6 +87,7 @@ int TopFileUploadXpcService::statusValue() const {
 std::optional<AttemptEnd> TopFileUploadXpcService::readHeaderFields(const HttpUrlResponse& response,
                                                                     const Errand& errand) {
     Log::write(text(response.allHeaderFields));
+    observer_->responded();
     readStatus(&response);
     if (const int status = statusValue()) {
         if (status == statusDrop)
@@ -106,6 +107,8 @@ std::optional<AttemptEnd> TopFileUploadXpcService::takeStream(const HttpUrlRespo
         return streamFailure_;
     missing_ = response.expectedContentLength.value_or(0);
     streamFailure_ = policy_->streamBegan(errand.offered, response, errand.paths, errand.offset);
+    if (!streamFailure_ && response.expectedContentLength)
+        observer_->totalKnown(numberOf(errand), errand.offset + *response.expectedContentLength);
     return streamFailure_;
 }
 
@@ -125,12 +128,16 @@ std::optional<AttemptEnd> TopFileUploadXpcService::appendToTemporaryFile(std::st
         if (written == -1) {
             Log::write("Stream error: " + text(stream_->streamError()), Log::Priority::Error);
             streamFailure_ = policy_->writeFailed(stream_->streamError().value_or(Platform::Error{}), missing_);
-            if (!streamFailure_)
-                openGate();
-            return streamFailure_;
+            if (streamFailure_)
+                return streamFailure_;
+            if (errand_.attempt)
+                errand_.attempt->lose("write failed");
+            openGate();
+            return std::nullopt;
         }
         remaining -= written;
         missing_ -= std::min(missing_, static_cast<std::uint64_t>(written));
+        observer_->wrote(numberOf(errand_), static_cast<std::uint64_t>(written));
         writeBack_.wrote(*stream_, static_cast<std::uint64_t>(written));
     }
     return std::nullopt;
@@ -176,7 +183,7 @@ void TopFileUploadXpcService::finishItem(UrlSessionTask& task, const Errand& err
     if (const auto failure = policy_->streamEnded(errand.offered, errand.paths))
         return errand.attempt->end(*failure);
     // What is not called a folder is a file on this transport, and the name in the header fields does not move it.
-    acknowledgeWhenDurable(item_.isCalledFolder() ? flushOfFolders() : policy_->placement(paths()), errand);
+    acknowledgeWhenDurable(item_.isCalledFolder() ? flushOfFolders(errand) : policy_->placement(paths()), errand);
 }
 
 void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection& connection, const HttpUrlResponse& response) {
@@ -199,7 +206,7 @@ void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connecti
         return errand.attempt->end(*failure);
     const bool isAcknowledged = returnStatus_ && statusValue() == 0;
     // Only what is called a file is moved on this transport, and whatever the status says.
-    whenDurable(item_.isCalledFile() ? policy_->placement(paths()) : flushOfFolders(), errand,
+    whenDurable(item_.isCalledFile() ? policy_->placement(paths()) : flushOfFolders(errand), errand,
                 [this, isAcknowledged, query = item_.acknowledgement(), errand] {
                     if (isAcknowledged)
                         acknowledge(query, errand);

@@ -27,7 +27,9 @@ void TopFileUploadXpcService::createFolderItem() {
         unflushedFolders_.insert(path);
 }
 
-Platform::Flusher::Work TopFileUploadXpcService::flushOfFolders() {
+Platform::Flusher::Work TopFileUploadXpcService::flushOfFolders(const Errand& errand) {
+    if (!Files::isDirectory(finalPath()))
+        errand.attempt->lose("not placed");
     return [paths = std::exchange(unflushedFolders_, {})] {
         return Flush::entries(std::vector<std::string>(paths.begin(), paths.end()));
     };
@@ -37,7 +39,7 @@ void TopFileUploadXpcService::placeFolder(const Errand& errand) {
     if (auto work = policy_->folderPlacement(errand.paths))
         return acknowledgeWhenDurable(std::move(work), errand);
     createFolderItem();
-    whenDurable(flushOfFolders(), errand, [this, query = item_.acknowledgement(), errand] {
+    whenDurable(flushOfFolders(errand), errand, [this, query = item_.acknowledgement(), errand] {
         acknowledge(query, errand);
         openGate();
     });
@@ -55,6 +57,7 @@ void TopFileUploadXpcService::acknowledgeWhenDurable(Platform::Flusher::Work wor
 
 void TopFileUploadXpcService::whenDurable(Platform::Flusher::Work work, const Errand& errand,
                                           std::function<void()> next) {
+    observer_->flushing(numberOf(errand));
     Platform::Flusher::perform(std::move(work), [self = shared_from_this(), errand, name = text(item_.fileName),
                                                  next = std::move(next)](const std::optional<Platform::Error>& error) {
         if (Flush::hasFailed(error)) {
@@ -64,6 +67,8 @@ void TopFileUploadXpcService::whenDurable(Platform::Flusher::Work work, const Er
             return errand.attempt->end({AttemptEnd::Kind::NotDurable});
         }
         const auto end = error ? self->policy_->placementFailed(*error, errand.paths) : std::nullopt;
+        if (error && !end)
+            errand.attempt->lose(LocalPaths::temporaryArea().size(errand.paths.temporary) ? "move failed" : "no bytes");
         if (!end)
             return next();
         Log::write("The item " + name + " cannot be placed: " + text(error), Log::Priority::Error);

@@ -12,6 +12,9 @@
 #include "TopFileUploadXpcService/ManagedPolicy.h"
 #include "TopFileUploadXpcService/ServiceDelegate.h"
 #include "TopFileUploadXpcService/ServiceNames.h"
+#include "TopFileUploadXpcService/ServiceStatus.h"
+#include "TopFileUploadXpcService/StatusObject.h"
+#include "TopFileUploadXpcService/StatusReport.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 #include "XPCWrappers/XPCService.h"
 
@@ -22,6 +25,8 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <string>
+#include <utility>
 
 namespace {
 
@@ -29,31 +34,56 @@ using namespace Quenmark;
 
 using Engine = std::shared_ptr<TopFileUploadXpcService>;
 
-/// The one engine of managed mode, which starts once the loop runs; nil in compatible mode.
-Engine managedEngine() {
-    if (Platform::DeploymentSettings::current().mode != Platform::DeploymentSettings::Mode::Managed)
-        return nullptr;
-    auto engine = std::make_shared<TopFileUploadXpcService>(ServiceContext{}, std::make_unique<ManagedPolicy>());
+/// What the front ends share.
+struct Service {
+    std::shared_ptr<ServiceStatus> status;
+    std::shared_ptr<Platform::Ipc::PropertyObject> statusObject;
+    /// The one engine of managed mode; nil in compatible mode.
+    Engine engine;
+};
+
+/// The one engine of managed mode, which starts once the loop runs.
+Engine managedEngine(ServiceStatus& status) {
+    auto engine = std::make_shared<TopFileUploadXpcService>(ServiceContext{}, std::make_unique<ManagedPolicy>(),
+                                                            status.addEngine(""));
     Platform::Queue::main().async([engine] { engine->GetTopFileUpload(); });
     return engine;
 }
 
+Service makeService(bool hasMessages) {
+    const bool isManaged = Platform::DeploymentSettings::current().mode == Platform::DeploymentSettings::Mode::Managed;
+    auto status = std::make_shared<ServiceStatus>(isManaged);
+    auto object = statusObject(status, {QUENMARK_VERSION, hasMessages ? "messages" : "listener"});
+    reportChanges(*status, object);
+    auto engine = isManaged ? managedEngine(*status) : nullptr;
+    return {std::move(status), std::move(object), std::move(engine)};
+}
+
 /// What a message says plays no part. It calls the one engine, or starts one more.
-void takeMessage(const Engine& engine) {
-    (engine ? engine : std::make_shared<TopFileUploadXpcService>())->GetTopFileUpload();
-}
-
-int runWrapper(const Engine& engine) {
-    const auto acceptConnection = [engine](const std::shared_ptr<XPCConnection>& connection) {
-        connection->setEventHandler([engine](const auto&, XPCConnection&) { takeMessage(engine); });
+void takeMessage(const Service& service, const XPCConnection& connection) {
+    const auto peer = connection.connectionName().value_or("");
+    const auto newEngine = [&] {
+        return std::make_shared<TopFileUploadXpcService>(ServiceContext{}, nullptr, service.status->addEngine(peer));
     };
-    return XPCService::runServiceWithConnectionHandler(acceptConnection, ServiceNames::address.name);
+    (service.engine ? service.engine : newEngine())->GetTopFileUpload();
 }
 
-int runListener(Platform::RunLoop& loop, const Engine& engine) {
-    ServiceDelegate delegate(engine);
+int runWrapper(const Service& service) {
+    const auto acceptConnection = [service](const std::shared_ptr<XPCConnection>& connection) {
+        connection->setEventHandler([service](const auto&, XPCConnection& from) { takeMessage(service, from); });
+    };
+    return XPCService::runServiceWithConnectionHandler(acceptConnection, ServiceNames::address.name,
+                                                       service.statusObject);
+}
+
+int runListener(Platform::RunLoop& loop, const Service& service) {
+    ServiceDelegate delegate = service.engine ? ServiceDelegate(service.engine)
+                                              : ServiceDelegate({}, [status = service.status](const std::string& peer) {
+                                                    return status->addEngine(peer);
+                                                });
     Platform::Ipc::Listener listener(ServiceNames::address, ServiceNames::exportedInterface);
     listener.setDelegate(&delegate);
+    listener.publish(service.statusObject);
     listener.setEndHandler([&loop](const std::string& reason) {
         Platform::Log::write(reason, Platform::Log::Priority::Error);
         loop.stop(EX_UNAVAILABLE);
@@ -66,8 +96,9 @@ int run() {
     Platform::RunLoop loop;
     Platform::Queue::global(Platform::Priority::Background)
         .after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
-    const Engine engine = managedEngine();
-    return ServicesUtilities::is10_7() ? runWrapper(engine) : runListener(loop, engine);
+    const bool hasMessages = ServicesUtilities::is10_7();
+    const Service service = makeService(hasMessages);
+    return hasMessages ? runWrapper(service) : runListener(loop, service);
 }
 
 } // namespace

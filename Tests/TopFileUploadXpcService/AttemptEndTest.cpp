@@ -48,7 +48,7 @@ protected:
     };
 
     std::vector<Report> reports;
-    std::optional<Attempt> attempt{std::in_place, [this](const AttemptEnd& end, bool isFirst) {
+    std::optional<Attempt> attempt{std::in_place, 7, [this](const AttemptEnd& end, bool isFirst) {
                                        reports.push_back({end, isFirst});
                                    }};
 };
@@ -60,6 +60,17 @@ TEST_F(AnAttempt, SaysWhichOfItsEndsIsTheFirst) {
     attempt->end({Kind::Refused, 2});
     attempt.reset();
     EXPECT_EQ(reports, (std::vector<Report>{{{Kind::NoItem}, true}, {{Kind::Refused, 2}, false}}));
+}
+
+TEST_F(AnAttempt, HasTheNumberThatItWasGiven) {
+    EXPECT_EQ(attempt->number(), 7U);
+}
+
+TEST_F(AnAttempt, KeepsTheFirstCauseOfALoss) {
+    EXPECT_EQ(attempt->loss(), "");
+    attempt->lose("write failed");
+    attempt->lose("move failed");
+    EXPECT_EQ(attempt->loss(), "write failed");
 }
 
 TEST_F(AnAttempt, ThatIsDroppedHasEndedWithABadResponse) {
@@ -77,7 +88,7 @@ TEST_F(AnAttempt, ThatWasDismissedHasNoEnd) {
 TEST(ADroppedAttempt, LetsNoExceptionOut) {
     int calls = 0;
     {
-        const Attempt attempt([&](const AttemptEnd&, bool) {
+        const Attempt attempt(1, [&](const AttemptEnd&, bool) {
             ++calls;
             throw std::runtime_error("no memory");
         });

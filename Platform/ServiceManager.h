@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+/// The program that has started this one and wants to know how it does (sd_notify(3)).
+namespace Platform::ServiceManager {
+
+/// Whether there is one: $NOTIFY_SOCKET is set.
+bool isThere();
+/// Sends assignments, one a line, such as "READY=1". Nothing waits: what the service manager cannot take at the moment
+/// is dropped.
+void notify(const std::string& assignments);
+
+} // namespace Platform::ServiceManager
