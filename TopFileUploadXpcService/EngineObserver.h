@@ -31,9 +31,11 @@ public:
     virtual void offered(AttemptNumber, const std::string& /*item*/) {}
     /// The bytes of the item from `offset` on are requested; those before are on disk.
     virtual void downloadBegan(AttemptNumber, std::uint64_t /*offset*/) {}
+    /// All `size` bytes of the item are on disk already; only its placement or its acknowledgement is left to do.
+    virtual void foundComplete(AttemptNumber, std::uint64_t /*size*/) {}
     /// The stream says how many bytes the whole item has.
     virtual void totalKnown(AttemptNumber, std::uint64_t /*total*/) {}
-    /// That many more bytes of the item are on disk.
+    /// That many more bytes of the item were received, and are on disk.
     virtual void wrote(AttemptNumber, std::uint64_t /*bytes*/) {}
     /// The item is put into its place, and made durable.
     virtual void flushing(AttemptNumber) {}

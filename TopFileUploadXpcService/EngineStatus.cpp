@@ -129,6 +129,15 @@ void EngineStatus::downloadBegan(AttemptNumber number, std::uint64_t offset) {
     });
 }
 
+void EngineStatus::foundComplete(AttemptNumber number, std::uint64_t size) {
+    auto* attempt = find(number);
+    if (attempt == nullptr)
+        return;
+    attempt->bytes = size;
+    attempt->total = size;
+    attempt->fetched = std::min(attempt->fetched, size);
+}
+
 void EngineStatus::totalKnown(AttemptNumber number, std::uint64_t total) {
     if (auto* attempt = find(number))
         change([&] { attempt->total = total; });
@@ -140,6 +149,7 @@ void EngineStatus::wrote(AttemptNumber number, std::uint64_t bytes) {
             attempt->bytes += bytes;
             attempt->fetched += bytes;
         });
+    responded();
 }
 
 void EngineStatus::enter(AttemptNumber number, EngineState step) {

@@ -64,6 +64,7 @@ public:
     void responded() override;
     void offered(AttemptNumber number, const std::string& item) override;
     void downloadBegan(AttemptNumber number, std::uint64_t offset) override;
+    void foundComplete(AttemptNumber number, std::uint64_t size) override;
     void totalKnown(AttemptNumber number, std::uint64_t total) override;
     void wrote(AttemptNumber number, std::uint64_t bytes) override;
     void flushing(AttemptNumber number) override { enter(number, EngineState::Flushing); }

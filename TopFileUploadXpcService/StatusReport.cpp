@@ -47,16 +47,18 @@ std::string summaryOf(const std::vector<EngineEntry>& engines) {
 }
 
 void reportChanges(ServiceStatus& status, const std::shared_ptr<Platform::Ipc::PropertyObject>& object) {
-    // The status outlives its engines, which outlive this function's caller.
-    const auto throttle = std::make_shared<ChangeThrottle>(reportInterval, [weak = status.weak_from_this(), object] {
-        object->announceChanges();
-        if (const auto current = weak.lock(); current && ServiceManager::isThere())
-            ServiceManager::notify(statusText(*current));
-    });
-    status.setChangeHandler([throttle] { throttle->changed(); });
-    object->setReachableHandler([weak = status.weak_from_this()] {
-        if (const auto current = weak.lock(); current && ServiceManager::isThere())
-            ServiceManager::notify("READY=1\n" + statusText(*current));
+    // The status owns what announces its changes. The object, which reads the status, is owned by its service.
+    const auto announce = [&status, weak = std::weak_ptr(object)] {
+        if (const auto published = weak.lock())
+            published->announceChanges();
+        if (ServiceManager::isThere())
+            ServiceManager::notify(statusText(status));
+    };
+    status.setChangeHandler(
+        [throttle = std::make_shared<ChangeThrottle>(reportInterval, announce)] { throttle->changed(); });
+    object->setReachableHandler([shared = status.shared_from_this()] {
+        if (ServiceManager::isThere())
+            ServiceManager::notify("READY=1\n" + statusText(*shared));
     });
 }
 

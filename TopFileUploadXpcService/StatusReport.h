@@ -11,7 +11,7 @@
 
 namespace Quenmark {
 
-/// Says in one line what the engines are doing: "downloading \\Docs\\a.txt, 10 of 300 bytes" of a single one, "idle" or
+/// Says in one line what the engines are doing: "downloading a.txt, 10 of 300 bytes" of a single one, "idle" or
 /// "2 idle, 1 stalled" of several.
 std::string summaryOf(const std::vector<EngineEntry>& engines);
 

@@ -179,6 +179,8 @@ void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadRespons
     const Errand errand{attempt, std::move(claim), item_, paths(), beginning.offset};
     if (!item_.isCalledFile())
         return placeFolder(errand);
+    if (beginning.step != EnginePolicy::Beginning::Step::Download)
+        observer_->foundComplete(attempt->number(), beginning.offset);
     switch (beginning.step) {
     case EnginePolicy::Beginning::Step::Download:
         return download(errand, params);

@@ -69,8 +69,8 @@ void takeMessage(const Service& service, const XPCConnection& connection) {
 }
 
 int runWrapper(const Service& service) {
-    const auto acceptConnection = [service](const std::shared_ptr<XPCConnection>& connection) {
-        connection->setEventHandler([service](const auto&, XPCConnection& from) { takeMessage(service, from); });
+    const auto acceptConnection = [&service](const std::shared_ptr<XPCConnection>& connection) {
+        connection->setEventHandler([&service](const auto&, XPCConnection& from) { takeMessage(service, from); });
     };
     return XPCService::runServiceWithConnectionHandler(acceptConnection, ServiceNames::address.name,
                                                        service.statusObject);

@@ -9,6 +9,7 @@
 #include "Platform/Memory.h"
 #include "Report/Report.h"
 #include "Servers/Nginx.h"
+#include "TopFileUploadXpcService/ServiceStatus.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
 #include <sys/epoll.h>
@@ -70,7 +71,9 @@ int main(int argc, char** argv) {
     Platform::Log::setSink([](std::string_view entry) { responses += entry.starts_with("response "); });
     Platform::ManualClock clock;
     Platform::RunLoop loop(clock);
-    const auto engine = std::make_shared<Quenmark::TopFileUploadXpcService>();
+    const auto status = std::make_shared<Quenmark::ServiceStatus>(false);
+    const auto engine = std::make_shared<Quenmark::TopFileUploadXpcService>(Quenmark::ServiceContext{}, nullptr,
+                                                                            status->addEngine(":1.1"));
     engine->GetTopFileUpload();
 
     const auto runUpTo = [&](long pass) {

@@ -45,8 +45,6 @@ class KilledServiceFixture : public RealServiceFixture {
 protected:
     KilledServiceFixture();
 
-    bool isManaged() const { return GetParam().mode == std::string("managed"); }
-
     /// Whether every item of a case arrives as it has to, wherever the service is killed.
     void killEverywhere(KillCase killCase);
 

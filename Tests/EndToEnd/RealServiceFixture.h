@@ -57,6 +57,7 @@ protected:
 
     RealServiceFixture();
 
+    static bool isManaged() { return std::string_view(GetParam().mode) == "managed"; }
     /// Writes the deployment settings.
     void configure(const std::string& serviceHost);
     /// Writes the deployment settings and makes the bus; to be called before anything is started. The service is an

@@ -92,4 +92,22 @@ TEST_F(AnAcceptedConnection, LeavesItsEngineIdleUntilItCalls) {
     EXPECT_EQ(questions(), 1U);
 }
 
+class AnObservedConnection : public AnAcceptedConnection {
+protected:
+    AnObservedConnection() { listener.setDelegate(&observed); }
+
+    std::vector<std::string> observedPeers;
+    ServiceDelegate observed{context, [this](const std::string& peer) {
+                                 observedPeers.push_back(peer);
+                                 return std::make_unique<EngineObserver>();
+                             }};
+};
+
+TEST_F(AnObservedConnection, HasAnEngineWhoseObserverKnowsThePeer) {
+    BusPeer peer;
+    call(peer);
+    call(peer);
+    EXPECT_EQ(observedPeers, (std::vector<std::string>{peer.uniqueName()}));
+}
+
 } // namespace Quenmark

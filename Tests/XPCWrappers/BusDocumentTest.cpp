@@ -5,6 +5,7 @@
 #include "Platform/Loop/RunLoop.h"
 #include "Support/BusPeer.h"
 #include "Support/Command.h"
+#include "Support/DocumentCommands.h"
 #include "Support/LogCapture.h"
 #include "Support/PrivateBus.h"
 #include "XPCWrappers/MessageAddress.h"
@@ -26,23 +27,8 @@ using Strings = std::vector<std::string>;
 const std::string busName = "Velkarin.Quenmark.TopFileUploadXpcService";
 const std::string objectPath = "/Velkarin/Quenmark/TopFileUploadXpcService";
 
-/// The lines of the document's shell blocks that are marked with that word.
 Strings commands(const std::string& mark) {
-    std::ifstream document(BUS_DOCUMENT);
-    Strings result;
-    bool marked = false;
-    bool inside = false;
-    for (std::string line; std::getline(document, line);) {
-        if (inside && line != "```")
-            result.push_back(line);
-        else if (line == "<!-- run: " + mark + " -->")
-            marked = true;
-        else if (line == "```sh")
-            inside = std::exchange(marked, false);
-        else if (line == "```")
-            inside = false;
-    }
-    return result;
+    return TestSupport::documentCommands(BUS_DOCUMENT, mark);
 }
 
 TestSupport::CommandResult run(const std::string& command) {
