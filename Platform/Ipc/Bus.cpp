@@ -17,6 +17,7 @@ namespace {
 
 constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* busPath = "/org/freedesktop/DBus";
+constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
 constexpr const char* localName = "org.freedesktop.DBus.Local";
 
 std::string reason(const std::string& what, int result) {
@@ -109,14 +110,17 @@ struct Bus::State {
     static int everyMessage(sd_bus_message* message, void* data, sd_bus_error* error);
     static int called(sd_bus_message* message, void* data, sd_bus_error* error);
     static int ownerChanged(sd_bus_message* message, void* data, sd_bus_error* error);
+    static int propertiesChanged(sd_bus_message* message, void* data, sd_bus_error* error);
     static int nameClaimed(sd_bus_message* message, void* data, sd_bus_error* error);
     static int replied(sd_bus_message* message, void* data, sd_bus_error* error);
 
-    void watch(const std::string& match);
+    /// Installs a rule for signals (D-Bus Specification, "Match Rules"); `what` is what cannot be watched without it.
+    void watch(const std::string& match, sd_bus_message_handler_t handler, const std::string& what);
+    void watchOwners(const std::string& argument);
     void start(OwnedMessage message, Duration timeout, ReplyHandler handler);
-    /// Calls a method of the bus itself, with arguments of that signature.
+    /// Calls a method with arguments of that signature; launches nothing.
     template <class... Arguments>
-    void callBus(const std::string& method, ReplyHandler handler, const char* signature, Arguments... arguments);
+    void call(const BusTarget& target, ReplyHandler handler, const char* signature, Arguments... arguments);
     /// A call, or the reason why it cannot be made.
     std::variant<OwnedMessage, std::string> newCall(const BusTarget& target) const;
 };
@@ -157,6 +161,14 @@ int Bus::State::ownerChanged(sd_bus_message* message, void* data, sd_bus_error* 
     });
 }
 
+int Bus::State::propertiesChanged(sd_bus_message* message, void* data, sd_bus_error* error) {
+    return guarded(error, [&] {
+        if (const char* sender = sd_bus_message_get_sender(message))
+            of(data).callbacks.propertiesChanged(sender);
+        return 0;
+    });
+}
+
 int Bus::State::nameClaimed(sd_bus_message* message, void* data, sd_bus_error* error) {
     return guarded(error, [&] {
         State& state = of(data);
@@ -182,13 +194,19 @@ int Bus::State::replied(sd_bus_message* message, void* data, sd_bus_error* error
     });
 }
 
-void Bus::State::watch(const std::string& match) {
+void Bus::State::watch(const std::string& match, sd_bus_message_handler_t handler, const std::string& what) {
     if (!bus || failed)
         return;
     sd_bus_slot* slot = nullptr;
     // Without an own handler for the rule's installation, the library ends the connection where that fails.
-    const int result = sd_bus_add_match_async(bus.get(), &slot, match.c_str(), ownerChanged, nullptr, this);
-    keep(slot, result, "the owners of bus names cannot be watched");
+    const int result = sd_bus_add_match_async(bus.get(), &slot, match.c_str(), handler, nullptr, this);
+    keep(slot, result, what + " cannot be watched");
+}
+
+void Bus::State::watchOwners(const std::string& argument) {
+    watch(std::string("type='signal',sender='") + busName + "',path='" + busPath + "',interface='" + busName +
+              "',member='NameOwnerChanged'," + argument,
+          ownerChanged, "the owners of bus names");
 }
 
 std::variant<OwnedMessage, std::string> Bus::State::newCall(const BusTarget& target) const {
@@ -202,13 +220,14 @@ std::variant<OwnedMessage, std::string> Bus::State::newCall(const BusTarget& tar
 }
 
 template <class... Arguments>
-void Bus::State::callBus(const std::string& method, ReplyHandler handler, const char* signature,
-                         Arguments... arguments) {
-    auto made = newCall({busName, busPath, busName, method});
+void Bus::State::call(const BusTarget& target, ReplyHandler handler, const char* signature, Arguments... arguments) {
+    auto made = newCall(target);
     auto* message = std::get_if<OwnedMessage>(&made);
     if (message == nullptr)
         return handler(CallFailure{ErrorName::invalidArguments, std::get<std::string>(made)});
-    const int result = sd_bus_message_append(message->get(), signature, arguments...);
+    int result = sd_bus_message_set_auto_start(message->get(), 0);
+    if (result >= 0)
+        result = sd_bus_message_append(message->get(), signature, arguments...);
     if (result < 0)
         return handler(CallFailure{ErrorName::invalidArguments, reason("a call cannot be made", result)});
     start(std::move(*message), Duration::max(), std::move(handler));
@@ -233,6 +252,14 @@ Bus::~Bus() = default;
 
 bool Bus::isOpen() const {
     return state_->bus && !state_->failed;
+}
+
+std::optional<std::string> Bus::uniqueName() const {
+    const char* name = nullptr;
+    // The library waits for the name of a connection that is not ready.
+    if (!isOpen() || sd_bus_is_ready(state_->bus.get()) <= 0 || sd_bus_get_unique_name(state_->bus.get(), &name) < 0)
+        return std::nullopt;
+    return name;
 }
 
 Bus::Result Bus::open() {
@@ -279,13 +306,17 @@ void Bus::announceChanges(const PropertyObject& object) {
 }
 
 void Bus::watchVanishingNames() {
-    state_->watch(std::string("type='signal',sender='") + busName + "',path='" + busPath + "',interface='" + busName +
-                  "',member='NameOwnerChanged',arg2=''");
+    state_->watchOwners("arg2=''");
 }
 
 void Bus::watchOwner(const std::string& name) {
-    state_->watch(std::string("type='signal',sender='") + busName + "',path='" + busPath + "',interface='" + busName +
-                  "',member='NameOwnerChanged',arg0='" + name + "'");
+    state_->watchOwners("arg0='" + name + "'");
+}
+
+void Bus::watchProperties(const std::string& objectPath, const std::string& interface) {
+    state_->watch("type='signal',path='" + objectPath + "',interface='" + propertiesInterface +
+                      "',member='PropertiesChanged',arg0='" + interface + "'",
+                  State::propertiesChanged, "the properties of " + objectPath);
 }
 
 void Bus::claimName(const std::string& name) {
@@ -314,12 +345,18 @@ void Bus::call(const BusTarget& target, std::optional<Value> variantArgument, Du
 
 void Bus::callBus(const std::string& method, const std::string& name, ReplyHandler handler) {
     if (isOpen())
-        state_->callBus(method, std::move(handler), "s", name.c_str());
+        state_->call({busName, busPath, busName, method}, std::move(handler), "s", name.c_str());
+}
+
+void Bus::readProperties(const std::string& peer, const std::string& objectPath, const std::string& interface,
+                         ReplyHandler handler) {
+    if (isOpen())
+        state_->call({peer, objectPath, propertiesInterface, "GetAll"}, std::move(handler), "s", interface.c_str());
 }
 
 void Bus::startService(const std::string& name, ReplyHandler handler) {
     if (isOpen())
-        state_->callBus("StartServiceByName", std::move(handler), "su", name.c_str(), 0U);
+        state_->call({busName, busPath, busName, "StartServiceByName"}, std::move(handler), "su", name.c_str(), 0U);
 }
 
 Bus::Result Bus::send(const BusTarget& target, const Value& variantArgument) {

@@ -34,6 +34,8 @@ struct BusCallbacks {
     std::function<void(IncomingCall call)> called;
     /// A watched name has a new owner, whose unique name is given; nil where it has none any more.
     std::function<void(const std::string& name, const std::optional<std::string>& owner)> ownerChanged;
+    /// A peer, whose unique name is given, says that watched properties have changed.
+    std::function<void(const std::string& peer)> propertiesChanged;
 };
 
 /// Where a call goes.
@@ -70,6 +72,8 @@ public:
     /// it is exported, watched or claimed, and makes the call fail where it is called.
     [[nodiscard]] Result open();
     bool isOpen() const;
+    /// The name that the bus has given to this connection; nil before the bus has replied to anything.
+    std::optional<std::string> uniqueName() const;
 
     /// Exports an object of this process. To be called once.
     void exportObject(const BusObject& object);
@@ -82,6 +86,10 @@ public:
     void watchVanishingNames();
     /// Reports every change of one name's owner.
     void watchOwner(const std::string& name);
+    /// Reports every change that a peer announces of an interface's properties, on an object of that path (D-Bus
+    /// Specification, org.freedesktop.DBus.Properties.PropertiesChanged). Peers that have no such object may announce
+    /// changes too.
+    void watchProperties(const std::string& objectPath, const std::string& interface);
     /// Requests a well-known name, after everything is exported. The bus fails where another process owns it.
     void claimName(const std::string& name);
 
@@ -91,6 +99,10 @@ public:
     void call(const BusTarget& target, std::optional<Value> variantArgument, Duration timeout, ReplyHandler handler);
     /// As `call`, of a method of the bus itself that takes a name.
     void callBus(const std::string& method, const std::string& name, ReplyHandler handler);
+    /// Reads all properties of an interface of a peer's object; launches nothing. `handler` gets what the peer replied,
+    /// which should be a dictionary, as that of `call` does; there is no timeout.
+    void readProperties(const std::string& peer, const std::string& objectPath, const std::string& interface,
+                        ReplyHandler handler);
     /// Has the bus launch a service that does not run; the reply comes when the service owns its name.
     void startService(const std::string& name, ReplyHandler handler);
     /// Calls a method with a variant and asks for no reply. An error is the reason why the value cannot be sent. On a

@@ -7,8 +7,10 @@
 #include "Support/BusPeer.h"
 #include "Support/PrivateBus.h"
 #include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
 
 #include <new>
 #include <optional>
@@ -29,6 +31,7 @@ protected:
         made.peerSent = [this](const std::string& peer) { peers.push_back(peer); };
         made.called = [this](const IncomingCall& call) { called(call); };
         made.ownerChanged = [this](const std::string& name, const auto& owner) { owners.emplace_back(name, owner); };
+        made.propertiesChanged = [this](const std::string& peer) { changed.push_back(peer); };
         return made;
     }
     /// The failure of a call; its name is "none" where it succeeds.
@@ -46,6 +49,7 @@ protected:
     std::vector<std::string> failures;
     std::vector<std::string> peers;
     Owners owners;
+    std::vector<std::string> changed;
     std::function<void(const IncomingCall&)> called = [](const IncomingCall& call) { call.reply(); };
     Bus own{callbacks()};
     const BusObject object{"/org/example/Own", "org.example.Own", {{"Work", "", {}, false}}};
@@ -65,6 +69,8 @@ TEST_F(ABus, IsOpenUntilItFailsAndFailsOnce) {
     own.call(itself, std::nullopt, std::chrono::seconds(1), [&](const auto&) { answered = true; });
     own.callBus("GetNameOwner", "a.b", [&](const auto&) { answered = true; });
     own.startService("a.b", [&](const auto&) { answered = true; });
+    own.readProperties("a.b", "/", "a.b", [&](const auto&) { answered = true; });
+    own.watchProperties("/", "a.b");
     EXPECT_TRUE(own.send(itself, "x"));
     loop.runOnce(Platform::Duration::zero());
     EXPECT_FALSE(answered);
@@ -121,6 +127,76 @@ TEST_F(ABus, ReportsEveryOwnerOfANameThatItWatches) {
     }
     ASSERT_TRUE(loop.runUntil([&] { return owners.size() == 2; }));
     EXPECT_EQ(owners[1], (std::pair<std::string, std::optional<std::string>>("org.example.Other", std::nullopt)));
+}
+
+TEST_F(ABus, HasAUniqueNameOnceTheBusHasReplied) {
+    EXPECT_EQ(own.uniqueName(), std::nullopt);
+    ASSERT_TRUE(own.open());
+    EXPECT_EQ(own.uniqueName(), std::nullopt);
+    EXPECT_EQ(failureOf(itself).name, "none");
+    const auto name = own.uniqueName();
+    ASSERT_TRUE(name);
+    std::optional<Bus::Reply> owner;
+    own.callBus("GetNameOwner", *name, [&](Bus::Reply received) { owner = std::move(received); });
+    ASSERT_TRUE(loop.runUntil([&] { return owner.has_value(); }));
+    EXPECT_EQ(*owner, Bus::Reply(Value(*name)));
+    daemon.kill();
+    ASSERT_TRUE(loop.runUntil([&] { return !failures.empty(); }));
+    EXPECT_EQ(own.uniqueName(), std::nullopt);
+}
+
+TEST_F(ABus, ReadsThePropertiesOfAPeersObject) {
+    ASSERT_TRUE(own.open());
+    const TestSupport::BusPeer peer;
+    const int number = 5;
+    const std::vector<sd_bus_vtable> table{SD_BUS_VTABLE_START(0),
+                                           SD_BUS_PROPERTY("Number", "i", nullptr, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+                                           SD_BUS_VTABLE_END};
+    ASSERT_GE(sd_bus_add_object_vtable(peer.handle(), nullptr, "/org/example/Peer", "org.example.Peer", table.data(),
+                                       const_cast<int*>(&number)),
+              0);
+    std::vector<Bus::Reply> replies;
+    const auto keep = [&](Bus::Reply reply) { replies.push_back(std::move(reply)); };
+    own.readProperties(peer.uniqueName(), "/org/example/Peer", "org.example.Peer", keep);
+    ASSERT_TRUE(loop.runUntil([&] { return replies.size() == 1; }));
+    EXPECT_EQ(replies[0], Bus::Reply(Value(Dictionary{{"Number", std::int64_t{5}}})));
+    own.readProperties(peer.uniqueName(), "/org/example/Other", "org.example.Peer", keep);
+    ASSERT_TRUE(loop.runUntil([&] { return replies.size() == 2; }));
+    EXPECT_EQ(std::get<CallFailure>(replies[1]).name, "org.freedesktop.DBus.Error.UnknownObject");
+    own.readProperties("org.example.Nobody", "no path", "org.example.Peer", keep);
+    ASSERT_EQ(replies.size(), 3U);
+    EXPECT_EQ(replies[2], Bus::Reply(CallFailure{"org.freedesktop.DBus.Error.InvalidArgs",
+                                                 "a call cannot be made (Invalid argument)"}));
+}
+
+TEST_F(ABus, LaunchesNothingToReadProperties) {
+    TestSupport::TemporaryDirectory folder;
+    const TestSupport::PrivateBus other({{"org.example.Idle", "/bin/touch " + folder.path("launched")}});
+    ASSERT_TRUE(own.open());
+    std::optional<Bus::Reply> reply;
+    own.readProperties("org.example.Idle", "/", "org.example.Idle",
+                       [&](Bus::Reply received) { reply = std::move(received); });
+    ASSERT_TRUE(loop.runUntil([&] { return reply.has_value(); }));
+    EXPECT_EQ(std::get<CallFailure>(*reply).name, "org.freedesktop.DBus.Error.NameHasNoOwner");
+}
+
+TEST_F(ABus, ReportsChangesOfThePropertiesThatItWatches) {
+    ASSERT_TRUE(own.open());
+    own.watchProperties("/org/example/Peer", "org.example.Peer");
+    EXPECT_EQ(failureOf(itself).name, "none") << "the bus has taken the rule";
+    const TestSupport::BusPeer peer;
+    const auto announce = [&](const char* path, const char* interface) {
+        EXPECT_GE(sd_bus_emit_signal(peer.handle(), path, "org.freedesktop.DBus.Properties", "PropertiesChanged",
+                                     "sa{sv}as", interface, 0, 1, "Number"),
+                  0);
+    };
+    announce("/org/example/Other", "org.example.Peer");
+    announce("/org/example/Peer", "org.example.Other");
+    announce("/org/example/Peer", "org.example.Peer");
+    ASSERT_TRUE(loop.runUntil([&] { return !changed.empty(); }));
+    EXPECT_EQ(changed, std::vector<std::string>{peer.uniqueName()});
+    own.watchProperties("it's", "org.example.Peer");
+    EXPECT_EQ(failures, std::vector<std::string>{"the properties of it's cannot be watched (Invalid argument)"});
 }
 
 TEST_F(ABus, AnswersACallWithTheExceptionThatLeavesIt) {
