@@ -3,7 +3,10 @@
 #include "Platform/Json.h"
 #include "Platform/Printable.h"
 #include "Platform/StandardStreams.h"
+#include "Platform/Terminal.h"
 #include "Tools/Failure.h"
+
+#include <boost/json/serialize.hpp>
 
 #include <algorithm>
 #include <array>
@@ -71,6 +74,19 @@ std::string prettyJson(const boost::json::value& value) {
     return StandardStreams::outputIsTerminal() ? withEscapedControls(json) : json;
 }
 
+std::string jsonLine(const boost::json::value& value) {
+    const auto json = boost::json::serialize(value) + "\n";
+    return StandardStreams::outputIsTerminal() ? withEscapedControls(json) : json;
+}
+
+std::string_view beginning(std::string_view text, std::size_t bytes) {
+    if (text.size() <= bytes)
+        return text;
+    while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xc0U) == 0x80U)
+        --bytes;
+    return text.substr(0, bytes);
+}
+
 std::string byteCount(std::uint64_t bytes) {
     constexpr std::array units{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
     if (bytes < 1024)
@@ -84,7 +100,7 @@ std::string byteCount(std::uint64_t bytes) {
     return text.data();
 }
 
-ProgressLine::ProgressLine() : visible_(StandardStreams::errorIsTerminal()) {}
+ProgressLine::ProgressLine() : visible_(Platform::Terminal::errorTakesEscapes()) {}
 
 ProgressLine::~ProgressLine() {
     clear();
@@ -93,16 +109,10 @@ ProgressLine::~ProgressLine() {
 void ProgressLine::show(std::string_view text) {
     if (!visible_)
         return;
-    std::string line = Platform::printable(text);
+    const std::string line = Platform::printable(text);
     // A line that reaches the right edge would wrap. A text has at least as many bytes as columns.
     const std::size_t columns = StandardStreams::errorColumns() - 1;
-    if (line.size() > columns) {
-        std::size_t end = columns;
-        while (end > 0 && (static_cast<unsigned char>(line[end]) & 0xc0U) == 0x80U)
-            --end;
-        line.resize(end);
-    }
-    StandardStreams::writeError(eraseLine + line);
+    StandardStreams::writeError(eraseLine + std::string(beginning(line, columns)));
     shown_ = true;
 }
 

@@ -18,10 +18,15 @@ void complain(std::string_view line);
 /// The value as JSON over several lines, with a line feed at the end. On a terminal control characters are escaped that
 /// JSON leaves as they are (RFC 8259, section 7: DEL, C1 and the line separators).
 std::string prettyJson(const boost::json::value& value);
+/// The value as JSON in one line, with a line feed at the end; on a terminal as `prettyJson`.
+std::string jsonLine(const boost::json::value& value);
+/// The beginning of a text in UTF-8: as many whole characters as fit into so many bytes.
+std::string_view beginning(std::string_view text, std::size_t bytes);
 /// A number of bytes as people read it: "812 B", "1.5 MiB".
 std::string byteCount(std::uint64_t bytes);
 
-/// A progress line on standard error that is rewritten in place; silent unless that is a terminal.
+/// A progress line on standard error that is rewritten in place; silent unless that is a terminal that takes
+/// escape sequences.
 class ProgressLine {
 public:
     ProgressLine();

@@ -3,6 +3,7 @@
 #include "Platform/Settings/SettingsFile.h"
 #include "Platform/Utf8.h"
 #include "Tools/Output.h"
+#include "Tools/RequiredSettings.h"
 #include "Tools/SharedPreferences.h"
 #include "Tools/Verbs.h"
 
@@ -24,16 +25,10 @@ struct Arguments {
 };
 using SharedArguments = std::shared_ptr<Arguments>;
 
-[[noreturn]] void fail(const Platform::Error& error) {
-    // An error of a system call has the number of errno(3); any other is about the file's content.
-    throw Failure(error.domain == "POSIX" ? ExitStatus::InputOutput : ExitStatus::Configuration,
-                  error.localizedDescription);
-}
-
 boost::json::object allPreferences() {
     auto read = Platform::SettingsFile::read(Preferences::pathOfDomain(sharedDomain));
     if (const auto* error = std::get_if<Platform::Error>(&read))
-        fail(*error);
+        throw settingsFailure(*error);
     return std::get<0>(std::move(read)).value_or(boost::json::object());
 }
 
@@ -85,13 +80,13 @@ ExitStatus set(const Arguments& arguments) {
     if (arguments.key == quenmarkPathKey)
         makeQuenmarkFolder(arguments.value);
     if (const auto error = Preferences::setObject(sharedDomain, arguments.key, boost::json::value(arguments.value)))
-        fail(*error);
+        throw settingsFailure(*error);
     return ExitStatus::Success;
 }
 
 ExitStatus unset(const Arguments& arguments) {
     if (const auto error = Preferences::removeObject(sharedDomain, arguments.key))
-        fail(*error);
+        throw settingsFailure(*error);
     return ExitStatus::Success;
 }
 

@@ -4,6 +4,8 @@ namespace Tools {
 
 /// The preferences that the service and the desktop application share.
 inline constexpr const char* sharedDomain = "Velkarin.Quenmark";
+/// This computer's identifier.
+inline constexpr const char* computerIdKey = "computerIdKey";
 /// The folder that holds the Quenmark folder, an absolute path.
 inline constexpr const char* quenmarkPathKey = "quenmarkPathKey";
 /// The name of the Quenmark folder in it.

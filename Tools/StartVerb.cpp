@@ -2,11 +2,17 @@
 #include "Platform/Ipc/ServiceCall.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Tools/Output.h"
+#include "Tools/RequiredSettings.h"
+#include "Tools/ServiceNames.h"
+#include "Tools/Status/Advice.h"
+#include "Tools/Status/StatusClient.h"
 #include "Tools/Verbs.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace Tools {
 
@@ -14,37 +20,68 @@ namespace Ipc = Platform::Ipc;
 
 namespace {
 
-const Ipc::ServiceAddress service{"Velkarin.Quenmark.TopFileUploadXpcService",
-                                  "/Velkarin/Quenmark/TopFileUploadXpcService"};
-constexpr const char* engineInterface = "Velkarin.Quenmark.TopFileUploadXpcServiceProtocol";
-constexpr const char* engineMethod = "GetTopFileUpload";
-constexpr const char* messageInterface = "Velkarin.Quenmark.XPC";
-constexpr const char* messageMethod = "Message";
+const Ipc::ServiceAddress service{ServiceNames::service, ServiceNames::object};
 constexpr auto launchLimit = std::chrono::seconds(30);
 
-/// Starts the engine of the service by whichever of its two front ends it was built with.
+/// Starts an engine of the service by whichever of its two front ends it offers, where none runs.
 class Starter {
 public:
+    explicit Starter(bool startsAnother)
+        : startsAnother_(startsAnother), client_({[this](const auto& status) { decide(status); },
+                                                  [this](const Failure& failure) { decideWithoutStatus(failure); }}) {}
+
     ExitStatus run() {
-        callEngine();
+        client_.start();
         return static_cast<ExitStatus>(loop_.run());
     }
 
 private:
     using Failed = std::optional<Ipc::CallFailure>;
 
+    void decide(const std::optional<ServiceStatus>& status) {
+        if (std::exchange(hasDecided_, true))
+            return;
+        const auto* running = status && !startsAnother_ ? runningEngine(*status) : nullptr;
+        if (running == nullptr)
+            return callEngine();
+        // The one engine of managed mode takes a call for "ask now".
+        const bool asks = status->mode == "managed";
+        complain("an engine runs already (" + shown(running->state) +
+                 (asks ? "), and asks now" : "); --another starts one more"));
+        if (asks)
+            return callEngine();
+        loop_.stop(static_cast<int>(ExitStatus::Success));
+    }
+
+    void decideWithoutStatus(const Failure& failure) {
+        if (std::exchange(hasDecided_, true))
+            return;
+        // A service of another version may have no status, or another one.
+        if (failure.status() == ExitStatus::Software)
+            return callEngine();
+        finish(failure.status(), failure.what());
+    }
+
+    static const EngineStatus* runningEngine(const ServiceStatus& status) {
+        const auto found = std::ranges::find_if(status.engines, [](const EngineStatus& engine) {
+            return conditionOf(engine) != Condition::NotStarted && engine.state != "stalled";
+        });
+        return found == status.engines.end() ? nullptr : &*found;
+    }
+
     void callEngine() {
-        call_ = Ipc::callService(service, engineInterface, engineMethod, std::nullopt, launchLimit,
-                                 [this](const Failed& failure) {
+        call_ = Ipc::callService(service, ServiceNames::engineInterface, ServiceNames::engineMethod, std::nullopt,
+                                 launchLimit, [this](const Failed& failure) {
                                      if (failure && isUnknown(failure->name))
                                          return sendMessage();
-                                     finish(failure);
+                                     finishCall(failure);
                                  });
     }
 
     void sendMessage() {
-        call_ = Ipc::callService(service, messageInterface, messageMethod, Ipc::Value(Ipc::Dictionary()), launchLimit,
-                                 [this](const Failed& failure) { finish(failure); });
+        call_ = Ipc::callService(service, ServiceNames::messageInterface, ServiceNames::messageMethod,
+                                 Ipc::Value(Ipc::Dictionary()), launchLimit,
+                                 [this](const Failed& failure) { finishCall(failure); });
     }
 
     static bool isUnknown(const std::string& error) {
@@ -52,23 +89,41 @@ private:
                error == Ipc::ErrorName::unknownObject;
     }
 
-    void finish(const Failed& failure) {
+    void finishCall(const Failed& failure) {
         if (failure)
-            complain("the service cannot be started: " + failure->text);
-        loop_.stop(static_cast<int>(failure ? ExitStatus::Unavailable : ExitStatus::Success));
+            return finish(ExitStatus::Unavailable, failure->text);
+        loop_.stop(static_cast<int>(ExitStatus::Success));
     }
 
+    void finish(ExitStatus status, const std::string& text) {
+        complain("the service cannot be started: " + text);
+        loop_.stop(static_cast<int>(status));
+    }
+
+    const bool startsAnother_;
+    bool hasDecided_ = false;
     Platform::RunLoop loop_;
     std::unique_ptr<Ipc::ServiceCall> call_;
+    StatusClient client_;
 };
 
 } // namespace
 
 void addStart(CLI::App& program, Action& action) {
     auto& verb = *program.add_subcommand("start", "Launch the service and start its engine");
-    verb.footer("The session bus launches the service where it does not run yet. Ends with 69 where the bus or the\n"
-                "service cannot be reached.\n\nExample:\n  quenmark start");
-    verb.callback([&action] { action = [] { return Starter().run(); }; });
+    const auto startsAnother = std::make_shared<bool>(false);
+    verb.add_flag("--another", *startsAnother, "Start one more engine where one runs already");
+    verb.footer(
+        "The session bus launches the service where it does not run yet. Where an engine runs that is not\n"
+        "stalled, none is started; the one of managed mode asks now. Ends with 69 where the bus or the service\n"
+        "cannot be reached, and with 78 where computerIdKey or quenmarkPathKey is not set, the folder does not\n"
+        "exist or deployment.json is malformed.\n\nExample:\n  quenmark start");
+    verb.callback([&action, startsAnother] {
+        action = [startsAnother] {
+            requireSettings();
+            return Starter(*startsAnother).run();
+        };
+    });
 }
 
 } // namespace Tools

@@ -17,6 +17,8 @@ ExitStatus run(int argc, char** argv) {
     program.footer("More on each verb: quenmark VERB --help\n\n" + Tools::describedExitStatuses());
     Tools::Action action;
     Tools::addStart(program, action);
+    Tools::addStop(program, action);
+    Tools::addStatus(program, action);
     Tools::addPrefs(program, action);
     Tools::addWatch(program, action);
     Tools::addPush(program, action);

@@ -10,8 +10,8 @@ class TheHelp : public AQuenmarkTool {};
 
 TEST_F(TheHelp, ShowsAnExampleForEveryVerb) {
     const std::vector<std::vector<std::string>> verbs{
-        {"start"},          {"prefs"}, {"prefs", "list"}, {"prefs", "get"}, {"prefs", "set"},
-        {"prefs", "unset"}, {"watch"}, {"push"},          {"operations"},   {"call"}};
+        {"start"},        {"stop"},           {"status"}, {"prefs"}, {"prefs", "list"}, {"prefs", "get"},
+        {"prefs", "set"}, {"prefs", "unset"}, {"watch"},  {"push"},  {"operations"},    {"call"}};
     for (auto verb : verbs) {
         std::string example = "  quenmark";
         for (const auto& word : verb)
@@ -48,6 +48,8 @@ TEST_F(TheHelp, ListsTheExitStatuses) {
 
 TEST_F(TheHelp, NamesTheArgumentsOfAVerb) {
     const std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> usages{
+        {{"start"}, {"--another"}},
+        {{"status"}, {"--json", "--follow"}},
         {{"prefs", "get"}, {"KEY"}},
         {{"prefs", "set"}, {"KEY", "VALUE"}},
         {{"prefs", "unset"}, {"KEY"}},
@@ -73,9 +75,11 @@ TEST_F(TheHelp, NamesTheVersion) {
 
 TEST_F(TheHelp, IsPointedToAfterAWrongCommandLine) {
     const std::vector<std::vector<std::string>> wrong{{},
-                                                      {"stop"},
+                                                      {"begin"},
                                                       {"start", "now"},
                                                       {"start", "--fast"},
+                                                      {"stop", "now"},
+                                                      {"status", "--xml"},
                                                       {"prefs"},
                                                       {"prefs", "get"},
                                                       {"prefs", "set", "a"},

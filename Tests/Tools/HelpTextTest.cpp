@@ -37,6 +37,8 @@ TEST_F(TheWholeHelp, OfTheProgram) {
                "\n"
                "Subcommands:\n"
                "  start                       Launch the service and start its engine\n"
+               "  stop                        End the service\n"
+               "  status                      Show what the service is doing\n"
                "  prefs                       Read and change the preferences of the service\n"
                "  watch                       Follow items as they arrive, with progress\n"
                "  push                        Queue a file or folder for a computer at a development web service\n"
@@ -54,12 +56,54 @@ TEST_F(TheWholeHelp, OfStart) {
            "\n"
            "Options:\n"
            "  -h,--help                   Print this help message and exit\n"
+           "  --another                   Start one more engine where one runs already\n"
            "\n"
-           "The session bus launches the service where it does not run yet. Ends with 69 where the bus or the\n"
-           "service cannot be reached.\n"
+           "The session bus launches the service where it does not run yet. Where an engine runs that is not\n"
+           "stalled, none is started; the one of managed mode asks now. Ends with 69 where the bus or the service\n"
+           "cannot be reached, and with 78 where computerIdKey or quenmarkPathKey is not set, the folder does not\n"
+           "exist or deployment.json is malformed.\n"
            "\n"
            "Example:\n"
            "  quenmark start\n");
+}
+
+TEST_F(TheWholeHelp, OfStop) {
+    expect("stop",
+           "End the service\n"
+           "Usage: quenmark stop [OPTIONS]\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "\n"
+           "Waits until the service has ended, at most 30 seconds. One that does not run is no error. What has\n"
+           "been received of an item is kept. Ends with 69 where the bus cannot be reached or the service "
+           "belongs\n"
+           "to another user or container, and with 75 where it does not end in time.\n"
+           "\n"
+           "Example:\n"
+           "  quenmark stop\n");
+}
+
+TEST_F(TheWholeHelp, OfStatus) {
+    expect("status",
+           "Show what the service is doing\n"
+           "Usage: quenmark status [OPTIONS]\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "  --json                      Print a JSON object; with --follow one a line\n"
+           "  --follow                    Go on at each change, until SIGINT (Ctrl-C)\n"
+           "\n"
+           "Never launches the service; --follow waits for one that does not run. On a terminal --follow redraws\n"
+           "the screen, elsewhere it prints a line for each change, and it ends with 0.\n"
+           "\n"
+           "Ends with 0 where an engine has been started and none has a problem, with 69 where the service does\n"
+           "not run, 75 where an engine is stalled, retrying, blocked or offline or none has been started, and 78\n"
+           "where one is not configured; with 70 where the service's answer is no status.\n"
+           "\n"
+           "Examples:\n"
+           "  quenmark status\n"
+           "  quenmark status --json | jq -r '.engines[].state'\n");
 }
 
 TEST_F(TheWholeHelp, OfPrefs) {

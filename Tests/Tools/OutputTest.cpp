@@ -24,3 +24,13 @@ TEST(ANumberOfBytes, HasTheLargestUnitThatItIsAtLeastOneOf) {
                                       {std::uint64_t{5} << 29, "2.5 GiB"}})
         EXPECT_EQ(byteCount(bytes), text);
 }
+
+TEST(TheBeginningOfAText, IsWholeCharacters) {
+    EXPECT_EQ(beginning("abc", 3), "abc");
+    EXPECT_EQ(beginning("abc", 2), "ab");
+    EXPECT_EQ(beginning("abc", 0), "");
+    EXPECT_EQ(beginning("a\u00E9b", 2), "a");
+    EXPECT_EQ(beginning("a\u00E9b", 3), "a\u00E9");
+    EXPECT_EQ(beginning("\u2028", 2), "");
+    EXPECT_EQ(beginning("\x80\x80\x80", 2), "");
+}

@@ -33,10 +33,10 @@ Ends pipeEnds() {
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
-Ends terminalEnds() {
+Ends terminalEnds(unsigned short rows = 24) {
     int ours = -1;
     int theirs = -1;
-    const struct winsize size { 24, 60, 0, 0 };
+    const struct winsize size { rows, 60, 0, 0 };
     checked(::openpty(&ours, &theirs, nullptr, nullptr, &size), "openpty");
     checked(::fcntl(ours, F_SETFD, FD_CLOEXEC), "fcntl");
     checked(::fcntl(theirs, F_SETFD, FD_CLOEXEC), "fcntl");
@@ -45,8 +45,8 @@ Ends terminalEnds() {
 
 } // namespace
 
-RunningTool::RunningTool(const std::vector<std::string>& arguments, Errors errors) {
-    auto output = pipeEnds();
+RunningTool::RunningTool(const std::vector<std::string>& arguments, Errors errors, Output outputKind) {
+    auto output = outputKind == Output::Piped ? pipeEnds() : terminalEnds(outputKind == Output::OnTerminal ? 24 : 10);
     auto error = errors == Errors::Piped ? pipeEnds() : terminalEnds();
     std::string program = QUENMARK_PROGRAM;
     std::vector<std::string> copies = arguments;

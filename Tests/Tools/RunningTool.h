@@ -22,7 +22,16 @@ public:
         OnTerminal,
     };
 
-    explicit RunningTool(const std::vector<std::string>& arguments, Errors errors = Errors::Piped);
+    enum class Output {
+        /// Standard output is a pipe.
+        Piped,
+        /// Standard output is a terminal, of 24 rows or of 10.
+        OnTerminal,
+        OnLowTerminal,
+    };
+
+    explicit RunningTool(const std::vector<std::string>& arguments, Errors errors = Errors::Piped,
+                         Output output = Output::Piped);
     RunningTool(const RunningTool&) = delete;
     RunningTool& operator=(const RunningTool&) = delete;
     /// Kills the program where it still runs.

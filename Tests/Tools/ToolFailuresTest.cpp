@@ -21,6 +21,10 @@ constexpr const char* servicePath = "/Velkarin/Quenmark/TopFileUploadXpcService"
 
 class ATool : public AQuenmarkTool {
 protected:
+    void setPreferencesToStart() const {
+        folder.write("Quenmark/.keep", "");
+        home.setPreferences(home.preferencesFor(folder.path()));
+    }
     void expect(const std::vector<std::string>& arguments, int status, const std::string& errors) const {
         const auto result = run(arguments);
         EXPECT_EQ(result.status, status) << errors;
@@ -61,6 +65,7 @@ private:
 } // namespace
 
 TEST_F(ATool, StartsByAMessageWhereTheEnginesMethodIsUnknownInAnyWay) {
+    setPreferencesToStart();
     const TestSupport::PrivateBus bus;
     for (const char* error : {"UnknownInterface", "UnknownMethod", "UnknownObject"}) {
         const RefusingService service(std::string("org.freedesktop.DBus.Error.") + error);
@@ -72,6 +77,7 @@ TEST_F(ATool, StartsByAMessageWhereTheEnginesMethodIsUnknownInAnyWay) {
 }
 
 TEST_F(ATool, DoesNotStartByAMessageWhereTheEngineFails) {
+    setPreferencesToStart();
     const TestSupport::PrivateBus bus;
     const RefusingService service("org.freedesktop.DBus.Error.Failed");
     expect({"start"}, 69, "quenmark: the service cannot be started: refused on purpose\n");

@@ -1,0 +1,94 @@
+#include "Tools/RequiredSettings.h"
+
+#include "Platform/Files/Files.h"
+#include "Platform/Settings/DeploymentSettings.h"
+#include "Platform/Settings/Environment.h"
+#include "Platform/Settings/Preferences.h"
+#include "Platform/Settings/SettingsFile.h"
+#include "Platform/Text.h"
+#include "Tools/Output.h"
+#include "Tools/SharedPreferences.h"
+
+#include <boost/json/object.hpp>
+
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace Tools {
+
+namespace Files = Platform::Files;
+
+namespace {
+
+/// A preference's text; nil where it is not set, or is no text at all.
+std::optional<std::string> textOf(const boost::json::object& preferences, std::string_view key) {
+    const auto* value = preferences.if_contains(key);
+    if (value == nullptr || !value->is_primitive() || value->is_null())
+        return std::nullopt;
+    std::string text = Platform::text(*value);
+    return text.empty() ? std::nullopt : std::optional(std::move(text));
+}
+
+boost::json::object preferences() {
+    auto read = Platform::SettingsFile::read(Platform::Preferences::pathOfDomain(sharedDomain));
+    if (const auto* error = std::get_if<Platform::Error>(&read))
+        throw settingsFailure(*error);
+    return std::get<0>(std::move(read)).value_or(boost::json::object());
+}
+
+std::optional<std::string> folderProblem(const std::optional<std::string>& path) {
+    const std::string key = quenmarkPathKey;
+    if (!path)
+        return key + " is not set; set it with: quenmark prefs set " + key + " FOLDER";
+    if (!path->starts_with('/'))
+        return key + " is not an absolute path";
+    std::string folder = *path;
+    if (Platform::DeploymentSettings::current().mode == Platform::DeploymentSettings::Mode::Compatible &&
+        Files::isDirectory(folder))
+        folder = Files::appendingPathComponent(folder, quenmarkFolderName);
+    if (Files::isDirectory(folder))
+        return std::nullopt;
+    return "the folder " + folder + " does not exist; mount its disk, or make it with: quenmark prefs set " + key +
+           " " + *path;
+}
+
+} // namespace
+
+Failure settingsFailure(const Platform::Error& error) {
+    // An error of a system call has the number of errno(3); any other is about the file's content.
+    return {error.domain == "POSIX" ? ExitStatus::InputOutput : ExitStatus::Configuration, error.localizedDescription};
+}
+
+std::optional<Platform::Error> deploymentError() {
+    auto directories = Platform::Environment::configDirectories();
+    directories.insert(directories.begin(), Platform::Environment::configHome());
+    for (const auto& directory : directories) {
+        const auto content =
+            Platform::SettingsFile::read(Files::appendingPathComponent(directory, "quenmark/deployment.json"));
+        if (const auto* error = std::get_if<Platform::Error>(&content))
+            return *error;
+        if (std::get<0>(content))
+            break;
+    }
+    return std::nullopt;
+}
+
+void requireSettings() {
+    if (const auto error = deploymentError())
+        throw settingsFailure(*error);
+    const auto known = preferences();
+    std::vector<std::string> problems;
+    if (!textOf(known, computerIdKey))
+        problems.push_back(std::string(computerIdKey) + " is not set; set it with: quenmark prefs set " +
+                           computerIdKey + " ID");
+    if (auto problem = folderProblem(textOf(known, quenmarkPathKey)))
+        problems.push_back(*std::move(problem));
+    for (const auto& problem : problems)
+        complain(problem);
+    if (!problems.empty())
+        throw Failure(ExitStatus::Configuration, "");
+}
+
+} // namespace Tools

@@ -1,0 +1,219 @@
+#include "Tools/Status/StatusText.h"
+
+#include "Tools/Output.h"
+#include "Tools/Status/Advice.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace Tools {
+
+namespace {
+
+using Tone = ScreenLine::Tone;
+
+constexpr auto npos = std::string_view::npos;
+/// No label is longer, but for the number of an engine.
+constexpr std::size_t labelWidth = 15;
+/// A narrower terminal wraps the lines itself.
+constexpr std::size_t narrowestText = 20;
+/// So many engines are shown; of the others it is told how many there are.
+constexpr std::size_t mostEngines = 5;
+
+std::uint64_t secondsBetween(const Moment& earlier, const Moment& later) {
+    if (later <= earlier)
+        return 0;
+    // As unsigned numbers, whose difference cannot overflow.
+    const auto difference =
+        static_cast<std::uint64_t>(later.microseconds) - static_cast<std::uint64_t>(earlier.microseconds);
+    return difference / 1'000'000;
+}
+
+std::string counted(std::uint64_t count, const std::string& one) {
+    return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
+}
+
+std::string received(const ServiceStatus& status) {
+    return counted(status.itemsReceived, "item") + ", " + byteCount(status.bytesReceived);
+}
+
+std::string percentage(std::uint64_t bytes, std::uint64_t total) {
+    if (total == 0)
+        return "100 %";
+    const double share = static_cast<double>(bytes) * 100 / static_cast<double>(total);
+    return std::to_string(static_cast<int>(std::min(share, 100.0))) + " %";
+}
+
+/// How much of the item at hand there is: "45 % of 3.0 GiB".
+std::string progress(const EngineStatus& engine) {
+    if (!engine.total)
+        return byteCount(engine.bytes);
+    return percentage(engine.bytes, *engine.total) + " of " + byteCount(*engine.total);
+}
+
+std::string progressWithRate(const EngineStatus& engine, const TransferRates& rates) {
+    std::string text = progress(engine);
+    const auto rate = rates.bytesPerSecond(engine);
+    if (!rate)
+        return text;
+    text += ", " + byteCount(*rate) + "/s";
+    if (!engine.total || *engine.total <= engine.bytes || *rate == 0)
+        return text;
+    const std::uint64_t left = *engine.total - engine.bytes;
+    text += ", " + timeSpan(left / *rate + (left % *rate == 0 ? 0 : 1)) + " left";
+    return text;
+}
+
+Tone toneOf(const EngineStatus& engine) {
+    switch (conditionOf(engine)) {
+    case Condition::Idle:
+    case Condition::Working:
+        return Tone::Good;
+    case Condition::NotStarted:
+    case Condition::Failing:
+    case Condition::Unconfigured:
+        break;
+    }
+    return Tone::Bad;
+}
+
+/// The engines to show, those with a problem first, then those at work.
+std::vector<const EngineStatus*> byImportance(const std::vector<EngineStatus>& engines) {
+    constexpr std::array order{Condition::Unconfigured, Condition::Failing, Condition::Working, Condition::Idle,
+                               Condition::NotStarted};
+    std::vector<const EngineStatus*> sorted;
+    for (const auto& engine : engines)
+        sorted.push_back(&engine);
+    std::ranges::stable_sort(sorted, {}, [&](const EngineStatus* engine) {
+        return std::ranges::find(order, conditionOf(*engine)) - order.begin();
+    });
+    return sorted;
+}
+
+void addEngine(std::vector<ScreenLine>& lines, const EngineStatus& engine, const StatusReading& reading, bool isOnly) {
+    const auto ago = [&](const Moment& moment) { return timeSpan(secondsBetween(moment, reading.time)) + " ago"; };
+    std::string state = shown(engine.state) + " for " + timeSpan(secondsBetween(engine.since, reading.time));
+    if (!isOnly && !engine.peer.empty())
+        state += ", of " + shown(engine.peer);
+    lines.push_back({isOnly ? "state" : "engine " + std::to_string(engine.id), state, toneOf(engine)});
+    if (const auto advice = adviceOn(engine, reading.status->serviceRoot))
+        lines.push_back({"what to do", *advice});
+    if (const auto advice = adviceOnLostItems(engine))
+        lines.push_back({"lost", *advice, Tone::Bad});
+    if (!engine.item.empty()) {
+        lines.push_back({"item", shown(engine.item)});
+        lines.push_back({"progress", progressWithRate(engine, reading.rates)});
+    }
+    if (engine.lastItem)
+        lines.push_back({"last item", shown(*engine.lastItem) +
+                                          (engine.lastItemTime ? ", " + ago(*engine.lastItemTime) : std::string())});
+    if (engine.lastResponse)
+        lines.push_back({"last response", ago(*engine.lastResponse)});
+}
+
+void addService(std::vector<ScreenLine>& lines, const StatusReading& reading) {
+    const auto& status = *reading.status;
+    lines.push_back({"received", received(status)});
+    lines.push_back({"service", shown(status.version) + ", " + shown(status.mode) + " mode, running for " +
+                                    timeSpan(secondsBetween(status.started, reading.time))});
+    lines.push_back({"web service", shown(status.serviceRoot)});
+}
+
+/// The text in pieces of at most so many bytes, of which it has at least as many as columns; each but the last ends
+/// before a blank where there is one.
+std::vector<std::string_view> pieces(std::string_view text, std::size_t width) {
+    std::vector<std::string_view> result;
+    while (text.size() > width) {
+        const std::size_t blank = text.rfind(' ', width);
+        const auto piece = blank == npos || blank == 0 ? beginning(text, width) : text.substr(0, blank);
+        result.push_back(piece);
+        text.remove_prefix(piece.size());
+        text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    }
+    result.push_back(text);
+    return result;
+}
+
+std::string_view colourOf(Tone tone) {
+    switch (tone) {
+    case Tone::Good:
+        return "\x1b[32m";
+    case Tone::Bad:
+        return "\x1b[31m";
+    case Tone::Plain:
+        break;
+    }
+    return "";
+}
+
+/// One engine in a line.
+std::string engineSummary(const EngineStatus& engine) {
+    std::string text = shown(engine.state);
+    if (!engine.item.empty())
+        text += " " + shown(engine.item) + " " + progress(engine);
+    if (!engine.reason.empty())
+        text += " (" + shown(engine.reason) + ")";
+    return text;
+}
+
+} // namespace
+
+std::string timeSpan(std::uint64_t seconds) {
+    constexpr std::array<std::pair<std::uint64_t, const char*>, 4> units{
+        {{86400, " d"}, {3600, " h"}, {60, " min"}, {1, " s"}}};
+    for (std::size_t index = 0; index + 1 < units.size(); ++index) {
+        const auto [length, name] = units.at(index);
+        const auto [nextLength, nextName] = units.at(index + 1);
+        if (seconds < length)
+            continue;
+        const std::uint64_t rest = seconds % length / nextLength;
+        return std::to_string(seconds / length) + name +
+               (rest == 0 ? std::string() : " " + std::to_string(rest) + nextName);
+    }
+    return std::to_string(seconds) + " s";
+}
+
+std::vector<ScreenLine> screenLines(const StatusReading& reading) {
+    if (!reading.status)
+        return {{"state", "not running", Tone::Bad}, {"what to do", adviceToStart}};
+    const auto engines = byImportance(reading.status->engines);
+    std::vector<ScreenLine> lines;
+    if (engines.empty())
+        lines = {{"state", "no engine started", Tone::Bad}, {"what to do", adviceToStart}};
+    for (std::size_t index = 0; index < std::min(engines.size(), mostEngines); ++index)
+        addEngine(lines, *engines[index], reading, engines.size() == 1);
+    if (engines.size() > mostEngines)
+        lines.push_back({"and", counted(engines.size() - mostEngines, "more engine")});
+    addService(lines, reading);
+    return lines;
+}
+
+std::string screenText(const std::vector<ScreenLine>& lines, bool hasColours, std::optional<std::size_t> columns) {
+    const std::size_t width = columns ? std::max(*columns, labelWidth + narrowestText + 1) - labelWidth - 1 : npos;
+    std::string result;
+    for (const auto& line : lines) {
+        const std::string_view colour = hasColours ? colourOf(line.tone) : "";
+        std::string_view label = line.label;
+        for (const auto& piece : pieces(line.text, width)) {
+            result += std::string(label) + std::string(labelWidth - std::min(label.size(), labelWidth - 1), ' ');
+            result += std::string(colour) + std::string(piece) + (colour.empty() ? "\n" : "\x1b[0m\n");
+            label = "";
+        }
+    }
+    return result;
+}
+
+std::string statusLine(const StatusReading& reading) {
+    if (!reading.status)
+        return "not running";
+    const auto engines = byImportance(reading.status->engines);
+    std::string line = engines.empty() ? "no engine started" : "";
+    for (std::size_t index = 0; index < std::min(engines.size(), mostEngines); ++index)
+        line += (index == 0 ? "" : "; ") + engineSummary(*engines[index]);
+    if (engines.size() > mostEngines)
+        line += "; and " + counted(engines.size() - mostEngines, "more engine");
+    return line + "; " + received(*reading.status);
+}
+
+} // namespace Tools

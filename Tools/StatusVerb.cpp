@@ -1,0 +1,210 @@
+#include "Platform/Loop/RunLoop.h"
+#include "Platform/Loop/Signals.h"
+#include "Platform/StandardStreams.h"
+#include "Platform/Terminal.h"
+#include "Tools/Output.h"
+#include "Tools/Status/StatusClient.h"
+#include "Tools/Status/StatusJson.h"
+#include "Tools/Status/StatusText.h"
+#include "Tools/Verbs.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <optional>
+
+namespace Tools {
+
+namespace Terminal = Platform::Terminal;
+
+namespace {
+
+struct Arguments {
+    bool asJson = false;
+    bool follows = false;
+};
+
+/// Between the two looks at a download that give its rate, and between two drawings of the screen.
+constexpr auto interval = std::chrono::seconds(1);
+
+Moment currentTime() {
+    const auto time = std::chrono::system_clock::now().time_since_epoch();
+    return {std::chrono::duration_cast<std::chrono::microseconds>(time).count()};
+}
+
+bool isDownloading(const std::optional<ServiceStatus>& status) {
+    return status && std::ranges::any_of(status->engines, [](const auto& e) { return e.state == "downloading"; });
+}
+
+std::optional<std::size_t> columnsOfOutput() {
+    if (!Platform::StandardStreams::outputIsTerminal())
+        return std::nullopt;
+    return Terminal::outputSize().columns;
+}
+
+/// A screen on a terminal that takes escape sequences, which each drawing replaces.
+class Screen {
+public:
+    void draw(std::string_view text) {
+        // More lines would scroll, and what has left the screen cannot be replaced.
+        std::size_t lines = 0;
+        std::size_t end = 0;
+        for (; lines + 1 < Terminal::outputSize().rows && end < text.size(); ++lines)
+            end = text.find('\n', end) + 1;
+        const std::string up = height_ == 0 ? "" : "\x1b[" + std::to_string(height_) + "A";
+        print(up + "\r\x1b[J" + std::string(text.substr(0, end)));
+        height_ = lines;
+    }
+
+private:
+    std::size_t height_ = 0;
+};
+
+/// What both ways to show the status have in common: the first failure ends the program.
+class StatusView {
+public:
+    StatusView()
+        : client_({[this](auto status) { guarded([&] { take(std::move(status)); }); },
+                   [this](const Failure& failure) { end(failure); }}) {}
+    StatusView(const StatusView&) = delete;
+    StatusView& operator=(const StatusView&) = delete;
+    virtual ~StatusView() = default;
+
+    ExitStatus run() {
+        client_.start();
+        const auto status = static_cast<ExitStatus>(loop_.run());
+        if (failure_)
+            throw Failure(*failure_);
+        return status;
+    }
+
+protected:
+    virtual void show() = 0;
+
+    void take(std::optional<ServiceStatus> status) {
+        reading_.status = std::move(status);
+        if (reading_.status)
+            reading_.rates.add(*reading_.status, loop_.now());
+        show();
+    }
+
+    const StatusReading& readingNow() {
+        reading_.time = currentTime();
+        return reading_;
+    }
+    template <class Function>
+    void guarded(const Function& function) {
+        try {
+            function();
+        } catch (const Failure& failure) {
+            end(failure);
+        }
+    }
+    void end(ExitStatus status) { loop_.stop(static_cast<int>(status)); }
+    void readAgain() { client_.readAgain(); }
+    std::string screen() {
+        return screenText(screenLines(readingNow()), Terminal::outputTakesColours(), columnsOfOutput());
+    }
+
+private:
+    void end(const Failure& failure) {
+        failure_ = failure;
+        end(failure.status());
+    }
+
+    Platform::RunLoop loop_;
+    std::optional<Failure> failure_;
+    StatusReading reading_;
+    StatusClient client_;
+};
+
+/// Shows the status once.
+class Look final : public StatusView {
+public:
+    explicit Look(bool asJson) : asJson_(asJson) {}
+
+private:
+    void show() override {
+        const auto& reading = readingNow();
+        // The rate of a download is the difference of two looks.
+        if (!asJson_ && !isSecondLook_ && isDownloading(reading.status)) {
+            if (!second_.isScheduled())
+                second_ = Platform::Queue::main().timer(interval, [this] {
+                    isSecondLook_ = true;
+                    readAgain();
+                });
+            return;
+        }
+        print(asJson_ ? prettyJson(statusJson(reading.status)) : screen());
+        end(reading.status ? exitStatusOf(*reading.status) : ExitStatus::Unavailable);
+    }
+
+    const bool asJson_;
+    bool isSecondLook_ = false;
+    Platform::Timer second_;
+};
+
+/// Shows the status at each change until SIGINT or SIGTERM: as a screen that is redrawn, or a line each.
+class Follower final : public StatusView {
+public:
+    explicit Follower(bool asJson)
+        : asJson_(asJson), redraws_(!asJson && Terminal::outputTakesEscapes()),
+          interrupt_(SIGINT, [this] { end(ExitStatus::Success); }),
+          termination_(SIGTERM, [this] { end(ExitStatus::Success); }) {}
+
+private:
+    void show() override {
+        if (redraws_)
+            return draw();
+        const auto& reading = readingNow();
+        std::string line = asJson_ ? jsonLine(statusJson(reading.status)) : statusLine(reading) + "\n";
+        if (line == last_)
+            return;
+        print(line);
+        last_ = std::move(line);
+    }
+
+    void draw() {
+        screen_.draw(screen());
+        // Times go on without a change; a download is looked at anew, so that its rate falls where nothing comes.
+        next_ = Platform::Queue::main().timer(interval, [this] {
+            guarded([this] { draw(); });
+            if (isDownloading(readingNow().status))
+                readAgain();
+        });
+    }
+
+    const bool asJson_;
+    const bool redraws_;
+    std::string last_;
+    Screen screen_;
+    Platform::Timer next_;
+    Platform::SignalWatch interrupt_;
+    Platform::SignalWatch termination_;
+};
+
+} // namespace
+
+void addStatus(CLI::App& program, Action& action) {
+    auto& verb = *program.add_subcommand("status", "Show what the service is doing");
+    const auto arguments = std::make_shared<Arguments>();
+    verb.add_flag("--json", arguments->asJson, "Print a JSON object; with --follow one a line");
+    verb.add_flag("--follow", arguments->follows, "Go on at each change, until SIGINT (Ctrl-C)");
+    verb.footer(
+        "Never launches the service; --follow waits for one that does not run. On a terminal --follow redraws\n"
+        "the screen, elsewhere it prints a line for each change, and it ends with 0.\n\n"
+        "Ends with 0 where an engine has been started and none has a problem, with 69 where the service does\n"
+        "not run, 75 where an engine is stalled, retrying, blocked or offline or none has been started, and 78\n"
+        "where one is not configured; with 70 where the service's answer is no status.\n\n"
+        "Examples:\n  quenmark status\n  quenmark status --json | jq -r '.engines[].state'");
+    verb.callback([&action, arguments] {
+        action = [arguments] {
+            return arguments->follows ? Follower(arguments->asJson).run() : Look(arguments->asJson).run();
+        };
+    });
+}
+
+} // namespace Tools
