@@ -24,6 +24,7 @@ protected:
         const std::string number = GetParam().number;
         home.setDeployment(R"({"serviceHost":")" + server.host() + '"' +
                            (number.empty() ? "" : R"(,"appKitVersionNumber":)" + number) + "}");
+        home.write("Quenmark/.keep", "");
         home.setPreferences(home.preferencesFor(home.path()));
         server.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"1"})"); });
     }
