@@ -2,6 +2,7 @@
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Settings/SettingsFile.h"
 #include "Platform/Utf8.h"
+#include "Tools/NearestName.h"
 #include "Tools/Output.h"
 #include "Tools/RequiredSettings.h"
 #include "Tools/SharedPreferences.h"
@@ -10,7 +11,10 @@
 #include <CLI/CLI.hpp>
 #include <boost/json/serialize.hpp>
 
+#include <algorithm>
 #include <memory>
+#include <string_view>
+#include <vector>
 
 namespace Tools {
 
@@ -22,6 +26,7 @@ struct Arguments {
     std::string key;
     std::string value;
     bool asJson = false;
+    bool isForced = false;
 };
 using SharedArguments = std::shared_ptr<Arguments>;
 
@@ -74,9 +79,21 @@ void makeQuenmarkFolder(const std::string& path) {
         throw Failure(ExitStatus::CannotCreate, error->localizedDescription);
 }
 
+/// A key that nothing reads is a mistyped one.
+void requireKnownKey(const std::string& key) {
+    const std::vector<std::string_view> keys{computerIdKey, userIdKey, quenmarkPathKey};
+    if (std::ranges::find(keys, key) == keys.end())
+        throw Failure(ExitStatus::Usage, "nothing reads \"" + key + "\"; the nearest key is " +
+                                             std::string(nearestName(key, keys)) + " (--force sets it all the same)");
+}
+
 ExitStatus set(const Arguments& arguments) {
     requireUtf8(arguments.key, "the key");
     requireUtf8(arguments.value, "the value");
+    if (!arguments.isForced)
+        requireKnownKey(arguments.key);
+    if (arguments.key == computerIdKey && arguments.value.empty())
+        throw Failure(ExitStatus::Usage, std::string(computerIdKey) + " must not be empty");
     if (arguments.key == quenmarkPathKey)
         makeQuenmarkFolder(arguments.value);
     if (const auto error = Preferences::setObject(sharedDomain, arguments.key, boost::json::value(arguments.value)))
@@ -119,6 +136,7 @@ void addPrefs(CLI::App& program, Action& action) {
     auto& setting = addCommand(verb, action, arguments, "set", "Set one preference", set);
     setting.add_option("KEY", arguments->key, "The preference's name")->required();
     setting.add_option("VALUE", arguments->value, "Its value, kept as a string")->required();
+    setting.add_flag("--force", arguments->isForced, "Set a key that nothing reads");
     setting.footer("Setting quenmarkPathKey also makes the folder VALUE/Quenmark. Behind \"--\" a value may begin\n"
                    "with \"-\".\n\nExamples:\n  quenmark prefs set quenmarkPathKey \"$HOME\"\n"
                    "  quenmark prefs set -- userIdKey -1");

@@ -6,6 +6,8 @@ namespace Tools {
 inline constexpr const char* sharedDomain = "Velkarin.Quenmark";
 /// This computer's identifier.
 inline constexpr const char* computerIdKey = "computerIdKey";
+/// The identifier of the user who is signed in.
+inline constexpr const char* userIdKey = "userIdKey";
 /// The folder that holds the Quenmark folder, an absolute path.
 inline constexpr const char* quenmarkPathKey = "quenmarkPathKey";
 /// The name of the Quenmark folder in it.

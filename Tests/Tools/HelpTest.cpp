@@ -51,7 +51,7 @@ TEST_F(TheHelp, NamesTheArgumentsOfAVerb) {
         {{"start"}, {"--another"}},
         {{"status"}, {"--json", "--follow"}},
         {{"prefs", "get"}, {"KEY"}},
-        {{"prefs", "set"}, {"KEY", "VALUE"}},
+        {{"prefs", "set"}, {"KEY", "VALUE", "--force"}},
         {{"prefs", "unset"}, {"KEY"}},
         {{"push"}, {"FILE", "--to COMPUTER", "--as NAME", "--server HOST[:PORT]"}},
         {{"call"},

@@ -161,6 +161,7 @@ TEST_F(TheWholeHelp, OfPrefsSet) {
            "\n"
            "Options:\n"
            "  -h,--help                   Print this help message and exit\n"
+           "  --force                     Set a key that nothing reads\n"
            "\n"
            "Setting quenmarkPathKey also makes the folder VALUE/Quenmark. Behind \"--\" a value may begin\n"
            "with \"-\".\n"

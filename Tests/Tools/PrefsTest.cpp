@@ -82,18 +82,44 @@ TEST_F(ThePreferences, TakeNoRelativeQuenmarkPath) {
 }
 
 TEST_F(ThePreferences, TakeValuesThatLookLikeOptionsAndVerbs) {
-    EXPECT_EQ(run({"prefs", "set", "--", "a", "-5"}).status, 0);
+    EXPECT_EQ(run({"prefs", "set", "--force", "--", "a", "-5"}).status, 0);
     EXPECT_EQ(run({"prefs", "get", "a"}).output, "-5\n");
-    EXPECT_EQ(run({"prefs", "set", "list", "watch"}).status, 0);
+    EXPECT_EQ(run({"prefs", "set", "--force", "list", "watch"}).status, 0);
     EXPECT_EQ(run({"prefs", "get", "list"}).output, "watch\n");
-    EXPECT_EQ(run({"prefs", "set", "a", ""}).status, 0);
+    EXPECT_EQ(run({"prefs", "set", "--force", "a", ""}).status, 0);
     EXPECT_EQ(run({"prefs", "get", "a"}).output, "\n");
-    EXPECT_EQ(run({"prefs", "set", "a", "[x,y]"}).status, 0);
+    EXPECT_EQ(run({"prefs", "set", "--force", "a", "[x,y]"}).status, 0);
     EXPECT_EQ(run({"prefs", "get", "a"}).output, "[x,y]\n");
 }
 
+TEST_F(ThePreferences, TakeNoKeyThatNothingReadsUnlessForced) {
+    const std::vector<std::pair<std::string, std::string>> mistyped{
+        {"computerId", "computerIdKey"}, {"USERIDKEY", "userIdKey"}, {"quenmarkPath", "quenmarkPathKey"}};
+    for (const auto& [key, nearest] : mistyped) {
+        const auto result = run({"prefs", "set", key, "1"});
+        EXPECT_EQ(result.status, 64);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "quenmark: nothing reads \"" + key + "\"; the nearest key is " + nearest +
+                                     " (--force sets it all the same)\n");
+    }
+    EXPECT_FALSE(std::filesystem::exists(preferencesFile()));
+    EXPECT_EQ(run({"prefs", "set", "computerId", "1", "--force"}).status, 0);
+    EXPECT_EQ(file(), "{\n  \"computerId\" : \"1\"\n}\n");
+}
+
+TEST_F(ThePreferences, TakeNoEmptyComputer) {
+    for (const auto& command : {std::vector<std::string>{"prefs", "set", "computerIdKey", ""},
+                                {"prefs", "set", "--force", "computerIdKey", ""}}) {
+        const auto result = run(command);
+        EXPECT_EQ(result.status, 64);
+        EXPECT_EQ(result.errors, "quenmark: computerIdKey must not be empty\n");
+    }
+    EXPECT_FALSE(std::filesystem::exists(preferencesFile()));
+    EXPECT_EQ(run({"prefs", "set", "userIdKey", ""}).status, 0);
+}
+
 TEST_F(ThePreferences, TakeNothingThatIsNotUtf8) {
-    const auto result = run({"prefs", "set", "a", "b\xC3("});
+    const auto result = run({"prefs", "set", "--force", "a", "b\xC3("});
     EXPECT_EQ(result.status, 65);
     EXPECT_EQ(result.errors, "quenmark: the value is not UTF-8 at byte 1\n");
     EXPECT_FALSE(std::filesystem::exists(preferencesFile()));
@@ -103,7 +129,7 @@ TEST_F(ThePreferences, AreLeftAloneWhereTheirFileIsMalformed) {
     writeFile("{\"a\":");
     for (const auto& command : {std::vector<std::string>{"prefs", "list"},
                                 {"prefs", "get", "a"},
-                                {"prefs", "set", "a", "b"},
+                                {"prefs", "set", "--force", "a", "b"},
                                 {"prefs", "unset", "a"}}) {
         const auto result = run(command);
         EXPECT_EQ(result.status, 78) << command[1];
@@ -116,7 +142,7 @@ TEST_F(ThePreferences, AreLeftAloneWhereTheirFileIsMalformed) {
 TEST_F(ThePreferences, AreNoMatterOfConfigurationWhereTheirFileCannotBeRead) {
     std::filesystem::create_directories(preferencesFile());
     for (const auto& command :
-         {std::vector<std::string>{"prefs", "list"}, {"prefs", "get", "a"}, {"prefs", "set", "a", "b"}}) {
+         {std::vector<std::string>{"prefs", "list"}, {"prefs", "get", "a"}, {"prefs", "set", "--force", "a", "b"}}) {
         const auto result = run(command);
         EXPECT_EQ(result.status, 74) << command[1];
         EXPECT_EQ(result.errors, "quenmark: " + preferencesFile() + ": Is a directory\n");
@@ -126,8 +152,8 @@ TEST_F(ThePreferences, AreNoMatterOfConfigurationWhereTheirFileCannotBeRead) {
 TEST_F(ThePreferences, LoseNothingWhenManyAreSetAtOnce) {
     std::vector<std::unique_ptr<RunningTool>> writers;
     for (int number = 0; number < 12; ++number)
-        writers.push_back(std::make_unique<RunningTool>(
-            std::vector<std::string>{"prefs", "set", "key" + std::to_string(number), std::to_string(number)}));
+        writers.push_back(std::make_unique<RunningTool>(std::vector<std::string>{
+            "prefs", "set", "--force", "key" + std::to_string(number), std::to_string(number)}));
     for (const auto& writer : writers)
         EXPECT_EQ(writer->wait(), 0) << writer->errors();
     const auto preferences = boost::json::parse(file()).as_object();
