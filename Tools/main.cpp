@@ -1,5 +1,6 @@
 #include "Platform/StandardStreams.h"
 #include "Tools/Output.h"
+#include "Tools/UnknownWord.h"
 #include "Tools/Verbs.h"
 
 #include <CLI/CLI.hpp>
@@ -31,7 +32,8 @@ ExitStatus run(int argc, char** argv) {
             program.exit(error);
             return ExitStatus::Success;
         }
-        throw Tools::Failure(ExitStatus::Usage, std::string(error.what()) + " (--help tells more)");
+        const auto unknown = Tools::unknownWord(program, {argv + 1, argv + argc});
+        throw Tools::Failure(ExitStatus::Usage, unknown.value_or(error.what()) + " (--help tells more)");
     }
     return action();
 }

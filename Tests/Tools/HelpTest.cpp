@@ -97,4 +97,36 @@ TEST_F(TheHelp, IsPointedToAfterAWrongCommandLine) {
     }
 }
 
+TEST_F(TheHelp, IsPointedToWithTheNearestWordAfterAnUnknownOne) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> wrong{
+        {{"stat"}, R"(verb "stat"; the nearest one is start)"},
+        {{"statsu"}, R"(verb "statsu"; the nearest one is status)"},
+        {{"WATHC"}, R"(verb "WATHC"; the nearest one is watch)"},
+        {{"prefs", "gett", "a"}, R"(verb "gett"; the nearest one is get)"},
+        {{"--verion"}, R"(option "--verion"; the nearest one is --version)"},
+        {{"status", "--folow"}, R"(option "--folow"; the nearest one is --follow)"},
+        {{"status", "--folow=1"}, R"(option "--folow"; the nearest one is --follow)"},
+        {{"call", "--outptu", "x", "LogError"}, R"(option "--outptu"; the nearest one is --output)"},
+        {{"push", "--to", "--weird", "--ass", "b", "c"}, R"(option "--ass"; the nearest one is --as)"},
+        {{"push", "--to=7", "--servre", "b", "c"}, R"(option "--servre"; the nearest one is --server)"}};
+    for (const auto& [arguments, what] : wrong) {
+        const auto result = run(arguments);
+        EXPECT_EQ(result.status, 64);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "quenmark: there is no " + what + " (--help tells more)\n");
+    }
+}
+
+TEST_F(TheHelp, IsPointedToAfterAWrongUseOfWhatThereIs) {
+    for (const auto& arguments : {std::vector<std::string>{"prefs", "set", "a", "b", "c"},
+                                  {"prefs", "get", "--", "--folow", "x"},
+                                  {"start", "-"},
+                                  {"call", "--timeout", "--bar", "x"}}) {
+        const auto result = run(arguments);
+        EXPECT_EQ(result.status, 64);
+        EXPECT_EQ(result.errors.find("there is no"), std::string::npos) << result.errors;
+        EXPECT_TRUE(result.errors.ends_with(" (--help tells more)\n")) << result.errors;
+    }
+}
+
 } // namespace ToolTest
