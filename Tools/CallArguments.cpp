@@ -115,7 +115,13 @@ std::string wirePathOf(const std::string& file) {
 void setFile(const OperationDescription& operation, const std::string& file, boost::json::value& body) {
     if (operation.variant != OperationVariant::HeaderUpload)
         throw Failure(ExitStatus::Usage, std::string(operation.name) + " sends no file");
-    if (!body.get_object().emplace(filePathKey, wirePathOf(file)).second)
+    const std::string wirePath = wirePathOf(file);
+    // Opens the file and reads nothing of it: every file that can be read is too large.
+    const auto opened = Platform::Files::contents(file, 0);
+    if (const auto* error = std::get_if<Platform::Error>(&opened);
+        error != nullptr && error->code != static_cast<int>(std::errc::file_too_large))
+        throw Failure(ExitStatus::NoInput, error->localizedDescription);
+    if (!body.get_object().emplace(filePathKey, wirePath).second)
         throw Failure(ExitStatus::Usage, "--file and FilePath exclude each other");
 }
 

@@ -23,6 +23,11 @@ struct CallArguments {
     std::optional<std::string> output;
     std::chrono::duration<double> timeout = std::chrono::seconds(90);
     bool verbose = false;
+    /// Whether the response is printed under its wire keys, whether a stream's header fields are printed, and whether a
+    /// "ReturnStatus" other than "0" is a failure.
+    bool printsWireKeys = false;
+    bool printsHeaders = false;
+    bool failsByStatus = false;
 };
 
 /// The request that the arguments give: an object of texts under the operation's keys, or a list of them for an

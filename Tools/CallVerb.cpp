@@ -13,7 +13,8 @@ constexpr const char* help =
     "OPERATION is a name from `quenmark operations`, also without \"async\" and in any case of letters. Key is a key\n"
     "of its request, spelled exactly; a key that is not given is not sent. The response is printed as JSON under the\n"
     "names of its properties: a record as an object, a list as an array, a bare status as a value or null. A stream\n"
-    "is written as it comes.\n\n"
+    "is written as it comes; --output makes no file where nothing came. A response is held in memory, of which it may\n"
+    "take 64 MiB.\n\n"
     "A body of --json is an object with the operation's keys; for asyncSyncFilesInTableAndCloud an array of such\n"
     "objects, for which Key=value gives a list of one. Requests carry texts: a whole number stands for its digits,\n"
     "true and false for \"True\" and \"False\", and null for a key that is not sent.\n\n"
@@ -48,6 +49,9 @@ void addCall(CLI::App& program, Action& action) {
             "How long to wait for a response (90)")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, 1e9).description(""));
+    verb.add_flag("--wire", arguments->printsWireKeys, "Print the response under the keys that it has on the wire");
+    verb.add_flag("--headers", arguments->printsHeaders, "Print a stream's header fields on standard error");
+    verb.add_flag("--fail", arguments->failsByStatus, "End with 76 where \"ReturnStatus\" is not \"0\"");
     verb.add_flag("--verbose", arguments->verbose, "Write the library's log to standard error, passwords as ***");
     verb.footer(help + describedExitStatuses());
     verb.callback([&action, arguments] { action = [arguments] { return call(*arguments); }; });

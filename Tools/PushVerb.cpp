@@ -3,6 +3,7 @@
 #include "Platform/Settings/DeploymentSettings.h"
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Tools/Output.h"
+#include "Tools/RequiredSettings.h"
 #include "Tools/Shipment.h"
 #include "Tools/Verbs.h"
 
@@ -128,6 +129,8 @@ private:
 };
 
 ExitStatus push(const PushArguments& arguments) {
+    if (!arguments.server)
+        requireDeployment();
     auto consignment = consignmentOf(arguments.path, arguments.name);
     for (const auto& path : consignment.leftOut)
         complain("left out, since it is neither a file nor a folder: " + path);

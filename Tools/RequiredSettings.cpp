@@ -11,7 +11,9 @@
 
 #include <boost/json/object.hpp>
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -61,23 +63,21 @@ Failure settingsFailure(const Platform::Error& error) {
     return {error.domain == "POSIX" ? ExitStatus::InputOutput : ExitStatus::Configuration, error.localizedDescription};
 }
 
-std::optional<Platform::Error> deploymentError() {
+void requireDeployment() {
     auto directories = Platform::Environment::configDirectories();
     directories.insert(directories.begin(), Platform::Environment::configHome());
     for (const auto& directory : directories) {
         const auto content =
             Platform::SettingsFile::read(Files::appendingPathComponent(directory, "quenmark/deployment.json"));
         if (const auto* error = std::get_if<Platform::Error>(&content))
-            return *error;
+            throw settingsFailure(*error);
         if (std::get<0>(content))
-            break;
+            return;
     }
-    return std::nullopt;
 }
 
 void requireSettings() {
-    if (const auto error = deploymentError())
-        throw settingsFailure(*error);
+    requireDeployment();
     const auto known = preferences();
     std::vector<std::string> problems;
     if (!textOf(known, computerIdKey))

@@ -3,16 +3,14 @@
 #include "Platform/Error.h"
 #include "Tools/Failure.h"
 
-#include <optional>
-
 namespace Tools {
 
 /// The failure of a settings file: InputOutput where it cannot be read or written, Configuration where it is malformed.
 Failure settingsFailure(const Platform::Error& error);
 
-/// What is wrong with the file that the deployment settings come from (DeploymentSettings.h), so that others take its
-/// place; nil where nothing is, or where there is none.
-std::optional<Platform::Error> deploymentError();
+/// Throws Failure where the file that the deployment settings come from (DeploymentSettings.h) cannot be read or is
+/// malformed, so that other settings would take the place of those in it, another host among them.
+void requireDeployment();
 
 /// Sees to it that the service has what it needs to receive items: well-formed settings, the computer's identifier, and
 /// the folder; in compatible mode the Quenmark folder too, which managed mode makes. Prints a line for each that is

@@ -2,6 +2,8 @@
 
 #include "ToolFixture.h"
 
+#include <filesystem>
+
 namespace ToolTest {
 
 using TestSupport::HttpReply;
@@ -158,12 +160,32 @@ TEST_F(ACall, SendsTheFileOfAnUpload) {
     EXPECT_EQ(request.header("FilePath"), wirePath);
 }
 
-TEST_F(ACall, EndsWith74WhereTheFileOfAnUploadIsMissing) {
-    const auto result = run({"call", "UpdateFileRequestWithStream", "--file", folder.path("none")});
-    EXPECT_EQ(result.status, 74);
-    EXPECT_EQ(result.output, "");
-    EXPECT_NE(result.errors.find("the transfer failed"), std::string::npos) << result.errors;
+TEST_F(ACall, EndsWith66WhereTheFileOfAnUploadCannotBeRead) {
+    std::filesystem::create_directory(folder.path("folder"));
+    for (const auto& [name, error] : {std::pair("none", "No such file or directory"), {"folder", "Is a directory"}}) {
+        const auto result = run({"call", "UpdateFileRequestWithStream", "--file", folder.path(name)});
+        EXPECT_EQ(result.status, 66);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "quenmark: " + folder.path(name) + ": " + error + "\n");
+    }
     EXPECT_EQ(server.requests().size(), 0U);
+}
+
+TEST_F(ACall, EndsWith78WhereTheDeploymentSettingsAreMalformed) {
+    const auto path = folder.write("a", "");
+    home.setDeployment("{\"serviceHost\":\"" + server.host() + "\",}");
+    const std::string start = "quenmark: " + home.config().path("quenmark/deployment.json") + ": Not JSON: ";
+    for (const auto& arguments : {std::vector<std::string>{"call", "GetTopFileUpload"}, {"push", path, "--to", "7"}}) {
+        const auto result = run(arguments);
+        EXPECT_EQ(result.status, 78);
+        EXPECT_EQ(result.output, "");
+        EXPECT_TRUE(result.errors.starts_with(start)) << result.errors;
+        EXPECT_NE(result.errors.find(" at byte "), std::string::npos) << result.errors;
+    }
+    EXPECT_EQ(server.requests().size(), 0U);
+    server.enqueue(HttpReply::status(201, "{}"));
+    EXPECT_EQ(run({"push", path, "--to", "7", "--server", server.host()}).status, 0) << "the settings play no part";
+    EXPECT_EQ(run({"call", "NoOperation"}).status, 64) << "the command line comes first";
 }
 
 TEST_F(ACall, EndsWith69WhereThereIsNoNetwork) {
@@ -175,13 +197,17 @@ TEST_F(ACall, EndsWith69WhereThereIsNoNetwork) {
     EXPECT_EQ(result.output, "");
 }
 
-TEST_F(ACall, EndsWith74WhereTheServerRefuses) {
+TEST_F(ACall, EndsWith69WhereNoConnectionIsMade) {
     server.stopListening();
-    const auto result = run({"call", "GetTopFileUpload"});
-    EXPECT_EQ(result.status, 74);
-    EXPECT_EQ(result.output, "");
-    EXPECT_TRUE(result.errors.starts_with("quenmark: the transfer failed: ")) << result.errors;
-    EXPECT_TRUE(result.errors.ends_with(" (-1004)\n")) << result.errors;
+    const auto refused = run({"call", "GetTopFileUpload"});
+    EXPECT_EQ(refused.status, 69);
+    EXPECT_EQ(refused.output, "");
+    EXPECT_TRUE(refused.errors.starts_with("quenmark: the transfer failed: ")) << refused.errors;
+    EXPECT_TRUE(refused.errors.ends_with(" (-1004)\n")) << refused.errors;
+    deploy("nowhere.invalid");
+    const auto nowhere = run({"call", "GetTopFileUpload"});
+    EXPECT_EQ(nowhere.status, 69);
+    EXPECT_TRUE(nowhere.errors.ends_with(" (-1003)\n")) << nowhere.errors;
 }
 
 TEST_F(ACall, EndsWith74WhereTheResponseIsCutOff) {
@@ -265,6 +291,65 @@ TEST_F(ACall, KeepsTheLogToItselfUnlessVerbose) {
     EXPECT_NE(result.errors.find("Json String {\n\t  \"ToComputerID\" : \"1\"\n\t}\n"), std::string::npos)
         << result.errors;
     EXPECT_EQ(result.output, "{}\n");
+}
+
+TEST_F(ACall, PrintsWireKeysSoThatTheyGoIntoTheNextCall) {
+    server.enqueue(pollTarget,
+                   HttpReply::json(R"({"ReturnStatus":"0","FileName":"\\a","FileUploadID":"7","Other":1})"));
+    const auto result = run({"call", "GetTopFileUpload", "--wire"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output,
+              "{\n  \"FileName\" : \"\\\\a\",\n  \"FileUploadID\" : \"7\",\n  \"ReturnStatus\" : \"0\"\n}\n");
+}
+
+TEST_F(ACall, PrintsTheWireKeysOfListsInARecord) {
+    server.setHandler(
+        [](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0","FileToTransfer":[{"NewFullPath":"a"}]})"); });
+    const auto byProperty = run({"call", "GetSharedFilesTransferData"});
+    const auto byKey = run({"call", "GetSharedFilesTransferData", "--wire"});
+    EXPECT_EQ(byProperty.status, 0) << byProperty.errors;
+    EXPECT_EQ(byKey.status, 0) << byKey.errors;
+    EXPECT_NE(byProperty.output.find("\"fileToTransferArray\" : ["), std::string::npos) << byProperty.output;
+    EXPECT_NE(byKey.output.find("\"FileToTransfer\" : [\n    {\n      \"NewFullPath\" : \"a\"\n    }\n  ]"),
+              std::string::npos)
+        << byKey.output;
+}
+
+TEST_F(ACall, EndsWith76WhereTheStatusIsToBeZeroAndIsNot) {
+    const std::vector<std::pair<std::string, std::string>> responses{
+        {R"({"ReturnStatus":"1"})", "1"}, {R"({"ReturnStatus":0})", "0"}, {"{}", "(null)"}};
+    for (const auto& [response, shown] : responses) {
+        server.setHandler([text = response](const auto&) { return HttpReply::json(text); });
+        EXPECT_EQ(run({"call", "GetTopFileUpload"}).status, 0) << "without --fail";
+        const auto result = run({"call", "GetTopFileUpload", "--fail"});
+        EXPECT_EQ(result.status, 76);
+        EXPECT_TRUE(result.output.starts_with("{")) << "the response is printed all the same";
+        EXPECT_EQ(result.errors, "quenmark: ReturnStatus is " + shown + "\n");
+    }
+    server.setHandler([](const auto&) { return HttpReply::json(R"({"ReturnStatus":"0"})"); });
+    EXPECT_EQ(run({"call", "GetTopFileUpload", "--fail"}).status, 0);
+}
+
+TEST_F(ACall, PrintsTheHeaderFieldsOfAStream) {
+    server.setHandler([](const auto&) {
+        return HttpReply::status(200, "data", {{"ReturnStatus", "5"}, {"FileName", "\\a\u0085b"}});
+    });
+    const auto result = run({"call", "GetTopFileUploadWithStream", "--headers"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "data");
+    EXPECT_NE(("\n" + result.errors).find("\nReturnStatus: 5\nFileName: \\a\\xC2\\x85b\n"), std::string::npos)
+        << result.errors;
+    EXPECT_EQ(run({"call", "GetTopFileUploadWithStream"}).errors, "");
+    const auto failed = run({"call", "GetTopFileUploadWithStream", "--fail"});
+    EXPECT_EQ(failed.status, 76);
+    EXPECT_EQ(failed.output, "data");
+    EXPECT_EQ(failed.errors, "quenmark: ReturnStatus is 5\n");
+}
+
+TEST_F(ACall, LeavesNoEmptyFileWhereNothingWasStreamed) {
+    server.setHandler([](const auto&) { return HttpReply::status(200, ""); });
+    EXPECT_EQ(run({"call", "GetTopFileUploadWithStream", "--output", folder.path("out")}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(folder.path("out")));
 }
 
 } // namespace ToolTest

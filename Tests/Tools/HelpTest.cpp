@@ -55,8 +55,8 @@ TEST_F(TheHelp, NamesTheArgumentsOfAVerb) {
         {{"prefs", "unset"}, {"KEY"}},
         {{"push"}, {"FILE", "--to COMPUTER", "--as NAME", "--server HOST[:PORT]"}},
         {{"call"},
-         {"OPERATION", "PAIR Key=value", "--json FILE", "--file PATH", "--output FILE", "--timeout SECONDS",
-          "--verbose"}},
+         {"OPERATION", "PAIR Key=value", "--json FILE", "--file PATH", "--output FILE", "--timeout SECONDS", "--wire",
+          "--headers", "--fail", "--verbose"}},
         {{"operations"}, {"--json"}}};
     for (const auto& [verb, arguments] : usages) {
         auto command = verb;
