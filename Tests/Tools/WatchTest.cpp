@@ -92,6 +92,18 @@ TEST_F(AWatch, ShowsNoProgressElsewhere) {
     EXPECT_EQ(tool.errors(), "");
 }
 
+TEST_F(AWatch, ShowsNoProgressOnATerminalThatTakesNoEscapes) {
+    const TestSupport::ScopedEnvironment dumb{{"TERM", "dumb"}};
+    RunningTool tool({"watch"}, RunningTool::Errors::OnTerminal);
+    awaitReadiness(tool);
+    home.temporary().write("QuenmarkTemp/movie.bin", "m");
+    place("end", "");
+    EXPECT_TRUE(tool.waitForOutput("/end\n"));
+    tool.signal(SIGTERM);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(tool.errors(), "");
+}
+
 TEST_F(AWatch, WaitsForAFolderThatIsNotThereYet) {
     fs::remove(root);
     RunningTool tool({"watch"});
