@@ -23,6 +23,8 @@ const std::set<std::string, std::less<>> callsWithoutEffect{
     // waiting
     "epoll_create1", "epoll_ctl", "epoll_pwait2", "epoll_wait", "poll", "ppoll", "timerfd_create", "timerfd_settime",
     "eventfd2",
+    // messages on the bus: changes of the status are announced at times of their own, and put nothing on disk
+    "sendmsg",
     // properties of descriptors, and what the kill does itself
     "close", "dup", "fcntl", "getpeername", "getsockname", "getsockopt", "ioctl", "lseek", "setsockopt",
     // properties of files

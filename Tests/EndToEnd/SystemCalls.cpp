@@ -14,6 +14,8 @@ constexpr const char* tracedCalls =
     "write,fdatasync,fsync,syncfs,rename,renameat,renameat2,link,linkat,mkdir,mkdirat,unlink,"
     "unlinkat,sendto,sendmsg,copy_file_range,sendfile,sync_file_range";
 
+constexpr std::string_view unfinishedMark = "<unfinished ...>";
+
 bool matches(const SystemCall& call, std::string_view name, const std::vector<std::string>& parts) {
     return call.text.starts_with(std::string(name) + "(") &&
            std::ranges::all_of(parts, [&](const auto& part) { return call.text.find(part) != std::string::npos; });
@@ -42,12 +44,15 @@ SystemCalls::SystemCalls(const std::string& file) {
         std::string text = line.substr(std::min(line.find_first_not_of(' ', blank), line.size()));
         if (text.starts_with("<... ")) {
             if (const auto begun = unfinished.find(process); begun != unfinished.end()) {
-                calls_[begun->second].end = number;
-                calls_[begun->second].succeeded = isSuccess(text);
+                auto& call = calls_[begun->second];
+                call.text.replace(call.text.rfind(unfinishedMark), std::string::npos, text.substr(text.find('>') + 1));
+                call.end = number;
+                call.succeeded = isSuccess(text);
+                unfinished.erase(begun);
             }
             continue;
         }
-        const bool isUnfinished = text.ends_with("<unfinished ...>");
+        const bool isUnfinished = text.ends_with(unfinishedMark);
         if (isUnfinished)
             unfinished[process] = calls_.size();
         calls_.push_back({text, number, isUnfinished ? SIZE_MAX : number, isSuccess(text)});
