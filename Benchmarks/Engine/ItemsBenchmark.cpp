@@ -143,13 +143,13 @@ void run(const Plan& plan, const std::string& folder, bool isFlushed) {
             ratios.push_back(engineWall / curlWall);
     }
     std::printf("%ld items of %zu bytes, %s, %d rounds\n", plan.items, itemSize, folder.c_str(), plan.rounds);
-    std::printf("  ratio to curl%-31s wall %.2f  (at most 1.50)\n", isFlushed ? " and the flushes" : ", not flushed",
-                Benchmarks::median(ratios));
+    std::printf("  ratio to curl%-31s wall %.2f%s\n", isFlushed ? " and the flushes" : ", not flushed",
+                Benchmarks::median(ratios), isFlushed ? "  (at most 1.50)" : "");
     Report::add({.benchmark = "ItemsBenchmark",
                  .what = std::to_string(plan.items) + " items of 1 KiB, " + (isFlushed ? "flushed" : "not flushed"),
                  .peer = isFlushed ? "curl and the flushes" : "curl",
                  .values = ratios,
-                 .target = 1.5});
+                 .target = isFlushed ? 1.5 : 0});
 }
 
 } // namespace
