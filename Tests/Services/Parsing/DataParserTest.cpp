@@ -3,7 +3,7 @@
 #include "Services/DataParser.h"
 
 #include "Parsing/JsonText.h"
-#include "Services/Coding.h"
+#include "Services/CodingDefinitions.h"
 #include "Services/Properties.h"
 
 #include <boost/json/parse.hpp>
