@@ -124,37 +124,41 @@ private:
         basic(SD_BUS_TYPE_UNIX_FD, descriptor.number());
     }
 
-    void append(const Array& elements, int depth) {
-        checkRoom(elements.size());
-        open(SD_BUS_TYPE_ARRAY, "v", depth);
+    /// An array of that type of elements, which `content` appends.
+    template <class Content>
+    void array(const char* type, int depth, const Content& content) {
+        open(SD_BUS_TYPE_ARRAY, type, depth);
         const std::size_t start = size_;
-        for (const auto& element : elements)
-            variant(element, depth + 1);
+        content();
         checkArray(size_ - start);
         close();
+    }
+
+    void append(const Array& elements, int depth) {
+        checkRoom(elements.size());
+        array("v", depth, [&] {
+            for (const auto& element : elements)
+                variant(element, depth + 1);
+        });
     }
 
     void append(const Dictionary& dictionary, int depth) {
         checkRoom(dictionary.entries().size());
-        open(SD_BUS_TYPE_ARRAY, "{sv}", depth);
-        const std::size_t start = size_;
-        for (const auto& [name, value] : dictionary.entries()) {
-            open(SD_BUS_TYPE_DICT_ENTRY, "sv", depth + 1);
-            string(name);
-            variant(value, depth + 2);
-            close();
-        }
-        checkArray(size_ - start);
-        close();
+        array("{sv}", depth, [&] {
+            for (const auto& [name, value] : dictionary.entries()) {
+                open(SD_BUS_TYPE_DICT_ENTRY, "sv", depth + 1);
+                string(name);
+                variant(value, depth + 2);
+                close();
+            }
+        });
     }
 
     void append(const Dictionaries& dictionaries, int depth) {
-        open(SD_BUS_TYPE_ARRAY, "a{sv}", depth);
-        const std::size_t start = size_;
-        for (const auto& dictionary : dictionaries)
-            append(dictionary, depth + 1);
-        checkArray(size_ - start);
-        close();
+        array("a{sv}", depth, [&] {
+            for (const auto& dictionary : dictionaries)
+                append(dictionary, depth + 1);
+        });
     }
 
     template <class Content>
