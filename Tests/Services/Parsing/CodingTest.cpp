@@ -1,7 +1,6 @@
 // How much the records of a response may take, and what the errors of decoding say.
 
 #include "Services/CodingDefinitions.h"
-
 #include "Services/DataParser.h"
 
 #include <gtest/gtest.h>
