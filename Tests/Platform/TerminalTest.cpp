@@ -39,8 +39,8 @@ private:
     FileDescriptor ours_;
 };
 
-/// What is told of standard output and standard error.
-struct Told {
+/// What standard output and standard error take.
+struct Terminals {
     bool outputEscapes = Terminal::outputTakesEscapes();
     bool errorEscapes = Terminal::errorTakesEscapes();
     bool colours = Terminal::outputTakesColours();
@@ -52,25 +52,25 @@ protected:
     TestSupport::ScopedEnvironment environment{{"TERM", "xterm"}, {"NO_COLOR", std::nullopt}};
 };
 
-Told toldAt(int stream, struct winsize size = {}) {
+Terminals terminalsAt(int stream, struct winsize size = {}) {
     const FileDescriptor null(::open("/dev/null", O_RDWR | O_CLOEXEC));
     const int other = stream == STDOUT_FILENO ? STDERR_FILENO : STDOUT_FILENO;
     const FileDescriptor before(::dup(other));
     ::dup2(null.get(), other);
-    const Told told = [&] {
+    const Terminals found = [&] {
         const TerminalAt terminal(stream, size);
-        return Told();
+        return Terminals();
     }();
     ::dup2(before.get(), other);
-    return told;
+    return found;
 }
 
 TEST_F(ATerminal, TakesEscapesAndColours) {
-    const auto atOutput = toldAt(STDOUT_FILENO);
+    const auto atOutput = terminalsAt(STDOUT_FILENO);
     EXPECT_TRUE(atOutput.outputEscapes);
     EXPECT_FALSE(atOutput.errorEscapes);
     EXPECT_TRUE(atOutput.colours);
-    const auto atError = toldAt(STDERR_FILENO);
+    const auto atError = terminalsAt(STDERR_FILENO);
     EXPECT_FALSE(atError.outputEscapes);
     EXPECT_TRUE(atError.errorEscapes);
     EXPECT_FALSE(atError.colours);
@@ -78,32 +78,32 @@ TEST_F(ATerminal, TakesEscapesAndColours) {
 
 TEST_F(ATerminal, TakesNeitherWhereItIsDumb) {
     environment.set("TERM", "dumb");
-    EXPECT_FALSE(toldAt(STDOUT_FILENO).outputEscapes);
-    EXPECT_FALSE(toldAt(STDOUT_FILENO).colours);
-    EXPECT_FALSE(toldAt(STDERR_FILENO).errorEscapes);
+    EXPECT_FALSE(terminalsAt(STDOUT_FILENO).outputEscapes);
+    EXPECT_FALSE(terminalsAt(STDOUT_FILENO).colours);
+    EXPECT_FALSE(terminalsAt(STDERR_FILENO).errorEscapes);
 }
 
 TEST_F(ATerminal, TakesEscapesWhereItsKindIsNotKnown) {
     environment.set("TERM", std::nullopt);
-    EXPECT_TRUE(toldAt(STDOUT_FILENO).outputEscapes);
+    EXPECT_TRUE(terminalsAt(STDOUT_FILENO).outputEscapes);
 }
 
 TEST_F(ATerminal, TakesNoColoursWhereTheUserWantsNone) {
     environment.set("NO_COLOR", "1");
-    EXPECT_TRUE(toldAt(STDOUT_FILENO).outputEscapes);
-    EXPECT_FALSE(toldAt(STDOUT_FILENO).colours);
+    EXPECT_TRUE(terminalsAt(STDOUT_FILENO).outputEscapes);
+    EXPECT_FALSE(terminalsAt(STDOUT_FILENO).colours);
     environment.set("NO_COLOR", "");
-    EXPECT_TRUE(toldAt(STDOUT_FILENO).colours);
+    EXPECT_TRUE(terminalsAt(STDOUT_FILENO).colours);
 }
 
 TEST_F(ATerminal, HasTheSizeThatItSays) {
-    EXPECT_EQ(toldAt(STDOUT_FILENO, {30, 100, 0, 0}).size, (Terminal::Size{30, 100}));
-    EXPECT_EQ(toldAt(STDOUT_FILENO, {1, 1, 0, 0}).size, (Terminal::Size{1, 1}));
+    EXPECT_EQ(terminalsAt(STDOUT_FILENO, {30, 100, 0, 0}).size, (Terminal::Size{30, 100}));
+    EXPECT_EQ(terminalsAt(STDOUT_FILENO, {1, 1, 0, 0}).size, (Terminal::Size{1, 1}));
 }
 
 TEST_F(ATerminal, HasTheUsualSizeWhereItSaysNone) {
-    EXPECT_EQ(toldAt(STDOUT_FILENO).size, (Terminal::Size{24, 80}));
-    EXPECT_EQ(toldAt(STDERR_FILENO, {30, 100, 0, 0}).size, (Terminal::Size{24, 80})) << "the output is no terminal";
+    EXPECT_EQ(terminalsAt(STDOUT_FILENO).size, (Terminal::Size{24, 80}));
+    EXPECT_EQ(terminalsAt(STDERR_FILENO, {30, 100, 0, 0}).size, (Terminal::Size{24, 80})) << "the output is no terminal";
 }
 
 } // namespace
