@@ -103,7 +103,8 @@ TEST_F(ATerminal, HasTheSizeThatItSays) {
 
 TEST_F(ATerminal, HasTheUsualSizeWhereItSaysNone) {
     EXPECT_EQ(terminalsAt(STDOUT_FILENO).size, (Terminal::Size{24, 80}));
-    EXPECT_EQ(terminalsAt(STDERR_FILENO, {30, 100, 0, 0}).size, (Terminal::Size{24, 80})) << "the output is no terminal";
+    EXPECT_EQ(terminalsAt(STDERR_FILENO, {30, 100, 0, 0}).size, (Terminal::Size{24, 80}))
+        << "the output is no terminal";
 }
 
 } // namespace
