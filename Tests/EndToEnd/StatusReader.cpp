@@ -40,8 +40,15 @@ std::vector<boost::json::object> StatusReader::engines() {
 }
 
 std::string StatusReader::member(const std::string& name) {
+    return members({{name, ""}}).at(name);
+}
+
+StatusReader::Members StatusReader::members(const Members& wanted) {
     const auto all = engines();
-    return all.size() == 1 ? dataOf(all.front(), name) : "(" + std::to_string(all.size()) + " engines)";
+    Members members;
+    for (const auto& [name, value] : wanted)
+        members[name] = all.size() == 1 ? dataOf(all.front(), name) : "(" + std::to_string(all.size()) + " engines)";
+    return members;
 }
 
 std::string StatusReader::property(const std::string& name) {

@@ -2,6 +2,7 @@
 
 #include <boost/json/object.hpp>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,9 @@ public:
     /// The data of a member of the only engine: a text as it is, a number in decimal, "(absent)" where there is no such
     /// member, and "(N engines)" where there is not one engine.
     static std::string member(const std::string& name);
+    using Members = std::map<std::string, std::string>;
+    /// The data of the members that `wanted` names, as `member` gives them, from one reading.
+    static Members members(const Members& wanted);
     static std::string state() { return member("State"); }
     /// As `member`, of a property.
     static std::string property(const std::string& name);
