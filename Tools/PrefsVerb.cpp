@@ -22,13 +22,13 @@ namespace Preferences = Platform::Preferences;
 
 namespace {
 
-struct Arguments {
+struct PrefsArguments {
     std::string key;
     std::string value;
     bool asJson = false;
     bool isForced = false;
 };
-using SharedArguments = std::shared_ptr<Arguments>;
+using SharedArguments = std::shared_ptr<PrefsArguments>;
 
 boost::json::object allPreferences() {
     auto read = Platform::SettingsFile::read(Preferences::pathOfDomain(sharedDomain));
@@ -44,7 +44,7 @@ std::string textOf(const boost::json::value& value) {
     return boost::json::serialize(value);
 }
 
-ExitStatus list(const Arguments& arguments) {
+ExitStatus list(const PrefsArguments& arguments) {
     const auto preferences = allPreferences();
     if (arguments.asJson) {
         print(prettyJson(preferences));
@@ -55,7 +55,7 @@ ExitStatus list(const Arguments& arguments) {
     return ExitStatus::Success;
 }
 
-ExitStatus get(const Arguments& arguments) {
+ExitStatus get(const PrefsArguments& arguments) {
     const auto preferences = allPreferences();
     const auto* value = preferences.if_contains(arguments.key);
     if (value == nullptr)
@@ -87,7 +87,7 @@ void requireKnownKey(const std::string& key) {
                                              std::string(nearestName(key, keys)) + " (--force sets it all the same)");
 }
 
-ExitStatus set(const Arguments& arguments) {
+ExitStatus set(const PrefsArguments& arguments) {
     requireUtf8(arguments.key, "the key");
     requireUtf8(arguments.value, "the value");
     if (!arguments.isForced)
@@ -101,14 +101,14 @@ ExitStatus set(const Arguments& arguments) {
     return ExitStatus::Success;
 }
 
-ExitStatus unset(const Arguments& arguments) {
+ExitStatus unset(const PrefsArguments& arguments) {
     if (const auto error = Preferences::removeObject(sharedDomain, arguments.key))
         throw settingsFailure(*error);
     return ExitStatus::Success;
 }
 
 CLI::App& addCommand(CLI::App& verb, Action& action, const SharedArguments& arguments, const char* name,
-                     const char* description, ExitStatus (*run)(const Arguments&)) {
+                     const char* description, ExitStatus (*run)(const PrefsArguments&)) {
     auto& command = *verb.add_subcommand(name, description);
     command.callback([&action, arguments, run] { action = [arguments, run] { return run(*arguments); }; });
     return command;
@@ -123,7 +123,7 @@ void addPrefs(CLI::App& program, Action& action) {
                 "user's), quenmarkPathKey (the folder that holds the Quenmark folder, which `set` makes). Changes are\n"
                 "atomic, and the running service reads them at its next request.\n\n"
                 "Example:\n  quenmark prefs set computerIdKey 17");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<PrefsArguments>();
 
     auto& listing = addCommand(verb, action, arguments, "list", "Print every preference, one KEY=VALUE a line", list);
     listing.add_flag("--json", arguments->asJson, "Print a JSON object");

@@ -22,7 +22,7 @@ namespace Terminal = Platform::Terminal;
 
 namespace {
 
-struct Arguments {
+struct StatusArguments {
     bool asJson = false;
     bool follows = false;
 };
@@ -190,7 +190,7 @@ private:
 
 void addStatus(CLI::App& program, Action& action) {
     auto& verb = *program.add_subcommand("status", "Show what the service is doing");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<StatusArguments>();
     verb.add_flag("--json", arguments->asJson, "Print a JSON object; with --follow one a line");
     verb.add_flag("--follow", arguments->follows, "Go on at each change, until SIGINT (Ctrl-C)");
     verb.footer(
