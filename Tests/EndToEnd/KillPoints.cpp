@@ -114,7 +114,7 @@ std::vector<KillPoint> drawn(std::vector<KillPoint> points, const std::string& n
     std::seed_seq sequence(mixed.begin(), mixed.end());
     std::mt19937 engine(sequence);
     std::vector<KillPoint> sample;
-    std::ranges::sample(points, std::back_inserter(sample), static_cast<std::ptrdiff_t>((points.size() + 9) / 10),
+    std::ranges::sample(points, std::back_inserter(sample), static_cast<std::ptrdiff_t>((points.size() + 19) / 20),
                         engine);
     std::cout << "QUENMARK_KILLS_SEED=" << seed << " draws " << sample.size() << " of " << points.size() << " kills\n";
     return sample;

@@ -35,7 +35,7 @@ std::vector<std::string> recorder(const std::string& file);
 std::vector<KillPoint> ofRoad(const std::string& file, std::string_view poll, std::string_view acknowledgement,
                               std::size_t items);
 
-/// All of them where the environment has QUENMARK_KILLS=all, otherwise a tenth, drawn by QUENMARK_KILLS_SEED, or
+/// All of them where the environment has QUENMARK_KILLS=all, otherwise a twentieth, drawn by QUENMARK_KILLS_SEED, or
 /// by chance, and by the name of the case. Prints the seed.
 std::vector<KillPoint> drawn(std::vector<KillPoint> points, const std::string& nameOfCase);
 
