@@ -19,10 +19,10 @@ std::size_t controlLength(std::string_view text) {
 }
 
 void appendEscaped(std::string& result, std::string_view bytes) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
+    constexpr std::string_view hexDigits = "0123456789ABCDEF";
     for (const char character : bytes) {
         const auto byte = static_cast<unsigned char>(character);
-        (((result += "\\x") += digits[byte >> 4]) += digits[byte & 15]);
+        (((result += "\\x") += hexDigits[byte >> 4]) += hexDigits[byte & 15]);
     }
 }
 

@@ -35,7 +35,10 @@ void notify(const std::string& assignments) {
     // An abstract name (unix(7)) is written with "@" in the place of its first byte.
     if (name.front() == '@')
         address.sun_path[0] = '\0';
-    const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    // Kept, so that signs of life go out also where the process has no free descriptor.
+    static FileDescriptor socket;
+    if (!socket)
+        socket.reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
     ::sendto(socket.get(), assignments.data(), assignments.size(), MSG_NOSIGNAL,
              reinterpret_cast<const sockaddr*>(&address), length);

@@ -4,6 +4,7 @@
 #include "Platform/Log.h"
 #include "Platform/Loop/Queue.h"
 #include "Platform/Loop/RunLoop.h"
+#include "Platform/Loop/Watchdog.h"
 #include "Platform/Memory.h"
 #include "Platform/Settings/DeploymentSettings.h"
 #include "Platform/StandardStreams.h"
@@ -94,6 +95,7 @@ int runListener(Platform::RunLoop& loop, const Service& service) {
 
 int run() {
     Platform::RunLoop loop;
+    const Platform::Watchdog watchdog(loop);
     Platform::Queue::global(Platform::Priority::Background)
         .after(std::chrono::seconds(5), Platform::Memory::releaseStartupPages);
     const bool hasMessages = ServicesUtilities::is10_7();
