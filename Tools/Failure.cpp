@@ -11,6 +11,7 @@ using enum ExitStatus;
 
 constexpr std::array meanings{
     std::pair{Success, "success; for a call: status 0"},
+    std::pair{ChecksFailed, "a check of the doctor is a failure"},
     std::pair{Usage, "wrong usage: an unknown verb, option, operation or key"},
     std::pair{DataError, "the input is not valid, or cannot be written as JSON (status 4)"},
     std::pair{NoInput, "the file, folder or preference is not there"},

@@ -8,6 +8,8 @@ namespace Tools {
 /// How the program ends; the numbers are those of sysexits.h.
 enum class ExitStatus : int {
     Success = 0,
+    /// Of sysexits.h no number fits.
+    ChecksFailed = 1,
     Usage = 64,
     DataError = 65,
     NoInput = 66,

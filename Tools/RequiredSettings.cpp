@@ -9,11 +9,7 @@
 #include "Tools/Output.h"
 #include "Tools/SharedPreferences.h"
 
-#include <boost/json/object.hpp>
-
-#include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -23,15 +19,6 @@ namespace Tools {
 namespace Files = Platform::Files;
 
 namespace {
-
-/// A preference's text; nil where it is not set, or is no text at all.
-std::optional<std::string> textOf(const boost::json::object& preferences, std::string_view key) {
-    const auto* value = preferences.if_contains(key);
-    if (value == nullptr || !value->is_primitive() || value->is_null())
-        return std::nullopt;
-    std::string text = Platform::text(*value);
-    return text.empty() ? std::nullopt : std::optional(std::move(text));
-}
 
 boost::json::object preferences() {
     auto read = Platform::SettingsFile::read(Platform::Preferences::pathOfDomain(sharedDomain));
@@ -63,6 +50,14 @@ Failure settingsFailure(const Platform::Error& error) {
     return {error.domain == "POSIX" ? ExitStatus::InputOutput : ExitStatus::Configuration, error.localizedDescription};
 }
 
+std::optional<std::string> preferenceText(const boost::json::object& preferences, std::string_view key) {
+    const auto* value = preferences.if_contains(key);
+    if (value == nullptr || !value->is_primitive() || value->is_null())
+        return std::nullopt;
+    std::string text = Platform::text(*value);
+    return text.empty() ? std::nullopt : std::optional(std::move(text));
+}
+
 void requireDeployment() {
     auto directories = Platform::Environment::configDirectories();
     directories.insert(directories.begin(), Platform::Environment::configHome());
@@ -80,10 +75,10 @@ void requireSettings() {
     requireDeployment();
     const auto known = preferences();
     std::vector<std::string> problems;
-    if (!textOf(known, computerIdKey))
+    if (!preferenceText(known, computerIdKey))
         problems.push_back(std::string(computerIdKey) + " is not set; set it with: quenmark prefs set " +
                            computerIdKey + " ID");
-    if (auto problem = folderProblem(textOf(known, quenmarkPathKey)))
+    if (auto problem = folderProblem(preferenceText(known, quenmarkPathKey)))
         problems.push_back(*std::move(problem));
     for (const auto& problem : problems)
         complain(problem);

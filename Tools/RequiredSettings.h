@@ -3,10 +3,19 @@
 #include "Platform/Error.h"
 #include "Tools/Failure.h"
 
+#include <boost/json/object.hpp>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
 namespace Tools {
 
 /// The failure of a settings file: InputOutput where it cannot be read or written, Configuration where it is malformed.
 Failure settingsFailure(const Platform::Error& error);
+
+/// A preference's text; nil where it is not set, empty or no text at all.
+std::optional<std::string> preferenceText(const boost::json::object& preferences, std::string_view key);
 
 /// Throws Failure where the file that the deployment settings come from (DeploymentSettings.h) cannot be read or is
 /// malformed, so that other settings would take the place of those in it, another host among them.

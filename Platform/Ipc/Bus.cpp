@@ -354,6 +354,13 @@ void Bus::readProperties(const std::string& peer, const std::string& objectPath,
         state_->call({peer, objectPath, propertiesInterface, "GetAll"}, std::move(handler), "s", interface.c_str());
 }
 
+void Bus::readProperty(const std::string& peer, const std::string& objectPath, const std::string& interface,
+                       const std::string& name, ReplyHandler handler) {
+    if (isOpen())
+        state_->call({peer, objectPath, propertiesInterface, "Get"}, std::move(handler), "ss", interface.c_str(),
+                     name.c_str());
+}
+
 void Bus::startService(const std::string& name, ReplyHandler handler) {
     if (isOpen())
         state_->call({busName, busPath, busName, "StartServiceByName"}, std::move(handler), "su", name.c_str(), 0U);

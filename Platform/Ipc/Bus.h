@@ -103,6 +103,9 @@ public:
     /// which should be a dictionary, as that of `call` does; there is no timeout.
     void readProperties(const std::string& peer, const std::string& objectPath, const std::string& interface,
                         ReplyHandler handler);
+    /// As `readProperties`, of one property; the reply is its value.
+    void readProperty(const std::string& peer, const std::string& objectPath, const std::string& interface,
+                      const std::string& name, ReplyHandler handler);
     /// Has the bus launch a service that does not run; the reply comes when the service owns its name.
     void startService(const std::string& name, ReplyHandler handler);
     /// Calls a method with a variant and asks for no reply. An error is the reason why the value cannot be sent. On a

@@ -10,7 +10,7 @@ class TheHelp : public AQuenmarkTool {};
 
 TEST_F(TheHelp, ShowsAnExampleForEveryVerb) {
     const std::vector<std::vector<std::string>> verbs{
-        {"start"},        {"stop"},           {"status"}, {"prefs"}, {"prefs", "list"}, {"prefs", "get"},
+        {"start"},        {"stop"},           {"status"}, {"doctor"}, {"prefs"}, {"prefs", "list"}, {"prefs", "get"},
         {"prefs", "set"}, {"prefs", "unset"}, {"watch"},  {"push"},  {"operations"},    {"call"}};
     for (auto verb : verbs) {
         std::string example = "  quenmark";
@@ -31,6 +31,7 @@ TEST_F(TheHelp, ListsTheExitStatuses) {
         EXPECT_EQ(result.status, 0);
         EXPECT_NE(result.output.find("Exit status:\n"
                                      "  0   success; for a call: status 0\n"
+                                     "  1   a check of the doctor is a failure\n"
                                      "  64  wrong usage: an unknown verb, option, operation or key\n"
                                      "  65  the input is not valid, or cannot be written as JSON (status 4)\n"
                                      "  66  the file, folder or preference is not there\n"
@@ -50,6 +51,7 @@ TEST_F(TheHelp, NamesTheArgumentsOfAVerb) {
     const std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> usages{
         {{"start"}, {"--another"}},
         {{"status"}, {"--json", "--follow"}},
+        {{"doctor"}, {"--json"}},
         {{"prefs", "get"}, {"KEY"}},
         {{"prefs", "set"}, {"KEY", "VALUE", "--force"}},
         {{"prefs", "unset"}, {"KEY"}},

@@ -2,6 +2,7 @@
 
 #include "Tools/Output.h"
 #include "Tools/Status/Advice.h"
+#include "Tools/WrappedText.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +14,6 @@ namespace {
 
 using Tone = ScreenLine::Tone;
 
-constexpr auto npos = std::string_view::npos;
 /// No label is longer, but for the number of an engine.
 constexpr std::size_t labelWidth = 15;
 /// A narrower terminal wraps the lines itself.
@@ -120,21 +120,6 @@ void addService(std::vector<ScreenLine>& lines, const StatusReading& reading) {
     lines.push_back({"web service", shown(status.serviceRoot)});
 }
 
-/// The text in pieces of at most so many bytes, of which it has at least as many as columns; each but the last ends
-/// before a blank where there is one.
-std::vector<std::string_view> pieces(std::string_view text, std::size_t width) {
-    std::vector<std::string_view> result;
-    while (text.size() > width) {
-        const std::size_t blank = text.rfind(' ', width);
-        const auto piece = blank == npos || blank == 0 ? beginning(text, width) : text.substr(0, blank);
-        result.push_back(piece);
-        text.remove_prefix(piece.size());
-        text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
-    }
-    result.push_back(text);
-    return result;
-}
-
 std::string_view colourOf(Tone tone) {
     switch (tone) {
     case Tone::Good:
@@ -190,12 +175,12 @@ std::vector<ScreenLine> screenLines(const StatusReading& reading) {
 }
 
 std::string screenText(const std::vector<ScreenLine>& lines, bool hasColours, std::optional<std::size_t> columns) {
-    const std::size_t width = columns ? std::max(*columns, labelWidth + narrowestText + 1) - labelWidth - 1 : npos;
+    const std::size_t width = columns ? std::max(*columns, labelWidth + narrowestText + 1) - labelWidth - 1 : unlimitedWidth;
     std::string result;
     for (const auto& line : lines) {
         const std::string_view colour = hasColours ? colourOf(line.tone) : "";
         std::string_view label = line.label;
-        for (const auto& piece : pieces(line.text, width)) {
+        for (const auto& piece : wrapped(line.text, width)) {
             result += std::string(label) + std::string(labelWidth - std::min(label.size(), labelWidth - 1), ' ');
             result += std::string(colour) + std::string(piece) + (colour.empty() ? "\n" : "\x1b[0m\n");
             label = "";

@@ -1,0 +1,118 @@
+#include "Tools/Doctor/BusFindings.h"
+
+#include "Tools/ServiceNames.h"
+
+#include <algorithm>
+#include <utility>
+#include <variant>
+
+namespace Tools {
+
+namespace Ipc = Platform::Ipc;
+
+namespace {
+
+// D-Bus Specification, "Message Bus Messages"; org.freedesktop.systemd1(5).
+const Ipc::BusTarget activatableNames{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                      "ListActivatableNames"};
+constexpr const char* managerName = "org.freedesktop.systemd1";
+constexpr const char* unitInterface = "org.freedesktop.systemd1.Unit";
+constexpr const char* unitPath = "/org/freedesktop/systemd1/unit/quenmark_2eservice";
+
+} // namespace
+
+BusQuestions::BusQuestions(std::function<void(const BusFindings&)> finished)
+    : finished_(std::move(finished)), bus_(callbacks()),
+      status_({[this](const auto& status) { takeStatus(status); },
+               [this](const Failure& failure) { takeStatusFailure(failure); }}) {}
+
+Ipc::BusCallbacks BusQuestions::callbacks() {
+    Ipc::BusCallbacks made;
+    made.failed = [this](const std::string& reason) { failBus(reason); };
+    return made;
+}
+
+void BusQuestions::start() {
+    if (const auto opened = bus_.open(); !opened)
+        return failBus(opened.error());
+    limit_ = Platform::Queue::main().timer(limit, [this] {
+        if (!hasNames_)
+            return failBus("the session bus does not answer in time");
+        finish();
+    });
+    awaited_ = 3;
+    bus_.call(activatableNames, std::nullopt, Platform::Duration::max(),
+              [this](const Ipc::Bus::Reply& reply) { takeActivatableNames(reply); });
+    askForUnit();
+    status_.start();
+}
+
+void BusQuestions::takeActivatableNames(const Ipc::Bus::Reply& reply) {
+    hasNames_ = true;
+    const auto* value = std::get_if<Ipc::Value>(&reply);
+    const auto* names = value == nullptr ? nullptr : value->as<Ipc::Array>();
+    findings_.canLaunchService =
+        names != nullptr && std::ranges::find(*names, Ipc::Value(ServiceNames::service)) != names->end();
+    answered();
+}
+
+void BusQuestions::askForUnit() {
+    bus_.callBus("GetNameOwner", managerName, [this](const Ipc::Bus::Reply& reply) {
+        if (std::holds_alternative<Ipc::Value>(reply)) {
+            findings_.unit.emplace();
+            readUnit("LoadState", &UnitFindings::loadState);
+            readUnit("ActiveState", &UnitFindings::activeState);
+            readUnit("UnitFileState", &UnitFindings::unitFileState);
+        }
+        answered();
+    });
+}
+
+void BusQuestions::readUnit(const std::string& property, std::string UnitFindings::*member) {
+    ++awaited_;
+    bus_.readProperty(managerName, unitPath, unitInterface, property, [this, member](const Ipc::Bus::Reply& reply) {
+        const auto* value = std::get_if<Ipc::Value>(&reply);
+        const auto* text = value == nullptr ? nullptr : value->as<std::string>();
+        if (text != nullptr)
+            (*findings_.unit).*member = *text;
+        answered();
+    });
+}
+
+void BusQuestions::takeStatus(const std::optional<ServiceStatus>& status) {
+    findings_.isRunning = status.has_value();
+    findings_.status = status;
+    if (!std::exchange(hasStatus_, true))
+        answered();
+}
+
+void BusQuestions::takeStatusFailure(const Failure& failure) {
+    if (failure.status() == ExitStatus::Unavailable)
+        return failBus(failure.what());
+    findings_.isRunning = true;
+    findings_.status.reset();
+    findings_.statusError = failure.what();
+    if (!std::exchange(hasStatus_, true))
+        answered();
+}
+
+void BusQuestions::answered() {
+    if (--awaited_ == 0)
+        finish();
+}
+
+void BusQuestions::failBus(const std::string& reason) {
+    findings_ = {};
+    findings_.busError = reason;
+    finish();
+}
+
+void BusQuestions::finish() {
+    limit_.cancel();
+    if (std::exchange(isFinished_, true))
+        return;
+    // The bus may be at work on a message, during which nothing may destroy it.
+    end_ = Platform::Queue::main().timer({}, [this, findings = std::move(findings_)] { finished_(findings); });
+}
+
+} // namespace Tools

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Platform/Ipc/Bus.h"
+#include "Platform/Loop/Queue.h"
+#include "Tools/Failure.h"
+#include "Tools/Status/ServiceStatus.h"
+#include "Tools/Status/StatusClient.h"
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace Tools {
+
+/// The user manager's unit of the service (systemd.unit(5)), by its properties on the bus; "" where one is not told.
+struct UnitFindings {
+    std::string loadState;
+    std::string activeState;
+    std::string unitFileState;
+
+    bool operator==(const UnitFindings&) const = default;
+};
+
+/// What the session bus and the programs on it say.
+struct BusFindings {
+    /// Why the bus cannot be asked; nothing below is known then.
+    std::optional<std::string> busError;
+    bool canLaunchService = false;
+    /// Nil where no user manager is on the bus.
+    std::optional<UnitFindings> unit;
+    bool isRunning = false;
+    /// The status of a service that runs; nil where it does not tell it.
+    std::optional<ServiceStatus> status;
+    /// Why it does not tell it.
+    std::string statusError;
+};
+
+/// Asks the session bus; launches nothing.
+class BusQuestions {
+public:
+    /// How long the bus and the programs on it may take for all their answers; the service has `StatusClient`'s limit.
+    static constexpr auto limit = std::chrono::seconds(15);
+
+    /// `finished` is called once, on the main queue.
+    explicit BusQuestions(std::function<void(const BusFindings& findings)> finished);
+
+    /// To be called once.
+    void start();
+
+private:
+    Platform::Ipc::BusCallbacks callbacks();
+    void askForUnit();
+    void readUnit(const std::string& property, std::string UnitFindings::*member);
+    void takeActivatableNames(const Platform::Ipc::Bus::Reply& reply);
+    void takeStatus(const std::optional<ServiceStatus>& status);
+    void takeStatusFailure(const Failure& failure);
+    void answered();
+    void failBus(const std::string& reason);
+    void finish();
+
+    std::function<void(const BusFindings&)> finished_;
+    BusFindings findings_;
+    bool isFinished_ = false;
+    bool hasNames_ = false;
+    bool hasStatus_ = false;
+    /// How many answers are awaited, that of the status among them.
+    int awaited_ = 0;
+    Platform::Timer limit_;
+    Platform::Timer end_;
+    Platform::Ipc::Bus bus_;
+    StatusClient status_;
+};
+
+} // namespace Tools

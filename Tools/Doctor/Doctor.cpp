@@ -1,0 +1,57 @@
+#include "Tools/Doctor/Doctor.h"
+
+#include "Platform/Loop/RunLoop.h"
+#include "Platform/StandardStreams.h"
+#include "Platform/Terminal.h"
+#include "Tools/Doctor/BusChecks.h"
+#include "Tools/Doctor/CheckTable.h"
+#include "Tools/Doctor/FolderChecks.h"
+#include "Tools/Doctor/SettingsChecks.h"
+#include "Tools/Output.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+namespace Tools {
+
+namespace Terminal = Platform::Terminal;
+
+namespace {
+
+constexpr auto longestExamination = std::chrono::minutes(1);
+
+void append(std::vector<Check>& checks, std::vector<Check> more) {
+    std::ranges::move(more, std::back_inserter(checks));
+}
+
+} // namespace
+
+std::vector<Check> runChecks(Platform::RunLoop& loop) {
+    const auto settings = examineSettings();
+    const bool isManaged = settings.deployment.mode == Platform::DeploymentSettings::Mode::Managed;
+
+    std::optional<BusFindings> bus;
+    BusQuestions questions([&](const BusFindings& findings) { bus = findings; });
+    questions.start();
+    loop.runUntil([&] { return bus.has_value(); }, longestExamination);
+
+    std::vector<Check> checks = busChecks(*bus, QUENMARK_VERSION, isManaged ? "managed" : "compatible");
+    append(checks, engineChecks(*bus));
+    append(checks, settings.checks);
+    append(checks, folderChecks(settings.quenmarkPath, settings.deployment));
+    return checks;
+}
+
+bool isHealthy(const std::vector<Check>& checks) {
+    return std::ranges::none_of(checks, [](const Check& check) { return check.state == CheckState::Failure; });
+}
+
+void printChecks(const std::vector<Check>& checks) {
+    std::optional<std::size_t> columns;
+    if (Platform::StandardStreams::outputIsTerminal())
+        columns = Terminal::outputSize().columns;
+    print(checkTable(checks, Terminal::outputTakesColours(), columns));
+}
+
+} // namespace Tools

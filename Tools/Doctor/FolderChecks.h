@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Platform/Settings/DeploymentSettings.h"
+#include "Tools/Doctor/Check.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Tools {
+
+/// Less than this many free bytes are a warning.
+inline constexpr std::uint64_t littleSpace = 1ULL << 30;
+
+/// The check of a disk with so many bytes free, which holds what `path` names.
+Check spaceCheck(const std::string& path, std::uint64_t freeBytes);
+
+/// The checks of the folder that items are placed in: it is there, can be written to and has room. `quenmarkPath` is
+/// the preference, nil where it is not set.
+std::vector<Check> folderChecks(const std::optional<std::string>& quenmarkPath,
+                                const Platform::DeploymentSettings& settings);
+
+} // namespace Tools

@@ -1,0 +1,160 @@
+#include "Tools/Doctor/SettingsChecks.h"
+
+#include "Platform/Files/Files.h"
+#include "Platform/Settings/DeploymentReader.h"
+#include "Platform/Settings/Environment.h"
+#include "Platform/Settings/Preferences.h"
+#include "Platform/Settings/SettingsFile.h"
+#include "Platform/Text.h"
+#include "Services/ServiceRoot.h"
+#include "Tools/RequiredSettings.h"
+#include "Tools/SharedPreferences.h"
+#include "Tools/Status/Advice.h"
+
+#include <boost/json/serialize.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+#include <variant>
+
+namespace Tools {
+
+namespace Files = Platform::Files;
+namespace SettingsFile = Platform::SettingsFile;
+
+namespace {
+
+constexpr const char* adviceOnFile = "Correct it, or remove it and run: quenmark setup";
+
+/// A file of settings: its values, nil where there is none.
+struct ReadFile {
+    std::string path;
+    std::optional<boost::json::object> values;
+};
+
+/// What is wrong with a file, with the line behind the byte where there is one.
+std::string placeOf(const std::string& path, const std::string& description) {
+    constexpr std::string_view byByte = " at byte ";
+    const auto place = description.rfind(byByte);
+    std::size_t byte = 0;
+    const auto* const end = description.data() + description.size();
+    if (place == std::string::npos || std::from_chars(description.data() + place + byByte.size(), end, byte).ptr != end)
+        return shown(description);
+    const auto content = Files::contents(path, SettingsFile::maximumSize);
+    const auto* text = std::get_if<std::string>(&content);
+    if (text == nullptr)
+        return shown(description);
+    const auto* const error = text->data() + std::min(byte, text->size());
+    return shown(description) + " (line " + std::to_string(std::count(text->data(), error, '\n') + 1) + ")";
+}
+
+/// Reads a file; a check of that name where it cannot be read or is malformed.
+std::variant<ReadFile, Check> readFile(const std::string& check, const std::string& path) {
+    auto read = SettingsFile::read(path);
+    if (const auto* error = std::get_if<Platform::Error>(&read))
+        return failureCheck(check, placeOf(path, error->localizedDescription), adviceOnFile);
+    return ReadFile{path, std::get<0>(std::move(read))};
+}
+
+Check preferenceCheck(const ReadFile& file, const char* key, CheckState whereMissing, const char* consequence) {
+    if (const auto text = preferenceText(*file.values, key))
+        return okCheck(key, shown(*text) + ", from " + shown(file.path));
+    return {key, whereMissing, std::string("is not set, so that ") + consequence,
+            "Run: quenmark setup; or: quenmark prefs set " + std::string(key) + " VALUE"};
+}
+
+void examinePreferences(SettingsFindings& findings) {
+    auto read = readFile("preferences", Platform::Preferences::pathOfDomain(sharedDomain));
+    if (auto* check = std::get_if<Check>(&read))
+        return findings.checks.push_back(*std::move(check));
+    auto& file = std::get<ReadFile>(read);
+    findings.checks.push_back(okCheck("preferences", shown(file.path) + (file.values ? "" : ", which does not exist")));
+    file.values = std::move(file.values).value_or(boost::json::object());
+    findings.checks.push_back(preferenceCheck(file, computerIdKey, CheckState::Failure, "nothing is asked for"));
+    findings.checks.push_back(
+        preferenceCheck(file, userIdKey, CheckState::Warning, "the web service is not told whose items these are"));
+    findings.checks.push_back(
+        preferenceCheck(file, quenmarkPathKey, CheckState::Failure, "items have no place to go to"));
+    findings.quenmarkPath = preferenceText(*file.values, quenmarkPathKey);
+}
+
+/// A value of the deployment settings: what the service takes it for, and what it says where no file does.
+struct DeployedValue {
+    const char* key;
+    std::optional<boost::json::value> used;
+    /// What a person reads where it is not in a file.
+    std::string builtIn;
+    /// What it is where a file's value is not accepted.
+    CheckState whereRefused = CheckState::Warning;
+};
+
+std::vector<DeployedValue> deployedValues(const Platform::DeploymentSettings& settings) {
+    using boost::json::value;
+    const auto root = Quenmark::serviceRoot(settings);
+    const auto scheme = root.substr(0, root.find(':'));
+    const std::string mode = settings.mode == Platform::DeploymentSettings::Mode::Managed ? "managed" : "compatible";
+    std::optional<boost::json::value> staging;
+    if (settings.stagingDirectory)
+        staging = value(*settings.stagingDirectory);
+    const double release = settings.appKitVersionNumber;
+    return {{"serviceHost", value(settings.serviceHost), settings.serviceHost, CheckState::Failure},
+            {"serviceScheme", value(scheme), scheme, CheckState::Failure},
+            {"mode", value(mode), mode},
+            {"appKitVersionNumber", value(release), Platform::text(value(release))},
+            {"stagingDirectory", staging, "the home directory"}};
+}
+
+bool isSame(const boost::json::value& one, const boost::json::value& other) {
+    if (one.is_number() && other.is_number())
+        return one.to_number<double>() == other.to_number<double>();
+    return one == other;
+}
+
+Check deployedCheck(const DeployedValue& value, const ReadFile& file) {
+    const auto* given = file.values ? file.values->if_contains(value.key) : nullptr;
+    if (given == nullptr)
+        return okCheck(value.key, shown(value.builtIn) + ", built in");
+    if (value.used && isSame(*given, *value.used))
+        return okCheck(value.key, shown(Platform::text(*given)) + ", from " + shown(file.path));
+    return {value.key, value.whereRefused,
+            shown(boost::json::serialize(*given)) + " of " + shown(file.path) + " is not valid; " +
+                shown(value.builtIn) + " counts",
+            "Correct it"};
+}
+
+/// The file that the deployment settings come from, the most important one that is there.
+std::variant<ReadFile, Check> deploymentFile() {
+    auto directories = Platform::Environment::configDirectories();
+    directories.insert(directories.begin(), Platform::Environment::configHome());
+    for (const auto& directory : directories) {
+        auto read = readFile("deployment.json", Files::appendingPathComponent(directory, "quenmark/deployment.json"));
+        const auto* file = std::get_if<ReadFile>(&read);
+        if (file == nullptr || file->values)
+            return read;
+    }
+    return ReadFile();
+}
+
+void examineDeployment(SettingsFindings& findings) {
+    findings.deployment = Platform::DeploymentReader().current();
+    const auto read = deploymentFile();
+    if (const auto* check = std::get_if<Check>(&read))
+        return findings.checks.push_back(*check);
+    const auto& file = std::get<ReadFile>(read);
+    findings.checks.push_back(
+        okCheck("deployment.json", file.values ? shown(file.path) : "there is none; the values built in count"));
+    for (const auto& value : deployedValues(findings.deployment))
+        findings.checks.push_back(deployedCheck(value, file));
+}
+
+} // namespace
+
+SettingsFindings examineSettings() {
+    SettingsFindings findings;
+    examinePreferences(findings);
+    examineDeployment(findings);
+    return findings;
+}
+
+} // namespace Tools

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Platform/Settings/DeploymentSettings.h"
+#include "Tools/Doctor/Check.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Tools {
+
+/// What the service's settings are, and where each of them comes from.
+struct SettingsFindings {
+    /// As the service gets them.
+    Platform::DeploymentSettings deployment;
+    /// The preference quenmarkPathKey; nil where it is not set.
+    std::optional<std::string> quenmarkPath;
+    /// A check for each file, and for each value.
+    std::vector<Check> checks;
+};
+
+/// Reads the shared preferences and the deployment settings anew.
+SettingsFindings examineSettings();
+
+} // namespace Tools
