@@ -38,19 +38,6 @@ void startRequest(OperationVariant variant, const char* path, boost::json::objec
         std::make_shared<RestConnector>(context)->startAsyncTask(path, body, nullptr, std::move(finished));
 }
 
-void startRawRequest(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler,
-                     const ServiceContext& context) {
-    std::make_shared<RestConnector>(context)->startAsyncDownloadWithStreamRequest(
-        path, std::move(params), nullptr,
-        [handler = std::move(handler)](std::optional<Platform::HttpUrlResponse> response, Result<Platform::Data> data,
-                                       std::uint64_t status) {
-            if (status == RestStatusSuccess && data.value() != nullptr)
-                handler(std::move(response), std::move(*data.value()), RestStatusSuccess);
-            else
-                handler(std::nullopt, std::nullopt, static_cast<std::int64_t>(status));
-        });
-}
-
 void logIfAny(const char* entry, Platform::Log::Priority priority) {
     if (entry != nullptr)
         Platform::Log::write(entry, priority);
@@ -82,15 +69,15 @@ void carryOut(OperationVariant variant, const char* path, const OperationLog& lo
         context);
 }
 
-void carryOutRaw(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler,
-                 const ServiceContext& context) {
+void carryOutRaw(const char* path, boost::json::object params, RawDelivery deliver, const ServiceContext& context) {
     if (!Platform::RunLoop::isCurrentThread())
         return Platform::Queue::main().async(
-            [path, params = std::move(params), handler = std::move(handler), context]() mutable {
-                carryOutRaw(path, std::move(params), std::move(handler), context);
+            [path, params = std::move(params), deliver = std::move(deliver), context]() mutable {
+                carryOutRaw(path, std::move(params), std::move(deliver), context);
             });
     if (isCarriedOut(OperationVariant::RawStream, context))
-        startRawRequest(path, std::move(params), std::move(handler), context);
+        std::make_shared<RestConnector>(context)->startAsyncDownloadWithStreamRequest(path, std::move(params), nullptr,
+                                                                                      std::move(deliver));
 }
 
 } // namespace Quenmark

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -16,6 +17,10 @@ namespace Quenmark {
 /// Gives an operation's handler what came of its request: the record of the response or why it has none. Says whether
 /// it was a record.
 using Delivery = std::function<bool(Result<boost::json::value> response, std::int64_t status)>;
+/// The status line and header fields of an undecoded response, nil where the status is not `RestStatusSuccess`; its
+/// complete body, or the error.
+using RawDelivery = std::function<void(std::optional<Platform::HttpUrlResponse> response, Result<Platform::Data> body,
+                                       std::int64_t status)>;
 
 /// Posts the parameters with the connector that the variant and the release ask for, and delivers the response; does
 /// nothing where the variant is not carried out on the release of the context. All of that is done on the loop's
@@ -23,8 +28,7 @@ using Delivery = std::function<bool(Result<boost::json::value> response, std::in
 void carryOut(OperationVariant variant, const char* path, const OperationLog& log, boost::json::object params,
               Delivery deliver, const ServiceContext& context);
 /// As `carryOut`, for `OperationVariant::RawStream`: passes on the undecoded response.
-void carryOutRaw(const char* path, boost::json::object params, RestInterface::RawCompletionHandler handler,
-                 const ServiceContext& context);
+void carryOutRaw(const char* path, boost::json::object params, RawDelivery deliver, const ServiceContext& context);
 
 /// The record of a response, or the error that there is no room for it.
 template <class Query, class Response>
@@ -60,10 +64,24 @@ void perform(const Operation<Query, Response>& operation, const std::type_identi
         context);
 }
 
+/// As `perform`, for an operation whose response is not decoded; the facade's handler gets no error.
+template <class Query>
+void performRaw(const Operation<Query, RawResponse>& operation, const std::type_identity_t<Query>& query,
+                RawDelivery deliver, const ServiceContext& context = {}) {
+    carryOutRaw(operation.path, operation.encode(query), std::move(deliver), context);
+}
+
 template <class Query>
 void perform(const Operation<Query, RawResponse>& operation, const std::type_identity_t<Query>& query,
              RestInterface::RawCompletionHandler handler, const ServiceContext& context = {}) {
-    carryOutRaw(operation.path, operation.encode(query), std::move(handler), context);
+    performRaw(
+        operation, query,
+        [handler = std::move(handler)](std::optional<Platform::HttpUrlResponse> response, Result<Platform::Data> body,
+                                       std::int64_t status) {
+            auto* bytes = body.value();
+            handler(std::move(response), bytes != nullptr ? std::optional(std::move(*bytes)) : std::nullopt, status);
+        },
+        context);
 }
 
 } // namespace Quenmark

@@ -16,6 +16,7 @@
 #include "Tools/Output.h"
 #include "Tools/RequiredSettings.h"
 #include "Tools/StagingFolder.h"
+#include "Tools/TransportStatus.h"
 #include "Tools/WireForm.h"
 
 #include <boost/json/array.hpp>
@@ -56,17 +57,12 @@ std::string reason(const char* text, const Platform::Error* error) {
     return text + (": " + error->localizedDescription) + " (" + std::to_string(error->code) + ")";
 }
 
-bool isWithoutConnection(const Platform::Error* error) {
-    return error != nullptr && (error->code == Platform::UrlError::CannotConnectToHost ||
-                                error->code == Platform::UrlError::CannotFindHost);
-}
-
 Outcome failureOf(std::int64_t status, const Platform::Error* error) {
     switch (status) {
     case Quenmark::RestStatusNotReachable:
         return failed(ExitStatus::Unavailable, "not reachable: there is no network");
     case Quenmark::RestStatusTransportError:
-        return failed(isWithoutConnection(error) ? ExitStatus::Unavailable : ExitStatus::InputOutput,
+        return failed(error != nullptr ? exitStatusOfTransport(error->code) : ExitStatus::InputOutput,
                       reason("the transfer failed", error));
     case Quenmark::RestStatusEncodeError:
         return failed(ExitStatus::DataError, reason("the request cannot be sent", error));
@@ -137,20 +133,21 @@ void printHeaders(const Platform::HttpUrlResponse& response) {
 template <class Query>
 void start(const Operation<Query, RawResponse>& operation, const Query& query, const CallArguments& arguments,
            Finish finish, const ServiceContext& context) {
-    Quenmark::perform(
+    Quenmark::performRaw(
         operation, query,
         [&arguments, finish = std::move(finish)](const std::optional<Platform::HttpUrlResponse>& response,
-                                                 std::optional<Platform::Data> data, std::int64_t status) {
+                                                 Quenmark::Result<Platform::Data> body, std::int64_t status) {
             if (response)
                 Platform::Log::write(text(*response));
             if (response && arguments.printsHeaders)
                 printHeaders(*response);
-            if (status != Quenmark::RestStatusSuccess || !data)
-                return finish(failureOf(status, nullptr));
+            auto* bytes = body.value();
+            if (status != Quenmark::RestStatusSuccess || bytes == nullptr)
+                return finish(failureOf(status, body.error()));
             auto refusal = response ? response->allHeaderFields.value(statusKey) : std::nullopt;
             if (refusal == "0")
                 refusal.reset();
-            finish({std::move(data), std::nullopt, 0, std::move(refusal)});
+            finish({std::move(*bytes), std::nullopt, 0, std::move(refusal)});
         },
         context);
 }

@@ -75,13 +75,17 @@ boost::json::object bodyOfJson(const OperationDescription& operation, const boos
     return body;
 }
 
+/// Whether reading failed after the source was there and open.
+bool hasBegun(const std::string& source, const Platform::Error& error) {
+    return source == "-" || error.code == static_cast<int>(std::errc::file_too_large);
+}
+
 std::string readBody(const std::string& source) {
     auto read = source == "-" ? Platform::StandardStreams::readInput(largestBody)
                               : Platform::Files::contents(source, largestBody);
-    if (const auto* error = std::get_if<Platform::Error>(&read)) {
-        const bool isMissing = error->code == static_cast<int>(std::errc::no_such_file_or_directory);
-        throw Failure(isMissing ? ExitStatus::NoInput : ExitStatus::InputOutput, error->localizedDescription);
-    }
+    if (const auto* error = std::get_if<Platform::Error>(&read))
+        throw Failure(hasBegun(source, *error) ? ExitStatus::InputOutput : ExitStatus::NoInput,
+                      error->localizedDescription);
     return std::get<std::string>(std::move(read));
 }
 

@@ -5,6 +5,7 @@
 #include "Tools/Output.h"
 #include "Tools/RequiredSettings.h"
 #include "Tools/Shipment.h"
+#include "Tools/TransportStatus.h"
 #include "Tools/Verbs.h"
 
 #include <CLI/CLI.hpp>
@@ -72,7 +73,7 @@ private:
                           const std::optional<Error>& error) {
         const auto& shipment = shipments_[next_];
         if (error)
-            return fail(statusOf(error->code), shipment.name + ": " + error->localizedDescription);
+            return fail(exitStatusOfTransport(error->code), shipment.name + ": " + error->localizedDescription);
         const int status = response ? response->statusCode : 0;
         if (status < 200 || status > 299)
             return fail(ExitStatus::Protocol, shipment.name + ": the server returned " + std::to_string(status) + ": " +
@@ -81,22 +82,6 @@ private:
         print(Platform::printable(shipment.name) + "\n");
         ++next_;
         sendNext();
-    }
-
-    static ExitStatus statusOf(int code) {
-        switch (code) {
-        case Platform::UrlError::CannotConnectToHost:
-        case Platform::UrlError::CannotFindHost:
-            return ExitStatus::Unavailable;
-        case Platform::UrlError::FileDoesNotExist:
-            return ExitStatus::NoInput;
-        case Platform::UrlError::TimedOut:
-            return ExitStatus::TimedOut;
-        case Platform::UrlError::BadServerResponse:
-            return ExitStatus::Protocol;
-        default:
-            return ExitStatus::InputOutput;
-        }
     }
 
     void fail(ExitStatus status, const std::string& text) { fail(Failure(status, text)); }

@@ -1,5 +1,6 @@
 #include "Platform/Ipc/ErrorNames.h"
 #include "Platform/Ipc/ServiceCall.h"
+#include "Platform/Loop/Queue.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Tools/Output.h"
 #include "Tools/RequiredSettings.h"
@@ -70,8 +71,10 @@ private:
     }
 
     void callEngine() {
+        limit_ = Platform::Queue::main().timer(
+            launchLimit, [this] { finish(ExitStatus::TimedOut, "the service does not answer in time"); });
         call_ = Ipc::callService(service, ServiceNames::engineInterface, ServiceNames::engineMethod, std::nullopt,
-                                 launchLimit, [this](const Failed& failure) {
+                                 Platform::Duration::max(), [this](const Failed& failure) {
                                      if (failure && isUnknown(failure->name))
                                          return sendMessage();
                                      finishCall(failure);
@@ -80,7 +83,7 @@ private:
 
     void sendMessage() {
         call_ = Ipc::callService(service, ServiceNames::messageInterface, ServiceNames::messageMethod,
-                                 Ipc::Value(Ipc::Dictionary()), launchLimit,
+                                 Ipc::Value(Ipc::Dictionary()), Platform::Duration::max(),
                                  [this](const Failed& failure) { finishCall(failure); });
     }
 
@@ -90,6 +93,9 @@ private:
     }
 
     void finishCall(const Failed& failure) {
+        // The bus has waited in vain for a service that it has launched.
+        if (failure && failure->name == Ipc::ErrorName::timedOut)
+            return finish(ExitStatus::TimedOut, failure->text);
         if (failure)
             return finish(ExitStatus::Unavailable, failure->text);
         loop_.stop(static_cast<int>(ExitStatus::Success));
@@ -103,6 +109,7 @@ private:
     const bool startsAnother_;
     bool hasDecided_ = false;
     Platform::RunLoop loop_;
+    Platform::Timer limit_;
     std::unique_ptr<Ipc::ServiceCall> call_;
     StatusClient client_;
 };
@@ -116,8 +123,9 @@ void addStart(CLI::App& program, Action& action) {
     verb.footer(
         "The session bus launches the service where it does not run yet. Where an engine runs that is not\n"
         "stalled, none is started; the one of managed mode asks now. Ends with 69 where the bus or the service\n"
-        "cannot be reached, and with 78 where computerIdKey or quenmarkPathKey is not set, the folder does not\n"
-        "exist or deployment.json is malformed.\n\nExample:\n  quenmark start");
+        "cannot be reached, with 75 where it does not answer in 30 seconds, and with 78 where computerIdKey or\n"
+        "quenmarkPathKey is not set, the folder does not exist or deployment.json is malformed.\n\n"
+        "Example:\n  quenmark start");
     verb.callback([&action, startsAnother] {
         action = [startsAnother] {
             requireSettings();

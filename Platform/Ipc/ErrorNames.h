@@ -12,6 +12,7 @@ inline constexpr const char* nameHasNoOwner = "org.freedesktop.DBus.Error.NameHa
 inline constexpr const char* noMemory = "org.freedesktop.DBus.Error.NoMemory";
 inline constexpr const char* noReply = "org.freedesktop.DBus.Error.NoReply";
 inline constexpr const char* serviceUnknown = "org.freedesktop.DBus.Error.ServiceUnknown";
+inline constexpr const char* timedOut = "org.freedesktop.DBus.Error.TimedOut";
 inline constexpr const char* unknownInterface = "org.freedesktop.DBus.Error.UnknownInterface";
 inline constexpr const char* unknownMethod = "org.freedesktop.DBus.Error.UnknownMethod";
 inline constexpr const char* unknownObject = "org.freedesktop.DBus.Error.UnknownObject";

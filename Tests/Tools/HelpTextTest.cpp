@@ -60,8 +60,8 @@ TEST_F(TheWholeHelp, OfStart) {
            "\n"
            "The session bus launches the service where it does not run yet. Where an engine runs that is not\n"
            "stalled, none is started; the one of managed mode asks now. Ends with 69 where the bus or the service\n"
-           "cannot be reached, and with 78 where computerIdKey or quenmarkPathKey is not set, the folder does not\n"
-           "exist or deployment.json is malformed.\n"
+           "cannot be reached, with 75 where it does not answer in 30 seconds, and with 78 where computerIdKey or\n"
+           "quenmarkPathKey is not set, the folder does not exist or deployment.json is malformed.\n"
            "\n"
            "Example:\n"
            "  quenmark start\n");

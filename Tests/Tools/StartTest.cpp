@@ -18,16 +18,16 @@ namespace Ipc = Platform::Ipc;
 
 namespace {
 
-constexpr const char* name = "Velkarin.Quenmark.TopFileUploadXpcService";
-constexpr const char* path = "/Velkarin/Quenmark/TopFileUploadXpcService";
-const Ipc::Interface engine{"Velkarin.Quenmark.TopFileUploadXpcServiceProtocol", {"GetTopFileUpload"}};
+constexpr const char* startedName = "Velkarin.Quenmark.TopFileUploadXpcService";
+constexpr const char* startedPath = "/Velkarin/Quenmark/TopFileUploadXpcService";
+const Ipc::Interface startedInterface{"Velkarin.Quenmark.TopFileUploadXpcServiceProtocol", {"GetTopFileUpload"}};
 
 /// Accepts every peer, and counts the calls of the engine's method.
 class Engine final : public Ipc::ListenerDelegate {
 public:
     bool listenerShouldAcceptNewConnection(Ipc::Listener&,
                                            const std::shared_ptr<Ipc::Connection>& connection) override {
-        connection->setExportedInterface(engine);
+        connection->setExportedInterface(startedInterface);
         connection->setExportedObject({{"GetTopFileUpload", [this] {
                                             ++calls;
                                             if (fails)
@@ -62,7 +62,7 @@ protected:
 TEST_F(AStart, CallsTheEngineWhereTheServiceListensForCalls) {
     bus.emplace();
     Engine delegate;
-    Ipc::Listener listener({name, path}, engine);
+    Ipc::Listener listener({startedName, startedPath}, startedInterface);
     listener.setDelegate(&delegate);
     listener.resume();
     const auto result = run({"start"});
@@ -75,7 +75,7 @@ TEST_F(AStart, CallsTheEngineWhereTheServiceListensForCalls) {
 TEST_F(AStart, SendsAnEmptyMessageWhereTheServiceReceivesMessages) {
     bus.emplace();
     std::vector<Ipc::Value> received;
-    Ipc::MessageService service({{name, path}, "Velkarin.Quenmark.XPC"}, [&](const auto& connection) {
+    Ipc::MessageService service({{startedName, startedPath}, "Velkarin.Quenmark.XPC"}, [&](const auto& connection) {
         connection->setEventHandler([&](const Ipc::ConnectionEvent& event) {
             if (const auto* message = std::get_if<Ipc::Value>(&event))
                 received.push_back(*message);
@@ -92,7 +92,7 @@ TEST_F(AStart, SendsAnEmptyMessageWhereTheServiceReceivesMessages) {
 TEST_F(AStart, LaunchesTheServiceByItsName) {
     const auto mark = folder.path("launched");
     folder.write("service", "#!/bin/sh\n: > '" + mark + "'\nexit 3\n");
-    bus.emplace(std::vector<TestSupport::PrivateBus::Service>{{name, "/bin/sh " + folder.path("service")}});
+    bus.emplace(std::vector<TestSupport::PrivateBus::Service>{{startedName, "/bin/sh " + folder.path("service")}});
     const auto result = run({"start"});
     EXPECT_EQ(result.status, 69) << "the program takes no name";
     EXPECT_TRUE(result.errors.starts_with("quenmark: the service cannot be started: ")) << result.errors;
@@ -103,7 +103,7 @@ TEST_F(AStart, EndsWith69WhereTheEngineFails) {
     bus.emplace();
     Engine delegate;
     delegate.fails = true;
-    Ipc::Listener listener({name, path}, engine);
+    Ipc::Listener listener({startedName, startedPath}, startedInterface);
     listener.setDelegate(&delegate);
     listener.resume();
     const auto result = run({"start"});
@@ -137,7 +137,7 @@ public:
             ++static_cast<AStartedService*>(self)->calls;
             return sd_bus_reply_method_return(call, "");
         };
-        EXPECT_GE(sd_bus_add_object(status.peer.handle(), &slot_, path, receive, this), 0);
+        EXPECT_GE(sd_bus_add_object(status.peer.handle(), &slot_, startedPath, receive, this), 0);
     }
     AStartedService(const AStartedService&) = delete;
     AStartedService& operator=(const AStartedService&) = delete;

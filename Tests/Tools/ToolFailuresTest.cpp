@@ -84,6 +84,13 @@ TEST_F(ATool, DoesNotStartByAMessageWhereTheEngineFails) {
     EXPECT_EQ(service.calls, "Velkarin.Quenmark.TopFileUploadXpcServiceProtocol.GetTopFileUpload ");
 }
 
+TEST_F(ATool, EndsWith75WhereTheServiceIsNotLaunchedInTime) {
+    setPreferencesToStart();
+    const TestSupport::PrivateBus bus;
+    const RefusingService service("org.freedesktop.DBus.Error.TimedOut");
+    expect({"start"}, 75, "quenmark: the service cannot be started: refused on purpose\n");
+}
+
 TEST_F(ATool, TakesNoKeyThatIsNotUtf8) {
     expect({"prefs", "set", "ab\xFF", "x"}, 65, "quenmark: the key is not UTF-8 at byte 2\n");
 }
@@ -148,7 +155,7 @@ TEST_F(ATool, EndsAPushByWhatHasGoneWrong) {
     EXPECT_EQ(nowhere.status, 69);
     EXPECT_TRUE(nowhere.errors.starts_with("quenmark: \\a: The host name was not found")) << nowhere.errors;
     server.enqueue(HttpReply::raw("SSH-2.0-server\r\n").thenClose());
-    EXPECT_EQ(run({"push", path, "--to", "7"}).status, 76);
+    EXPECT_EQ(run({"push", path, "--to", "7"}).status, 74);
 }
 
 TEST_F(ATool, EndsAPushOfAFileThatIsGoneMeanwhileWith66) {
