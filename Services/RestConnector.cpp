@@ -146,7 +146,7 @@ void RestConnector::startAsyncDownload(std::string_view url, ProgressHandler pro
                                          const std::optional<HttpUrlResponse>&, std::optional<Error> error) {
             const std::string file = location.value_or("");
             if (!error && Platform::Files::size(file).value_or(0) > Platform::maximumDataInMemory)
-                error = Platform::UrlError::make(Platform::UrlError::DataLengthExceedsMaximum);
+                error = Platform::UrlError::tooLong(Platform::maximumDataInMemory);
             if (error) {
                 finished(Result<Data>(*error), RestStatusTransportError);
                 Log::write("nework error......." + text(*error), Log::Priority::Warning);

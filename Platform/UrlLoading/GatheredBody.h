@@ -19,7 +19,7 @@ public:
     std::optional<Error> expect(const HttpUrlResponse& response) {
         const auto length = response.expectedContentLength.value_or(0);
         if (length > maximumDataInMemory)
-            return UrlError::make(UrlError::DataLengthExceedsMaximum);
+            return UrlError::tooLong(maximumDataInMemory);
         // Less may be received than is announced: memory for more is allocated then.
         announced_ = static_cast<std::size_t>(length);
         return makeRoom(std::min(announced_, maximumDataPiece));
@@ -27,7 +27,7 @@ public:
 
     std::optional<Error> append(std::string_view bytes) {
         if (bytes.size() > maximumDataInMemory - data_.size())
-            return UrlError::make(UrlError::DataLengthExceedsMaximum);
+            return UrlError::tooLong(maximumDataInMemory);
         const std::size_t needed = data_.size() + bytes.size();
         auto error = needed > data_.capacity() ? makeRoom(std::max(announced_, needed)) : std::nullopt;
         if (!error)
@@ -43,7 +43,7 @@ private:
             data_.reserve(size);
             return std::nullopt;
         } catch (const std::bad_alloc&) {
-            return UrlError::make(UrlError::DataLengthExceedsMaximum);
+            return UrlError::make(UrlError::DataLengthExceedsMaximum, "no memory is left");
         }
     }
 

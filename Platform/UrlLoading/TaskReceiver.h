@@ -43,16 +43,16 @@ class FileReceiver final : public TaskReceiver {
 public:
     /// A body of more than `maximum` bytes is refused; nil sets no limit.
     FileReceiver(UrlSession::DownloadHandler handler, std::optional<std::uint64_t> maximum)
-        : handler_(std::move(handler)), room_(maximum.value_or(UINT64_MAX)) {}
+        : handler_(std::move(handler)), maximum_(maximum.value_or(UINT64_MAX)), room_(maximum_) {}
 
     std::optional<Error> receiveResponse(const HttpUrlResponse& response) override {
         if (response.expectedContentLength.value_or(0) > room_)
-            return UrlError::make(UrlError::DataLengthExceedsMaximum);
+            return UrlError::tooLong(maximum_);
         return file_.append({});
     }
     std::optional<Error> receive(std::string_view data) override {
         if (data.size() > room_)
-            return UrlError::make(UrlError::DataLengthExceedsMaximum);
+            return UrlError::tooLong(maximum_);
         room_ -= data.size();
         return file_.append(data);
     }
@@ -65,6 +65,7 @@ public:
 private:
     UrlSession::DownloadHandler handler_;
     DownloadedFile file_;
+    const std::uint64_t maximum_;
     std::uint64_t room_;
 };
 

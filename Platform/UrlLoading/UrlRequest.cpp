@@ -52,6 +52,13 @@ Error UrlError::make(int code, std::string_view detail) {
     return Error{domain, code, std::move(whole)};
 }
 
+Error UrlError::tooLong(std::uint64_t maximum) {
+    constexpr std::uint64_t mebibyte = 1 << 20;
+    const bool isEven = maximum % mebibyte == 0;
+    return make(DataLengthExceedsMaximum, "more than " + (isEven ? std::to_string(maximum / mebibyte) + " MiB"
+                                                                 : std::to_string(maximum) + " bytes"));
+}
+
 std::string text(const HttpUrlResponse& response) {
     return (response.url ? response.url->absoluteString() : text(std::nullopt)) + " status " +
            std::to_string(response.statusCode) + ", headers " + text(response.allHeaderFields);

@@ -72,6 +72,8 @@ inline constexpr int ServerCertificateUntrusted = -1202;
 
 /// The error of that code; its description is the code's own text, and `detail` where there is any.
 Error make(int code, std::string_view detail = {});
+/// `DataLengthExceedsMaximum` for a response of more than `maximum` bytes, which its description names.
+Error tooLong(std::uint64_t maximum);
 } // namespace UrlError
 
 /// A response that is held in memory may be this long; a longer one ends with `DataLengthExceedsMaximum`.

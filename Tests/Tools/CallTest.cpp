@@ -217,6 +217,17 @@ TEST_F(ACall, EndsWith74WhereTheResponseIsCutOff) {
     EXPECT_TRUE(result.errors.ends_with(" (-1005)\n")) << result.errors;
 }
 
+TEST_F(ACall, NamesTheLimitOfAResponseThatIsHeldInMemory) {
+    for (const char* operation : {"GetTopFileUpload", "GetTopFileUploadWithStream"}) {
+        server.enqueue(HttpReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\nx"));
+        const auto result = run({"call", operation});
+        EXPECT_EQ(result.status, 74);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "quenmark: the transfer failed: The response is too long to be held in memory: more "
+                                 "than 64 MiB (-1103)\n");
+    }
+}
+
 TEST_F(ACall, EndsWith74ForThePathThatFormsNoUrl) {
     const auto result = run({"call", "updateBSDownloadStreamFailed", "FileRequestID=1"});
     EXPECT_EQ(result.status, 74);

@@ -45,6 +45,12 @@ TEST(AnErrorOfUrlLoading, SaysWhatItsCodeMeans) {
     }
 }
 
+TEST(AnErrorOfUrlLoading, NamesTheLimitOfAResponse) {
+    const std::string start = "The response is too long to be held in memory: more than ";
+    EXPECT_EQ(UrlError::tooLong(64 << 20), (Error{"UrlLoading", -1103, start + "64 MiB"}));
+    EXPECT_EQ(UrlError::tooLong((64 << 20) + 1), (Error{"UrlLoading", -1103, start + "67108865 bytes"}));
+}
+
 class TheTextOfAFailure : public UrlLoadingTest {
 protected:
     std::string textOf(UrlRequest request) {

@@ -147,7 +147,9 @@ TEST(AGatheredBody, ThatBecomesTooLongSaysSo) {
     GatheredBody body;
     HttpUrlResponse response;
     response.expectedContentLength = (64 << 20) + 1;
-    EXPECT_EQ(body.expect(response), (Error{"UrlLoading", -1103, "The response is too long to be held in memory"}));
+    const Error tooLong{"UrlLoading", -1103, "The response is too long to be held in memory: more than 64 MiB"};
+    EXPECT_EQ(body.expect(response), tooLong);
+    EXPECT_EQ(body.append(std::string((64 << 20) + 1, 'x')), tooLong);
 }
 
 TEST(APieceBuffersMemory, StaysWhileItIsEmptiedAndGoesWithAPieceThatIsTaken) {
