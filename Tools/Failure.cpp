@@ -19,9 +19,9 @@ constexpr std::array meanings{
     std::pair{Software, "the response does not have the form of the operation's response"},
     std::pair{CannotCreate, "a file or folder cannot be made"},
     std::pair{InputOutput, "the transfer failed (status 2), or reading or writing did"},
-    std::pair{TimedOut, "no response in time"},
+    std::pair{TimedOut, "no response in time; for status: an engine has a problem, or none was started"},
     std::pair{Protocol, "the response is not JSON (status 5), or the server refused"},
-    std::pair{Configuration, "the preferences are malformed, or one that is needed is not set"},
+    std::pair{Configuration, "preferences or deployment settings are malformed, or one that is needed is not set"},
 };
 
 } // namespace

@@ -39,9 +39,9 @@ TEST_F(TheHelp, ListsTheExitStatuses) {
                                      "  70  the response does not have the form of the operation's response\n"
                                      "  73  a file or folder cannot be made\n"
                                      "  74  the transfer failed (status 2), or reading or writing did\n"
-                                     "  75  no response in time\n"
+                                     "  75  no response in time; for status: an engine has a problem, or none was started\n"
                                      "  76  the response is not JSON (status 5), or the server refused\n"
-                                     "  78  the preferences are malformed, or one that is needed is not set\n"),
+                                     "  78  preferences or deployment settings are malformed, or one that is needed is not set\n"),
                   std::string::npos)
             << result.output;
     }
