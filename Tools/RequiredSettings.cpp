@@ -1,8 +1,7 @@
 #include "Tools/RequiredSettings.h"
 
 #include "Platform/Files/Files.h"
-#include "Platform/Settings/DeploymentSettings.h"
-#include "Platform/Settings/Environment.h"
+#include "Platform/Settings/DeploymentReader.h"
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Settings/SettingsFile.h"
 #include "Platform/Text.h"
@@ -59,16 +58,12 @@ std::optional<std::string> preferenceText(const boost::json::object& preferences
 }
 
 void requireDeployment() {
-    auto directories = Platform::Environment::configDirectories();
-    directories.insert(directories.begin(), Platform::Environment::configHome());
-    for (const auto& directory : directories) {
-        const auto content =
-            Platform::SettingsFile::read(Files::appendingPathComponent(directory, "quenmark/deployment.json"));
-        if (const auto* error = std::get_if<Platform::Error>(&content))
-            throw settingsFailure(*error);
-        if (std::get<0>(content))
-            return;
-    }
+    const auto errors = Platform::deploymentErrors();
+    if (errors.empty())
+        return;
+    for (std::size_t index = 0; index + 1 < errors.size(); ++index)
+        complain(errors[index].localizedDescription);
+    throw settingsFailure(errors.back());
 }
 
 void requireSettings() {

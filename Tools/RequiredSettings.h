@@ -18,7 +18,8 @@ Failure settingsFailure(const Platform::Error& error);
 std::optional<std::string> preferenceText(const boost::json::object& preferences, std::string_view key);
 
 /// Throws Failure where the file that the deployment settings come from (DeploymentSettings.h) cannot be read or is
-/// malformed, so that other settings would take the place of those in it, another host among them.
+/// malformed, or has a value that is not usable, so that other settings would take the place of those in it, another
+/// host among them. Prints a line for each such value but the one that the failure names.
 void requireDeployment();
 
 /// Sees to it that the service has what it needs to receive items: well-formed settings, the computer's identifier, and

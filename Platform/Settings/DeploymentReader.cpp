@@ -1,6 +1,7 @@
 #include "Platform/Settings/DeploymentReader.h"
 
 #include "Platform/Files/Files.h"
+#include "Platform/Json.h"
 #include "Platform/Log.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Network/HostAndPort.h"
@@ -24,15 +25,21 @@ bool isHost(std::string_view text) {
     return parts && parts->isValid();
 }
 
+/// What is wrong with a member: what it should be, and what it is.
+struct Complaint {
+    std::string what;
+    std::string value;
+};
+
 /// What is read from a file, and what is wrong with it.
 struct Reading {
     DeploymentSettings settings;
     /// How many files were looked at: what the others hold does not matter.
     std::size_t files = 0;
-    std::vector<std::string> complaints;
+    std::vector<Complaint> complaints;
 
     void refuse(const std::string& path, const char* key, const boost::json::value& value, const char* wanted) {
-        complaints.push_back(path + ": \"" + key + "\" is not " + wanted + " and counts as absent: " + text(value));
+        complaints.push_back({path + ": \"" + key + "\" is not " + wanted, text(value)});
     }
 };
 
@@ -75,6 +82,13 @@ void takeStagingDirectory(const boost::json::object& values, const std::string& 
     reading.settings.stagingDirectory = *directory;
 }
 
+void takeAll(const boost::json::object& values, const std::string& path, Reading& reading) {
+    takeServiceHost(values, path, reading);
+    takeVersion(values, path, reading);
+    takeMode(values, path, reading);
+    takeStagingDirectory(values, path, reading);
+}
+
 /// The files that may hold the settings, the most important first.
 std::vector<std::string> settingsFiles() {
     auto directories = Environment::configDirectories();
@@ -103,10 +117,7 @@ std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vec
         }
         SettingsFile::forget(path);
         if (const auto& values = std::get<0>(content)) {
-            takeServiceHost(*values, path, reading);
-            takeVersion(*values, path, reading);
-            takeMode(*values, path, reading);
-            takeStagingDirectory(*values, path, reading);
+            takeAll(*values, path, reading);
             break;
         }
     }
@@ -114,6 +125,24 @@ std::variant<Reading, std::pair<std::string, Error>> readSettings(const std::vec
 }
 
 } // namespace
+
+std::vector<Error> deploymentErrors() {
+    for (const auto& path : settingsFiles()) {
+        const auto content = SettingsFile::read(path);
+        if (const auto* error = std::get_if<Error>(&content))
+            return {*error};
+        const auto& values = std::get<0>(content);
+        if (!values)
+            continue;
+        Reading reading;
+        takeAll(*values, path, reading);
+        std::vector<Error> errors;
+        for (const auto& [what, value] : reading.complaints)
+            errors.push_back({Json::errorDomain, Json::errorCode, what + ": " + value});
+        return errors;
+    }
+    return {};
+}
 
 DeploymentSettings DeploymentReader::current() {
     const std::lock_guard guard(lock_);
@@ -158,11 +187,14 @@ void DeploymentReader::read() {
         return;
     }
     auto [settings, files, complaints] = std::get<0>(std::move(result));
-    if (isNew || complaints != complaints_) {
-        for (const auto& complaint : complaints)
-            Log::write(complaint, Log::Priority::Error);
+    std::vector<std::string> entries;
+    for (const auto& [what, value] : complaints)
+        entries.push_back(what + " and counts as absent: " + value);
+    if (isNew || entries != logged_) {
+        for (const auto& entry : entries)
+            Log::write(entry, Log::Priority::Error);
     }
-    complaints_ = std::move(complaints);
+    logged_ = std::move(entries);
     // The service chooses its front end and its mode once, when it starts.
     if (settings_) {
         settings.appKitVersionNumber = settings_->appKitVersionNumber;

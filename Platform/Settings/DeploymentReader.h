@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Error.h"
 #include "Platform/Settings/DeploymentSettings.h"
 #include "Platform/Settings/SettingsFile.h"
 
@@ -10,6 +11,11 @@
 #include <vector>
 
 namespace Platform {
+
+/// Why other settings than those in the files would be used: the file that counts cannot be read or is no JSON object,
+/// or values in it are not usable, one error for each. Errors name the path, and the place or the member; those of a
+/// system call have the domain "POSIX". Empty where nothing is wrong.
+std::vector<Error> deploymentErrors();
 
 /// Reads the deployment settings (DeploymentSettings.h) and follows their files. The environment names the files at the
 /// first use. May be used on any thread.
@@ -42,7 +48,8 @@ private:
     /// The turn of the loop in which the files were looked at last. One look serves the whole turn, in which an idle
     /// pass asks several times; a change is seen in the next.
     std::optional<std::uint64_t> turnOfLook_;
-    std::vector<std::string> complaints_;
+    /// What was logged of values that are not usable.
+    std::vector<std::string> logged_;
 };
 
 } // namespace Platform

@@ -118,6 +118,31 @@ TEST_F(AFailedVerb, EndsWith78ForMalformedSettings) {
     expect(78, commands);
 }
 
+TEST_F(AFailedVerb, EndsWith78ForADeploymentSettingOfTheWrongType) {
+    const std::string path = home.config().path("quenmark/deployment.json");
+    const std::vector<std::pair<std::string, std::string>> wrong{
+        {R"({"serviceHost":5})", R"("serviceHost" is not a host with an optional port: 5)"},
+        {R"({"serviceHost":"a\nb"})", R"("serviceHost" is not a host with an optional port: a\x0Ab)"},
+        {R"({"appKitVersionNumber":"1343"})", R"("appKitVersionNumber" is not a number: 1343)"},
+        {R"({"mode":"x"})", R"("mode" is not "compatible" or "managed": x)"},
+        {R"({"stagingDirectory":"here"})", R"("stagingDirectory" is not an absolute path: here)"}};
+    for (const auto& [json, error] : wrong) {
+        home.setDeployment(json);
+        const auto result = run({"call", "GetTopFileUpload"});
+        EXPECT_EQ(result.status, 78);
+        EXPECT_EQ(result.errors, "quenmark: " + path + ": " + error + "\n");
+        EXPECT_EQ(result.output, "");
+    }
+    home.setDeployment(R"({"serviceHost":5,"mode":7})");
+    const auto both = run({"start"});
+    EXPECT_EQ(both.status, 78);
+    EXPECT_EQ(both.errors, "quenmark: " + path + ": \"serviceHost\" is not a host with an optional port: 5\n" +
+                               "quenmark: " + path + ": \"mode\" is not \"compatible\" or \"managed\": 7\n");
+    auto commands = requests();
+    commands.push_back({"start"});
+    expect(78, commands);
+}
+
 TEST(AnErrorOfTheTransport, HasAnExitStatus) {
     for (const auto& [code, status] : {std::pair(-1003, 69),
                                        {-1004, 69},

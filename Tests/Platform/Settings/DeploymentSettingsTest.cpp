@@ -11,6 +11,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 namespace {
 
 using Entries = std::vector<std::string>;
@@ -227,6 +229,28 @@ TEST_F(TheDeploymentSettings, KeepTheModeThatWasReadFirst) {
     home.setDeployment(R"({"serviceHost": "b.example", "mode": "compatible"})");
     EXPECT_EQ(current().serviceHost, "b.example");
     EXPECT_EQ(current().mode, Mode::Managed);
+}
+
+TEST_F(TheDeploymentSettings, HaveAnErrorForWhatOtherValuesWouldTakeThePlaceOf) {
+    const auto errorsOf = [this](const char* content) {
+        home.setDeployment(content);
+        Entries texts;
+        for (const auto& error : Platform::deploymentErrors())
+            texts.push_back(error.domain + ": " + error.localizedDescription);
+        return texts;
+    };
+    EXPECT_EQ(errorsOf(R"({"serviceHost": "a.example", "mode": "managed", "other": 5})"), Entries{});
+    EXPECT_EQ(errorsOf(R"({"serviceHost": 5, "mode": "x"})"),
+              (Entries{"JSON: " + homeFile() + ": \"serviceHost\" is not a host with an optional port: 5",
+                       "JSON: " + homeFile() + ": \"mode\" is not \"compatible\" or \"managed\": x"}));
+    EXPECT_EQ(errorsOf("[]"),
+              Entries{"JSON: " + homeFile() + ": Not a JSON object: the top level is an array at byte 0"});
+    EXPECT_EQ(log.entries(), Entries{});
+    std::filesystem::remove(homeFile());
+    EXPECT_TRUE(Platform::deploymentErrors().empty());
+    std::filesystem::create_directory(homeFile());
+    ASSERT_EQ(Platform::deploymentErrors().size(), 1U);
+    EXPECT_EQ(Platform::deploymentErrors()[0], (Platform::Error{"POSIX", 21, homeFile() + ": Is a directory"}));
 }
 
 TEST_F(TheDeploymentSettings, MayNameAStagingDirectory) {
