@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <exception>
+#include <sstream>
 
 namespace {
 
@@ -15,7 +16,7 @@ ExitStatus run(int argc, char** argv) {
     CLI::App program("The command-line tool of the top-file service", "quenmark");
     program.set_version_flag("--version", "quenmark " QUENMARK_VERSION);
     program.require_subcommand(1);
-    program.footer("More on each verb: quenmark VERB --help\n\n" + Tools::describedExitStatuses());
+    program.footer("More on each verb: quenmark VERB --help\n\nExample:\n  quenmark status\n\n" + Tools::describedExitStatuses());
     Tools::Action action;
     Tools::addStart(program, action);
     Tools::addStop(program, action);
@@ -30,7 +31,9 @@ ExitStatus run(int argc, char** argv) {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-            program.exit(error);
+            std::ostringstream text;
+            program.exit(error, text, text);
+            Tools::print(text.str());
             return ExitStatus::Success;
         }
         const auto unknown = Tools::unknownWord(program, {argv + 1, argv + argc});

@@ -1,4 +1,5 @@
-// The background service. The bus launches it by name; it takes no arguments, and ends when the system ends it.
+// The background service. The bus launches it by name; its arguments play no part, but for one that asks for help or
+// the version, and it ends when the system ends it.
 
 #include "Platform/Ipc/Listener.h"
 #include "Platform/Log.h"
@@ -26,12 +27,41 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace {
 
 using namespace Quenmark;
+
+constexpr const char* help =
+    "The top-file service: receives the items that the web service holds for this computer\n"
+    "Usage: TopFileUploadXpcService [--help | --version]\n\n"
+    "Options:\n"
+    "  -h,--help                   Print this help message and exit\n"
+    "  --version                   Display program version information and exit\n\n"
+    "The session bus launches it by its name, Velkarin.Quenmark.TopFileUploadXpcService, and it runs until it is\n"
+    "ended. Other arguments are ignored.\n\n"
+    "Examples:\n"
+    "  TopFileUploadXpcService --version\n"
+    "  quenmark start              # has the bus launch it, and asks it to start\n\n"
+    "Exit status:\n"
+    "  0   help or version was printed\n"
+    "  69  its bus name is taken, or the bus is lost\n"
+    "  71  there is no memory or no descriptor to start with\n"
+    "  74  help or version cannot be written\n";
+
+/// What is printed for a command line of one option; nil for every other one, which plays no part.
+std::optional<std::string> information(int argc, char** argv) {
+    const std::string_view argument = argc == 2 ? argv[1] : "";
+    if (argument == "--version")
+        return "TopFileUploadXpcService " QUENMARK_VERSION "\n";
+    if (argument == "--help" || argument == "-h")
+        return help;
+    return std::nullopt;
+}
 
 using Engine = std::shared_ptr<TopFileUploadXpcService>;
 
@@ -105,8 +135,10 @@ int run() {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
     Platform::StandardStreams::keepOpen();
+    if (const auto text = information(argc, argv))
+        return Platform::StandardStreams::writeOutput(*text) ? EX_IOERR : EX_OK;
     // A peer or a log's reader that is disconnected, and a limit of file sizes, are errors of the write (EPIPE, EFBIG).
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);

@@ -127,6 +127,7 @@ int run(const std::string& listen, const std::string& data) {
 
 int runCommandLine(int argc, char** argv) {
     CLI::App app("The development web service: holds items for computers and serves the service's operations.");
+    app.set_version_flag("--version", "quenmark-webservice " QUENMARK_VERSION);
     std::string listen = "127.0.0.1:8080";
     std::string data;
     app.add_option("--listen", listen, "Address and port; port 0 takes a free one")
@@ -142,7 +143,9 @@ int runCommandLine(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EX_OK : EX_USAGE;
+        if (app.exit(error) != 0)
+            return EX_USAGE;
+        return std::cout.flush() ? EX_OK : fail(EX_IOERR, "standard output cannot be written to");
     }
     return run(listen, data);
 }

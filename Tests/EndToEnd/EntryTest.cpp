@@ -52,6 +52,35 @@ TEST_P(TheEntry, OffersTheFrontEndOfTheReleaseAndEitherIsStartedAlike) {
     EXPECT_TRUE(loop.runUntil([&] { return !server.requests().empty(); }));
 }
 
+TEST(TheCommandLineOfTheService, AsksForHelpOrTheVersion) {
+    const auto version = TestSupport::runCommand({QUENMARK_SERVICE, "--version"});
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.output, "TopFileUploadXpcService 1.0.0\n");
+    EXPECT_EQ(version.errors, "");
+    for (const char* option : {"--help", "-h"}) {
+        const auto help = TestSupport::runCommand({QUENMARK_SERVICE, option});
+        EXPECT_EQ(help.status, 0);
+        EXPECT_TRUE(help.output.starts_with("The top-file service: receives the items that the web service holds for "
+                                            "this computer\nUsage: TopFileUploadXpcService [--help | --version]\n"))
+            << help.output;
+        EXPECT_NE(help.output.find("\nExamples:\n  TopFileUploadXpcService --version\n"), std::string::npos);
+        EXPECT_EQ(help.errors, "");
+    }
+    const auto full = TestSupport::runCommand({"sh", "-c", "exec \"$0\" --help > /dev/full", QUENMARK_SERVICE});
+    EXPECT_EQ(full.status, 74);
+}
+
+TEST(TheCommandLineOfTheService, PlaysNoOtherPart) {
+    const TestSupport::ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"}};
+    for (const auto& arguments : {std::vector<std::string>{"--bogus"}, {"--version", "--help"}, {""}}) {
+        std::vector<std::string> command{QUENMARK_SERVICE};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const auto result = TestSupport::runCommand(command);
+        EXPECT_EQ(result.status, 69) << "it starts, and finds no bus";
+        EXPECT_EQ(result.output, "");
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(AtEachThreshold, TheEntry,
                          ::testing::Values(Release{"1137.9", "Before1138", false}, Release{"1138.0", "At1138", true},
                                            Release{"1138.6", "Within1138", true}, Release{"1139.0", "After1138", false},

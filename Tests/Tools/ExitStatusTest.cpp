@@ -79,7 +79,9 @@ TEST_F(AFailedVerb, EndsWith74WhereStandardOutputIsFull) {
     for (const auto& command : {Command{"status"},
                                 {"prefs", "list"},
                                 {"prefs", "get", "userIdKey"},
-                                {"operations"}})
+                                {"operations"},
+                                {"--help"},
+                                {"--version"}})
         commands.push_back(command);
     for (auto& command : commands) {
         command.insert(command.begin(), {"sh", "-c", R"(exec "$0" "$@" > /dev/full)", QUENMARK_PROGRAM});

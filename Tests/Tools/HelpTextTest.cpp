@@ -46,6 +46,9 @@ TEST_F(TheWholeHelp, OfTheProgram) {
                "  call                        Carry out an operation of the web service and print its response\n"
                "\n"
                "More on each verb: quenmark VERB --help\n"
+               "\n"
+               "Example:\n"
+               "  quenmark status\n"
                "\n");
 }
 

@@ -63,6 +63,7 @@ TEST_F(TheProgramInTrouble, ExplainsItsOptions) {
     EXPECT_NE(help.find("/quenmark-webservice [OPTIONS]\n\n"
                         "Options:\n"
                         "  -h,--help                   Print this help message and exit\n"
+                        "  --version                   Display program version information and exit\n"
                         "  --listen HOST:PORT=127.0.0.1:8080\n"
                         "                              Address and port; port 0 takes a free one\n"
                         "  --data DIR REQUIRED         Folder for the state and the files; made if missing\n\n"

@@ -50,6 +50,13 @@ TEST_F(TheProgram, ShowsAnExampleInItsHelp) {
         std::string::npos);
 }
 
+TEST_F(TheProgram, NamesItsVersion) {
+    Program program({"--version"});
+    EXPECT_EQ(program.exitStatus(), 0);
+    EXPECT_EQ(program.restOfOutput(), "quenmark-webservice 1.0.0\n");
+    EXPECT_EQ(program.errors(), "");
+}
+
 TEST_F(TheProgram, EndsWith64OnWrongUsage) {
     const std::string help = "Run with --help for more information.\n";
     expectEnd({}, 64, "--data is required\n" + help);
