@@ -53,6 +53,7 @@ TEST_P(TheEntry, OffersTheFrontEndOfTheReleaseAndEitherIsStartedAlike) {
 }
 
 TEST(TheCommandLineOfTheService, AsksForHelpOrTheVersion) {
+    const Platform::RunLoop loop;
     const auto version = TestSupport::runCommand({QUENMARK_SERVICE, "--version"});
     EXPECT_EQ(version.status, 0);
     EXPECT_EQ(version.output, "TopFileUploadXpcService 1.0.0\n");
@@ -71,6 +72,7 @@ TEST(TheCommandLineOfTheService, AsksForHelpOrTheVersion) {
 }
 
 TEST(TheCommandLineOfTheService, PlaysNoOtherPart) {
+    const Platform::RunLoop loop;
     const TestSupport::ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"}};
     for (const auto& arguments : {std::vector<std::string>{"--bogus"}, {"--version", "--help"}, {""}}) {
         std::vector<std::string> command{QUENMARK_SERVICE};

@@ -39,6 +39,7 @@ TEST_F(TheWholeHelp, OfTheProgram) {
                "  start                       Launch the service and start its engine\n"
                "  stop                        End the service\n"
                "  status                      Show what the service is doing\n"
+               "  doctor                      Check everything that the service needs, with advice\n"
                "  prefs                       Read and change the preferences of the service\n"
                "  watch                       Follow items as they arrive, with progress\n"
                "  push                        Queue a file or folder for a computer at a development web service\n"
