@@ -2,11 +2,13 @@
 #include "Tools/Output.h"
 #include "Tools/UnknownWord.h"
 #include "Tools/Verbs.h"
+#include "Tools/Version.h"
 
 #include <CLI/CLI.hpp>
 
 #include <exception>
 #include <sstream>
+#include <string>
 
 namespace {
 
@@ -14,7 +16,7 @@ using Tools::ExitStatus;
 
 ExitStatus run(int argc, char** argv) {
     CLI::App program("The command-line tool of the top-file service", "quenmark");
-    program.set_version_flag("--version", "quenmark " QUENMARK_VERSION);
+    program.set_version_flag("--version", std::string("quenmark ") + Tools::version());
     program.require_subcommand(1);
     program.footer("More on each verb: quenmark VERB --help\n\nExample:\n  quenmark status\n\n" + Tools::describedExitStatuses());
     Tools::Action action;

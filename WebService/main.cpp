@@ -2,6 +2,7 @@
 #include "WebService/Http/Listener.h"
 #include "WebService/Http/Server.h"
 #include "WebService/State.h"
+#include "WebService/Version.h"
 #include "WebService/WebApplication.h"
 
 #include <CLI/CLI.hpp>
@@ -127,7 +128,7 @@ int run(const std::string& listen, const std::string& data) {
 
 int runCommandLine(int argc, char** argv) {
     CLI::App app("The development web service: holds items for computers and serves the service's operations.");
-    app.set_version_flag("--version", "quenmark-webservice " QUENMARK_VERSION);
+    app.set_version_flag("--version", std::string("quenmark-webservice ") + webservice::version());
     std::string listen = "127.0.0.1:8080";
     std::string data;
     app.add_option("--listen", listen, "Address and port; port 0 takes a free one")

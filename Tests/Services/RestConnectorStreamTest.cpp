@@ -53,7 +53,7 @@ TEST_F(ARawPost, SendsExactlyTheseBytes) {
               "Host: " +
                   server.host() +
                   "\r\n"
-                  "User-Agent: ServicesTests/1.0.0\r\n"
+                  "User-Agent: ServicesTests/" PRODUCT_VERSION "\r\n"
                   "Content-Type: application/json\r\n"
                   "Accept: application/json\r\n"
                   "Content-Length: 27\r\n"
@@ -185,7 +185,7 @@ TEST_F(APlainDownload, GetsAnAbsoluteUrlIntoMemory) {
                                           "Host: " +
                                               server.host() +
                                               "\r\n"
-                                              "User-Agent: ServicesTests/1.0.0\r\n"
+                                              "User-Agent: ServicesTests/" PRODUCT_VERSION "\r\n"
                                               "\r\n");
 }
 

@@ -58,7 +58,7 @@ TEST_F(ALegacyConnector, SendsExactlyTheseBytes) {
                                           "Host: " +
                                               server.host() +
                                               "\r\n"
-                                              "User-Agent: ServicesTests/1.0.0\r\n"
+                                              "User-Agent: ServicesTests/" PRODUCT_VERSION "\r\n"
                                               "Content-Type: application/json\r\n"
                                               "Content-Length: 27\r\n"
                                               "\r\n"

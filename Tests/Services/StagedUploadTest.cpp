@@ -33,7 +33,7 @@ TEST_F(AStagedUpload, SendsExactlyTheseBytes) {
               "Host: " +
                   server.host() +
                   "\r\n"
-                  "User-Agent: ServicesTests/1.0.0\r\n"
+                  "User-Agent: ServicesTests/" PRODUCT_VERSION "\r\n"
                   "Content-Type: application/octet-stream\r\n"
                   "FilePath: " +
                   filePath +
