@@ -1,4 +1,5 @@
 #include "Platform/Loop/RunLoop.h"
+#include "Tools/CallLog.h"
 #include "Tools/Doctor/CheckTable.h"
 #include "Tools/Doctor/Doctor.h"
 #include "Tools/Output.h"
@@ -14,6 +15,8 @@ namespace {
 
 ExitStatus examine(bool asJson) {
     Platform::RunLoop loop;
+    // What the library reports stands in the checks too.
+    const CallLog quiet(false);
     const auto checks = runChecks(loop);
     if (asJson)
         print(prettyJson(checksJson(checks)));

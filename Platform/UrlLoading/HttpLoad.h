@@ -58,6 +58,8 @@ public:
     /// Sends the request; once.
     void start();
     bool hasStarted() const { return state_ != State::Created; }
+    /// How far the request has come, while there is no response; where redirects were followed, the last one.
+    LoadStage stage() const { return transfer_ ? transfer_->stage() : LoadStage::Waiting; }
     /// Holds every event back, and stops the timeouts, until `resume`.
     void suspend();
     void resume();

@@ -3,6 +3,7 @@
 #include "Platform/Error.h"
 #include "Platform/Files/FileDescriptor.h"
 #include "Platform/UrlLoading/CurlHandles.h"
+#include "Platform/UrlLoading/LoadStage.h"
 #include "Platform/UrlLoading/PieceBuffer.h"
 #include "Platform/UrlLoading/RequestHeaders.h"
 #include "Platform/UrlLoading/ResponseHeaders.h"
@@ -60,6 +61,8 @@ public:
     void releaseSlot() noexcept;
 
     const Url& url() const { return request_.url; }
+    /// How far the request has come, while there is no response.
+    LoadStage stage() const;
     /// The response's status line and header fields; still being read, complete or malformed.
     const ResponseHeaders& headers() const { return headers_; }
     ResponseHeaders& headers() { return headers_; }

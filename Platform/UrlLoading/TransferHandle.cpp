@@ -240,6 +240,20 @@ bool Transfer::maySend() const {
     return !wasSent() || request_.headers.isIdempotent();
 }
 
+LoadStage Transfer::stage() const {
+    using enum LoadStage;
+    LoadStage reached = Waiting;
+    // Each of these times is 0 until its step is done (curl_easy_getinfo(3), "TIMES").
+    for (const auto& [time, stage] : {std::pair(CURLINFO_NAMELOOKUP_TIME_T, HostFound),
+                                      {CURLINFO_CONNECT_TIME_T, Connected},
+                                      {CURLINFO_APPCONNECT_TIME_T, Secured}}) {
+        curl_off_t microseconds = 0;
+        if (easy_ && curl_easy_getinfo(easy_.get(), time, &microseconds) == CURLE_OK && microseconds > 0)
+            reached = stage;
+    }
+    return reached;
+}
+
 bool Transfer::wasSent() const {
     long size = 0;
     curl_easy_getinfo(easy_.get(), CURLINFO_REQUEST_SIZE, &size);

@@ -120,6 +120,10 @@ const UrlRequest& UrlConnection::originalRequest() const {
     return loading_->request;
 }
 
+LoadStage UrlConnection::stage() const {
+    return loading_->load ? loading_->load->stage() : LoadStage::Waiting;
+}
+
 void UrlConnection::sendAsynchronousRequest(UrlRequest request, const Queue& queue, Handler completionHandler) {
     const auto load = makeLoad(std::move(request), queue);
     load->begin(std::make_shared<WholeResponse>(load, std::move(completionHandler)));

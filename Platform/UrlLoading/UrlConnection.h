@@ -2,6 +2,7 @@
 
 #include "Platform/Error.h"
 #include "Platform/Loop/Queue.h"
+#include "Platform/UrlLoading/LoadStage.h"
 #include "Platform/UrlLoading/UrlRequest.h"
 
 #include <functional>
@@ -40,6 +41,9 @@ public:
     void cancel();
 
     const UrlRequest& originalRequest() const;
+    /// How far the request has come, while there is no response and no error; where redirects were followed, the last
+    /// one.
+    LoadStage stage() const;
 
     /// Loads a request whole, and calls the handler once on `queue` with the headers and all of the body, or an error.
     using Handler = std::function<void(std::optional<HttpUrlResponse>, std::optional<Data>, std::optional<Error>)>;

@@ -3,10 +3,17 @@
 #include "Tools/ServiceNames.h"
 #include "Tools/Status/Advice.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <ranges>
+
 namespace Tools {
 
 namespace {
 
+/// So many engines have a line of their own.
+constexpr std::size_t mostEnginesChecked = 10;
 constexpr const char* unitName = "quenmark.service";
 constexpr const char* adviceToRestart = "Run: quenmark stop; then run: quenmark start";
 
@@ -35,7 +42,9 @@ Check unitCheck(const UnitFindings& unit) {
     if (unit.loadState == "masked")
         return warningCheck(unitName, "is masked", run + "unmask " + unitName);
     if (unit.loadState != "loaded")
-        return warningCheck(unitName, "cannot be loaded (" + shown(unit.loadState) + ")",
+        return warningCheck(unitName,
+                            "cannot be loaded (" +
+                                (unit.loadState.empty() ? "it does not tell" : shown(unit.loadState)) + ")",
                             "See why: " + manager + "status " + unitName);
     if (unit.activeState == "failed")
         return warningCheck(unitName, "has failed",
@@ -72,6 +81,21 @@ CheckState stateOf(const EngineStatus& engine) {
     return CheckState::Ok;
 }
 
+std::vector<const EngineStatus*> worstFirst(const std::vector<EngineStatus>& engines) {
+    std::vector<const EngineStatus*> sorted;
+    for (const auto& engine : engines)
+        sorted.push_back(&engine);
+    std::ranges::stable_sort(sorted, std::ranges::greater(),
+                             [](const EngineStatus* engine) { return stateOf(*engine); });
+    return sorted;
+}
+
+/// How many of those behind the first have a problem.
+std::ptrdiff_t problemsBehind(const std::vector<const EngineStatus*>& engines, std::size_t first) {
+    return std::ranges::count_if(engines | std::views::drop(first),
+                                 [](const EngineStatus* engine) { return stateOf(*engine) != CheckState::Ok; });
+}
+
 Check engineCheck(const EngineStatus& engine, const std::string& serviceRoot) {
     const std::string reason = engine.reason.empty() ? "" : " (" + shown(engine.reason) + ")";
     return {"engine " + std::to_string(engine.id), stateOf(engine), shown(engine.state) + reason,
@@ -102,11 +126,15 @@ std::vector<Check> engineChecks(const BusFindings& findings) {
     if (engines.size() > 1)
         checks.push_back(warningCheck("engines", std::to_string(engines.size()) + ", of which each asks for items",
                                       adviceToRestart));
-    for (const auto& engine : engines) {
-        checks.push_back(engineCheck(engine, findings.status->serviceRoot));
-        if (const auto advice = adviceOnLostItems(engine))
-            checks.push_back(warningCheck("lost items", "", *advice));
+    const auto sorted = worstFirst(engines);
+    for (std::size_t index = 0; index < std::min(sorted.size(), mostEnginesChecked); ++index) {
+        checks.push_back(engineCheck(*sorted[index], findings.status->serviceRoot));
+        if (const auto advice = adviceOnLostItems(*sorted[index]))
+            checks.push_back(warningCheck("lost items", std::to_string(sorted[index]->itemsLost.value_or(0)), *advice));
     }
+    if (const auto left = problemsBehind(sorted, mostEnginesChecked); left > 0)
+        checks.push_back({"engines", stateOf(*sorted[mostEnginesChecked]),
+                          std::to_string(left) + " more have a problem", "See all: quenmark status --json"});
     return checks;
 }
 

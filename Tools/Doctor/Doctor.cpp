@@ -6,7 +6,9 @@
 #include "Tools/Doctor/BusChecks.h"
 #include "Tools/Doctor/CheckTable.h"
 #include "Tools/Doctor/FolderChecks.h"
+#include "Tools/Doctor/HostChecks.h"
 #include "Tools/Doctor/SettingsChecks.h"
+#include "Tools/Doctor/TemporaryChecks.h"
 #include "Tools/Output.h"
 
 #include <algorithm>
@@ -32,14 +34,24 @@ std::vector<Check> runChecks(Platform::RunLoop& loop) {
     const bool isManaged = settings.deployment.mode == Platform::DeploymentSettings::Mode::Managed;
 
     std::optional<BusFindings> bus;
-    BusQuestions questions([&](const BusFindings& findings) { bus = findings; });
-    questions.start();
-    loop.runUntil([&] { return bus.has_value(); }, longestExamination);
+    BusQuestions busQuestions([&](const BusFindings& findings) { bus = findings; });
+    busQuestions.start();
+    std::optional<HostFindings> host;
+    HostQuestion hostQuestion(settings.deployment, [&](const HostFindings& findings) { host = findings; });
+    hostQuestion.start();
+    // Each has a time limit of its own, by the loop's clock.
+    loop.runUntil([&] { return bus && host; }, longestExamination);
+    if (!bus || !host)
+        throw Failure(ExitStatus::TimedOut, "the checks take too long");
 
     std::vector<Check> checks = busChecks(*bus, QUENMARK_VERSION, isManaged ? "managed" : "compatible");
     append(checks, engineChecks(*bus));
     append(checks, settings.checks);
+    append(checks, hostChecks(*host));
     append(checks, folderChecks(settings.quenmarkPath, settings.deployment));
+    append(checks, temporaryChecks(settings.quenmarkPath
+                                       ? std::optional(placementFolder(*settings.quenmarkPath, settings.deployment))
+                                       : std::nullopt));
     return checks;
 }
 

@@ -10,8 +10,8 @@ class RunLoop;
 
 namespace Tools {
 
-/// Checks everything that the service needs, and launches nothing. Turns the loop meanwhile, at most a minute; what
-/// has not been answered by then is a check's result too.
+/// Checks everything that the service needs, and launches nothing. Turns the loop meanwhile, for some 15 seconds at
+/// most: what has not been answered by then is a result too.
 std::vector<Check> runChecks(Platform::RunLoop& loop);
 
 /// Whether no check is a failure.

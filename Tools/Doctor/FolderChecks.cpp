@@ -34,15 +34,18 @@ Check spaceCheck(const std::string& path, std::uint64_t freeBytes) {
     return okCheck("free space", detail);
 }
 
+std::string placementFolder(const std::string& quenmarkPath, const Platform::DeploymentSettings& settings) {
+    std::string folder = Files::appendingPathComponent(quenmarkPath, quenmarkFolderName);
+    const bool isMade = settings.mode == Platform::DeploymentSettings::Mode::Managed && !Files::exists(folder);
+    return isMade ? quenmarkPath : folder;
+}
+
 std::vector<Check> folderChecks(const std::optional<std::string>& quenmarkPath,
                                 const Platform::DeploymentSettings& settings) {
     if (!quenmarkPath || !quenmarkPath->starts_with('/'))
         return {failureCheck(folderCheck, "it is not known where items are to be placed",
                              std::string("Run: quenmark prefs set ") + quenmarkPathKey + " FOLDER")};
-    // Managed mode makes the Quenmark folder, and never the one that holds it.
-    std::string folder = Files::appendingPathComponent(*quenmarkPath, quenmarkFolderName);
-    if (settings.mode == Platform::DeploymentSettings::Mode::Managed && !Files::exists(folder))
-        folder = *quenmarkPath;
+    const std::string folder = placementFolder(*quenmarkPath, settings);
     const auto found = PathState::behindLinks(folder);
     if (const auto* error = std::get_if<Platform::Error>(&found))
         return {failureCheck(folderCheck, shown(error->localizedDescription),

@@ -16,6 +16,10 @@ inline constexpr std::uint64_t littleSpace = 1ULL << 30;
 /// The check of a disk with so many bytes free, which holds what `path` names.
 Check spaceCheck(const std::string& path, std::uint64_t freeBytes);
 
+/// The folder that items are placed in, by the preference quenmarkPathKey, an absolute path; what managed mode finds
+/// missing it makes, but not the folder that holds it, which stands for it then.
+std::string placementFolder(const std::string& quenmarkPath, const Platform::DeploymentSettings& settings);
+
 /// The checks of the folder that items are placed in: it is there, can be written to and has room. `quenmarkPath` is
 /// the preference, nil where it is not set.
 std::vector<Check> folderChecks(const std::optional<std::string>& quenmarkPath,
