@@ -1,22 +1,14 @@
 #include "Platform/Settings/Preferences.h"
 
-#include "Platform/Files/FileDescriptor.h"
 #include "Platform/Files/Files.h"
-#include "Platform/Files/Flush.h"
 #include "Platform/Files/Posix.h"
-#include "Platform/Json.h"
 #include "Platform/Settings/Environment.h"
 #include "Platform/Settings/SettingsFile.h"
 #include "Product.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-
 #include <functional>
 #include <map>
 #include <mutex>
-#include <vector>
 
 namespace Platform::Preferences {
 
@@ -31,35 +23,6 @@ bool namesDomain(std::string_view domain) {
 
 std::string folder() {
     return Files::appendingPathComponent(Environment::configHome(), Product::directoryName);
-}
-
-/// Waits until no other writer of the file is at work, and keeps the others out until the descriptor is closed.
-FileDescriptor lockForWriting(const std::string& path) {
-    const std::string name = "." + Files::lastPathComponent(path) + ".lock";
-    const std::string lockPath = Files::appendingPathComponent(Files::deletingLastPathComponent(path), name);
-    FileDescriptor file(::open(Posix::named(lockPath), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
-    if (!file)
-        return file;
-    int result = 0;
-    do
-        result = ::flock(file.get(), LOCK_EX);
-    while (result != 0 && errno == EINTR);
-    if (result != 0)
-        file.reset();
-    return file;
-}
-
-std::optional<Error> makeFolder() {
-    const std::string path = folder();
-    if (Files::isDirectory(path))
-        return std::nullopt;
-    std::vector<std::string> made;
-    if (auto error = Files::createDirectory(Files::deletingLastPathComponent(path), &made))
-        return error;
-    if (::mkdir(Posix::named(path), S_IRWXU) != 0)
-        return errno == EEXIST ? std::nullopt : std::optional(Posix::error(path));
-    made.push_back(path);
-    return Flush::entries(made);
 }
 
 /// What was read of the domains' files, with their states before. Any thread may ask.
@@ -102,21 +65,7 @@ std::optional<Error> changeDomain(std::string_view domain, const std::function<b
     const std::string path = pathOfDomain(domain);
     if (!namesDomain(domain))
         return Posix::error(path, EINVAL);
-    if (auto error = makeFolder())
-        return error;
-    const FileDescriptor lock = lockForWriting(path);
-    if (!lock)
-        return Posix::error(path);
-    auto current = SettingsFile::read(path);
-    if (auto* error = std::get_if<Error>(&current))
-        return std::move(*error);
-    auto values = std::get<0>(std::move(current)).value_or(object());
-    if (!change(values))
-        return std::nullopt;
-    auto written = Json::prettyPrinted(std::move(values));
-    if (auto* error = std::get_if<Error>(&written))
-        return std::move(*error);
-    return Files::writeAtomically(path, std::get<std::string>(written) + '\n');
+    return SettingsFile::change(path, change);
 }
 
 } // namespace
@@ -142,8 +91,13 @@ std::optional<boost::json::value> objectForKey(std::string_view domain, std::str
 }
 
 std::optional<Error> setObject(std::string_view domain, std::string_view key, const boost::json::value& value) {
+    return setObjects(domain, {{{key.data(), key.size()}, value}});
+}
+
+std::optional<Error> setObjects(std::string_view domain, const object& objects) {
     return changeDomain(domain, [&](object& values) {
-        values.insert_or_assign({key.data(), key.size()}, value);
+        for (const auto& [key, value] : objects)
+            values.insert_or_assign(key, value);
         return true;
     });
 }

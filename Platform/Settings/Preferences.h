@@ -26,6 +26,8 @@ std::optional<boost::json::value> objectForKey(std::string_view domain, std::str
 /// one another by a lock file (flock(2)), so that no change is lost. A malformed file is not overwritten: it is an
 /// error.
 std::optional<Error> setObject(std::string_view domain, std::string_view key, const boost::json::value& value);
+/// As `setObject`, of several values in one step.
+std::optional<Error> setObjects(std::string_view domain, const boost::json::object& objects);
 /// Removes a key. A key that is not there is no error.
 std::optional<Error> removeObject(std::string_view domain, std::string_view key);
 

@@ -1,10 +1,14 @@
 #include "Platform/Settings/SettingsFile.h"
 
+#include "Platform/Files/FileDescriptor.h"
 #include "Platform/Files/Files.h"
+#include "Platform/Files/Flush.h"
 #include "Platform/Files/Posix.h"
 #include "Platform/Json.h"
 #include "Platform/Log.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -12,6 +16,7 @@
 #include <mutex>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace Platform::SettingsFile {
 
@@ -52,6 +57,34 @@ LoggedStates& loggedStates() {
     return states;
 }
 
+/// Waits until no other writer of the file is at work, and keeps the others out until the descriptor is closed.
+FileDescriptor lockForWriting(const std::string& path) {
+    const std::string name = "." + Files::lastPathComponent(path) + ".lock";
+    const std::string lockPath = Files::appendingPathComponent(Files::deletingLastPathComponent(path), name);
+    FileDescriptor file(::open(Posix::named(lockPath), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    if (!file)
+        return file;
+    int result = 0;
+    do
+        result = ::flock(file.get(), LOCK_EX);
+    while (result != 0 && errno == EINTR);
+    if (result != 0)
+        file.reset();
+    return file;
+}
+
+std::optional<Error> makeFolder(const std::string& path) {
+    if (Files::isDirectory(path))
+        return std::nullopt;
+    std::vector<std::string> made;
+    if (auto error = Files::createDirectory(Files::deletingLastPathComponent(path), &made))
+        return error;
+    if (::mkdir(Posix::named(path), S_IRWXU) != 0)
+        return errno == EEXIST ? std::nullopt : std::optional(Posix::error(path));
+    made.push_back(path);
+    return Flush::entries(made);
+}
+
 } // namespace
 
 std::variant<std::optional<boost::json::object>, Error> read(const std::string& path) {
@@ -72,6 +105,24 @@ std::variant<std::optional<boost::json::object>, Error> read(const std::string& 
                      path + ": Not a JSON object: the top level is an array at byte " +
                          std::to_string(std::get<std::string>(content).find('['))};
     return std::move(value.get_object());
+}
+
+std::optional<Error> change(const std::string& path, const std::function<bool(boost::json::object&)>& change) {
+    if (auto error = makeFolder(Files::deletingLastPathComponent(path)))
+        return error;
+    const FileDescriptor lock = lockForWriting(path);
+    if (!lock)
+        return Posix::error(path);
+    auto current = read(path);
+    if (auto* error = std::get_if<Error>(&current))
+        return std::move(*error);
+    auto values = std::get<0>(std::move(current)).value_or(boost::json::object());
+    if (!change(values))
+        return std::nullopt;
+    auto written = Json::prettyPrinted(std::move(values));
+    if (auto* error = std::get_if<Error>(&written))
+        return std::move(*error);
+    return Files::writeAtomically(path, std::get<std::string>(written) + '\n');
 }
 
 bool isFailureToRead(const Error& error) {

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <optional>
 #include <string>
 #include <variant>
@@ -21,6 +22,12 @@ inline constexpr std::uint64_t maximumSize = 16 << 20;
 /// Reads the object; nil where no file is, an error where there is one that cannot be read, is no regular file, is
 /// too large or holds no JSON object. The error names the path and the place.
 std::variant<std::optional<boost::json::object>, Error> read(const std::string& path);
+
+/// Applies `change` to the object of the file as it is now, an empty one where no file is, and replaces the file in one
+/// step where `change` says that it did something. The missing folder of the file is made, for this user alone. Writers
+/// exclude one another by a lock file beside it (flock(2)), so that no change is lost. A file of which `read` gives an
+/// error is not overwritten: that is the error.
+std::optional<Error> change(const std::string& path, const std::function<bool(boost::json::object& values)>& change);
 
 /// Whether an error of `read` is temporary: the file could not be read this time (EACCES, EIO, EMFILE and the like;
 /// errno(3)), so that its content is unknown.

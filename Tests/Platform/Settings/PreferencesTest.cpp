@@ -250,4 +250,10 @@ TEST_F(ThePreferences, AreNeverSeenHalfWritten) {
     EXPECT_TRUE(log.entries().empty());
 }
 
+TEST_F(ThePreferences, TakeSeveralValuesInOneStep) {
+    folder.write(file, R"({"z":1,"computerIdKey":"1"})");
+    EXPECT_EQ(Preferences::setObjects(domain, {{"userIdKey", "2"}, {"computerIdKey", "3"}}), std::nullopt);
+    EXPECT_EQ(folder.read(file), "{\n  \"z\" : 1,\n  \"computerIdKey\" : \"3\",\n  \"userIdKey\" : \"2\"\n}\n");
+}
+
 } // namespace

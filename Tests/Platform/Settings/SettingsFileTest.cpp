@@ -159,4 +159,46 @@ TEST_F(ASettingsFile, TakesNeitherDescriptorsNorMemoryHoweverOftenItIsRead) {
     ::close(again);
 }
 
+TEST_F(ASettingsFile, IsChangedWithAllElseInItsPlace) {
+    folder.write("s.json", R"({"b":[1.5,"x"],"a":null,"n":1343.0})");
+    EXPECT_EQ(SettingsFile::change(path,
+                                   [](object& values) {
+                                       values.insert_or_assign("a", "1");
+                                       values.insert_or_assign("z", true);
+                                       return true;
+                                   }),
+              std::nullopt);
+    EXPECT_EQ(readOrLog(path), (object{{"b", {1.5, "x"}}, {"a", "1"}, {"n", 1343.0}, {"z", true}}));
+    EXPECT_TRUE(folder.read("s.json").starts_with("{\n  \"b\"")) << folder.read("s.json");
+}
+
+TEST_F(ASettingsFile, IsMadeWithItsFolderByAChange) {
+    const std::string made = folder.path("new/folder/s.json");
+    EXPECT_EQ(SettingsFile::change(made,
+                                   [](object& values) {
+                                       EXPECT_TRUE(values.empty());
+                                       values.emplace("a", "1");
+                                       return true;
+                                   }),
+              std::nullopt);
+    EXPECT_EQ(folder.read("new/folder/s.json"), "{\n  \"a\" : \"1\"\n}\n");
+    struct stat status {};
+    ASSERT_EQ(::stat(folder.path("new/folder").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U);
+}
+
+TEST_F(ASettingsFile, StaysAsItIsWhereNothingIsChanged) {
+    folder.write("s.json", "{ }");
+    EXPECT_EQ(SettingsFile::change(path, [](object&) { return false; }), std::nullopt);
+    EXPECT_EQ(folder.read("s.json"), "{ }");
+}
+
+TEST_F(ASettingsFile, IsNotOverwrittenWhereItIsMalformed) {
+    folder.write("s.json", "{\"a\":");
+    const auto error = SettingsFile::change(path, [](object&) -> bool { throw std::logic_error("it is changed"); });
+    ASSERT_TRUE(error);
+    EXPECT_TRUE(error->localizedDescription.starts_with(path + ": ")) << error->localizedDescription;
+    EXPECT_EQ(folder.read("s.json"), "{\"a\":");
+}
+
 } // namespace
