@@ -40,6 +40,10 @@ void keepOpen() {
     }
 }
 
+bool inputIsTerminal() {
+    return ::isatty(STDIN_FILENO) == 1;
+}
+
 bool outputIsTerminal() {
     return ::isatty(STDOUT_FILENO) == 1;
 }

@@ -15,6 +15,8 @@ namespace Platform::StandardStreams {
 /// and with it what is written to the stream. To be called before anything is opened.
 void keepOpen();
 
+/// Whether a person types standard input (isatty(3)).
+bool inputIsTerminal();
 /// Whether a person sees standard output, or standard error (isatty(3)).
 bool outputIsTerminal();
 bool errorIsTerminal();
