@@ -230,6 +230,10 @@ Outcome carryOut(const CallArguments& arguments) {
 
 } // namespace
 
+Failure callFailure(std::int64_t status, const Platform::Error* error) {
+    return *failureOf(status, error).failure;
+}
+
 ExitStatus call(const CallArguments& arguments) {
     const auto outcome = carryOut(arguments);
     if (outcome.signal != 0)

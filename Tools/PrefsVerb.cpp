@@ -1,6 +1,5 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Settings/Preferences.h"
-#include "Platform/Settings/SettingsFile.h"
 #include "Platform/Utf8.h"
 #include "Tools/NearestName.h"
 #include "Tools/Output.h"
@@ -30,13 +29,6 @@ struct PrefsArguments {
 };
 using SharedArguments = std::shared_ptr<PrefsArguments>;
 
-boost::json::object allPreferences() {
-    auto read = Platform::SettingsFile::read(Preferences::pathOfDomain(sharedDomain));
-    if (const auto* error = std::get_if<Platform::Error>(&read))
-        throw settingsFailure(*error);
-    return std::get<0>(std::move(read)).value_or(boost::json::object());
-}
-
 /// A string as it is, any other value as JSON.
 std::string textOf(const boost::json::value& value) {
     if (const auto* string = value.if_string())
@@ -45,7 +37,7 @@ std::string textOf(const boost::json::value& value) {
 }
 
 ExitStatus list(const PrefsArguments& arguments) {
-    const auto preferences = allPreferences();
+    const auto preferences = sharedPreferences();
     if (arguments.asJson) {
         print(prettyJson(preferences));
         return ExitStatus::Success;
@@ -56,7 +48,7 @@ ExitStatus list(const PrefsArguments& arguments) {
 }
 
 ExitStatus get(const PrefsArguments& arguments) {
-    const auto preferences = allPreferences();
+    const auto preferences = sharedPreferences();
     const auto* value = preferences.if_contains(arguments.key);
     if (value == nullptr)
         throw Failure(ExitStatus::NoInput, arguments.key + " is not set");

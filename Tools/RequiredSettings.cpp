@@ -2,6 +2,7 @@
 
 #include "Platform/Files/Files.h"
 #include "Platform/Settings/DeploymentReader.h"
+#include "Platform/Settings/Environment.h"
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Settings/SettingsFile.h"
 #include "Platform/Text.h"
@@ -18,13 +19,6 @@ namespace Tools {
 namespace Files = Platform::Files;
 
 namespace {
-
-boost::json::object preferences() {
-    auto read = Platform::SettingsFile::read(Platform::Preferences::pathOfDomain(sharedDomain));
-    if (const auto* error = std::get_if<Platform::Error>(&read))
-        throw settingsFailure(*error);
-    return std::get<0>(std::move(read)).value_or(boost::json::object());
-}
 
 std::optional<std::string> folderProblem(const std::optional<std::string>& path) {
     const std::string key = quenmarkPathKey;
@@ -57,6 +51,26 @@ std::optional<std::string> preferenceText(const boost::json::object& preferences
     return text.empty() ? std::nullopt : std::optional(std::move(text));
 }
 
+boost::json::object sharedPreferences() {
+    auto read = Platform::SettingsFile::read(Platform::Preferences::pathOfDomain(sharedDomain));
+    if (const auto* error = std::get_if<Platform::Error>(&read))
+        throw settingsFailure(*error);
+    return std::get<0>(std::move(read)).value_or(boost::json::object());
+}
+
+std::optional<boost::json::object> deploymentValues() {
+    auto directories = Platform::Environment::configDirectories();
+    directories.insert(directories.begin(), Platform::Environment::configHome());
+    for (const auto& directory : directories) {
+        auto content = Platform::SettingsFile::read(Files::appendingPathComponent(directory, deploymentFile));
+        if (const auto* error = std::get_if<Platform::Error>(&content))
+            throw settingsFailure(*error);
+        if (auto& values = std::get<0>(content))
+            return std::move(values);
+    }
+    return std::nullopt;
+}
+
 void requireDeployment() {
     const auto errors = Platform::deploymentErrors();
     if (errors.empty())
@@ -68,7 +82,7 @@ void requireDeployment() {
 
 void requireSettings() {
     requireDeployment();
-    const auto known = preferences();
+    const auto known = sharedPreferences();
     std::vector<std::string> problems;
     if (!preferenceText(known, computerIdKey))
         problems.push_back(std::string(computerIdKey) + " is not set; set it with: quenmark prefs set " +

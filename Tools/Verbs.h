@@ -17,6 +17,7 @@ using Action = std::function<ExitStatus()>;
 void addStart(CLI::App& program, Action& action);
 void addStop(CLI::App& program, Action& action);
 void addStatus(CLI::App& program, Action& action);
+void addSetup(CLI::App& program, Action& action);
 void addDoctor(CLI::App& program, Action& action);
 void addPrefs(CLI::App& program, Action& action);
 void addWatch(CLI::App& program, Action& action);

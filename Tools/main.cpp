@@ -23,6 +23,7 @@ ExitStatus run(int argc, char** argv) {
     Tools::addStart(program, action);
     Tools::addStop(program, action);
     Tools::addStatus(program, action);
+    Tools::addSetup(program, action);
     Tools::addDoctor(program, action);
     Tools::addPrefs(program, action);
     Tools::addWatch(program, action);

@@ -16,5 +16,6 @@ target_sources(Platform PRIVATE
   Ipc/PropertyTable.cpp
   Ipc/ServiceCall.cpp
   Ipc/ServiceRoute.cpp
+  Ipc/UserUnit.cpp
   Ipc/Value.cpp
 )

@@ -124,7 +124,7 @@ Check deployedCheck(const DeployedValue& value, const ReadFile& file) {
 }
 
 /// The file that the deployment settings come from, the most important one that is there.
-std::variant<ReadFile, Check> deploymentFile() {
+std::variant<ReadFile, Check> deploymentFileInUse() {
     auto directories = Platform::Environment::configDirectories();
     directories.insert(directories.begin(), Platform::Environment::configHome());
     for (const auto& directory : directories) {
@@ -138,7 +138,7 @@ std::variant<ReadFile, Check> deploymentFile() {
 
 void examineDeployment(SettingsFindings& findings) {
     findings.deployment = Platform::DeploymentReader().current();
-    const auto read = deploymentFile();
+    const auto read = deploymentFileInUse();
     if (const auto* check = std::get_if<Check>(&read))
         return findings.checks.push_back(*check);
     const auto& file = std::get<ReadFile>(read);
