@@ -252,6 +252,22 @@ std::optional<Error> writeAtomically(const std::string& link, std::string_view c
     return error;
 }
 
+std::optional<Error> createAtomically(const std::string& path, std::string_view content) {
+    const std::string folder = deletingLastPathComponent(path);
+    std::string written = appendingPathComponent(folder, ".writing-XXXXXX");
+    const FileDescriptor file(::mkostemp(written.data(), O_CLOEXEC));
+    if (!file)
+        return Posix::error(path);
+    std::optional<Error> error;
+    if (!writeAll(file.get(), content) || ::fsync(file.get()) != 0)
+        error = Posix::error(path);
+    else if (const auto unmoved = moveItem(written, path))
+        error = Posix::error(path, unmoved->code);
+    if (error)
+        ::unlink(written.c_str());
+    return error ? error : Flush::folder(folder);
+}
+
 std::string lastPathComponent(std::string_view path) {
     path = withoutTrailingSeparators(path);
     return std::string(path == "/" ? path : path.substr(path.rfind('/') + 1));

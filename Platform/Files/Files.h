@@ -63,6 +63,9 @@ std::optional<Error> copyContents(const std::string& from, const std::string& to
 /// Where the path is a symbolic link, the link stays, and the file that it leads to is replaced and keeps its mode, or
 /// is made; links in a circle are an error (ELOOP).
 std::optional<Error> writeAtomically(const std::string& path, std::string_view content);
+/// Makes a file with mode 0600 in one step, durably: no reader sees a part of it, and where anything is at the path
+/// already (EEXIST), that stays as it is. Its folder has to be there.
+std::optional<Error> createAtomically(const std::string& path, std::string_view content);
 
 /// The last component of a path, trailing separators left out ("/a/b.txt" gives "b.txt", "/" gives "/", "" gives "").
 std::string lastPathComponent(std::string_view path);

@@ -32,21 +32,28 @@ std::string directory(const char* variable, std::string_view defaultBelowHome) {
     return path ? *std::move(path) : Files::appendingPathComponent(homeDirectory(), defaultBelowHome);
 }
 
-std::string homeInUserDatabase() {
+/// What the user database says of the user whom this process acts for: a member of its entry (passwd(5)), or "".
+std::string inUserDatabase(char* passwd::*member) {
     passwd entry{};
     passwd* found = nullptr;
     std::array<char, 16384> buffer{};
-    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
-        isAbsolute(found->pw_dir))
-        return found->pw_dir;
-    return "/";
+    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr)
+        return found->*member;
+    return "";
 }
 
 } // namespace
 
 std::string homeDirectory() {
     auto home = directory("HOME");
-    return home ? *std::move(home) : homeInUserDatabase();
+    if (home)
+        return *std::move(home);
+    auto inDatabase = inUserDatabase(&passwd::pw_dir);
+    return isAbsolute(inDatabase) ? inDatabase : "/";
+}
+
+std::string userName() {
+    return inUserDatabase(&passwd::pw_name);
 }
 
 std::string configHome() {

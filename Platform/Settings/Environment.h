@@ -10,6 +10,8 @@ namespace Platform::Environment {
 
 /// $HOME, else the home directory of the user database; never empty.
 std::string homeDirectory();
+/// The name of the user whom this process acts for, by the user database; "" where it has none.
+std::string userName();
 /// $XDG_CONFIG_HOME, else ~/.config.
 std::string configHome();
 /// $XDG_CONFIG_DIRS, most important first, else /etc/xdg.

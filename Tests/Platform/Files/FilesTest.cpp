@@ -70,6 +70,21 @@ TEST_F(LocalFiles, AreNotNamedByAPathWithAZeroByte) {
     EXPECT_EQ(folder.read("a"), "1");
 }
 
+TEST_F(LocalFiles, AreMadeInOneStepWhereNothingIs) {
+    const auto path = folder.path("new");
+    EXPECT_EQ(Files::createAtomically(path, "1"), std::nullopt);
+    EXPECT_EQ(folder.read("new"), "1");
+    struct stat status {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    EXPECT_EQ(Files::createAtomically(path, "2"), (Error{"POSIX", EEXIST, path + ": File exists"}));
+    EXPECT_EQ(folder.read("new"), "1");
+    ASSERT_EQ(::symlink("nowhere", folder.path("link").c_str()), 0);
+    EXPECT_EQ(codeOf(Files::createAtomically(folder.path("link"), "2")), EEXIST);
+    EXPECT_EQ(codeOf(Files::createAtomically(folder.path("none/a"), "2")), ENOENT);
+    EXPECT_EQ(std::get<0>(Files::contentsOfDirectory(folder.path())), (std::vector<std::string>{"link", "new"}));
+}
+
 TEST_F(LocalFiles, GetEveryMissingFolderAboveThem) {
     EXPECT_EQ(codeOf(Files::createDirectory(folder.path("a//b/../c/d/"))), 0);
     EXPECT_TRUE(Files::isDirectory(folder.path("a/c/d")));

@@ -29,6 +29,12 @@ TEST(TheHomeDirectory, ComesFromTheUserDatabaseWhereTheEnvironmentNamesNoAbsolut
     }
 }
 
+TEST(TheUserName, ComesFromTheUserDatabase) {
+    const passwd* entry = ::getpwuid(::geteuid());
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(Environment::userName(), entry->pw_name);
+}
+
 TEST(TheConfigurationHome, IsTheOneOfTheEnvironment) {
     const ScopedEnvironment environment{{"HOME", "/home/ann"}, {"XDG_CONFIG_HOME", "/etc/ann"}};
     EXPECT_EQ(Environment::configHome(), "/etc/ann");

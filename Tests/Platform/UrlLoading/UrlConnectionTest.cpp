@@ -94,6 +94,17 @@ TEST_F(AConnection, ReportsTheHeadThenTheBytesThenTheEnd) {
     EXPECT_EQ(connection->originalRequest().url, url("/"));
 }
 
+TEST_F(AConnection, SaysHowFarItsRequestHasCome) {
+    server.enqueue(HttpReply::silence());
+    const auto connection = std::make_shared<UrlConnection>(get("/"), recorder);
+    EXPECT_EQ(connection->stage(), LoadStage::Waiting);
+    connection->start();
+    ASSERT_TRUE(loop.runUntil([&] { return server.requests().size() == 1; }));
+    EXPECT_EQ(connection->stage(), LoadStage::Connected);
+    connection->cancel();
+    EXPECT_EQ(connection->stage(), LoadStage::Waiting);
+}
+
 TEST_F(AConnection, ReportsOnTheQueueThatItIsGiven) {
     server.enqueue(HttpReply::ok("hello"));
     const Queue queue = Queue::serial("operations");
