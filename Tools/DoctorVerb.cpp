@@ -13,7 +13,7 @@ namespace Tools {
 
 namespace {
 
-ExitStatus examine(bool asJson) {
+ExitStatus showChecks(bool asJson) {
     Platform::RunLoop loop;
     // What the library reports stands in the checks too.
     const CallLog quiet(false);
@@ -36,7 +36,7 @@ void addDoctor(CLI::App& program, Action& action) {
                 "where items cannot arrive, and else with 0.\n\n"
                 "Examples:\n  quenmark doctor\n"
                 "  quenmark doctor --json | jq -r '.[] | select(.state == \"failure\") | .advice'");
-    verb.callback([&action, asJson] { action = [asJson] { return examine(*asJson); }; });
+    verb.callback([&action, asJson] { action = [asJson] { return showChecks(*asJson); }; });
 }
 
 } // namespace Tools

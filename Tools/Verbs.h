@@ -19,6 +19,7 @@ void addStop(CLI::App& program, Action& action);
 void addStatus(CLI::App& program, Action& action);
 void addSetup(CLI::App& program, Action& action);
 void addDoctor(CLI::App& program, Action& action);
+void addBundle(CLI::App& program, Action& action);
 void addPrefs(CLI::App& program, Action& action);
 void addWatch(CLI::App& program, Action& action);
 void addPush(CLI::App& program, Action& action);

@@ -25,6 +25,7 @@ ExitStatus run(int argc, char** argv) {
     Tools::addStatus(program, action);
     Tools::addSetup(program, action);
     Tools::addDoctor(program, action);
+    Tools::addBundle(program, action);
     Tools::addPrefs(program, action);
     Tools::addWatch(program, action);
     Tools::addPush(program, action);

@@ -11,8 +11,9 @@ class TheHelp : public AQuenmarkTool {};
 
 TEST_F(TheHelp, ShowsAnExampleForEveryVerb) {
     const std::vector<std::vector<std::string>> verbs{
-        {"start"},        {"stop"},           {"status"}, {"doctor"}, {"prefs"}, {"prefs", "list"}, {"prefs", "get"},
-        {"prefs", "set"}, {"prefs", "unset"}, {"watch"},  {"push"},  {"operations"},    {"call"}};
+        {"start"}, {"stop"},          {"status"},       {"doctor"},       {"bundle"},
+        {"prefs"}, {"prefs", "list"}, {"prefs", "get"}, {"prefs", "set"}, {"prefs", "unset"},
+        {"watch"}, {"push"},          {"operations"},   {"call"}};
     for (auto verb : verbs) {
         std::string example = "  quenmark";
         for (const auto& word : verb)
@@ -53,6 +54,7 @@ TEST_F(TheHelp, NamesTheArgumentsOfAVerb) {
         {{"start"}, {"--another"}},
         {{"status"}, {"--json", "--follow"}},
         {{"doctor"}, {"--json"}},
+        {{"bundle"}, {"FILE"}},
         {{"prefs", "get"}, {"KEY"}},
         {{"prefs", "set"}, {"KEY", "VALUE", "--force"}},
         {{"prefs", "unset"}, {"KEY"}},

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <iterator>
 #include <optional>
+#include <utility>
 
 namespace Tools {
 
@@ -29,7 +30,7 @@ void append(std::vector<Check>& checks, std::vector<Check> more) {
 
 } // namespace
 
-std::vector<Check> runChecks(Platform::RunLoop& loop) {
+Examination examine(Platform::RunLoop& loop) {
     const auto settings = examineSettings();
     const bool isManaged = settings.deployment.mode == Platform::DeploymentSettings::Mode::Managed;
 
@@ -52,7 +53,11 @@ std::vector<Check> runChecks(Platform::RunLoop& loop) {
     append(checks, temporaryChecks(settings.quenmarkPath
                                        ? std::optional(placementFolder(*settings.quenmarkPath, settings.deployment))
                                        : std::nullopt));
-    return checks;
+    return {std::move(checks), bus->status, settings.deploymentFile};
+}
+
+std::vector<Check> runChecks(Platform::RunLoop& loop) {
+    return examine(loop).checks;
 }
 
 bool isHealthy(const std::vector<Check>& checks) {

@@ -142,6 +142,7 @@ void examineDeployment(SettingsFindings& findings) {
     if (const auto* check = std::get_if<Check>(&read))
         return findings.checks.push_back(*check);
     const auto& file = std::get<ReadFile>(read);
+    findings.deploymentFile = file.path;
     findings.checks.push_back(
         okCheck("deployment.json", file.values ? shown(file.path) : "there is none; the values built in count"));
     for (const auto& value : deployedValues(findings.deployment))

@@ -15,6 +15,8 @@ struct SettingsFindings {
     Platform::DeploymentSettings deployment;
     /// The preference quenmarkPathKey; nil where it is not set.
     std::optional<std::string> quenmarkPath;
+    /// The file that they come from; "" where there is none, or one cannot be read.
+    std::string deploymentFile;
     /// A check for each file, and for each value.
     std::vector<Check> checks;
 };

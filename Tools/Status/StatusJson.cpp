@@ -23,15 +23,7 @@ boost::json::value jsonOf(std::uint64_t number) {
 }
 
 boost::json::value jsonOf(const Moment& moment) {
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(std::chrono::microseconds(moment.microseconds));
-    const std::time_t time = seconds.count();
-    std::tm parts{};
-    ::gmtime_r(&time, &parts);
-    std::array<char, 64> text{};
-    // Not strftime(3), whose %Y has fewer than four digits for an early year.
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02dZ", parts.tm_year + 1900, parts.tm_mon + 1,
-                  parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
-    return boost::json::value(text.data());
+    return boost::json::value(isoTime(moment));
 }
 
 boost::json::value jsonOf(const std::vector<EngineStatus>& engines) {
@@ -65,6 +57,18 @@ void addMembers(const Record& record, boost::json::object& object) {
 }
 
 } // namespace
+
+std::string isoTime(const Moment& moment) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(std::chrono::microseconds(moment.microseconds));
+    const std::time_t time = seconds.count();
+    std::tm parts{};
+    ::gmtime_r(&time, &parts);
+    std::array<char, 64> text{};
+    // Not strftime(3), whose %Y has fewer than four digits for an early year.
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02dZ", parts.tm_year + 1900, parts.tm_mon + 1,
+                  parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
+    return text.data();
+}
 
 boost::json::object statusJson(const std::optional<ServiceStatus>& status) {
     boost::json::object object{{"running", status.has_value()}};

@@ -5,8 +5,12 @@
 #include <boost/json/object.hpp>
 
 #include <optional>
+#include <string>
 
 namespace Tools {
+
+/// A time in ISO 8601: "2026-01-02T03:04:05Z".
+std::string isoTime(const Moment& moment);
 
 /// The status for programs; nil is a service that does not run. Members are the names on the bus in lowerCamelCase,
 /// times are in ISO 8601 (UTC, to the second).
