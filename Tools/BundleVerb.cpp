@@ -11,6 +11,7 @@
 #include "Tools/SharedPreferences.h"
 #include "Tools/Status/StatusJson.h"
 #include "Tools/Verbs.h"
+#include "Tools/Version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -56,7 +57,7 @@ BundleParts gather() {
                       settingsIn(Platform::Preferences::pathOfDomain(serviceProgram)),
                       settingsIn(examined.deploymentFile)};
     parts.versions = Platform::systemVersions();
-    parts.versions.insert(parts.versions.begin(), {"quenmark", QUENMARK_VERSION});
+    parts.versions.insert(parts.versions.begin(), {"quenmark", version()});
     parts.log = serviceLog();
     return parts;
 }

@@ -21,8 +21,6 @@ namespace StandardStreams = Platform::StandardStreams;
 
 namespace {
 
-constexpr const char* eraseLine = "\r\x1b[K";
-
 /// How many bytes a control character or line separator at the start of a JSON text has in UTF-8, and its escape; no
 /// bytes where there is none. JSON itself escapes those below the blank.
 std::pair<std::size_t, std::string> escapedControl(std::string_view text) {
@@ -100,6 +98,11 @@ std::string byteCount(std::uint64_t bytes) {
     return text.data();
 }
 
+std::string shareOf(std::uint64_t bytes, std::uint64_t total) {
+    const double share = total == 0 ? 100 : static_cast<double>(bytes) * 100 / static_cast<double>(total);
+    return std::to_string(static_cast<int>(std::min(share, 100.0))) + " % of " + byteCount(total);
+}
+
 ProgressLine::ProgressLine() : visible_(Platform::Terminal::errorTakesEscapes()) {}
 
 ProgressLine::~ProgressLine() {
@@ -109,17 +112,20 @@ ProgressLine::~ProgressLine() {
 void ProgressLine::show(std::string_view text) {
     if (!visible_)
         return;
+    if (text.empty())
+        return clear();
     const std::string line = Platform::printable(text);
     // A line that reaches the right edge would wrap. A text has at least as many bytes as columns.
-    const std::size_t columns = StandardStreams::errorColumns() - 1;
-    StandardStreams::writeError(eraseLine + std::string(beginning(line, columns)));
-    shown_ = true;
+    const auto start = std::string(beginning(line, StandardStreams::errorColumns() - 1));
+    const std::size_t rest = shown_ - std::min(shown_, start.size());
+    StandardStreams::writeError("\r" + start + std::string(rest, ' ') + std::string(rest, '\b'));
+    shown_ = start.size();
 }
 
 void ProgressLine::clear() {
-    if (shown_)
-        StandardStreams::writeError(eraseLine);
-    shown_ = false;
+    if (shown_ > 0)
+        StandardStreams::writeError("\r" + std::string(shown_, ' ') + "\r");
+    shown_ = 0;
 }
 
 } // namespace Tools

@@ -24,9 +24,11 @@ std::string jsonLine(const boost::json::value& value);
 std::string_view beginning(std::string_view text, std::size_t bytes);
 /// A number of bytes as people read it: "812 B", "1.5 MiB".
 std::string byteCount(std::uint64_t bytes);
+/// How much of so many bytes there is: "45 % of 3.0 GiB".
+std::string shareOf(std::uint64_t bytes, std::uint64_t total);
 
-/// A progress line on standard error that is rewritten in place; silent unless that is a terminal that takes
-/// escape sequences.
+/// A progress line on standard error that is rewritten in place, without escape sequences; silent unless that is a
+/// terminal that is not dumb.
 class ProgressLine {
 public:
     ProgressLine();
@@ -35,14 +37,15 @@ public:
     /// Erases the line.
     ~ProgressLine();
 
-    bool isVisible() const { return visible_; }
+    /// Shows the text; an empty one erases the line.
     void show(std::string_view text);
     /// Erases the line until the next `show`.
     void clear();
 
 private:
     const bool visible_;
-    bool shown_ = false;
+    /// How many bytes of text are on the terminal, which take as many columns or fewer.
+    std::size_t shown_ = 0;
 };
 
 } // namespace Tools

@@ -1,3 +1,4 @@
+#include "Platform/Loop/Queue.h"
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Printable.h"
 #include "Platform/Settings/DeploymentSettings.h"
@@ -10,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <chrono>
 #include <memory>
 
 namespace Tools {
@@ -27,7 +29,11 @@ struct PushArguments {
     std::optional<std::string> server;
 };
 
-/// Queues one item after the other.
+void reportLeftOut(const std::string& problem) {
+    complain("left out: " + problem);
+}
+
+/// Queues one item after the other. Of a folder, what cannot be sent is reported and left out.
 class Pusher {
 public:
     Pusher(std::string server, std::string computer, std::vector<Shipment> shipments)
@@ -35,11 +41,13 @@ public:
           session_(Platform::UrlSession::sessionWithConfiguration(
               Platform::UrlSessionConfiguration::defaultSessionConfiguration(), nullptr, Platform::Queue::main())) {}
 
-    void run() {
+    /// Returns how many items were left out.
+    std::size_t run() {
         Platform::Queue::main().async([this] { guarded([this] { sendNext(); }); });
         loop().run();
         if (failure_)
             throw Failure(*failure_);
+        return leftOut_;
     }
 
 private:
@@ -49,8 +57,6 @@ private:
         if (next_ == shipments_.size())
             return loop().stop(0);
         const auto& shipment = shipments_[next_];
-        progress_.show(std::to_string(next_ + 1) + "/" + std::to_string(shipments_.size()) + " " + shipment.name +
-                       (shipment.isFolder ? "" : " " + byteCount(shipment.size)));
         Platform::UrlRequest request;
         request.httpMethod = "PUT";
         request.url = Platform::Url::fromString("http://" + server_ + outboxTarget(computer_, shipment));
@@ -60,26 +66,63 @@ private:
                               const std::optional<Error>& error) {
             guarded([&] { responseReceived(data, response, error); });
         };
-        if (shipment.isFolder) {
+        if (shipment.isFolder)
             request.httpBody = Data();
-            session_->dataTaskWithRequest(std::move(request), handler)->resume();
-        } else {
-            const auto file = Platform::Url::fileUrl(shipment.localPath);
-            session_->uploadTaskWithRequest(std::move(request), file, handler)->resume();
-        }
+        task_ = shipment.isFolder ? session_->dataTaskWithRequest(std::move(request), handler)
+                                  : session_->uploadTaskWithRequest(
+                                        std::move(request), Platform::Url::fileUrl(shipment.localPath), handler);
+        task_->resume();
+        started_ = loop().now();
+        showProgress();
+    }
+
+    void showProgress() {
+        const auto& shipment = shipments_[next_];
+        std::string text = std::to_string(next_ + 1) + "/" + std::to_string(shipments_.size()) + " ";
+        const auto sent = task_->countOfBytesSent();
+        if (!shipment.isFolder)
+            text += (sent == 0 ? byteCount(shipment.size) : shareOf(sent, shipment.size) + rateOf(sent)) + " ";
+        progress_.show(text + shipment.name);
+        timer_ = Platform::Queue::main().timer(progressInterval, [this] { showProgress(); });
+    }
+
+    std::string rateOf(std::uint64_t sent) const {
+        const double seconds = std::chrono::duration<double>(loop().now() - started_).count();
+        if (seconds <= 0)
+            return "";
+        return ", " + byteCount(static_cast<std::uint64_t>(static_cast<double>(sent) / seconds)) + "/s";
     }
 
     void responseReceived(const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,
                           const std::optional<Error>& error) {
-        const auto& shipment = shipments_[next_];
-        if (error)
-            return fail(exitStatusOfTransport(error->code), shipment.name + ": " + error->localizedDescription);
-        const int status = response ? response->statusCode : 0;
-        if (status < 200 || status > 299)
-            return fail(ExitStatus::Protocol, shipment.name + ": the server returned " + std::to_string(status) + ": " +
-                                                  data.value_or(Data()).substr(0, longestResponse));
+        constexpr int badRequest = 400;
+        timer_.cancel();
         progress_.clear();
+        const auto& shipment = shipments_[next_];
+        if (error) {
+            const Failure failure(exitStatusOfTransport(error->code),
+                                  shipment.name + ": " + error->localizedDescription);
+            return error->code == Platform::UrlError::FileDoesNotExist ? leaveOut(failure) : fail(failure);
+        }
+        const int status = response ? response->statusCode : 0;
+        if (status < 200 || status > 299) {
+            const Failure failure(ExitStatus::Protocol, shipment.name + ": the server returned " +
+                                                            std::to_string(status) + ": " +
+                                                            data.value_or(Data()).substr(0, longestResponse));
+            // The name cannot be that of an item.
+            return status == badRequest ? leaveOut(failure) : fail(failure);
+        }
         print(Platform::printable(shipment.name) + "\n");
+        ++next_;
+        sendNext();
+    }
+
+    /// Goes on with the next item; where the first one is not sent, nothing is.
+    void leaveOut(const Failure& failure) {
+        if (next_ == 0)
+            return fail(failure);
+        reportLeftOut(failure.what());
+        ++leftOut_;
         ++next_;
         sendNext();
     }
@@ -87,6 +130,7 @@ private:
     void fail(ExitStatus status, const std::string& text) { fail(Failure(status, text)); }
 
     void fail(Failure failure) {
+        timer_.cancel();
         progress_.clear();
         failure_ = std::move(failure);
         loop().stop(0);
@@ -103,26 +147,34 @@ private:
     }
 
     static constexpr std::size_t longestResponse = 400;
+    static constexpr auto progressInterval = std::chrono::milliseconds(500);
 
     std::string server_;
     std::string computer_;
     std::vector<Shipment> shipments_;
     std::size_t next_ = 0;
+    std::size_t leftOut_ = 0;
     ProgressLine progress_;
+    Platform::Timer timer_;
+    Platform::Duration started_{};
     std::optional<Failure> failure_;
     std::shared_ptr<Platform::UrlSession> session_;
+    std::shared_ptr<Platform::UrlSessionTask> task_;
 };
 
 ExitStatus push(const PushArguments& arguments) {
     if (!arguments.server)
         requireDeployment();
     auto consignment = consignmentOf(arguments.path, arguments.name);
-    for (const auto& path : consignment.leftOut)
-        complain("left out, since it is neither a file nor a folder: " + path);
+    for (const auto& problem : consignment.leftOut)
+        reportLeftOut(problem);
     Platform::RunLoop loop;
-    Pusher(arguments.server.value_or(Platform::DeploymentSettings::current().serviceHost), arguments.computer,
-           std::move(consignment.shipments))
-        .run();
+    Pusher pusher(arguments.server.value_or(Platform::DeploymentSettings::current().serviceHost), arguments.computer,
+                  std::move(consignment.shipments));
+    const std::size_t leftOut = consignment.leftOut.size() + pusher.run();
+    if (leftOut > 0)
+        throw Failure(ExitStatus::DataError,
+                      leftOut == 1 ? "1 item was left out" : std::to_string(leftOut) + " items were left out");
     return ExitStatus::Success;
 }
 
@@ -141,9 +193,12 @@ void addPush(CLI::App& program, Action& action) {
             "--server", [arguments](const std::string& server) { arguments->server = server; },
             "The web service (the one of the deployment settings)")
         ->type_name("HOST[:PORT]");
-    verb.footer("Prints the name of each item as it is queued. Symbolic links in a folder are left out. Ends with 66\n"
-                "where FILE is not there, 69 where the server cannot be reached, 76 where it refuses.\n\n"
-                "Example:\n  quenmark push a.txt --to 17 --as '\\Docs\\a.txt'");
+    verb.footer(
+        "Prints the name of each item as it is queued; on a terminal, standard error shows the progress. What a\n"
+        "folder holds that cannot be sent is left out and named on standard error: symbolic links, what cannot\n"
+        "be read, and names that no item can have. Ends with 65 where something was left out, 66 where FILE is\n"
+        "not there, 69 where the server cannot be reached, 76 where it refuses.\n\n"
+        "Example:\n  quenmark push a.txt --to 17 --as '\\Docs\\a.txt'");
     verb.callback([&action, arguments] { action = [arguments] { return push(*arguments); }; });
 }
 

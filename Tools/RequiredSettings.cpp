@@ -20,20 +20,24 @@ namespace Files = Platform::Files;
 
 namespace {
 
-std::optional<std::string> folderProblem(const std::optional<std::string>& path) {
+std::optional<std::string> pathProblem(const std::optional<std::string>& path) {
     const std::string key = quenmarkPathKey;
     if (!path)
         return key + " is not set; set it with: quenmark prefs set " + key + " FOLDER";
-    if (!path->starts_with('/'))
-        return key + " is not an absolute path";
+    return path->starts_with('/') ? std::nullopt : std::optional(key + " is not an absolute path");
+}
+
+std::optional<std::string> folderProblem(const std::optional<std::string>& path) {
+    if (auto problem = pathProblem(path))
+        return problem;
     std::string folder = *path;
     if (Platform::DeploymentSettings::current().mode == Platform::DeploymentSettings::Mode::Compatible &&
         Files::isDirectory(folder))
         folder = Files::appendingPathComponent(folder, quenmarkFolderName);
     if (Files::isDirectory(folder))
         return std::nullopt;
-    return "the folder " + folder + " does not exist; mount its disk, or make it with: quenmark prefs set " + key +
-           " " + *path;
+    return "the folder " + folder + " does not exist; mount its disk, or make it with: quenmark prefs set " +
+           quenmarkPathKey + " " + *path;
 }
 
 } // namespace
@@ -78,6 +82,13 @@ void requireDeployment() {
     for (std::size_t index = 0; index + 1 < errors.size(); ++index)
         complain(errors[index].localizedDescription);
     throw settingsFailure(errors.back());
+}
+
+std::string requireQuenmarkPath() {
+    const auto path = preferenceText(sharedPreferences(), quenmarkPathKey);
+    if (const auto problem = pathProblem(path))
+        throw Failure(ExitStatus::Configuration, *problem);
+    return Files::appendingPathComponent(*path, quenmarkFolderName);
 }
 
 void requireSettings() {

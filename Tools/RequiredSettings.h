@@ -31,6 +31,10 @@ std::optional<boost::json::object> deploymentValues();
 /// host among them. Prints a line for each such value but the one that the failure names.
 void requireDeployment();
 
+/// The Quenmark folder, in which items are placed. Throws Failure where the preferences are malformed or do not name
+/// it.
+std::string requireQuenmarkPath();
+
 /// Sees to it that the service has what it needs to receive items: well-formed settings, the computer's identifier, and
 /// the folder; in compatible mode the Quenmark folder too, which managed mode makes. Prints a line for each that is
 /// missing, with what to do, and throws Failure.

@@ -38,9 +38,14 @@ std::optional<std::string> objection(std::string_view part) {
     return std::nullopt;
 }
 
+std::optional<Failure> refusal(std::string_view part, std::string_view whole, ExitStatus status) {
+    const auto why = objection(part);
+    return why ? std::optional(Failure(status, "\"" + std::string(whole) + "\": " + *why)) : std::nullopt;
+}
+
 void require(std::string_view part, std::string_view whole, ExitStatus status) {
-    if (const auto why = objection(part))
-        throw Failure(status, "\"" + std::string(whole) + "\": " + *why);
+    if (const auto failure = refusal(part, whole, status))
+        throw Failure(*failure);
 }
 
 std::vector<std::string> partsOf(std::string name) {
@@ -72,49 +77,54 @@ std::string localName(const std::string& path) {
     return separator + name;
 }
 
-[[noreturn]] void fail(const std::string& path, const std::error_code& failure) {
-    const bool isMissing = failure == std::errc::no_such_file_or_directory;
-    throw Failure(isMissing ? ExitStatus::NoInput : ExitStatus::InputOutput, path + ": " + failure.message());
+Failure unreadable(const std::string& path, const std::error_code& failure) {
+    return {ExitStatus::NoInput, path + ": " + failure.message()};
 }
 
 class Collector {
 public:
     explicit Collector(Consignment& into) : into_(into) {}
 
-    /// Adds the item; false where it cannot be sent.
-    bool add(const std::string& path, const std::string& name, const fs::file_status& status) {
-        std::error_code failure;
-        if (fs::is_regular_file(status)) {
-            const auto size = fs::file_size(path, failure);
-            if (failure)
-                fail(path, failure);
-            into_.shipments.push_back({path, name, false, size});
-            return true;
-        }
-        if (!fs::is_directory(status))
-            return false;
-        into_.shipments.push_back({path, name, true, 0});
-        addContents(path, name);
-        return true;
+    /// Adds the item, and what is in it; why it cannot be sent, where it cannot.
+    std::optional<Failure> add(const std::string& path, const std::string& name, const fs::file_status& status) {
+        if (fs::is_regular_file(status))
+            return addFile(path, name);
+        if (fs::is_directory(status))
+            return addFolder(path, name);
+        return Failure(ExitStatus::DataError, path + " is neither a file nor a folder");
     }
 
 private:
-    void addContents(const std::string& folder, const std::string& name) {
+    std::optional<Failure> addFile(const std::string& path, const std::string& name) {
+        std::error_code failure;
+        const auto size = fs::file_size(path, failure);
+        if (failure)
+            return unreadable(path, failure);
+        into_.shipments.push_back({path, name, false, size});
+        return std::nullopt;
+    }
+
+    std::optional<Failure> addFolder(const std::string& folder, const std::string& name) {
         const auto contents = Files::contentsOfDirectory(folder);
         if (const auto* error = std::get_if<Platform::Error>(&contents))
-            throw Failure(ExitStatus::InputOutput, error->localizedDescription);
+            return Failure(ExitStatus::NoInput, error->localizedDescription);
+        into_.shipments.push_back({folder, name, true, 0});
         for (const auto& child : std::get<std::vector<std::string>>(contents)) {
-            const std::string path = Files::appendingPathComponent(folder, child);
-            require(child, path, ExitStatus::DataError);
-            std::error_code failure;
-            const auto status = fs::symlink_status(path, failure);
-            if (failure)
-                fail(path, failure);
-            std::string childName = name;
-            childName.append(1, separator).append(child);
-            if (!add(path, childName, status))
-                into_.leftOut.push_back(path);
+            if (const auto failure = addChild(Files::appendingPathComponent(folder, child), child, name))
+                into_.leftOut.emplace_back(failure->what());
         }
+        return std::nullopt;
+    }
+
+    std::optional<Failure> addChild(const std::string& path, const std::string& child, const std::string& folder) {
+        if (const auto failure = refusal(child, path, ExitStatus::DataError))
+            return failure;
+        std::error_code failure;
+        const auto status = fs::symlink_status(path, failure);
+        if (failure)
+            return unreadable(path, failure);
+        std::string name = folder;
+        return add(path, name.append(1, separator).append(child), status);
     }
 
     Consignment& into_;
@@ -143,10 +153,10 @@ Consignment consignmentOf(const std::string& path, const std::optional<std::stri
     std::error_code failure;
     const auto status = fs::status(path, failure);
     if (!fs::exists(status))
-        fail(path, failure ? failure : std::make_error_code(std::errc::no_such_file_or_directory));
+        throw Failure(unreadable(path, failure ? failure : std::make_error_code(std::errc::no_such_file_or_directory)));
     Consignment consignment;
-    if (!Collector(consignment).add(path, name ? givenName(*name) : localName(path), status))
-        throw Failure(ExitStatus::DataError, path + " is neither a file nor a folder");
+    if (const auto problem = Collector(consignment).add(path, name ? givenName(*name) : localName(path), status))
+        throw Failure(*problem);
     return consignment;
 }
 

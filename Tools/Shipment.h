@@ -23,12 +23,13 @@ struct Shipment {
 /// What there is to send of a file or folder: the item itself and, behind each folder, what is in it, by name.
 struct Consignment {
     std::vector<Shipment> shipments;
-    /// Paths in the folder that are neither files nor folders (symbolic links among them), and are left out.
+    /// What of the folder cannot be sent, and is left out: its path, and why. Symbolic links are among it.
     std::vector<std::string> leftOut;
 };
 
 /// Lists the file or folder. `name` is its name for the receiving computer, with "\" or "/" between its parts
-/// and in front or not; nil is the local name. Throws Failure where nothing is there, or a name cannot be sent.
+/// and in front or not; nil is the local name. Throws Failure where there is nothing that can be read, or that can be
+/// sent.
 Consignment consignmentOf(const std::string& path, const std::optional<std::string>& name);
 
 /// The path at the development web service's HTTP server that queues the item for the computer (percent-encoded as

@@ -1,18 +1,13 @@
-#include "Platform/Loop/RunLoop.h"
-#include "Platform/Loop/Signals.h"
 #include "Platform/StandardStreams.h"
 #include "Platform/Terminal.h"
 #include "Tools/Output.h"
-#include "Tools/Status/StatusClient.h"
 #include "Tools/Status/StatusJson.h"
 #include "Tools/Status/StatusText.h"
+#include "Tools/Status/StatusView.h"
 #include "Tools/Verbs.h"
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <chrono>
-#include <csignal>
 #include <memory>
 #include <optional>
 
@@ -26,18 +21,6 @@ struct StatusArguments {
     bool asJson = false;
     bool follows = false;
 };
-
-/// Between the two looks at a download that give its rate, and between two drawings of the screen.
-constexpr auto interval = std::chrono::seconds(1);
-
-Moment currentTime() {
-    const auto time = std::chrono::system_clock::now().time_since_epoch();
-    return {std::chrono::duration_cast<std::chrono::microseconds>(time).count()};
-}
-
-bool isDownloading(const std::optional<ServiceStatus>& status) {
-    return status && std::ranges::any_of(status->engines, [](const auto& e) { return e.state == "downloading"; });
-}
 
 std::optional<std::size_t> columnsOfOutput() {
     if (!Platform::StandardStreams::outputIsTerminal())
@@ -63,63 +46,9 @@ private:
     std::size_t height_ = 0;
 };
 
-/// What both ways to show the status have in common: the first failure ends the program.
-class StatusView {
-public:
-    StatusView()
-        : client_({[this](auto status) { guarded([&] { take(std::move(status)); }); },
-                   [this](const Failure& failure) { end(failure); }}) {}
-    StatusView(const StatusView&) = delete;
-    StatusView& operator=(const StatusView&) = delete;
-    virtual ~StatusView() = default;
-
-    ExitStatus run() {
-        client_.start();
-        const auto status = static_cast<ExitStatus>(loop_.run());
-        if (failure_)
-            throw Failure(*failure_);
-        return status;
-    }
-
-protected:
-    virtual void show() = 0;
-
-    void take(std::optional<ServiceStatus> status) {
-        reading_.status = std::move(status);
-        if (reading_.status)
-            reading_.rates.add(*reading_.status, loop_.now());
-        show();
-    }
-
-    const StatusReading& readingNow() {
-        reading_.time = currentTime();
-        return reading_;
-    }
-    template <class Function>
-    void guarded(const Function& function) {
-        try {
-            function();
-        } catch (const Failure& failure) {
-            end(failure);
-        }
-    }
-    void end(ExitStatus status) { loop_.stop(static_cast<int>(status)); }
-    void readAgain() { client_.readAgain(); }
-    std::string screen() {
-        return screenText(screenLines(readingNow()), Terminal::outputTakesColours(), columnsOfOutput());
-    }
-
-private:
-    void end(const Failure& failure) {
-        failure_ = failure;
-        end(failure.status());
-    }
-
-    Platform::RunLoop loop_;
-    std::optional<Failure> failure_;
-    StatusReading reading_;
-    StatusClient client_;
-};
+std::string screenOf(const StatusReading& reading) {
+    return screenText(screenLines(reading), Terminal::outputTakesColours(), columnsOfOutput());
+}
 
 /// Shows the status once.
 class Look final : public StatusView {
@@ -138,7 +67,7 @@ private:
                 });
             return;
         }
-        print(asJson_ ? prettyJson(statusJson(reading.status)) : screen());
+        print(asJson_ ? prettyJson(statusJson(reading.status)) : screenOf(reading));
         end(reading.status ? exitStatusOf(*reading.status) : ExitStatus::Unavailable);
     }
 
@@ -148,12 +77,9 @@ private:
 };
 
 /// Shows the status at each change until SIGINT or SIGTERM: as a screen that is redrawn, or a line each.
-class Follower final : public StatusView {
+class Follower final : public LastingView {
 public:
-    explicit Follower(bool asJson)
-        : asJson_(asJson), redraws_(!asJson && Terminal::outputTakesEscapes()),
-          interrupt_(SIGINT, [this] { end(ExitStatus::Success); }),
-          termination_(SIGTERM, [this] { end(ExitStatus::Success); }) {}
+    explicit Follower(bool asJson) : asJson_(asJson), redraws_(!asJson && Terminal::outputTakesEscapes()) {}
 
 private:
     void show() override {
@@ -168,7 +94,7 @@ private:
     }
 
     void draw() {
-        screen_.draw(screen());
+        screen_.draw(screenOf(readingNow()));
         // Times go on without a change; a download is looked at anew, so that its rate falls where nothing comes.
         next_ = Platform::Queue::main().timer(interval, [this] {
             guarded([this] { draw(); });
@@ -182,8 +108,6 @@ private:
     std::string last_;
     Screen screen_;
     Platform::Timer next_;
-    Platform::SignalWatch interrupt_;
-    Platform::SignalWatch termination_;
 };
 
 } // namespace

@@ -4,8 +4,8 @@
 
 namespace Tools {
 
-/// The exit status for an error code of the transport (UrlRequest.h): Unavailable where no connection was made, TimedOut
-/// where no response came in time, NoInput for a file that cannot be read, InputOutput for everything else.
+/// The exit status for an error code of the transport (UrlRequest.h): Unavailable where no connection was made,
+/// TimedOut where no response came in time, NoInput for a file that cannot be read, InputOutput for everything else.
 ExitStatus exitStatusOfTransport(int code);
 
 } // namespace Tools

@@ -1,119 +1,107 @@
 #include "Platform/Files/FileWatcher.h"
-#include "Platform/Files/Files.h"
-#include "Platform/Loop/RunLoop.h"
-#include "Platform/Loop/Signals.h"
 #include "Platform/Printable.h"
-#include "Platform/Settings/Environment.h"
-#include "Platform/Settings/Preferences.h"
-#include "Platform/Text.h"
+#include "Platform/Utf8.h"
 #include "Tools/Output.h"
-#include "Tools/SharedPreferences.h"
+#include "Tools/RequiredSettings.h"
+#include "Tools/Status/Advice.h"
+#include "Tools/Status/StatusView.h"
+#include "Tools/Status/WatchEvents.h"
 #include "Tools/Verbs.h"
 
 #include <CLI/CLI.hpp>
 
-#include <csignal>
+#include <memory>
+#include <optional>
+#include <string>
 
 namespace Tools {
 
 using Platform::FileEvent;
-using Platform::FileWatcher;
 
 namespace {
 
-constexpr auto progressInterval = std::chrono::milliseconds(100);
-
-/// The folder that items are placed in.
-std::string quenmarkFolder() {
-    const auto path = Platform::Preferences::objectForKey(sharedDomain, quenmarkPathKey);
-    if (!path)
-        throw Failure(ExitStatus::Configuration,
-                      "quenmarkPathKey is not set; set it with: quenmark prefs set quenmarkPathKey FOLDER");
-    std::string folder = Platform::text(*path) + "/" + quenmarkFolderName;
-    if (!folder.starts_with('/'))
-        throw Failure(ExitStatus::Configuration, "quenmarkPathKey is not an absolute path");
-    return folder;
+/// A path as JSON takes it, which is UTF-8 (RFC 8259, section 8.1).
+std::string pathInJson(const std::string& path) {
+    return Platform::firstInvalidUtf8(path) == std::string::npos ? path : Platform::printable(path);
 }
 
-/// Where items lie while they are received.
-std::string temporaryFolder() {
-    return Platform::Environment::temporaryDirectory() + "QuenmarkTemp";
-}
-
-/// Prints items that have arrived, and the progress of those that are being received.
-class Watch {
+/// Prints items that arrive in a folder, and shows what the service is doing: items are seen in the folder, since the
+/// service announces its changes at most four times a second and names the last item alone.
+class Watch final : public LastingView {
 public:
-    explicit Watch(const std::string& folder)
-        : interrupt_(SIGINT, [this] { loop_.stop(0); }), termination_(SIGTERM, [this] { loop_.stop(0); }),
-          arrivals_(folder, [this](const FileEvent& event) { placed(event); }) {
-        if (progress_.isVisible())
-            incoming_.emplace(temporaryFolder(), [this](const FileEvent& event) { received(event); });
-    }
-
-    void run() {
-        loop_.run();
-        if (failure_)
-            throw Failure(*failure_);
-    }
+    Watch(const std::string& folder, bool asJson)
+        : asJson_(asJson), arrivals_(folder, [this](const FileEvent& event) { guarded([&] { placed(event); }); }) {}
 
 private:
     void placed(const FileEvent& event) {
-        try {
-            if (event.kind == FileEvent::Kind::Missed)
-                complain("some items under " + event.path + " may have arrived unseen");
-            if (event.kind != FileEvent::Kind::Arrived)
-                return;
-            progress_.clear();
-            print(Platform::printable(event.path) + (event.isDirectory ? "/\n" : "\n"));
-        } catch (const Failure& failure) {
-            failure_ = failure;
-            loop_.stop(0);
-        }
-    }
-
-    void received(const FileEvent& event) {
-        if (event.isDirectory)
+        if (event.kind == FileEvent::Kind::Missed)
+            complain("some items under " + event.path + " may have arrived unseen");
+        if (event.kind != FileEvent::Kind::Arrived)
             return;
-        if (event.kind == FileEvent::Kind::Left) {
-            if (event.path == growing_)
-                timer_.cancel();
-            return progress_.clear();
+        progress_.clear();
+        if (asJson_)
+            print(jsonLine(boost::json::object{
+                {"event", "arrived"}, {"path", pathInJson(event.path)}, {"isFolder", event.isDirectory}}));
+        else
+            print(Platform::printable(event.path) + (event.isDirectory ? "/\n" : "\n"));
+    }
+
+    void show() override {
+        const auto& reading = readingNow();
+        if (asJson_)
+            printEvents(reading);
+        else
+            showProgress(reading);
+        before_ = reading.status;
+        hasRun_ = reading.status.has_value();
+        if (isDownloading(reading.status))
+            next_ = Platform::Queue::main().timer(interval, [this] { readAgain(); });
+    }
+
+    void printEvents(const StatusReading& reading) {
+        const bool runs = reading.status.has_value();
+        if (hasRun_ != runs)
+            print(jsonLine(boost::json::object{{"event", "service"}, {"running", runs}}));
+        for (const auto& event : eventsSince(before_, reading))
+            print(jsonLine(event));
+    }
+
+    void showProgress(const StatusReading& reading) {
+        for (const auto& engine : enginesThatLost(before_, reading)) {
+            progress_.clear();
+            complain(adviceOnLostItems(engine).value_or(""));
         }
-        growing_ = event.path;
-        if (!timer_.isScheduled())
-            timer_ = Platform::Queue::main().timer(progressInterval, [this] { showProgress(); });
+        progress_.show(activityLine(reading));
     }
 
-    void showProgress() {
-        if (const auto size = Platform::Files::size(growing_))
-            progress_.show(Platform::Files::lastPathComponent(growing_) + " " + byteCount(*size));
-    }
-
-    Platform::RunLoop loop_;
+    const bool asJson_;
     ProgressLine progress_;
-    std::optional<Failure> failure_;
-    std::string growing_;
-    Platform::Timer timer_;
-    Platform::SignalWatch interrupt_;
-    Platform::SignalWatch termination_;
-    FileWatcher arrivals_;
-    std::optional<FileWatcher> incoming_;
+    /// The reading before, and whether the service ran then; nil before the first one.
+    std::optional<ServiceStatus> before_;
+    std::optional<bool> hasRun_;
+    Platform::Timer next_;
+    Platform::FileWatcher arrivals_;
 };
 
 } // namespace
 
 void addWatch(CLI::App& program, Action& action) {
     auto& verb = *program.add_subcommand("watch", "Follow items as they arrive, with progress");
-    verb.footer("Prints the path of each file and folder that comes into the Quenmark folder, a folder's with \"/\"\n"
-                "at its end. On a terminal, standard error shows how much of an item has been received so far. Ends\n"
-                "with 0 on SIGINT (Ctrl-C), and with 78 where quenmarkPathKey is not set.\n\n"
-                "Example:\n  quenmark watch | while read -r path; do echo \"new: $path\"; done");
-    verb.callback([&action] {
-        action = [] {
-            Watch(quenmarkFolder()).run();
-            return ExitStatus::Success;
-        };
-    });
+    const auto asJson = std::make_shared<bool>(false);
+    verb.add_flag("--json", *asJson, "Print a JSON object for each event, one a line");
+    verb.footer(
+        "Prints the path of each file and folder that comes into the Quenmark folder, a folder's with \"/\" at its\n"
+        "end. On a terminal, standard error shows what the service is doing: how much of which item has been\n"
+        "received, at what rate, and how long the rest takes. Never launches the service, and waits for one that\n"
+        "does not run. Ends with 0 on SIGINT (Ctrl-C), with 69 where there is no session bus, and with 78 where\n"
+        "quenmarkPathKey is not set.\n\n"
+        "The events of --json are \"arrived\" (path, isFolder), \"progress\" (engine, item, bytes, total,\n"
+        "bytesPerSecond, secondsLeft; what is not known is left out), \"state\" (engine, state, reason, item),\n"
+        "\"lost\" (engine, item, reason, items) and \"service\" (running).\n\n"
+        "Examples:\n"
+        "  quenmark watch | while read -r path; do echo \"new: $path\"; done\n"
+        "  quenmark watch --json | jq 'select(.event == \"arrived\").path'");
+    verb.callback([&action, asJson] { action = [asJson] { return Watch(requireQuenmarkPath(), *asJson).run(); }; });
 }
 
 } // namespace Tools

@@ -18,7 +18,8 @@ ExitStatus run(int argc, char** argv) {
     CLI::App program("The command-line tool of the top-file service", "quenmark");
     program.set_version_flag("--version", std::string("quenmark ") + Tools::version());
     program.require_subcommand(1);
-    program.footer("More on each verb: quenmark VERB --help\n\nExample:\n  quenmark status\n\n" + Tools::describedExitStatuses());
+    program.footer("More on each verb: quenmark VERB --help\n\nExample:\n  quenmark status\n\n" +
+                   Tools::describedExitStatuses());
     Tools::Action action;
     Tools::addStart(program, action);
     Tools::addStop(program, action);

@@ -60,6 +60,8 @@ public:
     bool hasStarted() const { return state_ != State::Created; }
     /// How far the request has come, while there is no response; where redirects were followed, the last one.
     LoadStage stage() const { return transfer_ ? transfer_->stage() : LoadStage::Waiting; }
+    /// How many bytes of the body were sent; 0 while nothing is in flight.
+    std::uint64_t bytesSent() const { return transfer_ ? transfer_->bytesSent() : 0; }
     /// Holds every event back, and stops the timeouts, until `resume`.
     void suspend();
     void resume();

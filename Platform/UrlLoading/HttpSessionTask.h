@@ -29,6 +29,7 @@ public:
     State state() const override;
     const UrlRequest& originalRequest() const override { return load_->request(); }
     const HttpUrlResponse* response() const override { return response_ ? &*response_ : nullptr; }
+    std::uint64_t countOfBytesSent() const override { return load_->bytesSent(); }
     void setTaskDescription(std::string description) override { description_ = std::move(description); }
     const std::string& taskDescription() const override { return description_; }
 

@@ -176,14 +176,18 @@ bool Transfer::receive(std::string_view bytes) {
     return true;
 }
 
+std::uint64_t Transfer::bytesSent() const {
+    curl_off_t sent = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    return static_cast<std::uint64_t>(sent);
+}
+
 /// Whether a long body of known length is to be received over plain HTTP/1.1, the request being sent: nothing but the
 /// body, unencoded, is then still to be read from the connection.
 bool Transfer::canTakeOverConnection() const {
-    curl_off_t sent = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
     const auto length = headers_.contentLength();
-    return length && *length >= minimumDirectReadSize && connection_ >= 0 &&
-           static_cast<std::uint64_t>(sent) == bodySize() && request_.url.scheme() == "http";
+    return length && *length >= minimumDirectReadSize && connection_ >= 0 && bytesSent() == bodySize() &&
+           request_.url.scheme() == "http";
 }
 
 /// libcurl hands a body out in slices of 16 KiB, each copied once more. A long body is read from its connection

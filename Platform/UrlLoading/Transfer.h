@@ -72,6 +72,8 @@ public:
     void continueReading();
     /// Nil until the transfer has ended.
     const std::optional<Outcome>& outcome() const { return outcome_; }
+    /// How many bytes of the body were sent.
+    std::uint64_t bytesSent() const;
     /// Whether it got its slot, was connected, or sent or received bytes since this was last called.
     bool takeProgress() { return std::exchange(progress_, false); }
 

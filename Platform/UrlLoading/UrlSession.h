@@ -95,6 +95,8 @@ public:
     virtual const UrlRequest& originalRequest() const = 0;
     /// The response's status and headers; nil until they are received. They stay when the task ends.
     virtual const HttpUrlResponse* response() const = 0;
+    /// How many bytes of the request's body were sent so far; 0 before it is sent and once the task has ended.
+    virtual std::uint64_t countOfBytesSent() const = 0;
     virtual void setTaskDescription(std::string description) = 0;
     virtual const std::string& taskDescription() const = 0;
 };

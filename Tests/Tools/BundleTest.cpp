@@ -230,7 +230,7 @@ TEST_F(ABundle, HasNoneOfTheSecretsThatTheProgramReads) {
     for (const std::string kept :
          {"\nfailure  engine 1 ", "\"check\" : \"folder\"", "\"state\" : \"blocked\"", "\"item\" : \"[name]\"",
           "\"computerIdKey\" : \"[value]\"", "\"quenmarkPathKey\" : \"~/items\"", server.host().c_str(),
-          "quenmark: " QUENMARK_VERSION "\n", "libcurl: libcurl/", "libsystemd: libsystemd.so.0.", "kernel: Linux ",
+          "quenmark: " QUENMARK_VERSION, "libcurl: libcurl/", "libsystemd: libsystemd.so.0.", "kernel: Linux ",
           "distribution: "})
         EXPECT_NE(all.find(kept), std::string::npos) << kept << " is not in\n" << all;
 }

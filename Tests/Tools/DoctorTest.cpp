@@ -33,9 +33,9 @@ protected:
     std::string checks() { return textOf(runChecks(loop)); }
     /// The line of a check, without its state and name.
     std::string check(const std::string& name) {
-        for (const auto& found : runChecks(loop)) {
-            if (found.check == name)
-                return textOf({found});
+        for (const auto& one : runChecks(loop)) {
+            if (one.check == name)
+                return textOf({one});
         }
         return "there is no such check";
     }

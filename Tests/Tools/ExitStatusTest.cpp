@@ -56,7 +56,7 @@ TEST_F(AFailedVerb, EndsWith66ForAFileThatCannotBeRead) {
 
 TEST_F(AFailedVerb, EndsWith69WhereThereIsNoBus) {
     setPreferencesToStart();
-    expect(69, {{"start"}, {"stop"}, {"status"}, {"status", "--follow"}});
+    expect(69, {{"start"}, {"stop"}, {"status"}, {"status", "--follow"}, {"watch"}, {"watch", "--json"}});
 }
 
 TEST_F(AFailedVerb, EndsWith69WhereNoConnectionIsMade) {
@@ -95,6 +95,7 @@ TEST_F(AFailedVerb, EndsWith74ForASettingsFileThatCannotBeRead) {
     std::filesystem::remove(preferencesFile());
     std::filesystem::create_directories(preferencesFile());
     expect(74, {{"start"},
+                {"watch"},
                 {"prefs", "list"},
                 {"prefs", "get", "a"},
                 {"prefs", "set", "userIdKey", "1"},
@@ -110,6 +111,7 @@ TEST_F(AFailedVerb, EndsWith74ForASettingsFileThatCannotBeRead) {
 TEST_F(AFailedVerb, EndsWith78ForMalformedSettings) {
     home.setPreferences("[]");
     expect(78, {{"start"},
+                {"watch"},
                 {"prefs", "list"},
                 {"prefs", "get", "a"},
                 {"prefs", "set", "userIdKey", "1"},

@@ -58,6 +58,7 @@ TEST_F(TheHelp, NamesTheArgumentsOfAVerb) {
         {{"prefs", "get"}, {"KEY"}},
         {{"prefs", "set"}, {"KEY", "VALUE", "--force"}},
         {{"prefs", "unset"}, {"KEY"}},
+        {{"watch"}, {"--json"}},
         {{"push"}, {"FILE", "--to COMPUTER", "--as NAME", "--server HOST[:PORT]"}},
         {{"call"},
          {"OPERATION", "PAIR Key=value", "--json FILE", "--file PATH", "--output FILE", "--timeout SECONDS", "--wire",

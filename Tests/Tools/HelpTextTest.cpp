@@ -192,13 +192,21 @@ TEST_F(TheWholeHelp, OfWatch) {
            "\n"
            "Options:\n"
            "  -h,--help                   Print this help message and exit\n"
+           "  --json                      Print a JSON object for each event, one a line\n"
            "\n"
-           "Prints the path of each file and folder that comes into the Quenmark folder, a folder's with \"/\"\n"
-           "at its end. On a terminal, standard error shows how much of an item has been received so far. Ends\n"
-           "with 0 on SIGINT (Ctrl-C), and with 78 where quenmarkPathKey is not set.\n"
+           "Prints the path of each file and folder that comes into the Quenmark folder, a folder's with \"/\" at its\n"
+           "end. On a terminal, standard error shows what the service is doing: how much of which item has been\n"
+           "received, at what rate, and how long the rest takes. Never launches the service, and waits for one that\n"
+           "does not run. Ends with 0 on SIGINT (Ctrl-C), with 69 where there is no session bus, and with 78 where\n"
+           "quenmarkPathKey is not set.\n"
            "\n"
-           "Example:\n"
-           "  quenmark watch | while read -r path; do echo \"new: $path\"; done\n");
+           "The events of --json are \"arrived\" (path, isFolder), \"progress\" (engine, item, bytes, total,\n"
+           "bytesPerSecond, secondsLeft; what is not known is left out), \"state\" (engine, state, reason, item),\n"
+           "\"lost\" (engine, item, reason, items) and \"service\" (running).\n"
+           "\n"
+           "Examples:\n"
+           "  quenmark watch | while read -r path; do echo \"new: $path\"; done\n"
+           "  quenmark watch --json | jq 'select(.event == \"arrived\").path'\n");
 }
 
 TEST_F(TheWholeHelp, OfPush) {
@@ -215,8 +223,10 @@ TEST_F(TheWholeHelp, OfPush) {
            "  --as NAME                   The item's name there, with \"\\\" between its parts (the file's own name)\n"
            "  --server HOST[:PORT]        The web service (the one of the deployment settings)\n"
            "\n"
-           "Prints the name of each item as it is queued. Symbolic links in a folder are left out. Ends with 66\n"
-           "where FILE is not there, 69 where the server cannot be reached, 76 where it refuses.\n"
+           "Prints the name of each item as it is queued; on a terminal, standard error shows the progress. What a\n"
+           "folder holds that cannot be sent is left out and named on standard error: symbolic links, what cannot\n"
+           "be read, and names that no item can have. Ends with 65 where something was left out, 66 where FILE is\n"
+           "not there, 69 where the server cannot be reached, 76 where it refuses.\n"
            "\n"
            "Example:\n"
            "  quenmark push a.txt --to 17 --as '\\Docs\\a.txt'\n");

@@ -25,6 +25,14 @@ TEST(ANumberOfBytes, HasTheLargestUnitThatItIsAtLeastOneOf) {
         EXPECT_EQ(byteCount(bytes), text);
 }
 
+TEST(AShare, IsAPercentageOfTheWhole) {
+    EXPECT_EQ(shareOf(0, 1024), "0 % of 1.0 KiB");
+    EXPECT_EQ(shareOf(1023, 1024), "99 % of 1.0 KiB");
+    EXPECT_EQ(shareOf(1024, 1024), "100 % of 1.0 KiB");
+    EXPECT_EQ(shareOf(4096, 1024), "100 % of 1.0 KiB");
+    EXPECT_EQ(shareOf(0, 0), "100 % of 0 B");
+}
+
 TEST(TheBeginningOfAText, IsWholeCharacters) {
     EXPECT_EQ(beginning("abc", 3), "abc");
     EXPECT_EQ(beginning("abc", 2), "ab");

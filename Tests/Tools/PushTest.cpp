@@ -67,21 +67,42 @@ TEST_F(APush, SendsALargeFileByteByByte) {
     EXPECT_TRUE(server.requests()[0].body == content);
 }
 
-TEST_F(APush, ReportsWhatItLeavesOut) {
-    folder.write("root/a", "");
-    std::filesystem::create_symlink("a", folder.path("root/link"));
-    const auto result = run({"push", folder.path("root"), "--to", "17"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.errors,
-              "quenmark: left out, since it is neither a file nor a folder: " + folder.path("root/link") + "\n");
+TEST_F(APush, SendsWhatCanBeSentAndEndsWith65WhereSomethingIsLeftOut) {
+    const auto root = folder.path("root");
+    folder.write("root/line\nfeed", "");
+    folder.write("root/z", "");
+    std::filesystem::create_symlink("a", root + "/link");
+    const auto result = run({"push", root, "--to", "17"});
+    EXPECT_EQ(result.status, 65);
+    EXPECT_EQ(result.output, "\\root\n\\root\\z\n");
+    EXPECT_EQ(result.errors, "quenmark: left out: \"" + root +
+                                 "/line\\x0Afeed\": a name cannot hold control characters\n"
+                                 "quenmark: left out: " +
+                                 root + "/link is neither a file nor a folder\nquenmark: 2 items were left out\n");
     EXPECT_EQ(server.requests().size(), 2U);
+}
+
+TEST_F(APush, LeavesOutANameThatTheServerDoesNotTake) {
+    folder.write("root/a", "");
+    folder.write("root/b", "");
+    server.enqueue("/outbox/17/root/a", HttpReply::status(400, "{\"error\":\"BadPath\"}"));
+    const auto result = run({"push", folder.path("root"), "--to", "17"});
+    EXPECT_EQ(result.status, 65);
+    EXPECT_EQ(result.output, "\\root\n\\root\\b\n");
+    EXPECT_EQ(result.errors, "quenmark: left out: \\root\\a: the server returned 400: {\"error\":\"BadPath\"}\n"
+                             "quenmark: 1 item was left out\n");
+    server.enqueue("/outbox/17/root/", HttpReply::status(400, "no"));
+    const auto refused = run({"push", folder.path("root"), "--to", "17"});
+    EXPECT_EQ(refused.status, 76) << "nothing can be sent";
+    EXPECT_EQ(refused.output, "");
+    EXPECT_EQ(refused.errors, "quenmark: \\root: the server returned 400: no\n");
 }
 
 TEST_F(APush, ShowsItsProgressOnATerminalAndErasesIt) {
     folder.write("root/a", "1");
     RunningTool tool({"push", folder.path("root"), "--to", "17"}, RunningTool::Errors::OnTerminal);
     EXPECT_EQ(tool.wait(), 0);
-    EXPECT_EQ(tool.errors(), "\r\x1b[K1/2 \\root\r\x1b[K\r\x1b[K2/2 \\root\\a 1 B\r\x1b[K");
+    EXPECT_EQ(tool.errors(), "\r1/2 \\root\r         \r\r2/2 1 B \\root\\a\r               \r");
     EXPECT_EQ(tool.output(), "\\root\n\\root\\a\n");
 }
 
@@ -89,7 +110,24 @@ TEST_F(APush, ErasesItsProgressBeforeAnError) {
     server.enqueue(HttpReply::status(507, "full"));
     RunningTool tool({"push", folder.write("a", ""), "--to", "17"}, RunningTool::Errors::OnTerminal);
     EXPECT_EQ(tool.wait(), 76);
-    EXPECT_EQ(tool.errors(), "\r\x1b[K1/1 \\a 0 B\r\x1b[Kquenmark: \\a: the server returned 507: full\r\n");
+    EXPECT_EQ(tool.errors(), "\r1/1 0 B \\a\r          \rquenmark: \\a: the server returned 507: full\r\n");
+}
+
+TEST_F(APush, ShowsHowMuchOfAFileIsSent) {
+    const auto path = folder.write("large", std::string(3 << 20, 'x'));
+    server.enqueue(HttpReply::silence());
+    RunningTool tool({"push", path, "--to", "17"}, RunningTool::Errors::OnTerminal);
+    EXPECT_TRUE(tool.waitForErrors("\r1/1 3.0 MiB \\large")) << tool.errors();
+    EXPECT_TRUE(tool.waitForErrors("\r1/1 100 % of 3.0 MiB, ")) << tool.errors();
+    EXPECT_TRUE(tool.waitForErrors("/s \\large")) << tool.errors();
+    EXPECT_EQ(tool.errors().find('\x1b'), std::string::npos);
+}
+
+TEST_F(APush, ShowsNoProgressOnADumbTerminal) {
+    const TestSupport::ScopedEnvironment dumb{{"TERM", "dumb"}};
+    RunningTool tool({"push", folder.write("a", ""), "--to", "17"}, RunningTool::Errors::OnTerminal);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(tool.errors(), "");
 }
 
 TEST_F(APush, EndsWith66WhereNoFileIs) {

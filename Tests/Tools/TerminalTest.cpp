@@ -1,6 +1,7 @@
 // Values from outside on a terminal: they steer nothing there, and are exact elsewhere.
 
 #include "RunningTool.h"
+#include "Support/PrivateBus.h"
 #include "ToolFixture.h"
 
 #include <csignal>
@@ -48,6 +49,7 @@ TEST_F(AToolOnATerminal, EscapesNamesOfItemsThatArrive) {
     const std::string root = home.path("Quenmark");
     setPreferences("{\"quenmarkPathKey\":\"" + home.path() + "\"}");
     std::filesystem::create_directories(root);
+    const TestSupport::PrivateBus bus;
     RunningTool tool({"watch"});
     for (int number = 0; number < 1000 && tool.output().empty(); ++number) {
         std::filesystem::create_directory(root + "/\u009B2J\u0085\x9B" + std::to_string(number));

@@ -1,10 +1,16 @@
 // quenmark watch: what it prints of items that arrive and that are being received, and how it ends.
 
 #include "RunningTool.h"
+#include "StatusPeer.h"
+#include "Support/Pattern.h"
+#include "Support/PrivateBus.h"
 #include "ToolFixture.h"
+
+#include <systemd/sd-bus.h>
 
 #include <csignal>
 #include <filesystem>
+#include <optional>
 
 namespace ToolTest {
 
@@ -31,7 +37,18 @@ protected:
         ASSERT_NE(tool.output(), "") << tool.errors();
     }
 
+    /// An engine that has so many bytes of an item of 4 MiB.
+    static StatusPeer::Engine download(std::uint64_t bytes) {
+        auto engine = StatusPeer::engine("downloading");
+        StatusPeer::set(engine, "Item", "\\Docs\\movie.bin");
+        StatusPeer::set(engine, "Bytes", bytes);
+        StatusPeer::set(engine, "Total", std::uint64_t{4} << 20);
+        return engine;
+    }
+
     const std::string root = home.path("Quenmark");
+    std::optional<TestSupport::PrivateBus> bus{std::in_place};
+    std::optional<StatusPeer> service;
 };
 
 TEST_F(AWatch, PrintsEachItemThatArrives) {
@@ -57,51 +74,133 @@ TEST_F(AWatch, PrintsEachItemThatArrives) {
 }
 
 TEST_F(AWatch, ShowsOnATerminalHowMuchHasBeenReceived) {
+    service.emplace();
+    service->engines = {download(std::uint64_t{3} << 20)};
     RunningTool tool({"watch"}, RunningTool::Errors::OnTerminal);
-    awaitReadiness(tool);
-    home.temporary().write("QuenmarkTemp/Docs/movie.bin", std::string(3 << 20, 'm'));
-    EXPECT_TRUE(tool.waitForErrors("\r\x1b[Kmovie.bin 3.0 MiB")) << tool.errors();
-    fs::rename(home.temporary().path("QuenmarkTemp/Docs/movie.bin"), root + "/movie.bin");
-    EXPECT_TRUE(tool.waitForOutput(root + "/movie.bin\n")) << tool.output();
+    EXPECT_TRUE(tool.waitForErrors("\r75 % of 4.0 MiB \\Docs\\movie.bin")) << tool.errors();
+    service->answer = [&](sd_bus_message* call) {
+        StatusPeer::set(service->engines[0], "Bytes", (std::uint64_t{3} << 20) + (std::uint64_t(service->reads) << 10));
+        return service->reply(call);
+    };
+    // It is read anew each second, whether the service announces a change or not.
+    const TestSupport::Pattern rate("\r75 % of 4\\.0 MiB, [0-9.]+ (B|KiB)/s, [0-9]+ (s|min|h)[^\r]* left "
+                                    "\\\\Docs\\\\movie\\.bin");
+    EXPECT_TRUE(loop.runUntil([&] { return rate.isFoundIn(tool.errors()); })) << tool.errors();
+    service->answer = nullptr;
+    service->engines = {StatusPeer::engine("stalled", "status 1")};
+    service->announce();
+    EXPECT_TRUE(tool.waitForErrors("\rstalled (status 1)")) << tool.errors();
+    service->engines = {StatusPeer::engine()};
+    service->announce();
+    EXPECT_TRUE(tool.waitForErrors("\r                  \r")) << tool.errors();
+    service->leave();
+    EXPECT_TRUE(tool.waitForErrors("\rthe service does not run")) << tool.errors();
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(), 0);
-    EXPECT_TRUE(tool.errors().ends_with("\r\x1b[K")) << "the line is taken away";
+    EXPECT_TRUE(tool.errors().ends_with("\r                        \r")) << "the line is taken away";
+    EXPECT_EQ(tool.errors().find('\x1b'), std::string::npos);
 }
 
 TEST_F(AWatch, ShowsAsMuchOfALongNameAsFitsIntoTheTerminal) {
-    RunningTool tool({"watch"}, RunningTool::Errors::OnTerminal);
-    awaitReadiness(tool);
+    service.emplace();
     // The terminal has 60 columns; the character of two bytes would reach into the last one.
-    const std::string start(58, 'a');
-    home.temporary().write("QuenmarkTemp/" + start + "\u00E9 and more", "m");
-    EXPECT_TRUE(tool.waitForErrors("\r\x1b[K" + start)) << tool.errors();
+    const std::string start(41, 'a');
+    auto engine = download(1 << 20);
+    StatusPeer::set(engine, "Item", "\\" + start + "\u00E9 and more");
+    service->engines = {engine};
+    RunningTool tool({"watch"}, RunningTool::Errors::OnTerminal);
+    EXPECT_TRUE(tool.waitForErrors("\r25 % of 4.0 MiB \\" + start)) << tool.errors();
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(), 0);
-    EXPECT_NE(tool.errors().find(start + "\r\x1b[K"), std::string::npos) << tool.errors();
     EXPECT_EQ(tool.errors().find("a\xC3"), std::string::npos) << tool.errors();
 }
 
 TEST_F(AWatch, ShowsNoProgressElsewhere) {
-    RunningTool tool({"watch"});
-    awaitReadiness(tool);
-    home.temporary().write("QuenmarkTemp/movie.bin", "m");
-    place("end", "");
-    EXPECT_TRUE(tool.waitForOutput("/end\n"));
-    tool.signal(SIGTERM);
-    EXPECT_EQ(tool.wait(), 0);
-    EXPECT_EQ(tool.errors(), "");
+    service.emplace();
+    service->engines = {download(1)};
+    const auto expectSilence = [&](RunningTool::Errors errors) {
+        RunningTool tool({"watch"}, errors);
+        awaitReadiness(tool);
+        EXPECT_TRUE(loop.runUntil([&] { return service->reads > 0; }));
+        service->reads = 0;
+        place("end", "");
+        EXPECT_TRUE(tool.waitForOutput("/end\n"));
+        tool.signal(SIGTERM);
+        EXPECT_EQ(tool.wait(), 0);
+        EXPECT_EQ(tool.errors(), "");
+        fs::remove(root + "/end");
+    };
+    expectSilence(RunningTool::Errors::Piped);
+    const TestSupport::ScopedEnvironment dumb{{"TERM", "dumb"}};
+    expectSilence(RunningTool::Errors::OnTerminal);
 }
 
-TEST_F(AWatch, ShowsNoProgressOnATerminalThatTakesNoEscapes) {
-    const TestSupport::ScopedEnvironment dumb{{"TERM", "dumb"}};
-    RunningTool tool({"watch"}, RunningTool::Errors::OnTerminal);
-    awaitReadiness(tool);
-    home.temporary().write("QuenmarkTemp/movie.bin", "m");
-    place("end", "");
-    EXPECT_TRUE(tool.waitForOutput("/end\n"));
-    tool.signal(SIGTERM);
+TEST_F(AWatch, PrintsAnObjectForEachEvent) {
+    service.emplace();
+    service->engines = {download(std::uint64_t{1} << 20)};
+    RunningTool tool({"watch", "--json"});
+    const std::string beginning = R"({"event":"service","running":true})"
+                                  "\n"
+                                  R"({"event":"state","engine":1,"state":"downloading","item":"\\Docs\\movie.bin"})"
+                                  "\n"
+                                  R"({"event":"progress","engine":1,"item":"\\Docs\\movie.bin","bytes":1048576,)"
+                                  R"("total":4194304})"
+                                  "\n";
+    ASSERT_TRUE(tool.waitForOutput(beginning)) << tool.output() << tool.errors();
+    place("bytes\xFF", "");
+    EXPECT_TRUE(
+        tool.waitForOutput("{\"event\":\"arrived\",\"path\":\"" + root + "/bytes\\\\xFF\",\"isFolder\":false}\n"))
+        << tool.output();
+    fs::create_directory(root + "/Docs");
+    EXPECT_TRUE(tool.waitForOutput("{\"event\":\"arrived\",\"path\":\"" + root + "/Docs\",\"isFolder\":true}\n"))
+        << tool.output();
+    auto engine = StatusPeer::engine();
+    StatusPeer::set(engine, "ItemsLost", std::uint64_t{1});
+    StatusPeer::set(engine, "LastLostItem", "\\b");
+    StatusPeer::set(engine, "LastLostReason", "move failed");
+    service->engines = {engine};
+    service->announce();
+    EXPECT_TRUE(tool.waitForOutput(R"({"event":"lost","engine":1,"item":"\\b","reason":"move failed","items":1})"
+                                   "\n"
+                                   R"({"event":"state","engine":1,"state":"idle"})"
+                                   "\n"))
+        << tool.output();
+    service->leave();
+    EXPECT_TRUE(tool.waitForOutput("{\"event\":\"service\",\"running\":false}\n")) << tool.output();
+    tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(), 0);
     EXPECT_EQ(tool.errors(), "");
+    EXPECT_TRUE(tool.output().starts_with(beginning));
+}
+
+TEST_F(AWatch, NamesItemsThatAreLost) {
+    service.emplace();
+    service->engines = {StatusPeer::engine()};
+    RunningTool tool({"watch"});
+    ASSERT_TRUE(loop.runUntil([&] { return service->reads == 1; }));
+    StatusPeer::set(service->engines[0], "ItemsLost", std::uint64_t{1});
+    StatusPeer::set(service->engines[0], "LastLostItem", "\\b");
+    StatusPeer::set(service->engines[0], "LastLostReason", "no bytes");
+    service->announce();
+    EXPECT_TRUE(
+        tool.waitForErrors("quenmark: 1 item was acknowledged and not placed, at last \\b (no bytes): send again "
+                           "what is missing; managed mode loses nothing\n"))
+        << tool.errors();
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+}
+
+TEST_F(AWatch, LaunchesNothingAndWaitsForTheService) {
+    const auto mark = folder.path("launched");
+    bus.emplace(std::vector<TestSupport::PrivateBus::Service>{
+        {"Velkarin.Quenmark.TopFileUploadXpcService", "/bin/touch " + mark}});
+    RunningTool tool({"watch", "--json"});
+    ASSERT_TRUE(tool.waitForOutput("{\"event\":\"service\",\"running\":false}\n")) << tool.errors();
+    service.emplace();
+    EXPECT_TRUE(tool.waitForOutput("{\"event\":\"service\",\"running\":true}\n")) << tool.output();
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_FALSE(fs::exists(mark));
 }
 
 TEST_F(AWatch, WaitsForAFolderThatIsNotThereYet) {

@@ -168,6 +168,7 @@ public:
     State state() const override { return State::Completed; }
     const Platform::UrlRequest& originalRequest() const override { return request_; }
     const Platform::HttpUrlResponse* response() const override { return &response_; }
+    std::uint64_t countOfBytesSent() const override { return 0; }
     void setTaskDescription(std::string) override {}
     const std::string& taskDescription() const override { return description_; }
 

@@ -32,7 +32,7 @@ no part.
 |---|---|---|---|
 | 0 | `RestStatusSuccess` | a response was received, and decoded where it is JSON | 0 |
 | 1 | `RestStatusNotReachable` | there is no network; nothing was sent | 69 |
-| 2 | `RestStatusTransportError` | the transfer failed | 74 |
+| 2 | `RestStatusTransportError` | the transfer failed | 74; 69 where no connection was made, 75 where no response came in time |
 | 4 | `RestStatusEncodeError` | the request cannot be written as JSON; nothing was sent | 65 |
 | 5 | `RestStatusDecodeError` | the response is not JSON | 76 |
 

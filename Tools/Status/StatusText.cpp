@@ -38,18 +38,9 @@ std::string received(const ServiceStatus& status) {
     return counted(status.itemsReceived, "item") + ", " + byteCount(status.bytesReceived);
 }
 
-std::string percentage(std::uint64_t bytes, std::uint64_t total) {
-    if (total == 0)
-        return "100 %";
-    const double share = static_cast<double>(bytes) * 100 / static_cast<double>(total);
-    return std::to_string(static_cast<int>(std::min(share, 100.0))) + " %";
-}
-
 /// How much of the item at hand there is: "45 % of 3.0 GiB".
 std::string progress(const EngineStatus& engine) {
-    if (!engine.total)
-        return byteCount(engine.bytes);
-    return percentage(engine.bytes, *engine.total) + " of " + byteCount(*engine.total);
+    return engine.total ? shareOf(engine.bytes, *engine.total) : byteCount(engine.bytes);
 }
 
 std::string progressWithRate(const EngineStatus& engine, const TransferRates& rates) {
@@ -58,10 +49,8 @@ std::string progressWithRate(const EngineStatus& engine, const TransferRates& ra
     if (!rate)
         return text;
     text += ", " + byteCount(*rate) + "/s";
-    if (!engine.total || *engine.total <= engine.bytes || *rate == 0)
-        return text;
-    const std::uint64_t left = *engine.total - engine.bytes;
-    text += ", " + timeSpan(left / *rate + (left % *rate == 0 ? 0 : 1)) + " left";
+    if (const auto left = rates.secondsLeft(engine))
+        text += ", " + timeSpan(*left) + " left";
     return text;
 }
 
@@ -199,6 +188,20 @@ std::string statusLine(const StatusReading& reading) {
     if (engines.size() > mostEngines)
         line += "; and " + counted(engines.size() - mostEngines, "more engine");
     return line + "; " + received(*reading.status);
+}
+
+std::string activityLine(const StatusReading& reading) {
+    if (!reading.status)
+        return "the service does not run";
+    std::string line;
+    for (const auto* engine : byImportance(reading.status->engines)) {
+        if (conditionOf(*engine) == Condition::Idle)
+            continue;
+        line += line.empty() ? "" : "; ";
+        line += engine->state == "downloading" ? progressWithRate(*engine, reading.rates) + " " + shown(engine->item)
+                                               : engineSummary(*engine);
+    }
+    return line;
 }
 
 } // namespace Tools

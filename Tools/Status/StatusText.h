@@ -39,4 +39,7 @@ std::string screenText(const std::vector<ScreenLine>& lines, bool hasColours, st
 /// The status in one line, for a log of changes.
 std::string statusLine(const StatusReading& reading);
 
+/// What the engines that are not idle are doing, in one line; empty where none is at work or has a problem.
+std::string activityLine(const StatusReading& reading);
+
 } // namespace Tools

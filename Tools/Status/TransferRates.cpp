@@ -45,4 +45,12 @@ std::optional<std::uint64_t> TransferRates::bytesPerSecond(const EngineStatus& e
     return static_cast<std::uint64_t>(std::min(static_cast<double>(last.bytes - first.bytes) / seconds, highestRate));
 }
 
+std::optional<std::uint64_t> TransferRates::secondsLeft(const EngineStatus& engine) const {
+    const auto rate = bytesPerSecond(engine);
+    if (!rate || *rate == 0 || !engine.total || *engine.total <= engine.bytes)
+        return std::nullopt;
+    const std::uint64_t left = *engine.total - engine.bytes;
+    return left / *rate + (left % *rate == 0 ? 0 : 1);
+}
+
 } // namespace Tools

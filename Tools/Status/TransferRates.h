@@ -19,6 +19,8 @@ public:
     /// The bytes that an engine of the status that was read last gets in a second; nil where it does not download, or
     /// where that is not known yet.
     std::optional<std::uint64_t> bytesPerSecond(const EngineStatus& engine) const;
+    /// How long the rest of its item takes at that rate; nil where that is not known, or nothing comes.
+    std::optional<std::uint64_t> secondsLeft(const EngineStatus& engine) const;
 
 private:
     struct Sample {

@@ -78,6 +78,22 @@ TEST_F(AnUpload, OfAFileThatCannotBeReadSendsNothing) {
     EXPECT_EQ(server.acceptedConnections(), 0U);
 }
 
+TEST_F(AnUpload, TellsHowMuchOfItIsSent) {
+    server.enqueue(HttpReply::silence());
+    LoadResult result;
+    const auto task = makeSession()->uploadTaskWithRequest(
+        post("/", ""), Url::fileUrl(folder.write("a", std::string(3 << 20, 'x'))), into(result));
+    EXPECT_EQ(task->countOfBytesSent(), 0U);
+    task->resume();
+    ASSERT_TRUE(loop.runUntil([&] { return task->countOfBytesSent() > 0; }));
+    EXPECT_LE(task->countOfBytesSent(), 3U << 20);
+    ASSERT_TRUE(loop.runUntil([&] { return task->countOfBytesSent() == 3U << 20; }));
+    server.send(0, HttpReply::ok("x").bytes());
+    ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
+    EXPECT_EQ(result.data, "x");
+    EXPECT_EQ(task->countOfBytesSent(), 0U);
+}
+
 TEST_F(AnUpload, OfAFileThatShrinksMeanwhileFails) {
     const auto path = folder.write("a", std::string(8 << 20, 'x'));
     LoadResult result;
