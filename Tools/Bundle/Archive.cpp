@@ -1,97 +1,55 @@
 #include "Tools/Bundle/Archive.h"
 
-#include <boost/beast/zlib/deflate_stream.hpp>
-#include <boost/crc.hpp>
+#include <archive.h>
+#include <archive_entry.h>
+#include <sys/types.h>
 
-#include <algorithm>
-#include <array>
-#include <cstdio>
+#include <memory>
 #include <stdexcept>
 
 namespace Tools {
 
 namespace {
 
-constexpr std::size_t blockSize = 512;
+using Writer = std::unique_ptr<archive, decltype(&archive_write_free)>;
+using Entry = std::unique_ptr<archive_entry, decltype(&archive_entry_free)>;
 
-/// Writes a number in octal digits, with a zero byte behind them.
-void putOctal(std::string& header, std::size_t offset, std::size_t length, std::uint64_t number) {
-    std::array<char, 32> digits{};
-    const int count = std::snprintf(digits.data(), digits.size(), "%0*llo", static_cast<int>(length - 1),
-                                    static_cast<unsigned long long>(number));
-    if (count != static_cast<int>(length - 1))
-        throw std::length_error("a number does not fit into an archive");
-    header.replace(offset, length - 1, digits.data(), length - 1);
+la_ssize_t append(archive*, void* bytes, const void* piece, std::size_t size) {
+    static_cast<std::string*>(bytes)->append(static_cast<const char*>(piece), size);
+    return static_cast<la_ssize_t>(size);
 }
 
-std::string headerOf(const ArchivedFile& file, std::int64_t time) {
-    std::string header(blockSize, '\0');
-    if (file.path.empty() || file.path.size() > 99)
-        throw std::length_error("the path " + file.path + " does not fit into an archive");
-    header.replace(0, file.path.size(), file.path);
-    putOctal(header, 100, 8, 0600);
-    putOctal(header, 108, 8, 0);
-    putOctal(header, 116, 8, 0);
-    putOctal(header, 124, 12, file.content.size());
-    putOctal(header, 136, 12, static_cast<std::uint64_t>(std::max<std::int64_t>(time, 0)));
-    header[156] = '0';
-    header.replace(257, 8, std::string_view("ustar\00000", 8));
-    // The sum is that of the header with blanks in its own place.
-    header.replace(148, 8, 8, ' ');
-    std::uint64_t sum = 0;
-    for (const char byte : header)
-        sum += static_cast<unsigned char>(byte);
-    putOctal(header, 148, 7, sum);
-    header[154] = '\0';
-    return header;
+/// Throws where a call of the library has failed.
+void check(const Writer& writer, la_ssize_t result) {
+    if (result < ARCHIVE_OK)
+        throw std::runtime_error(std::string("an archive cannot be written: ") + archive_error_string(writer.get()));
 }
 
-void putLittleEndian(std::string& bytes, std::uint32_t number) {
-    for (int byte = 0; byte < 4; ++byte)
-        bytes += static_cast<char>(number >> (8 * byte) & 0xFFU);
-}
-
-/// The bytes in the format of RFC 1951.
-std::string deflated(std::string_view bytes) {
-    namespace zlib = boost::beast::zlib;
-    zlib::deflate_stream stream;
-    zlib::z_params parameters;
-    std::array<char, 16384> piece{};
-    std::string result;
-    parameters.next_in = bytes.data();
-    parameters.avail_in = bytes.size();
-    boost::beast::error_code error;
-    while (!error) {
-        parameters.next_out = piece.data();
-        parameters.avail_out = piece.size();
-        stream.write(parameters, zlib::Flush::finish, error);
-        result.append(piece.data(), piece.size() - parameters.avail_out);
-    }
-    if (error != zlib::error::end_of_stream)
-        throw std::runtime_error("an archive cannot be compressed: " + error.message());
-    return result;
+void write(const Writer& writer, const ArchivedFile& file, std::int64_t time) {
+    const Entry entry(archive_entry_new(), &archive_entry_free);
+    archive_entry_set_pathname(entry.get(), file.path.c_str());
+    archive_entry_set_filetype(entry.get(), AE_IFREG);
+    archive_entry_set_perm(entry.get(), 0600);
+    archive_entry_set_size(entry.get(), static_cast<la_int64_t>(file.content.size()));
+    archive_entry_set_mtime(entry.get(), time, 0);
+    check(writer, archive_write_header(writer.get(), entry.get()));
+    check(writer, archive_write_data(writer.get(), file.content.data(), file.content.size()));
 }
 
 } // namespace
 
-std::string tarArchive(const std::vector<ArchivedFile>& files, std::int64_t time) {
-    std::string archive;
-    for (const auto& file : files) {
-        archive += headerOf(file, time) + file.content;
-        archive.append((blockSize - archive.size() % blockSize) % blockSize, '\0');
-    }
-    return archive.append(2 * blockSize, '\0');
-}
-
-std::string gzipped(std::string_view bytes) {
-    boost::crc_32_type sum;
-    sum.process_bytes(bytes.data(), bytes.size());
-    // Deflated, without flags and time, by an unknown system.
-    std::string result("\x1f\x8b\x08\0\0\0\0\0\0\xff", 10);
-    result += deflated(bytes);
-    putLittleEndian(result, sum.checksum());
-    putLittleEndian(result, static_cast<std::uint32_t>(bytes.size()));
-    return result;
+std::string tarGzip(const std::vector<ArchivedFile>& files, std::int64_t time) {
+    std::string bytes;
+    const Writer writer(archive_write_new(), &archive_write_free);
+    check(writer, archive_write_set_format_ustar(writer.get()));
+    check(writer, archive_write_add_filter_gzip(writer.get()));
+    // The time of writing would make two files of one content differ.
+    check(writer, archive_write_set_filter_option(writer.get(), "gzip", "timestamp", nullptr));
+    check(writer, archive_write_open(writer.get(), &bytes, nullptr, &append, nullptr));
+    for (const auto& file : files)
+        write(writer, file, time);
+    check(writer, archive_write_close(writer.get()));
+    return bytes;
 }
 
 } // namespace Tools

@@ -2,22 +2,19 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Tools {
 
 struct ArchivedFile {
-    /// A relative path of at most 99 bytes.
+    /// A relative path.
     std::string path;
     std::string content;
 };
 
-/// An archive of regular files with mode 0600 that tar(1) unpacks: the format ustar (POSIX.1-2017, pax, "ustar
-/// Interchange Format"). They belong to nobody by name, and were last changed at `time`, in seconds since 1970.
-std::string tarArchive(const std::vector<ArchivedFile>& files, std::int64_t time);
-
-/// The bytes as a gzip file with one member (RFC 1952).
-std::string gzipped(std::string_view bytes);
+/// The bytes of a gzip-compressed tar file (libarchive(3), format "ustar") of regular files with mode 0600, which
+/// belong to nobody by name and were last changed at `time`, in seconds since 1970. Throws std::runtime_error with
+/// libarchive's own text where a path does not fit into the format or memory runs out.
+std::string tarGzip(const std::vector<ArchivedFile>& files, std::int64_t time);
 
 } // namespace Tools
