@@ -11,9 +11,9 @@ class TheHelp : public AQuenmarkTool {};
 
 TEST_F(TheHelp, ShowsAnExampleForEveryVerb) {
     const std::vector<std::vector<std::string>> verbs{
-        {"start"}, {"stop"},          {"status"},       {"doctor"},       {"bundle"},
-        {"prefs"}, {"prefs", "list"}, {"prefs", "get"}, {"prefs", "set"}, {"prefs", "unset"},
-        {"watch"}, {"push"},          {"operations"},   {"call"}};
+        {"start"},          {"stop"},  {"status"},        {"setup"},        {"doctor"},
+        {"bundle"},         {"prefs"}, {"prefs", "list"}, {"prefs", "get"}, {"prefs", "set"},
+        {"prefs", "unset"}, {"watch"}, {"push"},          {"operations"},   {"call"}};
     for (auto verb : verbs) {
         std::string example = "  quenmark";
         for (const auto& word : verb)
@@ -53,6 +53,9 @@ TEST_F(TheHelp, NamesTheArgumentsOfAVerb) {
     const std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> usages{
         {{"start"}, {"--another"}},
         {{"status"}, {"--json", "--follow"}},
+        {{"setup"},
+         {"--host HOST[:PORT]", "--mail ADDRESS", "--password-file FILE", "--path DIR", "--computer ID", "--user ID",
+          "--no-enable"}},
         {{"doctor"}, {"--json"}},
         {{"bundle"}, {"FILE"}},
         {{"prefs", "get"}, {"KEY"}},

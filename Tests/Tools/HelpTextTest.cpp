@@ -112,6 +112,42 @@ TEST_F(TheWholeHelp, OfStatus) {
            "  quenmark status --json | jq -r '.engines[].state'\n");
 }
 
+TEST_F(TheWholeHelp, OfSetup) {
+    expect("setup",
+           "Set this computer up: host, account, computer, folder\n"
+           "Usage: quenmark setup [OPTIONS]\n"
+           "\n"
+           "Options:\n"
+           "  -h,--help                   Print this help message and exit\n"
+           "  --host HOST[:PORT]          The web service\n"
+           "  --mail ADDRESS Excludes: --user\n"
+           "                              The account's mail address\n"
+           "  --password-file FILE Excludes: --user\n"
+           "                              Where the account's password is; \"-\" for standard input\n"
+           "  --path DIR                  The folder that holds the Quenmark folder\n"
+           "  --computer ID               This computer's identifier, where it is registered\n"
+           "  --user ID Excludes: --mail --password-file\n"
+           "                              The user's identifier, in the place of an account\n"
+           "  --no-enable                 Do not have the service started\n"
+           "\n"
+           "Asks on the terminal for what is neither given nor set already. Signs the user in, which registers an "
+           "address\n"
+           "that the web service does not know, registers this computer, makes the folder DIR/Quenmark, writes the\n"
+           "preferences and deployment.json (in managed mode), has the service started with the session, and ends with "
+           "what\n"
+           "`quenmark doctor` finds.\n"
+           "\n"
+           "Run again, it changes what its options name and keeps the rest. A computer that is set up for the same "
+           "account\n"
+           "is not registered again, unless `quenmark prefs unset computerIdKey` was run before. Where it fails, the\n"
+           "settings stay as they were.\n"
+           "\n"
+           "Examples:\n"
+           "  quenmark setup\n"
+           "  quenmark setup --host 127.0.0.1:8080 --mail ann@example.org --password-file secret --path \"$HOME\"\n"
+           "\n");
+}
+
 TEST_F(TheWholeHelp, OfPrefs) {
     expect("prefs",
            "Read and change the preferences of the service\n"

@@ -1,0 +1,71 @@
+// quenmark setup and the user's service manager.
+
+#include "SetupFixture.h"
+#include "StatusPeer.h"
+#include "Support/PrivateBus.h"
+#include "UserManagerPeer.h"
+
+namespace ToolTest {
+
+class TheUnit : public ASetup {
+protected:
+    using Calls = std::vector<std::string>;
+
+    TheUnit() { home.setDeployment(deploymentText("h")); }
+
+    /// What a set-up that succeeds says of it.
+    std::string said() const {
+        const auto result = run({"setup", "--user", "1", "--computer", "2", "--path", home.path("items")});
+        EXPECT_EQ(result.status, 0);
+        const std::string first =
+            "quenmark: computer 2 of user 1 receives from h into " + home.path("items/Quenmark") + "\n";
+        EXPECT_TRUE(result.errors.starts_with(first)) << result.errors;
+        return result.errors.substr(std::min(first.size(), result.errors.size()));
+    }
+
+    const Calls allCalls{"EnableUnitFiles quenmark.service for good", "Reload", "Subscribe",
+                         "StartUnit quenmark.service replace"};
+};
+
+TEST_F(TheUnit, IsEnabledAndStarted) {
+    const TestSupport::PrivateBus bus;
+    UserManagerPeer manager;
+    EXPECT_EQ(said(), "quenmark: quenmark.service is enabled and runs\n");
+    EXPECT_EQ(manager.calls, allCalls);
+    manager.saysResultFirst = true;
+    manager.startResult = "failed";
+    EXPECT_EQ(said(), "quenmark: quenmark.service does not run (its start has ended with failed); start the service "
+                      "with: quenmark start\n");
+}
+
+TEST_F(TheUnit, IsNotStartedWhereItIsNotInstalled) {
+    const TestSupport::PrivateBus bus;
+    UserManagerPeer manager;
+    manager.errors["EnableUnitFiles"] = {"org.freedesktop.systemd1.NoSuchUnit",
+                                         "Unit file quenmark.service does not exist."};
+    EXPECT_EQ(said(), "quenmark: quenmark.service does not run (Unit file quenmark.service does not exist.); start the "
+                      "service with: quenmark start\n");
+    EXPECT_EQ(manager.calls, Calls{allCalls[0]});
+}
+
+TEST_F(TheUnit, IsLeftAloneWhereThereIsNoManager) {
+    EXPECT_EQ(said(),
+              "quenmark: quenmark.service cannot be enabled, since there is no user manager (no session bus: No "
+              "such file or directory); start the service with: quenmark start\n");
+    const TestSupport::PrivateBus bus{{{"org.freedesktop.systemd1", "/bin/false"}}};
+    const auto text = said();
+    EXPECT_TRUE(
+        text.starts_with("quenmark: quenmark.service cannot be enabled, since there is no user manager (Process "
+                         "org.freedesktop.systemd1 exited with status 1"))
+        << text;
+}
+
+TEST_F(TheUnit, IsLeftAloneWhereThatIsWanted) {
+    const TestSupport::PrivateBus bus;
+    UserManagerPeer manager;
+    const auto result = setUp({"--user", "1", "--computer", "2", "--path", home.path("items")});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(manager.calls, Calls());
+}
+
+} // namespace ToolTest
