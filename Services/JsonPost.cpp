@@ -20,6 +20,13 @@ std::string excerpt(std::string_view body) {
     return std::string(body.substr(0, maximumLogged)) + (body.size() > maximumLogged ? "..." : "");
 }
 
+/// The error of a response that is not JSON, which may well be an error page.
+Platform::Error withStatus(Platform::Error error, const std::optional<Platform::HttpUrlResponse>& response) {
+    if (response && response->statusCode / 100 != 2)
+        error.localizedDescription += " (HTTP " + std::to_string(response->statusCode) + ")";
+    return error;
+}
+
 } // namespace
 
 Log::Priority priorityOf(std::string_view path) {
@@ -53,7 +60,8 @@ Platform::UrlRequest jsonRequest(std::optional<Platform::Url> url, std::string b
 }
 
 void finish(const std::optional<Platform::Data>& data, const std::optional<Platform::Error>& error,
-            const Finished& finished, Log::Priority priority) {
+            const Finished& finished, Log::Priority priority,
+            const std::optional<Platform::HttpUrlResponse>& response) {
     using Response = Result<boost::json::value>;
     if (error) {
         Log::write("error code ...." + text(*error), Log::Priority::Warning);
@@ -66,12 +74,12 @@ void finish(const std::optional<Platform::Data>& data, const std::optional<Platf
         return;
     }
     auto decoded = Platform::Json::parse(data ? std::string_view(*data) : std::string_view());
-    if (auto* response = std::get_if<boost::json::value>(&decoded)) {
-        Log::write("response " + text(*response), priority);
-        finished(Response(std::move(*response)), RestStatusSuccess);
+    if (auto* json = std::get_if<boost::json::value>(&decoded)) {
+        Log::write("response " + text(*json), priority);
+        finished(Response(std::move(*json)), RestStatusSuccess);
     } else {
         Log::write("response " + text(std::nullopt), Log::Priority::Warning);
-        finished(Response(std::get<Platform::Error>(decoded)), RestStatusDecodeError);
+        finished(Response(withStatus(std::get<Platform::Error>(decoded), response)), RestStatusDecodeError);
     }
 }
 

@@ -32,7 +32,9 @@ Platform::UrlRequest request(std::optional<Platform::Url> url, std::string body)
 Platform::UrlRequest jsonRequest(std::optional<Platform::Url> url, std::string body);
 
 /// Logs the outcome of the post and reports it. An error with code -1 is logged and not reported, which is required.
+/// The error of a response that is not JSON names its HTTP status, where that is not one of success.
 void finish(const std::optional<Platform::Data>& data, const std::optional<Platform::Error>& error,
-            const Finished& finished, Platform::Log::Priority priority = Platform::Log::Priority::Info);
+            const Finished& finished, Platform::Log::Priority priority = Platform::Log::Priority::Info,
+            const std::optional<Platform::HttpUrlResponse>& response = std::nullopt);
 
 } // namespace Quenmark::JsonPost

@@ -82,9 +82,8 @@ void RestConnector::startAsyncTask(std::string_view task, const boost::json::val
     sessionTask_ = session_->dataTaskWithRequest(
         JsonPost::jsonRequest(getAbsoluteURL(task), std::move(*body)),
         [finished = std::move(finished), priority = JsonPost::priorityOf(task)](
-            const std::optional<Data>& data, const std::optional<HttpUrlResponse>&, const std::optional<Error>& error) {
-            JsonPost::finish(data, error, finished, priority);
-        });
+            const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,
+            const std::optional<Error>& error) { JsonPost::finish(data, error, finished, priority, response); });
     resume();
 }
 

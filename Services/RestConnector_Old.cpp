@@ -24,8 +24,10 @@ void RestConnector_Old::startAsyncTask(std::string_view task, const boost::json:
     Platform::UrlConnection::sendAsynchronousRequest(
         JsonPost::jsonRequest(getAbsoluteURL(task), std::move(*body.value())), *operationQueue_,
         [self = shared_from_this(), finished = std::move(finished), priority = JsonPost::priorityOf(task)](
-            const std::optional<Platform::HttpUrlResponse>&, const std::optional<Platform::Data>& data,
-            const std::optional<Platform::Error>& error) { JsonPost::finish(data, error, finished, priority); });
+            const std::optional<Platform::HttpUrlResponse>& response, const std::optional<Platform::Data>& data,
+            const std::optional<Platform::Error>& error) {
+            JsonPost::finish(data, error, finished, priority, response);
+        });
 }
 
 } // namespace Quenmark

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Loop/Clock.h"
 #include "TopFileUploadXpcService/AttemptEnd.h"
 
 #include <cstdint>
@@ -15,7 +16,19 @@ namespace Quenmark {
 class Attempt {
 public:
     /// Receives each end, and whether it is the first one of this attempt.
-    using Ended = std::function<void(const AttemptEnd& end, bool isFirst)>;
+    using Ended = std::function<void(const Attempt& attempt, const AttemptEnd& end, bool isFirst)>;
+
+    /// What has come of the attempt so far.
+    struct Course {
+        bool hasItem = false;
+        /// The item that the poll offers, by its name on the wire, and when it did, on the loop's clock.
+        std::string item = {};
+        Platform::Duration offered{};
+        /// How many bytes of it are on disk.
+        std::uint64_t bytes = 0;
+        /// The status of the stream's response; 0 before there is one.
+        int httpStatus = 0;
+    };
 
     /// `number` tells the attempts of an engine from each other.
     Attempt(std::uint64_t number, Ended ended) : number_(number), ended_(std::move(ended)) {}
@@ -25,16 +38,18 @@ public:
         if (isOver_)
             return;
         try {
-            ended_({AttemptEnd::Kind::BadResponse}, true);
+            ended_(*this, {AttemptEnd::Kind::BadResponse}, true);
         } catch (...) { // NOLINT(bugprone-empty-catch): no memory for the next timer, and nowhere to say so
         }
     }
 
-    void end(const AttemptEnd& end) { ended_(end, !std::exchange(isOver_, true)); }
+    void end(const AttemptEnd& end) { ended_(*this, end, !std::exchange(isOver_, true)); }
     /// It never began.
     void dismiss() { isOver_ = true; }
     bool isOver() const { return isOver_; }
     std::uint64_t number() const { return number_; }
+    const Course& course() const { return course_; }
+    Course& course() { return course_; }
 
     /// The item is not in its place, or not whole, and is acknowledged all the same; the first cause counts.
     void lose(const char* cause) {
@@ -47,6 +62,7 @@ public:
 private:
     std::uint64_t number_;
     Ended ended_;
+    Course course_;
     std::string loss_;
     bool isOver_ = false;
 };

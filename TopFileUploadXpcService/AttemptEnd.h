@@ -41,6 +41,8 @@ struct AttemptEnd {
     Kind kind;
     int number = 0;
     std::string reason = {};
+    /// What the error says, for the log.
+    std::string detail = {};
 
     bool operator==(const AttemptEnd&) const = default;
 };

@@ -41,6 +41,10 @@ bool CompatiblePolicy::attemptEnded(const AttemptEnd& end, bool) {
     return false;
 }
 
+std::string CompatiblePolicy::nextStep(bool isStalled) const {
+    return isStalled ? "nothing is asked for until GetTopFileUpload is called" : "the next pass asks again";
+}
+
 EnginePolicy::Beginning CompatiblePolicy::begin(const Item&, const ItemPaths& paths) {
     return {.offset = LocalPaths::temporaryArea().size(paths.temporary).value_or(0)};
 }

@@ -13,6 +13,7 @@ public:
     bool passesAtCall(bool) override { return true; }
     void passEnded(std::function<void()> pass, bool isAttempting) override;
     bool attemptEnded(const AttemptEnd& end, bool isFirst) override;
+    std::string nextStep(bool isStalled) const override;
 
     bool isReadable(const GetTopFileUploadResponseData&) const override { return true; }
     bool isConfirmation(const UpdateFileUploadResponseData&) const override { return true; }

@@ -56,6 +56,9 @@ public:
     virtual void passEnded(std::function<void()> pass, bool isAttempting) = 0;
     /// An attempt has ended, for the first time or not. Says whether the gate opens.
     virtual bool attemptEnded(const AttemptEnd& end, bool isFirst) = 0;
+    /// What follows the attempt that has just failed, in a sentence of the log. A stalled engine goes on only after a
+    /// call.
+    virtual std::string nextStep(bool isStalled) const = 0;
 
     /// Whether the response of a poll is one at all.
     virtual bool isReadable(const GetTopFileUploadResponseData& response) const = 0;

@@ -92,13 +92,14 @@ bool ManagedPolicy::attemptEnded(const AttemptEnd& end, bool isFirst) {
     Platform::Duration wait = hasFailed ? waitAfterFailures(failures_, jitter_()) : Settings::pollInterval;
     if (std::exchange(isCalled_, false) || end.kind == Kind::Acknowledged)
         wait = {};
-    if (hasFailed) {
-        const auto seconds = std::chrono::round<std::chrono::seconds>(wait).count();
-        Log::write(reasonOf(end) + "; the next attempt follows in " + std::to_string(seconds) + " s",
-                   Log::Priority::Warning);
-    }
+    wait_ = wait;
     timer_.begin(wait);
     return true;
+}
+
+std::string ManagedPolicy::nextStep(bool) const {
+    const auto seconds = std::chrono::round<std::chrono::seconds>(wait_).count();
+    return "the next attempt follows in " + std::to_string(seconds) + " s";
 }
 
 bool ManagedPolicy::isReadable(const GetTopFileUploadResponseData& response) const {

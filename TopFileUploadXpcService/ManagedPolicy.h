@@ -29,6 +29,7 @@ public:
     bool passesAtCall(bool isAttempting) override;
     void passEnded(std::function<void()> pass, bool isAttempting) override;
     bool attemptEnded(const AttemptEnd& end, bool isFirst) override;
+    std::string nextStep(bool isStalled) const override;
 
     bool isReadable(const GetTopFileUploadResponseData& response) const override;
     bool isConfirmation(const UpdateFileUploadResponseData& response) const override;
@@ -59,6 +60,8 @@ private:
     PassTimer timer_;
     bool isStarted_ = false;
     int failures_ = 0;
+    /// Between the attempt that ended last and the next one.
+    Platform::Duration wait_{};
     /// Whether the next pass is to follow the attempt at once, since it was called for meanwhile.
     bool isCalled_ = false;
     /// The partial file that the web service was asked to continue last, and how often in a row it refused, or sent no

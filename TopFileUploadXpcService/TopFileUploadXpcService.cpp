@@ -2,6 +2,7 @@
 
 #include "Platform/Log.h"
 #include "Platform/Loop/RunLoop.h"
+#include "Platform/Printable.h"
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Text.h"
 #include "Services/NetWorkConnectionStatus.h"
@@ -42,13 +43,18 @@ std::string textOfException() {
     }
 }
 
+std::string descriptionOf(const Platform::Error* error) {
+    return error != nullptr ? error->localizedDescription : "";
+}
+
 /// What has become of a poll that has no response.
 AttemptEnd endOfPoll(const Platform::Error* error, std::int64_t status) {
     if (status == RestStatusNotReachable)
         return {Kind::NoNetwork};
+    std::string detail = descriptionOf(error);
     if (status == RestStatusTransportError)
-        return {Kind::PollFailed, error != nullptr ? error->code : 0};
-    return {.kind = Kind::PollFailed, .reason = "bad response"};
+        return {.kind = Kind::PollFailed, .number = error != nullptr ? error->code : 0, .detail = std::move(detail)};
+    return {.kind = Kind::PollFailed, .reason = "bad response", .detail = std::move(detail)};
 }
 
 } // namespace
@@ -91,18 +97,24 @@ bool TopFileUploadXpcService::isAttempting() const {
 
 TopFileUploadXpcService::AttemptPointer TopFileUploadXpcService::beginAttempt() {
     const auto number = ++attempts_;
-    auto attempt =
-        std::make_shared<Attempt>(number, [engine = weak_from_this(), number](const AttemptEnd& end, bool isFirst) {
-            const auto self = engine.lock();
+    auto attempt = std::make_shared<Attempt>(
+        number, [engine = weak_from_this()](const Attempt& ended, const AttemptEnd& end, bool isFirst) {
             // What a loop drops at its end has not failed.
-            if (!self || Platform::RunLoop::main().isEnding())
-                return;
-            if (self->policy_->attemptEnded(end, isFirst))
-                self->openGate();
-            self->observer_->ended(number, end, isFirst, self->isGateOpen());
+            if (const auto self = engine.lock(); self && !Platform::RunLoop::main().isEnding())
+                self->attemptEnded(ended, end, isFirst);
         });
     attempt_ = attempt;
     return attempt;
+}
+
+void TopFileUploadXpcService::attemptEnded(const Attempt& attempt, const AttemptEnd& end, bool isFirst) {
+    if (policy_->attemptEnded(end, isFirst))
+        openGate();
+    observer_->ended(attempt.number(), end, isFirst, isGateOpen());
+    // A gate that another attempt has closed opens again.
+    const bool isStalled = !isGateOpen() && !isAttempting();
+    if (isFirst)
+        attemptLog_.ended(attempt, end, policy_->nextStep(isStalled), isStalled);
 }
 
 EngineObserver::AttemptNumber TopFileUploadXpcService::numberOf(const Errand& errand) {
@@ -166,7 +178,11 @@ void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadRespons
     if (!returnStatus || !returnStatus->is_string() || returnStatus->get_string() != "0")
         return attempt->end({Kind::NoItem});
     Item item = Item::fromPoll(*response);
-    observer_->offered(attempt->number(), item.fileName.value_or(""));
+    auto& course = attempt->course();
+    course.hasItem = true;
+    course.item = item.fileName.value_or("");
+    course.offered = Platform::RunLoop::main().now();
+    observer_->offered(attempt->number(), course.item);
     if (const auto refusal = policy_->refusal(item))
         return attempt->end(*refusal);
     auto claim = ItemClaims::ofThisProcess().claim(LocalPaths::temporaryPath(item.fileName), item.fileUploadID, sent);
@@ -176,6 +192,7 @@ void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadRespons
     if (beginning.failure)
         return attempt->end(*beginning.failure);
     refreshPendingUploadIDs();
+    course.bytes = beginning.offset;
     const Errand errand{attempt, std::move(claim), item_, paths(), beginning.offset};
     if (!item_.isCalledFile())
         return placeFolder(errand);
@@ -246,7 +263,7 @@ void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, co
             ItemClaims::ofThisProcess().acknowledged(id);
             const auto* response = result.value();
             if (response == nullptr)
-                return errand.attempt->end({Kind::NotAcknowledged});
+                return errand.attempt->end({.kind = Kind::NotAcknowledged, .detail = descriptionOf(result.error())});
             if (const int status = Platform::integerValue(text(response->returnStatus)))
                 return errand.attempt->end({Kind::AcknowledgementRefused, status});
             if (!self->policy_->isConfirmation(*response))
@@ -255,7 +272,8 @@ void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, co
             self->policy_->forget(errand.paths);
             const auto& loss = errand.attempt->loss();
             if (!loss.empty())
-                Log::write("The item " + text(errand.offered.fileName) + " is acknowledged, but not in place: " + loss,
+                Log::write("The item " + Platform::printable(text(errand.offered.fileName)) +
+                               " is acknowledged, but not in place: " + loss,
                            Log::Priority::Error);
             errand.attempt->end({.kind = Kind::Acknowledged, .reason = loss});
         },

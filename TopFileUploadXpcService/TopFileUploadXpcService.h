@@ -10,7 +10,7 @@
 #include "Services/Responses/GetTopFileUploadResponseData.h"
 #include "Services/Result.h"
 #include "Services/ServiceContext.h"
-#include "TopFileUploadXpcService/Attempt.h"
+#include "TopFileUploadXpcService/AttemptLog.h"
 #include "TopFileUploadXpcService/EngineObserver.h"
 #include "TopFileUploadXpcService/EnginePolicy.h"
 #include "TopFileUploadXpcService/Item.h"
@@ -107,6 +107,7 @@ private:
     };
 
     AttemptPointer beginAttempt();
+    void attemptEnded(const Attempt& attempt, const AttemptEnd& end, bool isFirst);
     /// The number of the errand's attempt; 0 where it has none.
     static EngineObserver::AttemptNumber numberOf(const Errand& errand);
     /// Tells the observer of the response of an operation, where there is one.
@@ -177,6 +178,7 @@ private:
     MissingSettings missingSettings_;
     std::unique_ptr<EnginePolicy> policy_;
     std::unique_ptr<EngineObserver> observer_;
+    AttemptLog attemptLog_;
     /// The attempt that began last, and how many there were.
     std::weak_ptr<Attempt> attempt_;
     EngineObserver::AttemptNumber attempts_ = 0;

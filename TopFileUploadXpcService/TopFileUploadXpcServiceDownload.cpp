@@ -25,6 +25,10 @@ namespace {
 
 constexpr int statusDrop = 2;
 
+AttemptEnd failureOf(const Platform::Error& error) {
+    return {.kind = Kind::StreamFailed, .number = error.code, .detail = error.localizedDescription};
+}
+
 Platform::UrlRequest streamRequest(const std::string& address, std::string body) {
     Platform::UrlRequest request;
     request.url = Platform::Url::fromString(address);
@@ -137,6 +141,8 @@ std::optional<AttemptEnd> TopFileUploadXpcService::appendToTemporaryFile(std::st
         }
         remaining -= written;
         missing_ -= std::min(missing_, static_cast<std::uint64_t>(written));
+        if (errand_.attempt)
+            errand_.attempt->course().bytes += static_cast<std::uint64_t>(written);
         observer_->wrote(numberOf(errand_), static_cast<std::uint64_t>(written));
         writeBack_.wrote(*stream_, static_cast<std::uint64_t>(written));
     }
@@ -160,12 +166,16 @@ void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlS
 void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask& task,
                                                                  const std::optional<Platform::Error>& error) {
     const auto errand = errandOfEndedStream();
+    if (task.response() != nullptr)
+        errand.attempt->course().httpStatus = task.response()->statusCode;
     if (streamFailure_)
         return errand.attempt->end(*streamFailure_);
     if (task.response() == nullptr)
-        return errand.attempt->end({Kind::StreamNotAnswered, error ? error->code : 0});
+        return errand.attempt->end({.kind = Kind::StreamNotAnswered,
+                                    .number = error ? error->code : 0,
+                                    .detail = error ? error->localizedDescription : ""});
     if (error)
-        return errand.attempt->end({Kind::StreamFailed, error->code});
+        return errand.attempt->end(failureOf(*error));
     try {
         finishItem(task, errand);
     } catch (...) {
@@ -187,6 +197,8 @@ void TopFileUploadXpcService::finishItem(UrlSessionTask& task, const Errand& err
 }
 
 void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection& connection, const HttpUrlResponse& response) {
+    if (errand_.attempt)
+        errand_.attempt->course().httpStatus = response.statusCode;
     const auto failure = readHeaderFields(response, errand_);
     if (failure && policy_->endsRefusedStreams())
         endStream(connection, *failure);
@@ -214,7 +226,7 @@ void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connecti
 }
 
 void TopFileUploadXpcService::connectionDidFailWithError(UrlConnection& connection, const Platform::Error& error) {
-    endStream(connection, {Kind::StreamFailed, error.code});
+    endStream(connection, failureOf(error));
 }
 
 void TopFileUploadXpcService::endStream(UrlConnection& connection, const AttemptEnd& end) {

@@ -3,6 +3,7 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Files/Flush.h"
 #include "Platform/Log.h"
+#include "Platform/Printable.h"
 #include "Platform/Text.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
@@ -58,7 +59,8 @@ void TopFileUploadXpcService::acknowledgeWhenDurable(Platform::Flusher::Work wor
 void TopFileUploadXpcService::whenDurable(Platform::Flusher::Work work, const Errand& errand,
                                           std::function<void()> next) {
     observer_->flushing(numberOf(errand));
-    Platform::Flusher::perform(std::move(work), [self = shared_from_this(), errand, name = text(item_.fileName),
+    Platform::Flusher::perform(std::move(work), [self = shared_from_this(), errand,
+                                                 name = Platform::printable(text(item_.fileName)),
                                                  next = std::move(next)](const std::optional<Platform::Error>& error) {
         if (Flush::hasFailed(error)) {
             Log::write("The item " + name + " cannot be made durable, and is fetched again: " + text(error),

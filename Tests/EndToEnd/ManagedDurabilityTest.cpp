@@ -81,7 +81,7 @@ TEST_P(WhatManagedModeAcknowledges, IsFetchedAgainWhereItsBytesCannotBeFlushed) 
     offer(R"(\\a.txt)", "\\a.txt");
     launchTraced("-e inject=fdatasync:error=EIO:when=1");
     ASSERT_TRUE(waitForAcknowledgement() && waitForTheTraceOfIt());
-    EXPECT_TRUE(bus->waitForLog("not flushed; the next attempt follows in 2 s"));
+    EXPECT_TRUE(bus->waitForLog("not flushed (\\a.txt, HTTP 200); the next attempt follows in 2 s"));
     EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, 0}));
     EXPECT_EQ(count(acknowledgeTarget), 1U);
     SystemCalls(traceFile).expectOrder(
@@ -130,7 +130,8 @@ TEST_P(WhatManagedModeAcknowledges, ContinuesWhereAWriteFailed) {
     offer(R"(\\a.txt)", "\\a.txt");
     launchWithFailures("write", temporary("a.txt"), "2");
     ASSERT_TRUE(waitForAcknowledgement());
-    EXPECT_TRUE(bus->waitForLog("not writable: " + temporary("a.txt") + "; the next attempt follows in 2 s"));
+    EXPECT_TRUE(bus->waitForLog("not writable: " + temporary("a.txt") +
+                                " (\\a.txt, HTTP 200); the next attempt follows in 2 s"));
     EXPECT_EQ(injected(), 1U);
     ASSERT_EQ(offsets().size(), 2U);
     EXPECT_GT(offsets()[1], 0U) << "the first write is kept";
@@ -142,7 +143,8 @@ TEST_P(WhatManagedModeAcknowledges, IsKeptWhereItCannotBeRenamed) {
     offer(R"(\\a.txt)", "\\a.txt");
     launchWithFailures("rename,renameat,renameat2", placed("a.txt"), "1");
     ASSERT_TRUE(waitForAcknowledgement());
-    EXPECT_TRUE(bus->waitForLog("not writable: " + home.path() + "/Quenmark" + "; the next attempt follows in 2 s"));
+    EXPECT_TRUE(bus->waitForLog("not writable: " + home.path() +
+                                "/Quenmark (\\a.txt, HTTP 200); the next attempt follows in 2 s"));
     EXPECT_EQ(injected(), 1U);
     EXPECT_EQ(count(streamTarget), 1U);
     EXPECT_EQ(count(acknowledgeTarget), 1U);

@@ -92,7 +92,7 @@ TEST_P(AManagedService, NeverMakesTheFolderThatHoldsTheQuenmarkFolder) {
     setPreferences("7", disk);
     ServiceProcess service(data.path());
     launch(service.host());
-    ASSERT_TRUE(bus->waitForLog("not writable: " + disk + "; the next attempt follows in "));
+    ASSERT_TRUE(bus->waitForLog("not writable: " + disk + " (\\a.txt, HTTP 200); the next attempt follows in "));
     EXPECT_FALSE(exists(disk));
     EXPECT_EQ(pendingItems(service), 1);
     fs::create_directories(disk);
@@ -108,9 +108,9 @@ TEST_P(AManagedService, RefusesANameThatLeavesTheFolder) {
                                               : HttpReply::json(confirmed);
     });
     launch(server.host());
-    ASSERT_TRUE(bus->waitForLog("name leaves the folder; the next attempt follows in 2 s"));
+    ASSERT_TRUE(bus->waitForLog("name leaves the folder (\\..\\a.txt); the next attempt follows in 2 s"));
     EXPECT_EQ(count(streamTarget), 0U);
-    ASSERT_TRUE(bus->waitForLog("name leaves the folder; the next attempt follows in 4 s"));
+    ASSERT_TRUE(bus->waitForLog("name leaves the folder (\\a.txt, HTTP 200); the next attempt follows in 4 s"));
     EXPECT_EQ(count(streamTarget), 1U);
     EXPECT_FALSE(exists(home.path("a.txt")) || exists(home.temporary().path("a.txt")));
     EXPECT_FALSE(exists(placed("a.txt")) || exists(temporary("a.txt")));
@@ -248,7 +248,7 @@ TEST_P(AManagedService, FollowsTheHostThatItsSettingsNameAfterOneThatIsNotFound)
     ServiceProcess service(data.path());
     launch("nowhere.invalid:80");
     ASSERT_TRUE(pollUntil([&] {
-        return bus->log().find("transport -1003; the next attempt follows in ") != std::string::npos ||
+        return bus->log().find("transport -1003 (The host name was not found") != std::string::npos ||
                bus->log().find("connection not availble") != std::string::npos;
     }));
     writeDeployment(service.host(), "managed");

@@ -126,6 +126,23 @@ TEST_F(AJsonPost, LogsAndReportsTheDecodedResponse) {
     EXPECT_EQ(logAtReport, log.entries());
 }
 
+TEST_F(AJsonPost, NamesTheHttpStatusOfAnErrorPage) {
+    Platform::HttpUrlResponse response;
+    const auto textAt = [&](int status) {
+        response.statusCode = status;
+        std::string text;
+        Quenmark::JsonPost::finish(
+            "<html>", std::nullopt, [&](const auto& result, auto) { text = result.error()->localizedDescription; },
+            Platform::Log::Priority::Info, response);
+        return text;
+    };
+    const std::string text = textAt(200);
+    EXPECT_TRUE(text.starts_with("Not JSON: ")) << text;
+    EXPECT_EQ(textAt(299), text);
+    EXPECT_EQ(textAt(503), text + " (HTTP 503)");
+    EXPECT_EQ(textAt(302), text + " (HTTP 302)");
+}
+
 TEST_F(AJsonPost, ReportsResponsesThatAreNoJsonWithTheDecodersError) {
     for (const std::optional<Platform::Data>& data :
          {std::optional<Platform::Data>(), std::optional<Platform::Data>(""), std::optional<Platform::Data>("plain"),

@@ -48,7 +48,7 @@ protected:
     };
 
     std::vector<Report> reports;
-    std::optional<Attempt> attempt{std::in_place, 7, [this](const AttemptEnd& end, bool isFirst) {
+    std::optional<Attempt> attempt{std::in_place, 7, [this](const Attempt&, const AttemptEnd& end, bool isFirst) {
                                        reports.push_back({end, isFirst});
                                    }};
 };
@@ -88,7 +88,7 @@ TEST_F(AnAttempt, ThatWasDismissedHasNoEnd) {
 TEST(ADroppedAttempt, LetsNoExceptionOut) {
     int calls = 0;
     {
-        const Attempt attempt(1, [&](const AttemptEnd&, bool) {
+        const Attempt attempt(1, [&](const Attempt&, const AttemptEnd&, bool) {
             ++calls;
             throw std::runtime_error("no memory");
         });

@@ -39,6 +39,13 @@ const TestSupport::HttpRequest& EngineFixture::last(std::string_view target) con
     return *found;
 }
 
+std::size_t EngineFixture::countOfFailures(const std::string& reason, int wait) const {
+    const std::string next = "; the next attempt follows in " + std::to_string(wait) + " s";
+    return static_cast<std::size_t>(std::ranges::count_if(log.entries(), [&](const std::string& entry) {
+        return (entry.starts_with(reason + ";") || entry.starts_with(reason + " (")) && entry.ends_with(next);
+    }));
+}
+
 void EngineFixture::expectStalled() {
     const auto before = questions();
     for (int pass = 0; pass < 3; ++pass)

@@ -85,6 +85,10 @@ protected:
     const TestSupport::HttpRequest& last(std::string_view target) const;
     /// The number of passes so far that asked the server.
     std::size_t questions() const { return log.count("Connection available... "); }
+    /// Whether the log says that an attempt has failed for that reason, and that the next one follows after that wait
+    /// in seconds.
+    bool hasFailed(const std::string& reason, int wait) const { return countOfFailures(reason, wait) > 0; }
+    std::size_t countOfFailures(const std::string& reason, int wait) const;
     /// Asserts that three more passes ask nothing.
     void expectStalled();
 

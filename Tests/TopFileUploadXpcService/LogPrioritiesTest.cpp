@@ -36,7 +36,7 @@ TEST_F(AnEnginesLog, HasTheCourseOfAnItemAsInformation) {
     enqueueFile(R"(\\a.txt)", "\\a.txt", "content");
     start();
     ASSERT_TRUE(waitFor(acknowledgeTarget));
-    ASSERT_TRUE(runUntil([&] { return log.entries().back().starts_with("response "); }));
+    ASSERT_TRUE(runUntil([&] { return log.contains("The item \\a.txt is in place: 7 bytes in 0.0 s"); }));
     expectPriority("{\n  \"ToComputerID\" : \"7\",\n  \"Length\"", Priority::Info);
     expectPriority("Bytes Written : 7", Priority::Info);
     expectPriority("Json String {\n  \"FileUploadID\"", Priority::Info);

@@ -133,7 +133,7 @@ TEST_P(ABegunItem, IsAcknowledgedAgainWithoutADownloadWhereTheAcknowledgementWas
     ASSERT_TRUE(hasEnded(2));
     expectPollAfter(4, 3);
     ASSERT_TRUE(hasEnded(3));
-    EXPECT_TRUE(log.contains("acknowledgement refused 5; the next attempt follows in 8 s"));
+    EXPECT_TRUE(hasFailed("acknowledgement refused 5", 8));
     expectPollAfter(8, 4);
     ASSERT_TRUE(hasEnded(5));
     EXPECT_EQ(count(streamTarget), 1U);

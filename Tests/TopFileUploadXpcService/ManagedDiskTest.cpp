@@ -103,7 +103,7 @@ TEST_P(ADiskInTrouble, HasNoRoomForASingleByteAndSomeLater) {
         std::ofstream(filler) << std::string(1 << 20, 'x');
         road.start();
         road.offerNext();
-        road.expectFailures("disk full: 100000 bytes missing; the next attempt follows in ");
+        road.expectFailures("disk full: 100000 bytes missing (\\Docs\\item");
         EXPECT_EQ(road.bytesOnDisk(), 0U);
         std::filesystem::remove(filler);
         mountOn(road.temporaryFolder(), nullptr, MS_REMOUNT, "size=1m");
@@ -116,7 +116,7 @@ TEST_P(ADiskInTrouble, IsFullWhereTheItemIsPlacedAndFreeLater) {
         mountMemory(road.quenmarkFolder(), "size=64k");
         road.start();
         road.offerNext();
-        road.expectFailures("disk full: 100000 bytes missing; the next attempt follows in ");
+        road.expectFailures("disk full: 100000 bytes missing (\\Docs\\item");
         EXPECT_EQ(road.offsets(), std::vector<std::size_t>{0});
         EXPECT_FALSE(std::filesystem::exists(road.placed("Docs/item1.bin"))) << "nothing is placed in part";
         mountOn(road.quenmarkFolder(), nullptr, MS_REMOUNT, "size=1m");
@@ -144,7 +144,7 @@ TEST_P(ADiskInTrouble, IsReadOnlyWhereTheItemIsPlacedAndWritableLater) {
         mountOn(road.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr);
         road.start();
         road.offerNext();
-        road.expectFailures("not writable: " + road.placed("Docs") + "; the next attempt follows in ");
+        road.expectFailures("not writable: " + road.placed("Docs") + " (\\Docs\\item");
         EXPECT_EQ(road.offsets(), std::vector<std::size_t>{0});
         mountOn(road.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT, nullptr);
         road.expectArrivalWithoutRequest();
@@ -158,7 +158,7 @@ TEST_P(ADiskInTrouble, IsReadOnlyWithTheFolderOfTheItemAndWritableLater) {
         mountOn(road.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr);
         road.start();
         road.offerNext();
-        road.expectFailures("not writable: " + road.placed("Docs") + "; the next attempt follows in ");
+        road.expectFailures("not writable: " + road.placed("Docs") + " (\\Docs\\item");
         mountOn(road.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT, nullptr);
         road.expectArrivalWithoutRequest();
         EXPECT_EQ(road.offsets(), std::vector<std::size_t>{0});

@@ -110,8 +110,8 @@ TEST_P(AManagedItem, IsOfferedAgainAfterAnyStatusOfItsStream) {
     start();
     expectFailures(statuses.size());
     ASSERT_TRUE(hasEnded(statuses.size() + 2));
-    EXPECT_TRUE(log.contains("status 1; the next attempt follows in 2 s"));
-    EXPECT_TRUE(log.contains("status 2; the next attempt follows in 4 s"));
+    EXPECT_TRUE(hasFailed("status 1", 2));
+    EXPECT_TRUE(hasFailed("status 2", 4));
     EXPECT_EQ(contentOf(placed("a.txt")), "content");
 }
 
@@ -143,7 +143,7 @@ TEST_P(AManagedItem, IsBlockedByAFileInThePlaceOfAFolder) {
     ASSERT_TRUE(waitForFailure("file in the way"));
     pass(2);
     ASSERT_TRUE(hasEnded(2));
-    EXPECT_TRUE(log.contains("file in the way; the next attempt follows in 4 s"));
+    EXPECT_TRUE(hasFailed("file in the way", 4));
     EXPECT_EQ(count(acknowledgeTarget), 0U);
     EXPECT_EQ(contentOf(placed("A")), "a file");
 }
@@ -198,9 +198,7 @@ TEST_P(AManagedItem, WhoseNameLeavesTheFolderIsNotAskedFor) {
     start();
     for (std::size_t poll = 1; poll <= names.size(); ++poll, wait = std::min(wait * 2, 300.0)) {
         ASSERT_TRUE(hasEnded(poll));
-        EXPECT_TRUE(
-            log.contains("name leaves the folder; the next attempt follows in " + std::to_string(int(wait)) + " s"))
-            << names[poll - 1];
+        EXPECT_TRUE(hasFailed("name leaves the folder", int(wait))) << names[poll - 1];
         expectPollAfter(wait, poll + 1);
     }
     EXPECT_EQ(count(streamTarget), 0U);
@@ -215,7 +213,7 @@ TEST_P(AManagedItem, WhoseStreamNamesAPlaceOutsideTheFolderIsNotTaken) {
     start();
     expectFailures(2);
     ASSERT_TRUE(hasEnded(3));
-    EXPECT_TRUE(log.contains("name leaves the folder; the next attempt follows in 8 s"));
+    EXPECT_TRUE(hasFailed("name leaves the folder", 8));
     EXPECT_FALSE(Files::exists(temporary("a.txt")));
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }

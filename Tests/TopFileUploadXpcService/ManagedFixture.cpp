@@ -33,7 +33,8 @@ bool ManagedFixture::waitForFailure(const std::string& reason) {
     return runUntil([&] {
         const auto& entries = log.entries();
         return std::any_of(entries.begin(), entries.end(), [&](const std::string& entry) {
-            return entry.starts_with(reason + "; the next attempt follows in ");
+            return (entry.starts_with(reason + ";") || entry.starts_with(reason + " (")) &&
+                   entry.find("; the next attempt follows in ") != std::string::npos;
         });
     });
 }
