@@ -1,5 +1,7 @@
 #include "WebService/WebApplication.h"
 
+#include "WebService/FaultExchange.h"
+#include "WebService/FaultsPage.h"
 #include "WebService/Http/RequestOrigin.h"
 #include "WebService/OperationTable.h"
 #include "WebService/Pages.h"
@@ -27,13 +29,15 @@ std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
             throw RequestError("UnknownOperation", "there is no operation " + path, 404);
         if (request.method != "POST")
             throw wrongMethod("POST");
-        return beginOperation(state_, *operation, request);
+        return withFaults(plan_, state_, *operation, request, beginOperation(state_, *operation, request));
     }
     if (request.path().starts_with("/outbox/")) {
         if (request.method != "PUT")
             throw wrongMethod("PUT");
         return beginPush(state_, request);
     }
+    if (path == "/faults")
+        return beginFaults(plan_, request);
     if (auto page = beginPage(state_, path, request)) {
         if (request.method != "GET")
             throw wrongMethod("GET");

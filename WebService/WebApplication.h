@@ -1,5 +1,6 @@
 #pragma once
 
+#include "WebService/Faults/FaultPlan.h"
 #include "WebService/Http/Exchange.h"
 #include "WebService/State.h"
 
@@ -8,12 +9,13 @@
 namespace webservice {
 
 /// The paths of the development web service: the operations below "/QuenmarkRestService/", which are POSTs of JSON, and
-/// its own: PUT /outbox/COMPUTER/PATH and a few pages to GET. A request of another site's page in a browser gets a 403.
+/// its own: PUT /outbox/COMPUTER/PATH, /faults and a few pages to GET. The fault plan concerns operations alone. A
+/// request of another site's page in a browser gets a 403.
 class WebApplication : public Application {
 public:
     /// `listenHost` is the host that the server listens on, as it was given.
-    explicit WebApplication(State& state, std::string listenHost = "127.0.0.1")
-        : state_(state), listenHost_(std::move(listenHost)) {}
+    explicit WebApplication(State& state, std::string listenHost = "127.0.0.1", FaultPlan plan = {})
+        : state_(state), listenHost_(std::move(listenHost)), plan_(std::move(plan)) {}
 
     std::unique_ptr<Exchange> begin(const Request& request) override;
     Response errorFor(const Request& request, const RequestError& error) const override;
@@ -21,6 +23,7 @@ public:
 private:
     State& state_;
     std::string listenHost_;
+    FaultPlan plan_;
 };
 
 } // namespace webservice

@@ -1,6 +1,7 @@
 // Servers that break off, and a service that is killed: the item continues where it stopped.
 
 #include "EndToEnd/RealServiceFixture.h"
+#include "Support/HttpClient.h"
 #include "Support/TlsServer.h"
 
 #include <sys/resource.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 
 namespace Quenmark {
 
@@ -32,29 +34,49 @@ protected:
                                            : whole.cutAfter(whole.bytes().size() - (wholeContent.size() - stop));
     }
 
+    /// How many bytes each response to an operation had, by the web service's log.
+    static std::string sentBytes(const ServiceProcess& webService, const std::string& operation) {
+        std::string all;
+        std::istringstream lines(webService.errors());
+        for (std::string line; std::getline(lines, line);) {
+            const std::string mark = operation + " 200 ";
+            if (const auto place = line.find(mark); place != std::string::npos)
+                all +=
+                    line.substr(place + mark.size(), line.find(' ', place + mark.size()) - place - mark.size()) + ' ';
+        }
+        return all;
+    }
+
     static constexpr std::size_t size = 3'000'000;
     std::string wholeContent;
 };
 
 TEST_P(ABrokenTransfer, ContinuesAfterTheServerCutTheBodyAnywhere) {
-    // Before the first byte, after it, in the middle of a piece, before the last byte.
-    const std::vector<std::size_t> stops = {0, 1, 1'234'567, size - 1};
-    std::vector<std::size_t> offsets;
-    server.setHandler([&](const HttpRequest& request) {
-        if (request.target == pollTarget)
-            return HttpReply::json(count(acknowledgeTarget) == 0 ? item(R"(\\a.bin)") : nothing);
-        if (request.target != streamTarget)
-            return HttpReply::json(R"({"ReturnStatus":"0"})");
-        offsets.push_back(offsetOf(request));
-        const auto round = offsets.size() - 1;
-        return round < stops.size() ? sendUpTo(request, stops[round]).thenClose() : sendUpTo(request, size);
-    });
-    deploy(server.host());
+    constexpr const char* download = "Uploads.svc/GetTopFileUploadWithStream";
+    data.write("outbox/7/a.bin", wholeContent);
+    const ServiceProcess webService(data.path());
+    webservice::test::HttpClient client(webService.port());
+    const std::size_t header = client.post(download, R"({"ToComputerID":"7"})").headerText.size();
+    // Before the first byte, after it, in the middle of a piece, before the last byte: the bytes from where each
+    // request begins.
+    const std::vector<std::size_t> bodies = {0, 1, 1'234'566, size - 1 - 1'234'567};
+    std::string faults;
+    std::string expected;
+    for (const std::size_t body : bodies) {
+        faults += faults.empty() ? "" : ",";
+        faults += R"({"path":"*WithStream","computer":"7","times":1,"action":{"kind":"close","afterBytes":)" +
+                  std::to_string(header + body) + "}}";
+        expected += std::to_string(header + body) + ' ';
+    }
+    EXPECT_EQ(client.exchange("PUT", "/faults", "{\"faults\":[" + faults + "]}").status, 200);
+    deploy(webService.host());
     start();
-    ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) == 1; }));
-    EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 0, 1, 1'234'567, size - 1}));
+    ASSERT_TRUE(pollUntil([&] { return pendingItems(webService) == 0; }));
     EXPECT_TRUE(contentOf(placed("a.bin")) == wholeContent);
     EXPECT_FALSE(exists(temporary("a.bin")));
+    // The length of the last response, of one byte, has six digits less.
+    EXPECT_EQ(sentBytes(webService, download),
+              std::to_string(header + size) + ' ' + expected + std::to_string(header - 6 + 1) + ' ');
 }
 
 TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {

@@ -66,7 +66,10 @@ TEST_F(TheProgramInTrouble, ExplainsItsOptions) {
                         "  --version                   Display program version information and exit\n"
                         "  --listen HOST:PORT=127.0.0.1:8080\n"
                         "                              Address and port; port 0 takes a free one\n"
-                        "  --data DIR REQUIRED         Folder for the state and the files; made if missing\n\n"
+                        "  --data DIR REQUIRED         Folder for the state and the files; made if missing\n"
+                        "  --faults FILE               Plan of the faults to begin with\n"
+                        "  --tls-certificate FILE      Certificate in PEM, for HTTPS\n"
+                        "  --tls-key FILE              Its key in PEM, without a passphrase\n\n"
                         "Example:\n"),
               std::string::npos)
         << help;

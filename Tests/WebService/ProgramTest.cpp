@@ -39,15 +39,17 @@ constexpr const char* streamFromStart = R"({"ToComputerID":"7","Length":"0"})";
 TEST_F(TheProgram, ShowsAnExampleInItsHelp) {
     Program program({"--help"});
     EXPECT_EQ(program.exitStatus(), 0);
-    EXPECT_NE(
-        program.restOfOutput().find(
-            "Example:\n"
-            "  quenmark-webservice --listen 127.0.0.1:8080 --data ~/quenmark-data\n"
-            "  cp -r Documents ~/quenmark-data/outbox/7/      # items for computer 7\n\n"
-            "Prints \"listening on HOST:PORT\" when it is ready, logs one line a request on standard error, and\n"
-            "ends with 0 on SIGTERM or SIGINT. Other exit statuses: 64 usage, 69 cannot listen or the folder is in\n"
-            "use, 70 internal error, 73 the folder cannot be made, 74 the state cannot be read or written.\n"),
-        std::string::npos);
+    EXPECT_NE(program.restOfOutput().find(
+                  "Example:\n"
+                  "  quenmark-webservice --listen 127.0.0.1:8080 --data ~/quenmark-data\n"
+                  "  cp -r Documents ~/quenmark-data/outbox/7/      # items for computer 7\n\n"
+                  "Prints \"listening on HOST:PORT\" when it is ready, logs one line a request on standard error, and\n"
+                  "ends with 0 on SIGTERM or SIGINT. Other exit statuses: 64 usage, 65 the plan, the certificate or "
+                  "the key is\n"
+                  "not valid, 66 one of these cannot be read, 69 cannot listen or the folder is in use, 70 internal "
+                  "error, 73\n"
+                  "the folder cannot be made, 74 the state cannot be read or written.\n"),
+              std::string::npos);
 }
 
 TEST_F(TheProgram, NamesItsVersion) {

@@ -1,11 +1,16 @@
 #pragma once
 
 #include "WebService/Http/Clients.h"
+#include "WebService/Http/Timers.h"
+#include "WebService/Http/Tls.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -14,11 +19,16 @@ namespace webservice {
 /// The client has disconnected, or has timed out.
 struct Disconnected {};
 
-/// The socket of a client. Bytes that were received and not consumed are in `input()`, whose memory is released while
-/// nothing is received. Errors of sending are thrown as Disconnected.
+/// The connection of a client, over TLS or not. Bytes that were received and not consumed are in `input()`, whose
+/// memory is released while nothing is received. Errors of sending are thrown as Disconnected.
 class ClientSocket : public Client {
 public:
-    ClientSocket(boost::asio::ip::tcp::socket socket, std::shared_ptr<Clients> clients);
+    /// Over TLS with an identity, which must outlive this.
+    ClientSocket(boost::asio::ip::tcp::socket socket, std::shared_ptr<Clients> clients, const TlsIdentity* identity);
+
+    /// Makes the connection secure, where it is to be. To be called first. Throws Disconnected.
+    boost::asio::awaitable<void> handshake();
+    bool isSecure() const { return tls_ != nullptr; }
 
     /// The client's address, "127.0.0.1:40000".
     const std::string& peer() const { return peer_; }
@@ -34,15 +44,28 @@ public:
 
     boost::asio::awaitable<void> send(std::string_view bytes);
 
-    /// Sends what can be sent without waiting, and then waits until more can be. Gives how much was sent, which may be
-    /// nothing.
+    /// Sends what can be sent without waiting, and then waits until more can be; while it waits, the bytes are not used.
+    /// Gives how much was sent, which may be nothing. What is sent next must begin with the rest.
     boost::asio::awaitable<std::size_t> sendSome(std::string_view bytes);
 
     /// How many bytes have been sent in all.
     std::uint64_t sent() const { return sent_; }
 
-    /// Shuts the socket down for writing.
+    /// Ends what is sent, in order: the client knows that nothing is missing.
     void shutdownOutput();
+
+    /// Shuts the socket down for writing (FIN) in the middle of what is sent.
+    void cutOutput();
+
+    /// Waits for that time. What the client sends meanwhile is added to the input. Throws Disconnected when the
+    /// connection ends; a client that has only shut down its sending half still waits for its response.
+    boost::asio::awaitable<void> wait(Timers& timers, Timers::Clock::duration time);
+
+    /// Discards what the client sends, until it closes its sending half or the time is over.
+    boost::asio::awaitable<void> discardInput(Timers& timers, Timers::Clock::duration time);
+
+    /// Resets the connection (RST) once the client's side has got everything that was sent.
+    boost::asio::awaitable<void> reset();
 
     /// Lets the loop run for a millisecond, so that this client's work does not delay others, and so that work that
     /// waits for something does not keep the loop busy.
@@ -54,9 +77,22 @@ public:
 private:
     void expire() override;
     void disconnect() override;
+    using SecureCall = std::function<TlsSession::Result()>;
+    boost::asio::awaitable<TlsSession::Result> perform(SecureCall call);
+    boost::asio::awaitable<bool> receiveSecurely();
+    boost::asio::awaitable<std::size_t> sendSecurely(std::string_view bytes);
+    boost::asio::awaitable<std::size_t> sendSomeSecurely(std::string_view bytes);
+    std::size_t prepareInput();
+    void onReceived(std::size_t bytes, bool isEnd);
     void onSent(std::size_t bytes, const boost::system::error_code& error);
+    boost::asio::awaitable<void> waitWithoutReading(const bool& isOver);
+    bool isConnected() const { return !hasExpired() && socket_.is_open(); }
 
     boost::asio::ip::tcp::socket socket_;
+    boost::asio::steady_timer wakeUp_; // never expires; cancelled to end a wait
+    std::unique_ptr<TlsSession> tls_;  // null where the connection is not secure
+    bool inputHasEnded_ = false;
+    bool outputHasEnded_ = false;
     std::string peer_;
     std::string ownAddress_;
     boost::beast::flat_buffer input_;

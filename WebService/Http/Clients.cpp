@@ -74,6 +74,7 @@ bool Client::isExpired(Clock::time_point now) const {
     case Phase::Lingering:
         return now - since_ > limits.lingerTimeout || now - lastTransfer_ > lingerIdleTimeout;
     case Phase::Working:
+    case Phase::Held:
         break;
     }
     return false;

@@ -35,6 +35,7 @@ public:
         Headers,   // request line and headers are being received
         Body,      // the body is being received
         Working,   // the request is being processed: the client waits for the server
+        Held,      // the response is held back on purpose, for as long as that may take
         Response,  // the response is being sent
         Lingering, // the last response is sent; what the client still sends is discarded
     };

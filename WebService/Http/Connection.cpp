@@ -3,6 +3,7 @@
 #include "WebService/Common/Log.h"
 #include "WebService/Http/ClientSocket.h"
 #include "WebService/Http/RequestLog.h"
+#include "WebService/Http/Transmitter.h"
 
 #include <boost/beast/http.hpp>
 
@@ -51,10 +52,11 @@ RequestError internalError(const std::string& what) {
 class Connection {
 public:
     Connection(tcp::socket socket, std::shared_ptr<ServerContext> server)
-        : server_(std::move(server)), client_(std::move(socket), std::shared_ptr<Clients>(server_, &server_->clients)) {
-    }
+        : server_(std::move(server)),
+          client_(std::move(socket), std::shared_ptr<Clients>(server_, &server_->clients), server_->identity.get()) {}
 
     awaitable<void> serve() {
+        co_await client_.handshake();
         while (keepAlive_)
             co_await serveRequest();
         co_await linger();
@@ -90,8 +92,7 @@ private:
             response = failed(parser, internalError("an error without a text"));
         }
         line.status = response.status;
-        co_await send(std::move(response), parser.get().method() == http::verb::head);
-        line.isComplete = true;
+        line.isComplete = co_await send(std::move(response), parser.get().method() == http::verb::head);
     }
 
     /// The rest of the request is not read, so nothing more can be understood on this connection.
@@ -182,7 +183,8 @@ private:
         Request request{.method = message.method_string(),
                         .target = message.target(),
                         .headers = {},
-                        .ownAddress = client_.ownAddress()};
+                        .ownAddress = client_.ownAddress(),
+                        .isSecure = client_.isSecure()};
         for (const auto& field : message)
             request.headers.emplace_back(field.name_string(), field.value());
         return request;
@@ -245,11 +247,13 @@ private:
         }
     }
 
-    /// The response to HEAD has a Content-Length and no body (RFC 9110, section 9.3.2).
-    awaitable<void> send(Response response, bool hasNoBody) {
+    /// Gives whether the whole response was sent. The response to HEAD has a Content-Length and no body (RFC 9110,
+    /// section 9.3.2).
+    awaitable<bool> send(Response response, bool hasNoBody) {
+        if (response.transmission)
+            co_return co_await sendOtherwise(std::move(response));
         client_.enter(Phase::Response);
-        const std::uint64_t length = response.file ? response.file->length : response.body.size();
-        std::string header = headerSection(response, length, keepAlive_);
+        std::string header = headerSection(response, keepAlive_);
         if (hasNoBody) {
             co_await client_.send(header);
         } else if (response.file) {
@@ -258,7 +262,7 @@ private:
             co_await sendFile(*response.file);
         } else {
             client_.setBodyMemory(response.body.size());
-            if (length <= server_->piece.size()) {
+            if (response.body.size() <= server_->piece.size()) {
                 header += response.body;
                 response.body.clear();
             }
@@ -266,24 +270,24 @@ private:
             co_await client_.send(response.body);
         }
         client_.setBodyMemory(0);
+        co_return true;
+    }
+
+    /// The header fields do not announce that the connection ends afterwards.
+    awaitable<bool> sendOtherwise(Response response) {
+        std::string header = headerSection(response, keepAlive_);
+        if (response.transmission->cut || !keepsFraming(*response.transmission))
+            keepAlive_ = false;
+        return transmit(client_, *server_->timers, std::move(response), std::move(header), server_->piece);
     }
 
     awaitable<void> sendFile(FileSlice& slice) {
-        auto& piece = server_->piece;
         while (slice.length > 0) {
-            const std::size_t size = std::min<std::uint64_t>(piece.size(), slice.length);
-            const ssize_t length = ::pread(slice.file.get(), piece.data(), size, static_cast<off_t>(slice.offset));
-            if (length <= 0 || (static_cast<std::uint64_t>(length) == slice.length && hasChanged(slice)))
+            const std::string_view bytes = slice.read(server_->piece);
+            if (bytes.empty())
                 throw Disconnected{};
-            const std::size_t sent = co_await client_.sendSome({piece.data(), static_cast<std::size_t>(length)});
-            slice.offset += sent;
-            slice.length -= sent;
+            slice.removePrefix(co_await client_.sendSome(bytes));
         }
-    }
-
-    static bool hasChanged(const FileSlice& slice) {
-        struct stat status {};
-        return ::fstat(slice.file.get(), &status) != 0 || identityOf(status) != slice.identity;
     }
 
     /// Closing a socket with unread input would reset the connection, and the client could lose the response (RFC 9112,

@@ -2,6 +2,8 @@
 
 #include "WebService/Http/Clients.h"
 #include "WebService/Http/Exchange.h"
+#include "WebService/Http/Timers.h"
+#include "WebService/Http/Tls.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -13,10 +15,14 @@ namespace webservice {
 
 /// What the connections of a server share.
 struct ServerContext {
-    ServerContext(Application& served, Limits limits, Clients::Now now = &Client::Clock::now)
-        : application(served), clients(limits, std::move(now)) {}
+    ServerContext(Application& served, Limits limits, std::shared_ptr<Timers> timersOfServer,
+                  std::shared_ptr<const TlsIdentity> identityOfServer = nullptr)
+        : application(served), identity(std::move(identityOfServer)), timers(std::move(timersOfServer)),
+          clients(limits) {}
 
     Application& application;
+    std::shared_ptr<const TlsIdentity> identity; // null for plain HTTP
+    std::shared_ptr<Timers> timers;
     Clients clients;
     std::vector<char> piece =
         std::vector<char>(65536); // a buffer; its content is not kept from one turn of the loop to the next

@@ -14,6 +14,7 @@ struct Request {
     std::string target;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string ownAddress = {}; // the local address of the connection, as a number
+    bool isSecure = false;       // received over TLS
 
     /// The first field of the name, in any case.
     std::optional<std::string_view> header(std::string_view name) const;

@@ -62,9 +62,9 @@ std::optional<std::string> originError(const Request& request, std::string_view 
             return "the Host of the request is not this service";
     }
     const auto origin = request.header("Origin");
-    if (origin && (count("Origin") > 1 || !authority || !iequals(*origin, "http://" + std::string(*authority)))) {
+    const std::string own = (request.isSecure ? "https://" : "http://") + std::string(authority.value_or(""));
+    if (origin && (count("Origin") > 1 || !authority || !iequals(*origin, own)))
         return "the Origin of the request is not this service";
-    }
     return std::nullopt;
 }
 

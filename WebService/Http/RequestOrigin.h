@@ -13,7 +13,7 @@ namespace webservice {
 ///
 /// The error, if there is one: the `Host` of the request is neither the address that the server listens on nor a
 /// loopback name or address, at whatever port; it has more than one `Host`; or it has an `Origin` (RFC 6454, section 7)
-/// other than "http://" and its `Host`. A request without these fields is a program's.
+/// other than "http://", or "https://" over TLS, and its `Host`. A request without these fields is a program's.
 ///
 ///   listenHost   the host that the server was started with, a name or an address without brackets
 ///   ownAddress   the local address of this connection

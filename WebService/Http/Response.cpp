@@ -1,5 +1,6 @@
 #include "WebService/Http/Response.h"
 
+#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/status.hpp>
 #include <boost/json.hpp>
 
@@ -7,21 +8,53 @@
 
 namespace webservice {
 
-std::string headerSection(const Response& response, std::uint64_t length, bool keepAlive) {
-    namespace http = boost::beast::http;
+namespace {
+
+namespace http = boost::beast::http;
+using boost::beast::iequals;
+
+/// Control characters become blanks.
+void addField(std::string& section, std::string_view name, std::string_view value) {
+    section.append(name).append(": ");
+    std::ranges::transform(value, std::back_inserter(section), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < 0x20 || byte == 0x7f ? ' ' : c;
+    });
+    section += "\r\n";
+}
+
+bool isChanged(const Transmission::HeaderChanges& changes, std::string_view name) {
+    return std::ranges::any_of(changes.remove, [&](const auto& removed) { return iequals(removed, name); }) ||
+           std::ranges::any_of(changes.set, [&](const auto& field) { return iequals(field.first, name); });
+}
+
+} // namespace
+
+bool keepsFraming(const Transmission& transmission) {
+    const auto isKept = [&](std::string_view name) { return !isChanged(transmission.headers, name); };
+    return isKept("Content-Length") && isKept("Transfer-Encoding") && isKept("Connection");
+}
+
+std::string headerSection(const Response& response, bool keepAlive) {
     std::string header = "HTTP/1.1 " + std::to_string(response.status) + ' ';
-    header += http::obsolete_reason(http::int_to_status(static_cast<unsigned>(response.status)));
+    if (const auto status = http::int_to_status(static_cast<unsigned>(response.status));
+        status != http::status::unknown)
+        header += http::obsolete_reason(status);
     header += "\r\n";
-    for (const auto& [name, value] : response.headers) {
-        header.append(name).append(": ");
-        std::ranges::transform(value, std::back_inserter(header), [](char c) {
-            const auto byte = static_cast<unsigned char>(c);
-            return byte < 0x20 || byte == 0x7f ? ' ' : c;
-        });
-        header += "\r\n";
+    const auto add = [&](std::string_view name, std::string_view value) {
+        if (!response.transmission || !isChanged(response.transmission->headers, name))
+            addField(header, name, value);
+    };
+    for (const auto& [name, value] : response.headers)
+        add(name, value);
+    add("Content-Length", std::to_string(response.length()));
+    if (!keepAlive)
+        add("Connection", "close");
+    if (response.transmission) {
+        for (const auto& [name, value] : response.transmission->headers.set)
+            addField(header, name, value);
     }
-    header += "Content-Length: " + std::to_string(length) + (keepAlive ? "\r\n\r\n" : "\r\nConnection: close\r\n\r\n");
-    return header;
+    return header += "\r\n";
 }
 
 Response jsonResponse(int status, std::string json) {

@@ -1,10 +1,11 @@
 #pragma once
 
-#include "WebService/Common/Descriptor.h"
-#include "WebService/Common/FileIdentity.h"
 #include "WebService/Common/RequestError.h"
+#include "WebService/Http/FileSlice.h"
+#include "WebService/Http/Transmission.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,25 +14,22 @@
 
 namespace webservice {
 
-/// A range of an open file, sent as a body. When the file changes while it is being sent, the connection is closed
-/// before the last byte, so that the client does not take a mixture for the file.
-struct FileSlice {
-    Descriptor file;
-    std::uint64_t offset = 0;
-    std::uint64_t length = 0;
-    FileIdentity identity;
-};
-
 struct Response {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
-    std::optional<FileSlice> file; // instead of `body`
+    std::optional<FileSlice> file;                              // instead of `body`
+    std::shared_ptr<const Transmission> transmission = nullptr; // where it is not sent in the usual way
+
+    std::uint64_t length() const { return file ? file->length : body.size(); }
 };
 
-/// The status line and the header fields, ended by an empty line, of a response whose body has `length` bytes. Control
-/// characters in values become blanks, so that no value ends its line.
-std::string headerSection(const Response& response, std::uint64_t length, bool keepAlive);
+/// Whether the end of the body is still where the header fields say, so that another response may follow.
+bool keepsFraming(const Transmission& transmission);
+
+/// The status line and the header fields, ended by an empty line, of a response, changed as its transmission says.
+/// Control characters in values become blanks, so that no value ends its line.
+std::string headerSection(const Response& response, bool keepAlive);
 
 /// A response with a JSON text as its body.
 Response jsonResponse(int status, std::string json);

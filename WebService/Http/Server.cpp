@@ -83,9 +83,11 @@ awaitable<void> expireEverySecond(std::shared_ptr<ServerContext> server) {
 
 } // namespace
 
-void serveConnections(tcp::acceptor acceptor, Application& application, const Limits& limits) {
+void serveConnections(tcp::acceptor acceptor, Application& application, const Limits& limits,
+                      std::shared_ptr<const TlsIdentity> identity, std::shared_ptr<Timers> timers) {
     const auto executor = acceptor.get_executor();
-    const auto server = std::make_shared<ServerContext>(application, limits);
+    const auto server = std::make_shared<ServerContext>(
+        application, limits, timers ? std::move(timers) : realTimers(executor), std::move(identity));
     asio::co_spawn(executor, acceptConnections(std::move(acceptor), server), asio::detached);
     asio::co_spawn(executor, expireEverySecond(server), asio::detached);
 }

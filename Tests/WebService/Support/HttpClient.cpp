@@ -56,6 +56,18 @@ bool HttpClient::isClosedByPeer() {
     return pending_.empty() && receiveSome(1).empty();
 }
 
+std::pair<std::string, bool> HttpClient::receiveToEnd() {
+    std::string bytes = std::exchange(pending_, {});
+    while (true) {
+        waitFor(POLLIN);
+        std::array<char, 65536> piece{};
+        const ssize_t received = ::recv(socket_.get(), piece.data(), piece.size(), 0);
+        if (received <= 0)
+            return {bytes, received < 0 && errno == ECONNRESET};
+        bytes.append(piece.data(), static_cast<std::size_t>(received));
+    }
+}
+
 HttpResponse HttpClient::receive() {
     HttpResponse response;
     const auto more = [this] {

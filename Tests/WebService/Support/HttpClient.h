@@ -6,6 +6,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace webservice::test {
 
@@ -31,6 +32,9 @@ public:
     /// Reads some bytes; none when the other side has closed.
     std::string receiveSome(std::size_t most);
     bool isClosedByPeer();
+
+    /// Everything up to the end of the connection, and whether that was a reset.
+    std::pair<std::string, bool> receiveToEnd();
 
     /// Sends a request with a Content-Length and receives the response.
     HttpResponse exchange(std::string_view method, std::string_view target, std::string_view body,

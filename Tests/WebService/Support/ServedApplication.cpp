@@ -33,10 +33,10 @@ ServedApplication::~ServedApplication() {
         thread_.join();
 }
 
-std::uint16_t ServedApplication::serve(const Limits& limits) {
+std::uint16_t ServedApplication::serve(const Limits& limits, std::shared_ptr<const TlsIdentity> identity) {
     auto acceptor = listenOn(context_, {.host = "127.0.0.1", .port = "0"});
     const std::uint16_t port = acceptor.local_endpoint().port();
-    serveConnections(std::move(acceptor), *this, limits);
+    serveConnections(std::move(acceptor), *this, limits, std::move(identity));
     thread_ = std::thread([this] { context_.run(); });
     return port;
 }

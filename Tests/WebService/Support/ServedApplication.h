@@ -31,8 +31,8 @@ public:
         paths_[path] = {std::move(step), std::move(begin), std::move(receive)};
     }
 
-    /// Serves on a free port of 127.0.0.1, which it returns.
-    std::uint16_t serve(const Limits& limits = {});
+    /// Serves on a free port of 127.0.0.1, which it returns; over TLS with an identity.
+    std::uint16_t serve(const Limits& limits = {}, std::shared_ptr<const TlsIdentity> identity = nullptr);
 
     std::unique_ptr<Exchange> begin(const Request& request) override;
 

@@ -127,8 +127,23 @@ std::string Program::errors() const {
     return text;
 }
 
+namespace {
+
+std::vector<std::string> argumentsOf(const std::string& data, std::uint16_t port,
+                                     const std::vector<std::string>& options) {
+    std::vector<std::string> arguments = {"--listen", "127.0.0.1:" + std::to_string(port), "--data", data};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return arguments;
+}
+
+} // namespace
+
 ServiceProcess::ServiceProcess(const std::string& data, std::uint16_t port, Errors errors)
-    : Program({"--listen", "127.0.0.1:" + std::to_string(port), "--data", data}, errors) {
+    : ServiceProcess(data, port, {}, errors) {}
+
+ServiceProcess::ServiceProcess(const std::string& data, std::uint16_t port, const std::vector<std::string>& options,
+                               Errors errors)
+    : Program(argumentsOf(data, port, options), errors) {
     const std::string ready = line();
     const std::string expected = "listening on 127.0.0.1:";
     if (!ready.starts_with(expected))

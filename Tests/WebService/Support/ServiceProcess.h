@@ -56,6 +56,9 @@ private:
 class ServiceProcess : public Program {
 public:
     explicit ServiceProcess(const std::string& data, std::uint16_t port = 0, Errors errors = Errors::Memory);
+    /// With further options, such as those of a certificate.
+    ServiceProcess(const std::string& data, std::uint16_t port, const std::vector<std::string>& options,
+                   Errors errors = Errors::Memory);
     std::uint16_t port() const { return port_; }
     std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
 

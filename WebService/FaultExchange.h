@@ -1,0 +1,17 @@
+#pragma once
+
+#include "WebService/Faults/FaultPlan.h"
+#include "WebService/Http/Exchange.h"
+#include "WebService/OperationTable.h"
+#include "WebService/State.h"
+
+#include <memory>
+
+namespace webservice {
+
+/// The exchange of an operation's request, which the plan may let go wrong. The request is counted once its body has
+/// been received.
+std::unique_ptr<Exchange> withFaults(FaultPlan& plan, State& state, const Operation& operation, const Request& request,
+                                     std::unique_ptr<Exchange> exchange);
+
+} // namespace webservice

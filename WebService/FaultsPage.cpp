@@ -1,0 +1,43 @@
+#include "WebService/FaultsPage.h"
+
+#include "WebService/Faults/FaultPlanParser.h"
+
+namespace webservice {
+
+namespace {
+
+class FaultsExchange : public Exchange {
+public:
+    FaultsExchange(FaultPlan& plan, std::string method) : plan_(plan), method_(std::move(method)) {}
+
+    void receive(std::string_view piece) override {
+        if (piece.size() > maxFaultPlanSize - body_.size())
+            throw RequestError("TooLong", "a plan has at most 1 MiB", 413);
+        body_ += piece;
+    }
+
+    std::size_t memory() const override { return body_.capacity(); }
+
+    Response finish() override {
+        if (method_ == "PUT")
+            plan_ = parseFaultPlan(body_);
+        else if (method_ == "DELETE")
+            plan_ = FaultPlan();
+        return jsonResponse(200, plan_.json());
+    }
+
+private:
+    FaultPlan& plan_;
+    std::string method_;
+    std::string body_;
+};
+
+} // namespace
+
+std::unique_ptr<Exchange> beginFaults(FaultPlan& plan, const Request& request) {
+    if (request.method != "GET" && request.method != "PUT" && request.method != "DELETE")
+        throw RequestError("WrongMethod", "this path is for GET, PUT and DELETE", 405, {{"Allow", "GET, PUT, DELETE"}});
+    return std::make_unique<FaultsExchange>(plan, request.method);
+}
+
+} // namespace webservice

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "WebService/Faults/FaultPlan.h"
+#include "WebService/Http/Exchange.h"
+
+#include <memory>
+
+namespace webservice {
+
+/// /faults: GET gives the plan, PUT replaces it by the body, DELETE clears it; each responds with the plan that there
+/// is then. Throws RequestError for another method.
+std::unique_ptr<Exchange> beginFaults(FaultPlan& plan, const Request& request);
+
+} // namespace webservice

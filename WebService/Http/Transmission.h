@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace webservice {
+
+/// How a response is sent that is not to be sent at once, whole and as it is. Bytes are counted from the first byte of
+/// the status line.
+struct Transmission {
+    using Duration = std::chrono::steady_clock::duration;
+
+    /// How a connection ends early.
+    enum class End { Reset, Close, Stall };
+    struct Cut {
+        std::uint64_t afterBytes = 0; // or after the whole response, where that is shorter
+        End end = End::Close;
+        Duration stall{0}; // how long the connection stays open with nothing more sent
+    };
+    /// Header fields, those that frame the body included: what is removed or set is taken out, and what is set is added
+    /// at the end.
+    struct HeaderChanges {
+        std::vector<std::pair<std::string, std::string>> set;
+        std::vector<std::string> remove;
+    };
+
+    Duration delay{0};
+    std::optional<std::uint64_t> bytesPerSecond = std::nullopt;
+    std::optional<Cut> cut = std::nullopt;
+    HeaderChanges headers = {};
+};
+
+} // namespace webservice

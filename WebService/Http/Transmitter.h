@@ -1,0 +1,20 @@
+#pragma once
+
+#include "WebService/Http/ClientSocket.h"
+#include "WebService/Http/Response.h"
+#include "WebService/Http/Timers.h"
+
+#include <boost/asio/awaitable.hpp>
+
+#include <string>
+#include <vector>
+
+namespace webservice {
+
+/// Sends a response as its transmission says, which it must have. Gives whether all of it was sent. After a cut the
+/// connection is of no more use: it was reset, or nothing but the end of the client's input is to be waited for.
+/// `piece` is a buffer whose content is not kept from one turn of the loop to the next. Throws Disconnected.
+boost::asio::awaitable<bool> transmit(ClientSocket& client, Timers& timers, Response response, std::string header,
+                                      std::vector<char>& piece);
+
+} // namespace webservice
