@@ -3,7 +3,7 @@
 namespace Quenmark {
 
 std::string serviceRoot(const Platform::DeploymentSettings& settings) {
-    return "http://" + settings.serviceHost + "/QuenmarkRestService/";
+    return settings.serviceScheme + "://" + settings.serviceHost + "/QuenmarkRestService/";
 }
 
 std::optional<Platform::Url> absoluteURL(std::string_view path, const Platform::DeploymentSettings& settings) {

@@ -9,7 +9,7 @@
 
 namespace Quenmark {
 
-/// The address that every operation's path is appended to, with its trailing "/": plain HTTP to the host of the
+/// The address that every operation's path is appended to, with its trailing "/": scheme and host of the
 /// settings.
 std::string serviceRoot(const Platform::DeploymentSettings& settings = Platform::DeploymentSettings::current());
 

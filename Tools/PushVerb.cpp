@@ -59,7 +59,7 @@ private:
         const auto& shipment = shipments_[next_];
         Platform::UrlRequest request;
         request.httpMethod = "PUT";
-        request.url = Platform::Url::fromString("http://" + server_ + outboxTarget(computer_, shipment));
+        request.url = Platform::Url::fromString(scheme_ + "://" + server_ + outboxTarget(computer_, shipment));
         if (!request.url)
             return fail(ExitStatus::Usage, "\"" + server_ + "\" is no host with an optional port");
         auto handler = [this](const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,
@@ -150,6 +150,7 @@ private:
     static constexpr auto progressInterval = std::chrono::milliseconds(500);
 
     std::string server_;
+    std::string scheme_ = Platform::DeploymentSettings::current().serviceScheme;
     std::string computer_;
     std::vector<Shipment> shipments_;
     std::size_t next_ = 0;

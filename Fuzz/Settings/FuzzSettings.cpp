@@ -103,13 +103,16 @@ void readDeployment(const ConfigurationHome& home, std::string_view content, con
     Files::write(home.deployment(), content);
     const auto settings = DeploymentReader().current();
     constexpr const char* allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.:[]";
-    require(!settings.serviceHost.empty(), "the host is empty");
     require(settings.serviceHost.find_first_not_of(allowed) == std::string::npos, "the host holds a foreign character");
     require(std::isfinite(settings.appKitVersionNumber), "the release is no number");
     settings.hostIsLoopback();
     const auto file = SettingsFile::read(home.deployment());
     if (std::holds_alternative<Error>(file))
         require(settings.serviceHost == builtInHost, "a malformed file names the host");
+    else if (const auto& values = std::get<0>(file))
+        require(!settings.serviceHost.empty() || values->contains("serviceScheme") ||
+                    values->contains("certificateAuthorities"),
+                "the host is empty");
     require(DeploymentReader().current().serviceHost == settings.serviceHost, "another reading gives another host");
 }
 

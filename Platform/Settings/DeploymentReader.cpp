@@ -20,14 +20,27 @@ namespace Platform {
 
 namespace {
 
+bool isAbsolutePath(const boost::json::value& value) {
+    const auto* path = value.if_string();
+    return path != nullptr && path->starts_with('/') && path->find('\0') == boost::json::string::npos;
+}
+
+std::string lowercased(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+    return lower;
+}
+
 bool isHost(std::string_view text) {
     const auto parts = HostAndPort::split(text);
     return parts && parts->isValid();
 }
 
-/// What is wrong with a member: what it should be, and what it is.
+/// What is wrong with a member: what it should be, what follows for the service, and what it is.
 struct Complaint {
     std::string what;
+    std::string consequence;
     std::string value;
 };
 
@@ -39,7 +52,11 @@ struct Reading {
     std::vector<Complaint> complaints;
 
     void refuse(const std::string& path, const char* key, const boost::json::value& value, const char* wanted) {
-        complaints.push_back({path + ": \"" + key + "\" is not " + wanted, text(value)});
+        complain(path, key, value, wanted, " and counts as absent");
+    }
+    void complain(const std::string& path, const char* key, const boost::json::value& value, const char* wanted,
+                  const char* consequence) {
+        complaints.push_back({path + ": \"" + key + "\" is not " + wanted, consequence, text(value)});
     }
 };
 
@@ -50,6 +67,31 @@ void takeServiceHost(const boost::json::object& values, const std::string& path,
     if (!value->is_string() || !isHost(value->get_string()))
         return reading.refuse(path, "serviceHost", *value, "a host with an optional port");
     reading.settings.serviceHost = value->get_string();
+}
+
+void takeServiceScheme(const boost::json::object& values, const std::string& path, Reading& reading) {
+    const auto* value = values.if_contains("serviceScheme");
+    if (value == nullptr)
+        return;
+    const auto scheme = value->is_string() ? lowercased(value->get_string()) : std::string();
+    if (scheme == "http" || scheme == "https") {
+        reading.settings.serviceScheme = scheme;
+    } else {
+        reading.settings.serviceHost.clear();
+        reading.complain(path, "serviceScheme", *value, R"("http" or "https")", "; nothing is sent");
+    }
+}
+
+void takeCertificateAuthorities(const boost::json::object& values, const std::string& path, Reading& reading) {
+    const auto* value = values.if_contains("certificateAuthorities");
+    if (value == nullptr)
+        return;
+    if (isAbsolutePath(*value)) {
+        reading.settings.certificateAuthorities = std::string(value->get_string());
+    } else {
+        reading.settings.serviceHost.clear();
+        reading.complain(path, "certificateAuthorities", *value, "an absolute path", "; nothing is sent");
+    }
 }
 
 void takeVersion(const boost::json::object& values, const std::string& path, Reading& reading) {
@@ -76,14 +118,15 @@ void takeStagingDirectory(const boost::json::object& values, const std::string& 
     const auto* value = values.if_contains("stagingDirectory");
     if (value == nullptr)
         return;
-    const auto* directory = value->if_string();
-    if (directory == nullptr || !directory->starts_with('/') || directory->find('\0') != boost::json::string::npos)
+    if (!isAbsolutePath(*value))
         return reading.refuse(path, "stagingDirectory", *value, "an absolute path");
-    reading.settings.stagingDirectory = *directory;
+    reading.settings.stagingDirectory = std::string(value->get_string());
 }
 
 void takeAll(const boost::json::object& values, const std::string& path, Reading& reading) {
     takeServiceHost(values, path, reading);
+    takeServiceScheme(values, path, reading);
+    takeCertificateAuthorities(values, path, reading);
     takeVersion(values, path, reading);
     takeMode(values, path, reading);
     takeStagingDirectory(values, path, reading);
@@ -137,7 +180,7 @@ std::vector<Error> deploymentErrors() {
         Reading reading;
         takeAll(*values, path, reading);
         std::vector<Error> errors;
-        for (const auto& [what, value] : reading.complaints)
+        for (const auto& [what, consequence, value] : reading.complaints)
             errors.push_back({Json::errorDomain, Json::errorCode, what + ": " + value});
         return errors;
     }
@@ -188,8 +231,8 @@ void DeploymentReader::read() {
     }
     auto [settings, files, complaints] = std::get<0>(std::move(result));
     std::vector<std::string> entries;
-    for (const auto& [what, value] : complaints)
-        entries.push_back(what + " and counts as absent: " + value);
+    for (const auto& [what, consequence, value] : complaints)
+        entries.push_back(what + consequence + ": " + value);
     if (isNew || entries != logged_) {
         for (const auto& entry : entries)
             Log::write(entry, Log::Priority::Error);

@@ -176,6 +176,8 @@ void HttpLoad::followRedirect(int status) {
     const auto next = url_->resolve(location);
     if (auto error = unusable(next))
         return fail(std::move(*error));
+    if (settings_.request.url->scheme() == "https" && next->scheme() == "http")
+        return fail(UrlError::make(UrlError::UnsupportedUrl, next->absoluteString() + " is not secure"));
     if (!headers_.redirect(status, next->origin() != url_->origin()))
         body_ = {};
     url_ = next;

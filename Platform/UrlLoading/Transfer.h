@@ -117,6 +117,7 @@ private:
     void enter(State next) noexcept;
     void makeHandle();
     void setUrl();
+    void setTrust();
     void setCallbacks();
     void configureBody();
     void setHeaderFields();

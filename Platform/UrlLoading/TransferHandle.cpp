@@ -1,3 +1,4 @@
+#include "Platform/Settings/DeploymentSettings.h"
 #include "Platform/UrlLoading/Transfer.h"
 #include "Platform/UrlLoading/TransferDriver.h"
 #include "Platform/UrlLoading/TransportSockets.h"
@@ -149,6 +150,8 @@ void Transfer::makeHandle() {
     set(easy_, CURLOPT_PRIVATE, this);
     set(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
     setUrl();
+    if (request_.url.scheme() == "https")
+        setTrust();
     set(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     set(easy_, CURLOPT_PROXY, "");
     // A name and password in the URL are not sent.
@@ -176,6 +179,17 @@ void Transfer::setUrl() {
     constexpr unsigned int flags = CURLU_NON_SUPPORT_SCHEME | CURLU_PATH_AS_IS;
     if (parsedUrl_ && curl_url_set(parsedUrl_.get(), CURLUPART_URL, text, flags) == CURLUE_OK)
         set(easy_, CURLOPT_CURLU, parsedUrl_.get());
+}
+
+/// libcurl verifies certificate and host name unless it is told otherwise. Without a path of its own, it would trust
+/// the system's authorities as well (CURLOPT_CAPATH(3)), and it would keep those of the file for a day.
+void Transfer::setTrust() {
+    set(easy_, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    if (const auto authorities = DeploymentSettings::current().certificateAuthorities) {
+        set(easy_, CURLOPT_CAINFO, authorities->c_str());
+        set(easy_, CURLOPT_CAPATH, nullptr);
+        set(easy_, CURLOPT_CA_CACHE_TIMEOUT, 0L);
+    }
 }
 
 void Transfer::setCallbacks() {

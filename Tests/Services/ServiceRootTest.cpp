@@ -27,10 +27,15 @@ protected:
     Platform::DeploymentSettings settings{.serviceHost = "service.example:8080"};
 };
 
-TEST_F(TheServiceRoot, IsPlainHttpToTheDeploymentsHost) {
+TEST_F(TheServiceRoot, IsPlainHttpToTheDeploymentsHostByDefault) {
     EXPECT_EQ(Quenmark::serviceRoot(settings), "http://service.example:8080/QuenmarkRestService/");
     settings.serviceHost = "[::1]";
     EXPECT_EQ(Quenmark::serviceRoot(settings), "http://[::1]/QuenmarkRestService/");
+}
+
+TEST_F(TheServiceRoot, IsHttpsWhereTheDeploymentSaysSo) {
+    settings.serviceScheme = "https";
+    EXPECT_EQ(url("Uploads.svc"), "https://service.example:8080/QuenmarkRestService/Uploads.svc");
 }
 
 TEST_F(TheServiceRoot, IsJoinedWithAPathAsItStands) {

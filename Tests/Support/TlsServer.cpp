@@ -15,12 +15,15 @@ namespace TestSupport {
 
 namespace {
 
-[[noreturn]] void becomeServer(const std::string& certificate, const std::string& key, int output) {
+[[noreturn]] void becomeServer(std::vector<std::string> arguments, int output) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     ::dup2(::open("/dev/null", O_RDWR), STDERR_FILENO);
     ::dup2(output, STDOUT_FILENO);
-    ::execlp("openssl", "openssl", "s_server", "-accept", "127.0.0.1:0", "-cert", certificate.c_str(), "-key",
-             key.c_str(), "-www", nullptr);
+    std::vector<char*> texts;
+    for (std::string& argument : arguments)
+        texts.push_back(argument.data());
+    texts.push_back(nullptr);
+    ::execvp("openssl", texts.data());
     ::_exit(127);
 }
 
@@ -42,7 +45,7 @@ std::string portFrom(int output) {
 
 } // namespace
 
-TlsServer::TlsServer() {
+TlsServer::TlsServer(const std::vector<std::string>& options) {
     const std::string certificate = folder_.path("certificate.pem");
     const std::string key = folder_.path("key.pem");
     const auto made =
@@ -50,12 +53,15 @@ TlsServer::TlsServer() {
                     "-days", "2", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1"});
     if (made.status != 0)
         throw std::runtime_error("openssl req: " + made.errors);
+    std::vector<std::string> command = {"openssl",   "s_server", "-accept", "127.0.0.1:0", "-cert",
+                                        certificate, "-key",     key,       "-www"};
+    command.insert(command.end(), options.begin(), options.end());
     std::array<int, 2> pipe{};
     if (::pipe2(pipe.data(), O_CLOEXEC) != 0)
         throw std::runtime_error("pipe2");
     process_ = ::fork();
     if (process_ == 0)
-        becomeServer(certificate, key, pipe[1]);
+        becomeServer(command, pipe[1]);
     ::close(pipe[1]);
     port_ = portFrom(pipe[0]);
     ::close(pipe[0]);

@@ -79,6 +79,39 @@ TEST_F(TheDeploymentSettings, MayNameAWholeNumber) {
     EXPECT_EQ(current().serviceHost, builtInHost);
 }
 
+TEST_F(TheDeploymentSettings, MayNameHttpsAndTheAuthoritiesThatAreTrusted) {
+    EXPECT_EQ(current().serviceScheme, "http");
+    EXPECT_EQ(current().certificateAuthorities, std::nullopt);
+    for (const auto* scheme : {"https", "HTTPS"}) {
+        const auto settings = read(R"({"serviceHost": "a.example", "serviceScheme": ")" + std::string(scheme) +
+                                   R"(", "certificateAuthorities": "/etc/own.pem"})");
+        EXPECT_EQ(settings.serviceHost, "a.example");
+        EXPECT_EQ(settings.serviceScheme, "https");
+        EXPECT_EQ(settings.certificateAuthorities, "/etc/own.pem");
+    }
+    EXPECT_EQ(read(R"({"serviceScheme": "http"})").serviceScheme, "http");
+    EXPECT_EQ(log.entries(), Entries{});
+}
+
+TEST_F(TheDeploymentSettings, HaveNoHostWhereTheSchemeOrTheAuthoritiesAreWrong) {
+    for (const auto* value : {R"("htps")", R"("https://")", R"("")", "true", "null"}) {
+        EXPECT_EQ(read(R"({"serviceHost": "a.example", "serviceScheme": )" + std::string(value) + "}").serviceHost, "");
+        ASSERT_EQ(log.entries().size(), 1U);
+        EXPECT_TRUE(log.entries()[0].starts_with(homeFile() +
+                                                 R"(: "serviceScheme" is not "http" or "https"; nothing is sent: )"))
+            << log.entries()[0];
+    }
+    for (const auto* value : {R"("own.pem")", R"("")", "[]"}) {
+        EXPECT_EQ(
+            read(R"({"serviceHost": "a.example", "certificateAuthorities": )" + std::string(value) + "}").serviceHost,
+            "");
+        ASSERT_EQ(log.entries().size(), 1U);
+        EXPECT_TRUE(log.entries()[0].starts_with(
+            homeFile() + R"(: "certificateAuthorities" is not an absolute path; nothing is sent: )"))
+            << log.entries()[0];
+    }
+}
+
 TEST_F(TheDeploymentSettings, ComeFromTheFirstFileThatIsAnObject) {
     folder.write("first/quenmark/deployment.json", R"({"serviceHost": "first.example"})");
     folder.write("second/quenmark/deployment.json", R"({"serviceHost": "second.example", "appKitVersionNumber": 1})");
@@ -290,13 +323,13 @@ TEST_F(TheDeploymentSettings, RefuseWhatIsNoHost) {
 TEST(TheServiceHost, IsALoopbackOne) {
     for (const char* host : {"localhost", "LocalHost:80", "localhost.", "a.localhost", "a.b.LOCALHOST.:8080",
                              "127.0.0.1", "127.255.0.9:1", "[::1]", "[::1]:8080", "[0:0:0:0:0:0:0:1]"})
-        EXPECT_TRUE((DeploymentSettings{host, 1343.0}).hostIsLoopback()) << host;
+        EXPECT_TRUE((DeploymentSettings{.serviceHost = host}).hostIsLoopback()) << host;
 }
 
 TEST(TheServiceHost, IsNoLoopbackOne) {
     for (const char* host : {"", "service.example", "localhost.example", "mylocalhost", "128.0.0.1", "10.0.0.127",
                              "[::2]", "[fe80::1]", "127.0.0.1.example", "http://localhost/", "::1", "0.0.0.0"})
-        EXPECT_FALSE((DeploymentSettings{host, 1343.0}).hostIsLoopback()) << host;
+        EXPECT_FALSE((DeploymentSettings{.serviceHost = host}).hostIsLoopback()) << host;
 }
 
 } // namespace
