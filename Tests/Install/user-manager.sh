@@ -3,12 +3,13 @@
 #
 # A script calls `enter_namespaces "$@"` first, which runs it again inside; then it is root there, has $account and its
 # home in $home, and calls `start_user_manager NAME=VALUE...`, with variables of the manager's environment, and
-# `as_user COMMAND...`.
+# `as_user COMMAND...`. What is written to the folders in $overlaid, set before, is gone at the end.
 
 account=quenmark-test
 home=/run/home/$account
 runtime="" # XDG_RUNTIME_DIR
 variables=()
+[ -n "${overlaid+set}" ] || overlaid=()
 
 # A test that cannot run ends with the status that ctest(1) reports as skipped.
 skip() {
@@ -63,7 +64,13 @@ prepare_namespaces() {
   mkdir -m 700 /run/systemd/unit-root
   install -d -m 700 -o "$uid" -g "$uid" "$runtime" "$home"
 
-  local file
+  local folder file layers
+  for folder in "${overlaid[@]}"; do
+    layers="/run/overlaid$folder"
+    mkdir -p "$layers/upper" "$layers/work"
+    mount -t overlay -o "lowerdir=$folder,upperdir=$layers/upper,workdir=$layers/work" overlay "$folder" ||
+      skip "this machine has no overlay file system"
+  done
   for file in passwd group; do
     cp "/etc/$file" "/run/$file"
     mount --bind "/run/$file" "/etc/$file"
