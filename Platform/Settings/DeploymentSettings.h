@@ -13,12 +13,12 @@ namespace Platform {
 /// that it names may be another than the one built in: the settings stay as they were, and are read again at the next
 /// use. Before they could ever be read, there is no host.
 struct DeploymentSettings {
-    /// Host of the web service, with ":port" where it is not that of the scheme. A value that is no host name or address with an
-    /// optional port ("http://x/", "a b", "") is logged and counts as absent. Empty while the settings could not be
-    /// read yet: no URL can be made of it, so that requests fail with the error of a bad URL.
+    /// Host of the web service, with ":port" where it is not that of the scheme. A value that is no host name or
+    /// address with an optional port ("http://x/", "a b", "") is logged and counts as absent. Empty while the settings
+    /// could not be read yet: no URL can be made of it, so that requests fail with the error of a bad URL.
     std::string serviceHost;
-    /// "http" or "https", in any case in the file. Nothing is sent in clear because of a mistake: after another value, or
-    /// a wrong one of `certificateAuthorities`, which are logged, there is no host.
+    /// "http" or "https", in any case in the file. Nothing is sent in clear because of a mistake: after another value,
+    /// or a wrong one of `certificateAuthorities`, which are logged, there is no host.
     std::string serviceScheme = "http";
     /// A PEM file whose authorities alone are trusted, an absolute path; nil for those of the system.
     std::optional<std::string> certificateAuthorities = std::nullopt;

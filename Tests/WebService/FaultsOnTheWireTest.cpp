@@ -77,21 +77,14 @@ protected:
 
 } // namespace
 
-TEST_F(AServiceWithFaults, ResetsAfterBytesOfTheResponse) {
+TEST_F(AServiceWithFaults, ResetsOrClosesAfterBytesOfTheResponse) {
     const std::string whole = nothing;
-    for (const std::size_t bytes :
-         {std::size_t{0}, std::size_t{1}, std::size_t{70}, whole.size() - 1, whole.size(), std::size_t{1'000'000}}) {
-        plan(R"({"kind":"reset","afterBytes":)" + std::to_string(bytes) + "}");
-        EXPECT_EQ(receive(pollOf7 + pollOf7), std::pair(whole.substr(0, bytes), true)) << bytes;
-    }
-}
-
-TEST_F(AServiceWithFaults, ClosesAfterBytesOfTheResponse) {
-    const std::string whole = nothing;
-    for (const std::size_t bytes :
-         {std::size_t{0}, std::size_t{1}, std::size_t{70}, whole.size() - 1, whole.size(), std::size_t{1'000'000}}) {
-        plan(R"({"kind":"close","afterBytes":)" + std::to_string(bytes) + "}");
-        EXPECT_EQ(receive(pollOf7 + pollOf7), std::pair(whole.substr(0, bytes), false)) << bytes;
+    for (const auto& [kind, isReset] : {std::pair("reset", true), std::pair("close", false)}) {
+        for (const std::size_t bytes : {std::size_t{0}, std::size_t{1}, std::size_t{70}, whole.size() - 1, whole.size(),
+                                        std::size_t{1'000'000}}) {
+            plan(R"({"kind":")" + std::string(kind) + R"(","afterBytes":)" + std::to_string(bytes) + "}");
+            EXPECT_EQ(receive(pollOf7 + pollOf7), std::pair(whole.substr(0, bytes), isReset)) << kind << ' ' << bytes;
+        }
     }
 }
 
