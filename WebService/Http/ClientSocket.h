@@ -44,8 +44,8 @@ public:
 
     boost::asio::awaitable<void> send(std::string_view bytes);
 
-    /// Sends what can be sent without waiting, and then waits until more can be; while it waits, the bytes are not used.
-    /// Gives how much was sent, which may be nothing. What is sent next must begin with the rest.
+    /// Sends what can be sent without waiting, and then waits until more can be; while it waits, the bytes are not
+    /// used. Gives how much was sent, which may be nothing. What is sent next must begin with the rest.
     boost::asio::awaitable<std::size_t> sendSome(std::string_view bytes);
 
     /// How many bytes have been sent in all.
