@@ -1,5 +1,6 @@
 #include "Platform/SystemVersions.h"
 
+#include "Platform/Loop/RunLoop.h"
 #include "Support/Command.h"
 
 #include <curl/curlver.h>
@@ -8,6 +9,7 @@
 namespace {
 
 TEST(TheVersionsOfTheSystem, AreThoseOfItsParts) {
+    Platform::RunLoop loop;
     const auto versions = Platform::systemVersions();
     ASSERT_EQ(versions.size(), 4U);
     EXPECT_EQ(versions[0].first, "libcurl");

@@ -62,14 +62,11 @@ public:
 
     std::map<std::string, std::string> properties{
         {"LoadState", "loaded"}, {"ActiveState", "active"}, {"UnitFileState", "enabled"}};
-    bool isSilent = false;
 
 private:
     int received(sd_bus_message* call) {
         const char* interface = "";
         const char* name = "";
-        if (isSilent)
-            return 1;
         if (sd_bus_message_is_method_call(call, "org.freedesktop.DBus.Properties", "Get") <= 0 ||
             sd_bus_message_read(call, "ss", &interface, &name) <= 0 ||
             std::string_view(interface) != "org.freedesktop.systemd1.Unit")

@@ -121,10 +121,11 @@ std::string Redactor::withoutSecrets(std::string text) const {
 }
 
 std::string Redactor::redacted(std::string_view text) const {
-    std::string result = withoutNames(withoutValues(text));
+    std::string result = withoutValues(text);
+    // The name of the user is a part of it.
     if (home_.size() > 1)
         replaceAll(result, home_, "~", true);
-    return withoutMailAddresses(withoutCredentials(withoutSecrets(std::move(result))));
+    return withoutMailAddresses(withoutCredentials(withoutNames(withoutSecrets(std::move(result)))));
 }
 
 boost::json::value Redactor::withRedactedStrings(const boost::json::value& value) const {

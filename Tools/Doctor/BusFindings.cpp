@@ -73,7 +73,8 @@ void BusQuestions::readUnit(const std::string& property, std::string UnitFinding
     bus_.readProperty(managerName, unitPath, unitInterface, property, [this, member](const Ipc::Bus::Reply& reply) {
         const auto* value = std::get_if<Ipc::Value>(&reply);
         const auto* text = value == nullptr ? nullptr : value->as<std::string>();
-        if (text != nullptr)
+        // The bus may have failed meanwhile.
+        if (text != nullptr && findings_.unit)
             (*findings_.unit).*member = *text;
         answered();
     });

@@ -164,7 +164,8 @@ std::vector<ScreenLine> screenLines(const StatusReading& reading) {
 }
 
 std::string screenText(const std::vector<ScreenLine>& lines, bool hasColours, std::optional<std::size_t> columns) {
-    const std::size_t width = columns ? std::max(*columns, labelWidth + narrowestText + 1) - labelWidth - 1 : unlimitedWidth;
+    const std::size_t width =
+        columns ? std::max(*columns, labelWidth + narrowestText + 1) - labelWidth - 1 : unlimitedWidth;
     std::string result;
     for (const auto& line : lines) {
         const std::string_view colour = hasColours ? colourOf(line.tone) : "";
