@@ -38,6 +38,13 @@ protected:
                 {"call", "UpdateFileRequestWithStream", "--file", file},
                 {"push", file, "--to", "7"}};
     }
+
+    const std::vector<Command> readersOfPreferences{{"start"},
+                                                    {"watch"},
+                                                    {"prefs", "list"},
+                                                    {"prefs", "get", "a"},
+                                                    {"prefs", "set", "userIdKey", "1"},
+                                                    {"prefs", "unset", "a"}};
 };
 
 TEST_F(AFailedVerb, EndsWith64ForAWrongCommandLine) {
@@ -94,12 +101,7 @@ TEST_F(AFailedVerb, EndsWith74WhereStandardOutputIsFull) {
 TEST_F(AFailedVerb, EndsWith74ForASettingsFileThatCannotBeRead) {
     std::filesystem::remove(preferencesFile());
     std::filesystem::create_directories(preferencesFile());
-    expect(74, {{"start"},
-                {"watch"},
-                {"prefs", "list"},
-                {"prefs", "get", "a"},
-                {"prefs", "set", "userIdKey", "1"},
-                {"prefs", "unset", "a"}});
+    expect(74, readersOfPreferences);
     const auto deployment = home.config().path("quenmark/deployment.json");
     std::filesystem::remove(deployment);
     std::filesystem::create_directory(deployment);
@@ -110,12 +112,7 @@ TEST_F(AFailedVerb, EndsWith74ForASettingsFileThatCannotBeRead) {
 
 TEST_F(AFailedVerb, EndsWith78ForMalformedSettings) {
     home.setPreferences("[]");
-    expect(78, {{"start"},
-                {"watch"},
-                {"prefs", "list"},
-                {"prefs", "get", "a"},
-                {"prefs", "set", "userIdKey", "1"},
-                {"prefs", "unset", "a"}});
+    expect(78, readersOfPreferences);
     home.setDeployment("[]");
     auto commands = requests();
     commands.push_back({"start"});
