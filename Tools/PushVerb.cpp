@@ -71,9 +71,9 @@ private:
         task_ = shipment.isFolder ? session_->dataTaskWithRequest(std::move(request), handler)
                                   : session_->uploadTaskWithRequest(
                                         std::move(request), Platform::Url::fileUrl(shipment.localPath), handler);
-        task_->resume();
         started_ = loop().now();
         showProgress();
+        task_->resume();
     }
 
     void showProgress() {

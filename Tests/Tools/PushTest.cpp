@@ -1,7 +1,6 @@
 // quenmark push: what it sends to a development web service, and how it ends.
 
 #include "RunningTool.h"
-#include "Support/Pattern.h"
 #include "ToolFixture.h"
 
 #include <filesystem>
@@ -103,10 +102,10 @@ TEST_F(APush, ShowsItsProgressOnATerminalAndErasesIt) {
     folder.write("root/a", "1");
     RunningTool tool({"push", folder.path("root"), "--to", "17"}, RunningTool::Errors::OnTerminal);
     EXPECT_EQ(tool.wait(), 0);
-    // How much of the file is sent depends on when the line is drawn.
-    const TestSupport::Pattern progress(
-        R"(\r1/2 \\root\r +\r\r2/2 (100 % of )?1 B(, [0-9.]+ [KM]?i?B/s)? \\root\\a\r +\r)");
-    EXPECT_TRUE(progress.matches(tool.errors())) << tool.errors();
+    // On a slow machine a line may be shown anew before the next one.
+    EXPECT_TRUE(tool.errors().starts_with("\r1/2 \\root\r")) << tool.errors();
+    EXPECT_NE(tool.errors().find("\r         \r\r2/2 1 B \\root\\a\r"), std::string::npos) << tool.errors();
+    EXPECT_TRUE(tool.errors().ends_with(" \r")) << tool.errors();
     EXPECT_EQ(tool.output(), "\\root\n\\root\\a\n");
 }
 
@@ -114,7 +113,9 @@ TEST_F(APush, ErasesItsProgressBeforeAnError) {
     server.enqueue(HttpReply::status(507, "full"));
     RunningTool tool({"push", folder.write("a", ""), "--to", "17"}, RunningTool::Errors::OnTerminal);
     EXPECT_EQ(tool.wait(), 76);
-    EXPECT_EQ(tool.errors(), "\r1/1 0 B \\a\r          \rquenmark: \\a: the server returned 507: full\r\n");
+    EXPECT_TRUE(tool.errors().starts_with("\r1/1 0 B \\a\r")) << tool.errors();
+    EXPECT_TRUE(tool.errors().ends_with("\r          \rquenmark: \\a: the server returned 507: full\r\n"))
+        << tool.errors();
 }
 
 TEST_F(APush, ShowsHowMuchOfAFileIsSent) {
