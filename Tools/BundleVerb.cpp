@@ -68,8 +68,8 @@ ExitStatus makeBundle(const std::string& path) {
         throw Failure(ExitStatus::CannotCreate, path + " exists already; name another file");
     const auto parts = gather();
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto archive = tarGzip(bundleFiles(parts, redactorFor(parts)),
-                                 std::chrono::duration_cast<std::chrono::seconds>(now).count());
+    const auto archive =
+        tarGzip(bundleFiles(parts, redactorFor(parts)), std::chrono::duration_cast<std::chrono::seconds>(now).count());
     if (const auto error = Platform::Files::createAtomically(path, archive)) {
         const bool isFull = error->code == ENOSPC || error->code == EIO || error->code == EDQUOT;
         throw Failure(isFull ? ExitStatus::InputOutput : ExitStatus::CannotCreate, error->localizedDescription);
