@@ -5,6 +5,7 @@
 #include "Platform/UrlLoading/UrlSession.h"
 #include "Tools/Output.h"
 #include "Tools/RequiredSettings.h"
+#include "Tools/SharedPreferences.h"
 #include "Tools/Shipment.h"
 #include "Tools/TransportStatus.h"
 #include "Tools/Verbs.h"
@@ -24,7 +25,7 @@ namespace {
 
 struct PushArguments {
     std::string path;
-    std::string computer;
+    std::optional<std::string> computer;
     std::optional<std::string> name;
     std::optional<std::string> server;
 };
@@ -163,14 +164,21 @@ private:
     std::shared_ptr<Platform::UrlSessionTask> task_;
 };
 
+std::string ownComputer() {
+    if (const auto computer = preferenceText(sharedPreferences(), computerIdKey))
+        return *computer;
+    throw Failure(ExitStatus::Configuration, std::string(computerIdKey) + " is not set; name a computer with --to");
+}
+
 ExitStatus push(const PushArguments& arguments) {
     if (!arguments.server)
         requireDeployment();
+    const auto computer = arguments.computer ? *arguments.computer : ownComputer();
     auto consignment = consignmentOf(arguments.path, arguments.name);
     for (const auto& problem : consignment.leftOut)
         reportLeftOut(problem);
     Platform::RunLoop loop;
-    Pusher pusher(arguments.server.value_or(Platform::DeploymentSettings::current().serviceHost), arguments.computer,
+    Pusher pusher(arguments.server.value_or(Platform::DeploymentSettings::current().serviceHost), computer,
                   std::move(consignment.shipments));
     const std::size_t leftOut = consignment.leftOut.size() + pusher.run();
     if (leftOut > 0)
@@ -185,7 +193,10 @@ void addPush(CLI::App& program, Action& action) {
     auto& verb = *program.add_subcommand("push", "Queue a file or folder for a computer at a development web service");
     const auto arguments = std::make_shared<PushArguments>();
     verb.add_option("FILE", arguments->path, "A file, or a folder with all that is in it")->required()->type_name("");
-    verb.add_option("--to", arguments->computer, "The computer's identifier")->required()->type_name("COMPUTER");
+    verb.add_option_function<std::string>(
+            "--to", [arguments](const std::string& computer) { arguments->computer = computer; },
+            "The computer's identifier (this computer's)")
+        ->type_name("COMPUTER");
     verb.add_option_function<std::string>(
             "--as", [arguments](const std::string& name) { arguments->name = name; },
             "The item's name there, with \"\\\" between its parts (the file's own name)")
@@ -198,7 +209,7 @@ void addPush(CLI::App& program, Action& action) {
         "Prints the name of each item as it is queued; on a terminal, standard error shows the progress. What a\n"
         "folder holds that cannot be sent is left out and named on standard error: symbolic links, what cannot\n"
         "be read, and names that no item can have. Ends with 65 where something was left out, 66 where FILE is\n"
-        "not there, 69 where the server cannot be reached, 76 where it refuses.\n\n"
+        "not there, 69 where the server cannot be reached, 76 where it refuses, 78 where no computer is known.\n\n"
         "Example:\n  quenmark push a.txt --to 17 --as '\\Docs\\a.txt'");
     verb.callback([&action, arguments] { action = [arguments] { return push(*arguments); }; });
 }
