@@ -23,6 +23,10 @@ protected:
         return result.errors.substr(std::min(first.size(), result.errors.size()));
     }
 
+    /// Said where the bus cannot launch the service either.
+    const std::string notProvided =
+        "quenmark: the service cannot be started: The name Velkarin.Quenmark.TopFileUploadXpcService was not "
+        "provided by any .service files\n";
     const Calls allCalls{"EnableUnitFiles quenmark.service for good", "Reload", "Subscribe",
                          "StartUnit quenmark.service replace"};
 };
@@ -34,8 +38,9 @@ TEST_F(TheUnit, IsEnabledAndStarted) {
     EXPECT_EQ(manager.calls, allCalls);
     manager.saysResultFirst = true;
     manager.startResult = "failed";
-    EXPECT_EQ(said(), "quenmark: quenmark.service does not run (its start has ended with failed); start the service "
-                      "with: quenmark start\n");
+    EXPECT_EQ(said(), "quenmark: quenmark.service does not run (its start has ended with failed): the service starts "
+                      "when it is called, and not at login\n" +
+                          notProvided);
 }
 
 TEST_F(TheUnit, IsNotStartedWhereItIsNotInstalled) {
@@ -43,15 +48,17 @@ TEST_F(TheUnit, IsNotStartedWhereItIsNotInstalled) {
     UserManagerPeer manager;
     manager.errors["EnableUnitFiles"] = {"org.freedesktop.systemd1.NoSuchUnit",
                                          "Unit file quenmark.service does not exist."};
-    EXPECT_EQ(said(), "quenmark: quenmark.service does not run (Unit file quenmark.service does not exist.); start the "
-                      "service with: quenmark start\n");
+    EXPECT_EQ(said(), "quenmark: quenmark.service does not run (Unit file quenmark.service does not exist.): the "
+                      "service starts when it is called, and not at login\n" +
+                          notProvided);
     EXPECT_EQ(manager.calls, Calls{allCalls[0]});
 }
 
 TEST_F(TheUnit, IsLeftAloneWhereThereIsNoManager) {
     EXPECT_EQ(said(),
               "quenmark: quenmark.service cannot be enabled, since there is no user manager (no session bus: No "
-              "such file or directory); start the service with: quenmark start\n");
+              "such file or directory): the service starts when it is called, and not at login\n"
+              "quenmark: the service cannot be started: there is no session bus (No such file or directory)\n");
     const TestSupport::PrivateBus bus{{{"org.freedesktop.systemd1", "/bin/false"}}};
     const auto text = said();
     EXPECT_TRUE(

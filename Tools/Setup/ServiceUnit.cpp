@@ -1,11 +1,14 @@
 #include "Tools/Setup/ServiceUnit.h"
 
+#include "Platform/Ipc/ServiceCall.h"
 #include "Platform/Ipc/UserUnit.h"
 #include "Platform/Loop/RunLoop.h"
+#include "Tools/EngineStart.h"
 #include "Tools/Output.h"
 #include "Tools/ServiceStop.h"
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 namespace Tools {
@@ -23,6 +26,16 @@ void endService() {
     loop.run();
 }
 
+/// Has the bus read the files of its services again: it does not see a folder that was made after its own start
+/// (dbus-daemon(1)). Where that fails, calling the service tells why.
+void readServiceFiles() {
+    Platform::RunLoop loop;
+    const auto call =
+        Platform::Ipc::callService({"org.freedesktop.DBus", "/org/freedesktop/DBus"}, "org.freedesktop.DBus",
+                                   "ReloadConfig", std::nullopt, stepLimit, [&](const auto&) { loop.stop(0); });
+    loop.run();
+}
+
 } // namespace
 
 void enableService(bool isRestarted) {
@@ -33,7 +46,10 @@ void enableService(bool isRestarted) {
         return complain(std::string(unitName) + " is enabled and runs");
     const std::string reason =
         failure->hasManager ? " does not run (" : " cannot be enabled, since there is no user manager (";
-    complain(unitName + reason + failure->text + "); start the service with: quenmark start");
+    complain(unitName + reason + failure->text + "): the service starts when it is called, and not at login");
+    readServiceFiles();
+    if (startEngine(false) == ExitStatus::Success)
+        complain("the service runs");
 }
 
 } // namespace Tools

@@ -2,8 +2,9 @@
 
 namespace Tools {
 
-/// Enables the service in the user's service manager and starts it there, or says in one line why not. `isRestarted`
-/// has a service that runs end first, since it reads its mode when it starts.
+/// Enables the service in the user's service manager and starts it there. Where that fails it says why, and calls the
+/// service as `quenmark start` does. `isRestarted` has a service that runs end first, since it reads its mode when it
+/// starts.
 void enableService(bool isRestarted);
 
 } // namespace Tools

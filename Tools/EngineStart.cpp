@@ -1,0 +1,121 @@
+#include "Tools/EngineStart.h"
+
+#include "Platform/Ipc/ErrorNames.h"
+#include "Platform/Ipc/ServiceCall.h"
+#include "Platform/Loop/Queue.h"
+#include "Platform/Loop/RunLoop.h"
+#include "Tools/Output.h"
+#include "Tools/ServiceNames.h"
+#include "Tools/Status/Advice.h"
+#include "Tools/Status/StatusClient.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace Tools {
+
+namespace Ipc = Platform::Ipc;
+
+namespace {
+
+const Ipc::ServiceAddress service{ServiceNames::service, ServiceNames::object};
+constexpr auto launchLimit = std::chrono::seconds(30);
+
+/// Starts an engine of the service by whichever of its two front ends it offers, where none runs.
+class Starter {
+public:
+    explicit Starter(bool startsAnother)
+        : startsAnother_(startsAnother), client_({[this](const auto& status) { decide(status); },
+                                                  [this](const Failure& failure) { decideWithoutStatus(failure); }}) {}
+
+    ExitStatus run() {
+        client_.start();
+        return static_cast<ExitStatus>(loop_.run());
+    }
+
+private:
+    using Failed = std::optional<Ipc::CallFailure>;
+
+    void decide(const std::optional<ServiceStatus>& status) {
+        if (std::exchange(hasDecided_, true))
+            return;
+        const auto* running = status && !startsAnother_ ? runningEngine(*status) : nullptr;
+        if (running == nullptr)
+            return callEngine();
+        // The one engine of managed mode takes a call for "ask now".
+        const bool asks = status->mode == "managed";
+        complain("an engine runs already (" + shown(running->state) +
+                 (asks ? "), and asks now" : "); --another starts one more"));
+        if (asks)
+            return callEngine();
+        loop_.stop(static_cast<int>(ExitStatus::Success));
+    }
+
+    void decideWithoutStatus(const Failure& failure) {
+        if (std::exchange(hasDecided_, true))
+            return;
+        // A service of another version may have no status, or another one.
+        if (failure.status() == ExitStatus::Software)
+            return callEngine();
+        finish(failure.status(), failure.what());
+    }
+
+    static const EngineStatus* runningEngine(const ServiceStatus& status) {
+        const auto found = std::ranges::find_if(status.engines, [](const EngineStatus& engine) {
+            return conditionOf(engine) != Condition::NotStarted && engine.state != "stalled";
+        });
+        return found == status.engines.end() ? nullptr : &*found;
+    }
+
+    void callEngine() {
+        limit_ = Platform::Queue::main().timer(
+            launchLimit, [this] { finish(ExitStatus::TimedOut, "the service does not answer in time"); });
+        call_ = Ipc::callService(service, ServiceNames::engineInterface, ServiceNames::engineMethod, std::nullopt,
+                                 Platform::Duration::max(), [this](const Failed& failure) {
+                                     if (failure && isUnknown(failure->name))
+                                         return sendMessage();
+                                     finishCall(failure);
+                                 });
+    }
+
+    void sendMessage() {
+        call_ = Ipc::callService(service, ServiceNames::messageInterface, ServiceNames::messageMethod,
+                                 Ipc::Value(Ipc::Dictionary()), Platform::Duration::max(),
+                                 [this](const Failed& failure) { finishCall(failure); });
+    }
+
+    static bool isUnknown(const std::string& error) {
+        return error == Ipc::ErrorName::unknownInterface || error == Ipc::ErrorName::unknownMethod ||
+               error == Ipc::ErrorName::unknownObject;
+    }
+
+    void finishCall(const Failed& failure) {
+        // The bus has waited in vain for a service that it has launched.
+        if (failure && failure->name == Ipc::ErrorName::timedOut)
+            return finish(ExitStatus::TimedOut, failure->text);
+        if (failure)
+            return finish(ExitStatus::Unavailable, failure->text);
+        loop_.stop(static_cast<int>(ExitStatus::Success));
+    }
+
+    void finish(ExitStatus status, const std::string& text) {
+        complain("the service cannot be started: " + text);
+        loop_.stop(static_cast<int>(status));
+    }
+
+    const bool startsAnother_;
+    bool hasDecided_ = false;
+    Platform::RunLoop loop_;
+    Platform::Timer limit_;
+    std::unique_ptr<Ipc::ServiceCall> call_;
+    StatusClient client_;
+};
+
+} // namespace
+
+ExitStatus startEngine(bool startsAnother) {
+    return Starter(startsAnother).run();
+}
+
+} // namespace Tools
