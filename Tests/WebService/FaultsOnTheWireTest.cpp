@@ -100,6 +100,21 @@ TEST_F(AServiceWithFaults, CutsADownloadAnywhere) {
     }
 }
 
+/// What the client's side has no room for yet is still to be sent when the last byte has been written.
+TEST_F(AServiceWithFaults, ResetsOnceAClientThatReadsLateHasGotEverything) {
+    const std::string whole = item(3'000'000);
+    for (std::size_t bytes = 100'000; bytes <= 3'000'000; bytes += 290'000) {
+        plan(R"({"kind":"reset","afterBytes":)" + std::to_string(bytes) + "}");
+        HttpClient late(service.port());
+        late.send(downloadOf7);
+        EXPECT_TRUE(servesOthers());
+        EXPECT_TRUE(servesOthers());
+        const auto [received, wasReset] = late.receiveToEnd();
+        EXPECT_TRUE(received == whole.substr(0, bytes)) << received.size() << " of " << bytes;
+        EXPECT_TRUE(wasReset) << bytes;
+    }
+}
+
 TEST_F(AServiceWithFaults, StallsAfterBytesUntilTheTimeIsOver) {
     plan(R"({"kind":"stall","afterBytes":20,"seconds":3600.5})");
     EXPECT_EQ(receive(pollOf7 + pollOf7), std::pair(std::string(nothing).substr(0, 20), false));
