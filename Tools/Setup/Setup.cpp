@@ -48,6 +48,16 @@ void save(const NewSettings& settings, bool isRegistered) {
     }
 }
 
+/// Checks that do not come to an end take nothing away from what is set up.
+void printDoctor() {
+    try {
+        Platform::RunLoop loop;
+        printChecks(runChecks(loop));
+    } catch (const Failure& failure) {
+        complain(failure.what());
+    }
+}
+
 } // namespace
 
 ExitStatus setUp(const SetupArguments& arguments) {
@@ -69,8 +79,7 @@ ExitStatus setUp(const SetupArguments& arguments) {
 
     if (arguments.enables)
         enableService(changesMode);
-    Platform::RunLoop loop;
-    printChecks(runChecks(loop));
+    printDoctor();
     return ExitStatus::Success;
 }
 
