@@ -42,10 +42,8 @@ constexpr const char* correct = "|Correct it, or remove it and run: quenmark set
 TEST_F(TheChecksOfSettings, NameTheFileOfEachPreference) {
     home.setPreferences(R"({"computerIdKey":7,"userIdKey":"4\u001b2","quenmarkPathKey":"/data"})");
     const std::string from = ", from " + home.preferencesFile() + "|\n";
-    EXPECT_EQ(ofPreferences(), "ok|preferences|" + home.preferencesFile() + "|\n" + //
-                                   "ok|computerIdKey|7" + from +                    //
-                                   "ok|userIdKey|4\\x1B2" + from +                  //
-                                   "ok|quenmarkPathKey|/data" + from);
+    EXPECT_EQ(ofPreferences(), "ok|preferences|" + home.preferencesFile() + "|\n" + "ok|computerIdKey|7" + from +
+                                   "ok|userIdKey|4\\x1B2" + from + "ok|quenmarkPathKey|/data" + from);
     EXPECT_EQ(examineSettings().quenmarkPath, "/data");
 }
 
@@ -85,13 +83,12 @@ TEST_F(TheChecksOfSettings, NameTheFileOfEachDeployedValue) {
     home.setDeployment(R"({"serviceHost":"web.example:8080","mode":"managed","appKitVersionNumber":1343})");
     const std::string from = ", from " + deploymentFile() + "|\n";
     const auto text = ofDeployment();
-    EXPECT_EQ(text.substr(text.find('\n') + 1), "ok|deployment.json|" + deploymentFile() + "|\n" + //
-                                                    "ok|serviceHost|web.example:8080" + from +     //
-                                                    "ok|serviceScheme|http, built in|\n"           //
-                                                    "ok|mode|managed" +
-                                                    from +                                 //
-                                                    "ok|appKitVersionNumber|1343" + from + //
-                                                    "ok|stagingDirectory|the home directory, built in|\n");
+    EXPECT_EQ(text.substr(text.find('\n') + 1),
+              "ok|deployment.json|" + deploymentFile() + "|\n" + "ok|serviceHost|web.example:8080" + from +
+                  "ok|serviceScheme|http, built in|\n"
+                  "ok|certificateAuthorities|the system's, built in|\n"
+                  "ok|mode|managed" +
+                  from + "ok|appKitVersionNumber|1343" + from + "ok|stagingDirectory|the home directory, built in|\n");
 }
 
 TEST_F(TheChecksOfSettings, SayThatValuesAreBuiltIn) {
@@ -99,6 +96,7 @@ TEST_F(TheChecksOfSettings, SayThatValuesAreBuiltIn) {
     EXPECT_EQ(text.substr(text.find('\n') + 1), "ok|deployment.json|there is none; the values built in count|\n"
                                                 "ok|serviceHost|service.quenmark.example, built in|\n"
                                                 "ok|serviceScheme|http, built in|\n"
+                                                "ok|certificateAuthorities|the system's, built in|\n"
                                                 "ok|mode|compatible, built in|\n"
                                                 "ok|appKitVersionNumber|1343, built in|\n"
                                                 "ok|stagingDirectory|the home directory, built in|\n");
@@ -113,6 +111,17 @@ TEST_F(TheChecksOfSettings, NameTheFileOfTheConfigurationDirectories) {
     EXPECT_NE(text.find("ok|stagingDirectory|/stage, from " + file + "|\n"), std::string::npos) << text;
 }
 
+TEST_F(TheChecksOfSettings, SayThatNothingIsSentToAHostWhoseSafetyIsUnclear) {
+    home.setDeployment(R"({"serviceHost":"x","serviceScheme":"ftp","certificateAuthorities":"own.pem"})");
+    const std::string of = " of " + deploymentFile() + " is not valid; nothing is sent|Correct it\n";
+    const auto text = ofDeployment();
+    EXPECT_NE(text.find("failure|serviceScheme|\"ftp\"" + of), std::string::npos) << text;
+    EXPECT_NE(text.find("failure|certificateAuthorities|\"own.pem\"" + of), std::string::npos) << text;
+    EXPECT_EQ(text.find("|serviceHost|"), std::string::npos) << text;
+    home.setDeployment(R"({"serviceHost":"x","serviceScheme":"HTTPS"})");
+    EXPECT_NE(ofDeployment().find("ok|serviceScheme|HTTPS, from "), std::string::npos);
+}
+
 TEST_F(TheChecksOfSettings, SayWhichDeployedValueIsNotValid) {
     home.setDeployment(
         R"({"serviceHost":"http://x/","mode":"Managed","appKitVersionNumber":"a","stagingDirectory":"b"})");
@@ -120,10 +129,10 @@ TEST_F(TheChecksOfSettings, SayWhichDeployedValueIsNotValid) {
     const std::string of = " of " + deploymentFile() + " is not valid; ";
     EXPECT_EQ(text.substr(text.find("failure|serviceHost")),
               "failure|serviceHost|\"http://x/\"" + of + "service.quenmark.example counts|Correct it\n" +
-                  "ok|serviceScheme|http, built in|\n" + "warning|mode|\"Managed\"" + of +
-                  "compatible counts|Correct it\n" + "warning|appKitVersionNumber|\"a\"" + of +
-                  "1343 counts|Correct it\n" + "warning|stagingDirectory|\"b\"" + of +
-                  "the home directory counts|Correct it\n");
+                  "ok|serviceScheme|http, built in|\n" + "ok|certificateAuthorities|the system's, built in|\n" +
+                  "warning|mode|\"Managed\"" + of + "compatible counts|Correct it\n" +
+                  "warning|appKitVersionNumber|\"a\"" + of + "1343 counts|Correct it\n" +
+                  "warning|stagingDirectory|\"b\"" + of + "the home directory counts|Correct it\n");
 }
 
 TEST_F(TheChecksOfSettings, SayThatTheDeploymentFileIsMalformed) {

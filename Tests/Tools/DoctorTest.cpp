@@ -87,7 +87,8 @@ TEST_F(ADoctor, ChecksEverything) {
         names += check.check + "\n";
     }
     EXPECT_EQ(names, "session bus\nactivation\nuser manager\nquenmark.service\nservice\nengine 1\npreferences\n"
-                     "computerIdKey\nuserIdKey\nquenmarkPathKey\ndeployment.json\nserviceHost\nserviceScheme\nmode\n"
+                     "computerIdKey\nuserIdKey\nquenmarkPathKey\ndeployment.json\nserviceHost\nserviceScheme\n"
+                     "certificateAuthorities\nmode\n"
                      "appKitVersionNumber\nstagingDirectory\nhost name\nconnection\nHTTP\nfolder\nfree space\n"
                      "temporary area\nfile system\n");
     EXPECT_EQ(server.requests().size(), 1U);

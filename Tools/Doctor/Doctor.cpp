@@ -37,18 +37,22 @@ Examination examine(Platform::RunLoop& loop) {
     std::optional<BusFindings> bus;
     BusQuestions busQuestions([&](const BusFindings& findings) { bus = findings; });
     busQuestions.start();
+    // Without a host nothing is sent, which the checks of the settings say.
     std::optional<HostFindings> host;
+    const bool hasHost = !settings.deployment.serviceHost.empty();
     HostQuestion hostQuestion(settings.deployment, [&](const HostFindings& findings) { host = findings; });
-    hostQuestion.start();
+    if (hasHost)
+        hostQuestion.start();
     // Each has a time limit of its own, by the loop's clock.
-    loop.runUntil([&] { return bus && host; }, longestExamination);
-    if (!bus || !host)
+    loop.runUntil([&] { return bus && (host || !hasHost); }, longestExamination);
+    if (!bus || (!host && hasHost))
         throw Failure(ExitStatus::TimedOut, "the checks take too long");
 
     std::vector<Check> checks = busChecks(*bus, QUENMARK_VERSION, isManaged ? "managed" : "compatible");
     append(checks, engineChecks(*bus));
     append(checks, settings.checks);
-    append(checks, hostChecks(*host));
+    if (host)
+        append(checks, hostChecks(*host));
     append(checks, folderChecks(settings.quenmarkPath, settings.deployment));
     append(checks, temporaryChecks(settings.quenmarkPath
                                        ? std::optional(placementFolder(*settings.quenmarkPath, settings.deployment))

@@ -6,7 +6,7 @@
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Settings/SettingsFile.h"
 #include "Platform/Text.h"
-#include "Services/ServiceRoot.h"
+#include "Tools/NearestName.h"
 #include "Tools/RequiredSettings.h"
 #include "Tools/SharedPreferences.h"
 #include "Tools/Status/Advice.h"
@@ -85,29 +85,36 @@ struct DeployedValue {
     std::optional<boost::json::value> used;
     /// What a person reads where it is not in a file.
     std::string builtIn;
-    /// What it is where a file's value is not accepted.
+    /// What it is where a file's value is not accepted, and what follows from that; "" where the value built in counts.
     CheckState whereRefused = CheckState::Warning;
+    std::string consequence = {};
 };
+
+constexpr const char* nothingIsSent = "nothing is sent";
 
 std::vector<DeployedValue> deployedValues(const Platform::DeploymentSettings& settings) {
     using boost::json::value;
-    const auto root = Quenmark::serviceRoot(settings);
-    const auto scheme = root.substr(0, root.find(':'));
     const std::string mode = settings.mode == Platform::DeploymentSettings::Mode::Managed ? "managed" : "compatible";
-    std::optional<boost::json::value> staging;
-    if (settings.stagingDirectory)
-        staging = value(*settings.stagingDirectory);
+    const auto textIfAny = [](const std::optional<std::string>& text) {
+        return text ? std::optional<value>(*text) : std::nullopt;
+    };
     const double release = settings.appKitVersionNumber;
+    const auto& scheme = settings.serviceScheme;
     return {{"serviceHost", value(settings.serviceHost), settings.serviceHost, CheckState::Failure},
-            {"serviceScheme", value(scheme), scheme, CheckState::Failure},
+            {"serviceScheme", value(scheme), scheme, CheckState::Failure, nothingIsSent},
+            {"certificateAuthorities", textIfAny(settings.certificateAuthorities), "the system's", CheckState::Failure,
+             nothingIsSent},
             {"mode", value(mode), mode},
             {"appKitVersionNumber", value(release), Platform::text(value(release))},
-            {"stagingDirectory", staging, "the home directory"}};
+            {"stagingDirectory", textIfAny(settings.stagingDirectory), "the home directory"}};
 }
 
 bool isSame(const boost::json::value& one, const boost::json::value& other) {
     if (one.is_number() && other.is_number())
         return one.to_number<double>() == other.to_number<double>();
+    // Only the scheme is taken otherwise than it is written: in lower case.
+    if (one.is_string() && other.is_string())
+        return lowerCase(one.get_string()) == lowerCase(other.get_string());
     return one == other;
 }
 
@@ -119,7 +126,7 @@ Check deployedCheck(const DeployedValue& value, const ReadFile& file) {
         return okCheck(value.key, shown(Platform::text(*given)) + ", from " + shown(file.path));
     return {value.key, value.whereRefused,
             shown(boost::json::serialize(*given)) + " of " + shown(file.path) + " is not valid; " +
-                shown(value.builtIn) + " counts",
+                (value.consequence.empty() ? shown(value.builtIn) + " counts" : value.consequence),
             "Correct it"};
 }
 
@@ -145,8 +152,12 @@ void examineDeployment(SettingsFindings& findings) {
     findings.deploymentFile = file.path;
     findings.checks.push_back(
         okCheck("deployment.json", file.values ? shown(file.path) : "there is none; the values built in count"));
-    for (const auto& value : deployedValues(findings.deployment))
+    for (auto& value : deployedValues(findings.deployment)) {
+        // Another member that is not valid has taken the host away, since nothing is to be sent.
+        if (value.key == std::string_view("serviceHost") && findings.deployment.serviceHost.empty())
+            continue;
         findings.checks.push_back(deployedCheck(value, file));
+    }
 }
 
 } // namespace
