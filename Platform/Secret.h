@@ -8,7 +8,7 @@
 namespace Platform {
 
 /// A text that is not to stay in memory, such as a password: its bytes are overwritten when it goes (explicit_bzero;
-/// bzero(3)).
+/// bzero(3)). Copies that were made of it are not.
 class Secret {
 public:
     Secret() = default;

@@ -171,7 +171,8 @@ std::string ownComputer() {
 }
 
 ExitStatus push(const PushArguments& arguments) {
-    if (!arguments.server)
+    // Without a host the scheme or the authorities are wrong, and nothing is sent to any server.
+    if (!arguments.server || Platform::DeploymentSettings::current().serviceHost.empty())
         requireDeployment();
     const auto computer = arguments.computer ? *arguments.computer : ownComputer();
     auto consignment = consignmentOf(arguments.path, arguments.name);

@@ -72,6 +72,26 @@ TEST_F(AFailedSetup, LeavesAMalformedFileAlone) {
     EXPECT_EQ(server.requests().size(), 0U);
 }
 
+TEST_F(AFailedSetup, SendsNothingWhereTheSchemeOrTheAuthoritiesAreWrong) {
+    for (const char* member : {R"("serviceScheme":"htps")", R"("certificateAuthorities":"own.pem")"}) {
+        home.setDeployment(R"({"serviceHost":")" + server.host() + R"(",)" + member + "}");
+        const auto result = setUp(all(server.host()));
+        EXPECT_EQ(result.status, 78) << result.errors;
+        EXPECT_TRUE(result.errors.starts_with("quenmark: " + deploymentFile() + ": \"")) << result.errors;
+        EXPECT_EQ(run({"push", password, "--to", "7", "--server", server.host()}).status, 78);
+    }
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
+TEST_F(AFailedSetup, TakesAPreferenceThatNoOptionMayHaveForMissing) {
+    home.setPreferences(R"({"quenmarkPathKey":"items"})");
+    auto options = account();
+    options.insert(options.end(), {"--host", server.host()});
+    const auto result = setUp(options);
+    EXPECT_EQ(result.status, 64);
+    EXPECT_EQ(result.errors, "quenmark: missing: --path (there is no terminal to ask on)\n");
+}
+
 TEST_F(AFailedSetup, SaysThatTheHostCannotBeReached) {
     server.stopListening();
     const auto result = setUp(all(server.host()));
@@ -103,6 +123,8 @@ TEST_F(AFailedSetup, ShowsTheWordsOfTheWebServiceButNotThePassword) {
     server.enqueue(
         HttpReply::json(R"({"ReturnStatus":"1","error":{"code":"No","message":")" + std::string(301, 'x') + "\"}}"));
     expectOfHost(76, " refuses ann@example.org: " + std::string(300, 'x') + "... (No)");
+    server.enqueue(HttpReply::json(R"({"ReturnStatus":"1","error":")" + std::string(297, 'x') + R"(s3cr3t"})"));
+    expectOfHost(76, " refuses ann@example.org: its message holds the password and is not shown");
     server.enqueue(HttpReply::json(R"({"ReturnStatus":"1","error":"the password s3cr3t is weak"})"));
     expectOfHost(76, " refuses ann@example.org: its message holds the password and is not shown");
 }

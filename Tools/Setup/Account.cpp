@@ -81,7 +81,7 @@ std::string shortened(const std::string& message) {
 /// A text of an error that is an object; empty where it has none.
 std::string textIn(const boost::json::object& error, const char* key) {
     const auto* value = error.if_contains(key);
-    return value != nullptr && value->is_string() ? shortened(std::string(value->get_string())) : "";
+    return value != nullptr && value->is_string() ? std::string(value->get_string()) : "";
 }
 
 /// Why the web service refuses, in its own words where it has some, and in brackets its code or status. The words are
@@ -93,14 +93,15 @@ std::string refusalText(const boost::json::value& status, const ResponseField& e
         message = textIn(*object, "message");
         code = textIn(*object, "code");
     } else if (error && error->is_string()) {
-        message = shortened(std::string(error->get_string()));
+        message = std::string(error->get_string());
     }
     if (code.empty())
-        code = "ReturnStatus " + shortened(Platform::text(status));
-    std::string text = message.empty() ? "(" + code + ")" : message + " (" + code + ")";
-    if (!password.empty() && text.find(password) != std::string::npos)
+        code = "ReturnStatus " + Platform::text(status);
+    // Before anything is cut off, of which a part of the password could be left.
+    const auto holdsPassword = [&](const std::string& text) { return text.find(password) != std::string::npos; };
+    if (!password.empty() && (holdsPassword(message) || holdsPassword(code)))
         return "its message holds the password and is not shown";
-    return text;
+    return (message.empty() ? "" : shortened(message) + " ") + "(" + shortened(code) + ")";
 }
 
 /// Throws Failure unless the status of a response is "0".

@@ -63,6 +63,8 @@ Platform::Secret readPassword(const std::string& source) {
     if (const auto* error = std::get_if<Platform::Error>(&input))
         throw Failure(ExitStatus::NoInput, "--password-file " + error->localizedDescription);
     Platform::Secret password(std::get<std::string>(std::move(input)));
+    // A short text is copied when it is moved.
+    Platform::Secret::wipe(std::get<std::string>(input));
     auto& text = password.text();
     if (text.ends_with('\n'))
         text.pop_back();

@@ -2,8 +2,10 @@
 
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Settings/DeploymentSettings.h"
+#include "Tools/CallLog.h"
 #include "Tools/Doctor/Doctor.h"
 #include "Tools/Output.h"
+#include "Tools/RequiredSettings.h"
 #include "Tools/Setup/Account.h"
 #include "Tools/Setup/QuenmarkFolder.h"
 #include "Tools/Setup/ServiceUnit.h"
@@ -48,13 +50,23 @@ void save(const NewSettings& settings, bool isRegistered) {
     }
 }
 
-/// Checks that do not come to an end take nothing away from what is set up.
+/// Throws Failure where the scheme or the authorities are wrong, which leaves no host: no password is sent in clear
+/// because of a mistake there.
+void requireSafety() {
+    const CallLog quiet(false);
+    if (Platform::DeploymentSettings::current().serviceHost.empty())
+        requireDeployment();
+}
+
+/// A table that cannot be written takes nothing away from what is set up.
 void printDoctor() {
     try {
         Platform::RunLoop loop;
+        const CallLog quiet(false);
         printChecks(runChecks(loop));
     } catch (const Failure& failure) {
-        complain(failure.what());
+        if (*failure.what() != '\0')
+            complain(failure.what());
     }
 }
 
@@ -62,6 +74,7 @@ void printDoctor() {
 
 ExitStatus setUp(const SetupArguments& arguments) {
     const auto known = knownSettings();
+    requireSafety();
     auto plan = makePlan(arguments, known);
     QuenmarkFolder folder(plan.path);
 

@@ -46,6 +46,8 @@ public:
     }
 
     std::optional<Platform::Error> putBack() const {
+        if (!content_ && !Files::exists(path_))
+            return std::nullopt;
         return content_ ? Files::writeAtomically(path_, *content_) : Files::removeItem(path_);
     }
 
@@ -70,10 +72,15 @@ std::optional<Platform::Error> writeDeployment(const std::string& path, const st
 
 KnownSettings knownSettings() {
     const auto preferences = sharedPreferences();
+    // One that no option may have counts as not set.
+    const auto valid = [&](const char* key, const auto& problemOf) {
+        auto text = preferenceText(preferences, key);
+        return text && !problemOf(*text) ? std::move(text) : std::nullopt;
+    };
     return {.host = hostOf(deploymentValues()),
-            .computer = preferenceText(preferences, computerIdKey),
-            .user = preferenceText(preferences, userIdKey),
-            .path = preferenceText(preferences, quenmarkPathKey)};
+            .computer = valid(computerIdKey, &InputChecks::ofIdentifier),
+            .user = valid(userIdKey, &InputChecks::ofIdentifier),
+            .path = valid(quenmarkPathKey, &InputChecks::ofFolder)};
 }
 
 void writeSettings(const NewSettings& settings) {
