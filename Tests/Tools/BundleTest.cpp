@@ -9,6 +9,7 @@
 #include "Support/PrivateBus.h"
 #include "ToolFixture.h"
 #include "Tools/Bundle/LogValues.h"
+#include "Tools/Status/Advice.h"
 
 #include <sys/stat.h>
 
@@ -77,6 +78,20 @@ TEST(ARedactor, WritesTheHomeDirectoryAsATilde) {
     EXPECT_EQ(redactor.redacted("/home/ann/x /home/anna \"/home/ann\""), "~/x /home/anna \"~\"");
     redactor.setHome("/");
     EXPECT_EQ(redactor.redacted("/x"), "/x");
+}
+
+TEST(ARedactor, RemovesWhatIsShownOfALongSecretAndSecretsInTheHomeDirectory) {
+    Redactor redactor;
+    redactor.setHome("/home/ann");
+    redactor.addSecret(std::string(256, 'i'), "id");
+    redactor.addSecret("/home/ann/Private", "preference");
+    EXPECT_EQ(redactor.redacted(shown(std::string(256, 'i')) + ", from /home/ann/Private"), "[id], from [preference]");
+}
+
+TEST(ARedactor, RemovesCredentialsThatAreQuotedOrBehindBlanks) {
+    const Redactor redactor;
+    EXPECT_EQ(redactor.redacted(R"(token="abc d" Password: "abc", password = abc)"),
+              R"(token=[credential] Password: [credential], password = [credential])");
 }
 
 TEST(ARedactor, RemovesFromTheStringsOfAValue) {

@@ -121,6 +121,7 @@ std::string logText(const std::variant<std::vector<std::string>, std::string>& l
 
 Redactor redactorFor(const BundleParts& parts) {
     Redactor redactor;
+    redactor.setHome(Environment::homeDirectory());
     addPreferences(parts.settings.preferences, redactor);
     addPreferences(parts.settings.ownPreferences, redactor);
     if (parts.status) {
@@ -132,7 +133,6 @@ Redactor redactorFor(const BundleParts& parts) {
     }
     if (const auto user = Environment::userName(); user != "root")
         redactor.addSecret(user, "user");
-    redactor.setHome(Environment::homeDirectory());
     return redactor;
 }
 

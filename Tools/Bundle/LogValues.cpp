@@ -132,11 +132,14 @@ std::string withoutCredentials(std::string_view entry) {
             while (value < lower.size() && (std::isalnum(static_cast<unsigned char>(lower[value])) != 0 ||
                                             lower[value] == '_' || lower[value] == '-'))
                 ++value;
-            if (value >= lower.size() || (lower[value] != '=' && lower[value] != ':'))
+            const auto sign = lower.find_first_not_of(" \t", value);
+            if (sign == nowhere || (lower[sign] != '=' && lower[sign] != ':'))
                 continue;
-            value = std::min(lower.find_first_not_of(" \t", value + 1), lower.size());
+            value = std::min(lower.find_first_not_of(" \t", sign + 1), lower.size());
         }
-        const std::size_t end = std::min(lower.find_first_of("& \t\r\n,;\"'", value), lower.size());
+        const auto quote = quoteAt(lower, value);
+        const std::size_t end = quote.empty() ? std::min(lower.find_first_of("& \t\r\n,;\"'", value), lower.size())
+                                              : endOfQuoted(lower, value, quote);
         result.append(entry, taken, value - taken).append("[credential]");
         taken = end;
         at = std::max(at, end) - (end > at ? 1 : 0);

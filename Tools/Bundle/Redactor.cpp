@@ -2,6 +2,7 @@
 
 #include "Platform/Printable.h"
 #include "Tools/Bundle/LogValues.h"
+#include "Tools/Status/Advice.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
@@ -105,6 +106,10 @@ void Redactor::addSecret(std::string_view value, const std::string& label) {
     addForm(quoted.substr(1, quoted.size() - 2), label);
     addForm(percentEncoded(value), label);
     addForm(Platform::printable(value), label);
+    if (home_.size() > 1 && value.starts_with(home_ + "/"))
+        addForm("~" + std::string(value.substr(home_.size())), label);
+    // What is shown of a long one.
+    addForm(shown(value), label);
     std::ranges::stable_sort(secrets_, std::ranges::greater(),
                              [](const Secret& secret) { return secret.value.size(); });
 }

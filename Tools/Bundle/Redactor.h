@@ -17,7 +17,7 @@ public:
     /// A value that is not to be shown, also where JSON or a URL escapes it, and what stands in its place. One of fewer
     /// than six bytes is removed where it is a word of its own, since "7" is also a part of other numbers.
     void addSecret(std::string_view value, const std::string& label);
-    /// The home directory, which is written as "~".
+    /// The home directory, which is written as "~"; to be told before secrets that lie in it.
     void setHome(const std::string& path) { home_ = path; }
 
     std::string redacted(std::string_view text) const;
