@@ -2,10 +2,12 @@
 
 #include "Platform/Files/Files.h"
 #include "Platform/Json.h"
+#include "Platform/Printable.h"
 #include "Platform/StandardStreams.h"
 #include "Services/ServicesUtilities.h"
 #include "Tools/Failure.h"
 #include "Tools/NearestName.h"
+#include "Tools/Output.h"
 
 #include <boost/json/array.hpp>
 
@@ -66,9 +68,14 @@ boost::json::object bodyOfJson(const OperationDescription& operation, const boos
     const auto* object = json.if_object();
     if (object == nullptr)
         throw Failure(ExitStatus::DataError, "the body must be a JSON object");
+    const auto keys = operation.requestKeys();
     boost::json::object body;
     for (const auto& [key, value] : *object) {
-        requireKey(operation, key);
+        // So that what --wire printed of a response can be the request that follows it.
+        if (std::ranges::find(keys, std::string_view(key)) == keys.end()) {
+            complain("ignored: " + std::string(operation.name) + " has no key " + Platform::printable(key));
+            continue;
+        }
         if (auto text = fieldText(key, value))
             body.emplace(key, std::move(*text));
     }

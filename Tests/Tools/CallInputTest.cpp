@@ -26,6 +26,8 @@ protected:
     }
 };
 
+class ACallFromAFile : public AQuenmarkTool {};
+
 } // namespace
 
 TEST(ACallWithoutOptions, WaitsNinetySecondsAndSaysNothing) {
@@ -46,8 +48,16 @@ TEST_F(AWrongCall, NamesTheKeyThatIsNearest) {
            "quenmark: asyncGetTopFileUpload has no key \"toComputerId\"; the nearest one is ToComputerID\n");
     expect({"call", "LogError", "ErrorMesage=1"}, 64,
            "quenmark: asyncLogError has no key \"ErrorMesage\"; the nearest one is ErrorMessage\n");
-    expectForBody("LogError", R"({"UserId":"1"})", 64,
-                  "quenmark: asyncLogError has no key \"UserId\"; the nearest one is UserID\n");
+}
+
+TEST_F(ACallFromAFile, LeavesOutAndNamesTheKeysThatTheRequestDoesNotHave) {
+    server.enqueue(TestSupport::HttpReply::json(R"({"ReturnStatus":"0"})"));
+    const auto body = folder.write("body", R"({"ReturnStatus":"0","UserID":"1"})");
+    const auto result = run({"call", "LogError", "--json", body});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "quenmark: ignored: asyncLogError has no key ReturnStatus\n");
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].body, "{\n  \"UserID\" : \"1\"\n}");
 }
 
 TEST_F(AWrongCall, IsNotMadeWithAnArgumentThatIsNoPair) {
