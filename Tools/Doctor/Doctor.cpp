@@ -45,14 +45,17 @@ Examination examine(Platform::RunLoop& loop) {
         hostQuestion.start();
     // Each has a time limit of its own, by the loop's clock.
     loop.runUntil([&] { return bus && (host || !hasHost); }, longestExamination);
-    if (!bus || (!host && hasHost))
-        throw Failure(ExitStatus::TimedOut, "the checks take too long");
+    constexpr const char* tooLong = "the check takes too long";
+    if (!bus)
+        bus.emplace().busError = tooLong;
 
     std::vector<Check> checks = busChecks(*bus, QUENMARK_VERSION, isManaged ? "managed" : "compatible");
     append(checks, engineChecks(*bus));
     append(checks, settings.checks);
     if (host)
         append(checks, hostChecks(*host));
+    else if (hasHost)
+        checks.push_back(failureCheck("HTTP", tooLong, "Check that the web service runs"));
     append(checks, folderChecks(settings.quenmarkPath, settings.deployment));
     append(checks, temporaryChecks(settings.quenmarkPath
                                        ? std::optional(placementFolder(*settings.quenmarkPath, settings.deployment))

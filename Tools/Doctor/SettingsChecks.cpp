@@ -112,9 +112,6 @@ std::vector<DeployedValue> deployedValues(const Platform::DeploymentSettings& se
 bool isSame(const boost::json::value& one, const boost::json::value& other) {
     if (one.is_number() && other.is_number())
         return one.to_number<double>() == other.to_number<double>();
-    // Only the scheme is taken otherwise than it is written: in lower case.
-    if (one.is_string() && other.is_string())
-        return lowerCase(one.get_string()) == lowerCase(other.get_string());
     return one == other;
 }
 
@@ -122,7 +119,10 @@ Check deployedCheck(const DeployedValue& value, const ReadFile& file) {
     const auto* given = file.values ? file.values->if_contains(value.key) : nullptr;
     if (given == nullptr)
         return okCheck(value.key, shown(value.builtIn) + ", built in");
-    if (value.used && isSame(*given, *value.used))
+    // The scheme alone is taken otherwise than it is written: in lower case.
+    const bool isScheme = value.key == std::string_view("serviceScheme") && given->is_string();
+    const auto meant = isScheme ? boost::json::value(lowerCase(given->get_string())) : *given;
+    if (value.used && isSame(meant, *value.used))
         return okCheck(value.key, shown(Platform::text(*given)) + ", from " + shown(file.path));
     return {value.key, value.whereRefused,
             shown(boost::json::serialize(*given)) + " of " + shown(file.path) + " is not valid; " +
