@@ -44,6 +44,14 @@ const std::string delay = R"("action":{"kind":"delay","seconds":1})";
 
 } // namespace
 
+TEST(APlan, HasNoBodyWhereAResponseHasNone) {
+    for (const char* code : {"204", "304"}) {
+        const std::string status = std::string(R"("kind":"status","code":)") + code;
+        EXPECT_EQ(refusalOfAction(status + R"(,"body":"x")"), "faults[1].action.body: must be empty with 204 and 304");
+        EXPECT_EQ(refusalOfAction(status + R"(,"body":"")"), "");
+    }
+}
+
 TEST(APlan, OfEveryKindIsAccepted) {
     EXPECT_EQ(refusal(R"({"faults":[]})"), "");
     for (const char* action :

@@ -45,7 +45,12 @@ FaultAction throttle(PlanMembers& members) {
 
 FaultAction status(PlanMembers& members) {
     const auto code = static_cast<int>(members.required("code").integer(200, 599));
-    return StatusFault{.code = code, .body = members.required("body").text()};
+    const auto body = members.required("body");
+    auto text = body.text();
+    // RFC 9110, section 6.4.1: a client takes what would follow for the next response.
+    if ((code == 204 || code == 304) && !text.empty())
+        body.refuse("must be empty with 204 and 304");
+    return StatusFault{.code = code, .body = std::move(text)};
 }
 
 FaultAction body(PlanMembers& members) {

@@ -91,7 +91,7 @@ awaitable<bool> ClientSocket::receiveSecurely() {
     const auto first = co_await perform([&] { return tls_->receive(static_cast<char*>(space.data()), space.size()); });
     std::size_t count = first.count;
     input_.commit(count);
-    if (count == size) {
+    if (count == size && isConnected()) {
         space = input_.prepare(maxReadSize);
         const std::size_t further = tls_->receive(static_cast<char*>(space.data()), space.size()).count;
         input_.commit(further);
