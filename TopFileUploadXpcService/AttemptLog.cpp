@@ -69,7 +69,9 @@ void AttemptLog::failed(const Attempt& attempt, const AttemptEnd& end, const std
     // What an error says tells times, too, that are never the same.
     std::string failure = entryWith("");
     const auto now = Platform::RunLoop::main().now();
-    if (failure == last_ && now - lastTime_ < repetition && !isStalled)
+    // Without a network nothing was tried, which is worth no second line however long it lasts.
+    const bool isKnown = failure == last_ && (end.kind == Kind::NoNetwork || now - lastTime_ < repetition);
+    if (isKnown && !isStalled)
         return;
     Log::write(entryWith(end.detail), isStalled ? Log::Priority::Error : Log::Priority::Warning);
     last_ = std::move(failure);

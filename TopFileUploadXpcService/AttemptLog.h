@@ -7,8 +7,8 @@
 namespace Quenmark {
 
 /// Logs the attempts of an engine: a line for each item that arrives, and one for each failure with what follows it.
-/// A failure that repeats itself, but for one that stalls the engine, is logged once a minute. What comes from outside
-/// stays on its line.
+/// A failure that repeats itself, but for one that stalls the engine, is logged once a minute, and the lack of a
+/// network once. What comes from outside stays on its line.
 class AttemptLog {
 public:
     /// The attempt has ended, for the first time; `next` says what follows a failure. An engine that is stalled goes on

@@ -18,6 +18,7 @@
 #include "TopFileUploadXpcService/StatusObject.h"
 #include "TopFileUploadXpcService/StatusReport.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
+#include "TopFileUploadXpcService/Version.h"
 #include "XPCWrappers/XPCService.h"
 
 #include <sysexits.h>
@@ -57,7 +58,7 @@ constexpr const char* help =
 std::optional<std::string> information(int argc, char** argv) {
     const std::string_view argument = argc == 2 ? argv[1] : "";
     if (argument == "--version")
-        return "TopFileUploadXpcService " QUENMARK_VERSION "\n";
+        return std::string("TopFileUploadXpcService ") + version() + "\n";
     if (argument == "--help" || argument == "-h")
         return help;
     return std::nullopt;

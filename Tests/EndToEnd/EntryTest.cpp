@@ -1,6 +1,7 @@
 // Which front end the service offers, by the release number of the deployment settings.
 
 #include "EndToEnd/RealServiceFixture.h"
+#include "Support/Pattern.h"
 
 namespace Quenmark {
 
@@ -56,7 +57,9 @@ TEST(TheCommandLineOfTheService, AsksForHelpOrTheVersion) {
     const Platform::RunLoop loop;
     const auto version = TestSupport::runCommand({QUENMARK_SERVICE, "--version"});
     EXPECT_EQ(version.status, 0);
-    EXPECT_EQ(version.output, "TopFileUploadXpcService 1.0.0\n");
+    const TestSupport::Pattern named("TopFileUploadXpcService " QUENMARK_VERSION
+                                     R"(( \([0-9a-f]{7,40}(-dirty)?\))?\n)");
+    EXPECT_TRUE(named.matches(version.output)) << version.output;
     EXPECT_EQ(version.errors, "");
     for (const char* option : {"--help", "-h"}) {
         const auto help = TestSupport::runCommand({QUENMARK_SERVICE, option});
