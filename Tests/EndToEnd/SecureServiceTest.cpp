@@ -7,6 +7,7 @@
 #include "Support/ServedApplication.h"
 #include "Support/TlsServer.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace Quenmark {
@@ -146,9 +147,11 @@ TEST_P(ASecureWebService, BringsItemsOverAConnectionThatIsKept) {
     trust(service.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return contentOf(placed("a.bin")) == content; }));
-    ASSERT_TRUE(pollUntil([&] { return peers(service, "/GetTopFileUpload").size() >= 3; }));
-    const auto polls = peers(service, "/GetTopFileUpload");
-    EXPECT_EQ(polls[1], polls[2]) << service.errors();
+    // On a busy machine a pass may come so late that its connection is a new one.
+    EXPECT_TRUE(pollUntil([&] {
+        const auto polls = peers(service, "/GetTopFileUpload");
+        return std::ranges::adjacent_find(polls) != polls.end();
+    })) << service.errors();
 }
 
 TEST_P(ASecureWebService, WhoseCertificateIsReplacedByOneThatIsNotAcceptedGetsNoRequest) {
@@ -160,8 +163,8 @@ TEST_P(ASecureWebService, WhoseCertificateIsReplacedByOneThatIsNotAcceptedGetsNo
     ASSERT_TRUE(pollUntil([&] { return !peers(*service, "/GetTopFileUpload").empty(); }));
     service.reset();
     service = std::make_unique<ServiceProcess>(data.path(), port, optionsOf(other));
-    ASSERT_TRUE(pollUntil([&] { return StatusReader::member("Reason") == "transport -1202"; }));
-    EXPECT_EQ(StatusReader::state(), isManaged() ? "retrying" : "offline");
+    const StatusReader::Members refused{{"State", isManaged() ? "retrying" : "offline"}, {"Reason", "transport -1202"}};
+    ASSERT_TRUE(pollUntil([&] { return StatusReader::members(refused) == refused; }));
     EXPECT_EQ(service->errors().find("POST"), std::string::npos) << service->errors();
     service.reset();
     service = std::make_unique<ServiceProcess>(data.path(), port, optionsOf(good));

@@ -41,6 +41,8 @@ enter_namespaces() {
 
   local uid=59999 root status=0
   while getent passwd "$uid" >/dev/null || getent group "$uid" >/dev/null; do uid=$((uid - 1)); done
+  setpriv --reuid "$uid" --regid "$uid" --clear-groups unshare -U true 2>/dev/null ||
+    skip "users get no user namespaces here"
   # The journal tells a user's units by the names of their control groups.
   group="quenmark-test-$$.slice"
   trap 'for root in $(group_roots); do
