@@ -1,6 +1,7 @@
 target_sources(Platform PRIVATE
   Ipc/Bus.cpp
   Ipc/BusService.cpp
+  Ipc/BusState.cpp
   Ipc/Connection.cpp
   Ipc/Descriptor.cpp
   Ipc/IncomingCall.cpp
