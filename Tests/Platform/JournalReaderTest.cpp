@@ -2,86 +2,27 @@
 
 #include "Platform/JournalReader.h"
 
+#include "Platform/Loop/RunLoop.h"
 #include "Support/Namespaces.h"
+#include "Support/Polling.h"
+#include "Support/RunningJournal.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <csignal>
-#include <filesystem>
 #include <iostream>
+#include <utility>
+#include <vector>
 
 namespace Platform {
 
 namespace {
 
 using Entries = std::vector<Journal::Entry>;
-
-/// A journal of this mount namespace's own, in memory.
-class RunningJournal {
-public:
-    RunningJournal() {
-        if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            ::mount("run", "/run", "tmpfs", 0, nullptr) != 0)
-            throw std::system_error(errno, std::generic_category(), "mount");
-        std::filesystem::create_directories("/run/systemd/journal");
-        process_ = ::fork();
-        if (process_ == 0) {
-            const int nowhere = ::open("/dev/null", O_RDWR);
-            ::dup2(nowhere, STDERR_FILENO);
-            ::execl("/usr/lib/systemd/systemd-journald", "systemd-journald", nullptr);
-            ::_exit(127);
-        }
-    }
-    RunningJournal(const RunningJournal&) = delete;
-    RunningJournal& operator=(const RunningJournal&) = delete;
-    ~RunningJournal() {
-        ::kill(process_, SIGKILL);
-        ::waitpid(process_, nullptr, 0);
-    }
-
-    /// Sends an entry by the journal's native protocol, as soon as it listens.
-    static bool send(const std::string& fields) {
-        const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::string("/run/systemd/journal/socket").copy(address.sun_path, sizeof address.sun_path - 1);
-        const bool isSent = eventually([&] {
-            return ::sendto(socket, fields.data(), fields.size(), 0, reinterpret_cast<const sockaddr*>(&address),
-                            sizeof address) > 0;
-        });
-        ::close(socket);
-        return isSent;
-    }
-
-    /// Whether the condition comes to hold within ten seconds.
-    template <class Condition>
-    static bool eventually(const Condition& condition) {
-        for (int look = 0; look < 1000; ++look) {
-            if (condition())
-                return true;
-            ::usleep(10'000);
-        }
-        return false;
-    }
-
-private:
-    pid_t process_ = -1;
-};
-
-std::string fieldsOf(const std::string& message, const std::string& program = "a-program") {
-    return "MESSAGE=" + message + "\nPRIORITY=4\nSYSLOG_IDENTIFIER=" + program + "\n";
-}
 
 /// The messages of the last entries; an error's text where they cannot be read.
 std::vector<std::string> lastMessages(std::size_t count) {
@@ -95,14 +36,16 @@ std::vector<std::string> lastMessages(std::size_t count) {
 }
 
 bool readsBackWhatIsWritten() {
-    const RunningJournal journal;
-    for (const auto& fields :
-         {fieldsOf("first"), fieldsOf("another's", "another"), fieldsOf("second=x\x1b"), fieldsOf("third")}) {
-        if (!RunningJournal::send(fields))
+    const RunLoop loop;
+    const TestSupport::RunningJournal journal;
+    const std::vector<std::pair<const char*, const char*>> entries{
+        {"a-program", "first"}, {"another", "another's"}, {"a-program", "second=x\x1b"}, {"a-program", "third"}};
+    for (const auto& [program, message] : entries) {
+        if (!journal.write(program, message))
             return false;
     }
     const std::vector<std::string> all{"first", "second=x\x1b", "third"};
-    if (!RunningJournal::eventually([&] { return lastMessages(10) == all; })) {
+    if (!TestSupport::pollUntil([&] { return lastMessages(10) == all; })) {
         for (const auto& message : lastMessages(10))
             std::cerr << message << std::endl;
         return false;
