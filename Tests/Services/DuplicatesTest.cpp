@@ -129,7 +129,7 @@ TEST_F(ADuplicate, IsThePathItselfOnceNothingIsThereAnyMore) {
     ASSERT_GE(::inotify_add_watch(changes.get(), folder.path().c_str(), IN_CREATE), 0);
     std::promise<void> isDone;
     std::jthread remover([&, done = isDone.get_future()] {
-        // The copies that are begun say that the path was tested before; several may be told of in one piece.
+        // The copies that are begun say that the path was tested before; several may be named in one piece.
         std::array<char, 4096> events{};
         for (int pieces = 0; pieces < 2; ++pieces)
             EXPECT_GT(::read(changes.get(), events.data(), events.size()), 0);
