@@ -45,23 +45,30 @@ Ends terminalEnds(unsigned short rows = 24) {
 
 } // namespace
 
-RunningTool::RunningTool(const std::vector<std::string>& arguments, Errors errors, Output outputKind) {
-    auto output = outputKind == Output::Piped ? pipeEnds() : terminalEnds(outputKind == Output::OnTerminal ? 24 : 10);
-    auto error = errors == Errors::Piped ? pipeEnds() : terminalEnds();
+pid_t startTool(const std::vector<std::string>& arguments, const std::function<void()>& setStreams) {
     std::string program = QUENMARK_PROGRAM;
     std::vector<std::string> copies = arguments;
     std::vector<char*> argv{program.data()};
     for (auto& copy : copies)
         argv.push_back(copy.data());
     argv.push_back(nullptr);
-    process_ = ::fork();
-    checked(process_, "fork");
-    if (process_ == 0) {
-        ::dup2(output.theirs.get(), STDOUT_FILENO);
-        ::dup2(error.theirs.get(), STDERR_FILENO);
+    const pid_t process = ::fork();
+    checked(process, "fork");
+    if (process == 0) {
+        setStreams();
         ::execv(program.c_str(), argv.data());
         ::_exit(127);
     }
+    return process;
+}
+
+RunningTool::RunningTool(const std::vector<std::string>& arguments, Errors errors, Output outputKind) {
+    auto output = outputKind == Output::Piped ? pipeEnds() : terminalEnds(outputKind == Output::OnTerminal ? 24 : 10);
+    auto error = errors == Errors::Piped ? pipeEnds() : terminalEnds();
+    process_ = startTool(arguments, [&] {
+        ::dup2(output.theirs.get(), STDOUT_FILENO);
+        ::dup2(error.theirs.get(), STDERR_FILENO);
+    });
     output_.descriptor = std::move(output.ours);
     errors_.descriptor = std::move(error.ours);
     follow(output_);

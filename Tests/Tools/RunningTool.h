@@ -5,12 +5,16 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace ToolTest {
+
+/// Starts the real program; `setStreams` is called in its process first.
+pid_t startTool(const std::vector<std::string>& arguments, const std::function<void()>& setStreams);
 
 /// The real program while it runs. What it writes is gathered by the run loop of this process.
 class RunningTool {

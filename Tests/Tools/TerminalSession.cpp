@@ -1,5 +1,6 @@
 #include "TerminalSession.h"
 
+#include "RunningTool.h"
 #include "Support/Polling.h"
 
 #include <fcntl.h>
@@ -35,19 +36,7 @@ TerminalSession::TerminalSession(const std::vector<std::string>& arguments) {
     line_.reset(theirs);
     for (const int end : {ours, theirs})
         requireResult(::fcntl(end, F_SETFD, FD_CLOEXEC), "fcntl");
-    std::string program = QUENMARK_PROGRAM;
-    std::vector<std::string> copies = arguments;
-    std::vector<char*> argv{program.data()};
-    for (auto& copy : copies)
-        argv.push_back(copy.data());
-    argv.push_back(nullptr);
-    process_ = ::fork();
-    requireResult(process_, "fork");
-    if (process_ == 0) {
-        ::login_tty(::dup(theirs));
-        ::execv(program.c_str(), argv.data());
-        ::_exit(127);
-    }
+    process_ = startTool(arguments, [&] { ::login_tty(::dup(theirs)); });
     watch_ = Platform::RunLoop::main().watch(terminal_.get(), EPOLLIN, [this](std::uint32_t) {
         std::array<char, 4096> piece{};
         const auto count = ::read(terminal_.get(), piece.data(), piece.size());
