@@ -31,7 +31,10 @@ protected:
     /// A folder that no setting names.
     TestSupport::TemporaryDirectory folder;
     TestSupport::TemporaryHome home;
-    TestSupport::ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder.path("no-bus")}};
+    /// No bus, and name servers that are asked once, for one second each (resolv.conf(5)): some computers have only
+    /// ones that never respond.
+    TestSupport::ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder.path("no-bus")},
+                                               {"RES_OPTIONS", "timeout:1 attempts:1"}};
     Platform::RunLoop loop;
     TestSupport::HttpServer server;
 };
