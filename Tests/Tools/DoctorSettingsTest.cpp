@@ -111,6 +111,11 @@ TEST_F(TheChecksOfSettings, NameTheFileOfTheConfigurationDirectories) {
     EXPECT_NE(text.find("ok|stagingDirectory|/stage, from " + file + "|\n"), std::string::npos) << text;
 }
 
+TEST_F(TheChecksOfSettings, ReadAModeToTheLetter) {
+    home.setDeployment(R"({"mode":"Compatible"})");
+    EXPECT_NE(ofDeployment().find("warning|mode|\"Compatible\" of "), std::string::npos);
+}
+
 TEST_F(TheChecksOfSettings, SayThatNothingIsSentToAHostWhoseSafetyIsUnclear) {
     home.setDeployment(R"({"serviceHost":"x","serviceScheme":"ftp","certificateAuthorities":"own.pem"})");
     const std::string of = " of " + deploymentFile() + " is not valid; nothing is sent|Correct it\n";

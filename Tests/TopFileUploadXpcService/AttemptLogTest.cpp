@@ -93,6 +93,19 @@ TEST_F(ALineOfTheLog, SaysWhyAPollFailedOnceAMinute) {
     ASSERT_TRUE(runUntil([&] { return countOf(failure, nextPass) == 2; }));
 }
 
+TEST_F(ALineOfTheLog, SaysOnceThatThereIsNoNetworkHoweverLongItLasts) {
+    flags = 0;
+    start();
+    expectOne("no network", nextPass, Priority::Warning);
+    for (int minute = 0; minute < 3; ++minute) {
+        clock.advance(std::chrono::minutes(1));
+        EngineFixture::nextPass();
+    }
+    const auto passes = std::ranges::count(log.entries(), "connection not availble........");
+    EXPECT_GE(passes, 4);
+    EXPECT_EQ(countOf("no network", nextPass), 1U);
+}
+
 TEST_F(ALineOfTheLog, NamesTheHttpStatusOfAnErrorPage) {
     for (const double release : {newRelease, oldRelease}) {
         setRelease(release);
