@@ -151,13 +151,22 @@ struct HttpServer::Connection {
     HttpReply::End end = HttpReply::End::KeepAlive;
 };
 
-HttpServer::HttpServer() {
-    listener_ = checked(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), "socket");
+/// A socket that is bound to the port of 127.0.0.1, or to a free one where `port` is 0.
+static int boundSocket(std::uint16_t port) {
+    const int descriptor = checked(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), "socket");
+    const int on = 1;
+    checked(::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), "SO_REUSEADDR");
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    checked(::bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address), "bind");
+    address.sin_port = htons(port);
+    checked(::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), "bind");
+    return descriptor;
+}
+
+HttpServer::HttpServer() : listener_(boundSocket(0)) {
     checked(::listen(listener_, 64), "listen");
+    sockaddr_in address{};
     socklen_t length = sizeof address;
     checked(::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length), "getsockname");
     port_ = ntohs(address.sin_port);
@@ -166,7 +175,8 @@ HttpServer::HttpServer() {
 
 HttpServer::~HttpServer() {
     connections_.clear();
-    stopListening();
+    watch_.reset();
+    ::close(listener_);
 }
 
 std::string HttpServer::host() const {
@@ -231,9 +241,8 @@ void HttpServer::closeAll() {
 
 void HttpServer::stopListening() {
     watch_.reset();
-    if (listener_ >= 0)
-        ::close(listener_);
-    listener_ = -1;
+    ::close(listener_);
+    listener_ = boundSocket(port_);
 }
 
 void HttpServer::acceptConnection() {

@@ -121,7 +121,7 @@ public:
     void close(std::size_t connection);
     void reset(std::size_t connection);
     void closeAll();
-    /// Takes no further connections: who connects is refused.
+    /// Takes no further connections: who connects is refused. The port stays bound, so that no other test gets it.
     void stopListening();
 
 private:
@@ -136,7 +136,7 @@ private:
     void start(Connection& connection, HttpReply reply);
     void await(Connection& connection);
 
-    int listener_ = -1;
+    int listener_;
     std::uint16_t port_ = 0;
     std::unique_ptr<Platform::DescriptorWatch> watch_;
     std::size_t accepted_ = 0;
