@@ -3,13 +3,15 @@
 #
 # A script calls `enter_namespaces "$@"` first, which runs it again inside; then it is root there, has $account and its
 # home in $home, and calls `start_user_manager NAME=VALUE...`, with variables of the manager's environment, and
-# `as_user COMMAND...`. What is written to the folders in $overlaid, set before, is gone at the end.
+# `as_user COMMAND...`. What is written to the folders in $overlaid, set before, is gone at the end. Where $system is set
+# before, that folder holds a system of its own, and is the root inside.
 
 account=quenmark-test
 home=/run/home/$account
 runtime="" # XDG_RUNTIME_DIR
 variables=()
 [ -n "${overlaid+set}" ] || overlaid=()
+[ -n "${system+set}" ] || system=""
 
 # A test that cannot run ends with the status that ctest(1) reports as skipped.
 skip() {
@@ -57,8 +59,24 @@ enter_namespaces() {
   exit "$status"
 }
 
+# pivot_root(2): a process whose root was changed by chroot(2) gets no user namespace.
+enter_system() {
+  cp /etc/machine-id "$system/etc/"
+  mount --bind "$system" "$system"
+  cd "$system"
+  mount --rbind /sys sys
+  mount --rbind /dev dev
+  mount -t proc proc proc
+  pivot_root . .
+  umount -l .
+  cd /
+}
+
 prepare_namespaces() {
+  [ -z "$system" ] || enter_system
   runtime="/run/user/$uid"
+  variables=("HOME=$home" "USER=$account" "LOGNAME=$account" SHELL=/bin/bash LANG=C.UTF-8 PATH=/usr/bin:/bin
+    "XDG_RUNTIME_DIR=$runtime")
   mount -t tmpfs -o mode=755 tmpfs /run
   mount -t tmpfs -o mode=755 tmpfs /var/log
   # The system's own manager makes these. In unit-root the mounts of a unit are gathered (226/NAMESPACE without).
@@ -88,8 +106,7 @@ prepare_namespaces() {
 }
 
 start_user_manager() {
-  variables=("HOME=$home" "USER=$account" "LOGNAME=$account" SHELL=/bin/bash LANG=C.UTF-8 PATH=/usr/bin:/bin
-    "XDG_RUNTIME_DIR=$runtime" "$@")
+  variables+=("$@")
   (
     local root
     for root in $(group_roots); do echo 0 >"$root/$group/user@$uid.service/cgroup.procs"; done
