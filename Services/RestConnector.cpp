@@ -7,6 +7,7 @@
 #include "Services/Reachability/Reachability.h"
 #include "Services/ServiceRoot.h"
 #include "Services/StagedUpload.h"
+#include "Services/UploadProgress.h"
 
 #include <utility>
 
@@ -118,18 +119,28 @@ void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, con
     const auto request = upload->request(getAbsoluteURL(task));
     // A task that is never started, as is required.
     session_->uploadTaskWithStreamedRequest(request);
+    std::shared_ptr<UploadProgress> uploadProgress;
+    if (context_.uploadProgress)
+        uploadProgress = std::make_shared<UploadProgress>(context_.uploadProgress,
+                                                          Platform::Files::size(upload->fileUrl().path()).value_or(0));
     const auto uploadTask = session_->uploadTaskWithRequest(
         request, upload->fileUrl(),
-        [finished = std::move(finished), upload](const std::optional<Data>& data, const std::optional<HttpUrlResponse>&,
-                                                 std::optional<Error> error) {
+        [finished = std::move(finished), upload, uploadProgress](const std::optional<Data>& data,
+                                                                 const std::optional<HttpUrlResponse>& response,
+                                                                 std::optional<Error> error) {
             using Response = Result<boost::json::value>;
             if (error)
                 return finished(Response(std::move(*error)), RestStatusTransportError);
             auto decoded = Platform::Json::parse(data ? std::string_view(*data) : std::string_view());
             upload->removeCopy();
-            auto* response = std::get_if<boost::json::value>(&decoded);
-            finished(response != nullptr ? Response(std::move(*response)) : Response(), RestStatusSuccess);
+            // A server may refuse a request before it has read all of it.
+            if (uploadProgress && response && response->statusCode < 400)
+                uploadProgress->finish();
+            auto* json = std::get_if<boost::json::value>(&decoded);
+            finished(json != nullptr ? Response(std::move(*json)) : Response(), RestStatusSuccess);
         });
+    if (uploadProgress)
+        uploadProgress->follow(uploadTask);
     uploadTask->setTaskDescription(upload->name());
     uploadTask->resume();
 }

@@ -47,7 +47,8 @@ public:
                                              ProgressHandler progress, RawFinished finished);
     /// Sends the file at "FilePath" of the parameters, by way of a copy in the home directory, with the parameters
     /// "FilePath", "TransitDownloadPath" and "FileRequestID" in header fields. A response that is not JSON is reported
-    /// as nil with `RestStatusSuccess`. The upload is not the `sessionTask`.
+    /// as nil with `RestStatusSuccess`. The upload is not the `sessionTask`. Its progress is reported to the context's
+    /// `uploadProgress`.
     void startAsyncUploadWithStreamRequest(std::string_view task, const boost::json::object& params,
                                            ProgressHandler progress, Finished finished);
     /// Gets an absolute URL into memory; a response that is too long for that (UrlRequest.h, `maximumDataInMemory`) is

@@ -106,6 +106,14 @@ void RestInterface::asyncUpdateFileRequestWithStream(
     perform<Catalogue::updateFileRequestWithStream>(query, std::move(withCompletionHandler));
 }
 
+void RestInterface::asyncUpdateFileRequestWithStream(
+    const UpdateFileRequestQuery& query, CompletionHandler<UpdateFileRequestResponseData> withCompletionHandler,
+    UploadProgressHandler progress) {
+    ServiceContext context;
+    context.uploadProgress = std::move(progress);
+    perform<Catalogue::updateFileRequestWithStream>(query, std::move(withCompletionHandler), context);
+}
+
 void RestInterface::asyncLogError(const LogErrorQuery& query,
                                   CompletionHandler<LogErrorResponseData> withCompiletionHandler) {
     perform<Catalogue::logError>(query, std::move(withCompiletionHandler));

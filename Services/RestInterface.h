@@ -93,6 +93,15 @@ public:
     static void
     asyncUpdateFileRequestWithStream(const UpdateFileRequestQuery& query,
                                      CompletionHandler<UpdateFileRequestResponseData> withCompletionHandler);
+    /// How many bytes of a file were sent so far, and how many there are.
+    using UploadProgressHandler = std::function<void(std::uint64_t bytesSent, std::uint64_t bytesTotal)>;
+    /// As above, with the progress of the upload: `progress` is called on the main queue, at most ten times a second,
+    /// when more was sent, and always before `withCompletionHandler`; where a redirect has the file sent again, once
+    /// that has come further. The last call says that everything was sent, unless the upload fails or the HTTP status
+    /// is 400 or above. For an empty file there is no call.
+    static void asyncUpdateFileRequestWithStream(const UpdateFileRequestQuery& query,
+                                                 CompletionHandler<UpdateFileRequestResponseData> withCompletionHandler,
+                                                 UploadProgressHandler progress);
     /// Reports a failure to the error log.
     static void asyncLogError(const LogErrorQuery& query,
                               CompletionHandler<LogErrorResponseData> withCompiletionHandler);
@@ -180,7 +189,8 @@ public:
     static void asyncUpdateBSFileDeleted(const UpdateBSFileDeletedQuery& query,
                                          CompletionHandler<UpdateBSFileDeleteResponseData> withCompletionHandler);
 
-    /// Internal: what the engine requests, in the context that it was handed.
+    /// @cond INTERNAL
+    // What the engine requests, in the context that it was handed.
     static void asyncGetTopFileUpload(const GetTopFileUploadQuery& query,
                                       CompletionHandler<GetTopFileUploadResponseData> withCompletionHandler,
                                       const ServiceContext& context);
@@ -190,6 +200,7 @@ public:
     static void asyncLogError(const LogErrorQuery& query,
                               CompletionHandler<LogErrorResponseData> withCompiletionHandler,
                               const ServiceContext& context);
+    /// @endcond
 };
 
 } // namespace Quenmark

@@ -17,6 +17,9 @@ struct ServiceContext {
     /// Returns the flags by which the Internet can be reached now, nil where they cannot be read; those of the kernel
     /// where the function is empty. Where it cannot be reached, nothing is sent.
     std::function<std::optional<std::uint32_t>()> networkFlags = {};
+    /// Receives, on the main queue, how much of a file that is being sent was sent so far, and its size, in bytes.
+    /// Nobody is told where it is empty.
+    std::function<void(std::uint64_t bytesSent, std::uint64_t bytesTotal)> uploadProgress = {};
 
     /// The source for the tests of the network.
     Platform::NetworkSource network() const { return {settings, networkFlags}; }

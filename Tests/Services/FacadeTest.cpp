@@ -8,14 +8,18 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace ServicesTests {
 
 namespace {
 
 using Quenmark::RestInterface;
+using Progress = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
 
 /// A function of the facade, and the path below the service root that it posts to.
 struct FacadeFunction {
@@ -100,6 +104,17 @@ TEST_F(TheFacade, PostsEachOperationToItsPathAtTheHostOfTheDeploymentSettings) {
         ASSERT_TRUE(loop.runUntil([&] { return !server.requests().empty(); })) << function.path;
         EXPECT_EQ(server.requests()[0].target, "/QuenmarkRestService/" + function.path);
     }
+
+    Progress progress;
+    server.setHandler([](const auto&) { return TestSupport::HttpReply::json("{}"); });
+    RestInterface::asyncUpdateFileRequestWithStream(
+        {.filePath = home.write("source/report.txt", "content").substr(1),
+         .fileRequestId = {},
+         .transitDownloadPath = {},
+         .attachment = {}},
+        [](const auto&...) {}, [&](std::uint64_t sent, std::uint64_t total) { progress.emplace_back(sent, total); });
+    ASSERT_TRUE(loop.runUntil([&] { return !progress.empty(); }));
+    EXPECT_EQ(progress, (Progress{{7, 7}}));
 }
 
 } // namespace
