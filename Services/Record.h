@@ -22,8 +22,11 @@ inline constexpr std::string_view notOnTheWire{};
 /// One row of a record's table: the key on the wire, the property's name, and the property.
 template <class Record, class Value>
 struct Field {
+    /// The key on the wire, or `notOnTheWire`.
     std::string_view key;
+    /// The property's name.
     std::string_view property;
+    /// The property.
     Value Record::*member;
 };
 template <class Record, class Value>

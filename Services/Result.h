@@ -15,13 +15,18 @@ namespace Quenmark {
 template <class Value>
 class Result {
 public:
+    /// Nil.
     Result() = default;
+    /// The value, and no error.
     explicit Result(Value value) : value_(std::move(value)) {}
+    /// The error, and no value.
     explicit Result(Platform::Error error) : error_(std::move(error)) {}
 
+    /// Whether there is neither a value nor an error.
     bool isNil() const { return !value_ && !error_; }
     /// The value, or a null pointer.
     const Value* value() const { return value_ ? &*value_ : nullptr; }
+    /// The value, to take from, or a null pointer.
     Value* value() { return value_ ? &*value_ : nullptr; }
     /// The error, or a null pointer.
     const Platform::Error* error() const { return error_ ? &*error_ : nullptr; }

@@ -8,6 +8,7 @@
 
 namespace Platform {
 
+/// What a queue runs.
 using Task = std::function<void()>;
 
 /// The priority of a global queue. One loop runs every queue, so the priority names a queue and orders nothing.
@@ -19,12 +20,17 @@ struct TimerEntry;
 /// from running; it is used on the loop's thread alone.
 class Timer {
 public:
+    /// No task.
     Timer() = default;
+    /// Takes the task over; the other one has none then.
     Timer(Timer&&) noexcept;
+    /// Cancels its own task, and takes the other one's over.
     Timer& operator=(Timer&&) noexcept;
     ~Timer();
 
+    /// Drops the task, unless it has begun.
     void cancel();
+    /// Whether the task is still to run.
     bool isScheduled() const;
 
 private:
@@ -47,6 +53,7 @@ public:
     /// The queue whose task is running; the main queue when none is.
     static Queue current();
 
+    /// What the queue is called; queues may have the same label.
     const std::string& label() const;
 
     /// Runs `task` later, never before this returns. May be called from any thread.

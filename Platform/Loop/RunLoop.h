@@ -65,7 +65,9 @@ public:
     /// and whenever `descriptor()` is readable.
     void processPending();
 
+    /// The time of the loop's clock.
     Duration now() const;
+    /// The clock by which timers fire.
     const Clock& clock() const;
     /// Whether the loop is being destroyed, and drops its tasks.
     bool isEnding() const;

@@ -27,6 +27,7 @@ struct DeploymentSettings {
     /// How the service treats failures: as the desktop application knows it, or for machines where nobody stands by.
     /// "compatible" or "managed" in the file; another value is logged and counts as absent.
     enum class Mode { Compatible, Managed };
+    /// In force.
     Mode mode = Mode::Compatible;
     /// The folder in which files are staged for their upload, an absolute path; nil for the home directory. Another
     /// value is logged and counts as absent.

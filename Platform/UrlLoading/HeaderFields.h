@@ -12,6 +12,7 @@ namespace Platform {
 /// in.
 class HeaderFields {
 public:
+    /// A name and its value.
     using Field = std::pair<std::string, std::string>;
 
     /// Replaces the field of that name (in any case of letters), or adds it.
@@ -28,8 +29,11 @@ public:
     /// Whether there is a field of that name in any case of letters.
     bool has(std::string_view name) const;
 
+    /// The first field; fields are in the order in which they were added.
     auto begin() const { return fields_.begin(); }
+    /// Behind the last field.
     auto end() const { return fields_.end(); }
+    /// The number of fields.
     std::size_t size() const { return fields_.size(); }
 
     bool operator==(const HeaderFields&) const = default;

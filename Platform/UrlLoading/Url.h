@@ -11,12 +11,13 @@ namespace Platform {
 class Url {
 public:
     /// The URL of a text, taken as it stands; nil when the text is empty or holds a character that a URL may not hold
-    /// (a blank, a control character, any of `"<>\^`{|}`, a byte outside ASCII), a "%" without two hexadecimal digits,
-    /// or a "[" or "]" outside of an address in the host.
+    /// (a blank, a control character, a quotation mark, "<", ">", a backslash, "^", a grave accent, "{", "|", "}", a
+    /// byte outside ASCII), a "%" without two hexadecimal digits, or a "[" or "]" outside of an address in the host.
     static std::optional<Url> fromString(std::string_view text);
     /// The file URL of a local path, escaped as needed.
     static Url fileUrl(std::string_view path);
 
+    /// The text.
     const std::string& absoluteString() const { return text_; }
     /// The scheme in lower case, or "".
     std::string scheme() const;
