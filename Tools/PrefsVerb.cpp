@@ -73,7 +73,7 @@ void makeQuenmarkFolder(const std::string& path) {
 
 /// A key that nothing reads is a mistyped one.
 void requireKnownKey(const std::string& key) {
-    const std::vector<std::string_view> keys{computerIdKey, userIdKey, quenmarkPathKey};
+    const std::vector<std::string_view> keys(knownPreferenceKeys.begin(), knownPreferenceKeys.end());
     if (std::ranges::find(keys, key) == keys.end())
         throw Failure(ExitStatus::Usage, "nothing reads \"" + key + "\"; the nearest key is " +
                                              std::string(nearestName(key, keys)) + " (--force sets it all the same)");

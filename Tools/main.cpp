@@ -1,4 +1,5 @@
 #include "Platform/StandardStreams.h"
+#include "Tools/Completion/Completion.h"
 #include "Tools/Output.h"
 #include "Tools/UnknownWord.h"
 #include "Tools/Verbs.h"
@@ -9,6 +10,7 @@
 #include <exception>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -32,6 +34,8 @@ ExitStatus run(int argc, char** argv) {
     Tools::addPush(program, action);
     Tools::addOperations(program, action);
     Tools::addCall(program, action);
+    if (argc > 1 && argv[1] == std::string_view(Tools::Completion::request))
+        return Tools::Completion::complete(program, {argv + 2, argv + argc});
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Tools/Failure.h"
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+/// What the completions of the shells (Packaging/completions) ask the program for, so that they know no verb, option
+/// or key themselves.
+namespace Tools::Completion {
+
+/// The first argument of a process that is to complete a command line. It is no verb: nobody types it, and what comes
+/// behind it is a line that is not finished.
+inline constexpr const char* request = "complete";
+
+/// Prints what may stand in the place of the last of the words, which follow the program's name; it may be empty. The
+/// first line is "words", "files" or "folders". Behind "words" every line is a word, with a tab and a description where
+/// there is one; a word that ends with "=" is not complete yet. Words that do not begin as the last one does are among
+/// them. A control character is in none.
+///
+/// Changes nothing, launches nothing, and ends with Success within a second or so, whatever it waits for: a person is
+/// typing, who sees nothing of standard error.
+ExitStatus complete(const CLI::App& program, const std::vector<std::string>& words);
+
+} // namespace Tools::Completion
