@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -73,19 +72,6 @@ Figures measure(const cpu_set_t& processors, const std::vector<std::string>& com
     };
     return {std::chrono::duration<double>(Clock::now() - start).count(),
             seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_maxrss};
-}
-
-Processors::Processors() {
-    ::sched_getaffinity(0, sizeof clients, &clients);
-    server = clients;
-    if (CPU_COUNT(&clients) < 2)
-        return;
-    std::size_t first = 0;
-    while (!CPU_ISSET(first, &clients))
-        ++first;
-    CPU_ZERO(&server);
-    CPU_SET(first, &server);
-    CPU_CLR(first, &clients);
 }
 
 } // namespace Benchmarks

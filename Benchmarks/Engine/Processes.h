@@ -1,6 +1,6 @@
 #pragma once
 
-#include <sched.h>
+#include "Servers/Processors.h"
 
 #include <string>
 #include <vector>
@@ -16,15 +16,6 @@ struct Figures {
 
 /// Runs a command on those processors. Ends this program where the command fails.
 Figures measure(const cpu_set_t& processors, const std::vector<std::string>& command);
-
-/// Two parts of the processors that this program may use, one for the server and one for its clients: where the two
-/// share a processor, the clients do more or less of the server's sending, as it happens.
-struct Processors {
-    cpu_set_t server{};
-    cpu_set_t clients{};
-
-    Processors();
-};
 
 /// How long the loop of this process has been away from waiting for events at most, in milliseconds: the longest time
 /// that anything else had to wait for it.

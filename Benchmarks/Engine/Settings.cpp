@@ -33,16 +33,6 @@ Settings::~Settings() {
     fs::remove_all(home_, ignored);
 }
 
-long residentKib(int process) {
-    std::ifstream file("/proc/" + (process == 0 ? "self" : std::to_string(process)) + "/smaps_rollup");
-    const std::string key = "Rss:";
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with(key))
-            return std::stol(line.substr(key.size()));
-    }
-    return -1;
-}
-
 std::optional<int> newestProcess(const std::string& program) {
     std::error_code ignored;
     const auto path = fs::canonical(program);

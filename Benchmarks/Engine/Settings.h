@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Servers/ProcessFigures.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -37,8 +38,6 @@ Number median(std::vector<Number> numbers) {
     return numbers[numbers.size() / 2];
 }
 
-/// The resident memory of a process, this one for 0, exactly: what /proc/PID/status says of it is inaccurate (proc(5)).
-long residentKib(int process = 0);
 /// The process that runs a program and was started last.
 std::optional<int> newestProcess(const std::string& program);
 /// How many descriptors this process has open.
