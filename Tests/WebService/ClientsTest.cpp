@@ -224,7 +224,7 @@ TEST_F(AServersClients, AreWaitedForBelowEightKibibytesASecond) {
 
 TEST(TheLimitsOfAServer, AreTheDocumentedOnes) {
     const Limits limits;
-    EXPECT_EQ(limits.maxConnections, 10'000U);
+    EXPECT_EQ(limits.maxConnections, 20'000U);
     EXPECT_EQ(limits.maxMemory, 134'217'728U);
     EXPECT_EQ(limits.keepAliveTimeout, 90s);
     EXPECT_EQ(limits.headerTimeout, 10s);

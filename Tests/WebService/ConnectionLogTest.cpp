@@ -105,9 +105,9 @@ namespace {
 
 } // namespace
 
-TEST_F(AServerThatLogs, HasASlotForEveryTwoDescriptorsThatAreNotNeededElsewhere) {
+TEST_F(AServerThatLogs, HasSlotsForThreeQuartersOfTheDescriptorsThatAreNotNeededElsewhere) {
     for (const auto& [hard, slots] :
-         {std::pair(64, 1), std::pair(66, 1), std::pair(67, 1), std::pair(68, 2), std::pair(164, 50), std::pair(40, 1)})
+         {std::pair(64, 1), std::pair(66, 1), std::pair(67, 2), std::pair(68, 3), std::pair(164, 75), std::pair(40, 1)})
         EXPECT_EXIT(endWithSlots(static_cast<rlim_t>(hard)), testing::ExitedWithCode(slots), "") << hard;
 }
 

@@ -13,7 +13,7 @@ namespace webservice {
 struct Limits {
     using Duration = std::chrono::milliseconds;
 
-    std::size_t maxConnections = 10'000;
+    std::size_t maxConnections = 20'000;
     /// In bytes, of all clients together: what has been received and not yet processed, and what is being sent.
     std::size_t maxMemory = 128 << 20;
     /// In bytes, of what a client may still send after its last response, before its connection is closed.

@@ -100,7 +100,7 @@ std::size_t raiseDescriptorLimit() {
     ::setrlimit(RLIMIT_NOFILE, &limit);
     ::getrlimit(RLIMIT_NOFILE, &limit);
     const rlim_t free = limit.rlim_cur > others ? limit.rlim_cur - others : 0;
-    return static_cast<std::size_t>(std::clamp<rlim_t>(free / 2, 1, Limits{}.maxConnections));
+    return static_cast<std::size_t>(std::clamp<rlim_t>(free * 3 / 4, 1, Limits{}.maxConnections));
 }
 
 } // namespace webservice

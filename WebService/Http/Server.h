@@ -19,7 +19,7 @@ void serveConnections(boost::asio::ip::tcp::acceptor acceptor, Application& appl
                       std::shared_ptr<const TlsIdentity> identity = nullptr, std::shared_ptr<Timers> timers = nullptr);
 
 /// Raises the soft limit of open files to the hard one and returns the number of connections that it allows, with a
-/// file open for each: at most what Limits says.
+/// file open for one in three of them: at most what Limits says.
 std::size_t raiseDescriptorLimit();
 
 } // namespace webservice
