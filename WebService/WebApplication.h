@@ -4,6 +4,7 @@
 #include "WebService/Http/Exchange.h"
 #include "WebService/State.h"
 
+#include <optional>
 #include <string>
 
 namespace webservice {
@@ -18,12 +19,16 @@ public:
         : state_(state), listenHost_(std::move(listenHost)), plan_(std::move(plan)) {}
 
     std::unique_ptr<Exchange> begin(const Request& request) override;
+    /// The changes of a group are one transaction, in which that of each request is a part.
+    void beginGroup() override;
+    void endGroup() override;
     Response errorFor(const Request& request, const RequestError& error) const override;
 
 private:
     State& state_;
     std::string listenHost_;
     FaultPlan plan_;
+    std::optional<Transaction> group_;
 };
 
 } // namespace webservice

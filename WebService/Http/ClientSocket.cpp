@@ -117,7 +117,7 @@ awaitable<TlsSession::Result> ClientSocket::perform(SecureCall call) {
         const bool needsInput = result.state == TlsSession::State::NeedsInput;
         if (!needsInput && result.state != TlsSession::State::NeedsOutput) {
             if (!hasWaited)
-                co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+                co_await yield();
             co_return result;
         }
         hasWaited = true;
@@ -152,7 +152,7 @@ awaitable<std::size_t> ClientSocket::sendSomeSecurely(std::string_view bytes) {
     if (result.state == TlsSession::State::NeedsOutput)
         co_await socket_.async_wait(tcp::socket::wait_write, asio::redirect_error(asio::use_awaitable, error));
     else if (result.state == TlsSession::State::Done)
-        co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+        co_await yield();
     else
         throw Disconnected{};
     onSent(result.count, error);
@@ -167,7 +167,7 @@ awaitable<std::size_t> ClientSocket::sendSome(std::string_view bytes) {
     if (error == asio::error::would_block || error == asio::error::try_again)
         co_await socket_.async_wait(tcp::socket::wait_write, asio::redirect_error(asio::use_awaitable, error));
     else
-        co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+        co_await yield();
     onSent(count, error);
     co_return count;
 }
@@ -237,6 +237,10 @@ awaitable<void> ClientSocket::reset() {
 awaitable<void> ClientSocket::pause() {
     asio::steady_timer timer(socket_.get_executor(), std::chrono::milliseconds(1));
     co_await timer.async_wait(asio::use_awaitable);
+}
+
+awaitable<void> ClientSocket::yield() {
+    co_await asio::post(socket_.get_executor(), asio::use_awaitable);
 }
 
 void ClientSocket::setBodyMemory(std::size_t bytes) {

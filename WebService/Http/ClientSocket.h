@@ -71,6 +71,9 @@ public:
     /// waits for something does not keep the loop busy.
     boost::asio::awaitable<void> pause();
 
+    /// Lets what is ready on the loop run first.
+    boost::asio::awaitable<void> yield();
+
     /// Sets how much memory is held for the client in addition to the input.
     void setBodyMemory(std::size_t bytes);
 

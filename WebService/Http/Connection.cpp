@@ -170,12 +170,32 @@ private:
         if (!client_.hasMemoryToWork())
             throw RequestError("Busy", "too many long requests are being worked on; try again", 503);
         client_.enter(Phase::Working);
-        std::optional<Response> response = exchange.step();
+        std::optional<Response> response = co_await step(exchange);
         while (!response) {
             co_await client_.pause();
-            response = exchange.step();
+            response = co_await step(exchange);
         }
         co_return std::move(*response);
+    }
+
+    /// Does a step, and waits until what it has changed is stored, together with the changes of the other requests that
+    /// are ready by now: a response says nothing that the end of the process could still undo. An error may have undone
+    /// the changes of the others, which therefore learn of it before anything else is done.
+    awaitable<std::optional<Response>> step(Exchange& exchange) {
+        const auto group = server_->groups.join();
+        std::optional<Response> response;
+        std::exception_ptr failure;
+        try {
+            response = exchange.step();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        if (!failure)
+            co_await client_.yield();
+        server_->groups.end(*group);
+        if (failure || group->failure)
+            std::rethrow_exception(failure ? failure : group->failure);
+        co_return response;
     }
 
     Request requestOf(const Parser& parser) const {

@@ -2,6 +2,7 @@
 
 #include "WebService/Http/Clients.h"
 #include "WebService/Http/Exchange.h"
+#include "WebService/Http/RequestGroups.h"
 #include "WebService/Http/Timers.h"
 #include "WebService/Http/Tls.h"
 
@@ -18,12 +19,13 @@ struct ServerContext {
     ServerContext(Application& served, Limits limits, std::shared_ptr<Timers> timersOfServer,
                   std::shared_ptr<const TlsIdentity> identityOfServer = nullptr)
         : application(served), identity(std::move(identityOfServer)), timers(std::move(timersOfServer)),
-          clients(limits) {}
+          clients(limits), groups(served) {}
 
     Application& application;
     std::shared_ptr<const TlsIdentity> identity; // null for plain HTTP
     std::shared_ptr<Timers> timers;
     Clients clients;
+    RequestGroups groups;
     std::vector<char> piece =
         std::vector<char>(65536); // a buffer; its content is not kept from one turn of the loop to the next
 };

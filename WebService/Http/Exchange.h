@@ -47,6 +47,13 @@ public:
     /// Called when the request line and headers have been received. May throw RequestError.
     virtual std::unique_ptr<Exchange> begin(const Request& request) = 0;
 
+    /// What exchanges change from now on may be kept back until endGroup(). Throws nothing.
+    virtual void beginGroup() {}
+
+    /// Stores what exchanges have changed since beginGroup(). Nothing that follows from it has been sent before. An
+    /// exception becomes the error of every request of the group.
+    virtual void endGroup() {}
+
     /// The response for an error. The request has as much as could be parsed.
     virtual Response errorFor(const Request& request, const RequestError& error) const {
         static_cast<void>(request);

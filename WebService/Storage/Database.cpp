@@ -188,6 +188,8 @@ void Transaction::rollBack() {
 }
 
 void Transaction::commit() {
+    if (!db_->isInTransaction())
+        throw DatabaseError("an earlier error has undone the changes");
     db_->run(isNested_ ? Sql("RELEASE transaction_scope") : Sql("COMMIT"));
     isOpen_ = false;
 }

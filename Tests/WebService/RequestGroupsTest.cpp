@@ -1,0 +1,153 @@
+// Requests of one turn of the loop, whose changes are stored together before any of them is answered.
+
+#include "Support/HttpClient.h"
+#include "Support/ServedApplication.h"
+#include "Support/TestState.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace webservice::test {
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+/// An application that records its groups and the steps in them. A request for /first keeps the loop until the others
+/// have been sent, which it then finds ready in one turn.
+class GroupingApplication : public ServedApplication {
+public:
+    GroupingApplication() {
+        on("/first", [this] {
+            begun_.set_value();
+            sent_.get_future().wait();
+            return textResponse("first");
+        });
+        on("/hello", [] { return textResponse("hello"); });
+        for (std::size_t index = 0; index < paths.size(); ++index) {
+            on(paths[index], [this, index]() -> Response {
+                events.push_back(paths[index]);
+                group_.push_back(index);
+                if (paths[index] == failing)
+                    throw std::runtime_error("the step fails");
+                return textResponse(paths[index]);
+            });
+        }
+    }
+
+    void beginGroup() override { group_.clear(); }
+    void endGroup() override {
+        if (group_.empty())
+            return; // that of another request
+        events.emplace_back("end");
+        for (const std::size_t index : group_)
+            EXPECT_FALSE(clients[index]->hasReceived());
+        if (!storeError.empty())
+            throw std::runtime_error(storeError);
+    }
+
+    /// The statuses of the responses to /a, /b and /c, which are ready in one turn, in this order. The events are those
+    /// of that turn.
+    std::vector<int> statuses() {
+        const std::uint16_t port = serve();
+        const auto requestFor = [](const std::string& path) { return "GET " + path + " HTTP/1.1\r\n\r\n"; };
+        while (clients.size() < paths.size()) {
+            clients.push_back(std::make_unique<HttpClient>(port));
+            clients.back()->exchange("GET", "/hello", "");
+        }
+        HttpClient first(port);
+        first.send(requestFor("/first"));
+        begun_.get_future().wait();
+        for (std::size_t index = 0; index < paths.size(); ++index)
+            clients[index]->send(requestFor(paths[index]));
+        sent_.set_value();
+        first.receive();
+        std::vector<int> all;
+        for (const auto& client : clients)
+            all.push_back(client->receive().status);
+        return all;
+    }
+
+    const Strings paths = {"/a", "/b", "/c"};
+    Strings events;
+    std::string failing;
+    std::string storeError;
+    std::vector<std::unique_ptr<HttpClient>> clients;
+
+private:
+    std::vector<std::size_t> group_; // the requests of the present group
+    std::promise<void> begun_;
+    std::promise<void> sent_;
+};
+
+} // namespace
+
+TEST(ARequestGroup, IsStoredOnceBeforeAnyOfItsResponsesIsSent) {
+    GroupingApplication application;
+    EXPECT_EQ(application.statuses(), (std::vector{200, 200, 200}));
+    EXPECT_EQ(application.events, (Strings{"/a", "/b", "/c", "end"}));
+}
+
+TEST(ARequestGroup, ThatCannotBeStoredIsAnErrorOfEachOfItsRequests) {
+    GroupingApplication application;
+    application.storeError = "the disk is full";
+    EXPECT_EQ(application.statuses(), (std::vector{500, 500, 500}));
+}
+
+TEST(ARequestGroup, EndsWithARequestThatFails) {
+    GroupingApplication application;
+    application.failing = "/b";
+    EXPECT_EQ(application.statuses(), (std::vector{200, 500, 200}));
+    EXPECT_EQ(application.events, (Strings{"/a", "/b", "end", "/c", "end"}));
+}
+
+class AGroupOfChanges : public WithState {
+protected:
+    AGroupOfChanges() { application.beginGroup(); }
+
+    /// What another process sees of the outbox.
+    std::int64_t visibleItems() const {
+        Database other(folder.path("data/state.db").string());
+        Query row = other.query("SELECT count(*) FROM uploads");
+        row.next();
+        return row.integer(0);
+    }
+
+    void pushItem() { EXPECT_EQ(request("PUT", "/outbox/7/a.txt", "x").status, 201); }
+
+    WebApplication application{*state};
+};
+
+TEST_F(AGroupOfChanges, IsOneTransaction) {
+    pushItem();
+    EXPECT_EQ(visibleItems(), 0);
+    application.endGroup();
+    EXPECT_EQ(visibleItems(), 1);
+    application.endGroup(); // there is none
+}
+
+TEST_F(AGroupOfChanges, KeepsThoseOfTheOthersWhereARequestFails) {
+    pushItem();
+    EXPECT_EQ(call("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"9"})"),
+              R"({"ReturnStatus":"1","error":{"code":"UnknownUpload","message":"there is no upload 9"}})");
+    application.endGroup();
+    EXPECT_EQ(visibleItems(), 1);
+}
+
+TEST_F(AGroupOfChanges, IsAnErrorWhereSomethingHasUndoneThem) {
+    pushItem();
+    state->db.run("ROLLBACK"); // as SQLite does by itself after some errors
+    try {
+        application.endGroup();
+        FAIL() << "nothing was thrown";
+    } catch (const DatabaseError& error) {
+        EXPECT_STREQ(error.what(), "an earlier error has undone the changes");
+    }
+    EXPECT_EQ(visibleItems(), 0);
+}
+
+} // namespace webservice::test
