@@ -2,7 +2,7 @@
 
 #include "WebService/Common/Log.h"
 #include "WebService/Operations/JsonBody.h"
-#include "WebService/RequestComputer.h"
+#include "WebService/Operations/RequestComputer.h"
 
 namespace webservice {
 
@@ -42,8 +42,10 @@ public:
             response.emplace();
         else
             response = result();
-        if (response)
+        if (response) {
             applyFault(*action_, *response);
+            response->fault = place_;
+        }
         return response;
     }
 
@@ -55,6 +57,7 @@ private:
         if (fault == nullptr)
             return;
         action_ = fault->action;
+        place_ = plan_.indexOf(*fault);
         logLine(plan_.placeOf(*fault) + " is applied to " + std::string(operation_.path));
     }
 
@@ -65,7 +68,7 @@ private:
         } catch (const RequestError&) {
             // The operation refuses this body.
         }
-        return computerOf(state_, request_, value);
+        return computerOf(state_.db, request_, value);
     }
 
     std::optional<Response> result() {
@@ -84,6 +87,7 @@ private:
     std::unique_ptr<JsonBody> body_; // where the computer has to be known
     bool isCounted_ = false;
     std::optional<FaultAction> action_;
+    std::size_t place_ = 0; // of the fault in the plan
 };
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "WebService/WebApplication.h"
 
+#include "WebService/ConsoleExchange.h"
 #include "WebService/FaultExchange.h"
 #include "WebService/FaultsPage.h"
 #include "WebService/Http/RequestOrigin.h"
@@ -38,6 +39,8 @@ std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
     }
     if (path == "/faults")
         return beginFaults(plan_, request);
+    if (auto exchange = beginConsole(console_, state_, plan_, request))
+        return exchange;
     if (auto page = beginPage(state_, path, request)) {
         if (request.method != "GET")
             throw wrongMethod("GET");
@@ -62,6 +65,13 @@ void WebApplication::endGroup() {
     Transaction transaction = std::move(*group_);
     group_.reset();
     transaction.commit();
+}
+
+std::unique_ptr<RequestRecorder> WebApplication::record(const Request& request, const std::string& peer) {
+    const Operation* operation = nullptr;
+    if (const auto path = percentDecoded(request.path()); path && path->starts_with(serviceRoot))
+        operation = findOperation(std::string_view(*path).substr(serviceRoot.size()));
+    return console_.record(request, peer, operation != nullptr ? operation->path : std::string_view());
 }
 
 Response WebApplication::errorFor(const Request& request, const RequestError& error) const {

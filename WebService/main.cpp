@@ -94,7 +94,7 @@ struct Inputs {
 };
 
 int serve(State& state, const std::string& listen, Inputs inputs) {
-    WebApplication application(state, inputs.address.host, std::move(inputs.plan));
+    WebApplication application(state, inputs.address.host, std::move(inputs.plan), version());
     asio::io_context context(1);
     asio::signal_set signals(context, SIGTERM, SIGINT);
     signals.async_wait([&](const boost::system::error_code&, int) { context.stop(); });

@@ -48,7 +48,7 @@ const Fault* FaultPlan::select(std::string_view path, const Computer& computer) 
 }
 
 std::string FaultPlan::placeOf(const Fault& fault) const {
-    return "faults[" + std::to_string(&fault - faults_.data()) + "]";
+    return "faults[" + std::to_string(indexOf(fault)) + "]";
 }
 
 std::string FaultPlan::json() const {

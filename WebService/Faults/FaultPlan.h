@@ -46,6 +46,7 @@ public:
 
     /// The place of one of its faults, "faults[0]".
     std::string placeOf(const Fault& fault) const;
+    std::size_t indexOf(const Fault& fault) const { return static_cast<std::size_t>(&fault - faults_.data()); }
 
     /// {"faults":[…]}, each fault as it was given, with "seen" and "applied".
     std::string json() const;

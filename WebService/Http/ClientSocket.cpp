@@ -26,6 +26,18 @@ constexpr std::size_t minReadSize = 512;
 constexpr std::size_t maxReadSize = 65536;
 constexpr int maxUnsent = 65536; // in the kernel, for a client that does not read (tcp(7), TCP_NOTSENT_LOWAT)
 
+/// For as long as a wait takes, what ends it is known.
+class WaitScope {
+public:
+    WaitScope(bool*& known, bool& isOver) : known_(known) { known_ = &isOver; }
+    WaitScope(const WaitScope&) = delete;
+    WaitScope& operator=(const WaitScope&) = delete;
+    ~WaitScope() { known_ = nullptr; }
+
+private:
+    bool*& known_;
+};
+
 } // namespace
 
 ClientSocket::ClientSocket(tcp::socket socket, std::shared_ptr<Clients> clients, const TlsIdentity* identity)
@@ -194,16 +206,21 @@ void ClientSocket::cutOutput() {
 
 awaitable<void> ClientSocket::wait(Timers& timers, Timers::Clock::duration time) {
     bool isOver = false;
-    const auto timer = timers.start(time, [&] {
-        isOver = true;
-        expire();
-    });
+    const WaitScope scope(waitIsOver_, isOver);
+    const auto timer = timers.start(time, [this] { wake(); });
     while (!isOver && !inputHasEnded_ && input_.size() < maxReadSize) {
         if (!co_await receiveMore() && !isOver && !inputHasEnded_)
             throw Disconnected{};
     }
     if (!isOver)
         co_await waitWithoutReading(isOver);
+}
+
+void ClientSocket::wake() {
+    if (waitIsOver_ == nullptr)
+        return;
+    *waitIsOver_ = true;
+    expire();
 }
 
 awaitable<void> ClientSocket::waitWithoutReading(const bool& isOver) {

@@ -61,6 +61,9 @@ public:
     /// connection ends; a client that has only shut down its sending half still waits for its response.
     boost::asio::awaitable<void> wait(Timers& timers, Timers::Clock::duration time);
 
+    /// Ends wait() early; does nothing where that is not waiting.
+    void wake();
+
     /// Discards what the client sends, until it closes its sending half or the time is over.
     boost::asio::awaitable<void> discardInput(Timers& timers, Timers::Clock::duration time);
 
@@ -93,6 +96,7 @@ private:
 
     boost::asio::ip::tcp::socket socket_;
     boost::asio::steady_timer wakeUp_; // never expires; cancelled to end a wait
+    bool* waitIsOver_ = nullptr;       // of wait(), while that waits
     std::unique_ptr<TlsSession> tls_;  // null where the connection is not secure
     bool inputHasEnded_ = false;
     bool outputHasEnded_ = false;

@@ -76,10 +76,22 @@ private:
             malformed = error;
         }
         RequestLog line(client_);
+        try {
+            co_await respondAndSend(parser, malformed, line);
+        } catch (...) {
+            line.end();
+            throw;
+        }
+        line.end();
+    }
+
+    awaitable<void> respondAndSend(Parser& parser, const std::optional<RequestError>& malformed, RequestLog& line) {
         Response response;
         try {
-            if (malformed)
+            if (malformed) {
+                line.recorder = server_->application.record(partialRequest(parser), client_.peer());
                 throw RequestError(*malformed);
+            }
             response = co_await respond(parser, line);
             keepAlive_ = parser.keep_alive();
         } catch (const RequestError& error) {
@@ -92,7 +104,7 @@ private:
             response = failed(parser, internalError("an error without a text"));
         }
         line.status = response.status;
-        line.isComplete = co_await send(std::move(response), parser.get().method() == http::verb::head);
+        line.isComplete = co_await send(std::move(response), parser.get().method() == http::verb::head, line);
     }
 
     /// The rest of the request is not read, so nothing more can be understood on this connection.
@@ -153,6 +165,7 @@ private:
         const Request request = requestOf(parser);
         line.method = request.method;
         line.path = request.path();
+        line.recorder = server_->application.record(request, client_.peer());
         const bool expectsContinue = checkExpectation(parser);
         checkFraming(parser);
         const auto exchange = begin(parser, request, expectsContinue);
@@ -160,7 +173,7 @@ private:
             client_.enter(Phase::Response);
             co_await client_.send("HTTP/1.1 100 Continue\r\n\r\n");
         }
-        co_await receiveBody(parser, *exchange);
+        co_await receiveBody(parser, *exchange, line.recorder.get());
         co_return co_await responseOf(*exchange);
     }
 
@@ -249,7 +262,7 @@ private:
         }
     }
 
-    awaitable<void> receiveBody(Parser& parser, Exchange& exchange) {
+    awaitable<void> receiveBody(Parser& parser, Exchange& exchange, RequestRecorder* recorder) {
         parser.eager(true);
         client_.enter(Phase::Body);
         auto& piece = server_->piece;
@@ -259,7 +272,10 @@ private:
             body.size = piece.size();
             const bool isEnough = parse(parser);
             if (body.size < piece.size()) {
-                exchange.receive({piece.data(), piece.size() - body.size});
+                const std::string_view received(piece.data(), piece.size() - body.size);
+                if (recorder != nullptr)
+                    recorder->received(received);
+                exchange.receive(received);
                 client_.setBodyMemory(exchange.memory());
             }
             if (!isEnough && !co_await client_.receiveMore())
@@ -269,13 +285,19 @@ private:
 
     /// Gives whether the whole response was sent. The response to HEAD has a Content-Length and no body (RFC 9110,
     /// section 9.3.2).
-    awaitable<bool> send(Response response, bool hasNoBody) {
-        if (response.transmission)
-            co_return co_await sendOtherwise(std::move(response));
-        client_.enter(Phase::Response);
+    awaitable<bool> send(Response response, bool hasNoBody, const RequestLog& line) {
+        keepAlive_ = keepAlive_ && !response.events;
         std::string header = headerSection(response, keepAlive_);
+        if (line.recorder)
+            line.recorder->responding(response, header, hasNoBody && !response.transmission, line);
+        if (response.transmission)
+            co_return co_await sendOtherwise(std::move(response), std::move(header));
+        client_.enter(Phase::Response);
         if (hasNoBody) {
             co_await client_.send(header);
+        } else if (response.events) {
+            co_await client_.send(header);
+            co_await sendEvents(client_, *response.events);
         } else if (response.file) {
             client_.setBodyMemory(0);
             co_await client_.send(header);
@@ -294,8 +316,7 @@ private:
     }
 
     /// The header fields do not announce that the connection ends afterwards.
-    awaitable<bool> sendOtherwise(Response response) {
-        std::string header = headerSection(response, keepAlive_);
+    awaitable<bool> sendOtherwise(Response response, std::string header) {
         if (response.transmission->cut || !keepsFraming(*response.transmission))
             keepAlive_ = false;
         return transmit(client_, *server_->timers, std::move(response), std::move(header), server_->piece);

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "WebService/Http/Request.h"
+#include "WebService/Http/RequestRecorder.h"
 #include "WebService/Http/Response.h"
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace webservice {
@@ -53,6 +55,14 @@ public:
     /// Stores what exchanges have changed since beginGroup(). Nothing that follows from it has been sent before. An
     /// exception becomes the error of every request of the group.
     virtual void endGroup() {}
+
+    /// Called before begin(), and for a request that is malformed instead of it. Gives what notes the request of this
+    /// client, "127.0.0.1:40000"; null where nothing does.
+    virtual std::unique_ptr<RequestRecorder> record(const Request& request, const std::string& peer) {
+        static_cast<void>(request);
+        static_cast<void>(peer);
+        return nullptr;
+    }
 
     /// The response for an error. The request has as much as could be parsed.
     virtual Response errorFor(const Request& request, const RequestError& error) const {

@@ -47,7 +47,8 @@ std::string headerSection(const Response& response, bool keepAlive) {
     };
     for (const auto& [name, value] : response.headers)
         add(name, value);
-    add("Content-Length", std::to_string(response.length()));
+    if (!response.events)
+        add("Content-Length", std::to_string(response.length()));
     if (!keepAlive)
         add("Connection", "close");
     if (response.transmission) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "WebService/Common/RequestError.h"
+#include "WebService/Http/EventSource.h"
 #include "WebService/Http/FileSlice.h"
 #include "WebService/Http/Transmission.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -19,7 +21,9 @@ struct Response {
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
     std::optional<FileSlice> file;                              // instead of `body`
+    std::shared_ptr<EventSource> events = nullptr;              // instead of both: the end of the connection ends it
     std::shared_ptr<const Transmission> transmission = nullptr; // where it is not sent in the usual way
+    std::optional<std::size_t> fault = std::nullopt;            // the place of the fault that was applied to it
 
     std::uint64_t length() const { return file ? file->length : body.size(); }
 };

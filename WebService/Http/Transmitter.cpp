@@ -1,5 +1,7 @@
 #include "WebService/Http/Transmitter.h"
 
+#include <boost/asio/this_coro.hpp>
+
 #include <algorithm>
 #include <limits>
 
@@ -106,6 +108,22 @@ awaitable<bool> transmit(ClientSocket& client, Timers& timers, Response response
         co_await transmitter.end(*transmission.cut);
     client.setBodyMemory(0);
     co_return transmitter.isWhole();
+}
+
+awaitable<void> sendEvents(ClientSocket& client, EventSource& events) {
+    const auto timers = realTimers(co_await boost::asio::this_coro::executor);
+    events.wake = [&client] { client.wake(); };
+    while (true) {
+        const auto now = EventSource::Clock::now();
+        const std::string bytes = events.take(now);
+        if (bytes.empty()) {
+            client.enter(Phase::Held);
+            co_await client.wait(*timers, events.idleTime(now));
+        } else {
+            client.enter(Phase::Response);
+            co_await client.send(bytes);
+        }
+    }
 }
 
 } // namespace webservice

@@ -17,4 +17,7 @@ namespace webservice {
 boost::asio::awaitable<bool> transmit(ClientSocket& client, Timers& timers, Response response, std::string header,
                                       std::vector<char>& piece);
 
+/// Sends what the source gives until the client disconnects, which is thrown as Disconnected.
+boost::asio::awaitable<void> sendEvents(ClientSocket& client, EventSource& events);
+
 } // namespace webservice

@@ -139,6 +139,14 @@ std::vector<std::string> Database::statements() const {
     return texts;
 }
 
+void Database::observeChanges(ChangeObserver observer) {
+    observer_ = std::move(observer);
+    const auto call = [](void* self, int, const char*, const char* table, sqlite3_int64 row) {
+        static_cast<Database*>(self)->observer_(table, row);
+    };
+    sqlite3_update_hook(db_, observer_ ? +call : nullptr, this);
+}
+
 int Database::changes() const {
     return sqlite3_changes(db_);
 }

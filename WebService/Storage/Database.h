@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -121,6 +122,12 @@ public:
     /// caller that finds the database locked tries again, for as long as `busyTimeout`.
     void shortenBusyTimeout();
 
+    /// Calls the function for every row that is added, changed or removed from now on, before it is committed; nothing
+    /// calls it for a table without row numbers, nor when all rows of a table are removed at once
+    /// (sqlite3_update_hook). It must not use the database. An empty function ends that.
+    using ChangeObserver = std::function<void(std::string_view table, std::int64_t row)>;
+    void observeChanges(ChangeObserver observer);
+
 private:
     friend class Transaction;
     Query start(Sql sql);
@@ -128,6 +135,7 @@ private:
     bool isInTransaction() const;
 
     sqlite3* db_ = nullptr;
+    ChangeObserver observer_;
     std::chrono::milliseconds busyTimeout_;
     std::chrono::steady_clock::time_point lockedUntil_;       // at the least: it was found locked just before
     std::unordered_map<const char*, sqlite3_stmt*> prepared_; // by the address of the literal

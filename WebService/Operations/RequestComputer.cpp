@@ -1,4 +1,4 @@
-#include "WebService/RequestComputer.h"
+#include "WebService/Operations/RequestComputer.h"
 
 #include "WebService/Operations/Record.h"
 
@@ -32,14 +32,14 @@ Text textOf(const boost::json::object& body, const char* key) {
     return value->is_string() ? std::string(value->get_string()) : boost::json::serialize(*value);
 }
 
-Text referred(State& state, const Reference& reference, std::string_view id) {
-    Query row = state.db.query(reference.query, decimal(id).value_or(-1));
+Text referred(Database& db, const Reference& reference, std::string_view id) {
+    Query row = db.query(reference.query, decimal(id).value_or(-1));
     return row.next() ? Text(row.text(0)) : std::nullopt;
 }
 
 } // namespace
 
-std::optional<std::string> computerOf(State& state, const Request& request, const boost::json::value* body) {
+std::optional<std::string> computerOf(Database& db, const Request& request, const boost::json::value* body) {
     if (body != nullptr && body->is_array() && !body->get_array().empty())
         body = &body->get_array().front();
     const boost::json::object none;
@@ -50,9 +50,9 @@ std::optional<std::string> computerOf(State& state, const Request& request, cons
     }
     for (const Reference& reference : references) {
         if (const Text id = textOf(members, reference.key))
-            return referred(state, reference, *id);
+            return referred(db, reference, *id);
         if (const auto id = request.header(reference.key))
-            return referred(state, reference, *id);
+            return referred(db, reference, *id);
     }
     return std::nullopt;
 }

@@ -1,0 +1,4 @@
+"use strict";
+fetch("/api/service").then(response => response.text()).then(text => {
+    document.getElementById("service").textContent = text;
+});
