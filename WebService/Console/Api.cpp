@@ -1,9 +1,11 @@
 #include "WebService/Console/Api.h"
 
 #include "WebService/Common/WireName.h"
+#include "WebService/Console/Actions.h"
 #include "WebService/Console/ConsoleFiles.h"
 #include "WebService/Console/RequestList.h"
 #include "WebService/Console/StateLists.h"
+#include "WebService/Console/Tables.h"
 #include "WebService/Operations/Record.h"
 
 #include <algorithm>
@@ -39,7 +41,17 @@ constexpr std::array routes = {
     ApiRoute{"GET", "/api/requests/{}", false, &showRequest},
     ApiRoute{"GET", "/api/service", true, &showService},
     ApiRoute{"GET", "/api/computers", true, &listComputers},
+    ApiRoute{"POST", "/api/computers/{}/clear", true, &clearComputer},
     ApiRoute{"GET", "/api/items", true, &listItems},
+    ApiRoute{"POST", "/api/items/{}/withdraw", true, &withdrawItem},
+    ApiRoute{"POST", "/api/items/{}/offer", true, &offerItem},
+    ApiRoute{"GET", "/api/users", true, &listUsers},
+    ApiRoute{"GET", "/api/files", true, &listFiles},
+    ApiRoute{"GET", "/api/file-requests", true, &listFileRequests},
+    ApiRoute{"GET", "/api/transfers", true, &listTransfers},
+    ApiRoute{"GET", "/api/mails", true, &listMails},
+    ApiRoute{"GET", "/api/errors", true, &listErrors},
+    ApiRoute{"POST", "/api/reset", true, &resetService},
 };
 
 /// What the variable of the pattern stands for, empty where it has none; nothing where the path is another one.

@@ -2,6 +2,7 @@
 
 #include "WebService/Common/WireName.h"
 #include "WebService/Console/RequestRecord.h"
+#include "WebService/Console/ShellCommand.h"
 
 #include <algorithm>
 #include <limits>
@@ -79,6 +80,11 @@ Work<Response> showRequest(ApiParts parts, ApiCall call) {
     boost::json::object all = parts.console.summary(*entry);
     all["request"] = messageJson(entry->request, entry->request.header);
     all["response"] = messageJson(entry->response, withoutStatusLine(entry->response.header));
+    const auto orNull = [](const std::optional<std::string>& text) {
+        return text ? boost::json::value(textOf(*text)) : boost::json::value();
+    };
+    all["curl"] = orNull(curlCommand(*entry, call.address));
+    all["call"] = orNull(callCommand(*entry));
     co_return jsonResponse(200, boost::json::serialize(all));
 }
 

@@ -3,6 +3,7 @@
 #include "WebService/Common/Log.h"
 #include "WebService/Common/WireName.h"
 
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -223,6 +224,29 @@ void OutboxLedger::postpone(const Upload& upload) {
 void OutboxLedger::acknowledge(const Upload& upload) {
     db_.run("UPDATE uploads SET state = 'acknowledged' WHERE id = ?1 AND state = 'pending'", upload.id);
     db_.run("DELETE FROM offers WHERE computer = ?1 AND upload = ?2", upload.computer, upload.id);
+}
+
+void OutboxLedger::withdraw(const Upload& upload) {
+    db_.run("UPDATE uploads SET state = 'withdrawn' WHERE id = ?1 AND state = 'pending'", upload.id);
+}
+
+std::optional<Upload> OutboxLedger::present(std::string_view computer, std::string_view name) {
+    const auto item = known(computer, name);
+    return item ? find(item->upload) : std::nullopt;
+}
+
+std::int64_t OutboxLedger::offerAgain(const Upload& upload) {
+    const std::int64_t id = queue(upload.computer, upload.name, upload.isFile, lastPosition(upload.computer) + 1);
+    db_.run("UPDATE outbox SET upload = ?3 WHERE computer = ?1 AND name = ?2", upload.computer, upload.name, id);
+    return id;
+}
+
+std::optional<OutboxLedger::Placed> OutboxLedger::lastPending(std::string_view computer,
+                                                              std::optional<std::int64_t> before) {
+    Query row = db_.query("SELECT id, computer, name, is_file, state, tainted, position FROM uploads WHERE "
+                          "computer = ?1 AND state = 'pending' AND position < ?2 ORDER BY position DESC LIMIT 1",
+                          computer, before.value_or(std::numeric_limits<std::int64_t>::max()));
+    return row.next() ? std::optional(Placed{.upload = readUpload(row), .position = row.integer(6)}) : std::nullopt;
 }
 
 std::int64_t OutboxLedger::count(const char* state, const std::optional<std::string>& computer) {

@@ -77,6 +77,23 @@ public:
     /// Marks a pending upload as received. An upload that is not pending stays as it is.
     void acknowledge(const Upload& upload);
 
+    /// Withdraws a pending upload whose item stays in the outbox.
+    void withdraw(const Upload& upload);
+
+    /// The upload of the item that the outbox has under the name, pending or not; nil when it has none.
+    std::optional<Upload> present(std::string_view computer, std::string_view name);
+
+    /// Makes a new upload, at the end of the queue, of the item that an upload stands for that is not pending. Gives
+    /// its identifier.
+    std::int64_t offerAgain(const Upload& upload);
+
+    /// The last pending upload of the computer, or the last one before a position in the queue.
+    struct Placed {
+        Upload upload;
+        std::int64_t position = 0;
+    };
+    std::optional<Placed> lastPending(std::string_view computer, std::optional<std::int64_t> before);
+
     /// How many uploads are in the state, of one computer or of all.
     std::int64_t count(const char* state, const std::optional<std::string>& computer);
 

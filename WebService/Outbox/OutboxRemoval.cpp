@@ -31,14 +31,9 @@ bool isFolder(const std::filesystem::path& path) {
     return std::filesystem::symlink_status(path, error).type() == std::filesystem::file_type::directory;
 }
 
-} // namespace
-
 /// A folder in the folder is moved out of it before it is emptied in its turn, so that no path gets long, however
 /// deeply the folders are nested.
-Work<> removeFromOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::string relative) {
-    std::vector<std::filesystem::path> waiting;
-    if (std::string aside = incoming.newPath(); outbox.moveOut(relative, aside))
-        waiting.emplace_back(std::move(aside));
+Work<> removeAll(std::vector<std::filesystem::path> waiting, IncomingFolder& incoming, std::string shown) {
     std::error_code error;
     while (!waiting.empty() && !error) {
         const std::filesystem::path next = waiting.back();
@@ -59,7 +54,28 @@ Work<> removeFromOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std:
         co_await pause();
     }
     if (error)
-        logLine("cannot remove all of " + relative + ": " + error.message());
+        logLine("cannot remove all of " + shown + ": " + error.message());
+}
+
+} // namespace
+
+Work<> removeFromOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::string relative) {
+    std::vector<std::filesystem::path> aside;
+    if (std::string path = incoming.newPath(); outbox.moveOut(relative, path))
+        aside.emplace_back(std::move(path));
+    co_await removeAll(std::move(aside), incoming, std::move(relative));
+}
+
+Work<> emptyOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::vector<std::filesystem::path> aside) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(outbox.path(), error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (std::string path = incoming.newPath(); outbox.moveOut(entry->path().filename().native(), path))
+            aside.emplace_back(std::move(path));
+    }
+    if (error)
+        logLine("cannot read the outbox: " + error.message());
+    co_await removeAll(std::move(aside), incoming, "what was reset");
 }
 
 } // namespace webservice

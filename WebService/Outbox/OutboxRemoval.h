@@ -4,7 +4,9 @@
 #include "WebService/Outbox/OutboxTree.h"
 #include "WebService/Storage/IncomingFile.h"
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
 namespace webservice {
 
@@ -12,5 +14,8 @@ namespace webservice {
 /// whole; a folder's contents are then removed one by one. `relative` is a path in the outbox, "COMPUTER/Docs". An
 /// error is logged; what is left over is removed at the next start.
 Work<> removeFromOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::string relative);
+
+/// Removes everything that the outbox has, and the files and folders that are `aside` already, in the same way.
+Work<> emptyOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::vector<std::filesystem::path> aside);
 
 } // namespace webservice

@@ -108,4 +108,10 @@ bool OutboxTree::moveOut(std::string_view relative, const std::string& to) const
     return false;
 }
 
+bool OutboxTree::removeEmptyFolder(std::string_view relative) const {
+    std::string last;
+    const Descriptor parent = openParent(relative, last);
+    return parent && ::unlinkat(parent.get(), last.c_str(), AT_REMOVEDIR) == 0;
+}
+
 } // namespace webservice

@@ -57,6 +57,9 @@ public:
     /// Throws std::system_error.
     bool moveOut(std::string_view relative, const std::string& to) const;
 
+    /// Removes a folder with nothing in it; false where there is something in it or no such folder.
+    bool removeEmptyFolder(std::string_view relative) const;
+
 private:
     Descriptor openParent(std::string_view relative, std::string& last, bool makeMissing = false) const;
 

@@ -82,4 +82,10 @@ void Cloud::link(std::int64_t id, const std::string& path) const {
     std::filesystem::create_hard_link(contentPath(id), path);
 }
 
+void Cloud::moveOut(const std::string& to) const {
+    std::filesystem::create_directories(directory_);
+    std::filesystem::rename(directory_, to);
+    std::filesystem::create_directories(directory_);
+}
+
 } // namespace webservice

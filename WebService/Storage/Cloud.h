@@ -42,6 +42,9 @@ public:
     /// Gives the content another name, a hard link at `path`. Throws std::system_error.
     void link(std::int64_t id, const std::string& path) const;
 
+    /// Moves all contents away, into the new folder `to` on the same file system. Throws std::system_error.
+    void moveOut(const std::string& to) const;
+
 private:
     std::string contentPath(std::int64_t id) const;
 
