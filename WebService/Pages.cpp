@@ -2,6 +2,7 @@
 
 #include "WebService/OpenApiDocument.h"
 #include "WebService/Operations/Record.h"
+#include "WebService/Operations/Registration.h"
 #include "WebService/SlicedExchange.h"
 
 #include <algorithm>
@@ -51,6 +52,10 @@ Response activate(State& state, const Parameter& code) {
     return jsonResponse(200, boost::json::serialize(done()));
 }
 
+Response password(State& state, const Parameter& code) {
+    return jsonResponse(200, boost::json::serialize(newPassword(code.value_or(""), state.db)));
+}
+
 Response openApi(State&, const Parameter&) {
     return jsonResponse(200, std::string(openApiDocument()));
 }
@@ -62,8 +67,8 @@ struct Page {
 };
 
 constexpr std::array pages = {
-    Page{"/status", "computer", &status}, Page{"/mails", "to", &mails},        Page{"/errors", "computer", &errors},
-    Page{"/activate", "code", &activate}, Page{"/openapi.json", "", &openApi},
+    Page{"/status", "computer", &status}, Page{"/mails", "to", &mails},         Page{"/errors", "computer", &errors},
+    Page{"/activate", "code", &activate}, Page{"/password", "code", &password}, Page{"/openapi.json", "", &openApi},
 };
 
 class PageExchange : public SlicedExchange {

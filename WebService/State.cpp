@@ -19,7 +19,7 @@ Descriptor lockFolder(const std::string& directory) {
     return lock;
 }
 
-/// The state holds passwords, so it is its owner's alone.
+/// The state holds hashes of passwords and mailed links, so it is its owner's alone.
 Descriptor privateFile(const std::string& path) {
     Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!file)

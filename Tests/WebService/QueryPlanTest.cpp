@@ -48,7 +48,7 @@ protected:
         post("Downloads.svc/UpdateBSFileDeleted", R"({"DeleteRequestID":"1"})");
         post("UpdateSystemTime.svc/UpdateComputerStatus", R"({"ComputerID":"2","VersionNumber":"1.2"})");
         post("Registration.svc/SendPasswordToMailID", R"({"MailID":"ann@example.org"})");
-        for (const char* page : {"/status", "/status?computer=7", "/mails?to=ann@example.org", "/activate?code=x"})
+        for (const char* page : {"/status", "/status?computer=7", "/mails?to=ann@example.org", "/activate?code=x", "/password?code=x"})
             request("GET", page);
     }
 };

@@ -2,6 +2,7 @@
 
 #include "Support/TestState.h"
 
+#include <regex>
 #include <set>
 
 namespace webservice::test {
@@ -88,15 +89,51 @@ TEST_F(Registration, IsNotActivatedByAnythingElse) {
     EXPECT_EQ(page("/mails"), "[]");
 }
 
-TEST_F(Registration, NotesAMailWithThePassword) {
+TEST_F(Registration, NotesAMailWithALinkToANewPasswordThatWorksOnce) {
     call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
-    expect("Registration.svc/SendPasswordToMailID", R"({"MailID":"ann@example.org"})",
-           R"({"ReturnStatus":"0","ReturnMsg":"The mail has been noted.","error":null})");
-    EXPECT_NE(page("/mails").find(R"("to":"ann@example.org","subject":"Your password","body":"secret")"),
-              std::string::npos);
+    for (int i = 0; i < 2; ++i)
+        expect("Registration.svc/SendPasswordToMailID", R"({"MailID":"ann@example.org"})",
+               R"({"ReturnStatus":"0","ReturnMsg":"The mail has been noted.","error":null})");
+    const auto mails = boost::json::parse(page("/mails"));
+    ASSERT_EQ(mails.as_array().size(), 2U);
+    EXPECT_EQ(mails.at(0).at("subject").as_string(), "Your password");
+    const std::string earlier(mails.at(0).at("body").as_string());
+    const std::string link(mails.at(1).at("body").as_string());
+    EXPECT_TRUE(std::regex_match(link, std::regex("/password\\?code=[0-9a-f]{32}"))) << link;
+    EXPECT_NE(earlier, link);
+    EXPECT_EQ(request("GET", earlier).status, 404) << "the later link has taken its place";
+
+    // Until the link is used, the password stays.
+    expect("Registration.svc/VerifyAndRegisterUserFromTool", ann,
+           R"({"ReturnStatus":"0","ReturnVal":"Verified","UserID":"1","CloudComputerID":"1","error":null})");
+    const std::string password = field(page(link), "Password");
+    EXPECT_EQ(password.size(), 32U);
+    expect("Registration.svc/VerifyAndRegisterUserFromTool",
+           R"({"MailID":"ann@example.org","Password":")" + password + "\"}",
+           R"({"ReturnStatus":"0","ReturnVal":"Verified","UserID":"1","CloudComputerID":"1","error":null})");
+    expectRefusal("Registration.svc/VerifyAndRegisterUserFromTool", ann, "WrongPassword",
+                  "the password of ann@example.org is another one");
+    EXPECT_EQ(request("GET", link).status, 404);
+    for (const char* none : {"/password", "/password?code=", "/password?code=%"})
+        EXPECT_EQ(request("GET", none).status, 404) << none;
     EXPECT_EQ(page("/mails?to=bob@example.org"), "[]");
     expectRefusal("Registration.svc/SendPasswordToMailID", R"({"MailID":"bob@example.org"})", "UnknownUser",
                   "nobody has registered with bob@example.org");
+}
+
+TEST_F(Registration, LeavesNoPasswordInAnyFile) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool",
+         R"({"MailID":"ann@example.org","Password":"a password to look for"})");
+    call("Registration.svc/VerifyAndRegisterUserFromTool",
+         R"({"MailID":"ann@example.org","Password":"a password to look for, wrong"})");
+    call("Registration.svc/SendPasswordToMailID", R"({"MailID":"ann@example.org"})");
+    std::size_t withAddress = 0;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(folder.path("data"))) {
+        const std::string content = file.is_regular_file() ? contentOf(file.path()) : "";
+        withAddress += content.find("ann@example.org") != std::string::npos ? 1 : 0;
+        EXPECT_EQ(content.find("a password to look for"), std::string::npos) << file.path();
+    }
+    EXPECT_GE(withAddress, 1U) << "what was registered is in one of the files";
 }
 
 TEST_F(Registration, KeepsPasswordsFromOtherUsersOfTheMachine) {
@@ -149,7 +186,7 @@ TEST_F(Registration, StoresTheNamesOfAUser) {
     Query row = state->db.query("SELECT mail, password, first_name, last_name, nick_name FROM users");
     ASSERT_TRUE(row.next());
     EXPECT_EQ(row.text(0), "ann@example.org");
-    EXPECT_EQ(row.text(1), "secret");
+    EXPECT_EQ(row.text(1).substr(0, 16), "scrypt-4096-8-1$");
     EXPECT_EQ(row.text(2), "Ann");
     EXPECT_EQ(row.text(3), "Lee");
     EXPECT_EQ(row.text(4), "annie");

@@ -4,8 +4,11 @@
 
 #include "Support/TemporaryFolder.h"
 #include "WebService/Outbox/OutboxLedger.h"
+#include "WebService/Storage/PasswordHash.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 namespace webservice {
 
@@ -27,6 +30,91 @@ TEST(AStateOfTheFirstVersion, IsBroughtToThePresentOne) {
     EXPECT_EQ(row.text(0), "\\a");
     EXPECT_EQ(row.integer(1), 0);
     EXPECT_EQ(OutboxLedger(db).count("acknowledged", "7"), 1);
+}
+
+namespace {
+
+constexpr const char* oldPassword = "a password of version three";
+
+/// A state of version 3 with a user and a mail that has the password, as its process left it.
+void makeVersionThree(const std::string& path) {
+    StateDatabase db(path);
+    db.script("DROP INDEX users_by_password_code; ALTER TABLE users DROP COLUMN password_code;"
+              "INSERT INTO users (mail, password, code) VALUES ('ann@example.org', 'a password of version three', 'c');"
+              "INSERT INTO mails (sent_at, recipient, subject, body) VALUES "
+              "('2024-03-01T09:30:00.123Z', 'ann@example.org', 'Your password', 'a password of version three');"
+              "INSERT INTO mails (sent_at, recipient, subject, body) VALUES "
+              "('2024-03-01T09:30:00.123Z', 'ann@example.org', 'Activate your account', '/activate?code=c');"
+              "PRAGMA user_version = 3");
+}
+
+std::int64_t versionOf(Database& db) {
+    Query version = db.query("PRAGMA user_version");
+    EXPECT_TRUE(version.next());
+    return version.integer(0);
+}
+
+bool hasOldPassword(const test::TemporaryFolder& folder) {
+    bool isFound = false;
+    for (const auto& file : std::filesystem::directory_iterator(folder.path()))
+        isFound = isFound || test::contentOf(file.path()).find(oldPassword) != std::string::npos;
+    return isFound;
+}
+
+} // namespace
+
+TEST(AStateWithPasswords, KeepsTheirHashesAndNoTraceOfThem) {
+    const test::TemporaryFolder folder;
+    makeVersionThree(folder.path("state.db").string());
+    ASSERT_TRUE(hasOldPassword(folder));
+    StateDatabase db(folder.path("state.db").string());
+    EXPECT_EQ(versionOf(db), 5);
+    EXPECT_FALSE(hasOldPassword(folder)) << "while the state is in use";
+    Query user = db.query("SELECT password FROM users");
+    ASSERT_TRUE(user.next());
+    EXPECT_TRUE(isPasswordOf(user.text(0), oldPassword));
+    EXPECT_FALSE(isPasswordOf(user.text(0), "a password of version four"));
+    Query mail = db.query("SELECT body FROM mails ORDER BY id");
+    ASSERT_TRUE(mail.next());
+    EXPECT_EQ(mail.text(0), "This password was mailed before passwords were kept as hashes; it has been removed.");
+    ASSERT_TRUE(mail.next());
+    EXPECT_EQ(mail.text(0), "/activate?code=c");
+}
+
+TEST(AStateWithPasswords, ThatAnotherProcessReadsIsErasedAtTheNextStart) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder.path("state.db").string();
+    makeVersionThree(path);
+    {
+        Database reader(path);
+        Query row = reader.query("SELECT id FROM mails ORDER BY id");
+        ASSERT_TRUE(row.next());
+        StateDatabase db(path, std::chrono::milliseconds(1));
+        EXPECT_EQ(versionOf(db), 4);
+    }
+    StateDatabase db(path);
+    EXPECT_EQ(versionOf(db), 5);
+    EXPECT_FALSE(hasOldPassword(folder));
+}
+
+TEST(AStateOfALaterVersion, IsRefused) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder.path("state.db").string();
+    StateDatabase(path).script("PRAGMA user_version = 6");
+    EXPECT_THROW(StateDatabase{path}, DatabaseError);
+}
+
+TEST(AHashOfAPassword, IsAnotherOneEachTime) {
+    const std::string hash = passwordHash("secret");
+    EXPECT_NE(hash, passwordHash("secret"));
+    EXPECT_TRUE(isPasswordOf(hash, "secret"));
+    EXPECT_FALSE(isPasswordOf(hash, "Secret"));
+    EXPECT_FALSE(isPasswordOf(hash, ""));
+    EXPECT_FALSE(isPasswordOf(hash.substr(0, hash.size() - 1), "secret"));
+    for (const char* none : {"", "secret", "scrypt-4096-8-1$", "scrypt-4096-8-1$00"})
+        EXPECT_FALSE(isPasswordOf(none, "secret")) << none;
+    EXPECT_TRUE(isPasswordOf(passwordHash(std::string("a\0b", 3)), std::string_view("a\0b", 3)));
+    EXPECT_FALSE(isPasswordOf(passwordHash(std::string("a\0b", 3)), "a"));
 }
 
 } // namespace webservice

@@ -9,7 +9,7 @@ namespace {
 User readUser(const Query& row) {
     return {.id = row.integer(0),
             .mail = row.text(1),
-            .password = row.text(2),
+            .passwordHash = row.text(2),
             .code = row.text(3),
             .isActivated = row.integer(4) != 0};
 }

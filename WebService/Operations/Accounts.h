@@ -16,7 +16,7 @@ namespace webservice {
 struct User {
     std::int64_t id = 0;
     std::string mail;
-    std::string password;
+    std::string passwordHash;
     std::string code; // proves, in a mail, that the address is the user's
     bool isActivated = false;
 };

@@ -1,11 +1,8 @@
 #include "WebService/Operations/Registration.h"
 
-#include "WebService/Common/Descriptor.h"
 #include "WebService/Operations/Accounts.h"
+#include "WebService/Storage/PasswordHash.h"
 
-#include <sys/random.h>
-
-#include <array>
 #include <cstdint>
 #include <string>
 
@@ -13,18 +10,7 @@ namespace webservice {
 
 namespace {
 
-/// 32 random hexadecimal digits, from the kernel.
-std::string randomCode() {
-    std::array<std::uint8_t, 16> bytes{};
-    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
-        throwErrno("cannot get random bytes");
-    std::string code;
-    for (const std::uint8_t byte : bytes) {
-        code += "0123456789abcdef"[byte >> 4];
-        code += "0123456789abcdef"[byte & 15];
-    }
-    return code;
-}
+constexpr std::size_t codeSize = 16; // in bytes
 
 std::int64_t cloudComputer(Database& db, std::int64_t user) {
     Query row = db.query("SELECT id FROM computers WHERE user = ?1 AND is_cloud", user);
@@ -54,7 +40,7 @@ boost::json::object verifyAndRegisterUserFromTool(const Record& request, Databas
     const std::string mail = request.text("MailID");
     const std::string password = request.text("Password");
     if (const auto known = findUserByMail(db, mail)) {
-        if (known->password != password)
+        if (!isPasswordOf(known->passwordHash, password))
             throw RequestError("WrongPassword", "the password of " + mail + " is another one");
         return userResponse(db, "Verified", known->id);
     }
@@ -63,8 +49,8 @@ boost::json::object verifyAndRegisterUserFromTool(const Record& request, Databas
         throw RequestError("BadMail", mail + " is not a mail address");
     db.run("INSERT INTO users (mail, password, first_name, last_name, nick_name, code) "
            "VALUES (?1, ?2, ?3, ?4, ?5, ?6)",
-           mail, password, request.optional("FirstName"), request.optional("LastName"), request.optional("NickName"),
-           randomCode());
+           mail, passwordHash(password), request.optional("FirstName"), request.optional("LastName"),
+           request.optional("NickName"), randomDigits(codeSize));
     const std::int64_t user = db.lastId();
     db.run("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (?1, '', 1)", user);
     return userResponse(db, "Registered", user);
@@ -98,8 +84,21 @@ boost::json::object sendPasswordToMailID(const Record& request, Database& db) {
     const auto user = findUserByMail(db, request.text("MailID"));
     if (!user)
         throw RequestError("UnknownUser", "nobody has registered with " + request.text("MailID"));
-    recordMail(db, user->mail, "Your password", user->password);
+    const std::string code = randomDigits(codeSize);
+    db.run("UPDATE users SET password_code = ?2 WHERE id = ?1", user->id, code);
+    recordMail(db, user->mail, "Your password", "/password?code=" + code);
     return mailResponse();
+}
+
+boost::json::object newPassword(std::string_view code, Database& db) {
+    const std::string password = randomDigits(codeSize);
+    if (db.run("UPDATE users SET password = ?2, password_code = NULL WHERE password_code = ?1", code,
+               passwordHash(password)) == 0)
+        throw RequestError("UnknownCode", "there is no user with this code, or it has been used", 404);
+    boost::json::object response = success();
+    response["Password"] = password;
+    response["error"] = nullptr;
+    return response;
 }
 
 } // namespace webservice

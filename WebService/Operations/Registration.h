@@ -3,6 +3,8 @@
 #include "WebService/Operations/Record.h"
 #include "WebService/Storage/Database.h"
 
+#include <string_view>
+
 namespace webservice {
 
 // Registration.svc: users and their computers. No mail is sent; mails are recorded and can be read with GET /mails.
@@ -20,7 +22,12 @@ boost::json::object sendActivationMail(const Record& request, Database& db);
 /// "ReturnVal" is "True" once the user has been activated, "False" before.
 boost::json::object checkUserMailActivationStatus(const Record& request, Database& db);
 
-/// Records a mail with the user's password.
+/// Records a mail with a link that gives the user a new password (GET /password?code=…): the present one is not known.
+/// It takes the place of an earlier link.
 boost::json::object sendPasswordToMailID(const Record& request, Database& db);
+
+/// Gives the user whose link has the code a new, random password, "Password". The link works once. RequestError
+/// "UnknownCode" with status 404.
+boost::json::object newPassword(std::string_view code, Database& db);
 
 } // namespace webservice

@@ -1,7 +1,12 @@
 #include "WebService/Storage/Schema.h"
 
+#include "WebService/Storage/PasswordHash.h"
+
 #include <array>
+#include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace webservice {
 
@@ -202,7 +207,39 @@ CREATE INDEX computers_by_version ON computers (version);
 PRAGMA user_version = 3;
 )sql";
 
-constexpr std::array versions = {version1, version2, version3};
+/// Version 4: passwords are hashed, and a mailed link stands for a new one. `password_code` is that of the latest link,
+/// until it is used.
+constexpr Sql version4 = R"sql(
+ALTER TABLE users ADD COLUMN password_code TEXT;
+CREATE UNIQUE INDEX users_by_password_code ON users (password_code) WHERE password_code IS NOT NULL;
+UPDATE mails SET body = 'This password was mailed before passwords were kept as hashes; it has been removed.'
+    WHERE subject = 'Your password';
+PRAGMA user_version = 4;
+)sql";
+
+constexpr std::array versions = {version1, version2, version3, version4};
+
+/// Version 5 has the same tables as version 4: in the file of a database that once had passwords, none are left in
+/// places that are not used any more.
+constexpr std::size_t passwordsHashed = 4;
+constexpr std::size_t passwordsErased = 5;
+
+void hashPasswords(Database& db) {
+    std::vector<std::pair<std::int64_t, std::string>> passwords;
+    for (Query row = db.query("SELECT id, password FROM users"); row.next();)
+        passwords.emplace_back(row.integer(0), row.text(1));
+    for (const auto& [user, password] : passwords)
+        db.run("UPDATE users SET password = ?2 WHERE id = ?1", user, passwordHash(password));
+}
+
+/// Writes the whole file anew (VACUUM) and overwrites it with that. Where another process reads the old file just now,
+/// that is done at the next start.
+void eraseOldPasswords(Database& db) {
+    db.script("VACUUM");
+    Query checkpoint = db.query("PRAGMA wal_checkpoint(TRUNCATE)");
+    if (checkpoint.next() && checkpoint.integer(0) == 0)
+        db.script("PRAGMA user_version = 5");
+}
 
 } // namespace
 
@@ -214,13 +251,19 @@ void prepareSchema(Database& db) {
         version.next();
         present = static_cast<std::size_t>(version.integer(0));
     }
-    if (present > versions.size())
+    if (present > passwordsErased)
         throw DatabaseError("the state has schema version " + std::to_string(present) + ", later than " +
-                            std::to_string(versions.size()));
+                            std::to_string(passwordsErased));
     for (std::size_t next = present; next < versions.size(); ++next) {
         db.script(versions.at(next));
+        if (next + 1 == passwordsHashed)
+            hashPasswords(db);
     }
+    if (present == 0)
+        db.script("PRAGMA user_version = 5");
     transaction.commit();
+    if (present != 0 && present < passwordsErased)
+        eraseOldPasswords(db);
 }
 
 } // namespace webservice
