@@ -13,7 +13,7 @@ function __quenmark_candidates
         case files folders
             # What fish completes for a command that it does not know are paths.
             for candidate in (complete --do-complete "__quenmark_paths $path")
-                if test "$lines[1]" = files || string match --quiet '*/' $candidate
+                if test "$lines[1]" = files || string match --quiet --regex '/(\t|$)' $candidate
                     printf '%s%s\n' "$option" $candidate
                 end
             end
