@@ -141,6 +141,12 @@ TEST_F(TheChecksOfTheTemporaryArea, AreAFailureWhereTheServiceRefusesIt) {
     EXPECT_EQ(check(), "failure|temporary area|" + area + " is no folder|Move away what is there\n");
 }
 
+TEST_F(TheChecksOfTheTemporaryArea, AreAFailureWhereItCannotBeLookedAt) {
+    std::string text;
+    TestSupport::runWithFailingCalls({SYS_newfstatat}, EACCES, [&] { text = checks(); });
+    EXPECT_EQ(text, "failure|temporary area|" + area + ": Permission denied|Set TMPDIR for the service\n");
+}
+
 TEST_F(TheChecksOfTheTemporaryArea, AreAWarningWhereOthersMayLookIntoIt) {
     ::chmod(area.c_str(), 0755);
     EXPECT_EQ(check(), "warning|temporary area|" + area +

@@ -1,6 +1,7 @@
 // What setup takes from a person or a file.
 
 #include "Platform/Secret.h"
+#include "Support/FailingCalls.h"
 #include "Support/TemporaryDirectory.h"
 #include "Tools/Failure.h"
 #include "Tools/Setup/InputChecks.h"
@@ -10,7 +11,10 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 namespace ToolTest {
 
@@ -94,6 +98,9 @@ TEST_F(APassword, ComesThroughAPipe) {
     ASSERT_EQ(::write(writer, std::string(2000, 'x').data(), 2000), 2000);
     EXPECT_EQ(passwordIn(path), "65 the password of --password-file " + path + " is longer than 1024 bytes");
     ::close(writer);
+    std::string text;
+    TestSupport::runWithFailingCalls({SYS_openat}, EACCES, [&] { text = passwordIn(path); });
+    EXPECT_EQ(text, "66 --password-file " + path + ": cannot be read");
 }
 
 } // namespace ToolTest

@@ -127,6 +127,21 @@ TEST_F(ALineOfTheLog, NamesTheHttpStatusOfAnErrorPage) {
     }
 }
 
+TEST_F(ALineOfTheLog, TellsOfAFailureAnewOnceAnItemHasArrived) {
+    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
+    server.enqueue(pollTarget, HttpReply::status(503, "<html>"));
+    start();
+    expectOne("bad response (Not JSON: ", " (HTTP 503)); the next pass asks again", Priority::Warning);
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    enqueueFile(R"(\\a.txt)", "\\a.txt", "content");
+    EngineFixture::nextPass();
+    ASSERT_TRUE(runUntil([&] { return log.contains("The item \\a.txt is in place: 7 bytes in 0.0 s"); }));
+    ASSERT_TRUE(runUntil([&] { return engineProbe.gateIsOpen(); }));
+    server.enqueue(pollTarget, HttpReply::status(503, "<html>"));
+    EngineFixture::nextPass();
+    ASSERT_TRUE(runUntil([&] { return countOf("bad response (", nextPass) == 2; }));
+}
+
 TEST_F(ALineOfTheLog, SaysWhenNothingIsAskedForAnyMore) {
     for (const double release : {newRelease, oldRelease}) {
         setRelease(release);
