@@ -4,6 +4,7 @@
 #include "Tools/NearestName.h"
 #include "Tools/Output.h"
 #include "Tools/RequiredSettings.h"
+#include "Tools/Setup/Sandbox.h"
 #include "Tools/SharedPreferences.h"
 #include "Tools/Verbs.h"
 
@@ -90,6 +91,8 @@ ExitStatus set(const PrefsArguments& arguments) {
         makeQuenmarkFolder(arguments.value);
     if (const auto error = Preferences::setObject(sharedDomain, arguments.key, boost::json::value(arguments.value)))
         throw settingsFailure(*error);
+    if (arguments.key == quenmarkPathKey && !Sandbox::covers(arguments.value))
+        complain("quenmark.service may not write there; to let it, run: quenmark setup");
     return ExitStatus::Success;
 }
 

@@ -1,11 +1,15 @@
 #include "Platform/Files/PathState.h"
 
+#include "Platform/Files/Files.h"
 #include "Platform/Files/Posix.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
 
 namespace Platform {
 
@@ -41,6 +45,21 @@ std::variant<std::optional<PathState>, Error> PathState::at(const std::string& p
 
 std::variant<std::optional<PathState>, Error> PathState::behindLinks(const std::string& path) {
     return stateAt(path, 0);
+}
+
+std::variant<std::string, Error> pathWithoutLinks(const std::string& path) {
+    const std::unique_ptr<char, void (*)(void*)> found(::realpath(Posix::named(path), nullptr), std::free);
+    if (!found)
+        return Posix::error(path);
+    return std::string(found.get());
+}
+
+std::string mountPointOf(std::string path) {
+    struct statx state {};
+    while (path != "/" && (::statx(AT_FDCWD, Posix::named(path), AT_SYMLINK_NOFOLLOW, 0, &state) != 0 ||
+                           (state.stx_attributes & STATX_ATTR_MOUNT_ROOT) == 0))
+        path = Files::deletingLastPathComponent(path);
+    return path;
 }
 
 std::optional<Error> reasonNotToWriteIn(const std::string& folder) {

@@ -32,6 +32,12 @@ struct PathState {
     static std::variant<std::optional<PathState>, Error> behindLinks(const std::string& path);
 };
 
+/// The path of what is there, without links (realpath(3)).
+std::variant<std::string, Error> pathWithoutLinks(const std::string& path);
+
+/// Where the file system is mounted that holds a path without links (statx(2), STATX_ATTR_MOUNT_ROOT).
+std::string mountPointOf(std::string path);
+
 /// Why this process cannot make files in that folder; nil where it can (access(2)).
 std::optional<Error> reasonNotToWriteIn(const std::string& folder);
 

@@ -3,6 +3,7 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Files/PathState.h"
 #include "Tools/Output.h"
+#include "Tools/Setup/Sandbox.h"
 #include "Tools/SharedPreferences.h"
 #include "Tools/Status/Advice.h"
 
@@ -61,6 +62,9 @@ std::vector<Check> folderChecks(const std::optional<std::string>& quenmarkPath,
                                       "Let this user write there, or mount its disk for writing"));
     else
         checks.push_back(okCheck(folderCheck, shown(folder)));
+    if (!Sandbox::covers(*quenmarkPath))
+        checks.push_back(failureCheck("sandbox", "quenmark.service may not write there by " + shown(Sandbox::dropIn()),
+                                      "Run: quenmark setup"));
     const auto space = Platform::freeSpace(folder);
     if (const auto* bytes = std::get_if<std::uint64_t>(&space))
         checks.push_back(spaceCheck(folder, *bytes));

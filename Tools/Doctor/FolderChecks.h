@@ -20,7 +20,8 @@ Check spaceCheck(const std::string& path, std::uint64_t freeBytes);
 /// missing it makes, but not the folder that holds it, which stands for it then.
 std::string placementFolder(const std::string& quenmarkPath, const Platform::DeploymentSettings& settings);
 
-/// The checks of the folder that items are placed in: it is there, can be written to and has room. `quenmarkPath` is
+/// The checks of the folder that items are placed in: it is there, can be written to, also in the sandbox of the
+/// service's unit, and has room. `quenmarkPath` is
 /// the preference, nil where it is not set.
 std::vector<Check> folderChecks(const std::optional<std::string>& quenmarkPath,
                                 const Platform::DeploymentSettings& settings);

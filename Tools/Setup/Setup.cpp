@@ -38,9 +38,10 @@ bool keepsComputer(const SetupPlan& plan, const KnownSettings& known, const std:
     return known.computer && (!namesUser || (known.user == user && !plan.hostChanges));
 }
 
-void save(const NewSettings& settings, bool isRegistered) {
+/// Whether the sandbox of the service's unit has changed.
+bool save(const NewSettings& settings, bool isRegistered) {
     try {
-        writeSettings(settings);
+        return writeSettings(settings);
     } catch (const Failure& failure) {
         if (!isRegistered)
             throw;
@@ -85,13 +86,13 @@ ExitStatus setUp(const SetupArguments& arguments) {
                                       : registerComputer(plan.host, settings.user, plan.path);
     using Mode = Platform::DeploymentSettings::Mode;
     const bool changesMode = Platform::DeploymentSettings::current().mode != Mode::Managed;
-    save(settings, !isGiven);
+    const bool changesSandbox = save(settings, !isGiven);
     folder.keep();
     complain("computer " + settings.computer + " of user " + settings.user + " receives from " + settings.host +
              " into " + folder.path());
 
     if (arguments.enables)
-        enableService(changesMode);
+        enableService(changesMode || changesSandbox);
     printDoctor();
     return ExitStatus::Success;
 }

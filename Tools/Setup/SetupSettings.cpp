@@ -6,6 +6,7 @@
 #include "Platform/Settings/SettingsFile.h"
 #include "Tools/RequiredSettings.h"
 #include "Tools/Setup/InputChecks.h"
+#include "Tools/Setup/Sandbox.h"
 #include "Tools/SharedPreferences.h"
 
 #include <boost/json/object.hpp>
@@ -45,6 +46,9 @@ public:
             content_ = std::get<std::string>(std::move(content));
     }
 
+    const std::string& path() const { return path_; }
+    const std::optional<std::string>& content() const { return content_; }
+
     std::optional<Platform::Error> putBack() const {
         if (!content_ && !Files::exists(path_))
             return std::nullopt;
@@ -83,19 +87,25 @@ KnownSettings knownSettings() {
             .path = valid(quenmarkPathKey, &InputChecks::ofFolder)};
 }
 
-void writeSettings(const NewSettings& settings) {
-    const std::string path = Files::appendingPathComponent(Platform::Environment::configHome(), deploymentFile);
-    const FileBefore before(path);
-    if (const auto error = writeDeployment(path, settings.host))
+bool writeSettings(const NewSettings& settings) {
+    const FileBefore deployment(Files::appendingPathComponent(Platform::Environment::configHome(), deploymentFile));
+    const FileBefore dropIn(Sandbox::dropIn());
+    if (const auto error = writeDeployment(deployment.path(), settings.host))
         throw settingsFailure(*error);
-    const auto error = Platform::Preferences::setObjects(
-        sharedDomain,
-        {{computerIdKey, settings.computer}, {userIdKey, settings.user}, {quenmarkPathKey, settings.path}});
+    const auto sandbox = Sandbox::textFor(settings.path);
+    const bool changesSandbox = dropIn.content() != sandbox;
+    auto error = changesSandbox ? Files::writeAtomically(dropIn.path(), sandbox) : std::nullopt;
     if (!error)
-        return;
+        error = Platform::Preferences::setObjects(
+            sharedDomain,
+            {{computerIdKey, settings.computer}, {userIdKey, settings.user}, {quenmarkPathKey, settings.path}});
+    if (!error)
+        return changesSandbox;
     auto failure = settingsFailure(*error);
-    if (const auto second = before.putBack())
-        failure = Failure(failure.status(), failure.what() + ("; " + second->localizedDescription));
+    for (const auto* file : {&deployment, &dropIn}) {
+        if (const auto second = file->putBack())
+            failure = Failure(failure.status(), failure.what() + ("; " + second->localizedDescription));
+    }
     throw Failure(failure);
 }
 

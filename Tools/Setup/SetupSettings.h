@@ -28,7 +28,8 @@ struct NewSettings {
 
 /// Writes the preferences and the user's deployment settings, these with managed mode; everything else in both stays.
 /// Where a value is to differ from the deployment settings that an installation has for every user, the user's get
-/// copies of the others. Throws Failure where one file cannot be written; then the other is as it was.
-void writeSettings(const NewSettings& settings);
+/// copies of the others. Writes the drop-in of the service's unit too (`Sandbox`), and returns whether it has changed.
+/// Throws Failure where one file cannot be written; then the others are as they were.
+bool writeSettings(const NewSettings& settings);
 
 } // namespace Tools

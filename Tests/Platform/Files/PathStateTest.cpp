@@ -82,4 +82,22 @@ TEST_F(APathState, GoesWithTheFreeSpaceOfItsFileSystem) {
     EXPECT_EQ(std::get<Error>(freeSpace(folder.path("none"))).code, ENOENT);
 }
 
+TEST_F(APathState, HasAPathWithoutLinks) {
+    ASSERT_EQ(::mkdir(folder.path("a").c_str(), 0700), 0);
+    ASSERT_EQ(::symlink(folder.path("a").c_str(), folder.path("link").c_str()), 0);
+    EXPECT_EQ(std::get<0>(pathWithoutLinks(folder.path("link/../link/."))), folder.path("a"));
+    EXPECT_EQ(std::get<0>(pathWithoutLinks("/")), "/");
+    const auto missing = pathWithoutLinks(folder.path("none"));
+    EXPECT_EQ(std::get<Error>(missing).localizedDescription, folder.path("none") + ": No such file or directory");
+    EXPECT_EQ(std::get<Error>(pathWithoutLinks(folder.path("a") + std::string("\0b", 2))).code, ENOENT);
+}
+
+TEST_F(APathState, KnowsWhereItsFileSystemIsMounted) {
+    EXPECT_EQ(mountPointOf("/proc/sys/kernel"), "/proc");
+    EXPECT_EQ(mountPointOf("/proc"), "/proc");
+    EXPECT_EQ(mountPointOf("/proc/no such folder/at all"), "/proc");
+    EXPECT_EQ(mountPointOf("/"), "/");
+    EXPECT_EQ(mountPointOf(folder.path("none")), mountPointOf(folder.path()));
+}
+
 } // namespace Platform
