@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 
@@ -96,9 +97,11 @@ std::string firstLine(int descriptor) {
 } // namespace
 
 PrivateBus::PrivateBus(const std::vector<Service>& services) {
+    const char* launcher = std::getenv("QUENMARK_BUS_LAUNCHER");
+    const std::string prefix = launcher == nullptr ? "" : std::string(launcher) + " ";
     for (const auto& service : services)
         folder_.write("services/" + service.name + ".service",
-                      "[D-BUS Service]\nName=" + service.name + "\nExec=" + service.commandLine + "\n");
+                      "[D-BUS Service]\nName=" + service.name + "\nExec=" + prefix + service.commandLine + "\n");
     folder_.write("services/.keep", "");
     folder_.write("bus.log", "");
     folder_.write("bus.conf", replaced(configuration, "@FOLDER@", folder_.path()));

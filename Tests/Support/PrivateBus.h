@@ -12,7 +12,8 @@
 namespace TestSupport {
 
 /// A dbus-daemon of the test's own. While it lives it is the session bus of this process and of what this process
-/// starts; what it launches gets the environment that this process had when the bus was made.
+/// starts; what it launches gets the environment that this process had when the bus was made. Where that has
+/// QUENMARK_BUS_LAUNCHER, a program's path, the bus runs that program, with the service's command line as arguments.
 class PrivateBus {
 public:
     /// A service that the bus launches when its name is called for.
