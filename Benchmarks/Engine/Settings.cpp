@@ -12,7 +12,7 @@ namespace Benchmarks {
 
 namespace fs = std::filesystem;
 
-Settings::Settings(const std::string& host, double release, const std::string& parent)
+Settings::Settings(const std::string& host, double release, const std::string& parent, const std::string& certificate)
     : home_(parent + "/quenmark-benchmark-XXXXXX") {
     if (::mkdtemp(home_.data()) == nullptr)
         throw std::system_error(errno, std::generic_category(), "mkdtemp");
@@ -20,7 +20,9 @@ Settings::Settings(const std::string& host, double release, const std::string& p
     fs::create_directories(home_ + "/tmp");
     fs::create_directories(home_ + "/config/quenmark");
     std::ofstream(home_ + "/config/quenmark/deployment.json")
-        << R"({"serviceHost":")" << host << R"(","appKitVersionNumber":)" << release << "}";
+        << R"({"serviceHost":")" << host << R"(","appKitVersionNumber":)" << release
+        << (certificate.empty() ? "" : R"(,"serviceScheme":"https","certificateAuthorities":")" + certificate + "\"")
+        << "}";
     std::ofstream(home_ + "/config/quenmark/Velkarin.Quenmark.json")
         << R"({"computerIdKey":"7","userIdKey":"42","quenmarkPathKey":")" << home_ << "\"}";
     environment_.set("HOME", home_);

@@ -15,7 +15,9 @@ namespace Benchmarks {
 /// Quenmark folder and a temporary area, in a new folder of `parent`.
 class Settings {
 public:
-    explicit Settings(const std::string& host, double release = 1343.0, const std::string& parent = "/dev/shm");
+    /// Over TLS where a certificate is given, which alone is trusted.
+    explicit Settings(const std::string& host, double release = 1343.0, const std::string& parent = "/dev/shm",
+                      const std::string& certificate = "");
 
     std::string placed(const std::string& name) const { return home_ + "/Quenmark/" + name; }
     std::string temporary(const std::string& name) const { return home_ + "/tmp/QuenmarkTemp/" + name; }

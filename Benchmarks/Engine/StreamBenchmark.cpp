@@ -9,15 +9,10 @@
 
 #include "Engine/Processes.h"
 #include "Engine/Settings.h"
-#include "Platform/Log.h"
-#include "Platform/Loop/RunLoop.h"
-#include "Platform/Memory.h"
-#include "Platform/Settings/DeploymentSettings.h"
+#include "Engine/StreamedItem.h"
 #include "Report/Report.h"
 #include "Servers/Nginx.h"
-#include "Services/ServiceContext.h"
 #include "Support/Namespaces.h"
-#include "TopFileUploadXpcService/TopFileUploadXpcService.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -34,9 +29,6 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <memory>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -47,6 +39,8 @@ namespace {
 namespace fs = std::filesystem;
 
 using Benchmarks::Figures;
+using Benchmarks::itemLocations;
+using Benchmarks::makeItem;
 using Benchmarks::measure;
 using Benchmarks::Processors;
 
@@ -81,47 +75,6 @@ int fill(long mebibytes, const char* path) {
             return 1;
     }
     return 0;
-}
-
-/// The engine, from its start until the item is acknowledged.
-int engine(double release) {
-    Platform::Memory::keepSmall();
-    Platform::RunLoop loop;
-    Quenmark::ServiceContext context;
-    context.settings = [release] {
-        auto settings = Platform::DeploymentSettings::current();
-        settings.appKitVersionNumber = release;
-        return settings;
-    };
-    bool acknowledged = false;
-    Platform::Log::setSink([&](std::string_view entry) {
-        acknowledged = acknowledged || entry == "response {\n    \"ReturnStatus\" = \"0\";\n}";
-    });
-    const auto service = std::make_shared<Quenmark::TopFileUploadXpcService>(std::move(context));
-    service->GetTopFileUpload();
-    const bool isDone = loop.runUntil([&] { return acknowledged; }, std::chrono::seconds(300));
-    std::fprintf(stderr, "  longest turn of the loop: %.1f ms\n", Benchmarks::longestTurnMilliseconds());
-    return isDone ? 0 : 1;
-}
-
-std::string locations(const std::string& folder) {
-    const std::string service = Benchmarks::servicePath;
-    const std::string json = "default_type application/json; return 200 ";
-    return "    root " + folder + ";\n" + "    location = " + service + "GetTopFileUpload { " + json +
-           "'{\"FileName\":\"\\\\\\\\item\",\"FileUploadID\":\"1\",\"IsFile\":\"True\",\"ReturnStatus\":\"0\"}'; }\n" +
-           "    location = " + service + "UpdateFileUpload { " + json + "'{\"ReturnStatus\":\"0\"}'; }\n" +
-           "    location = " + service + "GetTopFileUploadWithStream { error_page 405 =200 /item; return 405; }\n" +
-           "    location = /item { add_header ReturnStatus 0; add_header IsFile True; add_header FileName '\\\\item'; "
-           "}";
-}
-
-void makeItem(const std::string& path, long mebibytes) {
-    std::ofstream file(path, std::ios::binary);
-    std::vector<char> block(1 << 20);
-    for (std::size_t index = 0; index < block.size(); ++index)
-        block[index] = static_cast<char>(index * 2654435761U >> 13);
-    for (long count = 0; count < mebibytes; ++count)
-        file.write(block.data(), static_cast<std::streamsize>(block.size()));
 }
 
 /// Memory that is free in blocks of 2 MiB may be taken back by the machine that runs this one, and costs whoever gets
@@ -185,7 +138,7 @@ bool run(const Plan& plan, const char* pages) {
     const Benchmarks::Settings source("unused");
     makeItem(source.home() + "/item", plan.mebibytes);
     leaveMemoryFree(source.home() + "/held", plan.mebibytes);
-    const Benchmarks::Nginx nginx(locations(source.home()));
+    const Benchmarks::Nginx nginx(itemLocations(source.home()));
     ::sched_setaffinity(nginx.process(), sizeof processors.server, &processors.server);
     const Benchmarks::Settings settings(nginx.host());
     const std::string self = fs::read_symlink("/proc/self/exe");
@@ -239,7 +192,7 @@ void runOnDisk(const Plan& plan) {
     TestSupport::ScopedEnvironment environment;
     const Benchmarks::Settings source("unused");
     makeItem(source.home() + "/item", plan.mebibytes);
-    const Benchmarks::Nginx nginx(locations(source.home()));
+    const Benchmarks::Nginx nginx(itemLocations(source.home()));
     ::sched_setaffinity(nginx.process(), sizeof processors.server, &processors.server);
     const std::string self = fs::read_symlink("/proc/self/exe");
     std::vector<Round> rounds;
@@ -284,7 +237,7 @@ int main(int argc, char** argv) {
     if (mode == "fill" && argc == 4)
         return fill(std::atol(argv[2]), argv[3]);
     if (mode == "engine" && argc == 3)
-        return engine(std::atof(argv[2]));
+        return Benchmarks::receiveItem(std::atof(argv[2]));
 
     Plan plan;
     if (argc > 1)

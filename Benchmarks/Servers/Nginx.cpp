@@ -46,7 +46,7 @@ bool listens(std::uint16_t port) {
 
 } // namespace
 
-Nginx::Nginx(const std::string& locations) : port_(freePort()) {
+Nginx::Nginx(const std::string& locations, const std::string& tls) : port_(freePort()) {
     const auto& path = folder_.path();
     std::string temporaries;
     for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
@@ -57,7 +57,8 @@ Nginx::Nginx(const std::string& locations) : port_(freePort()) {
                                         "  log_format time '$msec';\n  access_log off;\n  sendfile on;\n  tcp_nopush "
                                         "on;\n  keepalive_requests 10000000;\n"
                                         "  keepalive_timeout 600s;\n  server {\n    listen 127.0.0.1:" +
-                                        std::to_string(port_) + " backlog=4096;\n" + locations + "\n  }\n}\n");
+                                        std::to_string(port_) + " backlog=4096" +
+                                        (tls.empty() ? ";\n" : " ssl;\n" + tls) + locations + "\n  }\n}\n");
     process_ = ::fork();
     if (process_ == 0) {
         ::execlp("nginx", "nginx", "-e", (path + "/error.log").c_str(), "-c", configuration.c_str(), nullptr);

@@ -9,11 +9,11 @@
 
 namespace Benchmarks {
 
-/// nginx on a free loopback port, in a process of its own, with `locations` in its one server. Throws
-/// std::runtime_error where it does not start.
+/// nginx on a free loopback port, in a process of its own, with `locations` in its one server; over TLS where `tls` has
+/// the directives of a certificate. Throws std::runtime_error where it does not start.
 class Nginx {
 public:
-    explicit Nginx(const std::string& locations);
+    explicit Nginx(const std::string& locations, const std::string& tls = "");
     Nginx(const Nginx&) = delete;
     Nginx& operator=(const Nginx&) = delete;
     ~Nginx();
