@@ -9,6 +9,7 @@
 #include "Services/StagedUpload.h"
 #include "Services/UploadProgress.h"
 
+#include <exception>
 #include <utility>
 
 namespace Quenmark {
@@ -133,11 +134,19 @@ void RestConnector::startAsyncUploadWithStreamRequest(std::string_view task, con
                 return finished(Response(std::move(*error)), RestStatusTransportError);
             auto decoded = Platform::Json::parse(data ? std::string_view(*data) : std::string_view());
             upload->removeCopy();
-            // A server may refuse a request before it has read all of it.
-            if (uploadProgress && response && response->statusCode < 400)
-                uploadProgress->finish();
+            // What the caller's progress handler throws is passed on, and the upload has finished all the same.
+            std::exception_ptr thrown;
+            try {
+                // A server may refuse a request before it has read all of it.
+                if (uploadProgress && response && response->statusCode < 400)
+                    uploadProgress->finish();
+            } catch (...) {
+                thrown = std::current_exception();
+            }
             auto* json = std::get_if<boost::json::value>(&decoded);
             finished(json != nullptr ? Response(std::move(*json)) : Response(), RestStatusSuccess);
+            if (thrown)
+                std::rethrow_exception(thrown);
         });
     if (uploadProgress)
         uploadProgress->follow(uploadTask);

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -123,6 +124,23 @@ TEST_F(TheProgressOfAnUpload, EndsWithAnUploadThatFails) {
     clock.advance(std::chrono::seconds(1));
     loop.runOnce({});
     EXPECT_EQ(progress, Progress{});
+}
+
+TEST_F(TheProgressOfAnUpload, MayThrowAndTheUploadHasFinished) {
+    server.enqueue(HttpReply::json("{}"));
+    auto withProgress = context;
+    int calls = 0;
+    withProgress.uploadProgress = [&](std::uint64_t, std::uint64_t) {
+        ++calls;
+        throw std::runtime_error("a mistake of the caller");
+    };
+    std::make_shared<Quenmark::RestConnector>(withProgress)
+        ->startAsyncUploadWithStreamRequest("Downloads.svc/UpdateFileRequestWithStream",
+                                            {{"FilePath", windowsForm(folder.write("report.bin", "content"))}}, nullptr,
+                                            reports.handler());
+    ASSERT_TRUE(awaitReport());
+    EXPECT_EQ(reports.all[0].status, 0U);
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(TheProgressOfAnUpload, MayEndTheUploadByRunningTheLoop) {

@@ -256,7 +256,8 @@ TEST_F(AStatus, FollowedRedrawsTheScreenOnATerminal) {
     RunningTool tool({"status", "--follow"}, RunningTool::Errors::Piped, RunningTool::Output::OnTerminal);
     ASSERT_TRUE(tool.waitForOutput("QuenmarkRestService/\r\n")) << tool.errors();
     EXPECT_TRUE(tool.output().starts_with("\r\x1b[Jstate          idle for ")) << tool.output();
-    // The 60 columns make 5 lines of the 4, since the version makes one of them longer. Times go on, without a look at the service.
+    // The 60 columns make 5 lines of the 4, since the version makes one of them longer. Times go on, without a look at
+    // the service.
     ASSERT_TRUE(loop.runUntil([&] { return countOf(tool.output(), "\x1b[5A\r\x1b[Jstate ") == 2; })) << tool.output();
     EXPECT_EQ(service->reads, 1);
     service->leave();
