@@ -19,7 +19,7 @@ public:
     explicit WebApplication(State& state, std::string listenHost = "127.0.0.1", FaultPlan plan = {},
                             std::string version = "")
         : state_(state), listenHost_(std::move(listenHost)), plan_(std::move(plan)),
-          console_(state.db, std::move(version)) {}
+          console_(state.db, plan_, std::move(version)) {}
 
     std::unique_ptr<Exchange> begin(const Request& request) override;
     /// The changes of a group are one transaction, in which that of each request is a part.

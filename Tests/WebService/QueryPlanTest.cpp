@@ -48,8 +48,14 @@ protected:
         post("Downloads.svc/UpdateBSFileDeleted", R"({"DeleteRequestID":"1"})");
         post("UpdateSystemTime.svc/UpdateComputerStatus", R"({"ComputerID":"2","VersionNumber":"1.2"})");
         post("Registration.svc/SendPasswordToMailID", R"({"MailID":"ann@example.org"})");
-        for (const char* page : {"/status", "/status?computer=7", "/mails?to=ann@example.org", "/activate?code=x", "/password?code=x"})
+        for (const char* page :
+             {"/status", "/status?computer=7", "/mails?to=ann@example.org", "/activate?code=x", "/password?code=x"})
             request("GET", page);
+        for (const char* list :
+             {"computers", "items", "users", "files", "file-requests", "transfers", "mails", "errors"})
+            EXPECT_EQ(request("GET", "/api/" + std::string(list)).status, 200) << list;
+        for (const char* action : {"/api/items/1/withdraw", "/api/items/1/offer", "/api/computers/7/clear"})
+            request("POST", action);
     }
 };
 

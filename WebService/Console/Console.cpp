@@ -105,12 +105,12 @@ boost::json::object Console::summary(JournalEntry& entry) {
 
 void Console::ended(JournalEntry entry) {
     const bool setsFaults = entry.method != "GET" && entry.target == "/faults";
-    const bool hasFault = entry.fault.has_value();
+    const bool countsFaults = !entry.operation.empty() && !plan_.isEmpty();
     JournalEntry& added = journal.add(std::move(entry));
     if (!events.hasReaders())
         return;
     events.push("request", boost::json::serialize(summary(added)));
-    if (setsFaults || hasFault)
+    if (setsFaults || countsFaults)
         events.changed("faults");
 }
 

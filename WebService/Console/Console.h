@@ -4,6 +4,7 @@
 #include "WebService/Console/Events.h"
 #include "WebService/Console/RequestJournal.h"
 #include "WebService/Console/Streams.h"
+#include "WebService/Faults/FaultPlan.h"
 #include "WebService/Http/Request.h"
 #include "WebService/Http/RequestRecorder.h"
 #include "WebService/Storage/Database.h"
@@ -20,7 +21,8 @@ namespace webservice {
 /// events.
 class Console {
 public:
-    Console(Database& db, std::string version) : db_(db), version_(std::move(version)) {}
+    Console(Database& db, const FaultPlan& plan, std::string version)
+        : db_(db), plan_(plan), version_(std::move(version)) {}
 
     /// What notes a request in the journal; null for one of the console itself. `operation` is its path, empty where
     /// the request is for none.
@@ -38,6 +40,7 @@ private:
     void ended(JournalEntry entry);
 
     Database& db_;
+    const FaultPlan& plan_;
     std::string version_;
     std::string startTime_ = timestamp();
 

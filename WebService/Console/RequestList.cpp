@@ -11,6 +11,8 @@ namespace webservice {
 
 namespace {
 
+constexpr std::size_t maxSearch = 256; // in bytes; each costs time where texts repeat themselves
+
 bool contains(std::string_view text, std::string_view lowerCase) {
     const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; };
     return !std::ranges::search(text, lowerCase, {}, lower).empty() || lowerCase.empty();
@@ -56,6 +58,8 @@ std::string_view withoutStatusLine(std::string_view header) {
 Work<Response> listRequests(ApiParts parts, ApiCall call) {
     const auto limit = static_cast<std::size_t>(call.limit());
     const std::string search = lowerCase(call.parameter("search").value_or(""));
+    if (search.size() > maxSearch)
+        throw RequestError("BadQuery", "\"search\" is longer than 256 bytes", 400);
     std::int64_t id = call.number("after").value_or(std::numeric_limits<std::int64_t>::max());
     boost::json::array list;
     boost::json::value next;

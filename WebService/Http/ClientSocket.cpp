@@ -113,7 +113,7 @@ awaitable<bool> ClientSocket::receiveSecurely() {
     co_return first.state == TlsSession::State::Done;
 }
 
-void ClientSocket::onReceived(std::size_t bytes, bool isEnd) {
+void ClientSocket::onReceived(std::size_t bytes, bool endsWithInput) {
     transferred(bytes);
     setMemory(input_.capacity() + bodyMemory_);
     inputHasEnded_ = isEnd;
@@ -204,7 +204,7 @@ void ClientSocket::cutOutput() {
     socket_.shutdown(tcp::socket::shutdown_send, ignored);
 }
 
-awaitable<void> ClientSocket::wait(Timers& timers, Timers::Clock::duration time) {
+awaitable<void> ClientSocket::wait(Timers& timers, Timers::Clock::duration time, bool endsWithInput) {
     bool isOver = false;
     const WaitScope scope(waitIsOver_, isOver);
     const auto timer = timers.start(time, [this] { wake(); });
@@ -212,6 +212,8 @@ awaitable<void> ClientSocket::wait(Timers& timers, Timers::Clock::duration time)
         if (!co_await receiveMore() && !isOver && !inputHasEnded_)
             throw Disconnected{};
     }
+    if (endsWithInput && inputHasEnded_)
+        throw Disconnected{};
     if (!isOver)
         co_await waitWithoutReading(isOver);
 }

@@ -58,8 +58,9 @@ public:
     void cutOutput();
 
     /// Waits for that time. What the client sends meanwhile is added to the input. Throws Disconnected when the
-    /// connection ends; a client that has only shut down its sending half still waits for its response.
-    boost::asio::awaitable<void> wait(Timers& timers, Timers::Clock::duration time);
+    /// connection ends; a client that has only shut down its sending half still waits for its response, unless the
+    /// wait `endsWithInput`.
+    boost::asio::awaitable<void> wait(Timers& timers, Timers::Clock::duration time, bool endsWithInput = false);
 
     /// Ends wait() early; does nothing where that is not waiting.
     void wake();

@@ -118,7 +118,7 @@ awaitable<void> sendEvents(ClientSocket& client, EventSource& events) {
         const std::string bytes = events.take(now);
         if (bytes.empty()) {
             client.enter(Phase::Held);
-            co_await client.wait(*timers, events.idleTime(now));
+            co_await client.wait(*timers, events.idleTime(now), true);
         } else {
             client.enter(Phase::Response);
             co_await client.send(bytes);
