@@ -33,6 +33,8 @@ Work<> OutboxScan::run(std::string top) {
 /// Lists what is in one folder, and adds the folders in it to `folders`.
 Work<> OutboxScan::list(const std::string& folder, std::vector<std::string>& folders) {
     const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(tree_.absolute(folder).c_str()), &::closedir);
+    if (!stream && errno != ENOENT && errno != ENOTDIR && errno != EACCES)
+        throwErrno("cannot read " + tree_.absolute(folder)); // what is in it is not gone
     while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr) {
         const std::string_view name = entry->d_name;
         struct stat status {};

@@ -8,6 +8,13 @@ namespace {
 
 constexpr int folderFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
+/// Where descriptors or memory are missing, that says nothing about the item. Throws std::system_error then.
+Descriptor opened(int fd, std::string_view path) {
+    if (fd < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOMEM))
+        throwErrno("cannot open " + std::string(path));
+    return Descriptor(fd);
+}
+
 } // namespace
 
 Writers writersOf(int fd) {
@@ -43,7 +50,7 @@ std::string OutboxTree::absolute(std::string_view relative) const {
 
 /// The folder that holds the path's last component, which is stored in `last`.
 Descriptor OutboxTree::openParent(std::string_view relative, std::string& last, bool makeMissing) const {
-    Descriptor folder(::openat(root_.get(), ".", folderFlags));
+    Descriptor folder = opened(::openat(root_.get(), ".", folderFlags), path_);
     while (folder) {
         const std::size_t end = relative.find('/');
         last = relative.substr(0, end);
@@ -51,7 +58,7 @@ Descriptor OutboxTree::openParent(std::string_view relative, std::string& last, 
             break;
         if (makeMissing && ::mkdirat(folder.get(), last.c_str(), 0777) != 0 && errno != EEXIST)
             return {};
-        folder = Descriptor(::openat(folder.get(), last.c_str(), folderFlags));
+        folder = opened(::openat(folder.get(), last.c_str(), folderFlags), last);
         relative.remove_prefix(end + 1);
     }
     return folder;
@@ -62,7 +69,8 @@ Descriptor OutboxTree::open(std::string_view relative) const {
     const Descriptor parent = openParent(relative, last);
     if (!parent)
         return {};
-    return Descriptor(::openat(parent.get(), last.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    return opened(::openat(parent.get(), last.c_str(), flags), relative);
 }
 
 std::optional<struct stat> OutboxTree::status(std::string_view relative) const {

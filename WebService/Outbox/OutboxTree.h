@@ -38,7 +38,8 @@ public:
     std::string absolute(std::string_view relative) const;
 
     /// Opens a file or folder for reading; no descriptor (with errno) when it does not exist, is a symbolic link or is
-    /// reached through one. Opening a FIFO or a device does not block and has no effect on it.
+    /// reached through one. Throws std::system_error where descriptors or memory are missing, as the others do. Opening
+    /// a FIFO or a device does not block and has no effect on it.
     Descriptor open(std::string_view relative) const;
 
     /// The item's own status, nil when it does not exist; a symbolic link is not followed.
