@@ -324,6 +324,7 @@ private:
 
     awaitable<void> sendFile(FileSlice& slice) {
         while (slice.length > 0) {
+            co_await server_->turns.next();
             const std::string_view bytes = slice.read(server_->piece);
             if (bytes.empty())
                 throw Disconnected{};

@@ -5,6 +5,7 @@
 #include "WebService/Http/RequestGroups.h"
 #include "WebService/Http/Timers.h"
 #include "WebService/Http/Tls.h"
+#include "WebService/Http/TransferTurns.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -16,16 +17,17 @@ namespace webservice {
 
 /// What the connections of a server share.
 struct ServerContext {
-    ServerContext(Application& served, Limits limits, std::shared_ptr<Timers> timersOfServer,
-                  std::shared_ptr<const TlsIdentity> identityOfServer = nullptr)
+    ServerContext(Application& served, Limits limits, const boost::asio::any_io_executor& loop,
+                  std::shared_ptr<Timers> timersOfServer, std::shared_ptr<const TlsIdentity> identityOfServer = nullptr)
         : application(served), identity(std::move(identityOfServer)), timers(std::move(timersOfServer)),
-          clients(limits), groups(served) {}
+          clients(limits), groups(served), turns(loop) {}
 
     Application& application;
     std::shared_ptr<const TlsIdentity> identity; // null for plain HTTP
     std::shared_ptr<Timers> timers;
     Clients clients;
     RequestGroups groups;
+    TransferTurns turns;
     std::vector<char> piece =
         std::vector<char>(65536); // a buffer; its content is not kept from one turn of the loop to the next
 };

@@ -87,7 +87,7 @@ void serveConnections(tcp::acceptor acceptor, Application& application, const Li
                       std::shared_ptr<const TlsIdentity> identity, std::shared_ptr<Timers> timers) {
     const auto executor = acceptor.get_executor();
     const auto server = std::make_shared<ServerContext>(
-        application, limits, timers ? std::move(timers) : realTimers(executor), std::move(identity));
+        application, limits, executor, timers ? std::move(timers) : realTimers(executor), std::move(identity));
     asio::co_spawn(executor, acceptConnections(std::move(acceptor), server), asio::detached);
     asio::co_spawn(executor, expireEverySecond(server), asio::detached);
 }
