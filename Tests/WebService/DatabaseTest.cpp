@@ -103,7 +103,7 @@ TEST_F(ADatabase, OfALaterSchemaIsRefused) {
         prepareSchema(db);
         FAIL();
     } catch (const DatabaseError& error) {
-        EXPECT_STREQ(error.what(), "the state has schema version 1000, later than 3");
+        EXPECT_STREQ(error.what(), "the state has schema version 1000, later than 5");
     }
 }
 

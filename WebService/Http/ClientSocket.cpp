@@ -116,7 +116,7 @@ awaitable<bool> ClientSocket::receiveSecurely() {
 void ClientSocket::onReceived(std::size_t bytes, bool endsWithInput) {
     transferred(bytes);
     setMemory(input_.capacity() + bodyMemory_);
-    inputHasEnded_ = isEnd;
+    inputHasEnded_ = endsWithInput;
 }
 
 /// The loop runs in any case, so that a client for whom nothing has to be waited does not keep it busy. The session
