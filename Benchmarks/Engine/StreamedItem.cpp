@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -49,7 +50,9 @@ int receiveItem(double release) {
     };
     bool acknowledged = false;
     Platform::Log::setSink([&](std::string_view entry) {
-        acknowledged = acknowledged || entry == "response {\n    \"ReturnStatus\" = \"0\";\n}";
+        // A response to a poll names the item. The development web service has an error, null, behind the status.
+        acknowledged = acknowledged || (entry.starts_with("response {\n    \"ReturnStatus\" = \"0\";") &&
+                                        entry.find("FileName") == std::string_view::npos);
     });
     const auto service = std::make_shared<Quenmark::TopFileUploadXpcService>(std::move(context));
     service->GetTopFileUpload();
