@@ -1,5 +1,6 @@
 #include "Tools/EngineStart.h"
 
+#include "Platform/Ipc/Bus.h"
 #include "Platform/Ipc/ErrorNames.h"
 #include "Platform/Ipc/ServiceCall.h"
 #include "Platform/Loop/Queue.h"
@@ -8,6 +9,7 @@
 #include "Tools/ServiceNames.h"
 #include "Tools/Status/Advice.h"
 #include "Tools/Status/StatusClient.h"
+#include "Tools/UnitFindings.h"
 
 #include <algorithm>
 #include <memory>
@@ -21,6 +23,8 @@ namespace {
 
 const Ipc::ServiceAddress service{ServiceNames::service, ServiceNames::object};
 constexpr auto launchLimit = std::chrono::seconds(30);
+/// How often it is looked whether the service manager has failed to launch it, which the bus does not notice.
+constexpr auto unitInterval = std::chrono::seconds(1);
 
 /// Starts an engine of the service by whichever of its two front ends it offers, where none runs.
 class Starter {
@@ -69,14 +73,45 @@ private:
     }
 
     void callEngine() {
-        limit_ = Platform::Queue::main().timer(
-            launchLimit, [this] { finish(ExitStatus::TimedOut, "the service does not answer in time"); });
+        limit_ = Platform::Queue::main().timer(launchLimit, [this] { finishLate(); });
+        if (unitBus_.open())
+            look_ = Platform::Queue::main().timer(unitInterval, [this] { lookAtUnit(); });
         call_ = Ipc::callService(service, ServiceNames::engineInterface, ServiceNames::engineMethod, std::nullopt,
                                  Platform::Duration::max(), [this](const Failed& failure) {
                                      if (failure && isUnknown(failure->name))
                                          return sendMessage();
                                      finishCall(failure);
                                  });
+    }
+
+    /// A bus that fails ends the call as well.
+    static Ipc::BusCallbacks unheard() {
+        Ipc::BusCallbacks made;
+        made.failed = [](const std::string&) {};
+        return made;
+    }
+
+    void lookAtUnit() {
+        readUnit(unitBus_, [this](const auto& unit, bool isAll) {
+            if (!isAll || !unit)
+                return;
+            unit_ = *unit;
+            if (const auto problem = failureOf(*unit))
+                return finish(ExitStatus::Unavailable, "quenmark.service fails, since " + *problem +
+                                                           "; see: systemctl --user status quenmark.service");
+            look_ = Platform::Queue::main().timer(unitInterval, [this] { lookAtUnit(); });
+        });
+    }
+
+    void finishLate() {
+        // A bus whose service file names the unit waits for it, also where the service manager has given up.
+        if (unit_.loadState == "not-found")
+            return finish(ExitStatus::Unavailable,
+                          "quenmark.service, which the bus may launch it by, is not installed");
+        if (unit_.activeState == "inactive")
+            return finish(ExitStatus::TimedOut, "the bus waits for quenmark.service, which has not been started; run: "
+                                                "systemctl --user start quenmark.service");
+        finish(ExitStatus::TimedOut, "the service does not answer in time");
     }
 
     void sendMessage() {
@@ -100,14 +135,20 @@ private:
     }
 
     void finish(ExitStatus status, const std::string& text) {
+        if (std::exchange(isFinished_, true))
+            return;
         complain("the service cannot be started: " + text);
         loop_.stop(static_cast<int>(status));
     }
 
     const bool startsAnother_;
     bool hasDecided_ = false;
+    bool isFinished_ = false;
     Platform::RunLoop loop_;
     Platform::Timer limit_;
+    Platform::Timer look_;
+    UnitFindings unit_;
+    Ipc::Bus unitBus_{unheard()};
     std::unique_ptr<Ipc::ServiceCall> call_;
     StatusClient client_;
 };

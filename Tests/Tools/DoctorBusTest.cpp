@@ -81,15 +81,28 @@ TEST(TheChecksOfTheBus, WarnWhereThereIsNoUserManagerAndNoService) {
 TEST(TheCheckOfTheUnit, SaysWhatIsWrongWithIt) {
     EXPECT_EQ(textOfUnit({"not-found", "inactive", ""}),
               "warning|quenmark.service|is not installed|"
-              "The service starts when it is called, and not at login: run: quenmark start\n");
+              "Install it: without it the service does not start at login, and a bus whose service file names it "
+              "launches nothing\n");
     EXPECT_EQ(textOfUnit({"masked", "inactive", "masked"}),
               "warning|quenmark.service|is masked|Run: systemctl --user unmask quenmark.service\n");
     EXPECT_EQ(textOfUnit({"bad-setting", "inactive", "enabled"}),
               "warning|quenmark.service|cannot be loaded (bad-setting)|"
               "See why: systemctl --user status quenmark.service\n");
-    EXPECT_EQ(textOfUnit({"loaded", "failed", "enabled"}),
-              "warning|quenmark.service|has failed|See why: systemctl --user status quenmark.service; "
-              "then run: systemctl --user restart quenmark.service\n");
+    const std::string advice = "|See why: systemctl --user status quenmark.service; then run: systemctl --user restart "
+                               "quenmark.service\n";
+    const auto textOfFailed = [](const char* active, const char* sub, std::int64_t status) {
+        return textOfUnit({"loaded", active, "enabled", sub, status});
+    };
+    const std::string failed = "warning|quenmark.service|has failed: ";
+    EXPECT_EQ(textOfFailed("failed", "failed", 203), failed + "its program cannot be run" + advice);
+    EXPECT_EQ(textOfFailed("activating", "auto-restart", 203), failed + "its program cannot be run" + advice);
+    EXPECT_EQ(textOfFailed("activating", "auto-restart", 226),
+              failed + "its sandbox cannot be set up (status 226)" + advice);
+    EXPECT_EQ(textOfFailed("failed", "failed", 245), failed + "its sandbox cannot be set up (status 245)" + advice);
+    EXPECT_EQ(textOfFailed("failed", "failed", 246), failed + "its program has ended with 246" + advice);
+    EXPECT_EQ(textOfFailed("failed", "failed", 199), failed + "its program has ended with 199" + advice);
+    EXPECT_EQ(textOfFailed("failed", "", 0), failed + "it does not come to run" + advice);
+    EXPECT_EQ(textOfFailed("activating", "start", 203), "ok|quenmark.service|enabled, activating|\n");
     EXPECT_EQ(textOfUnit({"loaded", "inactive", "disabled"}),
               "warning|quenmark.service|disabled, inactive|Run: systemctl --user enable --now quenmark.service\n");
     EXPECT_EQ(textOfUnit({"loaded", "inactive", "enabled"}),

@@ -140,6 +140,17 @@ TEST_F(TheChecksOfSettings, SayWhichDeployedValueIsNotValid) {
                   "warning|stagingDirectory|\"b\"" + of + "the home directory counts|Correct it\n");
 }
 
+TEST_F(TheChecksOfSettings, NameTheMembersThatNothingReads) {
+    home.setDeployment(R"({"serviceHost":"h","servicehost":"i","poll\u001bInterval":5,"mode":"managed"})");
+    EXPECT_TRUE(ofDeployment().ends_with("\nwarning|unknown members|nothing reads \"servicehost\", "
+                                         "\"poll\\u001bInterval\" of " +
+                                         deploymentFile() +
+                                         "|Correct or remove what is mistyped or of another version\n"))
+        << ofDeployment();
+    home.setDeployment(R"({"serviceHost":"h"})");
+    EXPECT_EQ(ofDeployment().find("unknown"), std::string::npos);
+}
+
 TEST_F(TheChecksOfSettings, SayThatTheDeploymentFileIsMalformed) {
     home.setDeployment("{\"serviceHost\":\n\"x\"");
     const auto checks = examineSettings().checks;

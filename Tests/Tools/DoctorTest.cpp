@@ -8,6 +8,7 @@
 #include "StatusPeer.h"
 #include "Support/PrivateBus.h"
 #include "ToolFixture.h"
+#include "UserUnitPeer.h"
 
 #include <systemd/sd-bus.h>
 
@@ -47,40 +48,10 @@ protected:
     TestSupport::ScopedEnvironment terminal{{"TERM", "xterm"}, {"NO_COLOR", std::nullopt}};
 };
 
-/// A user manager on the bus, with the properties of the service's unit (org.freedesktop.systemd1(5)).
-class AUserManager {
-public:
-    AUserManager() {
-        const auto receive = [](sd_bus_message* call, void* self, sd_bus_error*) {
-            return static_cast<AUserManager*>(self)->received(call);
-        };
-        EXPECT_GE(sd_bus_add_object(peer_.handle(), nullptr, "/org/freedesktop/systemd1/unit/quenmark_2eservice",
-                                    receive, this),
-                  0);
-        EXPECT_GE(sd_bus_request_name(peer_.handle(), "org.freedesktop.systemd1", 0), 0);
-    }
-
-    std::map<std::string, std::string> properties{
-        {"LoadState", "loaded"}, {"ActiveState", "active"}, {"UnitFileState", "enabled"}};
-
-private:
-    int received(sd_bus_message* call) {
-        const char* interface = "";
-        const char* name = "";
-        if (sd_bus_message_is_method_call(call, "org.freedesktop.DBus.Properties", "Get") <= 0 ||
-            sd_bus_message_read(call, "ss", &interface, &name) <= 0 ||
-            std::string_view(interface) != "org.freedesktop.systemd1.Unit")
-            return sd_bus_reply_method_errorf(call, "org.freedesktop.DBus.Error.UnknownMethod", "unexpected call");
-        return sd_bus_reply_method_return(call, "v", "s", properties[name].c_str());
-    }
-
-    TestSupport::BusPeer peer_;
-};
-
 } // namespace
 
 TEST_F(ADoctor, ChecksEverything) {
-    const AUserManager manager;
+    const UserUnitPeer manager;
     std::string names;
     for (const auto& check : runChecks(loop)) {
         EXPECT_EQ(check.state, CheckState::Ok) << textOf({check});
@@ -104,10 +75,15 @@ TEST_F(ADoctor, LaunchesNothing) {
 TEST_F(ADoctor, AsksTheUserManagerForTheUnit) {
     EXPECT_EQ(check("user manager"), "warning|user manager|none is on the session bus|The service starts when it is "
                                      "called, and not at login: run: quenmark start\n");
-    AUserManager manager;
+    UserUnitPeer manager;
     manager.properties = {{"LoadState", "loaded"}, {"ActiveState", "inactive"}, {"UnitFileState", "\x1b[2J"}};
     EXPECT_EQ(check("quenmark.service"),
               "warning|quenmark.service|\\x1B[2J, inactive|Run: systemctl --user start quenmark.service\n");
+    manager.properties["SubState"] = "auto-restart";
+    manager.exitStatus = 203;
+    EXPECT_TRUE(
+        check("quenmark.service").starts_with("warning|quenmark.service|has failed: its program cannot be run|"))
+        << check("quenmark.service");
 }
 
 TEST_F(ADoctor, SaysThatTheBusCannotLaunchTheService) {

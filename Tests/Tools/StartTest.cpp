@@ -6,6 +6,7 @@
 #include "StatusPeer.h"
 #include "Support/PrivateBus.h"
 #include "ToolFixture.h"
+#include "UserUnitPeer.h"
 
 #include <systemd/sd-bus.h>
 
@@ -119,6 +120,27 @@ TEST_F(AStart, EndsWith69WhereNobodyHasTheName) {
     EXPECT_EQ(result.output, "");
     EXPECT_TRUE(result.errors.starts_with("quenmark: the service cannot be started: ")) << result.errors;
     EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1);
+}
+
+TEST_F(AStart, NamesAProgramThatIsMissing) {
+    bus.emplace(std::vector<TestSupport::PrivateBus::Service>{{startedName, folder.path("none")}});
+    const auto result = run({"start"});
+    EXPECT_EQ(result.status, 69);
+    EXPECT_EQ(result.errors, "quenmark: the service cannot be started: Failed to execute program " +
+                                 std::string(startedName) + ": No such file or directory\n");
+}
+
+TEST_F(AStart, SaysWhyTheServiceManagerDoesNotLaunchTheService) {
+    // A program that never takes the name stands for a bus that waits for the unit.
+    bus.emplace(std::vector<TestSupport::PrivateBus::Service>{{startedName, "/bin/sleep 60"}});
+    UserUnitPeer manager;
+    manager.properties = {{"LoadState", "loaded"}, {"ActiveState", "activating"}, {"SubState", "auto-restart"}};
+    manager.exitStatus = 203;
+    const auto result = run({"start"});
+    EXPECT_EQ(result.status, 69);
+    EXPECT_EQ(result.errors,
+              "quenmark: the service cannot be started: quenmark.service fails, since its program cannot "
+              "be run; see: systemctl --user status quenmark.service\n");
 }
 
 TEST_F(AStart, EndsWith69WhereThereIsNoBus) {
@@ -241,6 +263,18 @@ TEST_F(AStart, NamesAFolderThatDoesNotExist) {
     expectRefusal(69, "quenmark: the service cannot be started: there is no session bus (No such file or directory)\n");
     home.setPreferences(home.preferencesFor(folder.path("nowhere")));
     expectRefusal(78, advice(folder.path("nowhere"), folder.path("nowhere")));
+}
+
+TEST_F(AStart, TakesMembersThatNothingReads) {
+    home.setDeployment(R"({"pollInterval":5,"mode":"compatible"})");
+    bus.emplace();
+    Engine delegate;
+    Ipc::Listener listener({startedName, startedPath}, startedInterface);
+    listener.setDelegate(&delegate);
+    listener.resume();
+    const auto result = run({"start"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(delegate.calls, 1);
 }
 
 TEST_F(AStart, NamesMalformedSettings) {

@@ -38,7 +38,8 @@ Check unitCheck(const UnitFindings& unit) {
     const std::string run = "Run: " + manager;
     if (unit.loadState == "not-found")
         return warningCheck(unitName, "is not installed",
-                            "The service starts when it is called, and not at login: run: quenmark start");
+                            "Install it: without it the service does not start at login, and a bus whose service "
+                            "file names it launches nothing");
     if (unit.loadState == "masked")
         return warningCheck(unitName, "is masked", run + "unmask " + unitName);
     if (unit.loadState != "loaded")
@@ -46,8 +47,8 @@ Check unitCheck(const UnitFindings& unit) {
                             "cannot be loaded (" +
                                 (unit.loadState.empty() ? "it does not tell" : shown(unit.loadState)) + ")",
                             "See why: " + manager + "status " + unitName);
-    if (unit.activeState == "failed")
-        return warningCheck(unitName, "has failed",
+    if (const auto failure = failureOf(unit))
+        return warningCheck(unitName, "has failed: " + *failure,
                             "See why: " + manager + "status " + unitName + "; then run: " + manager + "restart " +
                                 unitName);
     const std::string detail = shown(unit.unitFileState) + ", " + shown(unit.activeState);

@@ -12,12 +12,9 @@ namespace Ipc = Platform::Ipc;
 
 namespace {
 
-// D-Bus Specification, "Message Bus Messages"; org.freedesktop.systemd1(5).
+// D-Bus Specification, "Message Bus Messages".
 const Ipc::BusTarget activatableNames{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                       "ListActivatableNames"};
-constexpr const char* managerName = "org.freedesktop.systemd1";
-constexpr const char* unitInterface = "org.freedesktop.systemd1.Unit";
-constexpr const char* unitPath = "/org/freedesktop/systemd1/unit/quenmark_2eservice";
 
 } // namespace
 
@@ -43,7 +40,11 @@ void BusQuestions::start() {
     awaited_ = 3;
     bus_.call(activatableNames, std::nullopt, Platform::Duration::max(),
               [this](const Ipc::Bus::Reply& reply) { takeActivatableNames(reply); });
-    askForUnit();
+    readUnit(bus_, [this](const auto& unit, bool isAll) {
+        findings_.unit = unit;
+        if (isAll)
+            answered();
+    });
     status_.start();
 }
 
@@ -54,30 +55,6 @@ void BusQuestions::takeActivatableNames(const Ipc::Bus::Reply& reply) {
     findings_.canLaunchService =
         names != nullptr && std::ranges::find(*names, Ipc::Value(ServiceNames::service)) != names->end();
     answered();
-}
-
-void BusQuestions::askForUnit() {
-    bus_.callBus("GetNameOwner", managerName, [this](const Ipc::Bus::Reply& reply) {
-        if (std::holds_alternative<Ipc::Value>(reply)) {
-            findings_.unit.emplace();
-            readUnit("LoadState", &UnitFindings::loadState);
-            readUnit("ActiveState", &UnitFindings::activeState);
-            readUnit("UnitFileState", &UnitFindings::unitFileState);
-        }
-        answered();
-    });
-}
-
-void BusQuestions::readUnit(const std::string& property, std::string UnitFindings::*member) {
-    ++awaited_;
-    bus_.readProperty(managerName, unitPath, unitInterface, property, [this, member](const Ipc::Bus::Reply& reply) {
-        const auto* value = std::get_if<Ipc::Value>(&reply);
-        const auto* text = value == nullptr ? nullptr : value->as<std::string>();
-        // The bus may have failed meanwhile.
-        if (text != nullptr && findings_.unit)
-            (*findings_.unit).*member = *text;
-        answered();
-    });
 }
 
 void BusQuestions::takeStatus(const std::optional<ServiceStatus>& status) {

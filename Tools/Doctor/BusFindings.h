@@ -5,6 +5,7 @@
 #include "Tools/Failure.h"
 #include "Tools/Status/ServiceStatus.h"
 #include "Tools/Status/StatusClient.h"
+#include "Tools/UnitFindings.h"
 
 #include <chrono>
 #include <functional>
@@ -12,15 +13,6 @@
 #include <string>
 
 namespace Tools {
-
-/// The user manager's unit of the service (systemd.unit(5)), by its properties on the bus; "" where one is not told.
-struct UnitFindings {
-    std::string loadState;
-    std::string activeState;
-    std::string unitFileState;
-
-    bool operator==(const UnitFindings&) const = default;
-};
 
 /// What the session bus and the programs on it say.
 struct BusFindings {
@@ -50,8 +42,6 @@ public:
 
 private:
     Platform::Ipc::BusCallbacks callbacks();
-    void askForUnit();
-    void readUnit(const std::string& property, std::string UnitFindings::*member);
     void takeActivatableNames(const Platform::Ipc::Bus::Reply& reply);
     void takeStatus(const std::optional<ServiceStatus>& status);
     void takeStatusFailure(const Failure& failure);

@@ -130,6 +130,20 @@ Check deployedCheck(const DeployedValue& value, const ReadFile& file) {
             "Correct it"};
 }
 
+/// The members that nothing reads: mistyped ones, or those of another version.
+std::optional<Check> unknownMembersCheck(const std::vector<DeployedValue>& known, const ReadFile& file) {
+    std::string names;
+    for (const auto& [name, value] : file.values.value_or(boost::json::object())) {
+        const std::string_view key(name.data(), name.size());
+        if (std::ranges::none_of(known, [&](const DeployedValue& one) { return one.key == key; }))
+            names += (names.empty() ? "" : ", ") + boost::json::serialize(boost::json::value(name));
+    }
+    if (names.empty())
+        return std::nullopt;
+    return warningCheck("unknown members", "nothing reads " + shown(names) + " of " + shown(file.path),
+                        "Correct or remove what is mistyped or of another version");
+}
+
 /// The file that the deployment settings come from, the most important one that is there.
 std::variant<ReadFile, Check> deploymentFileInUse() {
     auto directories = Platform::Environment::configDirectories();
@@ -152,12 +166,15 @@ void examineDeployment(SettingsFindings& findings) {
     findings.deploymentFile = file.path;
     findings.checks.push_back(
         okCheck("deployment.json", file.values ? shown(file.path) : "there is none; the values built in count"));
-    for (auto& value : deployedValues(findings.deployment)) {
+    const auto known = deployedValues(findings.deployment);
+    for (const auto& value : known) {
         // Another member that is not valid has taken the host away, since nothing is to be sent.
         if (value.key == std::string_view("serviceHost") && findings.deployment.serviceHost.empty())
             continue;
         findings.checks.push_back(deployedCheck(value, file));
     }
+    if (auto check = unknownMembersCheck(known, file))
+        findings.checks.push_back(*std::move(check));
 }
 
 } // namespace

@@ -46,10 +46,10 @@ void enableService(bool isRestarted) {
         return complain(std::string(unitName) + " is enabled and runs");
     const std::string reason =
         failure->hasManager ? " does not run (" : " cannot be enabled, since there is no user manager (";
-    complain(unitName + reason + failure->text + "): the service starts when it is called, and not at login");
+    complain(unitName + reason + failure->text + ")");
     readServiceFiles();
     if (startEngine(false) == ExitStatus::Success)
-        complain("the service runs");
+        complain("the service runs; it starts when it is called, and not at login");
 }
 
 } // namespace Tools
