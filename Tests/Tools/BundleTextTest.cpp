@@ -75,6 +75,7 @@ TEST(ARedactor, RemovesASecretOfFewerThanSixBytesAsAWordOnly) {
     redactor.addSecret("abcde", "five");
     redactor.addSecret("uvwxyz", "six");
     EXPECT_EQ(redactor.redacted("abcde"), "[five]");
+    EXPECT_EQ(redactor.redacted("xabcde"), "xabcde");
     EXPECT_EQ(redactor.redacted("abcde-abcde xabcde abcdex _abcde abcde_ abcde\xC3\xA9 \xC3\xA9"
                                 "abcde 1abcde"),
               "[five]-[five] xabcde abcdex _abcde abcde_ abcde\xC3\xA9 \xC3\xA9"
