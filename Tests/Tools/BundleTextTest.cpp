@@ -40,6 +40,17 @@ TEST(ALogWithoutValues, FindsItBehindBlanks) {
     EXPECT_EQ(withoutValues("\"A\" :"), "\"A\" :");
 }
 
+TEST(ALogWithoutValues, ShowsNoPlainValueOfAListThatHoldsDictionariesToo) {
+    for (const char* list : {R"(["x",{"B":"y"}])", R"([{"B":"y"},"x"])", R"(("x", {"B" = "y";}))",
+                             R"([["x"],{"B":"y"}])", R"([{"B":["y"]}, 5])", R"(["]",{"B":"y"},"x"])"})
+        EXPECT_EQ(withoutValues(std::string(R"({"A":)") + list + R"(,"ReturnStatus":"0"})"),
+                  R"({"A":[value],"ReturnStatus":"0"})");
+    EXPECT_EQ(withoutValues(R"({"A":["x",{"B":"cut)"), R"({"A":[value])");
+    EXPECT_EQ(withoutValues(R"("A":[{"B":"y"}, {"ReturnStatus":"0"}])"),
+              R"("A":[{"B":[value]}, {"ReturnStatus":"0"}])");
+    EXPECT_EQ(withoutValues(R"("A":[[{"B":"y"}]])"), R"("A":[value])");
+}
+
 TEST(ALogWithoutCredentials, KnowsEachOfTheirNames) {
     for (const std::string name : {"password", "PASSWD", "token", "client_secret", "Credential", "tokenId-2_x"}) {
         EXPECT_EQ(withoutCredentials(name + "=s3cr3t"), name + "=[credential]");

@@ -47,18 +47,29 @@ std::size_t endOfQuoted(std::string_view text, std::size_t at, std::string_view 
     return text.size();
 }
 
-/// The end of a list of plain values; nothing where it holds dictionaries, whose values have keys of their own.
+/// The end of a list; nothing where it holds dictionaries alone, whose values have keys of their own.
 std::optional<std::size_t> endOfList(std::string_view text, std::size_t at) {
-    for (++at; at < text.size(); ++at) {
+    std::size_t depth = 0;
+    bool holdsDictionaries = false;
+    bool holdsOthers = false;
+    std::size_t end = text.size();
+    for (; at < text.size(); ++at) {
         const auto quote = quoteAt(text, at);
         if (!quote.empty())
             at = endOfQuoted(text, at, quote) - 1;
-        else if (text[at] == '{')
-            return std::nullopt;
-        else if (text[at] == ']' || text[at] == ')')
-            return at + 1;
+        const char character = quote.empty() ? text[at] : 'x';
+        if (depth == 1 && character == '{')
+            holdsDictionaries = true;
+        else if (depth == 1 && std::string_view(" \t\n,;])").find(character) == nowhere)
+            holdsOthers = true;
+        if (std::string_view("[({").find(character) != nowhere) {
+            ++depth;
+        } else if (std::string_view("])}").find(character) != nowhere && --depth == 0) {
+            end = at + 1;
+            break;
+        }
     }
-    return text.size();
+    return holdsDictionaries && !holdsOthers ? std::nullopt : std::optional(end);
 }
 
 /// Where the value that begins there ends; where it begins for a value that has values of its own.
