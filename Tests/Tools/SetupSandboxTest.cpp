@@ -39,8 +39,10 @@ TEST_F(TheSandbox, IsWrittenByASetup) {
                   "ProtectSystem=strict\n"
                   "# The home is one mount, so that a file is moved into its place by rename(2).\n"
                   "ReadWritePaths=%h -%C\n"
-                  "# What decides on the programs that the user runs, this file among it.\n"
-                  "ReadOnlyPaths=-%E -%h/.local -%h/.profile -%h/.bash_profile -%h/.bashrc -%h/.zshenv -%h/.zshrc\n"
+                  "# What decides on the programs that the user runs, this file among it, as far as it is there.\n"
+                  "ReadOnlyPaths=-%E -%h/.local -%h/bin -%h/.profile -%h/.bash_profile -%h/.bash_login -%h/.bashrc "
+                  "-%h/.bash_logout -%h/.zshenv -%h/.zprofile -%h/.zshrc -%h/.zlogin -%h/.zlogout -%h/.xsessionrc "
+                  "-%h/.xprofile\n"
                   "ReadWritePaths=-%E/quenmark\n" +
                   linesFor(home.path("items")));
     EXPECT_EQ(fs::status(file()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
@@ -119,6 +121,31 @@ TEST_F(TheSandbox, DoesNotLetAServiceWriteToAFolderOfLaterPreferences) {
     EXPECT_EQ(setUp({}).status, 0);
     EXPECT_EQ(set(folder.path()), "");
     EXPECT_EQ(run({"doctor"}).output.find("quenmark.service may not write there"), std::string::npos);
+}
+
+TEST_F(TheSandbox, CoversWhatTheServiceMayWriteTo) {
+    const TestSupport::TemporaryDirectory elsewhere;
+    fs::create_directories(home.path("items"));
+    fs::create_directories(elsewhere.path("own/inner"));
+    fs::create_directory_symlink(folder.path(), home.path("link"));
+    EXPECT_TRUE(Sandbox::covers(folder.path())) << "there is no drop-in";
+    EXPECT_EQ(setUp(into(elsewhere.path("own"))).status, 0);
+    for (const auto& path : {home.path(), home.path("items"), home.path("none"), elsewhere.path("own"),
+                             elsewhere.path("own/inner"), elsewhere.path("own/none")})
+        EXPECT_TRUE(Sandbox::covers(path)) << path;
+    for (const auto& path :
+         {home.path("link"), home.path(".local/share/q"), home.path(".local"), home.path("bin/q"),
+          home.config().path("q"), elsewhere.path(), elsewhere.path("other"), elsewhere.path("own-too"), folder.path()})
+        EXPECT_FALSE(Sandbox::covers(path)) << path;
+    home.config().write("systemd/user/quenmark.service.d/quenmark-setup.conf", "[Service]\n");
+    EXPECT_TRUE(Sandbox::covers(folder.path())) << "it is not a set-up's";
+}
+
+TEST_F(TheSandbox, CoversEveryFolderOfADiskThatItNames) {
+    EXPECT_EQ(setUp(into(home.path("items"))).status, 0);
+    EXPECT_FALSE(Sandbox::covers("/proc/self"));
+    home.config().write("systemd/user/quenmark.service.d/quenmark-setup.conf", Sandbox::textFor("/proc/1"));
+    EXPECT_TRUE(Sandbox::covers("/proc/self"));
 }
 
 } // namespace ToolTest

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 #include <string_view>
 #include <variant>
 #include <vector>
@@ -31,8 +30,9 @@ constexpr const char* settings =
     "ProtectSystem=strict\n"
     "# The home is one mount, so that a file is moved into its place by rename(2).\n"
     "ReadWritePaths=%h -%C\n"
-    "# What decides on the programs that the user runs, this file among it.\n"
-    "ReadOnlyPaths=-%E -%h/.local -%h/.profile -%h/.bash_profile -%h/.bashrc -%h/.zshenv -%h/.zshrc\n"
+    "# What decides on the programs that the user runs, this file among it, as far as it is there.\n"
+    "ReadOnlyPaths=-%E -%h/.local -%h/bin -%h/.profile -%h/.bash_profile -%h/.bash_login -%h/.bashrc "
+    "-%h/.bash_logout -%h/.zshenv -%h/.zprofile -%h/.zshrc -%h/.zlogin -%h/.zlogout -%h/.xsessionrc -%h/.xprofile\n"
     "ReadWritePaths=-%E/quenmark\n";
 
 bool isIn(const std::string& path, const std::string& folder) {
@@ -86,15 +86,18 @@ std::string lineFor(const std::string& folder) {
     return "ReadWritePaths=" + quoted(writable, "\\\"") + "\n";
 }
 
-/// The folder that the drop-in was written for; nil where it names none.
-std::optional<std::string> folder() {
-    const auto content = Files::contents(dropIn(), Platform::SettingsFile::maximumSize);
-    const auto* text = std::get_if<std::string>(&content);
-    const auto place = text == nullptr ? std::string::npos : text->find(folderLine);
-    if (place == std::string::npos)
-        return std::nullopt;
-    const auto begin = place + folderLine.size();
-    return text->substr(begin, text->find('\n', begin) - begin);
+/// Whether a drop-in of this text lets the service write to a folder without links.
+bool letsWrite(const std::string& text, const std::string& folder) {
+    const auto home = withoutLinks(Platform::Environment::homeDirectory(), Platform::Environment::homeDirectory());
+    const auto settingsFolder = withoutLinks(Platform::Environment::configHome(), Platform::Environment::configHome());
+    const std::array readOnly{settingsFolder, Files::appendingPathComponent(home, ".local"),
+                              Files::appendingPathComponent(home, "bin")};
+    if (isIn(folder, home) && std::ranges::none_of(readOnly, [&](const auto& place) { return isIn(folder, place); }))
+        return true;
+    for (auto place = folder; place != "/"; place = Files::deletingLastPathComponent(place))
+        if (text.find("\n" + lineFor(place)) != std::string::npos)
+            return true;
+    return false;
 }
 
 } // namespace
@@ -112,8 +115,11 @@ std::string textFor(const std::string& path) {
 }
 
 bool covers(const std::string& path) {
-    const auto known = folder();
-    return !known || *known == path || isIn(path, Platform::Environment::homeDirectory());
+    const auto content = Files::contents(dropIn(), Platform::SettingsFile::maximumSize);
+    const auto* text = std::get_if<std::string>(&content);
+    if (text == nullptr || text->find(folderLine) == std::string::npos)
+        return true;
+    return std::ranges::all_of(foldersOf(path), [&](const auto& folder) { return letsWrite(*text, folder); });
 }
 
 } // namespace Tools::Sandbox

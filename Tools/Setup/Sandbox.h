@@ -13,7 +13,8 @@ std::string dropIn();
 /// mounted and where a link leads counts only then. The path has no control characters and is UTF-8.
 std::string textFor(const std::string& path);
 
-/// Whether the drop-in lets the service write to the Quenmark folder in `path`; so it does where there is none.
+/// Whether the drop-in, as it was written by a set-up, lets the service write to the Quenmark folder in `path`; so it
+/// does where there is none. Links and mounts count as they are now.
 bool covers(const std::string& path);
 
 } // namespace Tools::Sandbox
