@@ -1,6 +1,16 @@
 // What the program offers to the shells' completions.
 
+#include "RunningTool.h"
+#include "Support/Polling.h"
 #include "ToolFixture.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
 
 namespace ToolTest {
 
@@ -99,6 +109,19 @@ TEST_F(ACompletion, OffersNoComputerWhoseNameSteersATerminal) {
     EXPECT_EQ(offered({"push", "--to", ""}), "words\nb c\t\\x1B[2J\n");
 }
 
+TEST_F(ACompletion, OffersAThousandComputersWithShortNames) {
+    std::string list = R"({"computer": ")" + std::string(257, 'x') + R"("}, {"computer": ")" + std::string(256, 'y') +
+                       R"(", "mail": ")" + std::string(300, 'm') + R"("})";
+    std::string expected = "words\n" + std::string(256, 'y') + "\t" + std::string(254, 'm') + "\n";
+    for (int number = 1; number <= 1500; ++number) {
+        list += R"(, {"computer": ")" + std::to_string(number) + R"("})";
+        if (number <= 999)
+            expected += std::to_string(number) + "\n";
+    }
+    listComputers(R"({"computers": [)" + list + "]}");
+    EXPECT_EQ(offered({"push", "--to", ""}), expected);
+}
+
 TEST_F(ACompletion, OffersNoComputersWhereNoneAreListed) {
     server.enqueue(HttpReply::status(404, R"({"computers": [{"computer": "7"}]})"));
     EXPECT_EQ(offered({"push", "--to", ""}), "words\n");
@@ -117,6 +140,38 @@ TEST_F(ACompletion, DoesNotWaitForASilentServer) {
     server.enqueue(HttpReply::silence());
     EXPECT_EQ(offered({"push", "--to", ""}), "");
     EXPECT_EQ(server.requests().size(), 1U);
+}
+
+TEST_F(ACompletion, IsNotCutWhenItsTimeEndsWhileItIsWritten) {
+    std::string preferences = R"({"k0": 0)";
+    std::string expected = "words\ncomputerIdKey\nuserIdKey\nquenmarkPathKey\nk0\n";
+    for (int number = 1; number < 400; ++number) {
+        const auto key = std::to_string(number) + std::string(256, 'k');
+        preferences += ", \"" + key + "\": 0";
+        expected += key + "\n";
+    }
+    home.setPreferences(preferences + "}");
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+    const Platform::FileDescriptor ours(ends[0]);
+    Platform::FileDescriptor theirs(ends[1]);
+    const int capacity = ::fcntl(ours.get(), F_GETPIPE_SZ);
+    ASSERT_LT(capacity, static_cast<int>(expected.size()));
+    const auto process = startTool({"complete", "prefs", "unset", ""}, [&] { ::dup2(theirs.get(), STDOUT_FILENO); });
+    theirs = {};
+    EXPECT_TRUE(TestSupport::pollUntil([&] {
+        int available = 0;
+        return ::ioctl(ours.get(), FIONREAD, &available) == 0 && available == capacity;
+    }));
+    ::kill(process, SIGALRM);
+    std::string output;
+    std::array<char, 4096> piece{};
+    for (ssize_t count = 0; (count = ::read(ours.get(), piece.data(), piece.size())) > 0;)
+        output.append(piece.data(), static_cast<std::size_t>(count));
+    int status = -1;
+    EXPECT_EQ(::waitpid(process, &status, 0), process);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(output == expected) << output.size() << " bytes of " << expected.size();
 }
 
 } // namespace ToolTest

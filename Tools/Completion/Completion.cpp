@@ -107,7 +107,10 @@ ExitStatus complete(const CLI::App& program, const std::vector<std::string>& wor
     std::signal(SIGALRM, [](int) { ::_exit(static_cast<int>(ExitStatus::Success)); });
     ::alarm(limit);
     try {
-        print(textOf(candidatesFor(program, words)));
+        const auto text = textOf(candidatesFor(program, words));
+        // A shell takes the start of a word for a word: from here on only the end of its reader ends the process early.
+        std::signal(SIGALRM, SIG_IGN);
+        print(text);
     } catch (const std::exception&) {
         // Such as an operation that there is not. Whoever types sees it when the line is carried out.
     }

@@ -22,8 +22,8 @@ inline constexpr const char* request = "complete";
 /// there is one; a word that ends with "=" is not complete yet. Words that do not begin as the last one does are among
 /// them. A control character is in none.
 ///
-/// Changes nothing, launches nothing, and ends with Success within a second or so, whatever it waits for: a person is
-/// typing, who sees nothing of standard error.
+/// Changes nothing, launches nothing, and ends with Success: a person is typing, who sees nothing of standard error.
+/// After a second or so without a result it prints nothing; what it prints is whole, however slowly it is read.
 ExitStatus complete(const CLI::App& program, const std::vector<std::string>& words);
 
 } // namespace Tools::Completion

@@ -5,10 +5,13 @@
 #include "Platform/Loop/RunLoop.h"
 #include "Platform/Settings/DeploymentSettings.h"
 #include "Platform/UrlLoading/UrlSession.h"
+#include "Tools/Output.h"
+#include "Tools/Setup/InputChecks.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 
+#include <cstddef>
 #include <utility>
 #include <variant>
 
@@ -16,8 +19,10 @@ namespace Tools::Completion {
 
 namespace {
 
-/// More are no help to somebody who types.
-constexpr const char* target = "/api/computers?limit=1000";
+/// More are no help to somebody who types. A server may send more than it is asked for.
+constexpr std::size_t mostComputers = 1000;
+/// In bytes. No mail address is longer (RFC 5321, section 4.5.3.1.3).
+constexpr std::size_t longestDescription = 254;
 
 std::string textOf(const boost::json::object& object, std::string_view key) {
     const auto* value = object.if_contains(key);
@@ -34,11 +39,15 @@ std::vector<Candidates::Word> computersIn(const Platform::Data& response) {
     if (list == nullptr || !list->is_array())
         return computers;
     for (const auto& entry : list->get_array()) {
+        if (computers.size() == mostComputers)
+            break;
         const auto* computer = entry.if_object();
         if (computer == nullptr)
             continue;
-        if (auto name = textOf(*computer, "computer"); !name.empty())
-            computers.push_back({std::move(name), textOf(*computer, "mail")});
+        auto name = textOf(*computer, "computer");
+        if (InputChecks::ofIdentifier(name))
+            continue;
+        computers.push_back({std::move(name), std::string(beginning(textOf(*computer, "mail"), longestDescription))});
     }
     return computers;
 }
@@ -51,8 +60,8 @@ std::vector<Candidates::Word> computersAt(const std::optional<std::string>& serv
     if (settings.serviceHost.empty())
         return {};
     Platform::UrlRequest request;
-    request.url =
-        Platform::Url::fromString(settings.serviceScheme + "://" + server.value_or(settings.serviceHost) + target);
+    request.url = Platform::Url::fromString(settings.serviceScheme + "://" + server.value_or(settings.serviceHost) +
+                                            "/api/computers?limit=" + std::to_string(mostComputers));
     if (!request.url)
         return {};
     Platform::RunLoop loop;
