@@ -102,8 +102,8 @@ public:
 struct Server {
     asio::io_context context{1};
     EchoApplication application;
-    std::shared_ptr<ServerContext> server =
-        std::make_shared<ServerContext>(application, Limits{}, realTimers(context.get_executor()));
+    std::shared_ptr<ServerContext> server = std::make_shared<ServerContext>(
+        application, Limits{}, context.get_executor(), realTimers(context.get_executor()));
     std::vector<char> piece = std::vector<char>(65536);
 };
 

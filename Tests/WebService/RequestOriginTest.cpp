@@ -60,6 +60,27 @@ TEST(ARequest, IsRefusedForAnyOriginButItsOwnHost) {
     EXPECT_TRUE(isRefused({{"Host", "localhost"}, {"Origin", "http://localhost"}, {"Origin", "null"}}));
 }
 
+TEST(ARequest, IsRefusedWhereTheBrowserSaysThatItComesFromAnotherSite) {
+    const auto isRefusedFor = [](const std::string& method, const std::string& target, Fields fields) {
+        fields.insert(fields.begin(), {"Host", "localhost:8080"});
+        const Request request{.method = method, .target = target, .headers = std::move(fields)};
+        return originError(request, "127.0.0.1", "127.0.0.1").has_value();
+    };
+    for (const char* target : {"/", "/api/events", "/password?code=1", "/activate?code=1", "/outbox/7/a"}) {
+        for (const char* site : {"same-origin", "none", "None"})
+            EXPECT_FALSE(isRefusedFor("GET", target, {{"Sec-Fetch-Site", site}})) << target << site;
+        for (const char* site : {"cross-site", "same-site", "Cross-Site", "", "x"})
+            EXPECT_TRUE(isRefusedFor("GET", target, {{"Sec-Fetch-Site", site}, {"Sec-Fetch-Mode", "no-cors"}}))
+                << target;
+        EXPECT_TRUE(isRefusedFor("GET", target, {{"Sec-Fetch-Site", "none"}, {"sec-fetch-site", "cross-site"}}));
+    }
+    const Fields navigation{{"Sec-Fetch-Site", "cross-site"}, {"Sec-Fetch-Mode", "navigate"}};
+    EXPECT_FALSE(isRefusedFor("GET", "/", navigation)) << "a link to the console";
+    EXPECT_TRUE(isRefusedFor("POST", "/", navigation));
+    EXPECT_TRUE(isRefusedFor("GET", "/password?code=1", navigation));
+    EXPECT_TRUE(isRefusedFor("GET", "/?x", navigation));
+}
+
 TEST(ARequest, OfAnotherSiteIsRefusedWith403AndDoesNothing) {
     TemporaryFolder folder;
     const ServiceProcess service(folder.path("data").string());
@@ -70,7 +91,8 @@ TEST(ARequest, OfAnotherSiteIsRefusedWith403AndDoesNothing) {
     };
     for (const std::string& fields :
          {std::string("Host: evil.test\r\n"), "Host: " + service.host() + "\r\nOrigin: http://evil.test\r\n",
-          "Host: " + service.host() + "\r\nOrigin: null\r\n"}) {
+          "Host: " + service.host() + "\r\nOrigin: null\r\n",
+          "Host: " + service.host() + "\r\nSec-Fetch-Site: cross-site\r\n"}) {
         const HttpResponse response = put(fields);
         EXPECT_EQ(response.status, 403) << fields;
         EXPECT_EQ(response.body.substr(0, 54), R"({"ReturnStatus":"1","error":{"code":"WrongOrigin","mes)");

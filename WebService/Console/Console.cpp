@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::string_view outboxRoot = "/outbox/";
 constexpr std::size_t maxShownTarget = 4096;
+constexpr std::size_t maxComputer = 255; // bytes of a computer's name, which is that of a folder
 
 /// The first header fields are those of the request.
 Request requestOf(const JournalEntry& entry) {
@@ -33,7 +34,7 @@ std::optional<std::string> findComputer(Database& db, const JournalEntry& entry)
             return std::nullopt;
         const auto computer =
             percentDecoded(path.substr(outboxRoot.size(), path.find('/', outboxRoot.size()) - outboxRoot.size()));
-        return computer && isUtf8(*computer) ? computer : std::nullopt;
+        return computer && isUtf8(*computer) && computer->size() <= maxComputer ? computer : std::nullopt;
     }
     JsonBody body;
     body.receive(entry.request.body);
@@ -44,7 +45,7 @@ std::optional<std::string> findComputer(Database& db, const JournalEntry& entry)
         // The operation refused this body.
     }
     const auto computer = computerOf(db, request, value);
-    return computer ? std::optional(textOf(*computer)) : std::nullopt;
+    return computer && computer->size() <= maxComputer ? std::optional(textOf(*computer)) : std::nullopt;
 }
 
 boost::json::value numberOrNull(const std::optional<std::size_t>& number) {

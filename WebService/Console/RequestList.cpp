@@ -13,14 +13,18 @@ namespace {
 
 constexpr std::size_t maxSearch = 256; // in bytes; each costs time where texts repeat themselves
 
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+}
+
 bool contains(std::string_view text, std::string_view lowerCase) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; };
-    return !std::ranges::search(text, lowerCase, {}, lower).empty() || lowerCase.empty();
+    const auto isEqual = [](char inText, char wanted) { return lower(inText) == wanted; };
+    return lowerCase.empty() ||
+           std::search(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(), isEqual) != text.end();
 }
 
 std::string lowerCase(std::string text) {
-    std::ranges::transform(text, text.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+    std::ranges::transform(text, text.begin(), lower);
     return text;
 }
 

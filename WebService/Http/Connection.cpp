@@ -2,6 +2,7 @@
 
 #include "WebService/Common/Log.h"
 #include "WebService/Http/ClientSocket.h"
+#include "WebService/Http/ParsedRequest.h"
 #include "WebService/Http/RequestLog.h"
 #include "WebService/Http/Transmitter.h"
 
@@ -40,10 +41,6 @@ private:
     Response response_;
 };
 
-RequestError badRequest(int status, const std::string& why) {
-    return {"BadRequest", why, status};
-}
-
 RequestError internalError(const std::string& what) {
     logLine("a request failed: " + what);
     return {"InternalError", what, 500};
@@ -63,7 +60,7 @@ public:
     }
 
 private:
-    using Parser = http::request_parser<http::buffer_body>;
+    using Parser = RequestParser;
 
     awaitable<void> serveRequest() {
         Parser parser;
@@ -162,7 +159,7 @@ private:
     }
 
     awaitable<Response> respond(Parser& parser, RequestLog& line) {
-        const Request request = requestOf(parser);
+        const Request request = requestOf(parser, client_);
         line.method = request.method;
         line.path = request.path();
         line.recorder = server_->application.record(request, client_.peer());
@@ -211,45 +208,16 @@ private:
         co_return response;
     }
 
-    Request requestOf(const Parser& parser) const {
-        const auto& message = parser.get();
-        Request request{.method = message.method_string(),
-                        .target = message.target(),
-                        .headers = {},
-                        .ownAddress = client_.ownAddress(),
-                        .isSecure = client_.isSecure()};
-        for (const auto& field : message)
-            request.headers.emplace_back(field.name_string(), field.value());
-        return request;
-    }
-
     /// For a request whose request line or headers are malformed or too long: what the parser has from before the
     /// error. Where that is the request line itself, the target is the second word of it.
     Request partialRequest(const Parser& parser) const {
-        Request request = requestOf(parser);
+        Request request = requestOf(parser, client_);
         if (request.target.empty()) {
             const std::string_view line = client_.received().substr(0, client_.received().find_first_of("\r\n"));
             const std::string_view target = line.substr(std::min(line.find(' ') + 1, line.size()));
             request.target = target.substr(0, target.find(' '));
         }
         return request;
-    }
-
-    /// An HTTP/1.0 client cannot expect anything (RFC 9110, section 10.1.1).
-    static bool checkExpectation(const Parser& parser) {
-        const auto expectation = parser.get()[http::field::expect];
-        if (expectation.empty() || parser.get().version() < 11)
-            return false;
-        if (!beast::iequals(expectation, "100-continue"))
-            throw badRequest(417, "the only expectation met here is 100-continue");
-        return true;
-    }
-
-    /// A transfer coding that does not end in "chunked" leaves the end of the body unknown (RFC 9112, 6.3).
-    static void checkFraming(const Parser& parser) {
-        if (parser.get().count(http::field::transfer_encoding) != 0 &&
-            !beast::iequals(parser.get()[http::field::transfer_encoding], "chunked"))
-            throw badRequest(501, "the only Transfer-Encoding known here is chunked");
     }
 
     std::unique_ptr<Exchange> begin(const Parser& parser, const Request& request, bool expectsContinue) {

@@ -61,6 +61,12 @@ std::optional<std::string> originError(const Request& request, std::string_view 
             !(isLoopback(*host) || isSameHost(*host, listenHost) || isSameHost(*host, ownAddress)))
             return "the Host of the request is not this service";
     }
+    const auto site = request.header("Sec-Fetch-Site");
+    const bool opensThePage = request.method == "GET" && request.target == "/" && !request.header("Origin") &&
+                              iequals(request.header("Sec-Fetch-Mode").value_or(""), "navigate");
+    if (site && (count("Sec-Fetch-Site") > 1 || !(iequals(*site, "same-origin") || iequals(*site, "none"))) &&
+        !opensThePage)
+        return "the request comes from another site's page";
     const auto origin = request.header("Origin");
     const std::string own = (request.isSecure ? "https://" : "http://") + std::string(authority.value_or(""));
     if (origin && (count("Origin") > 1 || !authority || !iequals(*origin, own)))

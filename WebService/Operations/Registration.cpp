@@ -91,10 +91,13 @@ boost::json::object sendPasswordToMailID(const Record& request, Database& db) {
 }
 
 boost::json::object newPassword(std::string_view code, Database& db) {
-    const std::string password = randomDigits(codeSize);
-    if (db.run("UPDATE users SET password = ?2, password_code = NULL WHERE password_code = ?1", code,
-               passwordHash(password)) == 0)
+    Query user = db.query("SELECT id FROM users WHERE password_code = ?1", code);
+    // A hash takes long, and anybody may send a code.
+    if (!user.next())
         throw RequestError("UnknownCode", "there is no user with this code, or it has been used", 404);
+    const std::string password = randomDigits(codeSize);
+    db.run("UPDATE users SET password = ?2, password_code = NULL WHERE id = ?1", user.integer(0),
+           passwordHash(password));
     boost::json::object response = success();
     response["Password"] = password;
     response["error"] = nullptr;
