@@ -98,6 +98,16 @@ TEST_F(ANotedRequest, IsShownWithItsResponse) {
     EXPECT_EQ(shown.at("bytes"), 33 + 71);
 }
 
+TEST_F(ANotedRequest, HasNoComputerWhoseNameNoFolderCanHave) {
+    for (const std::size_t length : {255U, 256U}) {
+        const std::string computer(length, 'x');
+        send("POST", pollPath, R"({"ToComputerID":")" + computer + "\"}");
+        EXPECT_EQ(latest().at("computer"), length == 255 ? boost::json::value(computer) : boost::json::value());
+        send("GET", "/outbox/" + computer + "/a", "");
+        EXPECT_EQ(latest().at("computer"), length == 255 ? boost::json::value(computer) : boost::json::value());
+    }
+}
+
 TEST_F(ANotedRequest, OfTheConsoleIsNotNoted) {
     for (const char* target : {"/", "/console.js", "/console.css", "/api/items", "/api/nothing"})
         send("GET", target, "");
