@@ -1,13 +1,12 @@
 // Whatever goes wrong with GetTopFileUploadWithStream, its response cannot be mistaken for the content of a file.
 
+#include "Support/FileSizeLimit.h"
 #include "Support/HttpClient.h"
 #include "Support/LockedDatabase.h"
 #include "Support/ServedState.h"
 #include "Support/ServiceProcess.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/resource.h>
 
 namespace webservice::test {
 
@@ -28,22 +27,6 @@ std::string summary(const HttpResponse& response) {
 std::string raw(std::string_view line, std::string_view fields, std::string_view body = "") {
     return std::string(line) + " HTTP/1.1\r\nHost: localhost\r\n" + std::string(fields) + "\r\n" + std::string(body);
 }
-
-/// No file that is written becomes longer than this in the processes that are started meanwhile.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        ::getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limited{.rlim_cur = bytes, .rlim_max = before_.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-
-private:
-    rlimit before_{};
-};
 
 } // namespace
 

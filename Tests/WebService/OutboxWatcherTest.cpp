@@ -1,5 +1,6 @@
 // How things that other programs do in the outbox become pending items.
 
+#include "Support/FileSizeLimit.h"
 #include "Support/TestState.h"
 #include "WebService/Common/WireName.h"
 
@@ -8,6 +9,8 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
+#include <filesystem>
 
 namespace webservice::test {
 
@@ -330,6 +333,44 @@ TEST_F(AnOutbox, WaitsASecondForTheWriterOfAnEmptyFileThatAScanHasFound) {
     EXPECT_EQ(field(request("GET", "/status?computer=7").body, "pending"), "0");
     state->watcher.recheck(now + 1s);
     EXPECT_EQ(field(request("GET", "/status?computer=7").body, "pending"), "1");
+}
+
+TEST_F(AnOutbox, FindsAgainWhatCouldNotBeCommitted) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    folder.makeFolder("data/outbox/7/a");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
+    folder.makeFolder("data/outbox/7/b");
+    folder.remove("data/outbox/7/a");
+    {
+        const FileSizeLimit full(std::filesystem::file_size(folder.path("data/state.db-wal")));
+        EXPECT_THROW(state->watcher.process(), DatabaseError);
+    }
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\b"}));
+    folder.makeFolder("data/outbox/7/a");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"})) << "that it was removed is known";
+}
+
+TEST_F(AnOutbox, FindsAgainTheRecordsOfASliceThatIsUndone) {
+    Names names;
+    for (int i = 10; i < 30; ++i) {
+        folder.makeFolder("data/outbox/7/" + std::to_string(i));
+        names.push_back("\\" + std::to_string(i));
+    }
+    {
+        const Transaction undone(state->db);
+        while (!state->ledger.lastPending("7", std::nullopt))
+            ASSERT_FALSE(state->watcher.processSlice(0s));
+    }
+    ASSERT_FALSE(state->ledger.lastPending("7", std::nullopt));
+    expectFoldersFirst("7", names);
+}
+
+TEST_F(AnOutbox, IsNotScannedAgainForOtherChangesThatAreUndone) {
+    folder.makeFolder("data/outbox/7/a");
+    EXPECT_EQ(acknowledgeAll("7"), Names({"\\a"}));
+    state->db.run("DELETE FROM outbox"); // a scan would find the folder as a new one
+    { const Transaction undone(state->db); }
+    EXPECT_EQ(acknowledgeAll("7"), Names());
 }
 
 } // namespace webservice::test

@@ -140,7 +140,8 @@ TEST_F(AGroupOfChanges, KeepsThoseOfTheOthersWhereARequestFails) {
 
 TEST_F(AGroupOfChanges, IsAnErrorWhereSomethingHasUndoneThem) {
     pushItem();
-    state->db.run("ROLLBACK"); // as SQLite does by itself after some errors
+    EXPECT_EQ(next("7"), "\\a.txt"); // and the events of the item have been read
+    state->db.run("ROLLBACK");       // as SQLite does by itself after some errors
     try {
         application.endGroup();
         FAIL() << "nothing was thrown";
@@ -148,6 +149,7 @@ TEST_F(AGroupOfChanges, IsAnErrorWhereSomethingHasUndoneThem) {
         EXPECT_STREQ(error.what(), "an earlier error has undone the changes");
     }
     EXPECT_EQ(visibleItems(), 0);
+    EXPECT_EQ(next("7"), "\\a.txt") << "the item is lost with its record";
 }
 
 } // namespace webservice::test

@@ -1,5 +1,6 @@
 // What the storage keeps, and what it says of its errors.
 
+#include "Support/FileSizeLimit.h"
 #include "Support/TestState.h"
 #include "WebService/Storage/Database.h"
 #include "WebService/Storage/IncomingFile.h"
@@ -7,7 +8,6 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <chrono>
@@ -169,12 +169,10 @@ TEST_F(TheStorage, AppliesTheUmaskToFilesAndFolders) {
 
 TEST_F(TheStorage, RefusesAPushThatDoesNotFit) {
     std::signal(SIGXFSZ, SIG_IGN);
-    rlimit before{};
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit small{.rlim_cur = 1000, .rlim_max = before.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &small);
-    const Response response = request("PUT", "/outbox/7/a", std::string(1001, 'x'));
-    ::setrlimit(RLIMIT_FSIZE, &before);
+    const Response response = [this] {
+        const FileSizeLimit small(1000);
+        return request("PUT", "/outbox/7/a", std::string(1001, 'x'));
+    }();
     EXPECT_EQ(response.status, 500);
     EXPECT_EQ(response.body, R"({"ReturnStatus":"1","error":{"code":"CannotStore","message":"cannot write )" +
                                  folder.path("data/incoming/1").string() + R"(: File too large"}})");

@@ -7,6 +7,7 @@
 #include <sys/inotify.h>
 
 #include <unordered_set>
+#include <utility>
 
 namespace webservice {
 
@@ -23,6 +24,11 @@ OutboxWatcher::OutboxWatcher(OutboxTree& tree, OutboxLedger& ledger, Database& d
     Transaction transaction(db_);
     runToEnd(rescan());
     transaction.commit();
+    db_.observeRollbacks([this] { recordsAreUndone_ = recordsAreUndone_ || recordedAt_ == db_.commits(); });
+}
+
+OutboxWatcher::~OutboxWatcher() {
+    db_.observeRollbacks({});
 }
 
 void OutboxWatcher::process() {
@@ -42,6 +48,11 @@ bool OutboxWatcher::processSlice(Clock::duration slice) {
 }
 
 bool OutboxWatcher::run(Clock::duration slice) {
+    if (std::exchange(recordsAreUndone_, false)) {
+        job_.reset(); // it may count on what it has recorded
+        needsRescan_ = true;
+    }
+    recordedAt_ = db_.commits();
     if (!job_)
         job_.emplace(processAll());
     try {

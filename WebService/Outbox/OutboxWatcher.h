@@ -21,13 +21,17 @@ namespace webservice {
 /// watches, the outbox is scanned every five seconds instead.
 ///
 /// Much may happen in an outbox at once: a folder with many thousand files is moved in or out. It is processed in
-/// slices, each in one transaction.
+/// slices, each in one transaction. When a transaction with a slice in it is rolled back, events have been read whose
+/// records are gone: the outbox is scanned again.
 class OutboxWatcher {
 public:
     using Clock = OutboxRecorder::Clock;
 
     /// Watches and scans the whole outbox. Throws std::system_error where the system gives no inotify instance.
     OutboxWatcher(OutboxTree& tree, OutboxLedger& ledger, Database& db);
+    OutboxWatcher(const OutboxWatcher&) = delete;
+    OutboxWatcher& operator=(const OutboxWatcher&) = delete;
+    ~OutboxWatcher();
 
     /// Readable when process() has something to do.
     int descriptor() const { return watches_.descriptor(); }
@@ -67,6 +71,8 @@ private:
     OutboxRecorder recorder_;
     std::optional<Job<>> job_; // in progress, while there is more to process
     bool needsRescan_ = false;
+    std::optional<std::uint64_t> recordedAt_; // the commits of the database before that of the last slice
+    bool recordsAreUndone_ = false;
     std::optional<Clock::time_point> recheckTime_;
     bool lacksWatches_ = false;
     Clock::time_point lastScan_;

@@ -147,6 +147,12 @@ void Database::observeChanges(ChangeObserver observer) {
     sqlite3_update_hook(db_, observer_ ? +call : nullptr, this);
 }
 
+void Database::observeRollbacks(RollbackObserver observer) {
+    rollbackObserver_ = std::move(observer);
+    const auto call = [](void* self) { static_cast<Database*>(self)->rollbackObserver_(); };
+    sqlite3_rollback_hook(db_, rollbackObserver_ ? +call : nullptr, this);
+}
+
 int Database::changes() const {
     return sqlite3_changes(db_);
 }
@@ -200,6 +206,8 @@ void Transaction::commit() {
         throw DatabaseError("an earlier error has undone the changes");
     db_->run(isNested_ ? Sql("RELEASE transaction_scope") : Sql("COMMIT"));
     isOpen_ = false;
+    if (!isNested_)
+        ++db_->commits_;
 }
 
 } // namespace webservice

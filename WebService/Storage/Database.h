@@ -128,6 +128,15 @@ public:
     using ChangeObserver = std::function<void(std::string_view table, std::int64_t row)>;
     void observeChanges(ChangeObserver observer);
 
+    /// Calls the function whenever a whole transaction has been rolled back, by its Transaction or by SQLite itself
+    /// (sqlite3_rollback_hook), not for a Transaction inside another one. It must not use the database. An empty
+    /// function ends that.
+    using RollbackObserver = std::function<void()>;
+    void observeRollbacks(RollbackObserver observer);
+
+    /// How many outermost Transactions have been committed.
+    std::uint64_t commits() const { return commits_; }
+
 private:
     friend class Transaction;
     Query start(Sql sql);
@@ -136,6 +145,8 @@ private:
 
     sqlite3* db_ = nullptr;
     ChangeObserver observer_;
+    RollbackObserver rollbackObserver_;
+    std::uint64_t commits_ = 0;
     std::chrono::milliseconds busyTimeout_;
     std::chrono::steady_clock::time_point lockedUntil_;       // at the least: it was found locked just before
     std::unordered_map<const char*, sqlite3_stmt*> prepared_; // by the address of the literal
