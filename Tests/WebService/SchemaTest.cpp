@@ -2,12 +2,14 @@
 
 #include "WebService/Storage/Schema.h"
 
+#include "Support/FileSizeLimit.h"
 #include "Support/TemporaryFolder.h"
 #include "WebService/Outbox/OutboxLedger.h"
 #include "WebService/Storage/PasswordHash.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 
 namespace webservice {
@@ -91,6 +93,25 @@ TEST(AStateWithPasswords, ThatAnotherProcessReadsIsErasedAtTheNextStart) {
         ASSERT_TRUE(row.next());
         StateDatabase db(path, std::chrono::milliseconds(1));
         EXPECT_EQ(versionOf(db), 4);
+    }
+    StateDatabase db(path);
+    EXPECT_EQ(versionOf(db), 5);
+    EXPECT_FALSE(hasOldPassword(folder));
+}
+
+TEST(AStateWithPasswords, ThatHasNoRoomToBeWrittenAnewIsErasedAtTheNextStart) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const test::TemporaryFolder folder;
+    const std::string path = folder.path("state.db").string();
+    makeVersionThree(path);
+    Database(path).run("INSERT INTO errors (received_at, error_message) VALUES ('now', zeroblob(1000000))");
+    {
+        const test::FileSizeLimit full(500000);
+        StateDatabase db(path);
+        EXPECT_EQ(versionOf(db), 4);
+        Query user = db.query("SELECT password FROM users");
+        ASSERT_TRUE(user.next());
+        EXPECT_TRUE(isPasswordOf(user.text(0), oldPassword));
     }
     StateDatabase db(path);
     EXPECT_EQ(versionOf(db), 5);

@@ -1,5 +1,6 @@
 #include "WebService/Storage/Schema.h"
 
+#include "WebService/Common/Log.h"
 #include "WebService/Storage/PasswordHash.h"
 
 #include <array>
@@ -232,8 +233,8 @@ void hashPasswords(Database& db) {
         db.run("UPDATE users SET password = ?2 WHERE id = ?1", user, passwordHash(password));
 }
 
-/// Writes the whole file anew (VACUUM) and overwrites it with that. Where another process reads the old file just now,
-/// that is done at the next start.
+/// Writes the whole file anew (VACUUM) and overwrites it with that. Where that is not possible now, since another
+/// process reads the old file or there is no room for both, it is done at the next start.
 void eraseOldPasswords(Database& db) {
     db.script("VACUUM");
     Query checkpoint = db.query("PRAGMA wal_checkpoint(TRUNCATE)");
@@ -262,8 +263,13 @@ void prepareSchema(Database& db) {
     if (present == 0)
         db.script("PRAGMA user_version = 5");
     transaction.commit();
-    if (present != 0 && present < passwordsErased)
+    if (present == 0 || present == passwordsErased)
+        return;
+    try {
         eraseOldPasswords(db);
+    } catch (const DatabaseError& error) {
+        logLine("old passwords are not erased before the next start: " + std::string(error.what()));
+    }
 }
 
 } // namespace webservice
