@@ -94,20 +94,36 @@ TEST_F(AnEventReader, IsToldWhichQueuesHaveChanged) {
     EXPECT_EQ(takeAll(), "event: computers\ndata: {\"computers\":[\"10\"]}\n\n");
 }
 
+TEST_F(AnEventReader, IsToldOfNothingBeforeItsTransactionIsStored) {
+    Transaction together(db);
+    addItem("1");
+    db.run("INSERT INTO mails (sent_at, recipient, subject, body) VALUES ('', '', '', '')");
+    EXPECT_EQ(takeAll(), "");
+    EXPECT_EQ(reader.idleTime(now), 1ms);
+    events.push("request", "{}");
+    EXPECT_EQ(takeAll(), "event: request\ndata: {}\n\n");
+    together.commit();
+    EXPECT_EQ(reader.idleTime(now), 0ms);
+    EXPECT_EQ(takeAll(), "event: computers\ndata: {\"computers\":[\"1\"]}\n\n"
+                         "event: changed\ndata: {\"tables\":[\"mails\"]}\n\n");
+}
+
 TEST_F(AnEventReader, IsToldOfAllQueuesWhereVeryManyItemsHaveChanged) {
-    const Transaction together(db);
     addItem("1");
     EXPECT_EQ(takeAll(), "event: computers\ndata: {\"computers\":[\"1\"]}\n\n");
+    Transaction together(db);
     for (int i = 0; i < 1001; ++i)
         addItem("2");
+    together.commit();
     now += 250ms;
     EXPECT_EQ(takeAll(), "event: computers\ndata: {\"computers\":[\"1\",\"2\"]}\n\n");
 }
 
 TEST_F(AnEventReader, HasLostEventsWhereVeryManyQueuesHaveChanged) {
-    const Transaction together(db);
+    Transaction together(db);
     for (int i = 0; i < 1001; ++i)
         addItem(std::to_string(i).c_str());
+    together.commit();
     EXPECT_EQ(takeAll(), "event: lost\ndata: {}\n\n");
 }
 

@@ -15,8 +15,9 @@ using namespace std::chrono_literals;
 
 constexpr auto makeInterval = 250ms;
 constexpr auto commentInterval = 15s;
-constexpr std::size_t pieceSize = 16384; // about what is sent at once
-constexpr std::size_t maxItems = 1000;   // that are remembered one by one
+constexpr auto transactionInterval = 1ms; // between two looks at changes that are not stored yet
+constexpr std::size_t pieceSize = 16384;  // about what is sent at once
+constexpr std::size_t maxItems = 1000;    // that are remembered one by one
 
 } // namespace
 
@@ -72,14 +73,16 @@ bool EventReader::isPending() const {
 
 EventReader::Clock::duration EventReader::idleTime(Clock::time_point now) const {
     auto next = lastSent_ + commentInterval;
-    if (isPending())
-        next = std::min(next, lastMade_ + makeInterval);
+    if (isPending()) {
+        const auto soonest = events_.areChangesStored() ? now : now + transactionInterval;
+        next = std::min(next, std::max(lastMade_ + makeInterval, soonest));
+    }
     return std::max(next - now, Clock::duration::zero());
 }
 
 std::string EventReader::take(Clock::time_point now) {
     unsentSize_ -= takenSize_;
-    if (isPending() && now - lastMade_ >= makeInterval) {
+    if (isPending() && now - lastMade_ >= makeInterval && events_.areChangesStored()) {
         lastMade_ = now;
         makeEvents();
     }

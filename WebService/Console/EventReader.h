@@ -14,8 +14,8 @@ namespace webservice {
 class Events;
 
 /// One reader of the events. Those that concern it alone are made when it can take them: however much changes, it is
-/// told of that at most four times a second. When more than 256 KiB wait to be sent, they are dropped for one event
-/// "lost".
+/// told of that at most four times a second, and of nothing that a transaction could still undo. When more than 256 KiB
+/// wait to be sent, they are dropped for one event "lost".
 class EventReader : public EventSource {
 public:
     static constexpr std::size_t maxUnsent = 256 << 10;

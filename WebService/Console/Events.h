@@ -34,6 +34,9 @@ public:
 
     Streams& streams() { return streams_; }
 
+    /// Whether no transaction is open, which could still undo changes.
+    bool areChangesStored() const { return !db_.isInTransaction(); }
+
     /// The computers of these items, in order; with `areMany`, all that have items. None where they are too many to be
     /// listed.
     std::optional<std::set<std::string>> computersOf(const std::set<std::int64_t>& items, bool areMany);

@@ -112,6 +112,9 @@ public:
 
     std::int64_t lastId() const;
 
+    /// Whether a transaction is open. Queries see what it has changed.
+    bool isInTransaction() const;
+
     /// The texts of all queries that were made up to now.
     std::vector<std::string> statements() const;
 
@@ -141,7 +144,6 @@ private:
     friend class Transaction;
     Query start(Sql sql);
     int changes() const;
-    bool isInTransaction() const;
 
     sqlite3* db_ = nullptr;
     ChangeObserver observer_;
