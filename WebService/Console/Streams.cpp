@@ -47,13 +47,6 @@ std::map<std::string, std::int64_t, std::less<>> Streams::counts() const {
     return counts;
 }
 
-std::vector<std::int64_t> Streams::items() const {
-    std::set<std::int64_t> items;
-    for (const Stream& stream : streams_)
-        items.insert(stream.item);
-    return {items.begin(), items.end()};
-}
-
 boost::json::object Streams::json(Stream::Clock::time_point now) {
     boost::json::array list;
     std::size_t names = 0;

@@ -57,9 +57,6 @@ public:
     /// How many items of each computer are being downloaded.
     std::map<std::string, std::int64_t, std::less<>> counts() const;
 
-    /// The identifiers of the items, ascending.
-    std::vector<std::int64_t> items() const;
-
     /// {"streams":[…]}: the oldest ones, as many as a text of some length holds.
     boost::json::object json(Stream::Clock::time_point now);
 
