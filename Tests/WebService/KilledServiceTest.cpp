@@ -254,7 +254,7 @@ TEST_F(AWebServiceThatIsKilled, StillKnowsAllThatItHasAnswered) {
     const unsigned seed = given != nullptr ? static_cast<unsigned>(std::stoul(given)) : 1;
     SCOPED_TRACE("QUENMARK_KILLS_SEED=" + std::to_string(seed));
     random.seed(seed);
-    for (int kill = kills != nullptr && std::string_view(kills) == "all" ? 100 : 15; kill > 0; --kill) {
+    for (int kill = kills != nullptr && std::string_view(kills) == "all" ? 100 : 6; kill > 0; --kill) {
         ServiceProcess service(folder.path("data").string());
         HttpClient client(service.port());
         for (Caller* caller : callers())
