@@ -4,7 +4,7 @@
 #include "Tools/NearestName.h"
 #include "Tools/Output.h"
 #include "Tools/RequiredSettings.h"
-#include "Tools/Setup/Sandbox.h"
+#include "Tools/Sandbox.h"
 #include "Tools/SharedPreferences.h"
 #include "Tools/Verbs.h"
 

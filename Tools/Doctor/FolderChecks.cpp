@@ -3,7 +3,7 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Files/PathState.h"
 #include "Tools/Output.h"
-#include "Tools/Setup/Sandbox.h"
+#include "Tools/Sandbox.h"
 #include "Tools/SharedPreferences.h"
 #include "Tools/Status/Advice.h"
 

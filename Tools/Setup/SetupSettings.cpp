@@ -5,8 +5,8 @@
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Settings/SettingsFile.h"
 #include "Tools/RequiredSettings.h"
+#include "Tools/Sandbox.h"
 #include "Tools/Setup/InputChecks.h"
-#include "Tools/Setup/Sandbox.h"
 #include "Tools/SharedPreferences.h"
 
 #include <boost/json/object.hpp>

@@ -1,7 +1,8 @@
 // The drop-in that quenmark setup writes for the service's unit.
 
+#include "Tools/Sandbox.h"
+
 #include "SetupFixture.h"
-#include "Tools/Setup/Sandbox.h"
 
 namespace ToolTest {
 

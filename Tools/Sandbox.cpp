@@ -1,4 +1,4 @@
-#include "Tools/Setup/Sandbox.h"
+#include "Tools/Sandbox.h"
 
 #include "Platform/Files/Files.h"
 #include "Platform/Files/PathState.h"
