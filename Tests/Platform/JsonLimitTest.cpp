@@ -37,14 +37,18 @@ static_assert(sizeof(boost::json::value) == 24);
 
 TEST(TheValueOfAText, TakesAtMost256MiB) {
     const std::string quoted = '"' + std::string(85 << 20, 'x') + '"';
-    EXPECT_EQ(outcome(listOf(quoted, 3)), "read");
-    EXPECT_EQ(outcome(listOf(quoted, 4)), refusal);
+    std::string list = listOf(quoted, 4);
+    EXPECT_EQ(outcome(list), refusal);
+    list.resize(list.size() - quoted.size() - 1);
+    list.back() = ']';
+    EXPECT_EQ(outcome(list), "read");
 }
 
 TEST(TheValueOfAText, IsRefusedWhileItIsReadNotAfterwards) {
     // 24 bytes an element, and the list is still open.
-    std::string text = listOf("1", 11'200'000);
-    text.pop_back();
+    std::string text = '[' + std::string(2 * 11'200'000, '1');
+    for (std::size_t comma = 2; comma + 1 < text.size(); comma += 2)
+        text[comma] = ',';
     EXPECT_EQ(outcome(text), refusal);
 }
 
