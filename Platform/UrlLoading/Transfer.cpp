@@ -38,7 +38,7 @@ void Transfer::enter(State next) noexcept {
     state_ = next;
     if (next == State::ReceivingDirectly || next == State::Ended)
         releaseHandle();
-    if (next == State::Aborted || next == State::TakingOver || next == State::Ended)
+    if (next == State::Aborted || next == State::TakingOver || next == State::Resuming || next == State::Ended)
         driver_->addChanged(*this);
 }
 
@@ -154,12 +154,19 @@ void Transfer::continueReading() {
             finish(outOfMemory());
         }
     } else if (state_ == State::Paused) {
-        TransferDriver& driver = *driver_;
-        enter(State::Receiving);
-        if (const CURLcode result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT); result != CURLE_OK)
-            finish(static_cast<int>(result));
-        driver.perform();
+        enter(State::Resuming);
+        driver_->performLater();
     }
+}
+
+/// Receives a piece at most. A fast peer would keep the loop from everything else if a piece that is delivered let the
+/// next one be received in the same turn.
+void Transfer::resume() {
+    TransferDriver& driver = *driver_;
+    enter(State::Receiving);
+    if (const CURLcode result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT); result != CURLE_OK)
+        finish(static_cast<int>(result));
+    driver.perform();
 }
 
 /// Takes the next bytes of the body from libcurl; where it does not, libcurl offers them again after its pause.
@@ -231,6 +238,8 @@ void Transfer::settle() noexcept {
         finish(CURLE_ABORTED_BY_CALLBACK);
     else if (state_ == State::TakingOver)
         takeOverConnection();
+    else if (state_ == State::Resuming)
+        resume();
     const auto changed = changed_;
     changed();
 }

@@ -68,7 +68,7 @@ public:
     ResponseHeaders& headers() { return headers_; }
     /// What was received of the body and not taken yet. Nothing is received while it is full.
     PieceBuffer& pieces() { return pieces_; }
-    /// To be called when `pieces` has room again.
+    /// To be called when `pieces` has room again. Nothing is received before this returns.
     void continueReading();
     /// Nil until the transfer has ended.
     const std::optional<Outcome>& outcome() const { return outcome_; }
@@ -93,6 +93,8 @@ private:
         Receiving,
         /// libcurl receives nothing until the piece has been taken.
         Paused,
+        /// The piece has been taken; libcurl goes on in a later turn of the loop.
+        Resuming,
         /// libcurl has paused at the first bytes of a long body; its connection is taken over once it has returned.
         TakingOver,
         /// The body is received from the connection, without libcurl.
@@ -135,6 +137,7 @@ private:
     bool sendsBody() const;
     std::uint64_t bodySize() const;
     bool canTakeOverConnection() const;
+    void resume();
     void takeOverConnection();
     void receivedFromConnection();
     void progressed() noexcept;

@@ -290,6 +290,11 @@ void TransferDriver::perform() {
     state_->perform(nullptr);
 }
 
+void TransferDriver::performLater() noexcept {
+    state_->due = machineTime();
+    state_->armTimer();
+}
+
 TransportSockets& TransferDriver::sockets() {
     return state_->sockets;
 }

@@ -40,6 +40,8 @@ public:
     void reportChanges() noexcept;
     /// Lets libcurl do what is due now, and reports the changes.
     void perform();
+    /// The same, in a later turn of the loop.
+    void performLater() noexcept;
     TransportSockets& sockets();
 
 private:

@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 namespace Platform {
@@ -119,6 +120,35 @@ TEST_F(TheTransport, DoesNotWaitForAFifoThatNobodyWritesTo) {
     makeSession()->uploadTaskWithRequest(post("/", ""), Url::fileUrl(folder.path("fifo")), into(result))->resume();
     ASSERT_TRUE(loop.runUntil([&] { return result.done; }));
     EXPECT_EQ(result.code(), -1100);
+}
+
+TEST_F(TheTransport, ReceivesNoMoreThanAPieceInATurnOfTheLoop) {
+    constexpr std::size_t piece = 1 << 20;
+    const std::string length = std::to_string(8 * piece);
+    // libcurl receives the one body, since its length is not known; the other is received from the connection itself.
+    for (const auto& headers : {std::string("Connection: close"), "Content-Length: " + length}) {
+        server.enqueue(
+            HttpReply::raw("HTTP/1.1 200 OK\r\n" + headers + "\r\n\r\n" + std::string(8 * piece, 'x')).thenClose());
+        const auto recorder = std::make_shared<Recorder>();
+        std::map<std::uint64_t, std::size_t> receivedInTurn;
+        std::size_t piled = 0;
+        recorder->duringData = [&](UrlSessionTask& task) {
+            if (piled == 0)
+                task.suspend();
+            receivedInTurn[RunLoop::currentTurn().value_or(0)] += recorder->pieces.back();
+        };
+        const auto task = makeSession(recorder)->dataTaskWithRequest(get("/"));
+        task->resume();
+        ASSERT_TRUE(loop.runUntil([&] { return !recorder->data.empty(); }));
+        settle();
+        piled = 8 * piece - server.unsentBytes(server.acceptedConnections() - 1) - recorder->data.size();
+        EXPECT_GT(piled, 2 * piece) << "too little is there to be received at once";
+        task->resume();
+        ASSERT_TRUE(loop.runUntil([&] { return recorder->done; }));
+        EXPECT_EQ(recorder->data.size(), 8 * piece);
+        for (const auto& [turn, bytes] : receivedInTurn)
+            EXPECT_LE(bytes, piece) << headers << ", turn " << turn;
+    }
 }
 
 TEST_F(TheTransport, GivesAWholeTransferAWeek) {
