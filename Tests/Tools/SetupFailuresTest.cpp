@@ -117,6 +117,17 @@ TEST_F(AFailedSetup, SendsTheAccountToTheHostThatIsGivenAndToNoOther) {
     EXPECT_EQ(server.requests()[0].body, "{\n  \"MailID\" : \"ann@example.org\",\n  \"Password\" : \"s3cr3t\"\n}");
 }
 
+TEST_F(AFailedSetup, SendsThePasswordOfStandardInput) {
+    server.enqueue(HttpReply::json(R"({"ReturnStatus":"1","error":null})"));
+    auto options = all(server.host());
+    options[3] = "-";
+    options.insert(options.begin(), {"setup", "--no-enable"});
+    const auto result = runWithInput("fr0m-there\n", options);
+    EXPECT_EQ(result.errors, "quenmark: " + server.host() + " refuses ann@example.org: (ReturnStatus 1)\n");
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests()[0].body, "{\n  \"MailID\" : \"ann@example.org\",\n  \"Password\" : \"fr0m-there\"\n}");
+}
+
 TEST_F(AFailedSetup, ShowsTheWordsOfTheWebServiceButNotThePassword) {
     server.enqueue(HttpReply::json(R"({"ReturnStatus":2,"error":"go\u001b[2J away"})"));
     expectOfHost(76, " refuses ann@example.org: go\\x1B[2J away (ReturnStatus 2)");

@@ -15,6 +15,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace ToolTest {
 
@@ -60,6 +65,15 @@ TEST(AnInput, IsAnIdentifier) {
         EXPECT_EQ(InputChecks::ofIdentifier(identifier), "has control characters, or bytes that are not UTF-8");
 }
 
+TEST(AnInput, IsAnAbsolutePath) {
+    for (const char* path : {"/", "/srv/Grüße 漢", "/a/../b/"})
+        EXPECT_EQ(InputChecks::ofFolder(path), std::nullopt) << path;
+    for (const char* path : {"", "here", "~/here", " /here"})
+        EXPECT_EQ(InputChecks::ofFolder(path), "is not an absolute path") << path;
+    for (const auto& path : {std::string("/a\n"), std::string("/\0", 2), std::string("/\x1b[2J"), std::string("/\xff")})
+        EXPECT_EQ(InputChecks::ofFolder(path), "has control characters, or bytes that are not UTF-8");
+}
+
 class APassword : public testing::Test {
 protected:
     std::string file(std::string_view content) const { return folder.write("p", content); }
@@ -101,6 +115,24 @@ TEST_F(APassword, ComesThroughAPipe) {
     std::string text;
     TestSupport::runWithFailingCalls({SYS_openat}, EACCES, [&] { text = passwordIn(path); });
     EXPECT_EQ(text, "66 --password-file " + path + ": cannot be read");
+}
+
+TEST_F(APassword, IsAllThatComesThroughAPipe) {
+    const auto path = folder.path("pipe");
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    const std::string longest(1024, 'x');
+    const std::vector<std::pair<std::string, std::string>> inputs{
+        {"s3cr3t\n", "s3cr3t"},
+        {longest + "\r\n", longest},
+        {longest + "\r\nmore", "65 the password of --password-file " + path + " is longer than 1024 bytes"}};
+    for (const auto& [input, password] : inputs) {
+        std::thread writer([&, bytes = input] { std::ofstream(path) << bytes; });
+        EXPECT_EQ(passwordIn(path), password);
+        // Lets the writer end where nobody has opened the pipe.
+        const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        writer.join();
+        ::close(reader);
+    }
 }
 
 } // namespace ToolTest
