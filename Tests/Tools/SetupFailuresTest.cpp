@@ -92,6 +92,17 @@ TEST_F(AFailedSetup, TakesAPreferenceThatNoOptionMayHaveForMissing) {
     EXPECT_EQ(result.errors, "quenmark: missing: --path (there is no terminal to ask on)\n");
 }
 
+TEST_F(AFailedSetup, NeedsAnAccountAtAnotherHostWhereNoComputerIsKnown) {
+    home.setDeployment(R"({"serviceHost":"127.0.0.1:9"})");
+    home.setPreferences(R"({"userIdKey":"1","quenmarkPathKey":")" + home.path("items") + "\"}");
+    const auto result = setUp({"--host", server.host()});
+    EXPECT_EQ(result.status, 64);
+    EXPECT_EQ(result.errors, "quenmark: missing: --mail, --password-file (there is no terminal to ask on)\n");
+    EXPECT_EQ(setUp({"--host", server.host(), "--computer", "7"}).status, 0);
+    EXPECT_EQ(preferences(), preferencesText("7", "1", home.path("items")));
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
 TEST_F(AFailedSetup, SaysThatTheHostCannotBeReached) {
     server.stopListening();
     const auto result = setUp(all(server.host()));

@@ -1,6 +1,7 @@
 // Which plans of faults there are, and which requests they select.
 
 #include "WebService/Faults/FaultPlanParser.h"
+#include "WebService/Faults/PlanValue.h"
 
 #include <gtest/gtest.h>
 
@@ -138,6 +139,53 @@ TEST(APlan, IsRefusedWithThePlaceOfAValueThatIsWrong) {
     EXPECT_EQ(refusal(R"({"faults":[)" + many + "]}"), "faults: has more than 1000 entries");
 }
 
+TEST(APlan, NamesHeaderFieldsByTokensAlone) {
+    constexpr std::string_view tokens = "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    for (char c = 0x20; c < 0x7f; ++c) {
+        const std::string name = boost::json::serialize(boost::json::value(std::string("X") + c));
+        const bool isToken = tokens.find(c) != std::string_view::npos;
+        EXPECT_EQ(refusalOfAction(R"("kind":"headers","set":{)" + name + R"(:""},"remove":[])"),
+                  isToken ? "" : std::string("faults[1].action.set.X") + c + ": is no name of a header field");
+        EXPECT_EQ(refusalOfAction(R"("kind":"headers","set":{},"remove":[)" + name + "]"),
+                  isToken ? "" : "faults[1].action.remove[0]: is no name of a header field");
+    }
+}
+
+TEST(APlan, GivesHeaderFieldsValuesWithoutControlCharacters) {
+    const auto refusalOfValue = [](const std::string& value) {
+        return refusalOfAction(R"("kind":"headers","set":{"A":)" + boost::json::serialize(boost::json::value(value)) +
+                               R"(},"remove":[])");
+    };
+    for (const char* value : {"", " ", "a b", "~", "ü", "\u0080"})
+        EXPECT_EQ(refusalOfValue(value), "") << value;
+    for (const std::string& value :
+         {std::string("\0", 1), std::string("\t"), std::string("a\x1f"), std::string("\x7f")})
+        EXPECT_EQ(refusalOfValue(value), "faults[1].action.set.A: must not have control characters");
+}
+
+TEST(APlan, IsAcceptedUpToItsLimits) {
+    std::string many = "{" + delay + "}";
+    for (int i = 1; i < 1000; ++i)
+        many += ",{" + delay + "}";
+    EXPECT_EQ(refusal(R"({"faults":[)" + many + "]}"), "");
+    const std::string empty = R"({"faults":[]})";
+    EXPECT_EQ(refusal(empty + std::string((1 << 20) - empty.size(), ' ')), "");
+    EXPECT_EQ(refusalOfFault(delay + R"(,"path":")" + std::string(1000, '*') + '"'), "");
+    EXPECT_EQ(refusalOfFault(delay + R"(,"skip":9007199254740991,"times":9007199254740991)"), "");
+    const std::string name(60, 'n');
+    EXPECT_EQ(refusalOfFault(delay + ",\"" + name + "\":1"), "faults[1]." + name + ": is unknown");
+    EXPECT_EQ(refusalOfFault(delay + ",\"" + name + "n\":1"), "faults[1]." + name + "...: is unknown");
+    EXPECT_EQ(refusalOfAction(R"("kind":"delay","seconds":0)"), "");
+}
+
+TEST(APlan, IsNotShownWithAPartOfACharacter) {
+    const std::string begin(58, 'n');
+    for (const char* character : {"ü", "漢", "😀"})
+        EXPECT_EQ(shortened(begin + "n" + character + "nnn"), begin + "n...") << character;
+    EXPECT_EQ(shortened(begin + "üx"), begin + "ü...");
+    EXPECT_EQ(shortened(std::string(61, '\x80')), "...");
+}
+
 TEST(AFault, SelectsPathsByAPattern) {
     for (const auto& [pattern, text] : {std::pair("a/b", "a/b"),
                                         {"*", ""},
@@ -154,10 +202,14 @@ TEST(AFault, SelectsPathsByAPattern) {
                                         {"a*c", "abcd"},
                                         {"*a", "ab"},
                                         {"a*b*c", "acb"},
+                                        {"ab*bc", "abc"},
                                         {"a**", ""},
                                         {"a?c", "abc"},
                                         {"", "a"}})
         EXPECT_FALSE(matches(pattern, text)) << pattern << ' ' << text;
+    // Nothing behind a pattern counts.
+    EXPECT_FALSE(matches(std::string_view("a*", 1), "ab"));
+    EXPECT_FALSE(matches(std::string_view("ab", 1), "ab"));
     // It takes as long as the product of the lengths at the most.
     std::string pattern;
     for (int i = 0; i < 400; ++i)

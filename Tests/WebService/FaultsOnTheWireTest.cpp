@@ -59,6 +59,14 @@ protected:
     /// Whether another connection gets its response.
     bool servesOthers() const { return HttpClient(service.port()).exchange("GET", "/status", "").status == 200; }
 
+    /// Whether the latest download was sent to its end, as the console says.
+    bool isDownloadComplete() const {
+        const std::string list =
+            HttpClient(service.port()).exchange("GET", "/api/requests?limit=1&search=WithStream", "").body;
+        EXPECT_NE(list.find(R"("complete":)"), std::string::npos) << list;
+        return list.find(R"("complete":true)") != std::string::npos;
+    }
+
     /// Makes an item, and gives the whole response to its download.
     std::string item(std::size_t size) {
         content.clear();
@@ -96,6 +104,7 @@ TEST_F(AServiceWithFaults, CutsADownloadAnywhere) {
             const auto [received, wasReset] = receive(downloadOf7);
             EXPECT_TRUE(received == whole.substr(0, bytes)) << received.size() << " of " << bytes;
             EXPECT_EQ(wasReset, std::string_view(kind) == "reset");
+            EXPECT_FALSE(isDownloadComplete()) << bytes;
         }
     }
 }
@@ -144,6 +153,18 @@ TEST_F(AServiceWithFaults, DelaysAResponseAndKeepsTheConnection) {
     plan(R"({"kind":"delay","seconds":0})");
     EXPECT_EQ(receiveKept(pollOf7), nothing);
     EXPECT_TRUE(service.timers->take().empty());
+    plan(R"({"kind":"delay","seconds":1e-9})");
+    EXPECT_EQ(receiveKept(pollOf7), nothing);
+    EXPECT_EQ(service.timers->take(), std::vector<Timers::Clock::duration>{1ns});
+}
+
+TEST_F(AServiceWithFaults, DelaysFilesOfAnyLength) {
+    for (const std::size_t size : {0, 1, 2, 65'536, 65'537}) {
+        HttpClient(service.port()).exchange("DELETE", "/faults", "");
+        const std::string whole = item(size);
+        plan(R"({"kind":"delay","seconds":0})");
+        EXPECT_TRUE(receiveKept(downloadOf7) == whole) << size;
+    }
 }
 
 TEST_F(AServiceWithFaults, DelaysNoOtherConnection) {
@@ -166,6 +187,7 @@ TEST_F(AServiceWithFaults, ThrottlesAResponseToARate) {
     const std::string whole = item(1'000'000);
     plan(R"({"kind":"throttle","bytesPerSecond":200000})");
     EXPECT_TRUE(receiveKept(downloadOf7) == whole);
+    EXPECT_TRUE(isDownloadComplete());
     std::chrono::duration<double> time{};
     const auto waits = service.timers->take();
     for (const auto wait : waits) {

@@ -138,4 +138,27 @@ TEST(AHashOfAPassword, IsAnotherOneEachTime) {
     EXPECT_FALSE(isPasswordOf(passwordHash(std::string("a\0b", 3)), "a"));
 }
 
+TEST(AHashOfAPassword, IsReadByLaterVersions) {
+    const std::string begin = "scrypt-4096-8-1$000102030405060708090a0b0c0d0e0f$";
+    const std::string key = "116393bf9593e5d78d8b32e30553c65929ed7609173e826957025851387a1d89";
+    EXPECT_TRUE(isPasswordOf(begin + key, "secret"));
+    EXPECT_FALSE(isPasswordOf(begin + key + "0", "secret"));
+    EXPECT_FALSE(isPasswordOf(begin + key.substr(1) + "0", "secret"));
+    EXPECT_FALSE(isPasswordOf("scrypt-8192-8-1$000102030405060708090a0b0c0d0e0f$" + key, "secret"));
+    const std::string made = passwordHash("secret");
+    EXPECT_EQ(made.size(), begin.size() + key.size());
+    EXPECT_EQ(made.substr(0, 16), "scrypt-4096-8-1$");
+    EXPECT_EQ(made.find_first_not_of("0123456789abcdef", 16), 48U) << made;
+    EXPECT_EQ(made[48], '$');
+}
+
+TEST(RandomDigits, AreTwoForEachByte) {
+    EXPECT_EQ(randomDigits(0), "");
+    EXPECT_EQ(randomDigits(1).size(), 2U);
+    const std::string digits = randomDigits(100);
+    EXPECT_EQ(digits.size(), 200U);
+    EXPECT_EQ(digits.find_first_not_of("0123456789abcdef"), std::string::npos) << digits;
+    EXPECT_NE(digits, randomDigits(100));
+}
+
 } // namespace webservice

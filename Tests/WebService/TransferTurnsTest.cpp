@@ -50,6 +50,18 @@ TEST(ManyTransfers, SendEightPiecesInATurnOfTheLoopOneAfterTheOther) {
     EXPECT_GE(sentBetween.size(), transfers * pieces / 8);
 }
 
+TEST(ManyTransfers, LeaveNoneBehindWhateverTheirNumber) {
+    for (std::size_t transfers = 1; transfers <= 17; ++transfers) {
+        asio::io_context context(1);
+        TransferTurns turns(context.get_executor());
+        std::size_t sent = 0;
+        for (std::size_t number = 0; number < transfers; ++number)
+            asio::co_spawn(context, sendPieces(turns, 1, [&] { ++sent; }), asio::detached);
+        context.poll(); // Where one is left behind, run() would wait for it.
+        EXPECT_EQ(sent, transfers);
+    }
+}
+
 TEST(ManyTransfers, AreNotNeededForOneToGoOnAtOnce) {
     asio::io_context context(1);
     TransferTurns turns(context.get_executor());
