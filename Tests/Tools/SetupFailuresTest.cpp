@@ -98,9 +98,10 @@ TEST_F(AFailedSetup, NeedsAnAccountAtAnotherHostWhereNoComputerIsKnown) {
     const auto result = setUp({"--host", server.host()});
     EXPECT_EQ(result.status, 64);
     EXPECT_EQ(result.errors, "quenmark: missing: --mail, --password-file (there is no terminal to ask on)\n");
-    EXPECT_EQ(setUp({"--host", server.host(), "--computer", "7"}).status, 0);
-    EXPECT_EQ(preferences(), preferencesText("7", "1", home.path("items")));
     EXPECT_EQ(server.requests().size(), 0U);
+    EXPECT_EQ(setUp({"--host", server.host(), "--computer", "7"}).errors,
+              "quenmark: computer 7 of user 1 receives from " + server.host() + " into " + home.path("items/Quenmark") +
+                  "\n");
 }
 
 TEST_F(AFailedSetup, SaysThatTheHostCannotBeReached) {

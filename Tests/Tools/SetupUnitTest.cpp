@@ -1,9 +1,12 @@
 // quenmark setup and the user's service manager.
 
+#include "Platform/Loop/Signals.h"
 #include "SetupFixture.h"
 #include "StatusPeer.h"
 #include "Support/PrivateBus.h"
 #include "UserManagerPeer.h"
+
+#include <csignal>
 
 namespace ToolTest {
 
@@ -39,6 +42,28 @@ TEST_F(TheUnit, IsEnabledAndStarted) {
     manager.saysResultFirst = true;
     manager.startResult = "failed";
     EXPECT_EQ(said(), "quenmark: quenmark.service does not run (its start has ended with failed)\n" + notProvided);
+}
+
+TEST_F(TheUnit, IsRestartedWhereTheModeOrTheSandboxHasChanged) {
+    const TestSupport::PrivateBus bus;
+    UserManagerPeer manager;
+    StatusPeer service;
+    int signals = 0;
+    const Platform::SignalWatch watch(SIGTERM, [&] {
+        ++signals;
+        service.leave();
+    });
+    EXPECT_EQ(said(), "quenmark: quenmark.service is enabled and runs\n");
+    EXPECT_EQ(signals, 1) << "the sandbox is new";
+    service.claim();
+    EXPECT_EQ(said(), "quenmark: quenmark.service is enabled and runs\n");
+    EXPECT_EQ(signals, 1) << "nothing has changed";
+    home.setDeployment(R"({"serviceHost":"h"})");
+    EXPECT_EQ(said(), "quenmark: quenmark.service is enabled and runs\n");
+    EXPECT_EQ(signals, 2) << "the mode was the compatible one";
+    service.claim();
+    EXPECT_EQ(run({"setup", "--path", home.path("elsewhere")}).status, 0);
+    EXPECT_EQ(signals, 3) << "the sandbox is another one";
 }
 
 TEST_F(TheUnit, IsNotStartedWhereItIsNotInstalled) {

@@ -54,6 +54,12 @@ TEST(AProgram, BeginsWithThePlanOfAFile) {
     const std::string ready = program.line();
     const auto port = static_cast<std::uint16_t>(std::stoi(ready.substr(ready.rfind(':') + 1)));
     EXPECT_EQ(HttpClient(port).exchange("GET", "/faults", "").body, counted);
+    HttpClient(port).exchange("PUT", "/faults", R"({"faults":[{"action":{"kind":"delay","seconds":0}}]})");
+    EXPECT_EQ(HttpClient(port).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").status, 200);
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.exitStatus(), 0);
+    const std::string log = program.errors();
+    EXPECT_NE(log.find("Z faults[0] is applied to Uploads.svc/GetTopFileUpload\n"), std::string::npos) << log;
 }
 
 TEST(AProgram, DoesNotBeginWithAPlanThatIsNotValid) {

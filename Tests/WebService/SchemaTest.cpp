@@ -3,13 +3,17 @@
 #include "WebService/Storage/Schema.h"
 
 #include "Support/FileSizeLimit.h"
+#include "Support/RefusedCalls.h"
 #include "Support/TemporaryFolder.h"
 #include "WebService/Outbox/OutboxLedger.h"
 #include "WebService/Storage/PasswordHash.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/syscall.h>
+
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 
 namespace webservice {
@@ -159,6 +163,17 @@ TEST(RandomDigits, AreTwoForEachByte) {
     EXPECT_EQ(digits.size(), 200U);
     EXPECT_EQ(digits.find_first_not_of("0123456789abcdef"), std::string::npos) << digits;
     EXPECT_NE(digits, randomDigits(100));
+    EXPECT_EXIT(
+        {
+            test::refuseCall(SYS_getrandom, ENOSYS);
+            try {
+                randomDigits(16);
+            } catch (const std::system_error& error) {
+                std::_Exit(std::string_view(error.what()).starts_with("cannot get random bytes: ") ? 0 : 2);
+            }
+            std::_Exit(1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 } // namespace webservice
