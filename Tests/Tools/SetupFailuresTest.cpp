@@ -214,6 +214,16 @@ TEST_F(AFailedSetup, PutsTheDeploymentSettingsBackWhereThePreferencesCannotBeWri
     EXPECT_FALSE(std::filesystem::exists(home.path("items")));
 }
 
+TEST_F(AFailedSetup, IsNoneWhereTheTableCannotBeWritten) {
+    const auto result =
+        TestSupport::runCommand({"sh", "-c", "exec \"$@\" > /dev/full", "sh", QUENMARK_PROGRAM, "setup", "--no-enable",
+                                 "--host", "h", "--user", "1", "--computer", "2", "--path", home.path("items")});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "quenmark: computer 2 of user 1 receives from h into " + home.path("items/Quenmark") +
+                                 "\nquenmark: standard output: No space left on device\n");
+    EXPECT_EQ(preferences(), preferencesText("2", "1", home.path("items")));
+}
+
 TEST_F(AFailedSetup, CopiesTheSettingsOfAnInstallationForAllUsers) {
     folder.write("xdg/quenmark/deployment.json", R"({"serviceHost":"h","appKitVersionNumber":1200,"mode":"managed"})");
     const TestSupport::ScopedEnvironment directories{{"XDG_CONFIG_DIRS", folder.path("xdg")}};

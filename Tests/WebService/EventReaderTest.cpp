@@ -94,6 +94,34 @@ TEST_F(AnEventReader, IsToldWhichQueuesHaveChanged) {
     EXPECT_EQ(takeAll(), "event: computers\ndata: {\"computers\":[\"10\"]}\n\n");
 }
 
+TEST_F(AnEventReader, IsWokenWhereThereWillBeEvents) {
+    int woken = 0;
+    reader.wake = [&] { ++woken; };
+    events.changed("users");
+    EXPECT_EQ(woken, 1);
+    events.changed("users");
+    events.changed("mails");
+    addItem("1");
+    EXPECT_EQ(woken, 1) << "it waits for them already";
+    EXPECT_NE(takeAll(), "");
+    woken = 0;
+    addItem("1");
+    EXPECT_EQ(woken, 1);
+    events.streamBegan();
+    EXPECT_EQ(woken, 2);
+}
+
+TEST_F(AnEventReader, HasLostEventsWhereTheDatabaseFails) {
+    addItem("1");
+    db.run("ALTER TABLE uploads RENAME TO gone");
+    EXPECT_EQ(takeAll(), "event: lost\ndata: {}\n\n");
+    db.run("ALTER TABLE gone RENAME TO uploads");
+    now += 250ms;
+    EXPECT_EQ(takeAll(), "");
+    addItem("2");
+    EXPECT_EQ(takeAll(), "event: computers\ndata: {\"computers\":[\"2\"]}\n\n");
+}
+
 TEST_F(AnEventReader, IsToldOfNothingBeforeItsTransactionIsStored) {
     Transaction together(db);
     addItem("1");
@@ -117,6 +145,9 @@ TEST_F(AnEventReader, IsToldOfAllQueuesWhereVeryManyItemsHaveChanged) {
     together.commit();
     now += 250ms;
     EXPECT_EQ(takeAll(), "event: computers\ndata: {\"computers\":[\"1\",\"2\"]}\n\n");
+    addItem("3");
+    now += 250ms;
+    EXPECT_EQ(takeAll(), "event: computers\ndata: {\"computers\":[\"3\"]}\n\n");
 }
 
 TEST_F(AnEventReader, HasLostEventsWhereVeryManyQueuesHaveChanged) {
