@@ -28,7 +28,7 @@ TEST(ARequest, WithoutHostAndOriginIsAProgram) {
 
 TEST(ARequest, ForALoopbackHostAtAnyPortIsAccepted) {
     for (const char* host : {"localhost", "LocalHost:8080", "localhost.", "a.localhost:80", "127.0.0.1",
-                             "127.8.9.1:8080", "[::1]", "[::1]:8080", "localhost:"})
+                             "127.8.9.1:8080", "[::1]", "[::1]:8080", "[::ffff:127.0.0.1]", "localhost:"})
         EXPECT_FALSE(isRefused({{"Host", host}}, "192.0.2.1", "192.0.2.1")) << host;
 }
 
@@ -37,12 +37,15 @@ TEST(ARequest, ForTheAddressThatTheServerListensOnIsAccepted) {
     EXPECT_FALSE(isRefused({{"Host", "192.0.2.7"}}, "0.0.0.0", "192.0.2.7"));
     EXPECT_FALSE(isRefused({{"Host", "Service.test:8080"}}, "service.test", "192.0.2.7"));
     EXPECT_FALSE(isRefused({{"Host", "[2001:DB8::1]:8080"}}, "2001:db8:0::1", "192.0.2.7"));
+    // A client of a server that listens on "[::]" may come by IPv4.
+    EXPECT_FALSE(isRefused({{"Host", "192.0.2.7:8080"}}, "::", "::ffff:192.0.2.7"));
+    EXPECT_TRUE(isRefused({{"Host", "192.0.2.8:8080"}}, "::", "::ffff:192.0.2.7"));
 }
 
 TEST(ARequest, IsRefusedForAnyOtherHost) {
     for (const char* host : {"evil.test", "evil.test:8080", "192.0.2.2", "0.0.0.0", "127.0.0.1.evil.test", "127.1",
-                             "localhost.evil.test", "evillocalhost", ".localhost", "", "[::2]", "localhost:80x",
-                             "localhost:80@evil.test", "evil.test/localhost", "[::1", "[::1]x"})
+                             "localhost.evil.test", "evillocalhost", ".localhost", "", "[::2]", "[::ffff:192.0.2.2]",
+                             "localhost:80x", "localhost:80@evil.test", "evil.test/localhost", "[::1", "[::1]x"})
         EXPECT_TRUE(isRefused({{"Host", host}})) << host;
     EXPECT_TRUE(isRefused({{"Host", "localhost"}, {"host", "localhost"}}));
     EXPECT_TRUE(isRefused({{"HOST", "evil.test"}}));

@@ -10,6 +10,7 @@ namespace webservice {
 namespace {
 
 using boost::beast::iequals;
+namespace ip = boost::asio::ip;
 
 /// The host of "host:port", "[::1]:port" or either without a port; nothing where the port is malformed.
 std::optional<std::string_view> hostOf(std::string_view authority) {
@@ -25,10 +26,15 @@ std::optional<std::string_view> hostOf(std::string_view authority) {
     return bracket == std::string_view::npos ? authority.substr(0, end) : authority.substr(1, end - 2);
 }
 
-std::optional<boost::asio::ip::address> addressOf(std::string_view host) {
+/// An IPv4 address is the same one as an "IPv4-mapped" IPv6 address (RFC 4291, section 2.5.5.2), as which a socket for
+/// both versions gives it.
+std::optional<ip::address> addressOf(std::string_view host) {
     boost::system::error_code error;
-    const auto address = boost::asio::ip::make_address(std::string(host), error);
-    return error ? std::nullopt : std::optional(address);
+    const auto address = ip::make_address(std::string(host), error);
+    if (error)
+        return std::nullopt;
+    return address.is_v6() && address.to_v6().is_v4_mapped() ? ip::make_address_v4(ip::v4_mapped, address.to_v6())
+                                                             : address;
 }
 
 /// "localhost" and the names below it are never looked up elsewhere (RFC 6761, section 6.3).
