@@ -2,6 +2,7 @@
 
 #include "WebService/Console/Api.h"
 #include "WebService/Console/Page.h"
+#include "WebService/IgnoredBody.h"
 #include "WebService/SlicedExchange.h"
 
 namespace webservice {
@@ -9,21 +10,6 @@ namespace webservice {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr std::size_t maxBody = 65536;
-
-/// No request of the console has a body that means anything.
-class IgnoredBody {
-public:
-    void receive(std::string_view piece) {
-        length_ += piece.size();
-        if (length_ > maxBody)
-            throw RequestError("TooLong", "the body is longer than 64 KiB", 413);
-    }
-
-private:
-    std::size_t length_ = 0;
-};
 
 /// A file of the page.
 class FileExchange : public Exchange {

@@ -1,5 +1,6 @@
 #include "WebService/Pages.h"
 
+#include "WebService/IgnoredBody.h"
 #include "WebService/OpenApiDocument.h"
 #include "WebService/Operations/Record.h"
 #include "WebService/Operations/Registration.h"
@@ -76,13 +77,14 @@ public:
     PageExchange(State& state, const Page& page, Parameter parameter)
         : SlicedExchange(state), page_(page), parameter_(std::move(parameter)) {}
 
-    void receive(std::string_view) override {}
+    void receive(std::string_view piece) override { body_.receive(piece); }
 
 private:
     Work<Response> work() override { co_return page_.handle(state(), parameter_); }
 
     const Page& page_;
     Parameter parameter_;
+    IgnoredBody body_;
 };
 
 } // namespace
