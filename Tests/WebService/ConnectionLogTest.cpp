@@ -76,19 +76,29 @@ TEST(ARequestInTheLog, HasItsPeerItsLineItsStatusItsBytesAndItsTime) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (std::filesystem::exists(folder.path("data/incoming/1")) && std::chrono::steady_clock::now() < deadline) {
         }
+        HttpClient unfinished(service.port());
+        unfinished.send("GET /status HTTP/1.1\r\nHo");
+        unfinished.endInput();
+        EXPECT_TRUE(unfinished.isClosedByPeer());
+        HttpClient silent(service.port());
+        silent.endInput();
+        EXPECT_TRUE(silent.isClosedByPeer());
     }
     service.signal(SIGTERM);
     EXPECT_EQ(service.exitStatus(), 0);
     std::istringstream log(service.errors());
     for (const char* request : {"GET /status 200 115", "GET /nothing 404 171", "GET /status 200 115", "- - 400 172",
-                                "PUT /outbox/7/a 0 25"}) {
+                                "PUT /outbox/7/a 0 25", "- - 0 0"}) {
         std::string line;
         std::getline(log, line);
         EXPECT_TRUE(std::regex_match(
             line, std::regex("[-0-9T:.]{23}Z 127\\.0\\.0\\.1:[0-9]+ " + std::string(request) + " [0-9]+\\.[0-9]ms" +
-                             (std::string_view(request).starts_with("PUT") ? " incomplete" : ""))))
+                             (std::string_view(request).find(" 0 ") != std::string_view::npos ? " incomplete" : ""))))
             << line;
     }
+    std::string last;
+    std::getline(log, last);
+    EXPECT_TRUE(last.ends_with("Z ended by a signal")) << last;
 }
 
 namespace {

@@ -81,7 +81,8 @@ TEST_F(AHostileClient, GetsAnErrorForABodyThatIsTooLong) {
 TEST_F(AHostileClient, GetsAnErrorForWhatIsNotHttp) {
     for (const auto& [bytes, status] :
          {std::pair("\x16\x03\x01\x02\r\n\r\n", "400"), std::pair("GET / HTTP/3.0\r\n\r\n", "505"),
-          std::pair("\r\n\r\nGET / HTTP/1.1\r\n\r\n", "400"),
+          std::pair("\r\n\r\nGET / HTTP/1.1\r\n\r\n", "400"), std::pair("GET / HTTP/1.1\nHost: localhost\n\n", "400"),
+          std::pair("GET / http/1.1\r\n\r\n", "400"),
           std::pair("POST / HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n", "501"),
           std::pair("POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nTransfer-Encoding: "
                     "chunked\r\n\r\nzz\r\n",
@@ -93,6 +94,60 @@ TEST_F(AHostileClient, GetsAnErrorForWhatIsNotHttp) {
         EXPECT_EQ(errorCode(response.body), "BadRequest");
         EXPECT_TRUE(client.isClosedByPeer());
     }
+}
+
+/// Framing that two servers in a row could read in two ways (RFC 9112, section 11.2).
+TEST_F(AHostileClient, GetsAnErrorForABodyWhoseEndIsNotClear) {
+    const std::string body = "14\r\n{\"ToComputerID\":\"7\"}\r\n0\r\n\r\n";
+    for (const auto& [fields, status] :
+         {std::pair("Content-Length: 5\r\nTransfer-Encoding: chunked", 400),
+          std::pair("Transfer-Encoding: chunked\r\nContent-Length: 5", 400),
+          std::pair("Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked", 400),
+          std::pair("Transfer-Encoding: chunked, identity", 501), std::pair("Transfer-Encoding: xchunked", 501),
+          std::pair("Transfer-Encoding:\x0b"
+                    "chunked",
+                    400),
+          std::pair("Content-Length: 3\r\nContent-Length: 20", 400), std::pair("Content-Length: 3, 20", 400),
+          std::pair("Content-Length: +20", 400), std::pair("Content-Length: 0x14", 400),
+          std::pair("Content-Length: 99999999999999999999", 400), std::pair("Content-Length : 20", 400),
+          std::pair("Content-Length\x01: 20", 400), std::pair("A: b\nC: d", 400), std::pair("A: b\rC: d", 400)}) {
+        HttpClient client(service.port());
+        client.send("POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\n" + std::string(fields) +
+                    "\r\n\r\n" + body);
+        const HttpResponse response = client.receive();
+        EXPECT_EQ(response.status, status) << fields;
+        EXPECT_EQ(errorCode(response.body), "BadRequest") << fields;
+        EXPECT_TRUE(client.isClosedByPeer()) << fields;
+    }
+}
+
+TEST_F(AHostileClient, GetsAnErrorForABodyThatDoesNotEndWhereNoneIsNeeded) {
+    for (const char* target : {"/status", "/mails", "/openapi.json", "/", "/api/computers"}) {
+        HttpClient client(service.port());
+        client.send("GET " + std::string(target) + " HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n10001\r\n" +
+                    std::string(0x10001, 'x'));
+        const HttpResponse response = client.receive();
+        EXPECT_EQ(response.status, 413) << target;
+        EXPECT_EQ(errorCode(response.body), "TooLong") << target;
+        EXPECT_TRUE(client.isClosedByPeer()) << target;
+    }
+}
+
+/// As a program sends it that takes the service for its proxy (RFC 9112, section 3.2.2).
+TEST_F(AHostileClient, MaySendATargetInAbsoluteForm) {
+    const auto get = [&](const std::string& target, const std::string& host) {
+        HttpClient client(service.port());
+        client.send("GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n");
+        return client.receive();
+    };
+    const std::string own = "http://" + service.host();
+    EXPECT_EQ(get(own + "/status?computer=7", "evil.test").body, R"({"pending":0,"acknowledged":0,"withdrawn":0})");
+    EXPECT_EQ(get("HTTPS://localhost/status", "localhost").status, 200);
+    EXPECT_EQ(get(own, "localhost").headers.at("Content-Type"), "text/html; charset=utf-8");
+    EXPECT_EQ(get(own + "?x=1", "localhost").headers.at("Content-Type"), "text/html; charset=utf-8");
+    for (const char* target : {"http://evil.test/status", "http://evil.test@127.0.0.1/status", "http:///status"})
+        EXPECT_EQ(get(target, service.host()).status, 403) << target;
+    EXPECT_EQ(get("ftp://127.0.0.1/status", service.host()).status, 404);
 }
 
 TEST_F(AHostileClient, GetsAnErrorForHeadersThatAreTooLong) {

@@ -24,10 +24,18 @@ using Phase = Client::Phase;
 constexpr std::size_t maxHeaderSize = 65536;
 constexpr std::size_t maxSmallBody = 65536; // of a request with an error; read to its end, to keep the connection
 
-int statusOf(const error_code& error) {
+/// Whether a request line ends in a version of HTTP, whichever it is (RFC 9112, section 2.3).
+bool namesVersion(std::string_view requestLine) {
+    constexpr std::string_view form = "HTTP/d.d";
+    const auto fits = [](char expected, char c) { return expected == 'd' ? c >= '0' && c <= '9' : c == expected; };
+    return requestLine.size() > form.size() &&
+           std::ranges::equal(form, requestLine.substr(requestLine.size() - form.size()), fits);
+}
+
+int statusOf(const error_code& error, std::string_view input) {
     if (error == http::error::header_limit)
         return 431;
-    return error == http::error::bad_version ? 505 : 400;
+    return error == http::error::bad_version && namesVersion(input.substr(0, input.find("\r\n"))) ? 505 : 400;
 }
 
 /// Receives the rest of the body of a request with an error, which is short, and gives the response.
@@ -71,6 +79,10 @@ private:
             co_await receiveHeaders(parser);
         } catch (const RequestError& error) {
             malformed = error;
+        } catch (const Disconnected&) {
+            if (client_.phase() == Phase::Headers)
+                const RequestLog unfinished(client_);
+            throw;
         }
         RequestLog line(client_);
         try {
@@ -154,7 +166,7 @@ private:
             return false;
         }
         if (error && error != http::error::need_buffer)
-            throw badRequest(statusOf(error), error.message());
+            throw badRequest(statusOf(error, client_.received()), error.message());
         return true;
     }
 
@@ -324,7 +336,7 @@ awaitable<void> serveConnection(tcp::socket socket, std::shared_ptr<ServerContex
     try {
         co_await connection.serve();
     } catch (const Disconnected&) {
-        // Where a request had begun, its entry in the log says so.
+        // Where a request had begun, its line of the log says so.
     }
 }
 

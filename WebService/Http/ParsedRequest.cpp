@@ -1,5 +1,7 @@
 #include "WebService/Http/ParsedRequest.h"
 
+#include <algorithm>
+
 namespace webservice {
 
 namespace beast = boost::beast;
@@ -8,6 +10,26 @@ namespace http = boost::beast::http;
 RequestError badRequest(int status, const std::string& why) {
     return {"BadRequest", why, status};
 }
+
+namespace {
+
+/// A client of a proxy sends the scheme and the authority too. The authority then counts, and no `Host` does (RFC 9112,
+/// section 3.2.2).
+void useAuthorityOfTarget(Request& request) {
+    const std::size_t schemeEnd = request.target.find("://");
+    const std::string_view scheme = std::string_view(request.target).substr(0, schemeEnd);
+    if (schemeEnd == std::string::npos || !(beast::iequals(scheme, "http") || beast::iequals(scheme, "https")))
+        return;
+    const std::size_t begin = schemeEnd + 3;
+    const std::size_t end = std::min(request.target.find_first_of("/?", begin), request.target.size());
+    std::erase_if(request.headers, [](const auto& field) { return beast::iequals(field.first, "Host"); });
+    request.headers.emplace_back("Host", request.target.substr(begin, end - begin));
+    request.target.erase(0, end);
+    if (!request.target.starts_with('/'))
+        request.target.insert(0, "/");
+}
+
+} // namespace
 
 Request requestOf(const RequestParser& parser, const ClientSocket& client) {
     const auto& message = parser.get();
@@ -18,6 +40,7 @@ Request requestOf(const RequestParser& parser, const ClientSocket& client) {
                     .isSecure = client.isSecure()};
     for (const auto& field : message)
         request.headers.emplace_back(field.name_string(), field.value());
+    useAuthorityOfTarget(request);
     return request;
 }
 

@@ -15,7 +15,7 @@ using RequestParser = boost::beast::http::request_parser<boost::beast::http::buf
 /// The error of a request that cannot be understood.
 RequestError badRequest(int status, const std::string& why);
 
-/// What the parser has of a request of this client.
+/// What the parser has of a request of this client, its target as path and query.
 Request requestOf(const RequestParser& parser, const ClientSocket& client);
 
 /// Whether the client waits for a 100 before it sends the body. An HTTP/1.0 client cannot expect anything (RFC 9110,
