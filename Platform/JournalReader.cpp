@@ -18,7 +18,7 @@ using OwnedJournal = std::unique_ptr<sd_journal, void (*)(sd_journal*)>;
 
 constexpr const char* journalName = "the journal";
 
-/// The value of a field of the entry at hand; "" where it has none.
+/// The value of a field of the current entry; "" where it has none.
 std::string valueOf(sd_journal* journal, const std::string& field) {
     const void* data = nullptr;
     std::size_t size = 0;

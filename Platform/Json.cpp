@@ -105,7 +105,7 @@ namespace Platform::Json {
 
 namespace {
 
-/// Address space whose pages take memory once they are written to (mmap(2)); nothing where there is none to be had.
+/// Address space whose pages take memory once they are written to (mmap(2)); null where there is none.
 class LazyBuffer {
 public:
     explicit LazyBuffer(std::size_t size) : size_(size) {

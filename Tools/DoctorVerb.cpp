@@ -15,7 +15,7 @@ namespace {
 
 ExitStatus showChecks(bool asJson) {
     Platform::RunLoop loop;
-    // What the library reports stands in the checks too.
+    // The checks report what the library logs.
     const CallLog quiet(false);
     const auto checks = runChecks(loop);
     if (asJson)

@@ -47,7 +47,7 @@ private:
         const auto* running = status && !startsAnother_ ? runningEngine(*status) : nullptr;
         if (running == nullptr)
             return callEngine();
-        // The one engine of managed mode takes a call for "ask now".
+        // In managed mode a call makes the one engine poll at once.
         const bool asks = status->mode == "managed";
         complain("an engine runs already (" + shown(running->state) +
                  (asks ? "), and asks now" : "); --another starts one more"));
@@ -126,7 +126,7 @@ private:
     }
 
     void finishCall(const Failed& failure) {
-        // The bus has waited in vain for a service that it has launched.
+        // The bus has timed out waiting for a service that it has launched.
         if (failure && failure->name == Ipc::ErrorName::timedOut)
             return finish(ExitStatus::TimedOut, failure->text);
         if (failure)

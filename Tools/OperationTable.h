@@ -33,7 +33,7 @@ struct OperationDescription {
     std::vector<std::string_view> responseProperties() const;
 };
 
-/// The name of a variant as it stands in the source.
+/// The name of a variant as the source spells it.
 std::string_view nameOf(Quenmark::OperationVariant variant);
 /// What the variant means, in a sentence's predicate: "posts ...".
 std::string_view descriptionOf(Quenmark::OperationVariant variant);

@@ -26,7 +26,7 @@ struct EngineEntry {
     std::string reason = {};
     /// When that state began. An idle poll changes neither state nor time.
     std::int64_t since = 0;
-    /// The item at hand, by its name on the wire; "" where there is none. A name longer than
+    /// The current item, by its name on the wire; "" where there is none. A name longer than
     /// `EngineStatus::longestName` is cut.
     std::string item = {};
     /// How many bytes of it are on disk, those of earlier attempts included, and how many it has; nil while unknown.

@@ -50,7 +50,7 @@ public:
     }
 
 private:
-    /// The plan may be replaced while the request is worked on.
+    /// The plan may be replaced while the request is processed.
     void count() {
         isCounted_ = true;
         const Fault* fault = plan_.select(operation_.path, [this] { return computer(); });

@@ -9,8 +9,8 @@
 
 namespace webservice {
 
-/// The exchange of an operation's request, which the plan may let go wrong. The request is counted once its body has
-/// been received.
+/// The exchange of an operation's request, with the fault that the plan applies to it. The request is counted once its
+/// body has been received.
 std::unique_ptr<Exchange> withFaults(FaultPlan& plan, State& state, const Operation& operation, const Request& request,
                                      std::unique_ptr<Exchange> exchange);
 

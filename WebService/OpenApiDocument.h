@@ -4,7 +4,7 @@
 
 namespace webservice {
 
-/// The description of the operations that stands in Docs/openapi.json, as it was when this was built.
+/// The description of the operations: Docs/openapi.json at build time.
 std::string_view openApiDocument();
 
 } // namespace webservice

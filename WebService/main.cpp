@@ -114,7 +114,7 @@ int serve(State& state, const std::string& listen, Inputs inputs) {
     return EX_OK;
 }
 
-/// What stands on the command line.
+/// The options of the command line.
 struct Options {
     std::string listen = "127.0.0.1:8080";
     std::string data;

@@ -22,7 +22,7 @@ namespace {
 
 constexpr const char* folderOfBundle = "quenmark-bundle/";
 constexpr const char* removedValue = "[value]";
-/// A shorter word says nothing of a person, and stands in too many places.
+/// A shorter word identifies nobody, and occurs in too many places.
 constexpr std::size_t shortestUnknown = 4;
 /// Members of deployment.json, whose values are shown.
 constexpr std::array deploymentKeys{std::string_view("serviceHost"),
@@ -141,7 +141,7 @@ std::vector<ArchivedFile> bundleFiles(const BundleParts& parts, const Redactor& 
     const boost::json::object settings{{"preferences", withoutPreferences(parts.settings.preferences, redactor)},
                                        {"ownPreferences", withoutPreferences(parts.settings.ownPreferences, redactor)},
                                        {"deployment", withoutUnknownValues(parts.settings.deployment, redactor)}};
-    // They tell of programs alone; a short identifier may be a part of a version.
+    // They describe programs alone; a short identifier may be part of a version.
     std::string versions;
     for (const auto& [name, version] : parts.versions)
         versions += name + ": " + Platform::printable(version) + "\n";

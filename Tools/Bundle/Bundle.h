@@ -16,7 +16,7 @@
 
 namespace Tools {
 
-/// So many lines of the service's log are in a bundle.
+/// How many lines of the service's log a bundle has.
 inline constexpr std::size_t mostLogLines = 2000;
 
 /// The settings as their files hold them; a file that cannot be read has none.

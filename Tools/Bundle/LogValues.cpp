@@ -115,7 +115,7 @@ std::string withoutValues(std::string_view entry) {
         const std::size_t value = valueBehind(entry, end);
         const auto key = entry.substr(at + quote.size(), end - at - std::min(end - at, 2 * quote.size()));
         if (value == nowhere) {
-            // It may begin within what another quote, which has no partner, took for its text.
+            // A key may begin inside of what an unmatched quote before it seemed to enclose.
             result += quote;
             at += quote.size();
             continue;

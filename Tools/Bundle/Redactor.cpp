@@ -20,7 +20,7 @@ namespace Tools {
 namespace {
 
 constexpr std::size_t shortestInWords = 6;
-/// What stands in front of the name of an item.
+/// Texts that precede the name of an item.
 constexpr std::array<std::string_view, 3> frontsOfNames{"The item ", "/Quenmark/", "/QuenmarkTemp/"};
 constexpr const char* nameLabel = "[name]";
 
@@ -51,7 +51,7 @@ std::string percentEncoded(std::string_view value) {
     return result;
 }
 
-/// Where a name begins as it stands on the wire: with a backslash, at the beginning of a word.
+/// Where a name in the form of the wire begins: with a backslash, at the beginning of a word.
 std::size_t placeOfWireName(std::string_view text) {
     for (auto at = text.find('\\'); at != std::string_view::npos; at = text.find('\\', at + 1)) {
         if (at == 0 || std::string_view(" \t\n\"'(=:").find(text[at - 1]) != std::string_view::npos)

@@ -10,12 +10,12 @@ namespace Tools {
 
 /// Removes from texts what a person does not want to show to others: the secrets that were added, mail addresses, the
 /// user's home directory, credentials, and the names of items: what begins with a backslash, and what lies in the
-/// Quenmark folder or the temporary area. What it puts in the place of them is in brackets. Where it cannot tell where
-/// a name ends, the rest of the line goes too.
+/// Quenmark folder or the temporary area. Their replacements are in brackets. Where the end of a name is not
+/// clear, the rest of the line is removed too.
 class Redactor {
 public:
-    /// A value that is not to be shown, also where JSON or a URL escapes it, and what stands in its place. One of fewer
-    /// than six bytes is removed where it is a word of its own, since "7" is also a part of other numbers.
+    /// A value that is replaced by the label, also where JSON or a URL escapes it. One of fewer than six bytes is
+    /// replaced only where it is a word of its own, since "7" is also a part of other numbers.
     void addSecret(std::string_view value, const std::string& label);
     /// The home directory, which is written as "~"; to be set before secrets that lie in it are added.
     void setHome(const std::string& path) { home_ = path; }

@@ -5,7 +5,7 @@
 
 namespace Tools::Completion {
 
-/// What may stand in the place of the word at the cursor.
+/// What the word at the cursor may be completed to.
 struct Candidates {
     enum class Kind { Words, Files, Folders };
     struct Word {

@@ -108,7 +108,8 @@ ExitStatus complete(const CLI::App& program, const std::vector<std::string>& wor
     ::alarm(limit);
     try {
         const auto text = textOf(candidatesFor(program, words));
-        // A shell takes the start of a word for a word: from here on only the end of its reader ends the process early.
+        // A shell would accept part of a word as a word: from here on only the end of its reader ends the process
+        // early.
         std::signal(SIGALRM, SIG_IGN);
         print(text);
     } catch (const std::exception&) {

@@ -17,7 +17,7 @@ namespace Tools::Completion {
 /// behind it is a line that is not finished.
 inline constexpr const char* request = "complete";
 
-/// Prints what may stand in the place of the last of the words, which follow the program's name; it may be empty. The
+/// Prints what the last of the words, which follow the program's name, may be completed to; that word may be empty. The
 /// first line is "words", "files" or "folders". Behind "words" every line is a word, with a tab and a description where
 /// there is one; a word that ends with "=" is not complete yet. Words that do not begin as the last one does are among
 /// them. A control character is in none.

@@ -12,7 +12,7 @@ class Option;
 
 namespace Tools::Completion {
 
-/// What stands in front of the word at the cursor.
+/// The words in front of the word at the cursor.
 struct TypedLine {
     /// The innermost verb, such as the `set` of `prefs set`; the program itself where there is none yet.
     const CLI::App* verb = nullptr;

@@ -12,7 +12,7 @@ namespace Tools {
 
 namespace {
 
-/// So many engines have a line of their own.
+/// How many engines get a line of their own.
 constexpr std::size_t mostEnginesChecked = 10;
 constexpr const char* unitName = "quenmark.service";
 constexpr const char* adviceToRestart = "Run: quenmark stop; then run: quenmark start";

@@ -16,15 +16,15 @@ namespace Tools {
 
 /// What the session bus and the programs on it say.
 struct BusFindings {
-    /// Why the bus cannot be asked; nothing below is known then.
+    /// Why the bus cannot be queried; the other members are unknown then.
     std::optional<std::string> busError;
     bool canLaunchService = false;
     /// Nil where no user manager is on the bus.
     std::optional<UnitFindings> unit;
     bool isRunning = false;
-    /// The status of a service that runs; nil where it does not tell it.
+    /// The status of a running service; nil where it does not report one.
     std::optional<ServiceStatus> status;
-    /// Why it does not tell it.
+    /// Why it does not report one.
     std::string statusError;
 };
 

@@ -5,7 +5,7 @@
 
 namespace Tools {
 
-/// How something stands that the service needs.
+/// The state of something that the service needs.
 enum class CheckState {
     Ok,
     /// The service works, or will once it is started.
@@ -14,14 +14,14 @@ enum class CheckState {
     Failure,
 };
 
-/// The result of one check. No text of it steers a terminal.
+/// The result of one check. Its texts have no control characters.
 struct Check {
     /// What was looked at: one or two words.
     std::string check;
     CheckState state = CheckState::Ok;
     /// What was found.
     std::string detail;
-    /// A sentence that says what to do; empty where nothing is to be done.
+    /// What to do, as a sentence; empty where there is nothing to do.
     std::string advice;
 
     bool operator==(const Check&) const = default;

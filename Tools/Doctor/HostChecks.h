@@ -16,7 +16,7 @@
 
 namespace Tools {
 
-/// What came of a request to the web service. Without an error and a status there was no response in time.
+/// The outcome of a request to the web service. Without an error and a status there was no response in time.
 struct HostFindings {
     /// Host and port, as the settings name them.
     std::string host;

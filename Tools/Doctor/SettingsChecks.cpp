@@ -79,7 +79,7 @@ void examinePreferences(SettingsFindings& findings) {
     findings.quenmarkPath = preferenceText(*file.values, quenmarkPathKey);
 }
 
-/// A value of the deployment settings: what the service takes it for, and what it says where no file does.
+/// A member of the deployment settings: the value that the service uses, and the one that is built in.
 struct DeployedValue {
     const char* key;
     std::optional<boost::json::value> used;
@@ -119,7 +119,7 @@ Check deployedCheck(const DeployedValue& value, const ReadFile& file) {
     const auto* given = file.values ? file.values->if_contains(value.key) : nullptr;
     if (given == nullptr)
         return okCheck(value.key, shown(value.builtIn) + ", built in");
-    // The scheme alone is taken otherwise than it is written: in lower case.
+    // The scheme is the only value that is normalised: to lower case.
     const bool isScheme = value.key == std::string_view("serviceScheme") && given->is_string();
     const auto meant = isScheme ? boost::json::value(lowerCase(given->get_string())) : *given;
     if (value.used && isSame(meant, *value.used))
@@ -168,7 +168,7 @@ void examineDeployment(SettingsFindings& findings) {
         okCheck("deployment.json", file.values ? shown(file.path) : "there is none; the values built in count"));
     const auto known = deployedValues(findings.deployment);
     for (const auto& value : known) {
-        // Another member that is not valid has taken the host away, since nothing is to be sent.
+        // An invalid member elsewhere leaves the host empty, so that nothing is sent.
         if (value.key == std::string_view("serviceHost") && findings.deployment.serviceHost.empty())
             continue;
         findings.checks.push_back(deployedCheck(value, file));

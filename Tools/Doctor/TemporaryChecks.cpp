@@ -149,7 +149,7 @@ std::vector<Check> temporaryChecks(const std::optional<std::string>& folder) {
     const bool isShared = above && destination == above->device;
     if (above && destination)
         checks.push_back(deviceCheck(isShared));
-    // The space of a file system that both share stands with the folder.
+    // The free space of a file system that both share is reported with the folder.
     const auto space = Platform::freeSpace(existing);
     const auto* bytes = std::get_if<std::uint64_t>(&space);
     if (bytes != nullptr && !isShared)

@@ -14,7 +14,7 @@ std::string openApi();
 /// The path of every operation starts with this, behind the host.
 inline constexpr std::string_view serviceRootPath = "/QuenmarkRestService/";
 
-/// A path as it stands in a URL: what is not ASCII as the percent-encoded bytes of its UTF-8 (RFC 3987, section 3.1).
+/// A path as part of a URL: what is not ASCII as the percent-encoded bytes of its UTF-8 (RFC 3987, section 3.1).
 std::string encodedPath(std::string_view path);
 /// An operation's name as words: "asyncGetTopFileUpload" gives "Get top file upload".
 std::string titleOf(std::string_view operationName);

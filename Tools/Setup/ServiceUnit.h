@@ -2,9 +2,9 @@
 
 namespace Tools {
 
-/// Enables the service in the user's service manager and starts it there. Where that fails it says why, and calls the
-/// service as `quenmark start` does. `isRestarted` has a service that runs end first, since it gets its mode and its
-/// sandbox when it starts.
+/// Enables the service in the user's service manager and starts it there. Where that fails, it reports
+/// why, and starts the service as `quenmark start` does. With `isRestarted` a running service is stopped first, since
+/// its mode and its sandbox are those of its start.
 void enableService(bool isRestarted);
 
 } // namespace Tools

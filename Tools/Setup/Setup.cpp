@@ -59,7 +59,7 @@ void requireSafety() {
         requireDeployment();
 }
 
-/// A table that cannot be written takes nothing away from what is set up.
+/// A table that cannot be printed does not undo the set-up.
 void printDoctor() {
     try {
         Platform::RunLoop loop;

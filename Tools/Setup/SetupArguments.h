@@ -5,7 +5,7 @@
 
 namespace Tools {
 
-/// What the command line says of a set-up; nil for what it does not say.
+/// The options of a set-up; nil for one that is not given.
 struct SetupArguments {
     std::optional<std::string> host;
     std::optional<std::string> mail;

@@ -73,7 +73,7 @@ Platform::Secret askFor(const char* option, const std::string& question, const s
     }
 }
 
-/// The host that is built in, unless it is one of the names that are nobody's (RFC 2606, section 2).
+/// The host that is built in, unless it is a reserved name (RFC 2606, section 2).
 std::string presetHost() {
     auto host = Platform::DeploymentSettings::current().serviceHost;
     return host.ends_with(".example") ? "" : host;
@@ -85,7 +85,7 @@ bool needsAccount(const SetupArguments& arguments, const KnownSettings& known, b
         return false;
     if (arguments.mail || arguments.passwordFile || !known.user)
         return true;
-    // A user whom one host knows is nobody at another one.
+    // The users of one host are unknown to another one.
     return hostChanges && !arguments.computer && !known.computer;
 }
 

@@ -18,7 +18,7 @@ struct KnownSettings {
 /// Throws Failure where the preferences or the deployment settings cannot be read or are malformed.
 KnownSettings knownSettings();
 
-/// What a computer has that is set up.
+/// The settings that a set-up writes.
 struct NewSettings {
     std::string host;
     std::string computer;
@@ -26,10 +26,10 @@ struct NewSettings {
     std::string path;
 };
 
-/// Writes the preferences and the user's deployment settings, these with managed mode; everything else in both stays.
-/// Where a value is to differ from the deployment settings that an installation has for every user, the user's get
-/// copies of the others. Writes the drop-in of the service's unit too (`Sandbox`), and returns whether it has changed.
-/// Throws Failure where one file cannot be written; then the others are as they were.
+/// Writes the preferences, and the user's deployment settings with managed mode; other members of both stay. Where a
+/// value differs from the deployment settings that an installation has for every user, the other values are copied from
+/// there into the user's file. Writes the drop-in of the service's unit too (`Sandbox`), and returns whether it has
+/// changed. Throws Failure where one file cannot be written; then the others are as they were.
 bool writeSettings(const NewSettings& settings);
 
 } // namespace Tools

@@ -36,7 +36,7 @@ struct EngineStatus {
     std::string state;
     std::string reason;
     Moment since;
-    /// The item at hand; empty where there is none.
+    /// The current item; empty where there is none.
     std::string item;
     std::uint64_t bytes = 0;
     std::optional<std::uint64_t> total;

@@ -18,7 +18,7 @@ using Tone = ScreenLine::Tone;
 constexpr std::size_t labelWidth = 15;
 /// A narrower terminal wraps the lines itself.
 constexpr std::size_t narrowestText = 20;
-/// So many engines are shown; of the others it is told how many there are.
+/// How many engines are shown; the others are counted.
 constexpr std::size_t mostEngines = 5;
 
 std::uint64_t secondsBetween(const Moment& earlier, const Moment& later) {
@@ -38,7 +38,7 @@ std::string received(const ServiceStatus& status) {
     return counted(status.itemsReceived, "item") + ", " + byteCount(status.bytesReceived);
 }
 
-/// How much of the item at hand there is: "45 % of 3.0 GiB".
+/// How much of the current item has arrived: "45 % of 3.0 GiB".
 std::string progress(const EngineStatus& engine) {
     return engine.total ? shareOf(engine.bytes, *engine.total) : byteCount(engine.bytes);
 }

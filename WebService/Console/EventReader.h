@@ -13,9 +13,9 @@ namespace webservice {
 
 class Events;
 
-/// One reader of the events. Those that concern it alone are made when it can take them: however much changes, it is
-/// told of that at most four times a second, and of nothing that a transaction could still undo. When more than 256 KiB
-/// wait to be sent, they are dropped for one event "lost".
+/// One reader of the events. Events about changes are made when they are sent: at most four times a second, however
+/// much changes, and never about what a transaction could still undo. When more than 256 KiB wait to be sent, they are
+/// dropped for one event "lost".
 class EventReader : public EventSource {
 public:
     static constexpr std::size_t maxUnsent = 256 << 10;

@@ -25,7 +25,7 @@ public:
 
     bool hasReaders() const { return !readers_.empty(); }
 
-    /// A new reader, told the version first. Null when there are as many as there may be.
+    /// A new reader, whose first event has the version. Null when the limit of readers is reached.
     std::shared_ptr<EventReader> open(std::string_view version);
 
     void push(std::string_view name, std::string_view data);

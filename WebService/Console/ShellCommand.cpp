@@ -17,7 +17,7 @@ namespace {
 
 using boost::beast::iequals;
 
-/// A line feed is the only control character that a terminal takes for itself when it is pasted in quotes.
+/// The only control character that can be pasted into a shell's quotes unchanged is a line feed.
 bool isText(std::string_view bytes) {
     return isUtf8(bytes) && std::ranges::none_of(bytes, [](char c) {
                const auto byte = static_cast<unsigned char>(c);
@@ -81,7 +81,7 @@ std::string headerOptions(const Fields& fields, std::string_view authority, bool
             options += " -H " + shellWord(value.empty() ? name + ';' : name + ": " + value);
     }
     for (const char* name : {"User-Agent", "Accept", "Content-Type"}) {
-        // What curl would send of its own accord is left out by a field with nothing behind its colon.
+        // A field with nothing behind its colon removes one that curl would send by default (curl(1), --header).
         const bool isSent = name != std::string_view("Content-Type") || hasBody;
         if (isSent && valueOf(fields, name) == nullptr)
             options += std::string(" -H ") + name + ':';

@@ -9,7 +9,7 @@
 
 namespace webservice {
 
-/// A response that is given in place of doing what was requested.
+/// A response that is sent in place of carrying out the request.
 struct StatusFault {
     int code = 0;
     std::string body;
@@ -23,10 +23,10 @@ struct CorruptFault {
     std::uint64_t atByte = 0; // of the body, from 0 on
 };
 
-/// What a fault does. What concerns the way in which a response is sent is a Transmission.
+/// What a fault does. A Transmission changes how the response is sent, header fields included.
 using FaultAction = std::variant<std::shared_ptr<const Transmission>, StatusFault, BodyFault, CorruptFault>;
 
-/// Makes the response the one that the action asks for. A byte that the body does not have is not corrupted.
+/// Applies the action to a response. An offset beyond the end of the body corrupts nothing.
 void applyFault(const FaultAction& action, Response& response);
 
 } // namespace webservice

@@ -25,9 +25,9 @@ struct Fault {
     std::uint64_t applied = 0; // those that its action was carried out for
 };
 
-/// Which requests go wrong. Each fault counts the requests that it selects; it lets the first `skip` pass and then
-/// applies to `times` of them. The first fault that applies to a request is carried out; those behind it do not count
-/// as applied.
+/// The faults that are applied to requests. Each fault counts the requests that it selects; it lets the first `skip`
+/// pass and then applies to `times` of them. The first fault that applies to a request is carried out; those behind it
+/// do not count as applied.
 class FaultPlan {
 public:
     FaultPlan() = default;
@@ -41,7 +41,7 @@ public:
     /// Gives the computer that sends a request; called where a fault asks for it.
     using Computer = std::function<std::optional<std::string>()>;
 
-    /// Counts a request. Gives what is to happen to it, which the plan keeps until it changes; null for nothing.
+    /// Counts a request. Gives the fault that applies to it, which is valid until the plan changes; null for none.
     const Fault* select(std::string_view path, const Computer& computer);
 
     /// The place of one of its faults, "faults[0]".
@@ -55,7 +55,7 @@ private:
     std::vector<Fault> faults_;
 };
 
-/// Whether the text is what the pattern says, in which "*" stands for any run of characters.
+/// Whether the text matches the pattern, in which "*" matches any run of characters.
 bool matches(std::string_view pattern, std::string_view text);
 
 } // namespace webservice

@@ -47,7 +47,7 @@ FaultAction status(PlanMembers& members) {
     const auto code = static_cast<int>(members.required("code").integer(200, 599));
     const auto body = members.required("body");
     auto text = body.text();
-    // RFC 9110, section 6.4.1: a client takes what would follow for the next response.
+    // A client would read what follows as the next response (RFC 9110, section 6.4.1).
     if ((code == 204 || code == 304) && !text.empty())
         body.refuse("must be empty with 204 and 304");
     return StatusFault{.code = code, .body = std::move(text)};
@@ -131,7 +131,7 @@ Fault parseFault(const PlanValue& value) {
     if (const auto times = members.optional("times"))
         fault.times = times->integer();
     fault.action = parseAction(members.required("action"));
-    // What a plan that was read from the service says of the past.
+    // A plan that was read from the service has its counters.
     members.optional("seen");
     members.optional("applied");
     members.refuseOthers();
@@ -139,7 +139,7 @@ Fault parseFault(const PlanValue& value) {
     return fault;
 }
 
-/// The place of a byte, as editors count.
+/// The line and the column of a byte, counted from 1.
 std::string placeOfByte(std::string_view text, std::size_t byte) {
     const std::string_view before = text.substr(0, byte);
     const auto lines = std::ranges::count(before, '\n');

@@ -18,7 +18,7 @@ namespace webservice {
 /// The beginning of a text, for a message.
 std::string shortened(std::string_view text);
 
-/// A value of a fault plan and its place. What it is asked for and is not, is refused with the place.
+/// A value of a fault plan and its place. A conversion to a type or range that it does not have refuses the plan.
 class PlanValue {
 public:
     PlanValue(const boost::json::value& value, std::string place) : value_(value), place_(std::move(place)) {}

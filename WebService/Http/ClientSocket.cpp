@@ -26,7 +26,7 @@ constexpr std::size_t minReadSize = 512;
 constexpr std::size_t maxReadSize = 65536;
 constexpr int maxUnsent = 65536; // in the kernel, for a client that does not read (tcp(7), TCP_NOTSENT_LOWAT)
 
-/// For as long as a wait takes, what ends it is known.
+/// Registers the flag by which wake() ends a wait, for as long as that takes.
 class WaitScope {
 public:
     WaitScope(bool*& known, bool& isOver) : known_(known) { known_ = &isOver; }

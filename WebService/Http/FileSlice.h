@@ -12,7 +12,7 @@
 namespace webservice {
 
 /// A range of an open file, sent as a body. When the file changes while it is being sent, the connection is closed
-/// before the last byte, so that the client does not take a mixture for the file.
+/// before the last byte, so that the client never accepts a mixture as the file.
 struct FileSlice {
     Descriptor file;
     std::uint64_t offset = 0;

@@ -7,11 +7,11 @@
 
 namespace webservice {
 
-/// Puts the requests together that are worked on in one turn of the loop, so that the application stores at once what
-/// all of them have changed.
+/// Groups the requests that are processed in one turn of the loop, so that the application stores their changes
+/// together.
 class RequestGroups {
 public:
-    /// One of them: ended by the first of its requests that comes to that.
+    /// One group, which the first of its requests that has been processed ends.
     struct Group {
         bool hasEnded = false;
         std::exception_ptr failure = nullptr; // where its changes could not be stored
@@ -19,7 +19,7 @@ public:
 
     explicit RequestGroups(Application& application) : application_(application) {}
 
-    /// The group of a request that is worked on now.
+    /// The group of the requests that are processed now.
     std::shared_ptr<Group> join() {
         if (!current_ || current_->hasEnded) {
             current_ = std::make_shared<Group>();

@@ -13,8 +13,8 @@ namespace webservice {
 
 /// Accepts connections and serves them on the acceptor's context until that is stopped or destroyed, which closes them.
 /// Where connections or descriptors run short, the client that has been waited for longest is disconnected. The
-/// application must outlive the context. With an identity the connections are over TLS. Responses that are held back on
-/// purpose go by real time without `timers`.
+/// application must outlive the context. With an identity the connections are over TLS. Without `timers`, faults are
+/// timed by the real clock.
 void serveConnections(boost::asio::ip::tcp::acceptor acceptor, Application& application, const Limits& limits = {},
                       std::shared_ptr<const TlsIdentity> identity = nullptr, std::shared_ptr<Timers> timers = nullptr);
 

@@ -17,8 +17,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The server's end of one TLS connection, on a socket that does not block. No call waits: it tells what is to be
-/// waited for before the same call is made again.
+/// The server's end of one TLS connection, on a socket that does not block. No call waits: its
+/// result says what to wait for before the same call is repeated.
 class TlsSession {
 public:
     enum class State {

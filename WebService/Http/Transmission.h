@@ -9,8 +9,8 @@
 
 namespace webservice {
 
-/// How a response is sent that is not to be sent at once, whole and as it is. Bytes are counted from the first byte of
-/// the status line.
+/// How a response is delayed, slowed down, cut or changed on the way. Bytes are counted from the first byte of the
+/// status line.
 struct Transmission {
     using Duration = std::chrono::steady_clock::duration;
 
@@ -19,7 +19,7 @@ struct Transmission {
     struct Cut {
         std::uint64_t afterBytes = 0; // or after the whole response, where that is shorter
         End end = End::Close;
-        Duration stall{0}; // how long the connection stays open with nothing more sent
+        Duration stall{0}; // how long the connection stays open after the last byte
     };
     /// Header fields, those that frame the body included: what is removed or set is taken out, and what is set is added
     /// at the end.

@@ -11,9 +11,9 @@
 
 namespace webservice {
 
-/// Sends a response as its transmission says, which it must have. Gives whether all of it was sent. After a cut the
-/// connection is of no more use: it was reset, or nothing but the end of the client's input is to be waited for.
-/// `piece` is a buffer whose content is not kept from one turn of the loop to the next. Throws Disconnected.
+/// Sends a response by its transmission, which it must have. Gives whether all of it was sent. After a cut the
+/// connection serves no further request: it was reset, or its output was shut down. `piece` is a buffer whose content
+/// is not kept from one turn of the loop to the next. Throws Disconnected.
 boost::asio::awaitable<bool> transmit(ClientSocket& client, Timers& timers, Response response, std::string header,
                                       std::vector<char>& piece);
 
