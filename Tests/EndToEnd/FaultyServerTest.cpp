@@ -1,7 +1,6 @@
 // Servers that break off, and a service that is killed: the item continues where it stopped.
 
 #include "EndToEnd/RealServiceFixture.h"
-#include "Support/HttpClient.h"
 #include "Support/TlsServer.h"
 
 #include <sys/resource.h>
@@ -9,7 +8,6 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <sstream>
 
 namespace Quenmark {
 
@@ -23,73 +21,42 @@ protected:
         for (std::size_t index = 0; index < size; ++index)
             wholeContent += static_cast<char>('a' + index * index % 26);
     }
-    static std::size_t offsetOf(const HttpRequest& request) {
-        const std::string mark = "\"Length\" : \"";
-        return std::stoul(request.body.substr(request.body.find(mark) + mark.size()));
-    }
-    /// Sends the content from the offset that is asked for, and breaks off before the byte `stop` of the content.
-    HttpReply sendUpTo(const HttpRequest& request, std::size_t stop) const {
-        const auto whole = HttpReply::ok(wholeContent.substr(offsetOf(request)), streamHeaders("\\a.bin"));
-        return stop >= wholeContent.size() ? whole
-                                           : whole.cutAfter(whole.bytes().size() - (wholeContent.size() - stop));
-    }
-
-    /// How many bytes each response to an operation had, by the web service's log.
-    static std::string sentBytes(const ServiceProcess& webService, const std::string& operation) {
-        std::string all;
-        std::istringstream lines(webService.errors());
-        for (std::string line; std::getline(lines, line);) {
-            const std::string mark = operation + " 200 ";
-            if (const auto place = line.find(mark); place != std::string::npos)
-                all +=
-                    line.substr(place + mark.size(), line.find(' ', place + mark.size()) - place - mark.size()) + ' ';
-        }
-        return all;
-    }
-
     static constexpr std::size_t size = 3'000'000;
     std::string wholeContent;
 };
 
 TEST_P(ABrokenTransfer, ContinuesAfterTheServerCutTheBodyAnywhere) {
-    constexpr const char* download = "Uploads.svc/GetTopFileUploadWithStream";
     data.write("outbox/7/a.bin", wholeContent);
     const ServiceProcess webService(data.path());
-    webservice::test::HttpClient client(webService.port());
-    const std::size_t header = client.post(download, R"({"ToComputerID":"7"})").headerText.size();
+    const std::size_t header = downloadHeaderSize(webService);
     // Before the first byte, after it, in the middle of a piece, before the last byte: the bytes from where each
     // request begins.
     const std::vector<std::size_t> bodies = {0, 1, 1'234'566, size - 1 - 1'234'567};
-    std::string faults;
+    std::vector<std::string> faults;
     std::string expected;
     for (const std::size_t body : bodies) {
-        faults += faults.empty() ? "" : ",";
-        faults += R"({"path":"*WithStream","computer":"7","times":1,"action":{"kind":"close","afterBytes":)" +
-                  std::to_string(header + body) + "}}";
+        faults.push_back(
+            fault(streamOperation, R"({"kind":"close","afterBytes":)" + std::to_string(header + body) + "}"));
         expected += std::to_string(header + body) + ' ';
     }
-    EXPECT_EQ(client.exchange("PUT", "/faults", "{\"faults\":[" + faults + "]}").status, 200);
+    planFaults(webService, faults);
     deploy(webService.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return pendingItems(webService) == 0; }));
     EXPECT_TRUE(contentOf(placed("a.bin")) == wholeContent);
     EXPECT_FALSE(exists(temporary("a.bin")));
     // The length of the last response, of one byte, has six digits less.
-    EXPECT_EQ(sentBytes(webService, download),
+    EXPECT_EQ(sentBytes(webService, streamOperation),
               std::to_string(header + size) + ' ' + expected + std::to_string(header - 6 + 1) + ' ');
 }
 
 TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
-    std::vector<std::size_t> offsets;
-    server.setHandler([&](const HttpRequest& request) {
-        if (request.target == pollTarget)
-            return HttpReply::json(item(R"(\\a.bin)"));
-        if (request.target != streamTarget)
-            return HttpReply::json(R"({"ReturnStatus":"0"})");
-        offsets.push_back(offsetOf(request));
-        return sendUpTo(request, offsets.size() == 1 ? 2'000'000 : size);
-    });
-    deploy(server.host());
+    data.write("outbox/7/a.bin", wholeContent);
+    const ServiceProcess webService(data.path());
+    const std::size_t header = downloadHeaderSize(webService);
+    planFaults(webService, {fault(streamOperation, R"({"kind":"stall","seconds":3600,"afterBytes":)" +
+                                                       std::to_string(header + 2'000'000) + "}")});
+    deploy(webService.host());
     start();
     ASSERT_TRUE(pollUntil([&] {
         std::error_code none;
@@ -101,16 +68,19 @@ TEST_P(ABrokenTransfer, ContinuesAfterTheServiceWasKilled) {
     ASSERT_TRUE(pollUntil([&] { return !serviceProcess(); }));
 
     start();
-    ASSERT_TRUE(pollUntil([&] { return count(acknowledgeTarget) >= 1; }));
-    EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 2'000'000}));
+    ASSERT_TRUE(pollUntil([&] { return pendingItems(webService) == 0; }));
     EXPECT_TRUE(contentOf(placed("a.bin")) == wholeContent);
+    EXPECT_EQ(sentBytes(webService, streamOperation), std::to_string(header + size) + ' ' +
+                                                          std::to_string(header + 2'000'000) + ' ' +
+                                                          std::to_string(header + 1'000'000) + ' ');
 }
 
 TEST_P(ABrokenTransfer, IsAStreamErrorWhereAFileReachesTheLargestSize) {
     server.setHandler([&](const HttpRequest& request) {
         if (request.target == pollTarget)
             return HttpReply::json(count(streamTarget) == 0 ? item(R"(\\a.bin)") : nothing);
-        return request.target == streamTarget ? sendUpTo(request, size) : HttpReply::json(R"({"ReturnStatus":"0"})");
+        return request.target == streamTarget ? HttpReply::ok(wholeContent, streamHeaders("\\a.bin"))
+                                              : HttpReply::json(R"({"ReturnStatus":"0"})");
     });
     // What the bus launches has the limits of the bus.
     rlimit before{};

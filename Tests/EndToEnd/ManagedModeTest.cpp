@@ -5,6 +5,7 @@
 
 #include <sched.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -141,20 +142,25 @@ TEST_P(AManagedService, DiscardsThePartialFileOfAnotherItem) {
 
 /// A poll that finds nothing is in between, so that each failure is the first in a row.
 TEST_P(AManagedService, BringsAnItemFromAServerThatBreaksOffAtEveryStage) {
-    offer(R"(\\a.txt)", "\\a.txt");
-    const auto offered = HttpReply::json(item(R"(\\a.txt)"));
-    const auto whole = HttpReply::ok(wholeContent, streamHeaders("\\a.txt"));
-    const auto partial = wholeContent.size() - 4;
-    for (const auto& poll : {HttpReply::raw("").thenReset(), HttpReply::json(nothing), offered,
-                             HttpReply::json(nothing), offered, HttpReply::json(nothing)})
-        server.enqueue(pollTarget, poll);
-    server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 4).thenClose());
-    server.enqueue(acknowledgeTarget, HttpReply::raw("HTTP/1.1 200 OK\r\nConte").thenReset());
-    launch(server.host());
-    ASSERT_TRUE(pollUntil([&] { return confirmations == 1; }));
-    EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, partial}));
-    EXPECT_EQ(count(acknowledgeTarget), 2U);
+    send("a.txt", wholeContent);
+    const ServiceProcess service(data.path());
+    const std::size_t header = downloadHeaderSize(service);
+    const std::string nothingPending = R"({"kind":"body","text":"{\"ReturnStatus\":\"1\"}"})";
+    planFaults(service,
+               {fault(pollOperation, R"({"kind":"reset","afterBytes":0})"), fault(pollOperation, nothingPending, 1),
+                fault(streamOperation, R"({"kind":"close","afterBytes":)" + std::to_string(header + 7) + "}"),
+                fault(pollOperation, nothingPending, 3),
+                fault(acknowledgeOperation, R"({"kind":"reset","afterBytes":21})")});
+    launch(service.host());
+    // Four are broken or empty, one offers the rest of the item, and after its acknowledgement there is none.
+    ASSERT_TRUE(pollUntil([&] { return std::ranges::count(sentBytes(service, pollOperation), ' ') >= 6; }));
     EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
+    EXPECT_FALSE(exists(temporary("a.txt")));
+    EXPECT_EQ(pendingItems(service), 0);
+    // What the test itself received, seven bytes of eleven, and four; that length has a digit less.
+    EXPECT_EQ(sentBytes(service, streamOperation), std::to_string(header + 11) + ' ' + std::to_string(header + 7) +
+                                                       ' ' + std::to_string(header - 1 + 4) + ' ');
+    EXPECT_EQ(sentBytes(service, acknowledgeOperation), "21 ");
 }
 
 TEST_P(AManagedService, RepeatsALostAcknowledgementWithoutADownload) {
@@ -184,18 +190,20 @@ TEST_P(AManagedService, RepeatsALostAcknowledgementAlsoWhenItWasKilled) {
 }
 
 TEST_P(AManagedService, ContinuesADownloadWhenItWasKilled) {
-    const auto whole = HttpReply::ok(wholeContent, streamHeaders("\\a.txt"));
-    server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - 4));
-    offer(R"(\\a.txt)", "\\a.txt");
-    launch(server.host());
-    const auto partial = wholeContent.size() - 4;
-    ASSERT_TRUE(pollUntil([&] { return contentOf(temporary("a.txt")) == wholeContent.substr(0, partial); }));
+    send("a.txt", wholeContent);
+    const ServiceProcess service(data.path());
+    const std::size_t header = downloadHeaderSize(service);
+    planFaults(service, {fault(streamOperation,
+                               R"({"kind":"stall","seconds":3600,"afterBytes":)" + std::to_string(header + 7) + "}")});
+    launch(service.host());
+    ASSERT_TRUE(pollUntil([&] { return contentOf(temporary("a.txt")) == "the con"; }));
     killService();
     BusPeer peer;
     ping(peer);
-    ASSERT_TRUE(pollUntil([&] { return confirmations == 1; }));
-    EXPECT_EQ(offsets(), (std::vector<std::size_t>{0, partial}));
+    ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
     EXPECT_EQ(contentOf(placed("a.txt")), wholeContent);
+    EXPECT_EQ(sentBytes(service, streamOperation), std::to_string(header + 11) + ' ' + std::to_string(header + 7) +
+                                                       ' ' + std::to_string(header - 1 + 4) + ' ');
 }
 
 TEST_P(AManagedService, BringsManyItemsOneRightAfterTheOther) {

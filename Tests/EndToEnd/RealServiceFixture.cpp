@@ -1,12 +1,14 @@
 #include "EndToEnd/RealServiceFixture.h"
 
 #include "Platform/Files/Files.h"
+#include "Support/HttpClient.h"
 
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <variant>
 
@@ -109,6 +111,38 @@ long RealServiceFixture::pendingItems(const ServiceProcess& service) {
     const std::string mark = "\"pending\":";
     const auto place = result.output.find(mark);
     return place == std::string::npos ? -1 : std::stol(result.output.substr(place + mark.size()));
+}
+
+std::string RealServiceFixture::fault(std::string_view operation, std::string_view action, int skip, int times) {
+    std::string text = R"({"path":")";
+    text.append(operation).append(R"(","skip":)").append(std::to_string(skip));
+    text.append(R"(,"times":)").append(std::to_string(times)).append(R"(,"action":)").append(action);
+    return text + '}';
+}
+
+void RealServiceFixture::planFaults(const ServiceProcess& service, const std::vector<std::string>& faults) {
+    std::string list;
+    for (const std::string& fault : faults)
+        list += (list.empty() ? "" : ",") + fault;
+    const auto response =
+        webservice::test::HttpClient(service.port()).exchange("PUT", "/faults", R"({"faults":[)" + list + "]}");
+    ASSERT_EQ(response.status, 200) << response.body;
+}
+
+std::size_t RealServiceFixture::downloadHeaderSize(const ServiceProcess& service) {
+    webservice::test::HttpClient client(service.port());
+    return client.post(streamOperation, R"({"ToComputerID":"7"})").headerText.size();
+}
+
+std::string RealServiceFixture::sentBytes(const ServiceProcess& service, std::string_view operation) {
+    std::string all;
+    std::istringstream lines(service.errors());
+    const std::string mark = std::string(operation) + " 200 ";
+    for (std::string line; std::getline(lines, line);) {
+        if (const auto place = line.find(mark); place != std::string::npos)
+            all += line.substr(place + mark.size(), line.find(' ', place + mark.size()) - place - mark.size()) + ' ';
+    }
+    return all;
 }
 
 std::string RealServiceFixture::item(std::string_view name, std::string_view isFile, std::string_view id) {

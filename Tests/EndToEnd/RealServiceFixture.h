@@ -53,6 +53,9 @@ protected:
     static constexpr const char* streamTarget = "/QuenmarkRestService/Uploads.svc/GetTopFileUploadWithStream";
     static constexpr const char* acknowledgeTarget = "/QuenmarkRestService/Uploads.svc/UpdateFileUpload";
     static constexpr const char* nothing = R"({"ReturnStatus":"1"})";
+    static constexpr const char* pollOperation = "Uploads.svc/GetTopFileUpload";
+    static constexpr const char* streamOperation = "Uploads.svc/GetTopFileUploadWithStream";
+    static constexpr const char* acknowledgeOperation = "Uploads.svc/UpdateFileUpload";
     static constexpr const char* busName = "Velkarin.Quenmark.TopFileUploadXpcService";
 
     RealServiceFixture();
@@ -85,6 +88,16 @@ protected:
     static bool exists(const std::string& path);
     /// How many items wait for the computer at the web service; -1 where it does not say.
     long pendingItems(const ServiceProcess& service);
+
+    /// A fault of a web service's plan, in JSON, for the requests for an operation from number `skip` on, counted from
+    /// 0 (Docs/webservice.md).
+    static std::string fault(std::string_view operation, std::string_view action, int skip = 0, int times = 1);
+    /// Replaces the plan.
+    static void planFaults(const ServiceProcess& service, const std::vector<std::string>& faults);
+    /// The bytes in front of the content in the response to a download of the first item.
+    static std::size_t downloadHeaderSize(const ServiceProcess& service);
+    /// How many bytes each response to an operation with status 200 had, by the web service's log: "200 1000000 ".
+    static std::string sentBytes(const ServiceProcess& service, std::string_view operation);
 
     static std::string item(std::string_view name, std::string_view isFile = "True", std::string_view id = "12");
     static TestSupport::Headers streamHeaders(std::string_view name, std::string_view id = "12");

@@ -8,7 +8,6 @@ namespace Quenmark {
 
 using TestSupport::BusPeer;
 using TestSupport::CommandResult;
-using TestSupport::HttpReply;
 using TestSupport::runCommand;
 
 class StartAndStop : public RealServiceFixture {
@@ -62,11 +61,11 @@ TEST_P(StartAndStop, StartOneEngineHoweverOften) {
 }
 
 TEST_P(AStalledEngine, IsJoinedByOneThatStarts) {
-    server.setHandler([](const auto&) { return HttpReply::json("[]"); });
-    deploy(server.host());
+    const ServiceProcess webService(data.path());
+    planFaults(webService, {fault(pollOperation, R"({"kind":"body","text":"[]"})")});
+    deploy(webService.host());
     start();
     ASSERT_TRUE(pollUntil([&] { return tool({"status"}).output.starts_with("state          stalled "); }));
-    server.setHandler([](const auto&) { return HttpReply::json(nothing); });
     const auto again = tool({"start"});
     EXPECT_EQ(again.status, 0);
     EXPECT_EQ(again.errors, "");
