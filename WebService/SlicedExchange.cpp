@@ -72,6 +72,11 @@ std::optional<Response> SlicedExchange::runSlice() {
     if (job_->run(slice))
         response = job_->take();
     transaction->commit();
+    while (job_->waitsForStorage()) {
+        state_.group.store();
+        if (job_->run(0ms))
+            response = job_->take();
+    }
     return response;
 }
 

@@ -10,7 +10,8 @@
 namespace webservice {
 
 /// An exchange that works on the state, in slices of a few milliseconds. Each slice is one transaction: committed when
-/// the work pauses or is done, rolled back when the work ends with an exception. Where another process has the database
+/// the work pauses or is done, rolled back when the work ends with an exception. Work that waits until its changes are
+/// stored goes on in the same step, when they are. Where another process has the database
 /// locked, the exchange waits for as long as the database's busy timeout and then fails with DatabaseBusy.
 class SlicedExchange : public Exchange {
 public:

@@ -38,9 +38,9 @@ bool isStillAt(const Descriptor& file, const std::string& path) {
 
 State::State(const std::string& directory, std::chrono::milliseconds busyTimeout)
     : directory_(directory), lock_(lockFolder(directory)), database_(privateFile(directory + "/state.db")),
-      db(directory + "/state.db", busyTimeout), tree(directory + "/outbox"), ledger(db), watcher(tree, ledger, db),
-      queue(tree, ledger), cloud(db, directory + "/cloud"), incoming(directory + "/incoming"),
-      delivery(db, cloud, tree, incoming) {}
+      db(directory + "/state.db", busyTimeout), group(db), tree(directory + "/outbox"), ledger(db),
+      watcher(tree, ledger, db), queue(tree, ledger), cloud(db, directory + "/cloud"),
+      incoming(directory + "/incoming"), delivery(db, cloud, tree, incoming) {}
 
 void State::requireCurrent() const {
     if (!isStillAt(lock_, directory_ + "/lock") || !isStillAt(database_, directory_ + "/state.db"))

@@ -7,6 +7,7 @@
 #include "WebService/Outbox/OutboxTree.h"
 #include "WebService/Outbox/OutboxWatcher.h"
 #include "WebService/Storage/Cloud.h"
+#include "WebService/Storage/GroupTransaction.h"
 #include "WebService/Storage/IncomingFile.h"
 #include "WebService/Storage/Schema.h"
 
@@ -60,6 +61,7 @@ private:
 
 public:
     StateDatabase db;
+    GroupTransaction group;
     OutboxTree tree;
     OutboxLedger ledger;
     OutboxWatcher watcher;

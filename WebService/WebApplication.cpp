@@ -49,24 +49,6 @@ std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
     throw RequestError("UnknownPath", "there is nothing at this path", 404);
 }
 
-/// Where another process has the database locked, each request waits for it by itself.
-void WebApplication::beginGroup() {
-    try {
-        if (auto transaction = Transaction::ifUnlocked(state_.db))
-            group_.emplace(std::move(*transaction));
-    } catch (const DatabaseError&) {
-        // The requests meet the same error.
-    }
-}
-
-void WebApplication::endGroup() {
-    if (!group_)
-        return;
-    Transaction transaction = std::move(*group_);
-    group_.reset();
-    transaction.commit();
-}
-
 std::unique_ptr<RequestRecorder> WebApplication::record(const Request& request, const std::string& peer) {
     const Operation* operation = nullptr;
     if (const auto path = percentDecoded(request.path()); path && path->starts_with(serviceRoot))

@@ -5,7 +5,6 @@
 #include "WebService/Http/Exchange.h"
 #include "WebService/State.h"
 
-#include <optional>
 #include <string>
 
 namespace webservice {
@@ -23,8 +22,8 @@ public:
 
     std::unique_ptr<Exchange> begin(const Request& request) override;
     /// The changes of a group are one transaction, in which that of each request is a part.
-    void beginGroup() override;
-    void endGroup() override;
+    void beginGroup() override { state_.group.begin(); }
+    void endGroup() override { state_.group.end(); }
     std::unique_ptr<RequestRecorder> record(const Request& request, const std::string& peer) override;
     Response errorFor(const Request& request, const RequestError& error) const override;
 
@@ -32,7 +31,6 @@ private:
     State& state_;
     std::string listenHost_;
     FaultPlan plan_;
-    std::optional<Transaction> group_;
     Console console_;
 };
 

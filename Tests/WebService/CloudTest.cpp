@@ -107,4 +107,15 @@ TEST_F(ACloud, LinksAContentAndCreatesItsFolderAgain) {
     EXPECT_EQ(contentOf(store(1, "a", "two")), "two");
 }
 
+TEST_F(ACloud, RemovesContentsThatAreNotRecordedWhenItIsMade) {
+    store(1, "a", "one");
+    for (const char* file : {"cloud/2", "cloud/2x", "cloud/x"})
+        folder.write(file, "x");
+    const Cloud next(db, folder.path("cloud").string());
+    EXPECT_EQ(contentOf(1), "one");
+    EXPECT_FALSE(std::filesystem::exists(folder.path("cloud/2")));
+    EXPECT_TRUE(std::filesystem::exists(folder.path("cloud/2x"))) << "which is no content";
+    EXPECT_TRUE(std::filesystem::exists(folder.path("cloud/x")));
+}
+
 } // namespace webservice::test

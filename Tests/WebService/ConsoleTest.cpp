@@ -293,8 +293,49 @@ TEST_F(TheConsole, StartsAnewWhenItIsReset) {
     for (const char* left : {"data/outbox", "data/cloud", "data/incoming"})
         EXPECT_TRUE(std::filesystem::is_empty(served.folder.path(left))) << left;
     push("7/b");
-    EXPECT_EQ(all("/api/items", "items", "id"), "1 ");
     EXPECT_EQ(all("/api/items", "items", "name"), R"("\\b" )");
+}
+
+TEST_F(TheConsole, AssignsNoIdentifierAgainAfterAReset) {
+    const auto report = [this](const char* computer) {
+        call("SyncFileChanges.svc/SyncFilesInTableAndCloud",
+             R"([{"ChangeType":"Created","FullPath":"a","ComputerID":")" + std::string(computer) + "\"}]");
+    };
+    const auto registerComputer = [this](const char* user) {
+        return call("Registration.svc/RegisterComputer",
+                    R"({"QuenmarkPath":"home","UserID":")" + std::string(user) + "\"}");
+    };
+    constexpr const char* ann = R"({"MailID":"ann@example.org","Password":"a"})";
+    call("Registration.svc/VerifyAndRegisterUserFromTool", ann);
+    registerComputer("1");
+    report("2");
+    push("7/b");
+    EXPECT_EQ(exchange("POST", "/api/reset").body, "{}");
+    EXPECT_NE(registerComputer("1").find("UnknownUser"), std::string::npos);
+    EXPECT_EQ(call("Registration.svc/VerifyAndRegisterUserFromTool", ann),
+              R"({"ReturnStatus":"0","ReturnVal":"Registered","UserID":"2","CloudComputerID":"3","error":null})");
+    EXPECT_NE(registerComputer("2").find(R"("ComputerID":"4")"), std::string::npos);
+    report("4");
+    push("7/b");
+    EXPECT_EQ(all("/api/files", "files", "id"), "2 ");
+    EXPECT_EQ(all("/api/file-requests", "fileRequests", "id"), "2 ");
+    EXPECT_EQ(all("/api/items", "items", "id"), "2 ");
+    EXPECT_NE(call("Uploads.svc/UpdateFileUpload", R"({"FileUploadID":"1"})").find("UnknownUpload"), std::string::npos);
+    EXPECT_NE(call("Downloads.svc/UpdateFileRequest", R"({"FileRequestID":"1"})").find("UnknownRequest"),
+              std::string::npos);
+}
+
+TEST_F(TheConsole, MixesNoBytesOfBeforeAResetIntoADownload) {
+    const auto statusFrom = [this](const char* body) {
+        return client.post("Uploads.svc/GetTopFileUploadWithStream", body).headers.at("ReturnStatus");
+    };
+    push("7/a");
+    EXPECT_EQ(statusFrom(R"({"ToComputerID":"7","Length":"2"})"), "0");
+    EXPECT_EQ(exchange("POST", "/api/reset").body, "{}");
+    push("7/b", "another");
+    EXPECT_EQ(statusFrom(R"({"ToComputerID":"7","Length":"2"})"), "2");
+    EXPECT_EQ(statusFrom(R"({"ToComputerID":"7"})"), "0");
+    EXPECT_EQ(statusFrom(R"({"ToComputerID":"7","Length":"2"})"), "0");
 }
 
 TEST_F(TheConsole, TellsItsReadersWhatHappens) {

@@ -70,4 +70,23 @@ TEST_F(AServiceWhoseFolderIsRemoved, ServesRequestsWithoutAnOutboxThatCanBeRead)
     EXPECT_EQ(request("GET", "/status").body, R"({"pending":0,"acknowledged":0,"withdrawn":0})");
 }
 
+TEST_F(AServiceWhoseFolderIsRemoved, FindsTheFilesAgainThatAResetHasNotComeTo) {
+    sync(R"({"ComputerID":"2","ChangeType":"Created","FullPath":"b"})");
+    EXPECT_EQ(upload("1", "b", "content"), accepted);
+    EXPECT_EQ(next("3"), "\\b");
+    // The rows are stored as removed, and then the first file cannot be moved.
+    folder.makeFolder("data/incoming/" +
+                      std::to_string(std::stoll(std::filesystem::path(state->incoming.newPath()).filename()) + 1) +
+                      "/x");
+    EXPECT_THROW(request("POST", "/api/reset"), std::filesystem::filesystem_error);
+    EXPECT_TRUE(std::filesystem::exists(folder.path("data/cloud/1")));
+    restart();
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/cloud")));
+    EXPECT_EQ(field(request("GET", "/api/service").body, "users"), "0");
+    EXPECT_EQ(field(call("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"3"})"), "FileUploadID"), "2");
+    EXPECT_EQ(acknowledgeAll("3"), Names({"\\b"}));
+    EXPECT_EQ(request("POST", "/api/reset").body, "{}");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/outbox")));
+}
+
 } // namespace webservice::test

@@ -1,11 +1,14 @@
 // Requests of one turn of the loop, whose changes are stored together before any of them is answered.
 
+#include "Support/FileSizeLimit.h"
 #include "Support/HttpClient.h"
 #include "Support/ServedApplication.h"
 #include "Support/TestState.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -117,9 +120,20 @@ protected:
         return row.integer(0);
     }
 
+    /// The body of the response, of this application.
+    std::string ask(std::string_view method, std::string_view target, std::string_view body = "") {
+        Request head;
+        head.method = method;
+        head.target = target;
+        const auto exchange = application.begin(head);
+        exchange->receive(body);
+        return exchange->finish().body;
+    }
+
     void pushItem() { EXPECT_EQ(request("PUT", "/outbox/7/a.txt", "x").status, 201); }
 
     WebApplication application{*state};
+    const std::filesystem::path content = folder.path("data/outbox/7/a.txt");
 };
 
 TEST_F(AGroupOfChanges, IsOneTransaction) {
@@ -136,6 +150,52 @@ TEST_F(AGroupOfChanges, KeepsThoseOfTheOthersWhereARequestFails) {
               R"({"ReturnStatus":"1","error":{"code":"UnknownUpload","message":"there is no upload 9"}})");
     application.endGroup();
     EXPECT_EQ(visibleItems(), 1);
+}
+
+TEST_F(AGroupOfChanges, ThatCannotBeStoredDestroysNothingForAReset) {
+    pushItem();
+    application.endGroup();
+    ask("PUT", "/faults", R"({"faults":[{"action":{"kind":"status","code":500,"body":""}}]})");
+    application.beginGroup();
+    EXPECT_EQ(request("PUT", "/outbox/7/b.txt", "x").status, 201);
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const FileSizeLimit full(0);
+        EXPECT_THROW(ask("POST", "/api/reset"), DatabaseError);
+        EXPECT_THROW(application.endGroup(), DatabaseError) << "the push is not stored";
+    }
+    EXPECT_EQ(visibleItems(), 1);
+    EXPECT_TRUE(std::filesystem::exists(content));
+    EXPECT_NE(ask("GET", "/faults"), R"({"faults":[]})");
+    EXPECT_EQ(acknowledgeAll("7"), (Strings{"\\a.txt", "\\b.txt"}));
+}
+
+TEST_F(AGroupOfChanges, IsStoredByAResetAtOnce) {
+    pushItem();
+    EXPECT_EQ(ask("POST", "/api/reset"), "{}");
+    EXPECT_FALSE(std::filesystem::exists(content));
+    EXPECT_EQ(request("PUT", "/outbox/7/b.txt", "x").status, 201);
+    EXPECT_EQ(visibleItems(), 1) << "there is nothing that could undo it";
+    application.endGroup();
+    EXPECT_EQ(acknowledgeAll("7"), Strings({"\\b.txt"}));
+}
+
+TEST_F(AGroupOfChanges, ThatCannotBeStoredDestroysNoFileOfAnItemThatIsWithdrawn) {
+    pushItem();
+    application.endGroup();
+    for (const char* target : {"/api/items/1/withdraw", "/api/computers/7/clear"}) {
+        application.beginGroup();
+        {
+            std::signal(SIGXFSZ, SIG_IGN);
+            const FileSizeLimit full(0);
+            EXPECT_THROW(ask("POST", target), DatabaseError) << target;
+            EXPECT_THROW(application.endGroup(), DatabaseError);
+        }
+        EXPECT_TRUE(std::filesystem::exists(content)) << target;
+        EXPECT_EQ(next("7"), "\\a.txt") << target;
+    }
+    EXPECT_EQ(ask("POST", "/api/items/1/withdraw"), "{}");
+    EXPECT_FALSE(std::filesystem::exists(content));
 }
 
 TEST_F(AGroupOfChanges, IsAnErrorWhereSomethingHasUndoneThem) {

@@ -15,6 +15,7 @@ struct WorkProgress {
     std::coroutine_handle<> next;
     std::chrono::steady_clock::time_point sliceEnd;
     bool isPaused = false;
+    bool waitsForStorage = false; // where it is paused
 };
 
 class WorkPromiseBase {
@@ -115,6 +116,24 @@ inline Pause pause() {
     return {};
 }
 
+/// Interrupts the work until what it has changed is stored, for what must not be done before: nothing else happens in
+/// between, and where the changes cannot be stored, the work is abandoned. It goes on outside of a transaction, up to
+/// the next pause(), and must not use the database up to there.
+struct UntilStored {
+    bool await_ready() const noexcept { return false; }
+    template <typename Promise>
+    void await_suspend(std::coroutine_handle<Promise> paused) const noexcept {
+        WorkProgress& progress = *paused.promise().progress;
+        progress.next = paused;
+        progress.isPaused = true;
+        progress.waitsForStorage = true;
+    }
+    void await_resume() const noexcept {}
+};
+inline UntilStored untilStored() {
+    return {};
+}
+
 /// Work in progress. Destroying it abandons the rest of the work.
 template <typename T = void>
 class Job {
@@ -130,10 +149,14 @@ public:
     bool run(std::chrono::steady_clock::duration slice) {
         progress_.sliceEnd = std::chrono::steady_clock::now() + slice;
         progress_.isPaused = false;
+        progress_.waitsForStorage = false;
         while (progress_.next && !progress_.isPaused)
             progress_.next.resume();
         return !progress_.next;
     }
+
+    /// Whether the work waits until what it has changed is stored.
+    bool waitsForStorage() const { return progress_.waitsForStorage; }
 
     /// The result of work that is done, or the exception that ended it. To be called once.
     T take() { return work_.coroutine_.promise().take(); }

@@ -18,15 +18,29 @@ Upload requireItem(OutboxLedger& ledger, const ApiCall& call) {
     return std::move(*item);
 }
 
-/// The item is withdrawn before its file is touched: an item without a file does no harm.
-Work<> withdraw(ApiParts parts, Upload item) {
-    if (item.isFile || parts.tree.removeEmptyFolder(item.outboxPath())) {
-        parts.ledger.removeItem(item.computer, item.name);
-        if (item.isFile)
-            co_await removeFromOutbox(parts.tree, parts.incoming, item.outboxPath());
-    } else {
-        parts.ledger.withdraw(item);
+/// Removes the file, or the empty folder, of an item that is stored as withdrawn. The watcher records that it is gone.
+Work<> removeWithdrawn(ApiParts parts, Upload item) {
+    if (item.isFile)
+        co_await removeFromOutbox(parts.tree, parts.incoming, item.outboxPath());
+    else
+        parts.tree.removeEmptyFolder(item.outboxPath());
+}
+
+/// Withdraws the last pending items of the computer that are before a position in the queue, which is moved to the
+/// first of them.
+std::vector<Upload> withdrawLast(OutboxLedger& ledger, const std::string& computer,
+                                 std::optional<std::int64_t>& before) {
+    constexpr std::size_t pageSize = 100;
+    std::vector<Upload> page;
+    while (page.size() < pageSize) {
+        auto item = ledger.lastPending(computer, before);
+        if (!item)
+            break;
+        ledger.withdraw(item->upload);
+        before = item->position;
+        page.push_back(std::move(item->upload));
     }
+    return page;
 }
 
 /// Whether the outbox has something in the item's place, of its kind.
@@ -41,7 +55,9 @@ Work<Response> withdrawItem(ApiParts parts, ApiCall call) {
     const Upload item = requireItem(parts.ledger, call);
     if (!item.pending)
         throw RequestError("NotPending", "item " + call.variable + " is not pending", 409);
-    co_await withdraw(parts, item);
+    parts.ledger.withdraw(item);
+    co_await untilStored();
+    co_await removeWithdrawn(parts, item);
     co_return jsonResponse(200, "{}");
 }
 
@@ -59,27 +75,31 @@ Work<Response> offerItem(ApiParts parts, ApiCall call) {
 /// From the end of the queue on: a folder comes after what is in it.
 Work<Response> clearComputer(ApiParts parts, ApiCall call) {
     std::int64_t withdrawn = 0;
-    for (auto item = parts.ledger.lastPending(call.variable, std::nullopt); item;
-         item = parts.ledger.lastPending(call.variable, item->position)) {
-        co_await withdraw(parts, item->upload);
-        ++withdrawn;
+    std::optional<std::int64_t> before;
+    for (auto page = withdrawLast(parts.ledger, call.variable, before); !page.empty();
+         page = withdrawLast(parts.ledger, call.variable, before)) {
+        withdrawn += static_cast<std::int64_t>(page.size());
+        co_await untilStored();
+        for (const Upload& item : page)
+            co_await removeWithdrawn(parts, item);
         co_await pause();
     }
     co_return jsonResponse(200, boost::json::serialize(boost::json::object{{"withdrawn", withdrawn}}));
 }
 
-/// Everything is forgotten, and the files are out of their folders, before this pauses for the first time: no other
-/// request sees a half of it.
+/// The rows are gone, and the files out of their folders, before this pauses: no other request sees a half of it. Where
+/// the process ends in between, the next one finds the files of the outbox and makes new items of them. Identifiers
+/// are not assigned again: a computer may still refer to what was removed.
 Work<Response> resetService(ApiParts parts, ApiCall) {
+    std::vector<std::filesystem::path> aside = {parts.incoming.newPath()};
     parts.db.script("DELETE FROM offers; DELETE FROM outbox; DELETE FROM upload_counts; DELETE FROM uploads;"
                     "DELETE FROM transfers; DELETE FROM computer_maps; DELETE FROM deletions; DELETE FROM cloud;"
                     "DELETE FROM requests; DELETE FROM files; DELETE FROM computers; DELETE FROM users;"
-                    "DELETE FROM mails; DELETE FROM errors; DELETE FROM sqlite_sequence;");
+                    "DELETE FROM mails; DELETE FROM errors;");
+    co_await untilStored();
     parts.plan = FaultPlan();
     parts.console.journal.clear();
     parts.console.events.push("reset", "{}");
-    std::vector<std::filesystem::path> aside;
-    aside.emplace_back(parts.incoming.newPath());
     parts.cloud.moveOut(aside.back());
     co_await emptyOutbox(parts.tree, parts.incoming, std::move(aside));
     co_return jsonResponse(200, "{}");

@@ -17,8 +17,8 @@ Work<Response> offerItem(ApiParts parts, ApiCall call);
 /// POST /api/computers/COMPUTER/clear: withdraws every item of the computer that is pending when this begins.
 Work<Response> clearComputer(ApiParts parts, ApiCall call);
 
-/// POST /api/reset: removes everything that the service holds, as if it had a new folder, the fault plan and the noted
-/// requests included.
+/// POST /api/reset: removes everything that the service holds, the fault plan and the noted requests included, except
+/// for the last identifiers, which go on.
 Work<Response> resetService(ApiParts parts, ApiCall call);
 
 } // namespace webservice

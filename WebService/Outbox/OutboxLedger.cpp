@@ -46,10 +46,13 @@ std::int64_t OutboxLedger::lastPosition(std::string_view computer) {
     return last.integer(0);
 }
 
+/// Uploads are never removed, other than all together in a reset: where the first one is gone, there was one. Then the
+/// computer may have bytes of any name, from before.
 std::int64_t OutboxLedger::queue(std::string_view computer, std::string_view name, bool isFile, std::int64_t position) {
     db_.run("INSERT INTO uploads (computer, name, is_file, position, state, tainted) VALUES (?1, ?2, ?3, ?4, 'pending',"
             " coalesce((SELECT sent OR tainted FROM uploads WHERE computer = ?1 AND name = ?2 ORDER BY id DESC "
-            "LIMIT 1), 0))",
+            "LIMIT 1), NOT EXISTS (SELECT 1 FROM uploads WHERE id = 1) AND "
+            "EXISTS (SELECT 1 FROM sqlite_sequence WHERE name = 'uploads')))",
             computer, name, isFile, position);
     return db_.lastId();
 }

@@ -3,6 +3,7 @@
 #include "WebService/Common/Log.h"
 #include "WebService/Common/WireName.h"
 
+#include <charconv>
 #include <filesystem>
 
 namespace webservice {
@@ -19,10 +20,23 @@ CloudFile readFile(const Query& row) {
             .transitPath = row.optionalText(6)};
 }
 
+/// The identifier of the content in a file of this name.
+std::optional<std::int64_t> contentId(const std::string& name) {
+    std::int64_t id = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), id);
+    return error == std::errc() && end == name.data() + name.size() ? std::optional(id) : std::nullopt;
+}
+
 } // namespace
 
+/// The process may have ended after a row was stored as removed, and before its content was.
 Cloud::Cloud(Database& db, std::string directory) : db_(db), directory_(std::move(directory)) {
     std::filesystem::create_directories(directory_);
+    for (const auto& entry : std::filesystem::directory_iterator(directory_)) {
+        if (const auto id = contentId(entry.path().filename().native());
+            id && !db_.query("SELECT 1 FROM cloud WHERE id = ?1", *id).next())
+            std::filesystem::remove(entry.path());
+    }
 }
 
 std::string Cloud::contentPath(std::int64_t id) const {

@@ -24,6 +24,7 @@ struct CloudFile {
 /// The contents that computers have streamed up, in DIR/cloud, one for each user and path.
 class Cloud {
 public:
+    /// Removes what the folder has of contents that are not recorded.
     Cloud(Database& db, std::string directory);
 
     /// Moves the finished file at the path `content` to where it replaces an earlier one of that user and path. The

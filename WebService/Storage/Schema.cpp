@@ -15,10 +15,10 @@ namespace {
 
 /// Version 1: the outbox, what was offered of it, and the error log.
 ///
-/// `uploads` has a row for every FileUploadID that was ever assigned. `sent` means that bytes of it were sent;
-/// `tainted` that the computer may have bytes of an earlier content of that name, so that a resumed download would mix
-/// the two. `outbox` has what is in the outbox now and the upload of each item. `offers` has, for each computer, the
-/// upload that the last poll returned.
+/// `uploads` has a row for every FileUploadID that was assigned since the last reset. `sent` means that bytes of it
+/// were sent; `tainted` that the computer may have bytes of an earlier content of that name, so that a resumed download
+/// would mix the two. `outbox` has what is in the outbox now and the upload of each item. `offers` has, for each
+/// computer, the upload that the last poll returned.
 constexpr Sql version1 = R"sql(
 CREATE TABLE uploads (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
