@@ -3,6 +3,7 @@
 #include "Support/HttpClient.h"
 #include "Support/ServedState.h"
 #include "Support/SlowClients.h"
+#include "Support/Waiting.h"
 
 #include <boost/json.hpp>
 #include <gtest/gtest.h>
@@ -67,9 +68,9 @@ public:
         std::size_t end = received_.find(text);
         while (end == std::string::npos) {
             const std::string piece = client_.receiveSome(65536);
-            if (piece.empty())
-                throw std::runtime_error("the events have ended: " + received_);
             received_ += piece;
+            if (piece.empty() || received_.size() > 1 << 20)
+                throw std::runtime_error("the events do not have " + std::string(text) + ": " + received_);
             end = received_.find(text);
         }
         const std::string taken = received_.substr(0, end + text.size());
@@ -125,7 +126,8 @@ TEST_F(TheConsole, ListsComputersThatAreRegisteredOrHaveAQueue) {
     EXPECT_EQ(all("/api/computers", "computers", "pending"), "1 0 1 1 ");
     std::string paged;
     std::string after = "0";
-    for (bool isLast = false; !isLast;) {
+    bool isLast = false;
+    for (int pages = 0; !isLast && pages < 10; ++pages) {
         const boost::json::value page = json("GET", "/api/computers?limit=1&after=" + after);
         if (!page.at("computers").as_array().empty())
             paged += boost::json::serialize(page.at("computers").at(0).at("computer")) + ' ';
@@ -135,6 +137,7 @@ TEST_F(TheConsole, ListsComputersThatAreRegisteredOrHaveAQueue) {
         if (next.is_string())
             after += next.as_string().find(' ') == std::string::npos ? "02" : "%C3%BC%20";
     }
+    EXPECT_TRUE(isLast);
     EXPECT_EQ(paged, "\"2\" \"3\" \"02\" \"\xc3\xbc \" ");
     const boost::json::value first = json("GET", "/api/computers?limit=1").at("computers").at(0);
     EXPECT_EQ(boost::json::serialize(first),
@@ -167,10 +170,11 @@ TEST_F(TheConsole, ShowsADownloadWhileItIsSent) {
     const std::string begun = downloading.receiveSome(1000);
     EXPECT_EQ(begun.substr(0, 12), "HTTP/1.1 200");
     boost::json::value streams;
-    do {
+    ASSERT_TRUE(pollUntil([&] {
         streams = json("GET", "/api/streams");
-        ASSERT_EQ(streams.at("streams").as_array().size(), 1U);
-    } while (streams.at("streams").at(0).at("bytes") == 0);
+        return streams.at("streams").as_array().size() != 1 || streams.at("streams").at(0).at("bytes") != 0;
+    }));
+    ASSERT_EQ(streams.at("streams").as_array().size(), 1U);
     const boost::json::value& stream = streams.at("streams").at(0);
     EXPECT_EQ(stream.at("item"), 1);
     EXPECT_EQ(stream.at("computer").as_string(), "7");
@@ -181,8 +185,7 @@ TEST_F(TheConsole, ShowsADownloadWhileItIsSent) {
     EXPECT_EQ(all("/api/computers", "computers", "streaming"), "1 ");
     EXPECT_EQ(all("/api/computers", "computers", "pending"), "1 ");
     downloading.reset();
-    while (!json("GET", "/api/streams").at("streams").as_array().empty()) {
-    }
+    EXPECT_TRUE(pollUntil([&] { return json("GET", "/api/streams").at("streams").as_array().empty(); }));
     EXPECT_EQ(all("/api/items", "items", "state"), "\"pending\" ");
     EXPECT_EQ(all("/api/requests?limit=1", "requests", "complete"), "false ");
 }
@@ -367,12 +370,13 @@ TEST_F(TheConsole, ServesSixteenReadersAndForgetsThoseThatLeave) {
     readers.pop_back(); // closes its connection
     // The server hears of the reset in a turn of its own.
     std::vector<std::unique_ptr<HttpClient>> later;
-    while (later.size() < 2) {
+    EXPECT_TRUE(pollUntil([&] {
         auto attempt = std::make_unique<HttpClient>(served.port());
         attempt->send("GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n");
         if (attempt->receiveSome(12) == "HTTP/1.1 200")
             later.push_back(std::move(attempt));
-    }
+        return later.size() == 2;
+    }));
 }
 
 TEST_F(TheConsole, IsNotHeldUpByAReaderThatNeverReads) {
