@@ -1,19 +1,17 @@
 // What the storage keeps, and what it says of its errors.
 
 #include "Support/FileSizeLimit.h"
+#include "Support/SmallDisk.h"
 #include "Support/TestState.h"
 #include "WebService/Storage/Database.h"
 #include "WebService/Storage/IncomingFile.h"
 
 #include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iterator>
 
@@ -179,35 +177,15 @@ TEST_F(TheStorage, RefusesAPushThatDoesNotFit) {
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/incoming")));
 }
 
-namespace {
-
-void writeTo(const char* path, const std::string& text) {
-    std::ofstream(path) << text;
-}
-
-/// Gives this process a user and mounts of its own, in which it is root (user_namespaces(7)).
-void enterNamespaces() {
-    const std::string user = std::to_string(::geteuid());
-    const std::string group = std::to_string(::getegid());
-    if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
-        throwErrno("unshare");
-    writeTo("/proc/self/setgroups", "deny");
-    writeTo("/proc/self/uid_map", "0 " + user + " 1");
-    writeTo("/proc/self/gid_map", "0 " + group + " 1");
-}
-
-} // namespace
-
 TEST_F(TheStorage, RefusesAPushWith507WhereTheDiskIsFull) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto push = [this] {
         enterNamespaces();
-        const std::string incoming = folder.path("data/incoming").string();
-        if (::mount("none", incoming.c_str(), "tmpfs", 0, "size=64k") != 0)
-            throwErrno("mount");
-        const Response response = request("PUT", "/outbox/7/a", std::string(100'000, 'x'));
-        std::fprintf(stderr, "%d %s\n", response.status, response.body.c_str());
-        ::umount(incoming.c_str());
+        {
+            const SmallDisk disk(folder.path("data/incoming").string(), "64k");
+            const Response response = request("PUT", "/outbox/7/a", std::string(100'000, 'x'));
+            std::fprintf(stderr, "%d %s\n", response.status, response.body.c_str());
+        }
         folder.remove("");
         std::_Exit(0);
     };
