@@ -78,6 +78,20 @@ TEST_F(AHostileClient, GetsAnErrorForABodyThatIsTooLong) {
     EXPECT_TRUE(client.isClosedByPeer());
 }
 
+TEST_F(AHostileClient, GetsAnErrorForABodyWithoutAnEnd) {
+    HttpClient client(service.port());
+    client.send(
+        "POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n");
+    const std::string chunk = "10000\r\n" + std::string(0x10000, ' ') + "\r\n";
+    int sent = 0;
+    for (; sent < 1000 && !client.hasReceived(); ++sent)
+        client.send(chunk);
+    EXPECT_LT(sent, 1000);
+    const HttpResponse response = client.receive();
+    EXPECT_EQ(response.status, 413);
+    EXPECT_EQ(errorCode(response.body), "TooLong");
+}
+
 TEST_F(AHostileClient, GetsAnErrorForWhatIsNotHttp) {
     for (const auto& [bytes, status] :
          {std::pair("\x16\x03\x01\x02\r\n\r\n", "400"), std::pair("GET / HTTP/3.0\r\n\r\n", "505"),

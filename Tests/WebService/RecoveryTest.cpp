@@ -1,7 +1,15 @@
 // Folders of the service are removed while it works.
 
+#include "Support/HttpClient.h"
+#include "Support/ServiceProcess.h"
+#include "Support/TemporaryFolder.h"
 #include "Support/TestState.h"
 #include "Support/TwoUsers.h"
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <utility>
 
 namespace webservice::test {
 
@@ -87,6 +95,37 @@ TEST_F(AServiceWhoseFolderIsRemoved, FindsTheFilesAgainThatAResetHasNotComeTo) {
     EXPECT_EQ(acknowledgeAll("3"), Names({"\\b"}));
     EXPECT_EQ(request("POST", "/api/reset").body, "{}");
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("data/outbox")));
+}
+
+TEST(AProgramWhoseFolderDisappears, RefusesRequestsAndLivesOn) {
+    const TemporaryFolder folder;
+    const std::string data = folder.path("data").string();
+    const std::string lost = data + " was removed or replaced while the service worked on it; start the service anew";
+    ServiceProcess service(data);
+    const auto ask = [&](std::string_view method, std::string_view target, std::string_view body) {
+        return HttpClient(service.port()).exchange(method, target, body);
+    };
+    const auto expectRefusals = [&] {
+        for (const auto& [method, target] : {std::pair("PUT", "/outbox/7/b"), std::pair("POST", "/api/reset"),
+                                             std::pair("POST", "/QuenmarkRestService/Uploads.svc/GetTopFileUpload")}) {
+            const HttpResponse response = ask(method, target, R"({"ToComputerID":"7"})");
+            EXPECT_EQ(response.status, 500) << target;
+            EXPECT_EQ(response.body,
+                      R"({"ReturnStatus":"1","error":{"code":"InternalError","message":")" + lost + "\"}}");
+        }
+        EXPECT_EQ(ask("GET", "/", "").status, 200);
+        EXPECT_FALSE(std::filesystem::exists(data));
+    };
+    EXPECT_EQ(ask("PUT", "/outbox/7/a", "x").status, 201);
+    folder.move("data", "elsewhere");
+    expectRefusals();
+    EXPECT_NE(service.errors().find("Z a request failed: " + lost + '\n'), std::string::npos) << service.errors();
+    folder.move("elsewhere", "data");
+    EXPECT_EQ(ask("GET", "/status", "").body, R"({"pending":1,"acknowledged":0,"withdrawn":0})");
+    folder.remove("data");
+    expectRefusals();
+    service.signal(SIGTERM);
+    EXPECT_EQ(service.exitStatus(), 0) << service.errors();
 }
 
 } // namespace webservice::test
