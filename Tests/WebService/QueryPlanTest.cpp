@@ -51,8 +51,8 @@ protected:
         for (const char* page :
              {"/status", "/status?computer=7", "/mails?to=ann@example.org", "/activate?code=x", "/password?code=x"})
             request("GET", page);
-        for (const char* list :
-             {"computers", "items", "users", "files", "file-requests", "transfers", "mails", "errors"})
+        for (const char* list : {"computers", "items", "users", "files", "file-requests", "transfers", "mails",
+                                 "mails?order=newest", "errors", "errors?order=newest"})
             EXPECT_EQ(request("GET", "/api/" + std::string(list)).status, 200) << list;
         for (const char* action : {"/api/items/1/withdraw", "/api/items/1/offer", "/api/computers/7/clear"})
             request("POST", action);

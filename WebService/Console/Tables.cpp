@@ -3,6 +3,7 @@
 #include "WebService/Operations/Record.h"
 
 #include <array>
+#include <limits>
 #include <span>
 
 namespace webservice {
@@ -106,6 +107,13 @@ constexpr Table errors{"errors",
                        "WHERE id > ?1 AND id <= ?2 AND ?3 IS NULL ORDER BY id",
                        "SELECT max(id) FROM errors", errorColumns};
 
+/// The rows of a table with identifiers below ?1, the newest first, ?2 of them at most.
+constexpr Sql newestMails =
+    "SELECT id, sent_at, recipient, subject, body FROM mails WHERE id < ?1 ORDER BY id DESC LIMIT ?2";
+constexpr Sql newestErrors =
+    "SELECT id, received_at, computer, user, error_class, error_method, error_message FROM errors "
+    "WHERE id < ?1 ORDER BY id DESC LIMIT ?2";
+
 boost::json::value valueOf(const Query& row, int column, Kind kind) {
     if (row.isNull(column))
         return nullptr;
@@ -158,6 +166,27 @@ Work<Response> list(const Table& table, ApiParts parts, ApiCall call, std::optio
     co_return listResponse(table.name, std::move(rows), std::move(next));
 }
 
+Work<Response> listNewest(const Table& table, Sql newest, ApiParts parts, ApiCall call) {
+    const std::int64_t limit = call.limit();
+    const std::int64_t before = call.number("after").value_or(std::numeric_limits<std::int64_t>::max());
+    boost::json::array rows;
+    for (Query row = parts.db.query(newest, before, limit + 1); row.next();)
+        rows.push_back(objectOf(row, table.columns));
+    boost::json::value next;
+    if (rows.size() > static_cast<std::size_t>(limit)) {
+        rows.pop_back();
+        next = rows.back().at("id");
+    }
+    co_return listResponse(table.name, std::move(rows), std::move(next));
+}
+
+bool isNewestFirst(const ApiCall& call) {
+    const std::string order = call.parameter("order").value_or("oldest");
+    if (order != "oldest" && order != "newest")
+        throw RequestError("BadQuery", R"("order" is neither "oldest" nor "newest")", 400);
+    return order == "newest";
+}
+
 } // namespace
 
 Work<Response> listUsers(ApiParts parts, ApiCall call) {
@@ -180,11 +209,13 @@ Work<Response> listTransfers(ApiParts parts, ApiCall call) {
 }
 
 Work<Response> listMails(ApiParts parts, ApiCall call) {
-    return list(mails, parts, std::move(call));
+    return isNewestFirst(call) ? listNewest(mails, newestMails, parts, std::move(call))
+                               : list(mails, parts, std::move(call));
 }
 
 Work<Response> listErrors(ApiParts parts, ApiCall call) {
-    return list(errors, parts, std::move(call));
+    return isNewestFirst(call) ? listNewest(errors, newestErrors, parts, std::move(call))
+                               : list(errors, parts, std::move(call));
 }
 
 } // namespace webservice
