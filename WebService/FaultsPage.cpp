@@ -8,7 +8,8 @@ namespace {
 
 class FaultsExchange : public Exchange {
 public:
-    FaultsExchange(FaultPlan& plan, std::string method) : plan_(plan), method_(std::move(method)) {}
+    FaultsExchange(FaultPlan& plan, Events& events, std::string method)
+        : plan_(plan), events_(events), method_(std::move(method)) {}
 
     void receive(std::string_view piece) override {
         if (piece.size() > maxFaultPlanSize - body_.size())
@@ -23,21 +24,24 @@ public:
             plan_ = parseFaultPlan(body_);
         else if (method_ == "DELETE")
             plan_ = FaultPlan();
+        if (method_ != "GET")
+            events_.changed("faults");
         return jsonResponse(200, plan_.json());
     }
 
 private:
     FaultPlan& plan_;
+    Events& events_;
     std::string method_;
     std::string body_;
 };
 
 } // namespace
 
-std::unique_ptr<Exchange> beginFaults(FaultPlan& plan, const Request& request) {
+std::unique_ptr<Exchange> beginFaults(FaultPlan& plan, Events& events, const Request& request) {
     if (request.method != "GET" && request.method != "PUT" && request.method != "DELETE")
         throw RequestError("WrongMethod", "this path is for GET, PUT and DELETE", 405, {{"Allow", "GET, PUT, DELETE"}});
-    return std::make_unique<FaultsExchange>(plan, request.method);
+    return std::make_unique<FaultsExchange>(plan, events, request.method);
 }
 
 } // namespace webservice

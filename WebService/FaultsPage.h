@@ -1,5 +1,6 @@
 #pragma once
 
+#include "WebService/Console/Events.h"
 #include "WebService/Faults/FaultPlan.h"
 #include "WebService/Http/Exchange.h"
 
@@ -8,7 +9,7 @@
 namespace webservice {
 
 /// /faults: GET gives the plan, PUT replaces it by the body, DELETE clears it; each responds with the plan that there
-/// is then. Throws RequestError for another method.
-std::unique_ptr<Exchange> beginFaults(FaultPlan& plan, const Request& request);
+/// is then, and the readers of the events are told that it has changed. Throws RequestError for another method.
+std::unique_ptr<Exchange> beginFaults(FaultPlan& plan, Events& events, const Request& request);
 
 } // namespace webservice

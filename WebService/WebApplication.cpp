@@ -38,7 +38,7 @@ std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
         return beginPush(state_, request);
     }
     if (path == "/faults")
-        return beginFaults(plan_, request);
+        return beginFaults(plan_, console_.events, request);
     if (auto exchange = beginConsole(console_, state_, plan_, request))
         return exchange;
     if (auto page = beginPage(state_, path, request)) {

@@ -116,6 +116,17 @@ TEST_F(ANotedRequest, OfTheConsoleIsNotNoted) {
     EXPECT_EQ(found(""), "/status?computer=7 ");
 }
 
+TEST_F(ANotedRequest, OfThePageIsNotNotedWhateverItIsFor) {
+    constexpr const char* ofThePage = "Quenmark-Console: page\r\n";
+    EXPECT_EQ(send("GET", "/faults", "", ofThePage), 200);
+    EXPECT_EQ(send("PUT", "/faults", R"({"faults":[]})", ofThePage), 200);
+    EXPECT_EQ(send("GET", "/status?computer=7", "", ofThePage), 200);
+    EXPECT_EQ(send("PUT", "/outbox/7/a", "x", ofThePage), 201);
+    EXPECT_EQ(found(""), "");
+    EXPECT_EQ(send("GET", "/faults", ""), 200);
+    EXPECT_EQ(found(""), "/faults ");
+}
+
 TEST_F(ANotedRequest, IsFoundByItsPathOperationComputerStatusAndBodies) {
     send("POST", pollPath, R"({"ToComputerID":"Seventeen"})");
     send("PUT", "/outbox/Eight/100%25", "some Content");

@@ -76,7 +76,7 @@ std::string textOf(std::string_view bytes) {
 
 std::unique_ptr<RequestRecorder> Console::record(const Request& request, const std::string& peer,
                                                  std::string_view operation) {
-    if (isConsolePath(request.path()))
+    if (isConsolePath(request.path()) || request.header("Quenmark-Console"))
         return nullptr;
     return std::make_unique<RequestRecord>(*this, request, peer, operation);
 }
@@ -105,13 +105,12 @@ boost::json::object Console::summary(JournalEntry& entry) {
 }
 
 void Console::ended(JournalEntry entry) {
-    const bool setsFaults = entry.method != "GET" && entry.target == "/faults";
     const bool countsFaults = !entry.operation.empty() && !plan_.isEmpty();
     JournalEntry& added = journal.add(std::move(entry));
     if (!events.hasReaders())
         return;
     events.push("request", boost::json::serialize(summary(added)));
-    if (setsFaults || countsFaults)
+    if (countsFaults)
         events.changed("faults");
 }
 
