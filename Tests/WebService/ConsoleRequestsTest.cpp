@@ -109,7 +109,7 @@ TEST_F(ANotedRequest, HasNoComputerWhoseNameNoFolderCanHave) {
 }
 
 TEST_F(ANotedRequest, OfTheConsoleIsNotNoted) {
-    for (const char* target : {"/", "/console.js", "/console.css", "/api/items", "/api/nothing"})
+    for (const char* target : {"/", "/console/0/main.js", "/api/items", "/api/nothing"})
         send("GET", target, "");
     EXPECT_EQ(found(""), "");
     send("GET", "/status?computer=7", "");

@@ -87,26 +87,6 @@ private:
 
 } // namespace
 
-TEST_F(TheConsole, IsOnePageThatLoadsNothingFromAnywhereElse) {
-    const std::pair<const char*, const char*> files[] = {{"/", "text/html; charset=utf-8"},
-                                                         {"/console.css", "text/css; charset=utf-8"},
-                                                         {"/console.js", "text/javascript; charset=utf-8"}};
-    for (const auto& [path, type] : files) {
-        const HttpResponse response = exchange("GET", path);
-        EXPECT_EQ(response.status, 200);
-        EXPECT_EQ(response.headers.at("Content-Type"), type);
-        EXPECT_EQ(response.headers.at("Content-Security-Policy"),
-                  "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
-                  "base-uri 'none'; form-action 'none'; frame-ancestors 'none'");
-        EXPECT_EQ(response.headers.at("X-Content-Type-Options"), "nosniff");
-        EXPECT_EQ(response.headers.at("Referrer-Policy"), "no-referrer");
-        EXPECT_EQ(response.headers.at("Cache-Control"), "no-cache");
-        EXPECT_EQ(response.body.find("https://"), std::string::npos) << path;
-        EXPECT_EQ(refusal("POST", path, 405), "WrongMethod");
-    }
-    EXPECT_EQ(refusal("GET", "/console.html", 404), "UnknownPath");
-}
-
 TEST_F(TheConsole, SaysWhatItIs) {
     const boost::json::value service = json("GET", "/api/service");
     EXPECT_EQ(service.at("address").as_string(), "http://localhost");

@@ -2,6 +2,7 @@
 
 #include "WebService/Common/Log.h"
 #include "WebService/Common/WireName.h"
+#include "WebService/Console/Page.h"
 #include "WebService/Console/RequestRecord.h"
 #include "WebService/Operations/JsonBody.h"
 #include "WebService/Operations/RequestComputer.h"
@@ -55,7 +56,7 @@ boost::json::value numberOrNull(const std::optional<std::size_t>& number) {
 } // namespace
 
 bool isConsolePath(std::string_view path) {
-    return path == "/" || path.starts_with("/api/") || path == "/console.js" || path == "/console.css";
+    return path.starts_with("/api/") || isConsoleFilePath(path);
 }
 
 std::string textOf(std::string_view bytes) {

@@ -75,7 +75,11 @@ class TheFaultPlan(ConsoleTest):
     def test_is_cleared(self):
         self.service.request("PUT", "/faults", json.dumps(PLAN))
         self.page.wait_rows("faults-table", lambda rows: len(rows) == 2, "two faults")
-        self.page.button("Clear plan")
+        self.page.button("Clear plan…")
+        self.page.button("Cancel", "#confirm")
+        self.assertEqual(len(self.faults()), 2)
+        self.page.button("Clear plan…")
+        self.page.button("Clear plan", "#confirm")
         self.page.wait_text("#toast", "The fault plan is empty.")
         self.page.wait_text("#faults-empty", "No fault is in force")
         self.assertEqual(self.faults(), [])
@@ -96,6 +100,11 @@ class TheFaultPlan(ConsoleTest):
         self.page.wait_text("#toast", "9 faults are in force.")
         self.assertEqual({fault["action"]["kind"] for fault in self.faults()},
                          {"reset", "close", "stall", "delay", "throttle", "status", "body", "headers", "corrupt"})
+
+    def test_shows_a_plan_that_another_page_has_applied(self):
+        self.service.request("PUT", "/faults", json.dumps(PLAN), {"Quenmark-Console": "page"})
+        self.page.wait_rows("faults-table", lambda rows: len(rows) == 2, "two faults")
+        self.assertEqual(json.loads(self.value()), PLAN)
 
     def test_does_not_replace_a_text_that_somebody_is_at_work_on(self):
         self.page.fill("#plan", '{"faults": [ half')

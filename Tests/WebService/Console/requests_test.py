@@ -7,6 +7,7 @@
 import json
 import os
 import subprocess
+import tempfile
 
 from console_page import POLL, ROOT, STREAM, ConsoleTest, main, wait
 
@@ -98,9 +99,33 @@ class TheRequests(ConsoleTest):
         self.service.operation(POLL, ToComputerID="1")
         self.page.open("#requests")
         self.page.wait_rows("requests-table", lambda rows: len(rows) == 1, "one request")
-        self.page.button("Forget all")
+        self.page.button("Forget all…")
+        self.page.button("Cancel", "#confirm")
+        self.assertEqual(len(self.service.api("/api/requests")["requests"]), 1)
+        self.page.button("Forget all…")
+        self.page.button("Forget all", "#confirm")
         self.page.wait_text("#requests-empty", "No requests yet.")
         self.assertEqual(self.service.api("/api/requests")["requests"], [])
+
+    def test_of_the_page_itself_are_not_among_them(self):
+        for number in range(101):
+            self.service.put(f"{number:03}", "a.txt")
+        self.service.api("/api/requests", "DELETE")
+        for view in ("queues", "queues/100", "faults", "users", "computers", "files", "mails", "errors", "requests"):
+            self.page.open(f"#{view}")
+        self.page.go("#faults")
+        self.page.button("Apply")
+        self.page.wait_text("#toast", "0 faults are in force.")
+        self.page.go("#queues/100")  # on the second page of computers, so that its numbers are asked for
+        self.page.wait_text("#count-pending", "1")
+        with tempfile.NamedTemporaryFile(suffix=".txt") as file:
+            self.page.find("#files-input").send_keys(file.name)
+            self.page.wait_text("#uploads", "1 item added")
+        self.page.wait_text("#count-pending", "2")
+        self.assertEqual([each["path"] for each in self.service.api("/api/requests")["requests"]], [])
+        self.service.request("GET", "/faults")
+        self.page.go("#requests")
+        self.page.wait_rows("requests-table", lambda rows: [row[1] for row in rows] == ["GET /faults"], "a script's request")
 
     def test_say_which_fault_was_applied_and_that_a_response_was_cut(self):
         self.service.put("7", "a.bin", b"x" * 500000)

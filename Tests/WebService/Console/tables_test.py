@@ -66,6 +66,24 @@ class TheTables(ConsoleTest):
         self.page.wait_text("#records-table", "disk full")
         self.assertEqual(self.page.run("return document.querySelector('[href=\"#errors\"]').className"), "")
 
+    def test_begin_with_the_latest_mail_and_the_latest_error(self):
+        self.register()
+        for _ in range(2):
+            self.perform("Registration.svc/SendPasswordToMailID", MailID="ann@example.org")
+        self.page.open("#mails")
+        rows = self.page.wait_rows("records-table", lambda rows: len(rows) == 2, "two mails")
+        mails = self.service.api("/api/mails")["mails"]
+        self.assertEqual([row[3] for row in rows], [mails[1]["body"], mails[0]["body"]])
+        self.page.wait_text("#records-about", "2 entries, the newest first")
+        for number in range(101):
+            self.perform("MAC/ErrorLog.svc/LogError", ErrorMessage=f"error {number}")
+        self.page.go("#errors")
+        self.page.wait_rows("records-table", lambda rows: len(rows) == 100 and rows[0][5] == "error 100", "the latest error")
+        self.perform("MAC/ErrorLog.svc/LogError", ErrorMessage="one more")
+        self.page.wait_rows("records-table", lambda rows: rows[0][5] == "one more", "the latest error")
+        self.page.button("Next", "#records-pager")
+        self.page.wait_rows("records-table", lambda rows: [row[5] for row in rows] == ["error 1", "error 0"], "the first errors")
+
     def test_have_a_link_that_activates_a_user_in_the_mail(self):
         user, _, _ = self.register()
         self.perform("Registration.svc/SendActivationMail", MailID="ann@example.org", UserID=user)
