@@ -1,19 +1,31 @@
 // The service over TLS.
 
+#include "WebService/Http/Tls.h"
+
 #include "Support/Certificates.h"
 #include "Support/HttpClient.h"
+#include "Support/SentSegments.h"
 #include "Support/ServiceProcess.h"
 #include "Support/TemporaryFolder.h"
+#include "WebService/Common/Descriptor.h"
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <sysexits.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <system_error>
 
 namespace webservice::test {
 
@@ -60,7 +72,60 @@ protected:
     const std::string poll = R"(-X POST -d '{"ToComputerID":"7"}')";
 };
 
+/// A client that receives what it is sent over TLS, openssl-s_client(1), and the other end of its connection.
+class TlsClient {
+public:
+    TlsClient() {
+        const Descriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        auto* const name = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(listener.get(), name, length) != 0 || ::listen(listener.get(), 1) != 0 ||
+            ::getsockname(listener.get(), name, &length) != 0)
+            throw std::system_error(errno, std::generic_category(), "a listening socket");
+        const std::string port = std::to_string(::ntohs(address.sin_port));
+        process_ = ::popen(("openssl s_client -quiet -connect 127.0.0.1:" + port + " > /dev/null 2>&1").c_str(), "w");
+        end_ = Descriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    }
+    TlsClient(const TlsClient&) = delete;
+    TlsClient& operator=(const TlsClient&) = delete;
+    ~TlsClient() {
+        end_ = Descriptor();
+        ::pclose(process_);
+    }
+
+    int end() const { return end_.get(); }
+
+private:
+    std::FILE* process_ = nullptr;
+    Descriptor end_;
+};
+
 } // namespace
+
+TEST(ATlsSession, SendsTheRecordsOfOneCallTogether) {
+    TemporaryFolder folder;
+    const Certificate own = makeCertificate(folder.path("").string(), "own", "IP:127.0.0.1");
+    const TlsIdentity identity(own.certificate, own.key);
+    const TlsClient client;
+    const int noDelay = 1;
+    ASSERT_EQ(::setsockopt(client.end(), IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay), 0);
+    const auto session = identity.session(client.end());
+    TlsSession::State state{};
+    while ((state = session->handshake().state) == TlsSession::State::NeedsInput) {
+        pollfd input{client.end(), POLLIN, 0};
+        ASSERT_EQ(::poll(&input, 1, 30'000), 1);
+    }
+    ASSERT_EQ(state, TlsSession::State::Done) << session->failure();
+    // On loopback two records fit into one segment. What is short does not wait for more.
+    for (const std::size_t size : {20000U, 1U}) {
+        const auto before = sentSegments(client.end());
+        EXPECT_EQ(session->send(std::string(size, 'x')).count, size);
+        EXPECT_EQ(sentSegments(client.end()), before + 1) << size;
+    }
+}
 
 TEST_F(ASecureService, ServesSeveralRequestsOnOneConnection) {
     const std::string second = " https://" + service->host() + "/status?computer=7";

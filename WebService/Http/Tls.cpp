@@ -5,11 +5,15 @@
 #include <climits>
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <new>
+#include <optional>
 
 namespace webservice {
 
@@ -30,6 +34,21 @@ std::string reason(unsigned long error) {
     const char* text = ERR_reason_error_string(error);
     return text != nullptr ? text : "an error without a text";
 }
+
+/// Records that are sent meanwhile leave together, in full segments (tcp(7), TCP_CORK). Each is a write of its own, and
+/// would wake the client.
+class Cork {
+public:
+    explicit Cork(int socket) : socket_(socket) { set(1); }
+    Cork(const Cork&) = delete;
+    Cork& operator=(const Cork&) = delete;
+    ~Cork() { set(0); }
+
+private:
+    void set(int value) const { ::setsockopt(socket_, IPPROTO_TCP, TCP_CORK, &value, sizeof value); }
+
+    int socket_;
+};
 
 void require(bool isDone, const std::string& file, const std::string& what) {
     if (!isDone)
@@ -111,6 +130,9 @@ TlsSession::Result TlsSession::receive(char* space, std::size_t size) {
 }
 
 TlsSession::Result TlsSession::send(std::string_view bytes) {
+    std::optional<Cork> cork;
+    if (bytes.size() > SSL3_RT_MAX_PLAIN_LENGTH)
+        cork.emplace(SSL_get_fd(session_.get()));
     std::size_t count = 0;
     while (count < bytes.size()) {
         ERR_clear_error();
