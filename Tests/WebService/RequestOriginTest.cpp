@@ -100,6 +100,19 @@ TEST(ARequest, OfAnotherSiteIsRefusedWith403AndDoesNothing) {
         EXPECT_EQ(response.status, 403) << fields;
         EXPECT_EQ(response.body.substr(0, 54), R"({"ReturnStatus":"1","error":{"code":"WrongOrigin","mes)");
     }
+    for (const std::string request :
+         {"GET /", "GET /console.js", "GET /api/computers", "GET /api/events", "POST /api/reset", "GET /faults",
+          "PUT /faults", "DELETE /faults", "GET /status", "GET /mails", "GET /password?code=1", "GET /openapi.json",
+          "OPTIONS /status", "HEAD /", "GET /nothing", "POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload",
+          "POST /QuenmarkRestService/Downloads.svc/UpdateFileRequestWithStream"}) {
+        for (const std::string fields :
+             {"Host: evil.test\r\n", "Host: localhost\r\nOrigin: http://evil.test\r\n",
+              "Host: localhost\r\nSec-Fetch-Site: same-site\r\n", "Host: localhost\r\nHost: localhost\r\n"}) {
+            HttpClient other(service.port());
+            other.send(request + " HTTP/1.1\r\n" + fields + "Connection: close\r\nContent-Length: 0\r\n\r\n");
+            EXPECT_TRUE(other.receiveToEnd().first.starts_with("HTTP/1.1 403 ")) << request << fields;
+        }
+    }
     EXPECT_FALSE(std::filesystem::exists(folder.path("data/outbox/7")));
     EXPECT_EQ(put("Host: " + service.host() + "\r\nOrigin: http://" + service.host() + "\r\n").status, 201);
     EXPECT_EQ(put("").status, 201);

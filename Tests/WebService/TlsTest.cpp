@@ -197,11 +197,12 @@ TEST_F(ASecureService, RefusesWhatIsNotTls12OrLater) {
     EXPECT_EQ(log.find("GET /status 400"), std::string::npos) << log;
 }
 
-TEST_F(ASecureService, TakesItsOwnOriginForItsOwn) {
+TEST_F(ASecureService, RefusesTheRequestsOfOtherSites) {
     EXPECT_EQ(curl("-o /dev/null -w '%{http_code}' -H 'Origin: https://" + service->host() + "'", "/status").second,
               "200");
     EXPECT_EQ(curl("-o /dev/null -w '%{http_code}' -H 'Origin: http://" + service->host() + "'", "/status").second,
               "403");
+    EXPECT_EQ(curl("-o /dev/null -w '%{http_code}' -H 'Host: evil.test'", "/api/events").second, "403");
 }
 
 TEST(AProgram, DoesNotBeginWithACertificateOrKeyThatCannotBeUsed) {
