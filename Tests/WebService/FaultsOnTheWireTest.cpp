@@ -297,6 +297,27 @@ TEST_F(AServiceWithFaults, LetsErrorsOfOperationsGoWrongToo) {
     EXPECT_EQ(counters(), R"("seen":2,"applied":2}]})");
 }
 
+TEST_F(AServiceWithFaults, AppliesThemToTheSameRequestsInEveryRun) {
+    constexpr const char* several = R"({"faults":[
+        {"path":"*/GetTopFileUpload","computer":"7","skip":1,"times":2,"action":{"kind":"status","code":501,"body":""}},
+        {"path":"*GetTop*","skip":2,"times":1,"action":{"kind":"status","code":502,"body":""}},
+        {"computer":"8","times":2,"action":{"kind":"status","code":503,"body":""}}]})";
+    for (int run = 0; run < 2; ++run) {
+        HttpClient first(service.port());
+        HttpClient second(service.port());
+        EXPECT_EQ(first.exchange("PUT", "/faults", several).status, 200);
+        std::vector<int> statuses;
+        for (const char* computer : {"7", "8", "7", "7", "7", "7", "8", "8"}) {
+            HttpClient& client = statuses.size() % 2 == 0 ? first : second;
+            statuses.push_back(client.post(poll, R"({"ToComputerID":")" + std::string(computer) + "\"}").status);
+        }
+        EXPECT_EQ(statuses, (std::vector{200, 503, 501, 501, 502, 200, 503, 200})) << run;
+        const std::string plan = first.exchange("GET", "/faults", "").body;
+        for (const char* counted : {R"("seen":5,"applied":2})", R"("seen":8,"applied":1})", R"("seen":3,"applied":2})"})
+            EXPECT_NE(plan.find(counted), std::string::npos) << plan;
+    }
+}
+
 TEST_F(AServiceWithFaults, SelectsByTheComputerThatARequestIsOf) {
     HttpClient client(service.port());
     item(10);
