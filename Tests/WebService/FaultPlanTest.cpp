@@ -83,6 +83,15 @@ TEST(APlan, ThatIsNotJsonIsRefusedWithLineAndColumn) {
     EXPECT_EQ(refusal("{\"faults\":[{\"path\":\"\xff\"}]}"), "line 1, column 21: syntax error");
 }
 
+TEST(APlan, ThatHasAMemberTwiceIsRefusedWithLineAndColumn) {
+    EXPECT_EQ(refusal("{\"faults\":[],\n \"faults\" :[]}"), "line 2, column 2: this member is already there");
+    EXPECT_EQ(refusal(R"({"faults":[{"path":"a","p\u0061th":"b",)" + delay + "}]}"),
+              "line 1, column 24: this member is already there");
+    EXPECT_EQ(refusal(R"({"faults":[{"action":{"kind":"delay","seconds":1,"kind":"stall"}}]})"),
+              "line 1, column 50: this member is already there");
+    EXPECT_EQ(refusal(R"({"faults":[{"path":"path","computer":"\\\"path\":{",)" + delay + "},{" + delay + "}]}"), "");
+}
+
 TEST(APlan, IsRefusedWithThePlaceOfWhatIsMissingOrUnknown) {
     EXPECT_EQ(refusal("{}"), "faults: is missing");
     EXPECT_EQ(refusal(R"({"faults":{}})"), "faults: must be a list");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 
 namespace webservice {
 
@@ -159,10 +160,39 @@ boost::json::value parseJson(std::string_view text) {
     return parser.release();
 }
 
+/// The string that begins at a byte of a valid JSON text, with its quotes.
+std::string_view stringAt(std::string_view text, std::size_t begin) {
+    std::size_t end = begin + 1;
+    while (text[end] != '"')
+        end += text[end] == '\\' ? 2 : 1;
+    return text.substr(begin, end + 1 - begin);
+}
+
+/// The parser keeps the last of two members of one name, so that a fault would not be the one that is read first. The
+/// text is valid JSON.
+void refuseRepeatedMembers(std::string_view text) {
+    std::vector<std::set<std::string>> names; // of the objects that have not ended
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '{')
+            names.emplace_back();
+        else if (text[at] == '}')
+            names.pop_back();
+        if (text[at] != '"')
+            continue;
+        const std::string_view token = stringAt(text, at);
+        const std::size_t next = text.find_first_not_of(" \t\r\n", at + token.size());
+        if (next != std::string_view::npos && text[next] == ':' &&
+            !names.back().insert(boost::json::value_to<std::string>(boost::json::parse(token))).second)
+            refusePlan(placeOfByte(text, at), "this member is already there");
+        at += token.size() - 1;
+    }
+}
+
 } // namespace
 
 FaultPlan parseFaultPlan(std::string_view text) {
     const boost::json::value value = parseJson(text);
+    refuseRepeatedMembers(text);
     if (!value.is_object())
         refusePlan(placeOfByte(text, 0), "a plan is an object");
     PlanMembers members(PlanValue(value, ""));
