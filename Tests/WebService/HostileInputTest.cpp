@@ -96,7 +96,8 @@ TEST_F(AHostileClient, GetsAnErrorForWhatIsNotHttp) {
     for (const auto& [bytes, status] :
          {std::pair("\x16\x03\x01\x02\r\n\r\n", "400"), std::pair("GET / HTTP/3.0\r\n\r\n", "505"),
           std::pair("\r\n\r\nGET / HTTP/1.1\r\n\r\n", "400"), std::pair("GET / HTTP/1.1\nHost: localhost\n\n", "400"),
-          std::pair("GET / http/1.1\r\n\r\n", "400"),
+          std::pair("GET / http/1.1\r\n\r\n", "400"), std::pair("GET / HTTP/1.1 HTTP/1.1\r\n\r\n", "400"),
+          std::pair("GET / HTTP/1.11\r\n\r\n", "400"), std::pair("GET / HTTP/1.9\r\n\r\n", "505"),
           std::pair("POST / HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n", "501"),
           std::pair("POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload HTTP/1.1\r\nTransfer-Encoding: "
                     "chunked\r\n\r\nzz\r\n",

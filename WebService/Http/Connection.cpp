@@ -24,18 +24,18 @@ using Phase = Client::Phase;
 constexpr std::size_t maxHeaderSize = 65536;
 constexpr std::size_t maxSmallBody = 65536; // of a request with an error; read to its end, to keep the connection
 
-/// Whether a request line ends in a version of HTTP, whichever it is (RFC 9112, section 2.3).
-bool namesVersion(std::string_view requestLine) {
-    constexpr std::string_view form = "HTTP/d.d";
+/// Whether a request line ends in another version of HTTP than 1.0 and 1.1 (RFC 9112, section 2.3).
+bool namesAnotherVersion(std::string_view requestLine) {
+    constexpr std::string_view form = " HTTP/d.d";
     const auto fits = [](char expected, char c) { return expected == 'd' ? c >= '0' && c <= '9' : c == expected; };
-    return requestLine.size() > form.size() &&
-           std::ranges::equal(form, requestLine.substr(requestLine.size() - form.size()), fits);
+    const std::string_view end = requestLine.substr(requestLine.size() - std::min(requestLine.size(), form.size()));
+    return std::ranges::equal(form, end, fits) && end != " HTTP/1.0" && end != " HTTP/1.1";
 }
 
 int statusOf(const error_code& error, std::string_view input) {
     if (error == http::error::header_limit)
         return 431;
-    return error == http::error::bad_version && namesVersion(input.substr(0, input.find("\r\n"))) ? 505 : 400;
+    return error == http::error::bad_version && namesAnotherVersion(input.substr(0, input.find("\r\n"))) ? 505 : 400;
 }
 
 /// Receives the rest of the body of a request with an error, which is short, and gives the response.
