@@ -118,6 +118,9 @@ TEST_F(AFailedSetup, SaysThatTheFolderCannotBeMade) {
     auto options = all(server.host());
     options.back() = folder.write("file", "");
     expect(options, 73, folder.path("file/Quenmark") + ": Not a directory");
+    // What was made of it before is removed.
+    options.back() = home.path("items/" + std::string(256, 'x'));
+    expect(options, 73, options.back() + ": File name too long");
     EXPECT_EQ(server.requests().size(), 0U) << "no computer is registered in vain";
 }
 

@@ -7,6 +7,8 @@
 #include "UserManagerPeer.h"
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 
 namespace ToolTest {
 
@@ -86,6 +88,20 @@ TEST_F(TheUnit, IsLeftAloneWhereThereIsNoManager) {
     EXPECT_TRUE(
         text.starts_with("quenmark: quenmark.service cannot be enabled, since there is no user manager (Process "
                          "org.freedesktop.systemd1 exited with status 1"))
+        << text;
+}
+
+TEST_F(TheUnit, LetsTheBusReadTheFilesOfItsServicesWhereItCannotBeEnabled) {
+    const TestSupport::PrivateBus bus;
+    // A folder that was made after the start of the bus.
+    const auto services = std::filesystem::path(bus.socketPath()).parent_path() / "services";
+    std::filesystem::remove_all(services);
+    std::filesystem::create_directory(services);
+    const std::string name = "Velkarin.Quenmark.TopFileUploadXpcService";
+    std::ofstream(services / (name + ".service")) << "[D-BUS Service]\nName=" << name << "\nExec=/bin/false\n";
+    const auto text = said();
+    EXPECT_NE(text.find("quenmark: the service cannot be started: Process " + name + " exited with status 1"),
+              std::string::npos)
         << text;
 }
 

@@ -27,7 +27,6 @@ void QuenmarkFolder::remove() {
     // One in which something has appeared meanwhile stays.
     for (const auto& folder : made_ | std::views::reverse)
         Files::removeEmptyFolder(folder);
-    made_.clear();
 }
 
 } // namespace Tools
