@@ -6,6 +6,7 @@
 #include "Support/TemporaryHome.h"
 #include "Tools/Doctor/FolderChecks.h"
 #include "Tools/Doctor/TemporaryChecks.h"
+#include "Tools/Sandbox.h"
 
 #include <gtest/gtest.h>
 
@@ -90,6 +91,19 @@ TEST_F(TheChecksOfTheFolder, AreAFailureWhereItCannotBeLookedAt) {
     TestSupport::runWithFailingCalls({SYS_newfstatat}, EACCES, [&] { text = check(); });
     EXPECT_EQ(text, "failure|folder|" + folder.path("Quenmark") +
                         ": Permission denied|Let this user look into the folders above it\n");
+}
+
+TEST_F(TheChecksOfTheFolder, AreAFailureWhereTheSandboxDoesNotLetTheServiceWriteThere) {
+    const TestSupport::TemporaryHome home;
+    const std::string dropIn = "systemd/user/quenmark.service.d/quenmark-setup.conf";
+    ::mkdir(folder.path("Quenmark").c_str(), 0700);
+    home.config().write(dropIn, Sandbox::textFor(folder.path()));
+    EXPECT_EQ(folderChecks(folder.path(), compatible).size(), 2U);
+    home.config().write(dropIn, Sandbox::textFor(home.path()));
+    const auto checks = folderChecks(folder.path(), compatible);
+    ASSERT_EQ(checks.size(), 3U);
+    EXPECT_EQ(textOf({checks[1]}), "failure|sandbox|quenmark.service may not write there by " +
+                                       home.config().path(dropIn) + "|Run: quenmark setup\n");
 }
 
 namespace {
