@@ -84,6 +84,29 @@ TEST_F(AnEventReader, IsToldOfChangedTablesFourTimesASecond) {
     EXPECT_EQ(reader.idleTime(now), 15s);
 }
 
+TEST_F(AnEventReader, IsToldOfEachTableByTheNameOfItsList) {
+    const auto tables = [this](Sql statement) {
+        db.run(statement);
+        now += 250ms;
+        const std::string event = takeAll();
+        const std::string begin = "event: changed\ndata: {\"tables\":[";
+        EXPECT_EQ(event.substr(0, begin.size()), begin);
+        return event.substr(begin.size());
+    };
+    EXPECT_EQ(tables("INSERT INTO users (mail, password, code) VALUES ('a', 'x', 'a')"), "\"users\"]}\n\n");
+    EXPECT_EQ(tables("INSERT INTO computers (user, quenmark_path, is_cloud) VALUES (1, '/', 0)"),
+              "\"computers\"]}\n\n");
+    EXPECT_EQ(tables("INSERT INTO files (computer, full_path, is_file) VALUES (1, 'a', 1)"), "\"files\"]}\n\n");
+    EXPECT_EQ(tables("INSERT INTO requests (file, from_shared) VALUES (1, 0)"), "\"file-requests\"]}\n\n");
+    EXPECT_EQ(tables("INSERT INTO transfers (file, from_computer, to_computer, is_file, full_path) "
+                     "VALUES (1, 1, 1, 1, 'a')"),
+              "\"transfers\"]}\n\n");
+    EXPECT_EQ(tables("INSERT INTO errors (received_at) VALUES ('')"), "\"errors\"]}\n\n");
+    db.run("INSERT INTO deletions (computer, path) VALUES (1, 'a')");
+    now += 250ms;
+    EXPECT_EQ(takeAll(), "") << "no list shows it";
+}
+
 TEST_F(AnEventReader, IsToldWhichQueuesHaveChanged) {
     addItem("9");
     addItem("10");
