@@ -20,6 +20,24 @@ TEST(TheFilesOfABundle, AreThese) {
                      "quenmark-bundle/settings.json\nquenmark-bundle/versions.txt\nquenmark-bundle/log.txt\n");
 }
 
+TEST(TheRedactorOfABundle, KnowsEachFormOfAnItemsName) {
+    BundleParts parts;
+    parts.status.emplace();
+    parts.status->engines.resize(1);
+    EXPECT_EQ(redactorFor(parts).redacted("x y"), "x y") << "there is no item";
+    parts.status->engines[0].item = "\\Docs\\abcd";
+    parts.status->engines[0].lastItem = "\\Docs\\xyz";
+    const auto redactor = redactorFor(parts);
+    EXPECT_EQ(redactor.redacted("at /srv/Docs/abcd, /srv/Docs/xyz"), "at /srv[name], /srv[name]");
+    EXPECT_EQ(redactor.redacted("abcd xyz"), "[name] xyz") << "a shorter word stands in too many places";
+}
+
+TEST(TheRedactorOfABundle, KnowsPreferencesOfFourBytesAndIdentifiersOfOne) {
+    BundleParts parts;
+    parts.settings.preferences = {{"computerIdKey", "7"}, {"a", {"abc", {{"b", "defg"}}}}, {"c", 1234}, {"d", 123}};
+    EXPECT_EQ(redactorFor(parts).redacted("7 abc defg 1234 123"), "[computerIdKey] abc [preference] [preference] 123");
+}
+
 TEST(ALogWithoutValues, ShowsThoseThatTellNothingOfAPerson) {
     for (const std::string key : {"ReturnStatus", "FileSize", "Content-Length", "Content-Type", "Transfer-Encoding",
                                   "Date", "Server", "Connection"}) {

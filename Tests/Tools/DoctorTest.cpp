@@ -14,6 +14,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <optional>
 
 namespace ToolTest {
@@ -109,6 +110,21 @@ TEST_F(ADoctor, ComparesTheServiceWithTheInstalledVersion) {
                                 " is installed|Run: quenmark stop; then run: quenmark start\n");
 }
 
+TEST_F(ADoctor, ComparesTheServiceWithTheModeOfTheSettings) {
+    home.setDeployment(R"({"serviceHost":")" + server.host() + R"(","mode":"managed"})");
+    EXPECT_EQ(check("service"), "warning|service|version " QUENMARK_VERSION ", compatible mode; deployment.json says "
+                                "managed|Run: quenmark stop; then run: quenmark start\n");
+    StatusPeer::set(service->properties, "Mode", "managed");
+    EXPECT_EQ(check("service"), "ok|service|version " QUENMARK_VERSION ", managed mode|\n");
+}
+
+TEST_F(ADoctor, AsksNoHostWhereNoneIsKnown) {
+    home.setDeployment(R"({"serviceHost":")" + server.host() + R"(","serviceScheme":"htps"})");
+    const auto text = checks();
+    EXPECT_EQ(text.find("|HTTP|"), std::string::npos) << text;
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
 TEST_F(ADoctor, GoesOnWithoutABus) {
     service.reset();
     bus.reset();
@@ -158,6 +174,12 @@ TEST_F(ADoctor, HasColoursOnATerminalThatTakesThem) {
     };
     EXPECT_TRUE(onTerminal().starts_with("\x1b[32mok       \x1b[0msession bus "));
     terminal.set("TERM", "dumb");
+    const auto rows = [](const std::string& columns) {
+        const std::string command = "stty cols " + columns + "; " QUENMARK_PROGRAM " doctor";
+        const auto output = TestSupport::runCommand({"script", "-qec", command, "/dev/null"}).output;
+        return std::count(output.begin(), output.end(), '\n');
+    };
+    EXPECT_GT(rows("60"), rows("500"));
     const auto dumb = onTerminal();
     EXPECT_TRUE(dumb.starts_with("ok       session bus ")) << dumb;
     EXPECT_EQ(dumb.find('\x1b'), std::string::npos);

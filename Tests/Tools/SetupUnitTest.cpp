@@ -9,6 +9,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 namespace ToolTest {
 
@@ -93,10 +94,16 @@ TEST_F(TheUnit, IsLeftAloneWhereThereIsNoManager) {
 
 TEST_F(TheUnit, LetsTheBusReadTheFilesOfItsServicesWhereItCannotBeEnabled) {
     const TestSupport::PrivateBus bus;
-    // A folder that was made after the start of the bus.
-    const auto services = std::filesystem::path(bus.socketPath()).parent_path() / "services";
-    std::filesystem::remove_all(services);
+    // A folder of services that the bus does not know since its start.
+    const auto place = std::filesystem::path(bus.socketPath()).parent_path();
+    const auto services = place / "later";
     std::filesystem::create_directory(services);
+    std::stringstream configuration;
+    configuration << std::ifstream(place / "bus.conf").rdbuf();
+    std::string changed = configuration.str();
+    const auto end = changed.find("</busconfig>");
+    ASSERT_NE(end, std::string::npos);
+    std::ofstream(place / "bus.conf") << changed.insert(end, "<servicedir>" + services.string() + "</servicedir>");
     const std::string name = "Velkarin.Quenmark.TopFileUploadXpcService";
     std::ofstream(services / (name + ".service")) << "[D-BUS Service]\nName=" << name << "\nExec=/bin/false\n";
     const auto text = said();
