@@ -175,6 +175,8 @@ class ThePage(ConsoleTest):
     def test_fits_a_window_of_360_pixels(self):
         name = "w" * 120 + ".txt"
         self.service.put("7", name)
+        self.service.put("7", "long " * 30 + "name.txt")
+        self.service.put("7", "w" * 180)
         self.service.request("GET", "/" + "x" * 3000)
         self.service.operation("MAC/ErrorLog.svc/LogError", ErrorMessage="y" * 3000, ErrorClass="c" * 300)
         self.service.operation("Registration.svc/VerifyAndRegisterUserFromTool", MailID="ann@example.org", Password="x")
@@ -184,7 +186,15 @@ class ThePage(ConsoleTest):
         for view in VIEWS + [f"requests/{latest}"]:
             self.page.open(f"#{view}")
             wait(lambda: self.page.run("return document.querySelector('.view:not([hidden])').innerText.trim() !== ''"), view)
+            if view == "queues/7":
+                self.page.wait_rows("items-table", lambda rows: len(rows) == 3, "the items")
             self.assertEqual(self.page.run("return document.documentElement.scrollWidth"), 360, view)
+            self.assertEqual(self.page.run("""
+                const edge = document.getElementById('main').getBoundingClientRect().right;
+                return [...document.querySelectorAll('#main *')].filter((each) => each.checkVisibility()
+                        && !each.closest('.scroll :not(.scroll), textarea, .unseen') && each.getBoundingClientRect().right > edge)
+                    .map((each) => each.outerHTML.slice(0, 100));
+            """), [], view)
         self.page.open("#queues")
         self.page.click("#queues-table a")
         self.page.wait_text("#queue-heading", "Computer 7")

@@ -1,10 +1,16 @@
 import { make } from "./elements.js";
-import { outside, visible } from "./outside-text.js";
+import { SHORT, outside, visible } from "./outside-text.js";
+
+/** A pattern of paths, which may be broken behind its service. */
+function pathPattern(path) {
+  const at = path.indexOf("/") + 1;
+  return at > 0 && path.length <= SHORT ? [outside(path.slice(0, at)), make("wbr"), outside(path.slice(at))] : [outside(path)];
+}
 
 export const faultColumns = [
   { label: "#", className: "number", value: (fault) => fault.index },
   { label: "Requests", className: "name", value: (fault) => `${fault.path ?? ""}\n${fault.computer ?? ""}`,
-    fill: (cell, fault) => cell.replaceChildren(outside(fault.path ?? "Every operation"),
+    fill: (cell, fault) => cell.replaceChildren(...(fault.path === undefined ? ["Every operation"] : pathPattern(fault.path)),
       ...(fault.computer ? [make("small", {}, "of computer ", outside(fault.computer))] : [])) },
   { label: "Action", className: "name", value: (fault) => JSON.stringify(fault.action),
     fill: (cell, { action: { kind, ...others } }) => cell.replaceChildren(make("span", { className: "badge fault" }, ...visible(String(kind))),

@@ -57,12 +57,12 @@ function itemState(cell, item) {
 function itemAction(cell, item, { withdraw, offer }) {
   const name = Array.from(item.name).slice(0, 80).join("");
   const button = (label, act) => {
-    const made = make("button", { type: "button", ariaLabel: `${label.replace("…", "")} ${name}` }, label);
+    const made = make("button", { type: "button", ariaLabel: `${label} ${name}` }, label);
     made.addEventListener("click", attempt(() => act(item)));
     return made;
   };
   cell.replaceChildren(item.state === "pending" || item.state === "streaming"
-    ? button("Withdraw…", withdraw) : button("Offer again", offer));
+    ? button("Withdraw", withdraw) : button("Offer again", offer));
 }
 
 /** `actions` are what the buttons do: `withdraw(item)` and `offer(item)`. */

@@ -12,7 +12,7 @@ function mailBody(cell, { body }) {
 }
 
 const computersColumns = [
-  computerColumn("Computer", "computer"), textColumn("User", "user"), textColumn("Mail", "mail"), textColumn("Folder", "folder", "path"),
+  computerColumn("Computer", "computer"), textColumn("User", "user"), textColumn("Mail", "mail"), textColumn("Folder", "folder"),
   textColumn("Version", "version"), timeColumn("Last seen", "lastSeen"), numberColumn("Pending", (each) => each.pending),
   numberColumn("Acknowledged", (each) => each.acknowledged), numberColumn("Withdrawn", (each) => each.withdrawn),
 ];
