@@ -127,6 +127,26 @@ TEST_F(ANotedRequest, OfThePageIsNotNotedWhateverItIsFor) {
     EXPECT_EQ(found(""), "/faults ");
 }
 
+TEST_F(ANotedRequest, NeedNotBeOneToTellThatThePlanHasChanged) {
+    HttpClient reader(served.port());
+    reader.send("GET /api/events HTTP/1.1\r\nHost: " + host() + "\r\n\r\n");
+    std::string received;
+    const auto receiveTo = [&](std::string_view text) {
+        while (received.find(text) == std::string::npos) {
+            const std::string piece = reader.receiveSome(65536);
+            ASSERT_FALSE(piece.empty()) << received;
+            received += piece;
+        }
+    };
+    receiveTo("event: hello");
+    for (const char* method : {"PUT", "DELETE"}) {
+        received.clear();
+        EXPECT_EQ(send(method, "/faults", R"({"faults":[]})", "Quenmark-Console: page\r\n"), 200);
+        receiveTo(R"(event: changed
+data: {"tables":["faults"]})");
+    }
+}
+
 TEST_F(ANotedRequest, IsFoundByItsPathOperationComputerStatusAndBodies) {
     send("POST", pollPath, R"({"ToComputerID":"Seventeen"})");
     send("PUT", "/outbox/Eight/100%25", "some Content");

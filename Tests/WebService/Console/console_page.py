@@ -283,5 +283,10 @@ class ConsoleTest(unittest.TestCase):
     def setUp(self):
         self.service.api("/api/reset", "POST")
 
+    def stop_service(self):
+        """Until the test starts it, or ends."""
+        self.service.stop()
+        self.addCleanup(lambda: self.service.process.poll() is None or self.service.start())
+
     def tearDown(self):
         self.assertEqual(self.page.problems(), [])

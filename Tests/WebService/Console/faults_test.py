@@ -101,11 +101,6 @@ class TheFaultPlan(ConsoleTest):
         self.assertEqual({fault["action"]["kind"] for fault in self.faults()},
                          {"reset", "close", "stall", "delay", "throttle", "status", "body", "headers", "corrupt"})
 
-    def test_shows_a_plan_that_another_page_has_applied(self):
-        self.service.request("PUT", "/faults", json.dumps(PLAN), {"Quenmark-Console": "page"})
-        self.page.wait_rows("faults-table", lambda rows: len(rows) == 2, "two faults")
-        self.assertEqual(json.loads(self.value()), PLAN)
-
     def test_does_not_replace_a_text_that_somebody_is_at_work_on(self):
         self.page.fill("#plan", '{"faults": [ half')
         self.service.request("PUT", "/faults", json.dumps(PLAN))

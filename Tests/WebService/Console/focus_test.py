@@ -95,7 +95,7 @@ class TheFocus(ConsoleTest):
 
     def test_is_on_the_content_once_a_message_that_had_it_has_gone(self):
         self.page.open("#queues")
-        self.service.stop()
+        self.stop_service()
         self.page.wait_text("#banner", "The connection to the service is lost.")
         self.focus("#banner-button")
         self.service.start()

@@ -281,7 +281,7 @@ class ThePage(ConsoleTest):
         self.service.put("7", "a.txt")
         self.page.open("#queues/7")
         self.page.wait_rows("items-table", lambda rows: len(rows) == 1, "an item")
-        self.service.stop()
+        self.stop_service()
         self.page.wait_text("#banner", "The connection to the service is lost.")
         self.page.wait_text("#connection", "Not connected")
         self.service.start()

@@ -34,21 +34,15 @@ export function closeProblem() {
   return true;
 }
 
-function showFailure(error) {
-  if (error instanceof ServiceError) {
-    complain(error.message);
-  } else {
-    if (connection.state === "live") {
-      console.error(error);
-    }
-    complain("The service did not respond.");
-  }
-}
+const NO_RESPONSE = "The service did not respond.";
 
 /** Shows an error of work that nobody has asked for. A lost connection has its own place on the page. */
 export function report(error) {
-  if (!(error instanceof TypeError && connection.state !== "live")) {
-    showFailure(error);
+  if (error instanceof ServiceError) {
+    complain(error.message);
+  } else if (!(error instanceof TypeError && connection.state !== "live")) {
+    console.error(error);
+    say(NO_RESPONSE);
   }
 }
 
@@ -58,7 +52,10 @@ export function attempt(work) {
     try {
       await work(...values);
     } catch (error) {
-      showFailure(error);
+      if (!(error instanceof ServiceError)) {
+        console.error(error);
+      }
+      complain(error instanceof ServiceError ? error.message : NO_RESPONSE);
     }
   };
 }
