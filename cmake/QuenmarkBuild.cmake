@@ -28,6 +28,11 @@ endif()
 if(CMAKE_UNITY_BUILD)
   # In a batch the compiler takes every file but the batch itself for a header, and warns of what only headers must not.
   target_compile_options(QuenmarkFlags INTERFACE -Wno-subobject-linkage)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # The compiler collects its garbage from half a gigabyte on. From 128 megabytes on, as it does by itself, this takes
+    # up to an eighth of the time of a batch.
+    add_compile_options(--param=ggc-min-heapsize=524288)
+  endif()
 endif()
 if(QUENMARK_SANITIZE)
   add_compile_options(-fsanitize=${QUENMARK_SANITIZE} -fno-sanitize-recover=all)
