@@ -149,29 +149,31 @@ TEST_P(TheStatus, IsReadByAHostilePeerWithoutHarm) {
         hostile.start({busName, statusPath, propertiesInterface, "GetAll"}, arguments("s", statusInterface),
                       replies.back());
     }
-    EXPECT_EQ(hostile.call({busName, statusPath, statusInterface, "GetTopFileUpload"})->errorName,
+    EXPECT_EQ(hostile.call({busName, statusPath, statusInterface, "GetTopFileUpload"}).value().errorName,
               "org.freedesktop.DBus.Error.UnknownMethod");
-    EXPECT_EQ(hostile.call({busName, statusPath, "Velkarin.Quenmark.XPC", "Message"})->errorName,
+    EXPECT_EQ(hostile.call({busName, statusPath, "Velkarin.Quenmark.XPC", "Message"}).value().errorName,
               "org.freedesktop.DBus.Error.UnknownMethod");
     EXPECT_EQ(hostile.call({busName, statusPath, propertiesInterface, "Get"}, arguments("ss", statusInterface, "Id"))
-                  ->errorName,
+                  .value()
+                  .errorName,
               "org.freedesktop.DBus.Error.UnknownProperty");
-    EXPECT_EQ(
-        hostile.call({busName, statusPath, propertiesInterface, "Get"}, arguments("s", statusInterface))->errorName,
-        "org.freedesktop.DBus.Error.InvalidArgs");
+    EXPECT_EQ(hostile.call({busName, statusPath, propertiesInterface, "Get"}, arguments("s", statusInterface))
+                  .value()
+                  .errorName,
+              "org.freedesktop.DBus.Error.InvalidArgs");
     for (const char* property : {"Version", "Engines", "ItemsReceived"}) {
         const auto set = [property](sd_bus_message* message) {
             if (sd_bus_message_append(message, "ssv", statusInterface, property, "s", "x") < 0)
                 throw std::runtime_error("the message cannot be filled");
         };
-        EXPECT_EQ(hostile.call({busName, statusPath, propertiesInterface, "Set"}, set)->errorName,
+        EXPECT_EQ(hostile.call({busName, statusPath, propertiesInterface, "Set"}, set).value().errorName,
                   "org.freedesktop.DBus.Error.PropertyReadOnly");
     }
     ASSERT_TRUE(pollUntil([&] {
         return std::all_of(replies.begin(), replies.end(), [](const auto& reply) { return reply->has_value(); });
     }));
     for (const auto& reply : replies)
-        EXPECT_EQ((*reply)->errorName, "");
+        EXPECT_EQ((*reply).value().errorName, "");
     EXPECT_EQ(StatusReader::engines().size(), 1U);
     EXPECT_EQ(StatusReader::property("Version"), QUENMARK_VERSION);
     EXPECT_TRUE(pollUntil([&] { return count(pollTarget) > polls; }));
