@@ -77,7 +77,8 @@ std::string textOf(std::string_view bytes) {
 
 std::unique_ptr<RequestRecorder> Console::record(const Request& request, const std::string& peer,
                                                  std::string_view operation) {
-    if (isConsolePath(request.path()) || request.header("Quenmark-Console"))
+    const bool isPageReading = request.method == "GET" && request.header("Quenmark-Console");
+    if (isConsolePath(request.path()) || isPageReading)
         return nullptr;
     return std::make_unique<RequestRecord>(*this, request, peer, operation);
 }

@@ -24,8 +24,9 @@ public:
     Console(Database& db, const FaultPlan& plan, std::string version)
         : db_(db), plan_(plan), version_(std::move(version)) {}
 
-    /// What notes a request in the journal; null for one of the console itself, by its path or by the header field
-    /// "Quenmark-Console", which the page sends. `operation` is its path, empty where the request is for none.
+    /// What notes a request in the journal; null for one of the console itself, by its path or, for GET, by the
+    /// header field "Quenmark-Console", which the page sends. `operation` is its path, empty where the request is for
+    /// none.
     std::unique_ptr<RequestRecorder> record(const Request& request, const std::string& peer,
                                             std::string_view operation);
 

@@ -21,8 +21,8 @@ export function serviceError(status, text) {
   }
 }
 
-/** What the page sends with every request for what is not its own, so that the list of requests is about others. */
-export const OWN_FIELD = ["Quenmark-Console", "page"];
+/** Keeps what the page reads out of the list of requests. */
+const OWN_FIELD = ["Quenmark-Console", "page"];
 
 export async function call(method, path, body) {
   const response = await fetch(path, { method, body, cache: "no-store", headers: [OWN_FIELD] });

@@ -5,7 +5,7 @@ import { bytesText, plural, rateText } from "./formats.js";
 import { say } from "./messages.js";
 import { outside, visible } from "./outside-text.js";
 import { atNextFrame } from "./scheduling.js";
-import { OWN_FIELD, serviceError } from "./service.js";
+import { serviceError } from "./service.js";
 
 const AT_ONCE = 3; // the browser has six connections to the service, and the page needs some
 const ERRORS_SHOWN = 100;
@@ -93,7 +93,6 @@ class Upload {
       const parts = [this.computer, ...path.split("/")];
       request.open("PUT", `/outbox/${parts.map(encodeURIComponent).join("/")}`);
       request.setRequestHeader("Content-Type", "application/octet-stream");
-      request.setRequestHeader(...OWN_FIELD);
       request.send(file ?? "");
     });
   }
