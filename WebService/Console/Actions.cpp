@@ -18,12 +18,17 @@ Upload requireItem(OutboxLedger& ledger, const ApiCall& call) {
     return std::move(*item);
 }
 
-/// Removes the file, or the empty folder, of an item that is stored as withdrawn. The watcher records that it is gone.
-Work<> removeWithdrawn(ApiParts parts, Upload item) {
-    if (item.isFile)
-        co_await removeFromOutbox(parts.tree, parts.incoming, item.outboxPath());
-    else
-        parts.tree.removeEmptyFolder(item.outboxPath());
+/// Removes the files, and the empty folders, of items that are stored as withdrawn. They leave the outbox before this
+/// pauses, since another file may take their place afterwards. The watcher records that they are gone.
+Work<> removeWithdrawn(ApiParts parts, std::vector<Upload> items) {
+    std::vector<std::filesystem::path> aside;
+    for (const Upload& item : items) {
+        if (!item.isFile)
+            parts.tree.removeEmptyFolder(item.outboxPath());
+        else if (std::string path = parts.incoming.newPath(); parts.tree.moveOut(item.outboxPath(), path))
+            aside.emplace_back(std::move(path));
+    }
+    co_await removeAside(std::move(aside), parts.incoming, "what was withdrawn");
 }
 
 /// Withdraws the last pending items of the computer that are before a position in the queue, which is moved to the
@@ -57,7 +62,7 @@ Work<Response> withdrawItem(ApiParts parts, ApiCall call) {
         throw RequestError("NotPending", "item " + call.variable + " is not pending", 409);
     parts.ledger.withdraw(item);
     co_await untilStored();
-    co_await removeWithdrawn(parts, item);
+    co_await removeWithdrawn(parts, std::vector(1, item));
     co_return jsonResponse(200, "{}");
 }
 
@@ -80,8 +85,7 @@ Work<Response> clearComputer(ApiParts parts, ApiCall call) {
          page = withdrawLast(parts.ledger, call.variable, before)) {
         withdrawn += static_cast<std::int64_t>(page.size());
         co_await untilStored();
-        for (const Upload& item : page)
-            co_await removeWithdrawn(parts, item);
+        co_await removeWithdrawn(parts, std::move(page));
         co_await pause();
     }
     co_return jsonResponse(200, boost::json::serialize(boost::json::object{{"withdrawn", withdrawn}}));

@@ -31,22 +31,24 @@ bool isFolder(const std::filesystem::path& path) {
     return std::filesystem::symlink_status(path, error).type() == std::filesystem::file_type::directory;
 }
 
+} // namespace
+
 /// A folder in the folder is moved out of it before it is emptied in its turn, so that no path gets long, however
 /// deeply the folders are nested.
-Work<> removeAll(std::vector<std::filesystem::path> waiting, IncomingFolder& incoming, std::string shown) {
+Work<> removeAside(std::vector<std::filesystem::path> aside, IncomingFolder& incoming, std::string shown) {
     std::error_code error;
-    while (!waiting.empty() && !error) {
-        const std::filesystem::path next = waiting.back();
+    while (!aside.empty() && !error) {
+        const std::filesystem::path next = aside.back();
         const auto entries = isFolder(next) ? someEntries(next, error) : std::vector<std::filesystem::path>();
         if (entries.empty()) {
             std::filesystem::remove(next, error);
-            waiting.pop_back();
+            aside.pop_back();
         }
         for (auto entry = entries.begin(); entry != entries.end() && !error; ++entry) {
             co_await pause();
             if (isFolder(*entry)) {
-                waiting.emplace_back(incoming.newPath());
-                std::filesystem::rename(*entry, waiting.back(), error);
+                aside.emplace_back(incoming.newPath());
+                std::filesystem::rename(*entry, aside.back(), error);
             } else {
                 std::filesystem::remove(*entry, error);
             }
@@ -57,13 +59,11 @@ Work<> removeAll(std::vector<std::filesystem::path> waiting, IncomingFolder& inc
         logLine("cannot remove all of " + shown + ": " + error.message());
 }
 
-} // namespace
-
 Work<> removeFromOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::string relative) {
     std::vector<std::filesystem::path> aside;
     if (std::string path = incoming.newPath(); outbox.moveOut(relative, path))
         aside.emplace_back(std::move(path));
-    co_await removeAll(std::move(aside), incoming, std::move(relative));
+    co_await removeAside(std::move(aside), incoming, std::move(relative));
 }
 
 Work<> emptyOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::vector<std::filesystem::path> aside) {
@@ -75,7 +75,7 @@ Work<> emptyOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::vect
     }
     if (error)
         logLine("cannot read the outbox: " + error.message());
-    co_await removeAll(std::move(aside), incoming, "what was reset");
+    co_await removeAside(std::move(aside), incoming, "what was reset");
 }
 
 } // namespace webservice

@@ -15,6 +15,9 @@ namespace webservice {
 /// error is logged; what is left over is removed at the next start.
 Work<> removeFromOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::string relative);
 
+/// Removes files and folders that are out of the outbox already, in the same way. `shown` names them in the log.
+Work<> removeAside(std::vector<std::filesystem::path> aside, IncomingFolder& incoming, std::string shown);
+
 /// Removes everything that the outbox has, and the files and folders that are `aside` already, in the same way.
 Work<> emptyOutbox(const OutboxTree& outbox, IncomingFolder& incoming, std::vector<std::filesystem::path> aside);
 
