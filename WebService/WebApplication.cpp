@@ -49,6 +49,18 @@ std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
     throw RequestError("UnknownPath", "there is nothing at this path", 404);
 }
 
+void WebApplication::endGroup() {
+    try {
+        state_.group.end();
+    } catch (...) {
+        console_.changesEnded(false);
+        state_.cloud.discardRemoved();
+        throw;
+    }
+    console_.changesEnded(true);
+    state_.cloud.discardRemoved();
+}
+
 std::unique_ptr<RequestRecorder> WebApplication::record(const Request& request, const std::string& peer) {
     const Operation* operation = nullptr;
     if (const auto path = percentDecoded(request.path()); path && path->starts_with(serviceRoot))

@@ -23,7 +23,7 @@ public:
     std::unique_ptr<Exchange> begin(const Request& request) override;
     /// The changes of a group are one transaction, in which that of each request is a part.
     void beginGroup() override { state_.group.begin(); }
-    void endGroup() override { state_.group.end(); }
+    void endGroup() override;
     std::unique_ptr<RequestRecorder> record(const Request& request, const std::string& peer) override;
     Response errorFor(const Request& request, const RequestError& error) const override;
 

@@ -89,6 +89,25 @@ TEST_F(ACloud, RemovesAndRenamesTheContentsOfOneUser) {
     EXPECT_EQ(contentOf(other), "three");
 }
 
+TEST_F(ACloud, KeepsAContentUntilItsRemovalIsStored) {
+    store(1, "a", "one");
+    store(1, "b", "two");
+    {
+        const Transaction undone(db);
+        cloud.remove(1, "a");
+    }
+    cloud.discardRemoved();
+    EXPECT_EQ(contentOf(1), "one");
+    Transaction transaction(db);
+    cloud.rename(1, "a", "b", "\\b");
+    cloud.discardRemoved();
+    EXPECT_EQ(contentOf(2), "two");
+    transaction.commit();
+    cloud.discardRemoved();
+    EXPECT_FALSE(std::filesystem::exists(folder.path("cloud/2")));
+    EXPECT_EQ(contentOf(1), "one");
+}
+
 TEST_F(ACloud, ListsTheContentsOfAUserAfterAnIdentifier) {
     store(1, "a", "1");
     store(2, "a", "2");

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <future>
@@ -108,6 +109,12 @@ TEST(ARequestGroup, EndsWithARequestThatFails) {
     EXPECT_EQ(application.events, (Strings{"/a", "/b", "end", "/c", "end"}));
 }
 
+class EndedRequest : public RequestProgress {
+public:
+    std::uint64_t sent() const override { return 0; }
+    std::chrono::duration<double, std::milli> time() const override { return {}; }
+};
+
 class AGroupOfChanges : public WithState {
 protected:
     AGroupOfChanges() { application.beginGroup(); }
@@ -128,6 +135,26 @@ protected:
         const auto exchange = application.begin(head);
         exchange->receive(body);
         return exchange->finish().body;
+    }
+
+    /// A reader of the console's events, who has the first one.
+    std::shared_ptr<EventSource> readEvents() {
+        Request head;
+        head.method = "GET";
+        head.target = "/api/events";
+        auto events = application.begin(head)->finish().events;
+        EXPECT_EQ(events->take(EventSource::Clock::now()), "event: hello\ndata: {\"version\":\"\"}\n\n");
+        return events;
+    }
+
+    /// The response to a request was sent.
+    void acknowledgementEnds(const std::string& item) {
+        Request head;
+        head.method = "POST";
+        head.target = "/QuenmarkRestService/Uploads.svc/UpdateFileUpload";
+        const auto record = application.record(head, "127.0.0.1:1");
+        record->received(R"({"FileUploadID":")" + item + "\"}");
+        record->ended(EndedRequest());
     }
 
     void pushItem() { EXPECT_EQ(request("PUT", "/outbox/7/a.txt", "x").status, 201); }
@@ -196,6 +223,56 @@ TEST_F(AGroupOfChanges, ThatCannotBeStoredDestroysNoFileOfAnItemThatIsWithdrawn)
     }
     EXPECT_EQ(ask("POST", "/api/items/1/withdraw"), "{}");
     EXPECT_FALSE(std::filesystem::exists(content));
+}
+
+TEST_F(AGroupOfChanges, RemovesAContentOnceThatIsStored) {
+    call("Registration.svc/VerifyAndRegisterUserFromTool", R"({"MailID":"ann@example.org","Password":"a"})");
+    call("Registration.svc/RegisterComputer", R"({"UserID":"1","QuenmarkPath":"home"})");
+    const auto change = [this](const char* type) {
+        return call("SyncFileChanges.svc/SyncFilesInTableAndCloud",
+                    R"([{"ComputerID":"2","FullPath":"a","ChangeType":")" + std::string(type) + "\"}]");
+    };
+    change("Created");
+    request("POST", "/QuenmarkRestService/Downloads.svc/UpdateFileRequestWithStream", "content",
+            {{"FilePath", "a"}, {"FileRequestID", "1"}, {"TransitDownloadPath", "x"}});
+    application.endGroup();
+    for (const bool isStored : {false, true}) {
+        EXPECT_EQ(contentOf(folder.path("data/cloud/1")), "content");
+        application.beginGroup();
+        EXPECT_EQ(change("Deleted"), R"([{"FileID":"1","ReturnStatus":"0","BaseSystemFileID":null}])");
+        if (!isStored) {
+            state->db.run("ROLLBACK");
+            EXPECT_THROW(application.endGroup(), DatabaseError);
+        }
+    }
+    EXPECT_EQ(contentOf(folder.path("data/cloud/1")), "content");
+    application.endGroup();
+    EXPECT_FALSE(std::filesystem::exists(folder.path("data/cloud/1")));
+}
+
+TEST_F(AGroupOfChanges, IsShownByTheConsoleOnceItIsStored) {
+    application.endGroup();
+    for (const bool isStored : {false, true}) {
+        const auto reader = readEvents();
+        application.beginGroup();
+        pushItem();
+        acknowledgementEnds("1");
+        EXPECT_EQ(reader->take(EventSource::Clock::now()), "");
+        ask("GET", "/api/requests");
+        if (!isStored)
+            state->db.run("ROLLBACK");
+        if (isStored)
+            application.endGroup();
+        else
+            EXPECT_THROW(application.endGroup(), DatabaseError);
+        const std::string shown = isStored ? R"("computer":"7")" : R"("computer":null)";
+        const std::string events = reader->take(EventSource::Clock::now());
+        EXPECT_TRUE(events.starts_with("event: request\n")) << events;
+        EXPECT_NE(events.find(shown), std::string::npos) << events;
+        EXPECT_NE(ask("GET", "/api/requests?limit=1").find(shown), std::string::npos);
+        acknowledgementEnds("9");
+        EXPECT_TRUE(reader->take(EventSource::Clock::now()).starts_with("event: request\n")) << "it waits for nothing";
+    }
 }
 
 TEST_F(AGroupOfChanges, IsAnErrorWhereSomethingHasUndoneThem) {

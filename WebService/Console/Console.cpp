@@ -8,6 +8,8 @@
 #include "WebService/Operations/RequestComputer.h"
 
 #include <algorithm>
+#include <limits>
+#include <utility>
 
 namespace webservice {
 
@@ -108,12 +110,36 @@ boost::json::object Console::summary(JournalEntry& entry) {
 
 void Console::ended(JournalEntry entry) {
     const bool countsFaults = !entry.operation.empty() && !plan_.isEmpty();
-    JournalEntry& added = journal.add(std::move(entry));
+    const JournalEntry& added = journal.add(std::move(entry));
     if (!events.hasReaders())
         return;
-    events.push("request", boost::json::serialize(summary(added)));
+    unshown_.push_back(added.id);
+    showEnded();
     if (countsFaults)
         events.changed("faults");
+}
+
+/// The computer of a request is found out from the state, and that only while nothing in it could still be undone.
+void Console::showEnded() {
+    if (db_.isInTransaction())
+        return;
+    for (const std::int64_t id : std::exchange(unshown_, {})) {
+        if (JournalEntry* const entry = journal.find(id))
+            events.push("request", boost::json::serialize(summary(*entry)));
+    }
+}
+
+/// What was found out from changes that are undone is found out anew.
+void Console::changesEnded(bool areStored) {
+    constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max();
+    for (JournalEntry* entry = areStored ? nullptr : journal.before(last); entry != nullptr;
+         entry = journal.before(entry->id))
+        entry->computer.reset();
+    try {
+        showEnded();
+    } catch (const std::exception& error) {
+        logLine(std::string("the console is not told of a request: ") + error.what());
+    }
 }
 
 } // namespace webservice

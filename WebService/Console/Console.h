@@ -11,9 +11,11 @@
 
 #include <boost/json.hpp>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace webservice {
 
@@ -33,17 +35,22 @@ public:
     /// A request as the lists show it.
     boost::json::object summary(JournalEntry& entry);
 
+    /// A group of changes has ended, which queries saw meanwhile, and which is now stored or undone.
+    void changesEnded(bool areStored);
+
     const std::string& version() const { return version_; }
     const std::string& startTime() const { return startTime_; }
 
 private:
     friend class RequestRecord;
     void ended(JournalEntry entry);
+    void showEnded();
 
     Database& db_;
     const FaultPlan& plan_;
     std::string version_;
     std::string startTime_ = timestamp();
+    std::vector<std::int64_t> unshown_; // requests that have ended, and of which the readers are not told yet
 
 public:
     RequestJournal journal;

@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <filesystem>
+#include <utility>
 
 namespace webservice {
 
@@ -33,14 +34,17 @@ std::optional<std::int64_t> contentId(const std::string& name) {
 Cloud::Cloud(Database& db, std::string directory) : db_(db), directory_(std::move(directory)) {
     std::filesystem::create_directories(directory_);
     for (const auto& entry : std::filesystem::directory_iterator(directory_)) {
-        if (const auto id = contentId(entry.path().filename().native());
-            id && !db_.query("SELECT 1 FROM cloud WHERE id = ?1", *id).next())
+        if (const auto id = contentId(entry.path().filename().native()); id && !isRecorded(*id))
             std::filesystem::remove(entry.path());
     }
 }
 
 std::string Cloud::contentPath(std::int64_t id) const {
     return directory_ + '/' + std::to_string(id);
+}
+
+bool Cloud::isRecorded(std::int64_t id) const {
+    return db_.query("SELECT 1 FROM cloud WHERE id = ?1", id).next();
 }
 
 std::int64_t Cloud::store(const CloudFile& file, const std::string& content) {
@@ -79,10 +83,27 @@ std::vector<CloudFile> Cloud::filesOf(std::int64_t user, std::int64_t id) const 
 }
 
 void Cloud::remove(std::int64_t user, std::string_view fullPath) {
-    Query row =
-        db_.query("DELETE FROM cloud WHERE coalesce(user, 0) = ?1 AND full_path = ?2 RETURNING id", user, fullPath);
-    while (row.next())
-        std::filesystem::remove(contentPath(row.integer(0)));
+    {
+        Query row =
+            db_.query("DELETE FROM cloud WHERE coalesce(user, 0) = ?1 AND full_path = ?2 RETURNING id", user, fullPath);
+        while (row.next())
+            removed_.push_back(row.integer(0));
+    }
+    discardRemoved();
+}
+
+/// A removal that was undone has left the row.
+void Cloud::discardRemoved() {
+    if (db_.isInTransaction())
+        return;
+    try {
+        for (const std::int64_t id : std::exchange(removed_, {})) {
+            if (!isRecorded(id))
+                std::filesystem::remove(contentPath(id));
+        }
+    } catch (const std::exception& error) {
+        logLine(std::string("a content that was removed is still there: ") + error.what());
+    }
 }
 
 void Cloud::rename(std::int64_t user, std::string_view from, std::string_view to,

@@ -37,8 +37,13 @@ public:
     /// The user's contents whose identifiers are greater than `id`, in ascending order, at most 300.
     std::vector<CloudFile> filesOf(std::int64_t user, std::int64_t id) const;
 
+    /// The file of a content that is removed, or replaced by one that is renamed, stays until that is stored.
     void remove(std::int64_t user, std::string_view fullPath);
     void rename(std::int64_t user, std::string_view from, std::string_view to, const std::optional<std::string>& name);
+
+    /// Removes the files of contents whose removal is stored by now. An error is logged; what is left over is removed
+    /// at the next start. Throws nothing.
+    void discardRemoved();
 
     /// Gives the content another name, a hard link at `path`. Throws std::system_error.
     void link(std::int64_t id, const std::string& path) const;
@@ -48,9 +53,11 @@ public:
 
 private:
     std::string contentPath(std::int64_t id) const;
+    bool isRecorded(std::int64_t id) const;
 
     Database& db_;
     std::string directory_;
+    std::vector<std::int64_t> removed_; // whose files may still be there
 };
 
 } // namespace webservice
