@@ -49,6 +49,32 @@ TEST(TheJournal, GivesUpTheOldestBodiesFirst) {
     EXPECT_EQ(journal.memory(), 9 * mebibyte + 30);
 }
 
+TEST(TheJournal, GivesUpTheBodiesOfARequestTogether) {
+    RequestJournal journal;
+    JournalEntry entry = entryOf(journal, 10, 100);
+    ASSERT_TRUE(journal.reserve(100));
+    entry.response.body.assign(100, 'r');
+    entry.response.size = 100;
+    journal.add(std::move(entry));
+    EXPECT_TRUE(journal.reserve(16 * mebibyte - 10));
+    ASSERT_NE(journal.find(1), nullptr);
+    EXPECT_EQ(journal.find(1)->request.body, "");
+    EXPECT_EQ(journal.find(1)->response.body, "");
+}
+
+TEST(TheJournal, GivesUpNothingWhereThereIsJustEnoughRoom) {
+    RequestJournal journal;
+    journal.add(entryOf(journal, 10, 100));
+    EXPECT_TRUE(journal.reserve(16 * mebibyte - 110));
+    EXPECT_EQ(journal.find(1)->request.body.size(), 100U);
+    EXPECT_TRUE(journal.reserve(100));
+    EXPECT_EQ(journal.find(1)->request.body.size(), 0U);
+    EXPECT_TRUE(journal.reserve(0));
+    EXPECT_NE(journal.find(1), nullptr);
+    EXPECT_TRUE(journal.reserve(1));
+    EXPECT_EQ(journal.find(1), nullptr);
+}
+
 TEST(TheJournal, GivesUpTheOldestRequestsWhereNoBodyIsLeft) {
     RequestJournal journal;
     journal.add(entryOf(journal, 9 * mebibyte, 1));
