@@ -9,13 +9,11 @@ namespace webservice::test {
 
 namespace {
 
-constexpr const char* poll = "Uploads.svc/GetTopFileUpload";
-constexpr const char* upload = "Downloads.svc/UpdateFileRequestWithStream";
-constexpr std::size_t ownMemory = 1000;
-
 /// Works in three steps and responds in the fourth, or fails there.
 class FourSteps : public Exchange {
 public:
+    static constexpr std::size_t ownMemory = 1000;
+
     explicit FourSteps(bool fails) : fails_(fails) {}
 
     void receive(std::string_view piece) override { received_ += piece; }
@@ -37,6 +35,12 @@ private:
 
 class AFaultyExchange : public WithState {
 protected:
+    static constexpr const char* poll = "Uploads.svc/GetTopFileUpload";
+    static constexpr const char* upload = "Downloads.svc/UpdateFileRequestWithStream";
+    static constexpr std::size_t ownMemory = FourSteps::ownMemory;
+    const std::string shortBody = R"("action":{"kind":"body","text":"x"})";
+    const std::string delay = R"("action":{"kind":"delay","seconds":1})";
+
     std::unique_ptr<Exchange> exchange(std::string_view faults, std::string_view operation = poll, bool fails = false) {
         plan = parseFaultPlan(R"({"faults":[)" + std::string(faults) + "]}");
         const Request request{.method = "POST", .target = "/", .headers = {}};
@@ -45,9 +49,6 @@ protected:
 
     FaultPlan plan;
 };
-
-const std::string shortBody = R"("action":{"kind":"body","text":"x"})";
-const std::string oneSecondDelay = R"("action":{"kind":"delay","seconds":1})";
 
 } // namespace
 
@@ -84,17 +85,17 @@ TEST_F(AFaultyExchange, FinishesAllOfItsStepsAtOnce) {
 }
 
 TEST_F(AFaultyExchange, GivesItsErrorInTheWayThatThePlanSays) {
-    const auto faulty = exchange("{" + oneSecondDelay + "}", poll, true);
+    const auto faulty = exchange("{" + delay + "}", poll, true);
     const Response response = faulty->finish();
     EXPECT_EQ(response.status, 409);
     EXPECT_EQ(response.body, R"({"ReturnStatus":"1","error":{"code":"NoLuck","message":"it fails"}})");
     ASSERT_TRUE(response.transmission);
     EXPECT_EQ(response.transmission->delay, std::chrono::seconds(1));
-    EXPECT_THROW(exchange(R"({"times":0,)" + oneSecondDelay + "}", poll, true)->finish(), RequestError);
+    EXPECT_THROW(exchange(R"({"times":0,)" + delay + "}", poll, true)->finish(), RequestError);
 }
 
 TEST_F(AFaultyExchange, HoldsTheBodyTwiceWhereTheComputerDecides) {
-    const std::string ofSeven = R"({"computer":"7",)" + oneSecondDelay + "}";
+    const std::string ofSeven = R"({"computer":"7",)" + delay + "}";
     const auto memory = [&](std::string_view faults, std::string_view operation) {
         const auto faulty = exchange(faults, operation);
         faulty->receive(R"({"ToComputerID":")" + std::string(100'000, 'x') + "\"}");
@@ -102,8 +103,8 @@ TEST_F(AFaultyExchange, HoldsTheBodyTwiceWhereTheComputerDecides) {
     };
     EXPECT_GT(memory(ofSeven, poll), ownMemory + 100'000);
     EXPECT_LT(memory(ofSeven, poll), ownMemory + 1'000'000);
-    EXPECT_EQ(memory("{" + oneSecondDelay + "}", poll), ownMemory);
-    EXPECT_EQ(memory(R"({"path":"MAC/*","computer":"7",)" + oneSecondDelay + "}", poll), ownMemory);
+    EXPECT_EQ(memory("{" + delay + "}", poll), ownMemory);
+    EXPECT_EQ(memory(R"({"path":"MAC/*","computer":"7",)" + delay + "}", poll), ownMemory);
     EXPECT_EQ(memory(ofSeven, upload), ownMemory) << "the content of a file is no JSON";
 }
 

@@ -99,7 +99,8 @@ TEST_F(AServiceWithFaults, ResetsOrClosesAfterBytesOfTheResponse) {
 TEST_F(AServiceWithFaults, CutsADownloadAnywhere) {
     const std::string whole = item(3'000'000);
     for (const char* kind : {"reset", "close"}) {
-        for (const std::size_t bytes : {whole.size() - content.size(), std::size_t{1'234'567}, whole.size() - 1}) {
+        const std::size_t header = whole.size() - content.size();
+        for (const std::size_t bytes : {header, header + 1, std::size_t{1'234'567}, whole.size() - 1}) {
             plan(R"({"kind":")" + std::string(kind) + R"(","afterBytes":)" + std::to_string(bytes) + "}");
             const auto [received, wasReset] = receive(downloadOf7);
             EXPECT_TRUE(received == whole.substr(0, bytes)) << received.size() << " of " << bytes;

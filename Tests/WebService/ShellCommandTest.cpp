@@ -8,7 +8,7 @@ namespace webservice {
 
 namespace {
 
-JournalEntry entryOf(std::string method, std::string target, std::string header = "", std::string body = "") {
+JournalEntry requestOf(std::string method, std::string target, std::string header = "", std::string body = "") {
     JournalEntry entry;
     entry.method = std::move(method);
     entry.target = std::move(target);
@@ -19,7 +19,7 @@ JournalEntry entryOf(std::string method, std::string target, std::string header 
 }
 
 /// The command for a service at http://h:1, without the fields that leave out what curl would add.
-std::string curl(const JournalEntry& entry) {
+std::string curlFor(const JournalEntry& entry) {
     std::string command = curlCommand(entry, "http://h:1").value_or("none");
     const std::string common = " -H User-Agent: -H Accept:";
     if (const auto place = command.find(common); place != std::string::npos)
@@ -46,42 +46,45 @@ TEST(AWordOfTheShell, IsPrintedWhereATerminalWouldNotTakeIt) {
 }
 
 TEST(ACurlCommand, NamesAMethodThatCurlWouldNotChoose) {
-    EXPECT_EQ(curl(entryOf("GET", "/a")), "curl http://h:1/a");
-    EXPECT_EQ(curl(entryOf("POST", "/a")), "curl -X POST http://h:1/a");
-    EXPECT_EQ(curl(entryOf("HEAD", "/a")), "curl --head http://h:1/a");
-    EXPECT_EQ(curl(entryOf("POST", "/a", "", "x y")), "curl http://h:1/a -H Content-Type: --data-raw 'x y'");
-    EXPECT_EQ(curl(entryOf("GET", "/a", "", "x")), "curl -X GET http://h:1/a -H Content-Type: --data-raw x");
-    EXPECT_EQ(curl(entryOf("HEAD", "/a", "", "x")), "curl -X HEAD http://h:1/a -H Content-Type: --data-raw x");
-    EXPECT_EQ(curl(entryOf("", "/a")), "none");
-    EXPECT_EQ(curl(entryOf("GET", "")), "none");
+    EXPECT_EQ(curlFor(requestOf("GET", "/a")), "curl http://h:1/a");
+    EXPECT_EQ(curlFor(requestOf("POST", "/a")), "curl -X POST http://h:1/a");
+    EXPECT_EQ(curlFor(requestOf("HEAD", "/a")), "curl --head http://h:1/a");
+    EXPECT_EQ(curlFor(requestOf("POST", "/a", "", "x y")), "curl http://h:1/a -H Content-Type: --data-raw 'x y'");
+    EXPECT_EQ(curlFor(requestOf("GET", "/a", "", "x")), "curl -X GET http://h:1/a -H Content-Type: --data-raw x");
+    EXPECT_EQ(curlFor(requestOf("HEAD", "/a", "", "x")), "curl -X HEAD http://h:1/a -H Content-Type: --data-raw x");
+    EXPECT_EQ(curlFor(requestOf("", "/a")), "none");
+    EXPECT_EQ(curlFor(requestOf("GET", "")), "none");
 }
 
 TEST(ACurlCommand, HasTheFieldsThatCurlDoesNotMakeByItself) {
-    EXPECT_EQ(curl(entryOf("POST", "/a", "host: h:1\r\nContent-Length: 1\r\nexpect: 100-continue\r\nX-A: b\r\n", "x")),
-              "curl http://h:1/a -H 'X-A: b' -H Content-Type: --data-raw x");
-    EXPECT_EQ(curl(entryOf("POST", "/a", "Transfer-Encoding: chunked\r\nContent-Type: t\r\n")),
+    EXPECT_EQ(
+        curlFor(requestOf("POST", "/a", "host: h:1\r\nContent-Length: 1\r\nexpect: 100-continue\r\nX-A: b\r\n", "x")),
+        "curl http://h:1/a -H 'X-A: b' -H Content-Type: --data-raw x");
+    EXPECT_EQ(curlFor(requestOf("POST", "/a", "Transfer-Encoding: chunked\r\nContent-Type: t\r\n")),
               "curl http://h:1/a -H 'Content-Type: t' --data-raw ''");
-    EXPECT_EQ(curl(entryOf("POST", "/a", "Content-Length: 0\r\n")), "curl http://h:1/a -H Content-Type: --data-raw ''");
-    EXPECT_EQ(curl(entryOf("GET", "/a", "Host: other\r\nX-Empty: \r\n")),
+    EXPECT_EQ(curlFor(requestOf("POST", "/a", "Content-Length: 0\r\n")),
+              "curl http://h:1/a -H Content-Type: --data-raw ''");
+    EXPECT_EQ(curlFor(requestOf("GET", "/a", "Host: other\r\nX-Empty: \r\n")),
               "curl http://h:1/a -H 'Host: other' -H 'X-Empty;'");
-    EXPECT_EQ(curl(entryOf("GET", "/a", "user-agent: x\r\nAccept: */*\r\n")),
+    EXPECT_EQ(curlFor(requestOf("GET", "/a", "user-agent: x\r\nAccept: */*\r\n")),
               "curl http://h:1/a -H 'user-agent: x' -H 'Accept: */*'");
 }
 
 TEST(ACurlCommand, HasABodyThatIsNoTextFromAPipe) {
-    EXPECT_EQ(curl(entryOf("POST", "/a", "", std::string("a\0", 2))),
+    EXPECT_EQ(curlFor(requestOf("POST", "/a", "", std::string("a\0", 2))),
               "printf 'a\\000' | curl http://h:1/a -H Content-Type: --data-binary @-");
-    JournalEntry cut = entryOf("POST", "/a", "", "\xff");
+    JournalEntry cut = requestOf("POST", "/a", "", "\xff");
     cut.request.size = 10;
-    EXPECT_EQ(curl(cut), "curl http://h:1/a -H Content-Type: --data-binary @body # body: a file with the 10 bytes of "
-                         "the body, of which not all were kept");
+    EXPECT_EQ(curlFor(cut),
+              "curl http://h:1/a -H Content-Type: --data-binary @body # body: a file with the 10 bytes of "
+              "the body, of which not all were kept");
 }
 
 TEST(ACurlCommand, GivesATargetThatCurlWouldChangeByItself) {
     for (const char* target : {"/a?b=c&d=~", "/a.b/c", "/!$()*;,'"})
-        EXPECT_EQ(curl(entryOf("GET", target)), "curl " + shellWord(std::string("http://h:1") + target));
+        EXPECT_EQ(curlFor(requestOf("GET", target)), "curl " + shellWord(std::string("http://h:1") + target));
     for (const char* target : {"*", "a", "/a#b", "/[1]", "/{a}", "/a\\b", "/./a", "/a/..", "/\x7f", "/ä", "/ "})
-        EXPECT_EQ(curl(entryOf("GET", target)), "curl http://h:1/ --request-target " + shellWord(target));
+        EXPECT_EQ(curlFor(requestOf("GET", target)), "curl http://h:1/ --request-target " + shellWord(target));
 }
 
 } // namespace webservice
