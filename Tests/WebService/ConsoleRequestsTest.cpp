@@ -190,6 +190,17 @@ TEST_F(ANotedRequest, KeepsTheBeginningOfALongBody) {
                 std::string_view::npos);
 }
 
+TEST_F(ANotedRequest, KeepsNoPartOfACharacterAtTheEndOfALongBody) {
+    for (const std::string character : {"\u0800", "\U00010000"}) {
+        for (std::size_t kept = 1; kept <= character.size(); ++kept) {
+            const std::string begin(65'536 - kept, 'x');
+            send("PUT", "/outbox/7/a", begin + character + "y");
+            const std::string whole = kept == character.size() ? begin + character : begin;
+            EXPECT_EQ(latest().at("request").at("bodyKept"), whole.size()) << kept;
+        }
+    }
+}
+
 TEST_F(ANotedRequest, ShowsABodyThatIsNoTextAsNone) {
     for (const std::string& body : {std::string("\xff"), std::string("a\0b", 3)}) {
         send("PUT", "/outbox/7/a", body);
