@@ -334,6 +334,8 @@ TEST_F(TheConsole, TellsItsReadersWhatHappens) {
     const boost::json::value request = boost::json::parse(events.receiveTo("\n"));
     EXPECT_EQ(request.at("path").as_string(), "/outbox/7/a");
     EXPECT_EQ(request.at("computer").as_string(), "7");
+    exchange("DELETE", "/api/requests");
+    events.receiveTo("event: forgotten\ndata: {}\n\n");
     exchange("POST", "/api/reset");
     events.receiveTo("event: reset\ndata: {}\n\n");
 }

@@ -101,7 +101,7 @@ TEST(ARequest, OfAnotherSiteIsRefusedWith403AndDoesNothing) {
         EXPECT_EQ(response.body.substr(0, 54), R"({"ReturnStatus":"1","error":{"code":"WrongOrigin","mes)");
     }
     for (const std::string request :
-         {"GET /", "GET /console.js", "GET /api/computers", "GET /api/events", "POST /api/reset", "GET /faults",
+         {"GET /", "GET /console/0/main.js", "GET /api/computers", "GET /api/events", "POST /api/reset", "GET /faults",
           "PUT /faults", "DELETE /faults", "GET /status", "GET /mails", "GET /password?code=1", "GET /openapi.json",
           "OPTIONS /status", "HEAD /", "GET /nothing", "POST /QuenmarkRestService/Uploads.svc/GetTopFileUpload",
           "POST /QuenmarkRestService/Downloads.svc/UpdateFileRequestWithStream"}) {

@@ -98,6 +98,7 @@ Work<Response> showRequest(ApiParts parts, ApiCall call) {
 
 Work<Response> forgetRequests(ApiParts parts, ApiCall) {
     parts.console.journal.clear();
+    parts.console.events.push("forgotten", "{}");
     co_return jsonResponse(200, "{}");
 }
 

@@ -32,6 +32,7 @@ export const live = {
       }
     });
     on("changed", ({ tables }) => this.changed(tables));
+    on("forgotten", () => requests.forgotten());
     on("reset", () => {
       requests.empty();
       loadAll();

@@ -153,9 +153,15 @@ export const requests = {
   async forget() {
     if (await confirmed("Forget all requests?", "Their responses and bodies are forgotten with them.", "Forget all")) {
       await call("DELETE", "/api/requests");
-      this.empty();
+      this.forgotten();
       say("The requests were forgotten.");
     }
+  },
+
+  /** A list that was asked for before has them still: it is asked for again. */
+  forgotten() {
+    this.empty();
+    this.load();
   },
 
   empty() {
