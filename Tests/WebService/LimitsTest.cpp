@@ -89,7 +89,7 @@ TEST_F(ALargeRequest, ForMoreFilesThanTheLimitIsRefused) {
 
 TEST_F(ALargeRequest, ForManyFilesLetsOthersBeServedInBetween) {
     std::string lines;
-    for (int i = 0; i < 6'000; ++i)
+    for (int i = 0; i < 30'000; ++i)
         lines += "folder\\\\" + std::to_string(i) + "\\n";
     const auto exchange =
         begin("Registration.svc/OneTimeSyncFiles", R"({"ComputerID":"2","AllFiles":")" + lines + "\"}");
@@ -99,7 +99,7 @@ TEST_F(ALargeRequest, ForManyFilesLetsOthersBeServedInBetween) {
     EXPECT_EQ(exchange->finish().body, accepted);
     Query row = state->db.query("SELECT count(*) FROM requests WHERE state = 'waiting'");
     ASSERT_TRUE(row.next());
-    EXPECT_EQ(row.integer(0), 6'000);
+    EXPECT_EQ(row.integer(0), 30'000);
 }
 
 TEST_F(ALargeRequest, ForAListReturnsItsBeginningAndThenTheRest) {

@@ -32,9 +32,9 @@ TEST(Base64OfData, TurnsBackIntoTheData) {
     EXPECT_EQ(base64DecodedData("SGV"), std::nullopt);
 }
 
-/// Runs until a fifth of a second of the processor's time is used up.
+/// Runs until a second of the processor's time is used up.
 void encodeInLinesOf(std::size_t width) {
-    constexpr itimerval limit{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_usec = 200'000}};
+    constexpr itimerval limit{.it_interval = {}, .it_value = {.tv_sec = 1, .tv_usec = 0}};
     ::signal(SIGPROF, SIG_DFL);
     ::setitimer(ITIMER_PROF, &limit, nullptr);
     base64EncodedStringWithWrapWidth(bytesOf("foo"), width);
