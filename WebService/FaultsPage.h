@@ -8,8 +8,8 @@
 
 namespace webservice {
 
-/// /faults: GET gives the plan, PUT replaces it by the body, DELETE clears it; each responds with the plan that there
-/// is then, and the readers of the events are told that it has changed. Throws RequestError for another method.
+/// /faults: GET gives the plan, PUT replaces it by the body, DELETE clears it; each responds with the plan that is
+/// then in force; PUT and DELETE send the event `changed`. Throws RequestError for another method.
 std::unique_ptr<Exchange> beginFaults(FaultPlan& plan, Events& events, const Request& request);
 
 } // namespace webservice

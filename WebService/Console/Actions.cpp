@@ -18,8 +18,8 @@ Upload requireItem(OutboxLedger& ledger, const ApiCall& call) {
     return std::move(*item);
 }
 
-/// Removes the files, and the empty folders, of items that are stored as withdrawn. They leave the outbox before this
-/// pauses, since another file may take their place afterwards. The watcher records that they are gone.
+/// Removes the files, and the empty folders, of items that are stored as withdrawn. They are moved out of the outbox
+/// before this pauses, since a new file may have the same path afterwards. The watcher records the removal.
 Work<> removeWithdrawn(ApiParts parts, std::vector<Upload> items) {
     std::vector<std::filesystem::path> aside;
     for (const Upload& item : items) {
