@@ -21,7 +21,7 @@ namespace Ipc = Platform::Ipc;
 
 namespace {
 
-const Ipc::ServiceAddress service{ServiceNames::service, ServiceNames::object};
+const Ipc::ServiceAddress serviceAddress{ServiceNames::service, ServiceNames::object};
 constexpr auto launchLimit = std::chrono::seconds(30);
 /// How often it is looked whether the service manager has failed to launch it, which the bus does not notice.
 constexpr auto unitInterval = std::chrono::seconds(1);
@@ -76,8 +76,8 @@ private:
         limit_ = Platform::Queue::main().timer(launchLimit, [this] { finishLate(); });
         if (unitBus_.open())
             look_ = Platform::Queue::main().timer(unitInterval, [this] { lookAtUnit(); });
-        call_ = Ipc::callService(service, ServiceNames::engineInterface, ServiceNames::engineMethod, std::nullopt,
-                                 Platform::Duration::max(), [this](const Failed& failure) {
+        call_ = Ipc::callService(serviceAddress, ServiceNames::engineInterface, ServiceNames::engineMethod,
+                                 std::nullopt, Platform::Duration::max(), [this](const Failed& failure) {
                                      if (failure && isUnknown(failure->name))
                                          return sendMessage();
                                      finishCall(failure);
@@ -115,7 +115,7 @@ private:
     }
 
     void sendMessage() {
-        call_ = Ipc::callService(service, ServiceNames::messageInterface, ServiceNames::messageMethod,
+        call_ = Ipc::callService(serviceAddress, ServiceNames::messageInterface, ServiceNames::messageMethod,
                                  Ipc::Value(Ipc::Dictionary()), Platform::Duration::max(),
                                  [this](const Failed& failure) { finishCall(failure); });
     }

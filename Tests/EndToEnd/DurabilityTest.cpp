@@ -18,7 +18,7 @@ using TestSupport::HttpRequest;
 
 namespace {
 
-constexpr const char* acknowledgement = "POST /QuenmarkRestService/Uploads.svc/UpdateFileUpload ";
+constexpr const char* acknowledgementLine = "POST /QuenmarkRestService/Uploads.svc/UpdateFileUpload ";
 
 } // namespace
 
@@ -47,12 +47,12 @@ protected:
     }
     bool waitForAcknowledgement() {
         return pollUntil([&] { return count(acknowledgeTarget) == 1; }) && pollUntil([&] {
-                   const auto sent = SystemCalls(traceFile).first("sendto", {acknowledgement});
+                   const auto sent = SystemCalls(traceFile).first("sendto", {acknowledgementLine});
                    return sent && sent->succeeded;
                });
     }
     void expectOrder(const std::vector<SystemCalls::Step>& steps) const { SystemCalls(traceFile).expectOrder(steps); }
-    static SystemCalls::Step sendsAcknowledgement() { return {"sendto", {acknowledgement}}; }
+    static SystemCalls::Step sendsAcknowledgement() { return {"sendto", {acknowledgementLine}}; }
     /// The descriptor of an open file or folder, as the trace shows it.
     static std::string descriptor(const std::string& path) { return "<" + path + ">"; }
 

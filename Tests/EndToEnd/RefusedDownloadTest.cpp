@@ -23,7 +23,7 @@ protected:
 
     /// Lets the web service write until there is no more room, as on a full disk.
     void fillDisk() {
-        for (const std::size_t length : {60'000, 1}) {
+        for (const std::size_t length : {60'000U, 1U}) {
             const std::string report = R"({"ErrorMessage":")" + std::string(length, 'x') + "\"}";
             while (HttpClient(service->port()).post("MAC/ErrorLog.svc/LogError", report).status == 200) {
             }

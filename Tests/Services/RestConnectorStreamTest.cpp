@@ -226,7 +226,7 @@ TEST_F(APlainDownload, TreatsAnyHttpStatusAsSuccess) {
 }
 
 TEST_F(APlainDownload, ReportsAResponseThatIsTooLongForMemory) {
-    for (const std::size_t more : {0, 1}) {
+    for (const std::size_t more : {0U, 1U}) {
         reports.all.clear();
         log.clear();
         server.enqueue(HttpReply::ok(std::string(Platform::maximumDataInMemory + more, 'x')));

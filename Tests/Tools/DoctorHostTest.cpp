@@ -16,8 +16,8 @@ namespace {
 
 constexpr const char* plainRoot = "http://web.example/QuenmarkRestService/";
 constexpr const char* secureRoot = "https://web.example/QuenmarkRestService/";
-const std::string found = "ok|host name|web.example is found|\n";
-const std::string connected = found + "ok|connection|made to web.example|\n";
+const std::string hostFound = "ok|host name|web.example is found|\n";
+const std::string connected = hostFound + "ok|connection|made to web.example|\n";
 const std::string secured = connected + "ok|TLS|the certificate is accepted|\n";
 
 std::string ofError(int code, const char* root = secureRoot) {
@@ -75,8 +75,9 @@ TEST(TheChecksOfTheHost, SayThatItIsNotFound) {
 TEST(TheChecksOfTheHost, SayThatNoConnectionCanBeMade) {
     const std::string advice = "|Check that the web service runs there, and that no firewall is in between\n";
     EXPECT_EQ(ofError(-1004),
-              found + "failure|connection|web.example: Could not connect to the host: \\x1B[2J" + advice);
-    EXPECT_EQ(ofStage(LoadStage::HostFound), found + "failure|connection|web.example: takes longer than 10 s" + advice);
+              hostFound + "failure|connection|web.example: Could not connect to the host: \\x1B[2J" + advice);
+    EXPECT_EQ(ofStage(LoadStage::HostFound),
+              hostFound + "failure|connection|web.example: takes longer than 10 s" + advice);
 }
 
 TEST(TheChecksOfTheHost, SayThatItIsNotTrusted) {

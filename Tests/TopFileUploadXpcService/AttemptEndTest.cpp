@@ -13,11 +13,7 @@
 
 namespace Quenmark {
 
-namespace {
-
 using Kind = AttemptEnd::Kind;
-
-} // namespace
 
 TEST(TheReasonOfAnAttemptsEnd, SaysInAFewWordsWhatFailed) {
     EXPECT_EQ(reasonOf({Kind::NoItem}), "");

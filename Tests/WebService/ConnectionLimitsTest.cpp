@@ -117,7 +117,7 @@ TEST_F(AConnectionAtItsLimits, SendsNoContinueWhereTheBodyIsThereOrEmpty) {
 
 TEST_F(AConnectionAtItsLimits, DoesNotHoldTheServerUpWhereItHasReceivedWhatOneReadTakes) {
     serve();
-    for (const std::size_t size : {4096, 8192, 4096 + 65536}) {
+    for (const std::size_t size : {4096U, 8192U, 4096U + 65536U}) {
         HttpClient client(port);
         const std::string request = requestOf(size < 65536 ? size + 10 : 60'000) + std::string(100'000, ' ');
         client.send(std::string_view(request).substr(0, size));

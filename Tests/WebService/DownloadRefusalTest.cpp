@@ -99,7 +99,7 @@ TEST(ADownload, OnAFullDiskIsToBeRetried) {
     }
     ASSERT_EQ(HttpClient(service->port()).post("Uploads.svc/GetTopFileUpload", R"({"ToComputerID":"7"})").status, 200);
     int accepted = 0;
-    for (const std::size_t length : {60'000, 1}) {
+    for (const std::size_t length : {60'000U, 1U}) {
         const std::string filler = R"({"ErrorMessage":")" + std::string(length, 'x') + "\"}";
         while (HttpClient(service->port()).post("MAC/ErrorLog.svc/LogError", filler).status == 200)
             ASSERT_LT(++accepted, 100);

@@ -160,7 +160,7 @@ TEST_F(AServiceWithFaults, DelaysAResponseAndKeepsTheConnection) {
 }
 
 TEST_F(AServiceWithFaults, DelaysFilesOfAnyLength) {
-    for (const std::size_t size : {0, 1, 2, 65'536, 65'537}) {
+    for (const std::size_t size : {0U, 1U, 2U, 65'536U, 65'537U}) {
         HttpClient(service.port()).exchange("DELETE", "/faults", "");
         const std::string whole = item(size);
         plan(R"({"kind":"delay","seconds":0})");

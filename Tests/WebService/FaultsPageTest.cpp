@@ -15,7 +15,7 @@ namespace webservice::test {
 namespace {
 
 constexpr const char* none = R"({"faults":[]})";
-constexpr const char* given = R"({"faults":[{"path":"*","action":{"kind":"delay","seconds":1}}]})";
+constexpr const char* delayPlan = R"({"faults":[{"path":"*","action":{"kind":"delay","seconds":1}}]})";
 constexpr const char* counted =
     R"({"faults":[{"path":"*","action":{"kind":"delay","seconds":1},"seen":0,"applied":0}]})";
 
@@ -26,7 +26,7 @@ TEST(TheFaults, AreReadReplacedAndCleared) {
     const ServiceProcess service(folder.path("data").string());
     HttpClient client(service.port());
     EXPECT_EQ(client.exchange("GET", "/faults", "").body, none);
-    const HttpResponse replaced = client.exchange("PUT", "/faults", given);
+    const HttpResponse replaced = client.exchange("PUT", "/faults", delayPlan);
     EXPECT_EQ(replaced.status, 200);
     EXPECT_EQ(replaced.headers.at("Content-Type"), "application/json");
     EXPECT_EQ(replaced.body, counted);
@@ -39,16 +39,17 @@ TEST(TheFaults, AreReadReplacedAndCleared) {
     EXPECT_EQ(client.exchange("GET", "/faults", "").body, counted) << "a refused plan changes nothing";
     EXPECT_EQ(client.exchange("DELETE", "/faults", "").body, none);
     EXPECT_EQ(client.exchange("GET", "/faults", "").body, none);
-    const HttpResponse wrong = client.exchange("POST", "/faults", given);
+    const HttpResponse wrong = client.exchange("POST", "/faults", delayPlan);
     EXPECT_EQ(wrong.status, 405);
     EXPECT_EQ(wrong.headers.at("Allow"), "GET, PUT, DELETE");
-    EXPECT_EQ(HttpClient(service.port()).exchange("PUT", "/faults", given, "Origin: http://evil.test\r\n").status, 403);
+    EXPECT_EQ(HttpClient(service.port()).exchange("PUT", "/faults", delayPlan, "Origin: http://evil.test\r\n").status,
+              403);
     EXPECT_EQ(HttpClient(service.port()).exchange("PUT", "/faults", std::string((1 << 20) + 1, ' ')).status, 413);
 }
 
 TEST(AProgram, BeginsWithThePlanOfAFile) {
     TemporaryFolder folder;
-    folder.write("plan.json", given);
+    folder.write("plan.json", delayPlan);
     Program program(
         {"--listen", "0", "--data", folder.path("data").string(), "--faults", folder.path("plan.json").string()});
     const std::string ready = program.line();

@@ -87,7 +87,7 @@ TEST(ALogLine, HasAtMost4096BytesWithItsTimeAndItsEnd) {
     const std::string whole = logEntry(std::string(4070, 'x'));
     EXPECT_EQ(whole.size(), 4096U);
     EXPECT_TRUE(whole.ends_with("Z " + std::string(4070, 'x') + "\n"));
-    for (const std::size_t length : {4071, 4096, 4097, 100'000}) {
+    for (const std::size_t length : {4071U, 4096U, 4097U, 100'000U}) {
         const std::string cut = logEntry(std::string(length, 'x'));
         EXPECT_EQ(cut.size(), 4096U);
         EXPECT_TRUE(cut.ends_with("Z " + std::string(4067, 'x') + "...\n"));

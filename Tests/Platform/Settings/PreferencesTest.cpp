@@ -28,7 +28,7 @@ using boost::json::value;
 using Platform::Error;
 
 constexpr const char* domain = "Velkarin.Quenmark";
-constexpr const char* file = "config/quenmark/Velkarin.Quenmark.json";
+constexpr const char* domainFile = "config/quenmark/Velkarin.Quenmark.json";
 
 class ThePreferences : public testing::Test {
 protected:
@@ -38,7 +38,7 @@ protected:
 };
 
 TEST_F(ThePreferences, AreAFileForEachDomain) {
-    EXPECT_EQ(Preferences::pathOfDomain(domain), folder.path(file));
+    EXPECT_EQ(Preferences::pathOfDomain(domain), folder.path(domainFile));
     EXPECT_EQ(Preferences::pathOfDomain("TopFileUploadXpcService"),
               folder.path("config/quenmark/TopFileUploadXpcService.json"));
 }
@@ -50,30 +50,30 @@ TEST_F(ThePreferences, AreAbsentWithoutTheirFile) {
 }
 
 TEST_F(ThePreferences, AreReadAnewAtEachRequest) {
-    folder.write(file, R"({"computerIdKey": "C-1", "n": null})");
+    folder.write(domainFile, R"({"computerIdKey": "C-1", "n": null})");
     EXPECT_EQ(Preferences::persistentDomainForName(domain), (object{{"computerIdKey", "C-1"}, {"n", nullptr}}));
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-1"));
     EXPECT_EQ(Preferences::objectForKey(domain, "n"), value(nullptr));
     EXPECT_EQ(Preferences::objectForKey(domain, "userIdKey"), std::nullopt);
-    folder.write(file, R"({"computerIdKey": "C-2"})");
+    folder.write(domainFile, R"({"computerIdKey": "C-2"})");
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-2"));
 }
 
 TEST_F(ThePreferences, AreReadAgainWhereTheirFileIsReplacedByOneOfTheSameSizeAndTime) {
-    folder.write(file, R"({"computerIdKey": "C-1"})");
+    folder.write(domainFile, R"({"computerIdKey": "C-1"})");
     const std::array<timespec, 2> longAgo{{{1'000'000'000, 0}, {1'000'000'000, 0}}};
     const auto make = [&](const char* name, const char* content) {
         folder.write(name, content);
         EXPECT_EQ(::utimensat(AT_FDCWD, folder.path(name).c_str(), longAgo.data(), 0), 0);
     };
-    make(file, R"({"computerIdKey": "C-1"})");
+    make(domainFile, R"({"computerIdKey": "C-1"})");
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-1"));
     make("new", R"({"computerIdKey": "C-2"})");
-    ASSERT_EQ(::rename(folder.path("new").c_str(), folder.path(file).c_str()), 0);
+    ASSERT_EQ(::rename(folder.path("new").c_str(), folder.path(domainFile).c_str()), 0);
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-2"));
-    make(file, R"({"computerIdKey": "C-3"})");
+    make(domainFile, R"({"computerIdKey": "C-3"})");
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-3"));
-    ASSERT_EQ(::unlink(folder.path(file).c_str()), 0);
+    ASSERT_EQ(::unlink(folder.path(domainFile).c_str()), 0);
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), std::nullopt);
 }
 
@@ -91,34 +91,34 @@ std::optional<value> withoutDescriptors(const char* key) {
 TEST_F(ThePreferences, AreReadAgainAfterTheyCouldNotBeRead) {
     // A file of the tree, since nothing but its making sets the time of a file's last change.
     folder.write("config/quenmark/other", "");
-    ASSERT_EQ(::symlink(SETTLED_FILE, folder.path(file).c_str()), 0);
+    ASSERT_EQ(::symlink(SETTLED_FILE, folder.path(domainFile).c_str()), 0);
     EXPECT_EQ(withoutDescriptors("openapi"), std::nullopt);
     EXPECT_EQ(Preferences::objectForKey(domain, "openapi"), value("3.1.0"));
 }
 
 TEST_F(ThePreferences, AreReadOnceWhileTheirFileIsTheSame) {
     folder.write("config/quenmark/other", R"({"openapi": "another"})");
-    ASSERT_EQ(::symlink(SETTLED_FILE, folder.path(file).c_str()), 0);
+    ASSERT_EQ(::symlink(SETTLED_FILE, folder.path(domainFile).c_str()), 0);
     EXPECT_EQ(Preferences::objectForKey(domain, "openapi"), value("3.1.0"));
     EXPECT_EQ(withoutDescriptors("openapi"), value("3.1.0"));
-    ASSERT_EQ(::unlink(folder.path(file).c_str()), 0);
+    ASSERT_EQ(::unlink(folder.path(domainFile).c_str()), 0);
     EXPECT_EQ(Preferences::objectForKey(domain, "openapi"), std::nullopt);
-    ASSERT_EQ(::symlink("other", folder.path(file).c_str()), 0);
+    ASSERT_EQ(::symlink("other", folder.path(domainFile).c_str()), 0);
     EXPECT_EQ(Preferences::objectForKey(domain, "openapi"), value("another"));
 }
 
 TEST_F(ThePreferences, AreReadAgainAtOnceWhereTheirFileChangedAMomentAgo) {
-    folder.write(file, R"({"computerIdKey": "C-1"})");
+    folder.write(domainFile, R"({"computerIdKey": "C-1"})");
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), value("C-1"));
     EXPECT_EQ(withoutDescriptors("computerIdKey"), std::nullopt);
 }
 
 TEST_F(ThePreferences, CountAsAbsentWhereTheirFileIsMalformedAndSaySoOnce) {
-    folder.write(file, "{\"computerIdKey\" \"C-1\"}");
+    folder.write(domainFile, "{\"computerIdKey\" \"C-1\"}");
     for (int time = 0; time < 3; ++time)
         EXPECT_EQ(Preferences::persistentDomainForName(domain), std::nullopt);
     EXPECT_EQ(Preferences::objectForKey(domain, "computerIdKey"), std::nullopt);
-    EXPECT_EQ(log.entries(), std::vector<std::string>{"A settings file counts as absent: " + folder.path(file) +
+    EXPECT_EQ(log.entries(), std::vector<std::string>{"A settings file counts as absent: " + folder.path(domainFile) +
                                                       ": Not JSON: syntax error at byte 17"});
 }
 
@@ -136,9 +136,9 @@ TEST_F(ThePreferences, HaveNoDomainWithoutAPlainName) {
 
 TEST_F(ThePreferences, AreWrittenIntoAPrivateFileThatIsMade) {
     EXPECT_EQ(Preferences::setObject(domain, "quenmarkPathKey", "/home/ann"), std::nullopt);
-    EXPECT_EQ(folder.read(file), "{\n  \"quenmarkPathKey\" : \"/home/ann\"\n}\n");
+    EXPECT_EQ(folder.read(domainFile), "{\n  \"quenmarkPathKey\" : \"/home/ann\"\n}\n");
     struct stat status {};
-    ASSERT_EQ(::stat(folder.path(file).c_str(), &status), 0);
+    ASSERT_EQ(::stat(folder.path(domainFile).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0600U);
     ASSERT_EQ(::stat(folder.path("config/quenmark").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0700U);
@@ -147,46 +147,47 @@ TEST_F(ThePreferences, AreWrittenIntoAPrivateFileThatIsMade) {
 TEST_F(ThePreferences, AreWrittenToWhereALinkLeads) {
     folder.write("dotfiles/quenmark.json", R"({"a":1})");
     folder.write("config/quenmark/other", "");
-    ASSERT_EQ(::symlink("../../dotfiles/quenmark.json", folder.path(file).c_str()), 0);
+    ASSERT_EQ(::symlink("../../dotfiles/quenmark.json", folder.path(domainFile).c_str()), 0);
     EXPECT_EQ(Preferences::setObject(domain, "a", 2), std::nullopt);
     EXPECT_EQ(folder.read("dotfiles/quenmark.json"), "{\n  \"a\" : 2\n}\n");
     struct stat status {};
-    ASSERT_EQ(::lstat(folder.path(file).c_str(), &status), 0);
+    ASSERT_EQ(::lstat(folder.path(domainFile).c_str(), &status), 0);
     EXPECT_TRUE(S_ISLNK(status.st_mode));
 }
 
 TEST_F(ThePreferences, KeepOtherKeysAndTheirOrder) {
-    folder.write(file, R"({"z": 1, "a": [true], "m": "x"})");
+    folder.write(domainFile, R"({"z": 1, "a": [true], "m": "x"})");
     EXPECT_EQ(Preferences::setObject(domain, "a", array{"p", "q"}), std::nullopt);
     EXPECT_EQ(Preferences::setObject(domain, "b", nullptr), std::nullopt);
-    EXPECT_EQ(folder.read(file), "{\n  \"z\" : 1,\n  \"a\" : [\n    \"p\",\n    \"q\"\n  ],\n  \"m\" : \"x\",\n"
-                                 "  \"b\" : null\n}\n");
+    EXPECT_EQ(folder.read(domainFile), "{\n  \"z\" : 1,\n  \"a\" : [\n    \"p\",\n    \"q\"\n  ],\n  \"m\" : \"x\",\n"
+                                       "  \"b\" : null\n}\n");
     EXPECT_EQ(Preferences::removeObject(domain, "z"), std::nullopt);
-    EXPECT_EQ(folder.read(file), "{\n  \"a\" : [\n    \"p\",\n    \"q\"\n  ],\n  \"m\" : \"x\",\n  \"b\" : null\n}\n");
+    EXPECT_EQ(folder.read(domainFile),
+              "{\n  \"a\" : [\n    \"p\",\n    \"q\"\n  ],\n  \"m\" : \"x\",\n  \"b\" : null\n}\n");
 }
 
 TEST_F(ThePreferences, StayUntouchedWhereTheRemovedKeyIsNotThere) {
-    folder.write(file, "{\"a\":1}");
+    folder.write(domainFile, "{\"a\":1}");
     EXPECT_EQ(Preferences::removeObject(domain, "b"), std::nullopt);
-    EXPECT_EQ(folder.read(file), "{\"a\":1}");
+    EXPECT_EQ(folder.read(domainFile), "{\"a\":1}");
     EXPECT_EQ(Preferences::removeObject("other", "b"), std::nullopt);
     EXPECT_FALSE(Platform::Files::exists(folder.path("config/quenmark/other.json")));
 }
 
 TEST_F(ThePreferences, AreNotOverwrittenWhereTheyAreMalformed) {
-    folder.write(file, "{\"a\":1,}");
-    const Error expected{"JSON", 3840, folder.path(file) + ": Not JSON: syntax error at byte 7"};
+    folder.write(domainFile, "{\"a\":1,}");
+    const Error expected{"JSON", 3840, folder.path(domainFile) + ": Not JSON: syntax error at byte 7"};
     EXPECT_EQ(Preferences::setObject(domain, "a", 2), expected);
     EXPECT_EQ(Preferences::removeObject(domain, "a"), expected);
-    EXPECT_EQ(folder.read(file), "{\"a\":1,}");
+    EXPECT_EQ(folder.read(domainFile), "{\"a\":1,}");
 }
 
 TEST_F(ThePreferences, AreNotWrittenWithWhatJsonCannotCarry) {
-    folder.write(file, "{\"a\":1}");
+    folder.write(domainFile, "{\"a\":1}");
     EXPECT_EQ(Preferences::setObject(domain, "a", "\xFF")->domain, "JSON");
     EXPECT_EQ(Preferences::setObject(domain, "a", std::nan(""))->domain, "JSON");
     EXPECT_EQ(Preferences::setObject(domain, "\xFF", 1)->domain, "JSON");
-    EXPECT_EQ(folder.read(file), "{\"a\":1}");
+    EXPECT_EQ(folder.read(domainFile), "{\"a\":1}");
 }
 
 TEST_F(ThePreferences, TellWhyTheyCannotBeWritten) {
@@ -251,9 +252,9 @@ TEST_F(ThePreferences, AreNeverSeenHalfWritten) {
 }
 
 TEST_F(ThePreferences, TakeSeveralValuesInOneStep) {
-    folder.write(file, R"({"z":1,"computerIdKey":"1"})");
+    folder.write(domainFile, R"({"z":1,"computerIdKey":"1"})");
     EXPECT_EQ(Preferences::setObjects(domain, {{"userIdKey", "2"}, {"computerIdKey", "3"}}), std::nullopt);
-    EXPECT_EQ(folder.read(file), "{\n  \"z\" : 1,\n  \"computerIdKey\" : \"3\",\n  \"userIdKey\" : \"2\"\n}\n");
+    EXPECT_EQ(folder.read(domainFile), "{\n  \"z\" : 1,\n  \"computerIdKey\" : \"3\",\n  \"userIdKey\" : \"2\"\n}\n");
 }
 
 } // namespace

@@ -82,7 +82,7 @@ protected:
                                  calls.push_back({socket, &transfer, events});
                              }};
     const Url url_ = *Url::fromString("http://127.0.0.1/");
-    const RequestHeaders headers;
+    const RequestHeaders headers{};
     Transfer firstTransfer{loop.attachment<TransferDriver>(), Transfer::Request{url_, headers, {}}, [] {}};
     Transfer otherTransfer{loop.attachment<TransferDriver>(), Transfer::Request{url_, headers, {}}, [] {}};
 
