@@ -147,11 +147,12 @@ TEST_F(ABus, HasAUniqueNameOnceTheBusHasReplied) {
 
 TEST_F(ABus, ReadsThePropertiesOfAPeersObject) {
     ASSERT_TRUE(own.open());
-    const TestSupport::BusPeer peer;
     const int number = 5;
+    // The peer's connection reads the table until it is freed.
     const std::vector<sd_bus_vtable> table{SD_BUS_VTABLE_START(0),
                                            SD_BUS_PROPERTY("Number", "i", nullptr, 0, SD_BUS_VTABLE_PROPERTY_CONST),
                                            SD_BUS_VTABLE_END};
+    const TestSupport::BusPeer peer;
     ASSERT_GE(sd_bus_add_object_vtable(peer.handle(), nullptr, "/org/example/Peer", "org.example.Peer", table.data(),
                                        const_cast<int*>(&number)),
               0);
