@@ -29,7 +29,7 @@ TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereIsNoBus) {
 }
 
 // UndefinedBehaviorSanitizer needs descriptors of its own to look at an exception.
-#ifndef __SANITIZE_ADDRESS__
+#ifndef HAS_ADDRESS_SANITIZER
 TEST_P(AServiceThatCannotServe, EndsWithOneLineWhereThereAreNoDescriptors) {
     deploy(server.host());
     const auto result = runCommand({"prlimit", "--nofile=5", QUENMARK_SERVICE});

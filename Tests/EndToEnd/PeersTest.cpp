@@ -35,7 +35,7 @@ class AMessagingPeer : public APeer {};
 /// one: realloc(3) then copies the whole message for each piece of it that arrives, which takes minutes with the
 /// largest.
 std::size_t largestText() {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef HAS_ADDRESS_SANITIZER
     constexpr bool isSanitized = true;
 #else
     constexpr bool isSanitized = false;

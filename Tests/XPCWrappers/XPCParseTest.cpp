@@ -185,7 +185,7 @@ TEST(AMillionConversions, LeaveNoDescriptorAndNoMemoryBehind) {
     // Each of these is a dozen conversions.
     EXPECT_TRUE(convert(100'000));
     EXPECT_EQ(openDescriptors(), descriptors);
-#ifndef __SANITIZE_ADDRESS__
+#ifndef HAS_ADDRESS_SANITIZER
     EXPECT_LE(residentPages(), pages + 64);
 #else
     // The sanitizer keeps freed memory for a while, and finds what is lost on its own.

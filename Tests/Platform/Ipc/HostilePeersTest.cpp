@@ -339,7 +339,7 @@ TEST_F(AServiceAmongHostilePeers, IsTheSameAfterTenThousandPeers) {
     before = usage();
     visit(10'000);
     expectAllWell();
-#ifndef __SANITIZE_ADDRESS__
+#ifndef HAS_ADDRESS_SANITIZER
     // The sanitizer keeps freed memory for a while.
     EXPECT_LE(usage().residentKibibytes, before.residentKibibytes + 1024);
 #endif

@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <thread>
 
-#if defined(__SANITIZE_ADDRESS__)
-// The compiler's package lacks the header that declares it (sanitizer/allocator_interface.h).
+#ifdef HAS_ADDRESS_SANITIZER
+// The package of GCC lacks the header that declares it (sanitizer/allocator_interface.h).
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
@@ -185,7 +185,7 @@ TEST_F(AQueue, KeepsItsTasksCapturesNoLongerThanTheTask) {
 
 /// How many bytes of the heap are in use.
 std::size_t heapInUse() {
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef HAS_ADDRESS_SANITIZER
     return __sanitizer_get_current_allocated_bytes();
 #else
     const auto heap = ::mallinfo2();

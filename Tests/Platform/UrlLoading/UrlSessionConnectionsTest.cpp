@@ -6,8 +6,8 @@
 
 #include <filesystem>
 
-#if defined(__SANITIZE_ADDRESS__)
-// The compiler's package lacks the header that declares it (sanitizer/allocator_interface.h).
+#ifdef HAS_ADDRESS_SANITIZER
+// The package of GCC lacks the header that declares it (sanitizer/allocator_interface.h).
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
@@ -210,7 +210,7 @@ std::size_t openDescriptors() {
 }
 
 std::size_t allocatedBytes() {
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef HAS_ADDRESS_SANITIZER
     return __sanitizer_get_current_allocated_bytes();
 #else
     return ::mallinfo2().uordblks;
