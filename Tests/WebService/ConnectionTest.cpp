@@ -59,8 +59,8 @@ TEST(AServer, ServesThousandsOfConnectionsOneAfterTheOtherWithoutDelay) {
 }
 
 TEST(AConnection, ThatHoldsManyRequestsLetsOthersBeServedBetweenThem) {
-    ServedApplication application;
     int responses = 0;
+    ServedApplication application;
     application.on("/many", [&] {
         ++responses;
         return textResponse("x");
@@ -135,8 +135,8 @@ TEST(AConnection, ClosesAfterAChunkWhoseFirstLineDoesNotEnd) {
 }
 
 TEST(AnExchange, LetsOtherRequestsBeServedBetweenItsSteps) {
-    ServedApplication application;
     bool isReleased = false;
+    ServedApplication application;
     application.on("/wait", [&]() -> std::optional<Response> {
         return isReleased ? std::optional(textResponse("released")) : std::nullopt;
     });
@@ -153,8 +153,8 @@ TEST(AnExchange, LetsOtherRequestsBeServedBetweenItsSteps) {
 }
 
 TEST(AnExchange, MayRefuseOrFailInALaterStep) {
-    ServedApplication application;
     int steps = 0;
+    ServedApplication application;
     application.on("/refuse", [&]() -> std::optional<Response> {
         return ++steps < 3 ? std::nullopt : throw RequestError("InTheWay", "no", 409);
     });
@@ -194,8 +194,8 @@ TEST(AnExchange, ThatFailsAnywhereGetsA500) {
 }
 
 TEST(AnExchange, IsRefusedWhereOthersThatAreWorkedOnHoldTooMuchMemory) {
-    ServedApplication application;
     bool isReleased = false;
+    ServedApplication application;
     application.on("/wait", [&]() -> std::optional<Response> {
         return isReleased ? std::optional(textResponse("released")) : std::nullopt;
     });
