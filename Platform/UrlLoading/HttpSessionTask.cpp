@@ -144,6 +144,7 @@ void HttpSessionTask::loadDidEnd(const std::optional<Error>& error) {
 
 void HttpSessionTask::loadWasDropped() {
     const auto self = shared_from_this();
+    enter(Phase::Completed);
     session_->dropSlot(*this);
     receiver_.reset();
     detachFromSession();

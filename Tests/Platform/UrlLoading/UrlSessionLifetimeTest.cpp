@@ -116,6 +116,11 @@ TEST(ALoopThatEnds, DropsEveryLoadWithoutACall) {
         recorder->calls.clear();
     }
     EXPECT_TRUE(recorder->calls.empty());
+    EXPECT_EQ(kept->state(), UrlSessionTask::State::Completed);
+    kept->suspend();
+    kept->resume();
+    kept->cancel();
+    EXPECT_TRUE(recorder->calls.empty());
     kept.reset();
     EXPECT_TRUE(session.expired());
     EXPECT_EQ(recorder.use_count(), 1);
