@@ -1,8 +1,8 @@
 #include "Tools/CallLog.h"
 
+#include "Platform/Ascii.h"
 #include "Platform/Log.h"
 #include "Platform/StandardStreams.h"
-#include "Tools/NearestName.h"
 
 #include <algorithm>
 #include <cctype>
@@ -52,7 +52,7 @@ std::size_t valueLength(std::string_view text) {
 
 std::string withoutPasswords(std::string_view entry) {
     constexpr std::string_view secret = "password";
-    const std::string lower = lowerCase(entry);
+    const std::string lower = Platform::lowerCase(entry);
     std::string result;
     std::size_t taken = 0;
     for (auto at = lower.find(secret); at != std::string::npos; at = lower.find(secret, at)) {

@@ -1,13 +1,15 @@
 #include "Tools/NearestName.h"
 
+#include "Platform/Ascii.h"
+
 #include <algorithm>
 #include <numeric>
 
 namespace Tools {
 
 std::size_t editDistance(std::string_view one, std::string_view other) {
-    const std::string left = lowerCase(one);
-    const std::string right = lowerCase(other);
+    const std::string left = Platform::lowerCase(one);
+    const std::string right = Platform::lowerCase(other);
     std::vector<std::size_t> row(right.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
     for (std::size_t i = 0; i < left.size(); ++i) {
@@ -26,14 +28,6 @@ std::string_view nearestName(std::string_view name, const std::vector<std::strin
     const auto nearest =
         std::ranges::min_element(names, {}, [&](std::string_view candidate) { return editDistance(name, candidate); });
     return nearest == names.end() ? std::string_view() : *nearest;
-}
-
-std::string lowerCase(std::string_view text) {
-    std::string result(text);
-    std::ranges::transform(result, result.begin(), [](char letter) {
-        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
-    });
-    return result;
 }
 
 } // namespace Tools

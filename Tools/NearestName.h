@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <cstddef>
 #include <string_view>
 #include <vector>
 
@@ -12,8 +12,5 @@ std::size_t editDistance(std::string_view one, std::string_view other);
 
 /// The name that is nearest to `name`; the first of several. "" where there are no names.
 std::string_view nearestName(std::string_view name, const std::vector<std::string_view>& names);
-
-/// The text in lower case letters of ASCII.
-std::string lowerCase(std::string_view text);
 
 } // namespace Tools

@@ -1,5 +1,6 @@
 #include "Tools/OperationTable.h"
 
+#include "Platform/Ascii.h"
 #include "Services/Catalogue.h"
 #include "Tools/Failure.h"
 #include "Tools/NearestName.h"
@@ -77,7 +78,7 @@ OperationDescription described(const Quenmark::Operation<Query, Response>& opera
 constexpr std::string_view prefix = "async";
 
 std::string plainName(std::string_view name) {
-    std::string plain = lowerCase(name);
+    std::string plain = Platform::lowerCase(name);
     return plain.starts_with(prefix) ? plain.substr(prefix.size()) : plain;
 }
 

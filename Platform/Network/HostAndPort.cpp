@@ -1,5 +1,7 @@
 #include "Platform/Network/HostAndPort.h"
 
+#include "Platform/Ascii.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
@@ -57,13 +59,6 @@ bool isHostName(std::string_view name) {
         name.remove_prefix(std::min(label.size() + 1, name.size()));
     }
     return length > 0 && length <= 253 && label.find_first_not_of(digits) != std::string_view::npos;
-}
-
-std::string lowerCase(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return result;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "Platform/UrlLoading/HeaderFields.h"
 
+#include "Platform/Ascii.h"
 #include "Platform/Text.h"
 
 #include <boost/json/object.hpp>
@@ -9,10 +10,6 @@
 namespace Platform {
 
 namespace {
-
-char lowerCase(char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
 
 template <class Fields>
 auto find(Fields& fields, std::string_view name) {

@@ -1,5 +1,6 @@
 #include "Platform/UrlLoading/Url.h"
 
+#include "Platform/Ascii.h"
 #include "Platform/Network/HostAndPort.h"
 
 #include <algorithm>
@@ -41,14 +42,6 @@ constexpr std::array<bool, 256> standsInUrl = [] {
 
 bool mayStandInUrl(char character) {
     return standsInUrl[static_cast<unsigned char>(character)];
-}
-
-std::string lowerCase(std::string_view string) {
-    std::string result(string);
-    std::transform(result.begin(), result.end(), result.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    return result;
 }
 
 /// Takes the first bytes from the text, all of them for `npos`.

@@ -25,10 +25,6 @@ TEST(TheNearestName, IsTheFirstOfThoseWithTheLeastDistance) {
     EXPECT_EQ(nearestName("x", {}), "");
 }
 
-TEST(ANameInLowerCase, HasTheLettersOfAsciiAlone) {
-    EXPECT_EQ(lowerCase("AZaz@[`{09\xC3\x89"), "azaz@[`{09\xC3\x89");
-}
-
 TEST(TheEditDistance, TakesTheCheapestWay) {
     EXPECT_EQ(editDistance("ab", "ba"), 2U);
     EXPECT_EQ(editDistance("abc", "cab"), 2U);

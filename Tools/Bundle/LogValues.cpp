@@ -1,6 +1,6 @@
 #include "Tools/Bundle/LogValues.h"
 
-#include "Tools/NearestName.h"
+#include "Platform/Ascii.h"
 
 #include <algorithm>
 #include <array>
@@ -92,7 +92,7 @@ std::size_t valueBehind(std::string_view text, std::size_t at) {
 }
 
 bool isShown(std::string_view key) {
-    return std::ranges::find(shownKeys, std::string_view(lowerCase(key))) != shownKeys.end();
+    return std::ranges::find(shownKeys, std::string_view(Platform::lowerCase(key))) != shownKeys.end();
 }
 
 bool isDelimiter(char character) {
@@ -128,7 +128,7 @@ std::string withoutValues(std::string_view entry) {
 }
 
 std::string withoutCredentials(std::string_view entry) {
-    const std::string lower = lowerCase(entry);
+    const std::string lower = Platform::lowerCase(entry);
     constexpr std::array<std::string_view, 7> names{"password",   "passwd", "token",  "secret",
                                                     "credential", "basic ", "bearer "};
     std::string result;

@@ -1,12 +1,12 @@
 #include "Tools/Doctor/SettingsChecks.h"
 
+#include "Platform/Ascii.h"
 #include "Platform/Files/Files.h"
 #include "Platform/Settings/DeploymentReader.h"
 #include "Platform/Settings/Environment.h"
 #include "Platform/Settings/Preferences.h"
 #include "Platform/Settings/SettingsFile.h"
 #include "Platform/Text.h"
-#include "Tools/NearestName.h"
 #include "Tools/RequiredSettings.h"
 #include "Tools/SharedPreferences.h"
 #include "Tools/Status/Advice.h"
@@ -121,7 +121,7 @@ Check deployedCheck(const DeployedValue& value, const ReadFile& file) {
         return okCheck(value.key, shown(value.builtIn) + ", built in");
     // The scheme is the only value that is normalised: to lower case.
     const bool isScheme = value.key == std::string_view("serviceScheme") && given->is_string();
-    const auto meant = isScheme ? boost::json::value(lowerCase(given->get_string())) : *given;
+    const auto meant = isScheme ? boost::json::value(Platform::lowerCase(given->get_string())) : *given;
     if (value.used && isSame(meant, *value.used))
         return okCheck(value.key, shown(Platform::text(*given)) + ", from " + shown(file.path));
     return {value.key, value.whereRefused,
