@@ -2,6 +2,7 @@
 
 #include "Platform/Printable.h"
 #include "Tools/Bundle/LogValues.h"
+#include "Tools/PercentEncoding.h"
 #include "Tools/Status/Advice.h"
 
 #include <boost/json/array.hpp>
@@ -33,22 +34,6 @@ bool isWordAt(std::string_view text, std::size_t at, std::size_t length) {
     const bool isBegun = at > 0 && isOfAWord(text[at - 1]);
     const bool goesOn = at + length < text.size() && isOfAWord(text[at + length]);
     return !isBegun && !goesOn;
-}
-
-/// RFC 3986, section 2.1.
-std::string percentEncoded(std::string_view value) {
-    constexpr std::string_view hexadecimal = "0123456789ABCDEF";
-    std::string result;
-    for (const char character : value) {
-        const auto byte = static_cast<unsigned char>(character);
-        const bool isUnreserved = byte < 0x80 && (std::isalnum(byte) != 0 ||
-                                                  std::string_view("-._~").find(character) != std::string_view::npos);
-        if (isUnreserved)
-            result += character;
-        else
-            ((result += '%') += hexadecimal[byte >> 4]) += hexadecimal[byte & 15];
-    }
-    return result;
 }
 
 /// Where a name in the form of the wire begins: with a backslash, at the beginning of a word.
