@@ -1,5 +1,6 @@
 #include "Platform/Loop/Queue.h"
 #include "Platform/Loop/RunLoop.h"
+#include "Platform/Network/HostAndPort.h"
 #include "Platform/Printable.h"
 #include "Platform/Settings/DeploymentSettings.h"
 #include "Platform/UrlLoading/UrlSession.h"
@@ -60,7 +61,9 @@ private:
         const auto& shipment = shipments_[next_];
         Platform::UrlRequest request;
         request.httpMethod = "PUT";
-        request.url = Platform::Url::fromString(scheme_ + "://" + server_ + outboxTarget(computer_, shipment));
+        const auto host = Platform::HostAndPort::split(server_);
+        if (host && host->isValid())
+            request.url = Platform::Url::fromString(scheme_ + "://" + server_ + outboxTarget(computer_, shipment));
         if (!request.url)
             return fail(ExitStatus::Usage, "\"" + server_ + "\" is no host with an optional port");
         auto handler = [this](const std::optional<Data>& data, const std::optional<HttpUrlResponse>& response,

@@ -168,9 +168,13 @@ TEST_F(APush, EndsWith76AtTheFirstItemThatTheServerRefuses) {
 }
 
 TEST_F(APush, EndsWith64ForAServerThatIsNoHost) {
-    const auto result = run({"push", folder.write("a", ""), "--to", "17", "--server", "a b"});
-    EXPECT_EQ(result.status, 64);
-    EXPECT_EQ(result.errors, "quenmark: \"a b\" is no host with an optional port\n");
+    const auto path = folder.write("a", "");
+    for (const auto& noHost :
+         std::vector<std::string>{"a b", "a/b", "ann@" + server.host(), "http://" + server.host(), ":80"}) {
+        const auto result = run({"push", path, "--to", "17", "--server", noHost});
+        EXPECT_EQ(result.status, 64) << noHost;
+        EXPECT_EQ(result.errors, "quenmark: \"" + noHost + "\" is no host with an optional port\n");
+    }
 }
 
 TEST_F(APush, EndsWith64ForWhatIsNoComputerOrName) {
