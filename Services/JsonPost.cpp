@@ -3,6 +3,7 @@
 #include "Platform/Json.h"
 #include "Platform/Log.h"
 #include "Platform/Text.h"
+#include "Services/Catalogue.h"
 
 #include <utility>
 
@@ -30,7 +31,7 @@ Platform::Error withStatus(Platform::Error error, const std::optional<Platform::
 } // namespace
 
 Log::Priority priorityOf(std::string_view path) {
-    return path == "Uploads.svc/GetTopFileUpload" ? Log::Priority::Debug : Log::Priority::Info;
+    return path == Catalogue::getTopFileUpload.path ? Log::Priority::Debug : Log::Priority::Info;
 }
 
 Result<std::string> body(const boost::json::value& params, std::string_view logPrefix, Log::Priority priority) {

@@ -1,6 +1,7 @@
 #include "Tools/Status/Advice.h"
 
 #include "Platform/Printable.h"
+#include "Platform/UrlLoading/UrlRequest.h"
 #include "Tools/Output.h"
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 #include <utility>
 
 namespace Tools {
+
+namespace UrlError = Platform::UrlError;
 
 namespace {
 
@@ -39,23 +42,23 @@ std::optional<Number> numberBehind(std::string_view text, std::string_view prefi
 
 Cause transportCause(int code) {
     switch (code) {
-    case -1000:
+    case UrlError::BadUrl:
         return {"The web service's address cannot be used", checkAddress};
-    case -1001:
+    case UrlError::TimedOut:
         return {"The web service did not respond in time", checkNetwork};
-    case -1003:
+    case UrlError::CannotFindHost:
         return {"The web service's host name was not found", checkAddress};
-    case -1004:
+    case UrlError::CannotConnectToHost:
         return {"The web service cannot be connected to", checkAddress};
-    case -1005:
+    case UrlError::NetworkConnectionLost:
         return {"The connection to the web service was lost", checkNetwork};
-    case -1007:
+    case UrlError::TooManyRedirects:
         return {"The web service redirects without end", checkAddress};
-    case -1011:
+    case UrlError::BadServerResponse:
         return {"The web service does not speak HTTP", checkAddress};
-    case -1200:
+    case UrlError::SecureConnectionFailed:
         return {"No TLS connection to the web service can be made", checkTrust};
-    case -1202:
+    case UrlError::ServerCertificateUntrusted:
         return {"The web service's certificate is not accepted", checkTrust};
     default:
         return {"The transfer failed with error " + std::to_string(code), checkNetwork};
