@@ -10,9 +10,9 @@ namespace {
 
 class FaultExchange : public Exchange {
 public:
-    FaultExchange(FaultPlan& plan, State& state, const Operation& operation, const Request& request,
+    FaultExchange(FaultPlan& plan, Database& db, const Operation& operation, const Request& request,
                   std::unique_ptr<Exchange> exchange)
-        : plan_(plan), state_(state), operation_(operation), request_(request), exchange_(std::move(exchange)) {
+        : plan_(plan), db_(db), operation_(operation), request_(request), exchange_(std::move(exchange)) {
         if (plan.needsComputer(operation.path) && !std::holds_alternative<StreamOperation>(operation.handler))
             body_ = std::make_unique<JsonBody>();
     }
@@ -68,7 +68,7 @@ private:
         } catch (const RequestError&) {
             // The operation refuses this body.
         }
-        return computerOf(state_.db, request_, value);
+        return computerOf(db_, request_, value);
     }
 
     std::optional<Response> result() {
@@ -80,7 +80,7 @@ private:
     }
 
     FaultPlan& plan_;
-    State& state_;
+    Database& db_;
     const Operation& operation_;
     Request request_;
     std::unique_ptr<Exchange> exchange_;
@@ -92,11 +92,11 @@ private:
 
 } // namespace
 
-std::unique_ptr<Exchange> withFaults(FaultPlan& plan, State& state, const Operation& operation, const Request& request,
+std::unique_ptr<Exchange> withFaults(FaultPlan& plan, Database& db, const Operation& operation, const Request& request,
                                      std::unique_ptr<Exchange> exchange) {
     if (plan.isEmpty())
         return exchange;
-    return std::make_unique<FaultExchange>(plan, state, operation, request, std::move(exchange));
+    return std::make_unique<FaultExchange>(plan, db, operation, request, std::move(exchange));
 }
 
 } // namespace webservice

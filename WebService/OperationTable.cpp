@@ -1,6 +1,7 @@
 #include "WebService/OperationTable.h"
 
 #include "WebService/Common/Log.h"
+#include "WebService/Handler.h"
 #include "WebService/Operations/Downloads.h"
 #include "WebService/Operations/ErrorLog.h"
 #include "WebService/Operations/JsonBody.h"
@@ -15,25 +16,12 @@
 
 #include <algorithm>
 #include <array>
-#include <type_traits>
 
 namespace webservice {
 
 namespace {
 
 constexpr std::size_t mebibyte = 1 << 20;
-
-/// Calls an operation's function with the parts of the state that it uses, by the types of its parameters.
-template <auto function, typename Signature = decltype(function)>
-struct Handler;
-template <auto function, typename Result, typename Input, typename... Parts>
-struct Handler<function, Result (*)(Input, Parts&...)> {
-    static Result call(State& state, Input input) {
-        return function(input, state.part<std::remove_const_t<Parts>>()...);
-    }
-};
-template <auto function>
-constexpr auto handler = &Handler<function>::call;
 
 constexpr std::array table = {
     Operation{"Registration.svc/VerifyAndRegisterUserFromTool", handler<&verifyAndRegisterUserFromTool>},

@@ -1,5 +1,6 @@
 #include "WebService/Pages.h"
 
+#include "WebService/Handler.h"
 #include "WebService/IgnoredBody.h"
 #include "WebService/OpenApiDocument.h"
 #include "WebService/Operations/Record.h"
@@ -15,28 +16,28 @@ namespace {
 
 using Parameter = std::optional<std::string>;
 
-Response status(State& state, const Parameter& computer) {
+Response status(const Parameter& computer, OutboxLedger& ledger) {
     boost::json::object counts;
     for (const char* uploadState : {"pending", "acknowledged", "withdrawn"})
-        counts[uploadState] = state.ledger.count(uploadState, computer);
+        counts[uploadState] = ledger.count(uploadState, computer);
     return jsonResponse(200, boost::json::serialize(counts));
 }
 
-Response mails(State& state, const Parameter& recipient) {
+Response mails(const Parameter& recipient, Database& db) {
     boost::json::array list;
-    for (Query row = state.db.query("SELECT sent_at, recipient, subject, body FROM mails "
-                                    "WHERE ?1 IS NULL OR recipient = ?1 ORDER BY id",
-                                    recipient);
+    for (Query row = db.query("SELECT sent_at, recipient, subject, body FROM mails "
+                              "WHERE ?1 IS NULL OR recipient = ?1 ORDER BY id",
+                              recipient);
          row.next();)
         list.push_back({{"sentAt", row.text(0)}, {"to", row.text(1)}, {"subject", row.text(2)}, {"body", row.text(3)}});
     return jsonResponse(200, boost::json::serialize(list));
 }
 
-Response errors(State& state, const Parameter& computer) {
+Response errors(const Parameter& computer, Database& db) {
     boost::json::array list;
-    for (Query row = state.db.query("SELECT received_at, computer, user, error_class, error_method, error_message "
-                                    "FROM errors WHERE ?1 IS NULL OR computer = ?1 ORDER BY id DESC LIMIT 100",
-                                    computer);
+    for (Query row = db.query("SELECT received_at, computer, user, error_class, error_method, error_message "
+                              "FROM errors WHERE ?1 IS NULL OR computer = ?1 ORDER BY id DESC LIMIT 100",
+                              computer);
          row.next();)
         list.push_back({{"receivedAt", row.text(0)},
                         {"computer", orNull(row.optionalText(1))},
@@ -47,17 +48,17 @@ Response errors(State& state, const Parameter& computer) {
     return jsonResponse(200, boost::json::serialize(list));
 }
 
-Response activate(State& state, const Parameter& code) {
-    if (state.db.run("UPDATE users SET activated = 1 WHERE code = ?1", code) == 0)
+Response activate(const Parameter& code, Database& db) {
+    if (db.run("UPDATE users SET activated = 1 WHERE code = ?1", code) == 0)
         throw RequestError("UnknownCode", "there is no user with this code", 404);
     return jsonResponse(200, boost::json::serialize(done()));
 }
 
-Response password(State& state, const Parameter& code) {
-    return jsonResponse(200, boost::json::serialize(newPassword(code.value_or(""), state.db)));
+Response password(const Parameter& code, Database& db) {
+    return jsonResponse(200, boost::json::serialize(newPassword(code.value_or(""), db)));
 }
 
-Response openApi(State&, const Parameter&) {
+Response openApi(const Parameter&) {
     return jsonResponse(200, std::string(openApiDocument()));
 }
 
@@ -68,8 +69,9 @@ struct Page {
 };
 
 constexpr std::array pages = {
-    Page{"/status", "computer", &status}, Page{"/mails", "to", &mails},         Page{"/errors", "computer", &errors},
-    Page{"/activate", "code", &activate}, Page{"/password", "code", &password}, Page{"/openapi.json", "", &openApi},
+    Page{"/status", "computer", handler<&status>}, Page{"/mails", "to", handler<&mails>},
+    Page{"/errors", "computer", handler<&errors>}, Page{"/activate", "code", handler<&activate>},
+    Page{"/password", "code", handler<&password>}, Page{"/openapi.json", "", handler<&openApi>},
 };
 
 class PageExchange : public SlicedExchange {

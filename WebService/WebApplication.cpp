@@ -30,7 +30,7 @@ std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
             throw RequestError("UnknownOperation", "there is no operation " + path, 404);
         if (request.method != "POST")
             throw wrongMethod("POST");
-        return withFaults(plan_, state_, *operation, request, beginOperation(state_, *operation, request));
+        return withFaults(plan_, state_.db, *operation, request, beginOperation(state_, *operation, request));
     }
     if (request.path().starts_with("/outbox/")) {
         if (request.method != "PUT")

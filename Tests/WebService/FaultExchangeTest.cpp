@@ -44,7 +44,7 @@ protected:
     std::unique_ptr<Exchange> exchange(std::string_view faults, std::string_view operation = poll, bool fails = false) {
         plan = parseFaultPlan(R"({"faults":[)" + std::string(faults) + "]}");
         const Request request{.method = "POST", .target = "/", .headers = {}};
-        return withFaults(plan, *state, *findOperation(operation), request, std::make_unique<FourSteps>(fails));
+        return withFaults(plan, state->db, *findOperation(operation), request, std::make_unique<FourSteps>(fails));
     }
 
     FaultPlan plan;
