@@ -80,7 +80,7 @@ std::unique_ptr<Exchange> beginConsole(Console& console, State& state, FaultPlan
         return nullptr;
     if (auto file = consoleFile(request.path())) {
         if (request.method != "GET")
-            throw RequestError("WrongMethod", "this path is for GET", 405, {{"Allow", "GET"}});
+            throw wrongMethod("GET");
         return std::make_unique<FileExchange>(std::move(*file));
     }
     const ApiParts parts{.console = console,

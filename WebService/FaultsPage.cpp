@@ -13,7 +13,7 @@ public:
 
     void receive(std::string_view piece) override {
         if (piece.size() > maxFaultPlanSize - body_.size())
-            throw RequestError("TooLong", "a plan has at most 1 MiB", 413);
+            throw tooLong(faultPlanIsTooLong);
         body_ += piece;
     }
 
@@ -40,7 +40,7 @@ private:
 
 std::unique_ptr<Exchange> beginFaults(FaultPlan& plan, Events& events, const Request& request) {
     if (request.method != "GET" && request.method != "PUT" && request.method != "DELETE")
-        throw RequestError("WrongMethod", "this path is for GET, PUT and DELETE", 405, {{"Allow", "GET, PUT, DELETE"}});
+        throw wrongMethod("GET, PUT, DELETE", "GET, PUT and DELETE");
     return std::make_unique<FaultsExchange>(plan, events, request.method);
 }
 

@@ -14,7 +14,7 @@ public:
     void receive(std::string_view piece) {
         length_ += piece.size();
         if (length_ > maxSize)
-            throw RequestError("TooLong", "the body is longer than 64 KiB", 413);
+            throw tooLong("the body is longer than 64 KiB");
     }
 
 private:

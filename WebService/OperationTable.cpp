@@ -75,8 +75,7 @@ public:
     void receive(std::string_view piece) override {
         length_ += piece.size();
         if (length_ > maxBody_)
-            throw logged(RequestError("TooLong",
-                                      "the body is longer than " + std::to_string(maxBody_ / mebibyte) + " MiB", 413));
+            throw logged(tooLong("the body is longer than " + std::to_string(maxBody_ / mebibyte) + " MiB"));
         body_.receive(piece);
     }
 

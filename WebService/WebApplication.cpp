@@ -14,10 +14,6 @@ namespace {
 
 constexpr std::string_view serviceRoot = "/QuenmarkRestService/";
 
-RequestError wrongMethod(const std::string& allowed) {
-    return {"WrongMethod", "this path is for " + allowed, 405, {{"Allow", allowed}}};
-}
-
 } // namespace
 
 std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
@@ -46,7 +42,7 @@ std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
             throw wrongMethod("GET");
         return page;
     }
-    throw RequestError("UnknownPath", "there is nothing at this path", 404);
+    throw unknownPath();
 }
 
 void WebApplication::endGroup() {

@@ -23,4 +23,20 @@ RequestError::RequestError(std::string code, std::string_view message, int statu
     : std::runtime_error(status == operationFailed ? shortened(message) : std::string(message)), code_(std::move(code)),
       status_(status), headers_(std::move(headers)) {}
 
+RequestError unknownPath() {
+    return {"UnknownPath", "there is nothing at this path", 404};
+}
+
+RequestError wrongMethod(const std::string& allowed) {
+    return wrongMethod(allowed, allowed);
+}
+
+RequestError wrongMethod(const std::string& allowed, const std::string& inWords) {
+    return {"WrongMethod", "this path is for " + inWords, 405, {{"Allow", allowed}}};
+}
+
+RequestError tooLong(std::string_view message) {
+    return {"TooLong", message, 413};
+}
+
 } // namespace webservice

@@ -30,4 +30,15 @@ private:
     HeaderFields headers_;
 };
 
+/// There is nothing at the path of the request.
+RequestError unknownPath();
+
+/// There is something at the path, for other methods: "GET, PUT". The message lists them as well, in other words where
+/// these are given.
+RequestError wrongMethod(const std::string& allowed);
+RequestError wrongMethod(const std::string& allowed, const std::string& inWords);
+
+/// The body, or a text in it, is longer than it may be.
+RequestError tooLong(std::string_view message);
+
 } // namespace webservice

@@ -88,8 +88,8 @@ ApiMatch findRoute(std::string_view method, std::string_view path) {
         allowed.append(allowed.empty() ? "" : ", ").append(route.method);
     }
     if (allowed.empty())
-        throw RequestError("UnknownPath", "there is nothing at this path", 404);
-    throw RequestError("WrongMethod", "this path is for " + allowed, 405, {{"Allow", allowed}});
+        throw unknownPath();
+    throw wrongMethod(allowed);
 }
 
 std::optional<std::string> ApiCall::parameter(std::string_view name) const {

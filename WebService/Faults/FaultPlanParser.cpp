@@ -149,7 +149,7 @@ std::string placeOfByte(std::string_view text, std::size_t byte) {
 
 boost::json::value parseJson(std::string_view text) {
     if (text.size() > maxFaultPlanSize)
-        refusePlan(placeOfByte(text, maxFaultPlanSize), "a plan has at most 1 MiB");
+        refusePlan(placeOfByte(text, maxFaultPlanSize), faultPlanIsTooLong);
     boost::json::stream_parser parser;
     boost::json::error_code error;
     const std::size_t read = parser.write(text.data(), text.size(), error);

@@ -22,9 +22,8 @@ public:
 private:
     void* do_allocate(std::size_t size, std::size_t alignment) override {
         if (size > maxParsedSize - used_)
-            throw RequestError(
-                "TooLong",
-                "the body needs more than " + std::to_string(maxParsedSize / mebibyte) + " MiB when it is parsed", 413);
+            throw tooLong("the body needs more than " + std::to_string(maxParsedSize / mebibyte) +
+                          " MiB when it is parsed");
         void* memory = ::operator new(size, std::align_val_t(alignment));
         used_ += size;
         return memory;

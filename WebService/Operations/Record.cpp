@@ -24,7 +24,7 @@ std::optional<std::string> Record::optional(std::string_view key) const {
     if (value->is_string()) {
         const boost::json::string& text = value->get_string();
         if (text.size() > maxTextLength)
-            throw RequestError("TooLong", "\"" + std::string(key) + "\" is longer than 64 KiB", 413);
+            throw tooLong("\"" + std::string(key) + "\" is longer than 64 KiB");
         return std::string(text);
     }
     if (value->is_int64() || value->is_uint64())
