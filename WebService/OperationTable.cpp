@@ -1,6 +1,7 @@
 #include "WebService/OperationTable.h"
 
 #include "WebService/Common/Log.h"
+#include "WebService/Common/WireName.h"
 #include "WebService/Handler.h"
 #include "WebService/Operations/Downloads.h"
 #include "WebService/Operations/ErrorLog.h"
@@ -33,7 +34,7 @@ constexpr std::array table = {
     Operation{"Registration.svc/OneTimeSyncFiles", handler<&oneTimeSyncFiles>},
     Operation{"Registration.svc/SendPasswordToMailID", handler<&sendPasswordToMailID>},
     Operation{"Uploads.svc/GetTopFileUpload", handler<&getTopFileUpload>},
-    Operation{"Uploads.svc/GetTopFileUploadWithStream", handler<&getTopFileUploadWithStream>},
+    Operation{downloadPath, handler<&getTopFileUploadWithStream>},
     Operation{"Uploads.svc/UpdateFileUpload", handler<&updateFileUpload>},
     Operation{"Uploads.svc/UpdateBSUploadStreamStarted", handler<&updateBSUploadStreamStarted>},
     Operation{"Uploads.svc/UpdateBSUploadStreamFailed", handler<&updateBSUploadStreamFailed>},
@@ -109,11 +110,15 @@ private:
     JsonBody body_;
 };
 
+std::string lowerCase(std::string text) {
+    std::ranges::transform(text, text.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c | 0x20) : c; });
+    return text;
+}
+
 /// Whether the target is, or is meant to be, that of the download. The outbox's own paths may have any text in them.
 bool isMeantForDownload(std::string_view target) {
-    std::string path = percentDecoded(target).value_or(std::string(target));
-    std::ranges::transform(path, path.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c | 0x20) : c; });
-    return path.find("gettopfileuploadwithstream") != std::string::npos && !path.starts_with("/outbox/");
+    const std::string path = lowerCase(percentDecoded(target).value_or(std::string(target)));
+    return path.find(lowerCase(std::string(downloadName))) != std::string::npos && !path.starts_with(outboxRoot);
 }
 
 } // namespace

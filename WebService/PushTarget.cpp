@@ -7,7 +7,7 @@
 namespace webservice {
 
 PushTarget parsePushTarget(std::string_view encoded) {
-    encoded.remove_prefix(std::string_view("/outbox/").size());
+    encoded.remove_prefix(outboxRoot.size());
     PushTarget target;
     target.isFolder = encoded.ends_with('/');
     if (target.isFolder)

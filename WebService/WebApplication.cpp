@@ -1,5 +1,6 @@
 #include "WebService/WebApplication.h"
 
+#include "WebService/Common/WireName.h"
 #include "WebService/ConsoleExchange.h"
 #include "WebService/FaultExchange.h"
 #include "WebService/FaultsPage.h"
@@ -28,7 +29,7 @@ std::unique_ptr<Exchange> WebApplication::begin(const Request& request) {
             throw wrongMethod("POST");
         return withFaults(plan_, state_.db, *operation, request, beginOperation(state_, *operation, request));
     }
-    if (request.path().starts_with("/outbox/")) {
+    if (request.path().starts_with(outboxRoot)) {
         if (request.method != "PUT")
             throw wrongMethod("PUT");
         return beginPush(state_, request);

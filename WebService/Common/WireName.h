@@ -18,6 +18,9 @@ bool isExpressible(std::string_view component);
 constexpr std::size_t maxLevels = 100;
 constexpr std::size_t maxPathLength = 3072;
 
+/// What the path of a request for an item of the outbox begins with: PUT /outbox/COMPUTER/PATH makes one.
+constexpr std::string_view outboxRoot = "/outbox/";
+
 /// The wire name of a path below a computer's folder: "Docs/a.txt" becomes "\Docs\a.txt". Nil when a component of it
 /// cannot be expressed, when it has too many of them or is too long.
 std::optional<std::string> wireName(std::string_view path);

@@ -1,4 +1,5 @@
 #include "WebService/Console/ShellCommand.h"
+#include "WebService/Operations/Uploads.h"
 
 #include <boost/json.hpp>
 
@@ -21,7 +22,6 @@ constexpr auto otherNames = std::to_array<std::pair<std::string_view, std::strin
     {"UpdateBSReceiveStreamStarted", "UpdateBSReceiveStreamStart"},
 });
 
-constexpr std::string_view downloadName = "GetTopFileUploadWithStream";
 constexpr std::string_view uploadName = "UpdateFileRequestWithStream"; // sends the content of a file
 constexpr std::string_view listName = "SyncFilesInTableAndCloud";      // sends a list
 

@@ -15,7 +15,6 @@ namespace webservice {
 
 namespace {
 
-constexpr std::string_view outboxRoot = "/outbox/";
 constexpr std::size_t maxShownTarget = 4096;
 constexpr std::size_t maxComputer = 255; // bytes of a computer's name, which is that of a folder
 

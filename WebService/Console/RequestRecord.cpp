@@ -2,6 +2,7 @@
 
 #include "WebService/Common/Log.h"
 #include "WebService/Operations/Record.h"
+#include "WebService/Operations/Uploads.h"
 
 #include <boost/beast/core/string.hpp>
 
@@ -11,7 +12,6 @@ namespace webservice {
 
 namespace {
 
-constexpr std::string_view downloadOperation = "Uploads.svc/GetTopFileUploadWithStream";
 constexpr std::string_view lineEnd = "\r\n";
 
 std::string headerLines(const Request& request) {
@@ -98,7 +98,7 @@ void RequestRecord::responding(const Response& response, std::string_view header
         entry_.response.size = response.file->length;
     else
         keepBody(entry_.response, response.body);
-    if (entry_.operation == downloadOperation && response.file)
+    if (entry_.operation == downloadPath && response.file)
         beginStream(response, header.size(), progress);
 }
 

@@ -4,9 +4,15 @@
 #include "WebService/Operations/Record.h"
 #include "WebService/Outbox/OutboxQueue.h"
 
+#include <string_view>
+
 namespace webservice {
 
 // Uploads.svc: the items that are pending for a computer.
+
+/// The path of getTopFileUploadWithStream() below the service root, and the last part of it.
+constexpr std::string_view downloadPath = "Uploads.svc/GetTopFileUploadWithStream";
+constexpr std::string_view downloadName = downloadPath.substr(downloadPath.find('/') + 1);
 
 /// The computer's next item, the same one until it is acknowledged. "ReturnStatus" "1" without the item's keys when
 /// none is pending.
