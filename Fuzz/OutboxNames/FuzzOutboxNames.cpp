@@ -38,7 +38,7 @@ void checkName(const std::string& name) {
     const std::string path = webservice::outboxPath(name);
     checkPath(path);
     require(webservice::wireName(path) == name, "a name is not found again");
-    if (const std::string parent(webservice::parentName(name)); !parent.empty()) {
+    if (const std::string parent = name.substr(0, name.rfind('\\')); !parent.empty()) {
         require(webservice::wireName(webservice::outboxPath(parent)) == parent, "a folder has no name");
     }
 }

@@ -1,6 +1,6 @@
 // The command of the tool that makes an operation's request again.
 
-#include "WebService/Console/ShellCommand.h"
+#include "WebService/Console/CallCommand.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,6 @@
 
 #include "Support/FileSizeLimit.h"
 #include "Support/TestState.h"
-#include "WebService/Common/WireName.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -33,7 +32,7 @@ protected:
     void expectFoldersFirst(std::string_view computer, Names expected) {
         Names taken = acknowledgeAll(computer);
         for (std::size_t i = 0; i < taken.size(); ++i) {
-            const std::string parent(parentName(taken[i]));
+            const std::string parent = taken[i].substr(0, taken[i].rfind('\\'));
             const auto end = taken.begin() + static_cast<std::ptrdiff_t>(i);
             EXPECT_TRUE(parent.empty() || std::find(taken.begin(), end, parent) != end) << taken[i];
         }

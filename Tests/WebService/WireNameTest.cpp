@@ -14,8 +14,6 @@ TEST(AnOutboxName, HasABackslashBeforeEveryComponent) {
 
 TEST(AnOutboxName, LeadsBackToItsPath) {
     EXPECT_EQ(outboxPath("\\Docs\\a.txt"), "Docs/a.txt");
-    EXPECT_EQ(parentName("\\Docs\\a.txt"), "\\Docs");
-    EXPECT_EQ(parentName("\\a.txt"), "");
 }
 
 TEST(AnOutboxName, CannotBeMadeOfWhatTheWireCannotCarry) {
@@ -102,8 +100,6 @@ TEST(AnOutboxName, LeadsToItsPathWithOrWithoutItsFirstBackslash) {
     EXPECT_EQ(outboxPath("\\a"), "a");
     EXPECT_EQ(outboxPath("\\\\a"), "/a");
     EXPECT_EQ(outboxPath(""), "");
-    EXPECT_EQ(parentName("a.txt"), "");
-    EXPECT_EQ(parentName("\\a\\b\\c"), "\\a\\b");
 }
 
 TEST(ANameWithinTheQuenmarkFolder, LosesThatFolderOnceAndOnlyAtItsBeginning) {

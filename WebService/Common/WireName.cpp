@@ -77,11 +77,6 @@ std::string outboxPath(std::string_view name) {
     return path;
 }
 
-std::string_view parentName(std::string_view name) {
-    const std::size_t last = name.rfind('\\');
-    return last == std::string_view::npos ? std::string_view() : name.substr(0, last);
-}
-
 std::optional<std::string> nameWithin(std::string_view quenmarkPath, std::string_view fullPath) {
     std::string path = bare(fullPath);
     const std::string base = bare(quenmarkPath);

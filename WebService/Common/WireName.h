@@ -28,9 +28,6 @@ std::optional<std::string> wireName(std::string_view path);
 /// The path of a wire name: "\Docs\a.txt" becomes "Docs/a.txt".
 std::string outboxPath(std::string_view name);
 
-/// The wire name of the folder that holds the item; empty for an item directly in the computer's folder.
-std::string_view parentName(std::string_view name);
-
 /// The wire name of a computer's path within its Quenmark folder: "\Docs\a.txt" for "Docs\a.txt", and also for
 /// "Users\ann\Quenmark\Docs\a.txt" where the Quenmark folder is in "Users\ann". Slashes count as backslashes. Nil when
 /// it cannot be expressed, for instance because of a "..".

@@ -1,3 +1,5 @@
+#include "WebService/Console/CallCommand.h"
+
 #include "WebService/Console/ShellCommand.h"
 #include "WebService/Operations/Uploads.h"
 
@@ -5,7 +7,7 @@
 
 #include <algorithm>
 #include <array>
-#include <string>
+#include <string_view>
 #include <utility>
 
 namespace webservice {

@@ -1,6 +1,7 @@
 #include "WebService/Console/RequestList.h"
 
 #include "WebService/Common/WireName.h"
+#include "WebService/Console/CallCommand.h"
 #include "WebService/Console/RequestRecord.h"
 #include "WebService/Console/ShellCommand.h"
 

@@ -17,8 +17,4 @@ std::string shellWord(std::string_view bytes);
 /// command names. None for a request that has no method, or that was not kept.
 std::optional<std::string> curlCommand(const JournalEntry& entry, std::string_view address);
 
-/// A `quenmark call` command that makes the same request of an operation. None for another request, one that was not
-/// kept as a whole, and one that the tool would make in another way: its fields have to be texts.
-std::optional<std::string> callCommand(const JournalEntry& entry);
-
 } // namespace webservice
