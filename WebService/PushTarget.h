@@ -8,7 +8,8 @@ namespace webservice {
 /// What a PUT to the outbox is to make.
 struct PushTarget {
     std::string computer;
-    std::string path; // in the computer's folder
+    /// In the computer's folder.
+    std::string path;
     bool isFolder = false;
 };
 

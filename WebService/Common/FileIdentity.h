@@ -10,7 +10,8 @@ namespace webservice {
 struct FileIdentity {
     std::uint64_t inode = 0;
     std::uint64_t size = 0;
-    std::int64_t modified = 0; // nanoseconds since 1970
+    /// In nanoseconds since 1970.
+    std::int64_t modified = 0;
     bool operator==(const FileIdentity&) const = default;
 };
 FileIdentity identityOf(const struct stat& status);

@@ -33,8 +33,10 @@ struct ApiParts {
 
 /// A request of the interface.
 struct ApiCall {
-    std::string address;  // the service's own, "http://127.0.0.1:8080"
-    std::string variable; // the decoded part of the path that varies; empty where none does
+    /// The service's own, "http://127.0.0.1:8080".
+    std::string address;
+    /// The decoded part of the path that varies; empty where none does.
+    std::string variable;
     std::string query;
 
     /// The decoded value of a parameter. Throws RequestError "BadQuery" where it is malformed or not UTF-8.
@@ -53,7 +55,8 @@ struct ApiCall {
 /// What responds to one method of a path. Where it works on the state, it does so in slices that are transactions.
 struct ApiRoute {
     std::string_view method;
-    std::string_view path; // with "{}" in place of the part that varies
+    /// With "{}" in place of the part that varies.
+    std::string_view path;
     bool usesState;
     Work<Response> (*handle)(ApiParts parts, ApiCall call);
 };

@@ -15,7 +15,8 @@ std::string_view consoleVersion();
 
 /// A script or a style sheet.
 struct ConsoleFile {
-    std::string_view name; // "main.js"
+    /// Such as "main.js".
+    std::string_view name;
     std::string_view content;
 };
 

@@ -48,11 +48,13 @@ private:
     Clock::time_point lastMade_;
     Clock::time_point lastSent_;
     std::deque<std::string> unsent_;
-    std::size_t unsentSize_ = 0; // with what was taken last
+    /// With what was taken last.
+    std::size_t unsentSize_ = 0;
     std::size_t takenSize_ = 0;
     std::set<std::string, std::less<>> tables_;
     std::set<std::int64_t> items_;
-    bool hasManyItems_ = false; // more than are remembered
+    /// Whether there are more items than are remembered.
+    bool hasManyItems_ = false;
     bool hadStreams_ = false;
 };
 

@@ -11,8 +11,10 @@ namespace webservice {
 
 /// Header fields and body of a request or a response.
 struct KeptMessage {
-    std::string header; // the lines of the header fields, each with its end; a status line in front
-    std::string body;   // its first bytes
+    /// The lines of the header fields, each with its end; a status line in front.
+    std::string header;
+    /// Its first bytes.
+    std::string body;
     std::uint64_t size = 0;
 
     std::size_t memory() const { return header.size() + body.size(); }
@@ -21,16 +23,21 @@ struct KeptMessage {
 /// A request that has ended.
 struct JournalEntry {
     std::int64_t id = 0;
-    std::string time; // when it began
-    std::string peer; // "127.0.0.1:40000"
+    /// When it began.
+    std::string time;
+    /// The client's address, "127.0.0.1:40000".
+    std::string peer;
     std::string method;
     std::string target;
-    std::string_view operation; // "Uploads.svc/GetTopFileUpload"; empty for none
+    /// "Uploads.svc/GetTopFileUpload"; empty for none.
+    std::string_view operation;
     int status = 0;
-    std::uint64_t bytes = 0; // that were sent
+    /// How many were sent.
+    std::uint64_t bytes = 0;
     double milliseconds = 0;
     bool isComplete = false;
-    std::optional<std::size_t> fault; // its place in the plan
+    /// Its place in the plan.
+    std::optional<std::size_t> fault;
     KeptMessage request;
     KeptMessage response;
     /// The computer that sent it, once it was found out.
@@ -71,9 +78,11 @@ private:
     bool giveUpBody();
     void removeOldest();
 
-    std::deque<JournalEntry> entries_; // identifiers follow one another
+    /// Their identifiers follow one another.
+    std::deque<JournalEntry> entries_;
     std::int64_t lastId_ = 0;
-    std::int64_t firstWithBody_ = 1; // the bodies of all entries before it were given up
+    /// The bodies of all entries before it were given up.
+    std::int64_t firstWithBody_ = 1;
     std::size_t memory_ = 0;
 };
 

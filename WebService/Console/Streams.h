@@ -22,10 +22,13 @@ struct Stream {
     std::int64_t item = 0;
     std::string computer;
     std::string name;
-    std::uint64_t offset = 0; // in the file, of the first byte that is sent
-    std::uint64_t length = 0; // what is sent of it
+    /// In the file, of the first byte that is sent.
+    std::uint64_t offset = 0;
+    /// How many bytes of the file are sent.
+    std::uint64_t length = 0;
     const RequestProgress* progress = nullptr;
-    std::uint64_t sentBefore = 0; // when the first byte of the file is sent
+    /// How many bytes `progress` counts before the first one of the file.
+    std::uint64_t sentBefore = 0;
 
     /// Up to which byte the file was sent, those before `offset` included.
     std::uint64_t bytes() const;

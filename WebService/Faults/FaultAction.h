@@ -20,7 +20,8 @@ struct BodyFault {
 };
 
 struct CorruptFault {
-    std::uint64_t atByte = 0; // of the body, from 0 on
+    /// Of the body, from 0 on.
+    std::uint64_t atByte = 0;
 };
 
 /// What a fault does. A Transmission changes how the response is sent, header fields included.

@@ -15,14 +15,17 @@ namespace webservice {
 
 /// One entry of a plan: which requests it selects, and what happens to some of them.
 struct Fault {
-    boost::json::object source; // as it was given
+    /// As it was given.
+    boost::json::object source;
     std::optional<std::string> path = std::nullopt;
     std::optional<std::string> computer = std::nullopt;
     std::uint64_t skip = 0;
     std::optional<std::uint64_t> times = std::nullopt;
     FaultAction action;
-    std::uint64_t seen = 0;    // requests that it has selected
-    std::uint64_t applied = 0; // those that its action was carried out for
+    /// How many requests it has selected.
+    std::uint64_t seen = 0;
+    /// How many of these its action was carried out for.
+    std::uint64_t applied = 0;
 };
 
 /// The faults that are applied to requests. Each fault counts the requests that it selects; it lets the first `skip`

@@ -18,10 +18,14 @@ struct Limits {
     std::size_t maxMemory = 128 << 20;
     /// In bytes, of what a client may still send after its last response, before its connection is closed.
     std::size_t maxDrain = 256 << 20;
-    Duration keepAliveTimeout = std::chrono::seconds(90); // between two requests
-    Duration headerTimeout = std::chrono::seconds(10);    // for request line and headers, from the first byte on
-    Duration idleTimeout = std::chrono::seconds(90);      // without a byte of a body or a response
-    Duration lingerTimeout = std::chrono::seconds(10);    // from the last response until the client closes
+    /// Between two requests.
+    Duration keepAliveTimeout = std::chrono::seconds(90);
+    /// For request line and headers, from the first byte on.
+    Duration headerTimeout = std::chrono::seconds(10);
+    /// Without a byte of a body or a response.
+    Duration idleTimeout = std::chrono::seconds(90);
+    /// From the last response until the client closes.
+    Duration lingerTimeout = std::chrono::seconds(10);
 };
 
 class Clients;
@@ -31,13 +35,20 @@ class Clients;
 class Client {
 public:
     enum class Phase {
-        Idle,      // no byte of a request has been received
-        Headers,   // request line and headers are being received
-        Body,      // the body is being received
-        Working,   // the request is being processed: the client waits for the server
-        Held,      // the response is held back on purpose, for as long as that may take
-        Response,  // the response is being sent
-        Lingering, // the last response is sent; what the client still sends is discarded
+        /// No byte of a request has been received.
+        Idle,
+        /// Request line and headers are being received.
+        Headers,
+        /// The body is being received.
+        Body,
+        /// The request is being processed: the client waits for the server.
+        Working,
+        /// The response is held back on purpose, for as long as that may take.
+        Held,
+        /// The response is being sent.
+        Response,
+        /// The last response is sent; what the client still sends is discarded.
+        Lingering,
     };
     using Clock = std::chrono::steady_clock;
 
@@ -78,13 +89,17 @@ private:
     Clock::duration waitTime(Clock::time_point now) const { return now - waitingSince_; }
 
     std::shared_ptr<Clients> clients_;
-    std::size_t index_ = 0; // in clients_
+    /// Its place in Clients::clients_.
+    std::size_t index_ = 0;
     Phase phase_ = Phase::Idle;
     bool hasExpired_ = false;
     bool isDisconnected_ = false;
-    Clock::time_point since_;        // when the phase began
-    Clock::time_point lastTransfer_; // when bytes were received or sent
-    Clock::time_point waitingSince_; // moves on with every byte; the server has waited since then
+    /// When the phase began.
+    Clock::time_point since_;
+    /// When bytes were received or sent last.
+    Clock::time_point lastTransfer_;
+    /// Since when the server has waited for it; moves on with every byte.
+    Clock::time_point waitingSince_;
     std::size_t memory_ = 0;
 };
 

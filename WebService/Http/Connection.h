@@ -23,13 +23,14 @@ struct ServerContext {
           clients(limits), groups(served), turns(loop) {}
 
     Application& application;
-    std::shared_ptr<const TlsIdentity> identity; // null for plain HTTP
+    /// Null for plain HTTP.
+    std::shared_ptr<const TlsIdentity> identity;
     std::shared_ptr<Timers> timers;
     Clients clients;
     RequestGroups groups;
     TransferTurns turns;
-    std::vector<char> piece =
-        std::vector<char>(65536); // a buffer; its content is not kept from one turn of the loop to the next
+    /// A buffer; its content is not kept from one turn of the loop to the next.
+    std::vector<char> piece = std::vector<char>(65536);
 };
 
 /// Serves one client's connection until it ends: reads requests and sends the responses, one after the other. Every

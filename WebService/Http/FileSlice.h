@@ -18,7 +18,8 @@ struct FileSlice {
     std::uint64_t offset = 0;
     std::uint64_t length = 0;
     FileIdentity identity;
-    std::optional<std::uint64_t> corruptOffset = std::nullopt; // of the byte in the file whose lowest bit is flipped
+    /// Of the byte in the file whose lowest bit is flipped.
+    std::optional<std::uint64_t> corruptOffset = std::nullopt;
 
     /// Reads its first bytes into the buffer, as many as fit; empty where the file cannot be read or has changed.
     std::string_view read(std::vector<char>& buffer) const;

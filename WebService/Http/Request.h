@@ -13,8 +13,10 @@ struct Request {
     std::string method;
     std::string target;
     std::vector<std::pair<std::string, std::string>> headers;
-    std::string ownAddress = {}; // the local address of the connection, as a number
-    bool isSecure = false;       // received over TLS
+    /// The local address of the connection, as a number.
+    std::string ownAddress = {};
+    /// Whether it was received over TLS.
+    bool isSecure = false;
 
     /// The first field of the name, in any case.
     std::optional<std::string_view> header(std::string_view name) const;

@@ -27,7 +27,8 @@ public:
 
     std::string method = "-";
     std::string path = "-";
-    std::unique_ptr<RequestRecorder> recorder; // null where nothing is noted
+    /// Null where nothing is noted.
+    std::unique_ptr<RequestRecorder> recorder;
 
 private:
     const ClientSocket& client_;

@@ -20,8 +20,10 @@ public:
     virtual std::uint64_t sent() const = 0;
     virtual std::chrono::duration<double, std::milli> time() const = 0;
 
-    int status = 0;          // of the response; 0 before there is one
-    bool isComplete = false; // the whole response was sent
+    /// Of the response; 0 before there is one.
+    int status = 0;
+    /// Whether the whole response was sent.
+    bool isComplete = false;
 };
 
 /// What an application notes about a request while it is served. Destroyed without ended() when the server ends.

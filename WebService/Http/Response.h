@@ -20,10 +20,14 @@ struct Response {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
-    std::optional<FileSlice> file;                              // instead of `body`
-    std::shared_ptr<EventSource> events = nullptr;              // instead of both: the end of the connection ends it
-    std::shared_ptr<const Transmission> transmission = nullptr; // where it is not sent in the usual way
-    std::optional<std::size_t> fault = std::nullopt;            // the place of the fault that was applied to it
+    /// A part of a file, instead of `body`.
+    std::optional<FileSlice> file;
+    /// Instead of both: the end of the connection ends it.
+    std::shared_ptr<EventSource> events = nullptr;
+    /// Null where it is sent in the usual way.
+    std::shared_ptr<const Transmission> transmission = nullptr;
+    /// The place of the fault that was applied to it.
+    std::optional<std::size_t> fault = std::nullopt;
 
     std::uint64_t length() const { return file ? file->length : body.size(); }
 };

@@ -23,14 +23,18 @@ class TlsSession {
 public:
     enum class State {
         Done,
-        NeedsInput,  // the socket must become readable
-        NeedsOutput, // the socket must become writable
-        Ended,       // the client has closed the connection in order
+        /// The socket must become readable.
+        NeedsInput,
+        /// The socket must become writable.
+        NeedsOutput,
+        /// The client has closed the connection in order.
+        Ended,
         Failed,
     };
     struct Result {
         State state = State::Failed;
-        std::size_t count = 0; // of bytes that were received or sent; more than none only with Done
+        /// How many bytes were received or sent; more than none only with Done.
+        std::size_t count = 0;
     };
 
     Result handshake();

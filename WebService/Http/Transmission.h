@@ -17,9 +17,11 @@ struct Transmission {
     /// How a connection ends early.
     enum class End { Reset, Close, Stall };
     struct Cut {
-        std::uint64_t afterBytes = 0; // or after the whole response, where that is shorter
+        /// After how many bytes; after the whole response where that is shorter.
+        std::uint64_t afterBytes = 0;
         End end = End::Close;
-        Duration stall{0}; // how long the connection stays open after the last byte
+        /// How long the connection stays open after the last byte.
+        Duration stall{0};
     };
     /// Header fields, those that frame the body included: what is removed or set is taken out, and what is set is added
     /// at the end.

@@ -17,7 +17,8 @@ struct User {
     std::int64_t id = 0;
     std::string mail;
     std::string passwordHash;
-    std::string code; // proves, in a mail, that the address is the user's
+    /// Proves, in a mail, that the address is the user's.
+    std::string code;
     bool isActivated = false;
 };
 
@@ -25,7 +26,8 @@ struct Computer {
     std::int64_t id = 0;
     std::int64_t user = 0;
     std::string quenmarkPath;
-    bool isCloud = false; // not a machine, but the user's account in this service
+    /// Whether it is not a machine, but the user's account in this service.
+    bool isCloud = false;
     std::optional<std::string> version;
 };
 

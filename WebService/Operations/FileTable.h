@@ -28,7 +28,8 @@ struct KnownFile {
     std::int64_t id = 0;
     std::int64_t computer = 0;
     std::string fullPath;
-    std::optional<std::string> name; // within the Quenmark folder; none when it cannot be expressed
+    /// Within the Quenmark folder; none when it cannot be expressed.
+    std::optional<std::string> name;
     bool isFile = true;
     bool isPresent = true;
 };

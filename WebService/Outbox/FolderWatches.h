@@ -48,8 +48,10 @@ private:
     const OutboxTree& tree_;
     Descriptor inotify_;
     std::vector<char> buffer_ = std::vector<char>(65536);
-    std::unordered_map<int, std::string> paths_; // by watch
-    std::map<std::string, int> watches_;         // by path
+    /// By watch.
+    std::unordered_map<int, std::string> paths_;
+    /// By path.
+    std::map<std::string, int> watches_;
 };
 
 } // namespace webservice

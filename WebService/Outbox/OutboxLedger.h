@@ -16,7 +16,8 @@ namespace webservice {
 struct Upload {
     std::int64_t id = 0;
     std::string computer;
-    std::string name; // wire name, "\Docs\a.txt"
+    /// Its wire name, "\Docs\a.txt".
+    std::string name;
     bool isFile = false;
     bool pending = false;
     bool tainted = false;

@@ -67,7 +67,8 @@ private:
     const OutboxTree& tree_;
     OutboxLedger& ledger_;
     std::unordered_map<std::string, Pending> pending_;
-    std::unordered_set<std::string> modified_; // written to and not closed yet
+    /// Files that have been written to and not closed yet.
+    std::unordered_set<std::string> modified_;
     std::unordered_set<std::string> logged_;
 };
 

@@ -18,7 +18,8 @@ public:
     struct Entry {
         std::string path;
         bool isFolder = false;
-        std::int64_t changed = 0; // its status's last change, nanoseconds: the order of arrival
+        /// The last change of its status, in nanoseconds: the order of arrival.
+        std::int64_t changed = 0;
     };
 
     OutboxScan(const OutboxTree& tree, FolderWatches& watches, OutboxRecorder& recorder)

@@ -69,9 +69,11 @@ private:
     Database& db_;
     FolderWatches watches_;
     OutboxRecorder recorder_;
-    std::optional<Job<>> job_; // in progress, while there is more to process
+    /// In progress, while there is more to process.
+    std::optional<Job<>> job_;
     bool needsRescan_ = false;
-    std::optional<std::uint64_t> recordedAt_; // the commits of the database before that of the last slice
+    /// The commits of the database before that of the last slice.
+    std::optional<std::uint64_t> recordedAt_;
     bool recordsAreUndone_ = false;
     std::optional<Clock::time_point> recheckTime_;
     bool lacksWatches_ = false;

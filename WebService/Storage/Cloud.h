@@ -17,7 +17,8 @@ struct CloudFile {
     std::string fullPath;
     std::optional<std::string> name;
     std::int64_t size = 0;
-    std::string request; // the "FileRequestID" that it was sent for
+    /// The "FileRequestID" that it was sent for.
+    std::string request;
     std::optional<std::string> transitPath;
 };
 
@@ -57,7 +58,8 @@ private:
 
     Database& db_;
     std::string directory_;
-    std::vector<std::int64_t> removed_; // whose files may still be there
+    /// Contents that were removed, and whose files may still be there.
+    std::vector<std::int64_t> removed_;
 };
 
 } // namespace webservice

@@ -150,8 +150,10 @@ private:
     RollbackObserver rollbackObserver_;
     std::uint64_t commits_ = 0;
     std::chrono::milliseconds busyTimeout_;
-    std::chrono::steady_clock::time_point lockedUntil_;       // at the least: it was found locked just before
-    std::unordered_map<const char*, sqlite3_stmt*> prepared_; // by the address of the literal
+    /// Until when it counts as locked at the least: it was found locked just before.
+    std::chrono::steady_clock::time_point lockedUntil_;
+    /// By the address of the literal.
+    std::unordered_map<const char*, sqlite3_stmt*> prepared_;
 };
 
 /// A transaction, rolled back unless commit() was reached. One inside another one joins it. The outermost one acquires
