@@ -35,7 +35,7 @@ void notify(const std::string& assignments) {
     // An abstract name (unix(7)) is written with "@" in the place of its first byte.
     if (name.front() == '@')
         address.sun_path[0] = '\0';
-    // Kept, so that signs of life go out also where the process has no free descriptor.
+    // Kept open, so that notifications can be sent when the process is out of descriptors.
     static FileDescriptor socket;
     if (!socket)
         socket.reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));

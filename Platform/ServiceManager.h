@@ -2,7 +2,7 @@
 
 #include <string>
 
-/// The program that has started this one and wants to know how it does (sd_notify(3)).
+/// The service manager's notification socket (sd_notify(3)).
 namespace Platform::ServiceManager {
 
 /// Whether there is one: $NOTIFY_SOCKET is set.

@@ -36,14 +36,14 @@ bool outputTakesColours() {
 }
 
 Size outputSize() {
-    struct winsize told {};
+    struct winsize window {};
     Size size;
-    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &told) != 0)
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) != 0)
         return size;
-    if (told.ws_row > 0)
-        size.rows = told.ws_row;
-    if (told.ws_col > 0)
-        size.columns = told.ws_col;
+    if (window.ws_row > 0)
+        size.rows = window.ws_row;
+    if (window.ws_col > 0)
+        size.columns = window.ws_col;
     return size;
 }
 

@@ -47,7 +47,7 @@ struct Outcome {
     std::size_t messages = 0;
     bool isUp = false;
     std::vector<int> links;
-    std::vector<Routes::Way> ways;
+    std::vector<Routes::RouteKind> kinds;
 
     bool operator==(const Outcome&) const = default;
 };
@@ -65,7 +65,7 @@ Outcome readReply(const std::vector<Bytes>& datagrams, bool isDump) {
         ++outcome.messages;
         outcome.isUp = RouteMessages::isLinkUp(type, payload);
         RouteMessages::addLinksOfDefaultRoute(type, payload, outcome.links);
-        outcome.ways.push_back(RouteMessages::wayOf(type, payload));
+        outcome.kinds.push_back(RouteMessages::routeKindOf(type, payload));
     });
     std::size_t bytes = 0;
     for (const Bytes datagram : datagrams) {

@@ -18,7 +18,7 @@ namespace Platform::Files {
 
 namespace {
 
-constexpr std::size_t mostAtOnce = std::size_t{1} << 30;
+constexpr std::size_t maxChunk = std::size_t{1} << 30;
 
 /// Gives a copy its original's mode, without the bits that lend the owner's rights, and its times.
 bool keepAttributes(int copy, const struct stat& original) {
@@ -30,10 +30,10 @@ bool copyBytes(int from, int to) {
     // Shares or moves the bytes inside the file system where that can be done, and stops where it cannot.
     ssize_t copied = 1;
     while (copied > 0)
-        copied = ::copy_file_range(from, nullptr, to, nullptr, mostAtOnce, 0);
+        copied = ::copy_file_range(from, nullptr, to, nullptr, maxChunk, 0);
     // Goes on from there; after a complete copy this meets the end at once.
     do
-        copied = ::sendfile(to, from, nullptr, mostAtOnce);
+        copied = ::sendfile(to, from, nullptr, maxChunk);
     while (copied > 0 || (copied < 0 && errno == EINTR));
     return copied == 0;
 }
@@ -111,8 +111,8 @@ struct Place {
     std::string name;
 };
 
-/// Renames to a path where nothing is yet, on a file system that has no step of its own for that: by a second link
-/// for what can have one, else by looking first.
+/// Renames without replacing on file systems without RENAME_NOREPLACE: by linkat(2) and unlinkat(2), or, for what
+/// cannot be linked, after a check that is not atomic.
 int renameWhereAbsent(const Place& from, const std::string& to) {
     if (::linkat(from.folder, Posix::named(from.name), AT_FDCWD, Posix::named(to), 0) == 0)
         return ::unlinkat(from.folder, Posix::named(from.name), 0);

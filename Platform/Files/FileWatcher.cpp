@@ -58,14 +58,14 @@ public:
     }
 
 private:
-    /// What is in a folder, and where the events end that were waiting when it was looked at.
+    /// The entries of a folder, and the position in the event stream up to which they may have pending events.
     struct Listing {
         std::vector<std::string> names;
         std::uint64_t position = 0;
     };
 
     /// Watches the tree, or, where the folder is not there, the nearest folder above it.
-    void attach(bool tell) {
+    void attach(bool report) {
         while (true) {
             const std::string nearest = nearestFolder();
             const bool isRoot = nearest == root_;
@@ -76,12 +76,12 @@ private:
             }
             attached_ = isRoot;
             if (isRoot)
-                return takeContents(root_, list(root_), tell);
+                return takeContents(root_, list(root_), report);
             // What was made before the watch was set has caused no event.
             if (nearestFolder() == nearest)
                 return;
             detach();
-            tell = true;
+            report = true;
         }
     }
 
@@ -108,16 +108,16 @@ private:
         return true;
     }
 
-    /// Takes the folders among what is in a watched folder; with `tell`, all of it is reported as arrived.
-    void takeContents(const std::string& folder, const Listing& found, bool tell) {
+    /// Watches the subfolders of a watched folder; with `report`, reports every entry but hidden files as arrived.
+    void takeContents(const std::string& folder, const Listing& found, bool report) {
         for (const auto& name : found.names) {
             const std::string path = Files::appendingPathComponent(folder, name);
             const bool isDirectory = isRealDirectory(path);
-            const bool counts = tell && (isDirectory || !isHidden(path));
+            const bool counts = report && (isDirectory || !isHidden(path));
             if (counts && found.position > position_)
                 alreadyFound_[path] = lastFound_ = found.position;
             if (isDirectory)
-                takeFolder(path, tell);
+                takeFolder(path, report);
             else if (counts)
                 handler_({FileEvent::Kind::Arrived, path, false});
         }
@@ -125,15 +125,15 @@ private:
 
     /// Watches a folder with those in it. It is listed before it is reported: what an observer makes in it after
     /// the report comes later, by an event of its own.
-    void takeFolder(const std::string& path, bool tell) {
+    void takeFolder(const std::string& path, bool report) {
         const bool isWatched = addWatch(path, eventsOfTree | IN_DONT_FOLLOW);
         const bool isMissed = !isWatched && errno != ENOENT && errno != ENOTDIR;
         const Listing found = isWatched ? list(path) : Listing();
-        if (tell)
+        if (report)
             handler_({FileEvent::Kind::Arrived, path, true});
         if (isMissed)
             handler_({FileEvent::Kind::Missed, path, true});
-        takeContents(path, found, tell);
+        takeContents(path, found, report);
     }
 
     Listing list(const std::string& folder) const {
@@ -161,13 +161,13 @@ private:
             at += length;
             bytesAfterCurrent_ -= length;
             position_ += length;
-            take(event, event.len > 0 ? std::string(name, ::strnlen(name, event.len)) : std::string());
+            handleEvent(event, event.len > 0 ? std::string(name, ::strnlen(name, event.len)) : std::string());
             if (position_ >= lastFound_)
                 alreadyFound_.clear();
         }
     }
 
-    void take(const inotify_event& event, const std::string& name) {
+    void handleEvent(const inotify_event& event, const std::string& name) {
         if ((event.mask & IN_Q_OVERFLOW) != 0) {
             detach();
             attach(false);
@@ -236,9 +236,9 @@ private:
     bool attached_ = false;
     std::map<int, std::string> folders_;
     std::set<std::string> beingWritten_;
-    /// How far the events have been taken, in bytes.
+    /// How many bytes of events were processed.
     std::uint64_t position_ = 0;
-    /// Items that were found in a folder, for which an event may be waiting still, up to the position given here.
+    /// Items found by listing, with the position up to which events for them are duplicates.
     std::map<std::string, std::uint64_t> alreadyFound_;
     std::uint64_t lastFound_ = 0;
     std::size_t bytesAfterCurrent_ = 0;

@@ -103,8 +103,8 @@ FileDescriptor openToRead(const std::string& path) {
 
 /// Where the links at a path lead to in the end, whether anything is there or not; nil where they lead in a circle.
 std::optional<std::string> endOfLinks(std::string path) {
-    constexpr int mostLinks = 40; // As many as the kernel follows (path_resolution(7)).
-    for (int links = 0; links <= mostLinks; ++links) {
+    constexpr int maxLinks = 40; // As many as the kernel follows (path_resolution(7)).
+    for (int links = 0; links <= maxLinks; ++links) {
         std::array<char, PATH_MAX> target{};
         const auto length = ::readlink(Posix::named(path), target.data(), target.size());
         if (length < 0)

@@ -74,7 +74,7 @@ int HiddenCopy::make(int (*makeOne)(const char* path)) {
                 return number;
             continue;
         }
-        // Whoever took the lock in between has taken this copy for one that was given up, and removes it.
+        // A process that acquired the lock in between considers this copy abandoned and removes it.
         const bool locked = ::flock(made.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
         if (locked && isStillAt(made.get())) {
             item_ = std::move(made);

@@ -6,9 +6,9 @@
 
 namespace Platform::Files {
 
-/// Where a copy is made that cannot be made without a name: a hidden one beside its path, the same at every attempt.
-/// Who makes the copy holds a lock on it (flock(2)), which ends with the process; a copy without a lock was given up by
-/// a process that was killed. Removes the copy at its end unless it is kept.
+/// A copy in progress under a hidden name beside its target: for folders, for files that replace another, and for file
+/// systems without O_TMPFILE. The name is the same at every attempt. Its creator holds a lock on it (flock(2)); an
+/// unlocked copy was abandoned by a killed process. Removes the copy at its end unless it is kept.
 class HiddenCopy {
 public:
     explicit HiddenCopy(const std::string& path);
@@ -16,8 +16,8 @@ public:
     HiddenCopy& operator=(const HiddenCopy&) = delete;
     ~HiddenCopy();
 
-    /// Makes an empty file (mode 0600) or folder (0700), in the place of a copy that was given up. Gives 0 or a number
-    /// of errno(3); EBUSY where another process is at work on the same copy, or where the file system has no locks and
+    /// Makes an empty file (mode 0600) or folder (0700), replacing an abandoned copy. Returns 0 or a number of
+    /// errno(3); EBUSY where another process is at work on the same copy, or where the file system has no locks and
     /// nobody can know.
     int makeFile();
     int makeFolder();

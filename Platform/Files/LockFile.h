@@ -15,12 +15,13 @@ struct stat;
 
 namespace Platform {
 
-/// A file of a private area by which the processes of a user exclude one another, key by key, and notice what the
-/// others count. A lock is one of an open file description on the byte that stands for the key (fcntl(2), F_OFD_SETLK),
-/// so that it ends with the process, and excludes others in the same process too. A count is one byte more.
+/// A file in a private area with two functions: per-key locks between the processes of a user, and a counter that tells
+/// each process whether others have incremented it. A lock is an open file description lock on one byte (fcntl(2),
+/// F_OFD_SETLK); it ends with its holder and also excludes within one process. Incrementing the counter appends one
+/// byte.
 class LockFile {
 public:
-    /// How often other processes have counted, and in which file; nothing where there is no file.
+    /// The increments of other processes, and the file they are in; zero without a file.
     struct Others {
         std::pair<dev_t, ino_t> file{};
         std::int64_t count = 0;
@@ -34,18 +35,18 @@ public:
         Others others;
     };
 
-    /// Looks at the file, which need not be there.
+    /// Reads the counter; the file need not exist.
     Others others(const std::string& path) const;
     /// Locks a key; the file is made where it is missing. An error has the code EAGAIN where another one holds the
     /// lock; any other code means that there are no locks. Never waits.
     std::variant<Lock, Error> lock(const PrivateArea& area, const std::string& path, std::uint64_t key) const;
-    /// Counts for the others to notice.
+    /// Increments the counter.
     void count(const PrivateArea& area, const std::string& path);
 
 private:
     Others others(const struct ::stat& status) const;
 
-    /// How many bytes of which file are of this object.
+    /// This object's own increments, and the file they were appended to.
     std::pair<dev_t, ino_t> file_{};
     std::int64_t counted_ = 0;
 };

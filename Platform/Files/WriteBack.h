@@ -7,11 +7,10 @@
 
 namespace Platform {
 
-/// Lets the disk begin with a file's new bytes while the file grows, on the threads of the `Flusher`, so that flushing
-/// it at its end is short.
+/// Starts write-back of a growing file on the threads of the `Flusher`, so that the final flush is short.
 class WriteBack {
 public:
-    /// How many bytes come together before the disk begins with them.
+    /// The least number of bytes written between two starts of write-back.
     static constexpr std::uint64_t step = 8 << 20;
 
     /// Counts bytes that were written to a stream's file.
@@ -19,7 +18,7 @@ public:
 
 private:
     std::uint64_t waiting_ = 0;
-    /// Whether the disk is at work; a slow one is not asked for more.
+    /// Whether write-back is in progress; no second one is started.
     std::shared_ptr<bool> isRunning_ = std::make_shared<bool>(false);
 };
 

@@ -17,7 +17,7 @@
 
 namespace Platform::Ipc {
 
-/// What a bus holds of the library, and what it hears from it. The library calls the static functions from the loop.
+/// The sd-bus objects of a bus, and its callbacks: the static functions, which sd-bus calls from the loop.
 struct Bus::State {
     // D-Bus Specification, "Message Bus Messages" and "org.freedesktop.DBus.Properties".
     static constexpr const char* busName = "org.freedesktop.DBus";

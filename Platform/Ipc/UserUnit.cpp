@@ -28,13 +28,13 @@ struct BusError {
     ~BusError() { sd_bus_error_free(&error); }
 };
 
-/// Whether the error of a call says that nobody has the manager's name and nobody can be launched for it.
-bool saysNobody(std::string_view name) {
+/// Whether a call failed because the manager's name has no owner and cannot be activated.
+bool isManagerUnavailable(std::string_view name) {
     return name == ErrorName::serviceUnknown || name == ErrorName::nameHasNoOwner ||
            name.starts_with("org.freedesktop.DBus.Error.Spawn.");
 }
 
-/// The user's service manager, in conversation with this process.
+/// A blocking client of the user's service manager.
 class Manager {
 public:
     explicit Manager(Duration timeout)
@@ -64,7 +64,7 @@ public:
         const OwnedSlot watch(slot);
         if (result < 0)
             return failure(result);
-        // The manager sends its signals where somebody has asked for them.
+        // Without Subscribe() the manager emits no signals.
         if (auto failed = call("Subscribe", ""))
             return failed;
         OwnedMessage reply;
@@ -88,7 +88,7 @@ private:
         if (result >= 0)
             return std::nullopt;
         const std::string_view name = error.error.name == nullptr ? "" : error.error.name;
-        return UnitFailure{!saysNobody(name),
+        return UnitFailure{!isManagerUnavailable(name),
                            error.error.message == nullptr ? std::strerror(-result) : std::string(error.error.message)};
     }
 
@@ -122,7 +122,7 @@ private:
 
     std::uint64_t limit_;
     OwnedBus bus_;
-    /// How the jobs that have ended did, by their paths. The one that is waited for may end before its path is known.
+    /// Results of finished jobs by object path. The awaited job may finish before StartUnit() has returned its path.
     std::map<std::string, std::string> results_;
 };
 
@@ -132,7 +132,7 @@ std::optional<UnitFailure> enableUserUnit(const std::string& unit, Duration time
     Manager manager(timeout);
     if (auto failed = manager.open())
         return failed;
-    // For good, and in the place of no other unit of that name.
+    // runtime=false, force=false.
     if (auto failed = manager.call("EnableUnitFiles", "asbb", 1, unit.c_str(), 0, 0))
         return failed;
     if (auto failed = manager.call("Reload", ""))

@@ -10,7 +10,7 @@ namespace Platform {
 
 namespace {
 
-/// Tasks that run before descriptors are looked at again, so that a queue that feeds itself cannot starve them.
+/// How many tasks run before descriptors are polled again, so that a queue that keeps adding tasks cannot starve them.
 constexpr int tasksPerTurn = 256;
 
 std::atomic<RunLoop*> theLoop = nullptr;
@@ -87,14 +87,14 @@ RunLoop::RunLoop(Clock& clock) : RunLoop() {
 
 RunLoop::~RunLoop() {
     state_->ending = true;
-    // What is dropped may add more while it goes.
+    // Destructors of what is dropped may create attachments.
     while (!state_->attachments.empty() || !state_->ready.empty() || !state_->timers.empty()) {
         const auto attachments = std::exchange(state_->attachments, {});
         const auto timers = std::exchange(state_->timers, {});
-        // Whoever holds a timer still has it, but nothing of what it captured.
+        // Owners keep their timers; the captured state is released.
         for (const auto& [key, entry] : timers)
             retire(*entry);
-        // One by one: an empty queue in its place would take memory, of which there may be none.
+        // One by one: std::exchange would allocate, which may fail here.
         while (!state_->ready.empty()) {
             const auto item = std::move(state_->ready.front());
             state_->ready.pop_front();
@@ -252,7 +252,7 @@ void RunLoop::removeTimer(TimerEntry& entry) {
 bool RunLoop::runReadyTasks(StopRule stopRule) {
     state_->takeCrossThreadTasks(*this);
     state_->takeDueTimers();
-    state_->mostReady = std::max(state_->mostReady, state_->ready.size());
+    state_->peakReady = std::max(state_->peakReady, state_->ready.size());
     bool ran = false;
     for (int count = 0; count < tasksPerTurn && !state_->ready.empty(); ++count) {
         if (stopRule == StopRule::Heed && state_->status)

@@ -88,7 +88,7 @@ void RunLoop::State::takeDueTimers() {
 
 void RunLoop::State::releaseReady() {
     constexpr std::size_t many = 4096;
-    if (ready.empty() && std::exchange(mostReady, 0) > many)
+    if (ready.empty() && std::exchange(peakReady, 0) > many)
         std::deque<Ready>().swap(ready);
 }
 

@@ -75,7 +75,7 @@ struct RunLoop::State {
 
     std::deque<Ready> ready;
     /// How many were ready at once since `releaseReady` last gave memory back.
-    std::size_t mostReady = 0;
+    std::size_t peakReady = 0;
     std::map<TimerEntry::Key, std::shared_ptr<TimerEntry>> timers;
     std::uint64_t timersMade = 0;
     std::optional<Queue> current;
@@ -111,8 +111,8 @@ struct RunLoop::State {
     void armTimer();
 };
 
-/// Marks that the loop is at work, so that what is added needs no wake-up. Turns may be nested in tasks; the outermost
-/// one leaves the descriptor telling of what is left to do.
+/// Marks the loop as running, so that new tasks need no wake-up. Turns may be nested; the end of the outermost one
+/// makes the loop's descriptor readable if tasks are left or the next deadline has changed.
 class RunLoop::Turn {
 public:
     explicit Turn(State& state) : state_(state), outermost_(!std::exchange(state.running, true)) { state.beginTurn(); }

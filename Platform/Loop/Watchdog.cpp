@@ -14,7 +14,7 @@ Watchdog::Watchdog(const RunLoop& loop) {
     if (sd_watchdog_enabled(0, &interval) <= 0)
         return;
     period_ = interval / 2;
-    // Half a period late is early enough, and lets the wake-up meet others.
+    // An accuracy of half a period is sufficient and lets sd-event coalesce wake-ups.
     checked(
         sd_event_add_time_relative(loop.event(), &timer_, CLOCK_MONOTONIC, period_, period_ / 2, &Watchdog::due, this),
         "sd_event_add_time_relative");

@@ -8,9 +8,9 @@ namespace Platform {
 
 class RunLoop;
 
-/// Tells the service manager twice in each interval that the loop runs, while it lives (sd_notify(3), "WATCHDOG=1"); a
-/// service manager that hears nothing for an interval restarts the service (systemd.service(5), "WatchdogSec="). Does
-/// nothing where none watches this process (sd_watchdog_enabled(3)). It goes by real time, whatever the loop's clock.
+/// Sends "WATCHDOG=1" (sd_notify(3)) to the service manager twice per watchdog interval while the loop runs; without it
+/// the service manager restarts the service (systemd.service(5), "WatchdogSec="). Does nothing if no watchdog is
+/// enabled (sd_watchdog_enabled(3)). Uses real time, whatever the loop's clock.
 class Watchdog {
 public:
     /// To be made and destroyed on the loop's thread. Throws std::system_error where there is no timer for it.

@@ -40,12 +40,12 @@ class KnownInternetFlags {
 public:
     explicit KnownInternetFlags(RunLoop&) {}
 
-    /// One look serves a whole turn of the loop, in which an idle pass asks twice.
+    /// Checks for changes once per turn of the loop; an idle pass calls this twice.
     Flags now(bool loopbackCounts) {
         const auto turn = RunLoop::currentTurn();
-        if (turn && turn == turnOfLook_ && loopbackCounts == loopbackCounts_)
+        if (turn && turn == lastCheckedTurn_ && loopbackCounts == loopbackCounts_)
             return flags_;
-        turnOfLook_ = turn;
+        lastCheckedTurn_ = turn;
         if (changes_.descriptor() < 0 || changes_.takeChanges() || loopbackCounts != loopbackCounts_)
             flags_.reset();
         loopbackCounts_ = loopbackCounts;
@@ -56,7 +56,7 @@ public:
 
 private:
     Netlink::ChangeSocket changes_;
-    std::optional<std::uint64_t> turnOfLook_;
+    std::optional<std::uint64_t> lastCheckedTurn_;
     bool loopbackCounts_ = false;
     Flags flags_;
 };
@@ -76,21 +76,21 @@ bool isZeroAddress(const sockaddr& address) {
 Flags flagsOfAddress(const sockaddr& address, const SettingsSource& settings) {
     if (isZeroAddress(address))
         return internetFlags(settings);
-    const auto way = Routes::wayTo(address);
-    if (!way)
+    const auto kind = Routes::lookUpRoute(address);
+    if (!kind)
         return std::nullopt;
-    switch (*way) {
-    case Routes::Way::Direct:
+    switch (*kind) {
+    case Routes::RouteKind::Direct:
         return NetworkFlag::Reachable | NetworkFlag::IsDirect;
-    case Routes::Way::ThroughGateway:
+    case Routes::RouteKind::ThroughGateway:
         return NetworkFlag::Reachable;
-    case Routes::Way::None:
+    case Routes::RouteKind::None:
         break;
     }
     return 0;
 }
 
-/// The flags of the first of the name's addresses that there is a way to.
+/// The flags of the first address of the name that has a route.
 Flags flagsOfName(const std::string& host, const SettingsSource& settings) {
     addrinfo wanted{};
     wanted.ai_socktype = SOCK_STREAM;

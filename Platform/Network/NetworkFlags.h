@@ -30,7 +30,7 @@ struct NetworkSource {
     std::function<std::optional<std::uint32_t>()> flags = {};
 };
 
-/// Tells by which flags an address or a host can be reached now, from the kernel's links and routes (rtnetlink(7)).
+/// The reachability flags of an address or a host, from the kernel's links and routes (rtnetlink(7)).
 /// - The zero address 0.0.0.0: Reachable when an IPv4 or IPv6 default route leads out of a link that is up and has
 ///   carrier (IFF_UP, IFF_RUNNING, IFF_LOWER_UP; netdevice(7)). Where the deployment's service host is a loopback one,
 ///   the loopback link being up counts too (Reachable, IsDirect).
@@ -50,14 +50,13 @@ public:
 
     virtual ~NetworkTarget() = default;
 
-    /// The flags as they are now, every change heeded; those of the zero address as they were at the first look in the
-    /// same turn of the loop. Nil when the kernel cannot be asked. A name that cannot be
-    /// resolved has no flags (0).
+    /// The current flags; those of the zero address are read once per turn of the loop. Nil if the kernel cannot be
+    /// queried; 0 for a name that cannot be resolved.
     virtual std::optional<std::uint32_t> flags() const = 0;
 
     /// Calls `callback` with the flags on the main queue whenever links, addresses or routes have changed and the
     /// flags are different from those last seen, until it is replaced by an empty function or the target ends. False
-    /// when the kernel's changes cannot be followed.
+    /// if the kernel's notifications cannot be received.
     virtual bool setCallback(std::function<void(std::uint32_t)> callback) = 0;
 };
 

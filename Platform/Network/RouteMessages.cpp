@@ -6,7 +6,7 @@
 namespace Platform::RouteMessages {
 
 using Netlink::Bytes;
-using Routes::Way;
+using Routes::RouteKind;
 
 namespace {
 
@@ -41,17 +41,17 @@ void addLinksOfDefaultRoute(std::uint16_t type, Bytes payload, std::vector<int>&
     });
 }
 
-Way wayOf(std::uint16_t type, Bytes payload) {
+RouteKind routeKindOf(std::uint16_t type, Bytes payload) {
     const auto route = Netlink::leading<rtmsg>(payload);
     if (type != RTM_NEWROUTE || !route || route->rtm_type == RTN_UNREACHABLE || route->rtm_type == RTN_BLACKHOLE ||
         route->rtm_type == RTN_PROHIBIT || route->rtm_type == RTN_THROW)
-        return Way::None;
-    Way way = Way::Direct;
+        return RouteKind::None;
+    RouteKind kind = RouteKind::Direct;
     Netlink::forEachAttribute(Netlink::after(payload, sizeof *route), [&](std::uint16_t attribute, Bytes) {
         if (attribute == RTA_GATEWAY || attribute == RTA_VIA)
-            way = Way::ThroughGateway;
+            kind = RouteKind::ThroughGateway;
     });
-    return way;
+    return kind;
 }
 
 } // namespace Platform::RouteMessages

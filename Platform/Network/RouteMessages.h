@@ -17,6 +17,6 @@ bool isLinkUp(std::uint16_t type, Netlink::Bytes payload);
 void addLinksOfDefaultRoute(std::uint16_t type, Netlink::Bytes payload, std::vector<int>& links);
 
 /// How a route leads to its destination.
-Routes::Way wayOf(std::uint16_t type, Netlink::Bytes payload);
+Routes::RouteKind routeKindOf(std::uint16_t type, Netlink::Bytes payload);
 
 } // namespace Platform::RouteMessages

@@ -121,15 +121,16 @@ std::optional<bool> loopbackIsUp() {
     return linkIsUp(socket, loopbackLink);
 }
 
-std::optional<Way> wayTo(const sockaddr& address) {
+std::optional<RouteKind> lookUpRoute(const sockaddr& address) {
     Netlink::Socket socket;
     Netlink::Request request = lookUp(address);
-    Way way = Way::None;
+    RouteKind kind = RouteKind::None;
     bool interrupted = false;
     const int error = socket.exchange(
-        request, [&](std::uint16_t type, Bytes payload) { way = RouteMessages::wayOf(type, payload); }, interrupted);
+        request, [&](std::uint16_t type, Bytes payload) { kind = RouteMessages::routeKindOf(type, payload); },
+        interrupted);
     if (error == 0 || meansNoRoute(error))
-        return error == 0 ? way : Way::None;
+        return error == 0 ? kind : RouteKind::None;
     return std::nullopt;
 }
 

@@ -16,9 +16,9 @@ std::optional<bool> defaultRouteIsUsable();
 std::optional<bool> loopbackIsUp();
 
 /// How a route leads to an address.
-enum class Way { None, Direct, ThroughGateway };
+enum class RouteKind { None, Direct, ThroughGateway };
 
 /// Looks up the route to an IPv4 or IPv6 address; unreachable, blackhole and prohibited routes are no route.
-std::optional<Way> wayTo(const sockaddr& address);
+std::optional<RouteKind> lookUpRoute(const sockaddr& address);
 
 } // namespace Platform::Routes

@@ -38,7 +38,7 @@ bool isHost(std::string_view text) {
 }
 
 /// What is wrong with a member: what it should be, what follows for the service, and what it is.
-struct Complaint {
+struct Problem {
     std::string what;
     std::string consequence;
     std::string value;
@@ -47,16 +47,16 @@ struct Complaint {
 /// What is read from a file, and what is wrong with it.
 struct Reading {
     DeploymentSettings settings;
-    /// How many files were looked at: what the others hold does not matter.
+    /// How many files were tried; the remaining ones have no effect.
     std::size_t files = 0;
-    std::vector<Complaint> complaints;
+    std::vector<Problem> problems;
 
     void refuse(const std::string& path, const char* key, const boost::json::value& value, const char* wanted) {
-        complain(path, key, value, wanted, " and counts as absent");
+        addProblem(path, key, value, wanted, " and counts as absent");
     }
-    void complain(const std::string& path, const char* key, const boost::json::value& value, const char* wanted,
-                  const char* consequence) {
-        complaints.push_back({path + ": \"" + key + "\" is not " + wanted, consequence, text(value)});
+    void addProblem(const std::string& path, const char* key, const boost::json::value& value, const char* wanted,
+                    const char* consequence) {
+        problems.push_back({path + ": \"" + key + "\" is not " + wanted, consequence, text(value)});
     }
 };
 
@@ -78,7 +78,7 @@ void takeServiceScheme(const boost::json::object& values, const std::string& pat
         reading.settings.serviceScheme = scheme;
     } else {
         reading.settings.serviceHost.clear();
-        reading.complain(path, "serviceScheme", *value, R"("http" or "https")", "; nothing is sent");
+        reading.addProblem(path, "serviceScheme", *value, R"("http" or "https")", "; nothing is sent");
     }
 }
 
@@ -90,7 +90,7 @@ void takeCertificateAuthorities(const boost::json::object& values, const std::st
         reading.settings.certificateAuthorities = std::string(value->get_string());
     } else {
         reading.settings.serviceHost.clear();
-        reading.complain(path, "certificateAuthorities", *value, "an absolute path", "; nothing is sent");
+        reading.addProblem(path, "certificateAuthorities", *value, "an absolute path", "; nothing is sent");
     }
 }
 
@@ -180,7 +180,7 @@ std::vector<Error> deploymentErrors() {
         Reading reading;
         takeAll(*values, path, reading);
         std::vector<Error> errors;
-        for (const auto& [what, consequence, value] : reading.complaints)
+        for (const auto& [what, consequence, value] : reading.problems)
             errors.push_back({Json::errorDomain, Json::errorCode, what + ": " + value});
         return errors;
     }
@@ -190,9 +190,9 @@ std::vector<Error> deploymentErrors() {
 DeploymentSettings DeploymentReader::current() {
     const std::lock_guard guard(lock_);
     const auto turn = RunLoop::currentTurn();
-    if (turn && turn == turnOfLook_)
+    if (turn && turn == lastCheckedTurn_)
         return settings_.value_or(DeploymentSettings{});
-    turnOfLook_ = turn;
+    lastCheckedTurn_ = turn;
     if (paths_.empty())
         paths_ = settingsFiles();
     if (!known_ || !known_->areSettled || haveFilesChanged())
@@ -229,9 +229,9 @@ void DeploymentReader::read() {
                                                   (consequence + failure->second.localizedDescription));
         return;
     }
-    auto [settings, files, complaints] = std::get<0>(std::move(result));
+    auto [settings, files, problems] = std::get<0>(std::move(result));
     std::vector<std::string> entries;
-    for (const auto& [what, consequence, value] : complaints)
+    for (const auto& [what, consequence, value] : problems)
         entries.push_back(what + consequence + ": " + value);
     if (isNew || entries != logged_) {
         for (const auto& entry : entries)

@@ -45,9 +45,9 @@ private:
     std::vector<std::string> paths_;
     /// The states of the files that were read last; nil before.
     std::optional<FileStates> known_;
-    /// The turn of the loop in which the files were looked at last. One look serves the whole turn, in which an idle
-    /// pass asks several times; a change is seen in the next.
-    std::optional<std::uint64_t> turnOfLook_;
+    /// The turn of the loop in which the files were last checked. They are checked once per turn; a later change is
+    /// detected in the next turn.
+    std::optional<std::uint64_t> lastCheckedTurn_;
     /// What was logged of values that are not usable.
     std::vector<std::string> logged_;
 };

@@ -24,7 +24,7 @@ struct DeploymentSettings {
     std::optional<std::string> certificateAuthorities = std::nullopt;
     /// The published release number.
     double appKitVersionNumber = 1343.0;
-    /// How the service treats failures: as the desktop application knows it, or for machines where nobody stands by.
+    /// How the service treats failures: as the desktop application expects, or for unattended machines.
     /// "compatible" or "managed" in the file; another value is logged and counts as absent.
     enum class Mode { Compatible, Managed };
     /// In force.

@@ -25,7 +25,7 @@ std::string folder() {
     return Files::appendingPathComponent(Environment::configHome(), Product::directoryName);
 }
 
-/// What was read of the domains' files, with their states before. Any thread may ask.
+/// A cache of the domains' files, validated by their states. Thread-safe.
 class KnownDomains {
 public:
     /// The domain as its file is now. The file is read where it may have changed since it was read last.

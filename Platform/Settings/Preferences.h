@@ -8,11 +8,11 @@
 #include <string>
 #include <string_view>
 
-/// The user's preferences: one JSON object for each domain, in a file `<domain>.json` of the product's folder under
-/// the user's configuration home (Environment.h). A file that cannot be read or is not a JSON object counts as
-/// absent, and that is logged once for each state of the file, with its path and the place of the error. Each request
-/// looks at the file and reads it where it may have changed. A domain name
-/// that is not a plain file name ("", ".", "..", or one with "/") names no domain.
+/// The user's preferences: one JSON object for each domain, in a file `<domain>.json` of the product's folder under the
+/// user's configuration home (Environment.h). A file that cannot be read or is not a JSON object counts as absent, and
+/// that is logged once for each state of the file, with its path and the place of the error. Each request checks the
+/// file and reads it if it may have changed. A domain name that is not a plain file name ("", ".", "..", or one with
+/// "/") names no domain.
 namespace Platform::Preferences {
 
 /// The file of a domain.

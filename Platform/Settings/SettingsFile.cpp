@@ -57,7 +57,7 @@ LoggedStates& loggedStates() {
     return states;
 }
 
-/// Waits until no other writer of the file is at work, and keeps the others out until the descriptor is closed.
+/// Acquires an exclusive lock against other writers, held until the descriptor is closed.
 FileDescriptor lockForWriting(const std::string& path) {
     const std::string name = "." + Files::lastPathComponent(path) + ".lock";
     const std::string lockPath = Files::appendingPathComponent(Files::deletingLastPathComponent(path), name);

@@ -268,7 +268,7 @@ public:
     ~ClientCall() {
         load_.delivery_ = Delivery::None;
         try {
-            goOn();
+            continueLoad();
         } catch (...) {
             load_.failOutOfMemory();
         }
@@ -287,7 +287,7 @@ public:
     }
 
 private:
-    void goOn() {
+    void continueLoad() {
         if (load_.transfer_ && !piece_.empty()) {
             // The memory is used again, unless the transfer has taken new memory meanwhile.
             piece_.clear();

@@ -101,7 +101,7 @@ std::uint64_t Transfer::bodySize() const {
 std::optional<Error> Transfer::abortError() const {
     switch (abortReason_) {
     case AbortReason::None:
-    case AbortReason::SpentConnection: // It is started again, on a new connection, which cannot be a spent one.
+    case AbortReason::StaleConnection: // Retried on a new connection, which cannot be stale.
         break;
     case AbortReason::MalformedHeaders:
         return UrlError::make(UrlError::BadServerResponse, "the headers are malformed or too long");
@@ -132,7 +132,7 @@ std::optional<Error> Transfer::errorOf(int result) const {
 }
 
 void Transfer::finish(int result) noexcept {
-    if (abortReason_ == AbortReason::SpentConnection && !needsNewConnection_ && startAgain())
+    if (abortReason_ == AbortReason::StaleConnection && !needsNewConnection_ && startAgain())
         return;
     try {
         finish(errorOf(result));

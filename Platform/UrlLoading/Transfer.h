@@ -112,8 +112,8 @@ private:
         CannotWatch,
         /// It was sent on a connection that then failed, and must not be sent again.
         SentBefore,
-        /// The connection holds bytes that nobody asked for, or is closed: nothing was sent.
-        SpentConnection,
+        /// The reused connection is closed or has unsolicited data; nothing was sent.
+        StaleConnection,
     };
 
     void enter(State next) noexcept;

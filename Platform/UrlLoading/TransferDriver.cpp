@@ -264,7 +264,7 @@ void TransferDriver::release(Transfer& transfer) noexcept {
     CurlEasyHandle easy = std::move(transfer.easy_);
     curl_multi_remove_handle(state_->multi.get(), easy.get());
     easy.reset();
-    state_->sockets.vacate(std::exchange(transfer.connection_, -1), transfer);
+    state_->sockets.markUnused(std::exchange(transfer.connection_, -1), transfer);
     releaseSlot(transfer);
 }
 

@@ -283,8 +283,9 @@ Transfer::AbortReason Transfer::checkConnection(std::string_view local, std::str
     if (connection_ < 0)
         return AbortReason::None; // A new one that the peer has reset again: sending finds that out.
     // What a new one holds was received after the request was begun, or belongs to the TLS handshake.
-    const bool used = sockets.occupy(connection_, *this);
-    return used && !TransportSockets::isSilent(connection_) ? AbortReason::SpentConnection : AbortReason::None;
+    const bool used = sockets.markInUse(connection_, *this);
+    return used && !TransportSockets::isConnectedAndIdle(connection_) ? AbortReason::StaleConnection
+                                                                      : AbortReason::None;
 }
 
 } // namespace Platform

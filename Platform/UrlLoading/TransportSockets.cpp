@@ -17,11 +17,11 @@ namespace {
 using EndOf = int (*)(int, sockaddr*, socklen_t*);
 
 /// The text of one end of a socket; "" where it has none.
-std::string endOf(int socket, EndOf ask) {
+std::string endOf(int socket, EndOf getName) {
     sockaddr_storage address{};
     socklen_t length = sizeof address;
     std::array<char, INET6_ADDRSTRLEN> text{};
-    if (ask(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+    if (getName(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0)
         return {};
     const auto* four = reinterpret_cast<const sockaddr_in*>(&address);
     const auto* six = reinterpret_cast<const sockaddr_in6*>(&address);
@@ -77,11 +77,10 @@ void TransportSockets::socketReady(int socket, std::uint32_t events) {
         return;
     if (Transfer* transfer = found->second.transfer)
         return ready_(socket, *transfer, events);
-    // While a response is paused, libcurl waits for nothing. Otherwise the server has closed an idle connection, or has
-    // sent bytes that nobody asked for: it learns at once that the connection is closed here, too, and libcurl finds
-    // out when it would use it.
+    // While a response is paused, libcurl waits for no event. Otherwise the server has closed an idle connection or
+    // sent unsolicited data: shut it down, and libcurl detects that before reuse.
     found->second.watch.reset();
-    if (found->second.occupant == nullptr)
+    if (found->second.user == nullptr)
         ::shutdown(socket, SHUT_RDWR);
 }
 
@@ -97,20 +96,20 @@ int TransportSockets::find(std::string_view local, std::string_view peer) {
     return -1;
 }
 
-bool TransportSockets::isSilent(int socket) {
+bool TransportSockets::isConnectedAndIdle(int socket) {
     char byte = 0;
     return ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
-bool TransportSockets::occupy(int socket, const Transfer& transfer) {
+bool TransportSockets::markInUse(int socket, const Transfer& transfer) {
     Entry& entry = entries_.at(socket);
-    entry.occupant = &transfer;
+    entry.user = &transfer;
     return std::exchange(entry.used, true);
 }
 
-void TransportSockets::vacate(int socket, const Transfer& transfer) noexcept {
-    if (const auto found = entries_.find(socket); found != entries_.end() && found->second.occupant == &transfer)
-        found->second.occupant = nullptr;
+void TransportSockets::markUnused(int socket, const Transfer& transfer) noexcept {
+    if (const auto found = entries_.find(socket); found != entries_.end() && found->second.user == &transfer)
+        found->second.user = nullptr;
 }
 
 } // namespace Platform

@@ -34,11 +34,11 @@ public:
     int find(std::string_view local, std::string_view peer);
     /// Whether a connection is open and holds no bytes, so that what is received next is the response to the next
     /// request.
-    static bool isSilent(int socket);
+    static bool isConnectedAndIdle(int socket);
     /// Marks that the connection carries a request, and returns whether it has carried one before.
-    bool occupy(int socket, const Transfer& transfer);
+    bool markInUse(int socket, const Transfer& transfer);
     /// The transfer does not use its connection any more, which may be closed, idle or already used by another.
-    void vacate(int socket, const Transfer& transfer) noexcept;
+    void markUnused(int socket, const Transfer& transfer) noexcept;
 
 private:
     struct Entry {
@@ -48,7 +48,7 @@ private:
         std::string local;
         std::string peer;
         bool used = false;
-        const Transfer* occupant = nullptr;
+        const Transfer* user = nullptr;
     };
 
     void socketReady(int socket, std::uint32_t events);

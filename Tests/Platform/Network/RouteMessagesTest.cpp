@@ -24,7 +24,7 @@ namespace {
 namespace Netlink = Platform::Netlink;
 namespace RouteMessages = Platform::RouteMessages;
 using Platform::HostAndPort;
-using RouteWay = Platform::Routes::Way;
+using Platform::Routes::RouteKind;
 using Octets = std::vector<std::byte>;
 using LinkNumbers = std::vector<int>;
 
@@ -111,20 +111,20 @@ TEST(ARouteMessage, NamesTheLinkOfEachHopUpToAWrongLength) {
     EXPECT_EQ(several(nextHop(3) + Octets(sizeof(rtnexthop) - 1)), LinkNumbers{3});
 }
 
-RouteWay wayOf(const rtmsg& message, const Octets& attributes = {}, std::uint16_t type = RTM_NEWROUTE) {
-    return RouteMessages::wayOf(type, octetsOf(message) + attributes);
+RouteKind routeKindOf(const rtmsg& message, const Octets& attributes = {}, std::uint16_t type = RTM_NEWROUTE) {
+    return RouteMessages::routeKindOf(type, octetsOf(message) + attributes);
 }
 
 TEST(ARouteMessage, TellsTheWayToAnAddress) {
-    EXPECT_EQ(wayOf(routeMessage()), RouteWay::Direct);
-    EXPECT_EQ(wayOf(routeMessage(RTN_LOCAL), attributeOf(RTA_OIF, octetsOf(1))), RouteWay::Direct);
-    EXPECT_EQ(wayOf(routeMessage(), attributeOf(RTA_GATEWAY, octetsOf(1))), RouteWay::ThroughGateway);
-    EXPECT_EQ(wayOf(routeMessage(), attributeOf(RTA_OIF, octetsOf(1)) + attributeOf(RTA_VIA, octetsOf(1))),
-              RouteWay::ThroughGateway);
+    EXPECT_EQ(routeKindOf(routeMessage()), RouteKind::Direct);
+    EXPECT_EQ(routeKindOf(routeMessage(RTN_LOCAL), attributeOf(RTA_OIF, octetsOf(1))), RouteKind::Direct);
+    EXPECT_EQ(routeKindOf(routeMessage(), attributeOf(RTA_GATEWAY, octetsOf(1))), RouteKind::ThroughGateway);
+    EXPECT_EQ(routeKindOf(routeMessage(), attributeOf(RTA_OIF, octetsOf(1)) + attributeOf(RTA_VIA, octetsOf(1))),
+              RouteKind::ThroughGateway);
     for (const std::uint8_t type : {RTN_UNREACHABLE, RTN_BLACKHOLE, RTN_PROHIBIT, RTN_THROW})
-        EXPECT_EQ(wayOf(routeMessage(type), attributeOf(RTA_GATEWAY, octetsOf(1))), RouteWay::None) << int{type};
-    EXPECT_EQ(wayOf(routeMessage(), {}, RTM_NEWLINK), RouteWay::None);
-    EXPECT_EQ(RouteMessages::wayOf(RTM_NEWROUTE, Octets(sizeof(rtmsg) - 1)), RouteWay::None);
+        EXPECT_EQ(routeKindOf(routeMessage(type), attributeOf(RTA_GATEWAY, octetsOf(1))), RouteKind::None) << int{type};
+    EXPECT_EQ(routeKindOf(routeMessage(), {}, RTM_NEWLINK), RouteKind::None);
+    EXPECT_EQ(RouteMessages::routeKindOf(RTM_NEWROUTE, Octets(sizeof(rtmsg) - 1)), RouteKind::None);
 }
 
 /// The descriptor that the next socket gets.

@@ -247,12 +247,12 @@ TEST_F(TheDeploymentSettings, NameTheModeThatTheServiceStartsIn) {
     EXPECT_EQ(read(R"({"mode": "compatible"})").mode, Mode::Compatible);
     EXPECT_EQ(read(R"({"mode": "managed"})").mode, Mode::Managed);
     EXPECT_EQ(log.entries(), Entries{});
-    const std::string complaint = homeFile() + R"(: "mode" is not "compatible" or "managed" and counts as absent: )";
+    const std::string problem = homeFile() + R"(: "mode" is not "compatible" or "managed" and counts as absent: )";
     for (const auto& [value, text] : {std::pair("\"Managed\"", "Managed"), std::pair("\"\"", ""),
                                       std::pair("true", "1"), std::pair("null", "<null>")}) {
         log.clear();
         EXPECT_EQ(read(R"({"mode": )" + std::string(value) + "}").mode, Mode::Compatible);
-        EXPECT_EQ(log.entries(), Entries{complaint + text});
+        EXPECT_EQ(log.entries(), Entries{problem + text});
     }
 }
 

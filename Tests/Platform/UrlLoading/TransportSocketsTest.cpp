@@ -143,17 +143,17 @@ TEST_F(TheTransportsSockets, AreSilentWhileTheyAreOpenAndHoldNoBytes) {
     listen(AF_INET);
     const int socket = sockets.open(AF_INET, SOCK_STREAM, 0);
     auto other = connect(socket);
-    EXPECT_TRUE(TransportSockets::isSilent(socket));
+    EXPECT_TRUE(TransportSockets::isConnectedAndIdle(socket));
     ASSERT_EQ(::send(other.get(), "x", 1, MSG_NOSIGNAL), 1);
-    EXPECT_FALSE(TransportSockets::isSilent(socket));
-    EXPECT_FALSE(TransportSockets::isSilent(socket)) << "the byte was taken";
+    EXPECT_FALSE(TransportSockets::isConnectedAndIdle(socket));
+    EXPECT_FALSE(TransportSockets::isConnectedAndIdle(socket)) << "the byte was taken";
     char byte = 0;
     ASSERT_EQ(::recv(socket, &byte, 1, MSG_DONTWAIT), 1);
-    EXPECT_TRUE(TransportSockets::isSilent(socket));
+    EXPECT_TRUE(TransportSockets::isConnectedAndIdle(socket));
     other.reset();
-    EXPECT_FALSE(TransportSockets::isSilent(socket));
+    EXPECT_FALSE(TransportSockets::isConnectedAndIdle(socket));
     sockets.close(socket);
-    EXPECT_FALSE(TransportSockets::isSilent(socket));
+    EXPECT_FALSE(TransportSockets::isConnectedAndIdle(socket));
 }
 
 TEST_F(TheTransportsSockets, CallTheTransferThatWaitsWithTheEventsThatItWaitsFor) {
@@ -175,15 +175,15 @@ TEST_F(TheTransportsSockets, ThatNobodyUsesAreShutDownAtTheFirstUnaskedByte) {
     listen(AF_INET);
     const int socket = sockets.open(AF_INET, SOCK_STREAM, 0);
     const auto other = connect(socket);
-    EXPECT_FALSE(sockets.occupy(socket, firstTransfer));
+    EXPECT_FALSE(sockets.markInUse(socket, firstTransfer));
     sockets.watch(socket, EPOLLIN, &firstTransfer);
     sockets.detach(socket);
-    sockets.vacate(socket, otherTransfer);
+    sockets.markUnused(socket, otherTransfer);
     ASSERT_EQ(::send(other.get(), "x", 1, MSG_NOSIGNAL), 1);
     settle();
     EXPECT_FALSE(isClosed(other)) << "a transfer that is paused still uses it";
-    EXPECT_TRUE(sockets.occupy(socket, firstTransfer));
-    sockets.vacate(socket, firstTransfer);
+    EXPECT_TRUE(sockets.markInUse(socket, firstTransfer));
+    sockets.markUnused(socket, firstTransfer);
     sockets.watch(socket, EPOLLIN, &firstTransfer);
     sockets.detach(socket);
     ASSERT_TRUE(loop.runUntil([&] { return isClosed(other); }));
@@ -193,9 +193,9 @@ TEST_F(TheTransportsSockets, ThatNobodyUsesAreShutDownAtTheFirstUnaskedByte) {
 
 TEST_F(TheTransportsSockets, MayBeUnknown) {
     sockets.detach(12345);
-    sockets.vacate(12345, firstTransfer);
+    sockets.markUnused(12345, firstTransfer);
     EXPECT_EQ(sockets.find("127.0.0.1 1", "127.0.0.1 2"), -1);
-    EXPECT_THROW(sockets.occupy(12345, firstTransfer), std::out_of_range);
+    EXPECT_THROW(sockets.markInUse(12345, firstTransfer), std::out_of_range);
 }
 
 } // namespace
