@@ -36,7 +36,7 @@ boost::json::object settingsIn(const std::string& path) {
 }
 
 std::variant<std::vector<std::string>, std::string> serviceLog() {
-    const auto read = Platform::Journal::lastEntries(serviceProgram, mostLogLines);
+    const auto read = Platform::Journal::lastEntries(serviceProgram, maxLogLines);
     if (const auto* error = std::get_if<Platform::Error>(&read))
         return error->code == ENOENT ? "this machine has no journal that this user can read"
                                      : error->localizedDescription;
@@ -74,8 +74,8 @@ ExitStatus makeBundle(const std::string& path) {
         const bool isFull = error->code == ENOSPC || error->code == EIO || error->code == EDQUOT;
         throw Failure(isFull ? ExitStatus::InputOutput : ExitStatus::CannotCreate, error->localizedDescription);
     }
-    complain(path + " is written (" + byteCount(archive.size()) + "); look into it before you send it: tar -xzf " +
-             path);
+    printMessage(path + " is written (" + byteCount(archive.size()) + "); look into it before you send it: tar -xzf " +
+                 path);
     return ExitStatus::Success;
 }
 

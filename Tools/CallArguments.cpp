@@ -73,7 +73,7 @@ boost::json::object bodyOfJson(const OperationDescription& operation, const boos
     for (const auto& [key, value] : *object) {
         // So that what --wire printed of a response can be the request that follows it.
         if (std::ranges::find(keys, std::string_view(key)) == keys.end()) {
-            complain("ignored: " + std::string(operation.name) + " has no key " + Platform::printable(key));
+            printMessage("ignored: " + std::string(operation.name) + " has no key " + Platform::printable(key));
             continue;
         }
         if (auto text = fieldText(key, value))

@@ -23,7 +23,7 @@ namespace {
 
 const Ipc::ServiceAddress serviceAddress{ServiceNames::service, ServiceNames::object};
 constexpr auto launchLimit = std::chrono::seconds(30);
-/// How often it is looked whether the service manager has failed to launch it, which the bus does not notice.
+/// Interval for checking whether the unit has failed, which the bus does not report.
 constexpr auto unitInterval = std::chrono::seconds(1);
 
 /// Starts an engine of the service by whichever of its two front ends it offers, where none runs.
@@ -49,8 +49,8 @@ private:
             return callEngine();
         // In managed mode a call makes the one engine poll at once.
         const bool asks = status->mode == "managed";
-        complain("an engine runs already (" + shown(running->state) +
-                 (asks ? "), and asks now" : "); --another starts one more"));
+        printMessage("an engine runs already (" + shown(running->state) +
+                     (asks ? "), and asks now" : "); --another starts one more"));
         if (asks)
             return callEngine();
         loop_.stop(static_cast<int>(ExitStatus::Success));
@@ -75,7 +75,7 @@ private:
     void callEngine() {
         limit_ = Platform::Queue::main().timer(launchLimit, [this] { finishLate(); });
         if (unitBus_.open())
-            look_ = Platform::Queue::main().timer(unitInterval, [this] { lookAtUnit(); });
+            unitTimer_ = Platform::Queue::main().timer(unitInterval, [this] { checkUnit(); });
         call_ = Ipc::callService(serviceAddress, ServiceNames::engineInterface, ServiceNames::engineMethod,
                                  std::nullopt, Platform::Duration::max(), [this](const Failed& failure) {
                                      if (failure && isUnknown(failure->name))
@@ -85,13 +85,13 @@ private:
     }
 
     /// A bus that fails ends the call as well.
-    static Ipc::BusCallbacks unheard() {
+    static Ipc::BusCallbacks ignoringFailures() {
         Ipc::BusCallbacks made;
         made.failed = [](const std::string&) {};
         return made;
     }
 
-    void lookAtUnit() {
+    void checkUnit() {
         readUnit(unitBus_, [this](const auto& unit, bool isAll) {
             if (!isAll || !unit)
                 return;
@@ -99,7 +99,7 @@ private:
             if (const auto problem = failureOf(*unit))
                 return finish(ExitStatus::Unavailable, "quenmark.service fails, since " + *problem +
                                                            "; see: systemctl --user status quenmark.service");
-            look_ = Platform::Queue::main().timer(unitInterval, [this] { lookAtUnit(); });
+            unitTimer_ = Platform::Queue::main().timer(unitInterval, [this] { checkUnit(); });
         });
     }
 
@@ -137,7 +137,7 @@ private:
     void finish(ExitStatus status, const std::string& text) {
         if (std::exchange(isFinished_, true))
             return;
-        complain("the service cannot be started: " + text);
+        printMessage("the service cannot be started: " + text);
         loop_.stop(static_cast<int>(status));
     }
 
@@ -146,9 +146,9 @@ private:
     bool isFinished_ = false;
     Platform::RunLoop loop_;
     Platform::Timer limit_;
-    Platform::Timer look_;
+    Platform::Timer unitTimer_;
     UnitFindings unit_;
-    Ipc::Bus unitBus_{unheard()};
+    Ipc::Bus unitBus_{ignoringFailures()};
     std::unique_ptr<Ipc::ServiceCall> call_;
     StatusClient client_;
 };

@@ -7,7 +7,7 @@
 namespace Tools {
 
 /// How many letters must be added, removed or replaced to make one text the other (Levenshtein distance), letter case
-/// left out of account.
+/// ignored.
 std::size_t editDistance(std::string_view one, std::string_view other);
 
 /// The name that is nearest to `name`; the first of several. "" where there are no names.

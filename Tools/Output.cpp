@@ -60,7 +60,7 @@ void printLine(std::string_view value) {
     print((StandardStreams::outputIsTerminal() ? Platform::printable(value) : std::string(value)) + "\n");
 }
 
-void complain(std::string_view line) {
+void printMessage(std::string_view line) {
     StandardStreams::writeError("quenmark: " + Platform::printable(line) + "\n");
 }
 

@@ -10,10 +10,10 @@ namespace Tools {
 
 /// Writes data to standard output. Throws Failure where that fails.
 void print(std::string_view bytes);
-/// Writes a line with a value from outside: exactly, or on a terminal so that the value steers nothing.
+/// Writes an external value as a line: unchanged, or with control characters escaped if standard output is a terminal.
 void printLine(std::string_view value);
 /// Writes a message to standard error.
-void complain(std::string_view line);
+void printMessage(std::string_view line);
 
 /// The value as JSON over several lines, with a line feed at the end. On a terminal control characters are escaped that
 /// JSON leaves as they are (RFC 8259, section 7: DEL, C1 and the line separators).

@@ -92,7 +92,7 @@ ExitStatus set(const PrefsArguments& arguments) {
     if (const auto error = Preferences::setObject(sharedDomain, arguments.key, boost::json::value(arguments.value)))
         throw settingsFailure(*error);
     if (arguments.key == quenmarkPathKey && !Sandbox::covers(arguments.value))
-        complain("quenmark.service may not write there; to let it, run: quenmark setup");
+        printMessage("quenmark.service may not write there; to let it, run: quenmark setup");
     return ExitStatus::Success;
 }
 

@@ -32,7 +32,7 @@ struct PushArguments {
 };
 
 void reportLeftOut(const std::string& problem) {
-    complain("left out: " + problem);
+    printMessage("left out: " + problem);
 }
 
 /// Queues one item after the other. Of a folder, what cannot be sent is reported and left out.

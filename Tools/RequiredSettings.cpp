@@ -80,7 +80,7 @@ void requireDeployment() {
     if (errors.empty())
         return;
     for (std::size_t index = 0; index + 1 < errors.size(); ++index)
-        complain(errors[index].localizedDescription);
+        printMessage(errors[index].localizedDescription);
     throw settingsFailure(errors.back());
 }
 
@@ -101,7 +101,7 @@ void requireSettings() {
     if (auto problem = folderProblem(preferenceText(known, quenmarkPathKey)))
         problems.push_back(*std::move(problem));
     for (const auto& problem : problems)
-        complain(problem);
+        printMessage(problem);
     if (!problems.empty())
         throw Failure(ExitStatus::Configuration, "");
 }

@@ -51,18 +51,18 @@ std::string screenOf(const StatusReading& reading) {
 }
 
 /// Shows the status once.
-class Look final : public StatusView {
+class OneShotView final : public StatusView {
 public:
-    explicit Look(bool asJson) : asJson_(asJson) {}
+    explicit OneShotView(bool asJson) : asJson_(asJson) {}
 
 private:
     void show() override {
         const auto& reading = readingNow();
-        // The rate of a download is the difference of two looks.
-        if (!asJson_ && !isSecondLook_ && isDownloading(reading.status)) {
+        // A download's rate needs two samples.
+        if (!asJson_ && !hasSecondSample_ && isDownloading(reading.status)) {
             if (!second_.isScheduled())
                 second_ = Platform::Queue::main().timer(interval, [this] {
-                    isSecondLook_ = true;
+                    hasSecondSample_ = true;
                     readAgain();
                 });
             return;
@@ -72,7 +72,7 @@ private:
     }
 
     const bool asJson_;
-    bool isSecondLook_ = false;
+    bool hasSecondSample_ = false;
     Platform::Timer second_;
 };
 
@@ -95,7 +95,7 @@ private:
 
     void draw() {
         screen_.draw(screenOf(readingNow()));
-        // Times go on without a change; a download is looked at anew, so that its rate falls where nothing comes.
+        // Redraw elapsed times; re-read during downloads, so that a stalled one's rate drops.
         next_ = Platform::Queue::main().timer(interval, [this] {
             guarded([this] { draw(); });
             if (isDownloading(readingNow().status))
@@ -126,7 +126,7 @@ void addStatus(CLI::App& program, Action& action) {
         "Examples:\n  quenmark status\n  quenmark status --json | jq -r '.engines[].state'");
     verb.callback([&action, arguments] {
         action = [arguments] {
-            return arguments->follows ? Follower(arguments->asJson).run() : Look(arguments->asJson).run();
+            return arguments->follows ? Follower(arguments->asJson).run() : OneShotView(arguments->asJson).run();
         };
     });
 }

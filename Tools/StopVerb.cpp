@@ -21,7 +21,7 @@ ExitStatus stop() {
     if (result.failure)
         throw Failure(*result.failure);
     if (!result.hasRun)
-        complain("the service does not run");
+        printMessage("the service does not run");
     return ExitStatus::Success;
 }
 

@@ -23,7 +23,7 @@ constexpr std::int64_t programCannotBeRun = 203;
 constexpr std::int64_t firstOfTheManager = 200;
 constexpr std::int64_t lastOfTheManager = 245;
 
-/// What is known until the last answer comes.
+/// The properties received so far.
 struct Reading {
     UnitFindings findings;
     int awaited = 0;
@@ -36,8 +36,8 @@ void readProperty(Ipc::Bus& bus, const std::shared_ptr<Reading>& reading, const 
     ++reading->awaited;
     bus.readProperty(managerName, unitPath, interface, name, [reading, member](const Ipc::Bus::Reply& reply) {
         const auto* value = std::get_if<Ipc::Value>(&reply);
-        if (const auto* told = value == nullptr ? nullptr : value->as<Kind>())
-            reading->findings.*member = *told;
+        if (const auto* property = value == nullptr ? nullptr : value->as<Kind>())
+            reading->findings.*member = *property;
         --reading->awaited;
         reading->handler(reading->findings, reading->awaited == 0);
     });

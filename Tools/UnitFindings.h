@@ -11,14 +11,14 @@ class Bus;
 
 namespace Tools {
 
-/// The user manager's unit of the service (systemd.unit(5)), by its properties on the bus; "" where one is not told.
+/// The user manager's unit of the service (systemd.unit(5)), by its properties on the bus; "" if a property is missing.
 struct UnitFindings {
     std::string loadState = {};
     std::string activeState = {};
     std::string unitFileState = {};
     std::string subState = {};
     /// The exit status of the unit's last process, which may be the manager's own (systemd.exec(5), "Process Exit
-    /// Codes"); 0 where it is not told.
+    /// Codes"); 0 if it is missing.
     std::int64_t exitStatus = 0;
 
     bool operator==(const UnitFindings&) const = default;

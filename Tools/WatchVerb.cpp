@@ -35,7 +35,7 @@ public:
 private:
     void placed(const FileEvent& event) {
         if (event.kind == FileEvent::Kind::Missed)
-            complain("some items under " + event.path + " may have arrived unseen");
+            printMessage("some items under " + event.path + " may have arrived unseen");
         if (event.kind != FileEvent::Kind::Arrived)
             return;
         progress_.clear();
@@ -69,7 +69,7 @@ private:
     void showProgress(const StatusReading& reading) {
         for (const auto& engine : enginesThatLost(before_, reading)) {
             progress_.clear();
-            complain(adviceOnLostItems(engine).value_or(""));
+            printMessage(adviceOnLostItems(engine).value_or(""));
         }
         progress_.show(activityLine(reading));
     }

@@ -60,10 +60,10 @@ int main(int argc, char** argv) {
         status = run(argc, argv);
     } catch (const Tools::Failure& failure) {
         if (*failure.what() != '\0')
-            Tools::complain(failure.what());
+            Tools::printMessage(failure.what());
         status = failure.status();
     } catch (const std::exception& exception) {
-        Tools::complain(exception.what());
+        Tools::printMessage(exception.what());
     }
     return static_cast<int>(status);
 }

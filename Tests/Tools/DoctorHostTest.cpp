@@ -37,11 +37,11 @@ class AHostQuestion : public testing::Test {
 protected:
     std::string answer(const std::string& host) {
         std::optional<HostFindings> findings;
-        HostQuestion question({.serviceHost = host}, [&](const HostFindings& given) { findings = given; });
-        question.start();
+        HostProbe probe({.serviceHost = host}, [&](const HostFindings& given) { findings = given; });
+        probe.start();
         EXPECT_TRUE(loop.runUntil([&] {
             if (isLate)
-                clock.advance(HostQuestion::limit);
+                clock.advance(HostProbe::limit);
             return findings.has_value();
         }));
         return findings ? textOf(hostChecks(*findings)) : "";
@@ -50,7 +50,7 @@ protected:
     Platform::ManualClock clock;
     Platform::RunLoop loop{clock};
     TestSupport::HttpServer server;
-    /// Whether the time of the question is over once the server has its request.
+    /// Whether the time of the probe is over once the server has its request.
     bool isLate = false;
 };
 

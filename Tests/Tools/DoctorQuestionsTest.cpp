@@ -14,11 +14,11 @@
 namespace ToolTest {
 
 using Tools::BusFindings;
-using Tools::BusQuestions;
+using Tools::BusProbe;
 
 namespace {
 
-/// The questions, on a clock of the test's own.
+/// The probe, on a clock of the test's own.
 class TheQuestionsToTheBus : public testing::Test {
 protected:
     /// What has been found out at the end.
@@ -37,7 +37,7 @@ protected:
     Platform::RunLoop loop{clock};
     TestSupport::PrivateBus bus{{{"Velkarin.Quenmark.TopFileUploadXpcService", "/bin/false"}}};
     std::vector<BusFindings> results;
-    BusQuestions questions{[this](const BusFindings& findings) { results.push_back(findings); }};
+    BusProbe probe{[this](const BusFindings& findings) { results.push_back(findings); }};
 };
 
 } // namespace
@@ -46,7 +46,7 @@ TEST_F(TheQuestionsToTheBus, EndOnceAllOfThemAreAnswered) {
     const UserUnitPeer manager;
     StatusPeer service;
     service.engines = {StatusPeer::engine()};
-    questions.start();
+    probe.start();
     const auto found = result();
     EXPECT_EQ(found.busError, std::nullopt);
     EXPECT_TRUE(found.canLaunchService);
@@ -57,13 +57,13 @@ TEST_F(TheQuestionsToTheBus, EndOnceAllOfThemAreAnswered) {
     EXPECT_EQ(found.status->engines.size(), 1U);
     service.announce();
     settle();
-    clock.advance(BusQuestions::limit);
+    clock.advance(BusProbe::limit);
     settle();
     EXPECT_EQ(results.size(), 1U);
 }
 
 TEST_F(TheQuestionsToTheBus, EndWhereTheBusDoesNotAnswerIn15Seconds) {
-    questions.start();
+    probe.start();
     clock.advance(std::chrono::milliseconds(14'999));
     EXPECT_TRUE(results.empty());
     clock.advance(std::chrono::milliseconds(1));
@@ -77,7 +77,7 @@ TEST_F(TheQuestionsToTheBus, EndWhereTheBusDoesNotAnswerIn15Seconds) {
 TEST_F(TheQuestionsToTheBus, GiveTheRestWhereTheServiceDoesNotAnswer) {
     StatusPeer service;
     service.answer = [](sd_bus_message*) { return 1; };
-    questions.start();
+    probe.start();
     ASSERT_TRUE(loop.runUntil([&] { return service.reads == 1; }));
     settle();
     EXPECT_TRUE(results.empty());
@@ -99,11 +99,11 @@ TEST_F(TheQuestionsToTheBus, GiveTheRestWhereTheUserManagerDoesNotAnswer) {
               0);
     ASSERT_GE(sd_bus_request_name(manager.handle(), "org.freedesktop.systemd1", 0), 0);
     StatusPeer service;
-    questions.start();
+    probe.start();
     ASSERT_TRUE(loop.runUntil([&] { return calls > 0 && service.reads == 1; }));
     settle();
     EXPECT_TRUE(results.empty());
-    clock.advance(BusQuestions::limit);
+    clock.advance(BusProbe::limit);
     const auto found = result();
     EXPECT_EQ(found.busError, std::nullopt);
     EXPECT_TRUE(found.canLaunchService);
@@ -117,7 +117,7 @@ TEST_F(TheQuestionsToTheBus, EndWithTheBus) {
         bus.kill();
         return 1;
     };
-    questions.start();
+    probe.start();
     const auto found = result();
     EXPECT_EQ(found.busError, "the session bus is lost");
     EXPECT_FALSE(found.canLaunchService);
@@ -126,7 +126,7 @@ TEST_F(TheQuestionsToTheBus, EndWithTheBus) {
 
 TEST_F(TheQuestionsToTheBus, EndWhereThereIsNone) {
     const TestSupport::ScopedEnvironment environment{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus"}};
-    questions.start();
+    probe.start();
     EXPECT_EQ(result().busError, "there is no session bus (No such file or directory)");
 }
 

@@ -109,7 +109,7 @@ TEST_F(AStatusClient, WaitsForAServiceThatDoesNotRun) {
     ASSERT_TRUE(waitForReading(1));
     EXPECT_EQ(readings[0], std::nullopt);
     client.readAgain();
-    clock.advance(StatusClient::answerLimit * 2);
+    clock.advance(StatusClient::replyTimeout * 2);
     settle();
     EXPECT_EQ(readings.size(), 1U);
     StatusPeer service;
@@ -118,7 +118,7 @@ TEST_F(AStatusClient, WaitsForAServiceThatDoesNotRun) {
     service.leave();
     ASSERT_TRUE(waitForReading(3));
     EXPECT_EQ(readings[2], std::nullopt);
-    clock.advance(StatusClient::answerLimit * 2);
+    clock.advance(StatusClient::replyTimeout * 2);
     settle();
     EXPECT_TRUE(failures.empty());
 }
@@ -173,7 +173,7 @@ TEST_F(AStatusClient, EndsWhereTheServiceDoesNotAnswerInTime) {
 
 TEST_F(AStatusClient, EndsWhereTheBusDoesNotAnswerInTime) {
     client.start();
-    clock.advance(StatusClient::answerLimit);
+    clock.advance(StatusClient::replyTimeout);
     // Before anything of the bus is read.
     loop.processPending();
     EXPECT_EQ(failure(), "75 the session bus does not answer in time");

@@ -112,7 +112,7 @@ std::string logText(const std::variant<std::vector<std::string>, std::string>& l
         }
     }
     std::string result;
-    for (std::size_t index = lines.size() - std::min(lines.size(), mostLogLines); index < lines.size(); ++index)
+    for (std::size_t index = lines.size() - std::min(lines.size(), maxLogLines); index < lines.size(); ++index)
         result += lines[index];
     return result.empty() ? "The journal has no entry of the service.\n" : result;
 }

@@ -17,7 +17,7 @@
 namespace Tools {
 
 /// How many lines of the service's log a bundle has.
-inline constexpr std::size_t mostLogLines = 2000;
+inline constexpr std::size_t maxLogLines = 2000;
 
 /// The settings as their files hold them; a file that cannot be read has none.
 struct BundledSettings {

@@ -47,11 +47,11 @@ std::size_t placeOfWireName(std::string_view text) {
 
 /// The error of a system call at the end of a text, with the colon in front; "" where there is none.
 std::string errorAtTheEnd(std::string_view text) {
-    constexpr int mostErrors = 133; // errno(3)
+    constexpr int maxErrors = 133; // errno(3)
     const auto place = text.rfind(": ");
     if (place == std::string_view::npos)
         return "";
-    for (int number = 1; number <= mostErrors; ++number) {
+    for (int number = 1; number <= maxErrors; ++number) {
         if (text.substr(place + 2) == std::generic_category().message(number))
             return std::string(text.substr(place));
     }

@@ -89,7 +89,7 @@ std::string textOf(const Candidates& candidates) {
     std::string text(kinds[static_cast<std::size_t>(candidates.kind)]);
     text += '\n';
     for (const auto& [word, description] : candidates.words) {
-        // A name from outside that would break the lines, or steer the terminal of whoever types, is not offered.
+        // External names with control characters are not offered.
         if (Platform::printable(word) != word)
             continue;
         text += word;

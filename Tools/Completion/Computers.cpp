@@ -20,7 +20,7 @@ namespace Tools::Completion {
 namespace {
 
 /// More are no help to somebody who types. A server may send more than it is asked for.
-constexpr std::size_t mostComputers = 1000;
+constexpr std::size_t maxComputers = 1000;
 /// In bytes. No mail address is longer (RFC 5321, section 4.5.3.1.3).
 constexpr std::size_t longestDescription = 254;
 
@@ -39,7 +39,7 @@ std::vector<Candidates::Word> computersIn(const Platform::Data& response) {
     if (list == nullptr || !list->is_array())
         return computers;
     for (const auto& entry : list->get_array()) {
-        if (computers.size() == mostComputers)
+        if (computers.size() == maxComputers)
             break;
         const auto* computer = entry.if_object();
         if (computer == nullptr)
@@ -61,7 +61,7 @@ std::vector<Candidates::Word> computersAt(const std::optional<std::string>& serv
         return {};
     Platform::UrlRequest request;
     request.url = Platform::Url::fromString(settings.serviceScheme + "://" + server.value_or(settings.serviceHost) +
-                                            "/api/computers?limit=" + std::to_string(mostComputers));
+                                            "/api/computers?limit=" + std::to_string(maxComputers));
     if (!request.url)
         return {};
     Platform::RunLoop loop;

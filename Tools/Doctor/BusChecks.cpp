@@ -13,7 +13,7 @@ namespace Tools {
 namespace {
 
 /// How many engines get a line of their own.
-constexpr std::size_t mostEnginesChecked = 10;
+constexpr std::size_t maxEnginesChecked = 10;
 constexpr const char* unitName = "quenmark.service";
 constexpr const char* adviceToRestart = "Run: quenmark stop; then run: quenmark start";
 
@@ -128,14 +128,14 @@ std::vector<Check> engineChecks(const BusFindings& findings) {
         checks.push_back(warningCheck("engines", std::to_string(engines.size()) + ", of which each asks for items",
                                       adviceToRestart));
     const auto sorted = worstFirst(engines);
-    for (std::size_t index = 0; index < std::min(sorted.size(), mostEnginesChecked); ++index) {
+    for (std::size_t index = 0; index < std::min(sorted.size(), maxEnginesChecked); ++index) {
         checks.push_back(engineCheck(*sorted[index], findings.status->serviceRoot));
         if (const auto advice = adviceOnLostItems(*sorted[index]))
             checks.push_back(warningCheck("lost items", std::to_string(sorted[index]->itemsLost.value_or(0)), *advice));
     }
-    if (const auto left = problemsBehind(sorted, mostEnginesChecked); left > 0)
-        checks.push_back({"engines", stateOf(*sorted[mostEnginesChecked]),
-                          std::to_string(left) + " more have a problem", "See all: quenmark status --json"});
+    if (const auto left = problemsBehind(sorted, maxEnginesChecked); left > 0)
+        checks.push_back({"engines", stateOf(*sorted[maxEnginesChecked]), std::to_string(left) + " more have a problem",
+                          "See all: quenmark status --json"});
     return checks;
 }
 

@@ -18,18 +18,18 @@ const Ipc::BusTarget activatableNames{"org.freedesktop.DBus", "/org/freedesktop/
 
 } // namespace
 
-BusQuestions::BusQuestions(std::function<void(const BusFindings&)> finished)
+BusProbe::BusProbe(std::function<void(const BusFindings&)> finished)
     : finished_(std::move(finished)), bus_(callbacks()),
       status_({[this](const auto& status) { takeStatus(status); },
                [this](const Failure& failure) { takeStatusFailure(failure); }}) {}
 
-Ipc::BusCallbacks BusQuestions::callbacks() {
+Ipc::BusCallbacks BusProbe::callbacks() {
     Ipc::BusCallbacks made;
     made.failed = [this](const std::string& reason) { failBus(reason); };
     return made;
 }
 
-void BusQuestions::start() {
+void BusProbe::start() {
     if (const auto opened = bus_.open(); !opened)
         return failBus(opened.error());
     limit_ = Platform::Queue::main().timer(limit, [this] {
@@ -37,55 +37,55 @@ void BusQuestions::start() {
             return failBus("the session bus does not answer in time");
         finish();
     });
-    awaited_ = 3;
+    pendingReplies_ = 3;
     bus_.call(activatableNames, std::nullopt, Platform::Duration::max(),
               [this](const Ipc::Bus::Reply& reply) { takeActivatableNames(reply); });
     readUnit(bus_, [this](const auto& unit, bool isAll) {
         findings_.unit = unit;
         if (isAll)
-            answered();
+            replyReceived();
     });
     status_.start();
 }
 
-void BusQuestions::takeActivatableNames(const Ipc::Bus::Reply& reply) {
+void BusProbe::takeActivatableNames(const Ipc::Bus::Reply& reply) {
     hasNames_ = true;
     const auto* value = std::get_if<Ipc::Value>(&reply);
     const auto* names = value == nullptr ? nullptr : value->as<Ipc::Array>();
     findings_.canLaunchService =
         names != nullptr && std::ranges::find(*names, Ipc::Value(ServiceNames::service)) != names->end();
-    answered();
+    replyReceived();
 }
 
-void BusQuestions::takeStatus(const std::optional<ServiceStatus>& status) {
+void BusProbe::takeStatus(const std::optional<ServiceStatus>& status) {
     findings_.isRunning = status.has_value();
     findings_.status = status;
     if (!std::exchange(hasStatus_, true))
-        answered();
+        replyReceived();
 }
 
-void BusQuestions::takeStatusFailure(const Failure& failure) {
+void BusProbe::takeStatusFailure(const Failure& failure) {
     if (failure.status() == ExitStatus::Unavailable)
         return failBus(failure.what());
     findings_.isRunning = true;
     findings_.status.reset();
     findings_.statusError = failure.what();
     if (!std::exchange(hasStatus_, true))
-        answered();
+        replyReceived();
 }
 
-void BusQuestions::answered() {
-    if (--awaited_ == 0)
+void BusProbe::replyReceived() {
+    if (--pendingReplies_ == 0)
         finish();
 }
 
-void BusQuestions::failBus(const std::string& reason) {
+void BusProbe::failBus(const std::string& reason) {
     findings_ = {};
     findings_.busError = reason;
     finish();
 }
 
-void BusQuestions::finish() {
+void BusProbe::finish() {
     limit_.cancel();
     if (std::exchange(isFinished_, true))
         return;

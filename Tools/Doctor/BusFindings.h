@@ -28,14 +28,14 @@ struct BusFindings {
     std::string statusError;
 };
 
-/// Asks the session bus; launches nothing.
-class BusQuestions {
+/// Queries the session bus; launches nothing.
+class BusProbe {
 public:
-    /// How long the bus and the programs on it may take for all their answers; the service has `StatusClient`'s limit.
+    /// Timeout for all replies together; the service's own is `StatusClient::replyTimeout`.
     static constexpr auto limit = std::chrono::seconds(15);
 
     /// `finished` is called once, on the main queue.
-    explicit BusQuestions(std::function<void(const BusFindings& findings)> finished);
+    explicit BusProbe(std::function<void(const BusFindings& findings)> finished);
 
     /// To be called once.
     void start();
@@ -45,7 +45,7 @@ private:
     void takeActivatableNames(const Platform::Ipc::Bus::Reply& reply);
     void takeStatus(const std::optional<ServiceStatus>& status);
     void takeStatusFailure(const Failure& failure);
-    void answered();
+    void replyReceived();
     void failBus(const std::string& reason);
     void finish();
 
@@ -54,8 +54,8 @@ private:
     bool isFinished_ = false;
     bool hasNames_ = false;
     bool hasStatus_ = false;
-    /// How many answers are awaited, that of the status among them.
-    int awaited_ = 0;
+    /// Including the status.
+    int pendingReplies_ = 0;
     Platform::Timer limit_;
     Platform::Timer end_;
     Platform::Ipc::Bus bus_;

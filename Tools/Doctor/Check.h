@@ -16,7 +16,7 @@ enum class CheckState {
 
 /// The result of one check. Its texts have no control characters.
 struct Check {
-    /// What was looked at: one or two words.
+    /// The subject, in one or two words.
     std::string check;
     CheckState state = CheckState::Ok;
     /// What was found.

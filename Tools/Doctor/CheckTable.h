@@ -11,9 +11,8 @@
 
 namespace Tools {
 
-/// The checks as a person reads them: a line each, with its mark, what was looked at, what was found and what to do;
-/// and a last line that counts what is not fine. With the width of a terminal, lines are wrapped before its last
-/// column.
+/// The checks as a person reads them: a line each, with its mark, subject, finding and advice; and a last line that
+/// counts what is not fine. With the width of a terminal, lines are wrapped before its last column.
 std::string checkTable(const std::vector<Check>& checks, bool hasColours, std::optional<std::size_t> columns);
 
 /// The checks for programs: an array of {"check", "state", "detail", "advice"}, all of them strings.

@@ -35,14 +35,14 @@ Examination examine(Platform::RunLoop& loop) {
     const bool isManaged = settings.deployment.mode == Platform::DeploymentSettings::Mode::Managed;
 
     std::optional<BusFindings> bus;
-    BusQuestions busQuestions([&](const BusFindings& findings) { bus = findings; });
-    busQuestions.start();
+    BusProbe busProbe([&](const BusFindings& findings) { bus = findings; });
+    busProbe.start();
     // Without a host nothing is sent, which the checks of the settings say.
     std::optional<HostFindings> host;
     const bool hasHost = !settings.deployment.serviceHost.empty();
-    HostQuestion hostQuestion(settings.deployment, [&](const HostFindings& findings) { host = findings; });
+    HostProbe hostProbe(settings.deployment, [&](const HostFindings& findings) { host = findings; });
     if (hasHost)
-        hostQuestion.start();
+        hostProbe.start();
     // Each has a time limit of its own, by the loop's clock.
     loop.runUntil([&] { return bus && (host || !hasHost); }, longestExamination);
     constexpr const char* tooLong = "the check takes too long";

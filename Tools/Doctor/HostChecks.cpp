@@ -64,7 +64,7 @@ std::vector<Check> hostChecks(const HostFindings& findings) {
     const bool isSecure = findings.serviceRoot.starts_with("https:");
     const std::string host = shown(findings.host);
     FailedStep failed = FailedStep::None;
-    std::string reason = "takes longer than " + std::to_string(HostQuestion::limit.count()) + " s";
+    std::string reason = "takes longer than " + std::to_string(HostProbe::limit.count()) + " s";
     if (findings.error) {
         failed = stepOf(*findings.error);
         reason = shown(findings.error->localizedDescription);
@@ -99,26 +99,25 @@ std::vector<Check> hostChecks(const HostFindings& findings) {
 }
 
 /// Receives the first event of the request; its body is of no use.
-class HostQuestion::Response final : public Platform::UrlConnectionDelegate {
+class HostProbe::Response final : public Platform::UrlConnectionDelegate {
 public:
-    explicit Response(HostQuestion& question) : question_(question) {}
+    explicit Response(HostProbe& probe) : probe_(probe) {}
 
     void connectionDidReceiveResponse(Platform::UrlConnection&, const Platform::HttpUrlResponse& response) override {
-        question_.findings_.status = response.statusCode;
-        question_.finish();
+        probe_.findings_.status = response.statusCode;
+        probe_.finish();
     }
     void connectionDidFailWithError(Platform::UrlConnection&, const Platform::Error& error) override {
-        question_.findings_.error = error;
-        question_.finish();
+        probe_.findings_.error = error;
+        probe_.finish();
     }
 
 private:
     /// It outlives the connection's calls: it cancels the connection at its end.
-    HostQuestion& question_;
+    HostProbe& probe_;
 };
 
-HostQuestion::HostQuestion(const Platform::DeploymentSettings& settings,
-                           std::function<void(const HostFindings&)> finished)
+HostProbe::HostProbe(const Platform::DeploymentSettings& settings, std::function<void(const HostFindings&)> finished)
     : findings_{.host = settings.serviceHost, .serviceRoot = Quenmark::serviceRoot(settings)},
       finished_(std::move(finished)) {
     Platform::UrlRequest request;
@@ -126,11 +125,11 @@ HostQuestion::HostQuestion(const Platform::DeploymentSettings& settings,
     connection_ = std::make_shared<Platform::UrlConnection>(std::move(request), std::make_shared<Response>(*this));
 }
 
-HostQuestion::~HostQuestion() {
+HostProbe::~HostProbe() {
     connection_->cancel();
 }
 
-void HostQuestion::start() {
+void HostProbe::start() {
     limit_ = Platform::Queue::main().timer(limit, [this] {
         findings_.stage = connection_->stage();
         finish();
@@ -138,7 +137,7 @@ void HostQuestion::start() {
     connection_->start();
 }
 
-void HostQuestion::finish() {
+void HostProbe::finish() {
     limit_.cancel();
     // Nothing may destroy the connection while it calls.
     end_ = Platform::Queue::main().timer({}, [this] {

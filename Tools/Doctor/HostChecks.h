@@ -31,18 +31,17 @@ struct HostFindings {
 /// used, and the response.
 std::vector<Check> hostChecks(const HostFindings& findings);
 
-/// Asks the web service for the root that its operations are below.
-class HostQuestion {
+/// Sends a request for the service root to the web service.
+class HostProbe {
 public:
     /// How long the response may take.
     static constexpr auto limit = std::chrono::seconds(10);
 
     /// `finished` is called once, on the main queue.
-    HostQuestion(const Platform::DeploymentSettings& settings,
-                 std::function<void(const HostFindings& findings)> finished);
-    HostQuestion(const HostQuestion&) = delete;
-    HostQuestion& operator=(const HostQuestion&) = delete;
-    ~HostQuestion();
+    HostProbe(const Platform::DeploymentSettings& settings, std::function<void(const HostFindings& findings)> finished);
+    HostProbe(const HostProbe&) = delete;
+    HostProbe& operator=(const HostProbe&) = delete;
+    ~HostProbe();
 
     /// To be called once.
     void start();

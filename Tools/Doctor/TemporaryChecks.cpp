@@ -23,12 +23,12 @@ using Platform::PathState;
 namespace {
 
 constexpr const char* areaCheck = "temporary area";
-constexpr std::uint64_t mostFiles = 10'000;
+constexpr std::uint64_t maxFiles = 10'000;
 constexpr int deepestFolder = 100;
 /// An older partial file may be one whose item is not offered any more.
 constexpr std::int64_t oldAge = 86'400;
 
-/// What is at a path; nil where nothing is, or what cannot be looked at.
+/// What is at a path; nil where nothing is, or its state cannot be read.
 std::optional<PathState> stateAt(const std::string& path) {
     const auto found = PathState::at(path);
     const auto* state = std::get_if<0>(&found);
@@ -56,7 +56,7 @@ void addFilesIn(PartialFiles& files, const std::string& folder, int depth) {
         const auto state = stateAt(path);
         if (!state || isOfTheService(name))
             continue;
-        if (files.count >= mostFiles || depth > deepestFolder) {
+        if (files.count >= maxFiles || depth > deepestFolder) {
             files.isPart = true;
             return;
         }

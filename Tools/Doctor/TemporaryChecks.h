@@ -15,7 +15,7 @@ struct PartialFiles {
     std::uint64_t bytes = 0;
     /// When the oldest was written to last, in seconds since 1970; of no meaning where there are none.
     std::int64_t oldest = 0;
-    /// Whether there are more, which were not looked at.
+    /// Whether there are more, which were not counted.
     bool isPart = false;
 };
 

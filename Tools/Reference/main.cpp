@@ -22,10 +22,10 @@ int main(int argc, char** argv) {
         if (error)
             throw Tools::Failure(ExitStatus::CannotCreate, error->localizedDescription);
     } catch (const Tools::Failure& failure) {
-        Tools::complain(failure.what());
+        Tools::printMessage(failure.what());
         return static_cast<int>(failure.status());
     } catch (const std::exception& exception) {
-        Tools::complain(exception.what());
+        Tools::printMessage(exception.what());
         return static_cast<int>(ExitStatus::Software);
     }
     return 0;

@@ -16,7 +16,7 @@ Problem ofHost(const std::string& text);
 Problem ofMail(const std::string& text);
 /// An absolute path in one line of UTF-8, as the preferences keep it.
 Problem ofFolder(const std::string& text);
-/// An identifier of a user or computer: 1 to 256 bytes of UTF-8 that steer no terminal.
+/// An identifier of a user or computer: 1 to 256 bytes of UTF-8 without control characters.
 Problem ofIdentifier(const std::string& text);
 
 } // namespace Tools::InputChecks

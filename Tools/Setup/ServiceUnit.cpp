@@ -43,13 +43,13 @@ void enableService(bool isRestarted) {
         endService();
     const auto failure = Platform::Ipc::enableUserUnit(unitName, stepLimit);
     if (!failure)
-        return complain(std::string(unitName) + " is enabled and runs");
+        return printMessage(std::string(unitName) + " is enabled and runs");
     const std::string reason =
         failure->hasManager ? " does not run (" : " cannot be enabled, since there is no user manager (";
-    complain(unitName + reason + failure->text + ")");
+    printMessage(unitName + reason + failure->text + ")");
     readServiceFiles();
     if (startEngine(false) == ExitStatus::Success)
-        complain("the service runs; it starts when it is called, and not at login");
+        printMessage("the service runs; it starts when it is called, and not at login");
 }
 
 } // namespace Tools

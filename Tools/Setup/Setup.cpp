@@ -27,7 +27,7 @@ std::string userOf(SetupPlan& plan, const KnownSettings& known) {
         return *known.user;
     const auto password = std::exchange(plan.password, {});
     const auto account = signIn(plan.host, *plan.mail, password);
-    complain(*plan.mail + (account.isNew ? " is registered at " : " is signed in at ") + plan.host);
+    printMessage(*plan.mail + (account.isNew ? " is registered at " : " is signed in at ") + plan.host);
     return account.user;
 }
 
@@ -67,7 +67,7 @@ void printDoctor() {
         printChecks(runChecks(loop));
     } catch (const Failure& failure) {
         if (*failure.what() != '\0')
-            complain(failure.what());
+            printMessage(failure.what());
     }
 }
 
@@ -88,8 +88,8 @@ ExitStatus setUp(const SetupArguments& arguments) {
     const bool changesMode = Platform::DeploymentSettings::current().mode != Mode::Managed;
     const bool changesSandbox = save(settings, !isGiven);
     folder.keep();
-    complain("computer " + settings.computer + " of user " + settings.user + " receives from " + settings.host +
-             " into " + folder.path());
+    printMessage("computer " + settings.computer + " of user " + settings.user + " receives from " + settings.host +
+                 " into " + folder.path());
 
     if (arguments.enables)
         enableService(changesMode || changesSandbox);

@@ -69,7 +69,7 @@ Platform::Secret askFor(const char* option, const std::string& question, const s
         const auto problem = check(answer.text());
         if (!problem)
             return answer;
-        complain("this " + *problem);
+        printMessage("this " + *problem);
     }
 }
 

@@ -99,7 +99,7 @@ struct ServiceStatus {
 };
 
 /// The status in the properties of the service's status object, a dictionary. Properties without a meaning here are
-/// left out of account. The text says which property is missing or of another type.
+/// ignored. The text says which property is missing or of another type.
 std::variant<ServiceStatus, std::string> serviceStatus(const Platform::Ipc::Value& properties);
 
 /// What an engine's state means for a person. A state without a meaning here counts as working.

@@ -40,7 +40,7 @@ void StatusClient::start() {
     if (const auto opened = bus_.open(); !opened)
         return fail(ExitStatus::Unavailable, opened.error());
     limit_ = Platform::Queue::main().timer(
-        answerLimit, [this] { fail(ExitStatus::TimedOut, "the session bus does not answer in time"); });
+        replyTimeout, [this] { fail(ExitStatus::TimedOut, "the session bus does not answer in time"); });
     bus_.watchOwner(ServiceNames::service);
     bus_.watchProperties(ServiceNames::statusObject, ServiceNames::statusInterface);
     bus_.callBus("GetNameOwner", ServiceNames::service, [this](const Ipc::Bus::Reply& reply) {
@@ -73,7 +73,7 @@ void StatusClient::read() {
     isReading_ = true;
     hasChanged_ = false;
     limit_ = Platform::Queue::main().timer(
-        answerLimit, [this] { fail(ExitStatus::TimedOut, "the service does not answer in time"); });
+        replyTimeout, [this] { fail(ExitStatus::TimedOut, "the service does not answer in time"); });
     bus_.readProperties(*owner_, ServiceNames::statusObject, ServiceNames::statusInterface,
                         [this, number = ++reads_](const Ipc::Bus::Reply& reply) {
                             if (number == reads_)

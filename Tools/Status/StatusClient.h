@@ -16,15 +16,15 @@ namespace Tools {
 /// or ends. Never launches it.
 class StatusClient {
 public:
-    /// How long the bus and the service may take to answer.
-    static constexpr auto answerLimit = std::chrono::seconds(10);
+    /// Timeout for each reply of the bus or the service.
+    static constexpr auto replyTimeout = std::chrono::seconds(10);
 
     /// Neither may throw, or destroy the client.
     struct Handlers {
         /// Gets the status; nil where the service does not run.
         std::function<void(std::optional<ServiceStatus> status)> read;
-        /// Gets why nothing more can be read: there is no bus (Unavailable), no answer comes in time (TimedOut), or
-        /// the answer is no status (Software). Called once, and nothing is called afterwards.
+        /// Gets why nothing more can be read: there is no bus (Unavailable), no reply arrives in time (TimedOut), or
+        /// the reply is not a status (Software). Called once, and nothing is called afterwards.
         std::function<void(const Failure& failure)> failed;
     };
 
@@ -46,10 +46,10 @@ private:
     bool hasFailed_ = false;
     /// The unique name of the service; nil while it does not run.
     std::optional<std::string> owner_;
-    /// Counts the reads: the reply to one that another has taken the place of is left out of account.
+    /// The number of the latest read; replies to earlier ones are ignored.
     int reads_ = 0;
     bool isReading_ = false;
-    /// Whether the status has changed since it was asked for.
+    /// Whether the status has changed since the read was sent.
     bool hasChanged_ = false;
     Platform::Timer limit_;
     Platform::Ipc::Bus bus_;

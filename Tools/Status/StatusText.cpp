@@ -19,7 +19,7 @@ constexpr std::size_t labelWidth = 15;
 /// A narrower terminal wraps the lines itself.
 constexpr std::size_t narrowestText = 20;
 /// How many engines are shown; the others are counted.
-constexpr std::size_t mostEngines = 5;
+constexpr std::size_t maxEngines = 5;
 
 std::uint64_t secondsBetween(const Moment& earlier, const Moment& later) {
     if (later <= earlier)
@@ -155,10 +155,10 @@ std::vector<ScreenLine> screenLines(const StatusReading& reading) {
     std::vector<ScreenLine> lines;
     if (engines.empty())
         lines = {{"state", "no engine started", Tone::Bad}, {"what to do", adviceToStart}};
-    for (std::size_t index = 0; index < std::min(engines.size(), mostEngines); ++index)
+    for (std::size_t index = 0; index < std::min(engines.size(), maxEngines); ++index)
         addEngine(lines, *engines[index], reading, engines.size() == 1);
-    if (engines.size() > mostEngines)
-        lines.push_back({"and", counted(engines.size() - mostEngines, "more engine")});
+    if (engines.size() > maxEngines)
+        lines.push_back({"and", counted(engines.size() - maxEngines, "more engine")});
     addService(lines, reading);
     return lines;
 }
@@ -184,10 +184,10 @@ std::string statusLine(const StatusReading& reading) {
         return "not running";
     const auto engines = byImportance(reading.status->engines);
     std::string line = engines.empty() ? "no engine started" : "";
-    for (std::size_t index = 0; index < std::min(engines.size(), mostEngines); ++index)
+    for (std::size_t index = 0; index < std::min(engines.size(), maxEngines); ++index)
         line += (index == 0 ? "" : "; ") + engineSummary(*engines[index]);
-    if (engines.size() > mostEngines)
-        line += "; and " + counted(engines.size() - mostEngines, "more engine");
+    if (engines.size() > maxEngines)
+        line += "; and " + counted(engines.size() - maxEngines, "more engine");
     return line + "; " + received(*reading.status);
 }
 

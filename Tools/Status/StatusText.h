@@ -30,7 +30,7 @@ struct ScreenLine {
 /// A length of time as people read it, its two largest units: "5 s", "2 min 5 s", "3 d 4 h".
 std::string timeSpan(std::uint64_t seconds);
 
-/// The screen that a person reads at a glance. Nothing in it steers a terminal.
+/// The screen that a person reads at a glance. It contains no control characters.
 std::vector<ScreenLine> screenLines(const StatusReading& reading);
 /// The text of a screen. Where the terminal's columns are given, no line reaches the last of them: what a line says
 /// goes on in lines below, which begin at a blank where there is one.

@@ -25,7 +25,7 @@ public:
     ExitStatus run();
 
 protected:
-    /// Between two looks at a download that give its rate, and between two drawings of a screen.
+    /// Sampling interval of download rates, and redraw interval.
     static constexpr auto interval = std::chrono::seconds(1);
 
     /// The status has been read, for the first time or anew. May throw Failure.
