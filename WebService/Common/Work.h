@@ -116,9 +116,9 @@ inline Pause pause() {
     return {};
 }
 
-/// Interrupts the work until what it has changed is stored, for what must not be done before: nothing else happens in
-/// between, and where the changes cannot be stored, the work is abandoned. It goes on outside of a transaction, up to
-/// the next pause(), and must not use the database up to there.
+/// Suspends the work until its changes are committed, for steps that must not precede that. No other work runs in
+/// between; if the commit fails, the work is abandoned. Until the next pause() it runs outside of a transaction and
+/// must not use the database.
 struct UntilStored {
     bool await_ready() const noexcept { return false; }
     template <typename Promise>

@@ -112,23 +112,23 @@ void Console::ended(JournalEntry entry) {
     const JournalEntry& added = journal.add(std::move(entry));
     if (!events.hasReaders())
         return;
-    unshown_.push_back(added.id);
+    unreported_.push_back(added.id);
     showEnded();
     if (countsFaults)
         events.changed("faults");
 }
 
-/// The computer of a request is found out from the state, and that only while nothing in it could still be undone.
+/// A request's computer is looked up in the database, outside of transactions that may be rolled back.
 void Console::showEnded() {
     if (db_.isInTransaction())
         return;
-    for (const std::int64_t id : std::exchange(unshown_, {})) {
+    for (const std::int64_t id : std::exchange(unreported_, {})) {
         if (JournalEntry* const entry = journal.find(id))
             events.push("request", boost::json::serialize(summary(*entry)));
     }
 }
 
-/// What was found out from changes that are undone is found out anew.
+/// After a rollback, cached computers are looked up again.
 void Console::changesEnded(bool areStored) {
     constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max();
     for (JournalEntry* entry = areStored ? nullptr : journal.before(last); entry != nullptr;
@@ -137,7 +137,7 @@ void Console::changesEnded(bool areStored) {
     try {
         showEnded();
     } catch (const std::exception& error) {
-        logLine(std::string("the console is not told of a request: ") + error.what());
+        logLine(std::string("a request cannot be reported to the console: ") + error.what());
     }
 }
 

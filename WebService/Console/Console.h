@@ -35,7 +35,7 @@ public:
     /// A request as the lists show it.
     boost::json::object summary(JournalEntry& entry);
 
-    /// A group of changes has ended, which queries saw meanwhile, and which is now stored or undone.
+    /// A transaction was committed (`areStored`) or rolled back.
     void changesEnded(bool areStored);
 
     const std::string& version() const { return version_; }
@@ -50,7 +50,7 @@ private:
     const FaultPlan& plan_;
     std::string version_;
     std::string startTime_ = timestamp();
-    std::vector<std::int64_t> unshown_; // requests that have ended, and of which the readers are not told yet
+    std::vector<std::int64_t> unreported_; // ended requests not yet sent to the event readers
 
 public:
     RequestJournal journal;

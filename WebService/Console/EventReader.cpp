@@ -123,7 +123,7 @@ void EventReader::makeComputersEvent() {
         else
             push("lost", "{}");
     } catch (const std::exception& error) {
-        logLine(std::string("the console is not told which queues have changed: ") + error.what());
+        logLine(std::string("changed queues cannot be reported to the console: ") + error.what());
         push("lost", "{}");
     }
     items_.clear();

@@ -51,7 +51,7 @@ public:
     /// How many bytes have been sent in all.
     std::uint64_t sent() const { return sent_; }
 
-    /// Ends what is sent, in order: the client knows that nothing is missing.
+    /// Shuts down the output in order (close_notify over TLS, then FIN).
     void shutdownOutput();
 
     /// Shuts the socket down for writing (FIN) in the middle of what is sent.
@@ -71,8 +71,7 @@ public:
     /// Resets the connection (RST) once the client's side has got everything that was sent.
     boost::asio::awaitable<void> reset();
 
-    /// Lets the loop run for a millisecond, so that this client's work does not delay others, and so that work that
-    /// waits for something does not keep the loop busy.
+    /// Suspends this client's work for a millisecond, so that others run and waiting work does not spin.
     boost::asio::awaitable<void> pause();
 
     /// Lets what is ready on the loop run first.

@@ -11,7 +11,7 @@ namespace webservice {
 /// together.
 class RequestGroups {
 public:
-    /// One group, which the first of its requests that has been processed ends.
+    /// A group; the first of its requests to complete ends it.
     struct Group {
         bool hasEnded = false;
         std::exception_ptr failure = nullptr; // where its changes could not be stored

@@ -11,13 +11,13 @@ namespace webservice {
 namespace asio = boost::asio;
 
 TransferTurns::TransferTurns(asio::any_io_executor loop)
-    : loop_(std::move(loop)), gate_(loop_, asio::steady_timer::time_point::max()) {}
+    : loop_(std::move(loop)), waiters_(loop_, asio::steady_timer::time_point::max()) {}
 
 asio::awaitable<void> TransferTurns::next() {
     if (++waiting_ == 1)
         schedule();
     boost::system::error_code ignored;
-    co_await gate_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+    co_await waiters_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
 }
 
 /// What is ready on the loop runs before those that are let through, and before the next ones are.
@@ -26,7 +26,7 @@ void TransferTurns::schedule() {
         const std::size_t count = std::min(waiting_, piecesPerTurn);
         waiting_ -= count;
         for (std::size_t index = 0; index < count; ++index)
-            gate_.cancel_one();
+            waiters_.cancel_one();
         if (waiting_ > 0)
             schedule();
     });

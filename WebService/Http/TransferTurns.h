@@ -8,8 +8,8 @@
 
 namespace webservice {
 
-/// The turns of the connections that send files: a few of them send a piece in each turn of the loop, one after the
-/// other. However many downloads there are, a short request waits for those few pieces alone.
+/// Schedules file transfers round-robin: at most `piecesPerTurn` pieces are sent per turn of the loop, so that any
+/// number of downloads delays a short request by only that many.
 class TransferTurns {
 public:
     /// How many pieces are sent in a turn of the loop.
@@ -24,7 +24,7 @@ private:
     void schedule();
 
     boost::asio::any_io_executor loop_;
-    boost::asio::steady_timer gate_; // never expires; those that wait for it are let through one by one
+    boost::asio::steady_timer waiters_; // never expires; cancelled once for each waiter that may proceed
     std::size_t waiting_ = 0;
 };
 
