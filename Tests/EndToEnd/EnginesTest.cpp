@@ -15,10 +15,9 @@ class OneQueueOfItems : public RealServiceFixture {
 protected:
     OneQueueOfItems() {
         for (std::size_t index = 0; index < 3'000'000; ++index)
-            large_ += static_cast<char>('a' + index * index % 26);
-        contents_ = {
-            {"first.txt", "first"}, {"Docs/a.txt", "a"}, {"Docs/large.bin", large_}, {"Docs/Deep/b.txt", "bb"}};
-        for (const auto& [name, content] : contents_) {
+            large += static_cast<char>('a' + index * index % 26);
+        contents = {{"first.txt", "first"}, {"Docs/a.txt", "a"}, {"Docs/large.bin", large}, {"Docs/Deep/b.txt", "bb"}};
+        for (const auto& [name, content] : contents) {
             const auto made = data.write("made", content);
             fs::create_directories(fs::path(outbox(name)).parent_path());
             fs::rename(made, outbox(name));
@@ -30,14 +29,14 @@ protected:
     void expectEveryItemOnce(const ServiceProcess& service, const std::function<std::string()>& log) {
         ASSERT_TRUE(pollUntil([&] { return pendingItems(service) == 0; }));
         std::size_t size = 0;
-        for (const auto& [name, content] : contents_) {
+        for (const auto& [name, content] : contents) {
             EXPECT_TRUE(contentOf(placed(name)) == content) << name;
             EXPECT_FALSE(exists(temporary(name))) << name;
             size += content.size();
         }
         EXPECT_EQ(bytesWritten(log()), size) << "nothing was fetched twice";
         const auto acknowledged = acknowledgements(log());
-        EXPECT_EQ(acknowledged.size(), contents_.size() + 2) << "the files and two folders";
+        EXPECT_EQ(acknowledged.size(), contents.size() + 2) << "the files and two folders";
         EXPECT_EQ(std::set(acknowledged.begin(), acknowledged.end()).size(), acknowledged.size())
             << ::testing::PrintToString(acknowledged);
     }
@@ -62,8 +61,8 @@ private:
         return textsBehind("\"FileUploadID\" : \"", log, "\"");
     }
 
-    std::string large_;
-    std::map<std::string, std::string> contents_;
+    std::string large;
+    std::map<std::string, std::string> contents;
 
 protected:
     std::vector<std::unique_ptr<BusPeer>> peers;

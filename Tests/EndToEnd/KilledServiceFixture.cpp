@@ -28,18 +28,18 @@ KilledServiceFixture::KilledServiceFixture() {
     server.setHandler([this](const HttpRequest& request) { return reply(request); });
 }
 
-void KilledServiceFixture::killEverywhere(KillCase killCase) {
-    case_ = std::move(killCase);
+void KilledServiceFixture::killEverywhere(KillCase newCase) {
+    killCase = std::move(newCase);
     configure(server.host());
     bus = std::make_unique<TestSupport::PrivateBus>();
-    peer_ = std::make_unique<TestSupport::BusPeer>();
-    if (case_.isOnAnotherFileSystem)
+    peer = std::make_unique<TestSupport::BusPeer>();
+    if (killCase.isOnAnotherFileSystem)
         useOtherFileSystem();
     const auto points = record();
     if (HasFailure())
         return;
-    ASSERT_GE(points.size(), case_.fewestKills);
-    for (const auto& call : case_.calls)
+    ASSERT_GE(points.size(), killCase.fewestKills);
+    for (const auto& call : killCase.calls)
         ASSERT_NE(std::ranges::find(points, call, &KillPoint::call), points.end()) << call;
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
     for (const auto& point : KillPoints::drawn(points, test->name())) {
@@ -66,13 +66,13 @@ KilledServiceFixture::Tree KilledServiceFixture::treeOf(const std::string& folde
 
 void KilledServiceFixture::useOtherFileSystem() {
     const TestSupport::ScopedEnvironment memory{{"TMPDIR", "/dev/shm"}};
-    otherFileSystem_.emplace();
+    otherFileSystem.emplace();
     fs::remove_all(placed(""));
-    fs::create_directory_symlink(otherFileSystem_->path(), home.path() + "/Quenmark");
+    fs::create_directory_symlink(otherFileSystem->path(), home.path() + "/Quenmark");
 }
 
 void KilledServiceFixture::begin() {
-    service_.reset();
+    service.reset();
     waitUntilItIsGone();
     keepSettingsNew();
     fs::remove_all(temporary(""));
@@ -80,52 +80,52 @@ void KilledServiceFixture::begin() {
         fs::remove_all(entry.path());
     fs::create_directories(placed("Docs"));
     fs::remove(data.path("log"));
-    keptRecords_.clear();
-    fetched_ = 0;
-    items_.clear();
-    for (const auto& name : case_.items) {
-        const auto number = items_.size() + 1;
+    keptRecords.clear();
+    fetched = 0;
+    items.clear();
+    for (const auto& name : killCase.items) {
+        const auto number = items.size() + 1;
         const bool isFolder = name.ends_with('/');
-        items_.push_back({.name = name.substr(0, name.size() - (isFolder ? 1 : 0)),
-                          .id = std::to_string(11 + number),
-                          .content = isFolder ? "" : contentFor(number),
-                          .isFolder = isFolder});
+        items.push_back({.name = name.substr(0, name.size() - (isFolder ? 1 : 0)),
+                         .id = std::to_string(11 + number),
+                         .content = isFolder ? "" : contentFor(number),
+                         .isFolder = isFolder});
     }
-    const auto& item = items_.front();
-    if (case_.hasOlderFile)
+    const auto& item = items.front();
+    if (killCase.hasOlderFile)
         home.write("Quenmark/" + item.name, "older");
-    if (case_.isFromCutDownload)
+    if (killCase.isFromCutDownload)
         downloadInPart();
-    else if (case_.partial != KillCase::Partial::None)
+    else if (killCase.partial != KillCase::Partial::None)
         home.temporary().write("QuenmarkTemp/" + item.name, partialContent(item));
 }
 
 void KilledServiceFixture::downloadInPart() {
-    const auto& item = items_.front();
-    cutsDownloads_ = true;
+    const auto& item = items.front();
+    cutsDownloads = true;
     launch();
     ASSERT_TRUE(waitUntil([&] { return contentOf(temporary(item.name)) == partialContent(item); }));
-    service_.reset();
+    service.reset();
     waitUntilItIsGone();
-    cutsDownloads_ = false;
+    cutsDownloads = false;
 }
 
 std::string KilledServiceFixture::partialContent(const Item& item) const {
     std::string content;
-    if (case_.partial == KillCase::Partial::OneByte)
+    if (killCase.partial == KillCase::Partial::OneByte)
         content = item.content.substr(0, 1);
-    else if (case_.partial == KillCase::Partial::AllBytes)
+    else if (killCase.partial == KillCase::Partial::AllBytes)
         content = item.content;
-    else if (case_.partial == KillCase::Partial::MoreThanAllBytes)
+    else if (killCase.partial == KillCase::Partial::MoreThanAllBytes)
         content = item.content + "and more";
     // Compatible mode continues whatever file it finds; in managed mode the bytes of another one must not arrive.
-    return isManaged() && !case_.isFromCutDownload ? std::string(content.size(), '#') : content;
+    return isManaged() && !killCase.isFromCutDownload ? std::string(content.size(), '#') : content;
 }
 
 KilledServiceFixture::Tree KilledServiceFixture::expectedInPlace() const {
     Tree expected{{"Docs/", ""}};
-    const auto placed = isManaged() ? KillCase::Placed::TheItem : case_.placed;
-    for (const auto& item : items_) {
+    const auto placed = isManaged() ? KillCase::Placed::TheItem : killCase.placed;
+    for (const auto& item : items) {
         if (item.isFolder)
             expected[item.name + "/"] = "";
         else if (placed == KillCase::Placed::TheItem)
@@ -141,11 +141,11 @@ KilledServiceFixture::Tree KilledServiceFixture::expectedInPlace() const {
 }
 
 KilledServiceFixture::Tree KilledServiceFixture::expectedLeft() const {
-    Tree expected = keptRecords_;
-    for (const auto& item : items_) {
+    Tree expected = keptRecords;
+    for (const auto& item : items) {
         const bool isLeft =
-            case_.left == KillCase::Left::TheItem ||
-            (case_.left == KillCase::Left::TheItemIfItWasPlacedBeforeTheKill && item.wasPlacedBeforeTheKill);
+            killCase.left == KillCase::Left::TheItem ||
+            (killCase.left == KillCase::Left::TheItemIfItWasPlacedBeforeTheKill && item.wasPlacedBeforeTheKill);
         if (isLeft && !isManaged())
             expected[item.name] = item.content;
     }
@@ -153,27 +153,27 @@ KilledServiceFixture::Tree KilledServiceFixture::expectedLeft() const {
 }
 
 bool KilledServiceFixture::isAllAcknowledged() const {
-    return std::ranges::none_of(items_, [](const auto& item) { return item.acknowledgements == 0; });
+    return std::ranges::none_of(items, [](const auto& item) { return item.acknowledgements == 0; });
 }
 
 void KilledServiceFixture::launch(const std::vector<std::string>& tracer) {
-    service_ = std::make_unique<ChildService>(data.path("log"), tracer);
-    isCallDue_ = !isManaged();
+    service = std::make_unique<ChildService>(data.path("log"), tracer);
+    isCallDue = !isManaged();
 }
 
 void KilledServiceFixture::callIfDue() {
-    if (!isCallDue_ || peer_->ownerOf(busName).empty())
+    if (!isCallDue || peer->ownerOf(busName).empty())
         return;
-    askToStart(*peer_);
-    isCallDue_ = false;
+    askToStart(*peer);
+    isCallDue = false;
 }
 
 void KilledServiceFixture::keepSettingsNew() {
     // Settings that changed lately are read at each use, older ones are not: each run has to make the same calls.
     const auto now = std::chrono::steady_clock::now();
-    if (now - settingsChanged_ < std::chrono::milliseconds(500))
+    if (now - settingsChanged < std::chrono::milliseconds(500))
         return;
-    settingsChanged_ = now;
+    settingsChanged = now;
     for (const auto& file : {home.preferencesFile(), home.config().path("quenmark/deployment.json")})
         fs::last_write_time(file, fs::file_time_type::clock::now());
 }
@@ -192,12 +192,12 @@ bool KilledServiceFixture::waitUntil(const std::function<bool()>& condition, Pla
 }
 
 void KilledServiceFixture::waitUntilItIsGone() {
-    isCallDue_ = false;
-    rest_.reset();
+    isCallDue = false;
+    rest.reset();
     // What it has sent is taken before another one sends.
-    ASSERT_TRUE(waitUntil([&] { return server.openConnections() == 0 && peer_->ownerOf(busName).empty(); }));
-    isCallDue_ = false;
-    rest_.reset();
+    ASSERT_TRUE(waitUntil([&] { return server.openConnections() == 0 && peer->ownerOf(busName).empty(); }));
+    isCallDue = false;
+    rest.reset();
 }
 
 bool KilledServiceFixture::isRecordOf(const Item& item, const Tree::value_type& file) {
@@ -209,16 +209,16 @@ KilledServiceFixture::Tree KilledServiceFixture::recordsOfAcknowledgedItems() co
     Tree records = left();
     std::erase_if(records, [this](const auto& file) {
         return std::ranges::none_of(
-            items_, [&](const auto& item) { return item.acknowledgements != 0 && isRecordOf(item, file); });
+            items, [&](const auto& item) { return item.acknowledgements != 0 && isRecordOf(item, file); });
     });
     return records;
 }
 
 std::size_t KilledServiceFixture::fetchedBytes() const {
-    const auto item = std::ranges::find(items_, 0U, &Item::acknowledgements);
+    const auto item = std::ranges::find(items, 0U, &Item::acknowledgements);
     const Tree tree = left();
     const auto isOfTheItem = [&](const auto& file) { return isRecordOf(*item, file); };
-    if (item == items_.end() || (isManaged() && std::ranges::none_of(tree, isOfTheItem)))
+    if (item == items.end() || (isManaged() && std::ranges::none_of(tree, isOfTheItem)))
         return 0;
     const auto partial = tree.find(item->name);
     if (partial != tree.end())
@@ -244,7 +244,7 @@ std::vector<KillPoint> KilledServiceFixture::record() {
     begin();
     launch(KillPoints::recorder(file));
     EXPECT_TRUE(waitUntil([&] {
-        points = KillPoints::ofRoad(file, "GetTopFileUpload HTTP", "UpdateFileUpload HTTP", items_.size());
+        points = KillPoints::ofRoad(file, "GetTopFileUpload HTTP", "UpdateFileUpload HTTP", items.size());
         return !points.empty();
     })) << endOfLog();
     finishAndCompare();
@@ -256,22 +256,22 @@ void KilledServiceFixture::killAt(const KillPoint& point) {
     launch(point.tracer(data.path("trace")));
     ASSERT_TRUE(waitUntil([&] {
         // Where it makes a few calls less than it did in the recording, further passes come to that number.
-        isCallDue_ = isCallDue_ || isAllAcknowledged();
-        return service_->hasEnded();
+        isCallDue = isCallDue || isAllAcknowledged();
+        return service->hasEnded();
     })) << "the service was not killed";
-    ASSERT_EQ(service_->endSignal(), SIGKILL);
+    ASSERT_EQ(service->endSignal(), SIGKILL);
     waitUntilItIsGone();
-    for (auto& item : items_)
+    for (auto& item : items)
         item.wasPlacedBeforeTheKill = item.acknowledgements == 0 && exists(placed(item.name));
-    keptRecords_ = recordsOfAcknowledgedItems();
-    fetched_ = fetchedBytes();
+    keptRecords = recordsOfAcknowledgedItems();
+    fetched = fetchedBytes();
     launch();
     finishAndCompare();
 }
 
 void KilledServiceFixture::finishAndCompare() {
     EXPECT_TRUE(waitUntil([&] { return isAllAcknowledged() && left() == expectedLeft(); })) << endOfLog();
-    for (const auto& item : items_)
+    for (const auto& item : items)
         EXPECT_EQ(item.acknowledgements, 1U) << item.name;
     EXPECT_EQ(treeOf(placed(""), true), expectedInPlace());
     EXPECT_EQ(left(), expectedLeft());

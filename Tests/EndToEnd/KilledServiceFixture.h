@@ -46,7 +46,7 @@ protected:
     KilledServiceFixture();
 
     /// Whether every item of a case arrives as it has to, wherever the service is killed.
-    void killEverywhere(KillCase killCase);
+    void killEverywhere(KillCase newCase);
 
 private:
     struct Item {
@@ -99,18 +99,18 @@ private:
     void finishAndCompare();
     std::string endOfLog() const;
 
-    KillCase case_;
-    std::optional<TestSupport::TemporaryDirectory> otherFileSystem_;
-    std::vector<Item> items_;
-    std::unique_ptr<TestSupport::BusPeer> peer_;
-    std::unique_ptr<ChildService> service_;
+    KillCase killCase;
+    std::optional<TestSupport::TemporaryDirectory> otherFileSystem;
+    std::vector<Item> items;
+    std::unique_ptr<TestSupport::BusPeer> peer;
+    std::unique_ptr<ChildService> service;
     /// What the service cannot know to be of no use any more after the kill.
-    Tree keptRecords_;
+    Tree keptRecords;
     /// How much of the item that is offered need not be fetched again after the kill.
-    std::size_t fetched_ = 0;
-    std::chrono::steady_clock::time_point settingsChanged_;
-    bool isCallDue_ = false;
-    bool cutsDownloads_ = false;
+    std::size_t fetched = 0;
+    std::chrono::steady_clock::time_point settingsChanged;
+    bool isCallDue = false;
+    bool cutsDownloads = false;
     /// The second half of a download, which is sent once the first one is in the temporary file.
     struct Rest {
         std::size_t connection;
@@ -118,7 +118,7 @@ private:
         std::string file;
         std::size_t sizeBefore;
     };
-    std::optional<Rest> rest_;
+    std::optional<Rest> rest;
 };
 
 } // namespace Quenmark

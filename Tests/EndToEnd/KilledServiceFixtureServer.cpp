@@ -28,8 +28,8 @@ std::string textBehind(const std::string& body, const std::string& mark) {
 } // namespace
 
 KilledServiceFixture::Item* KilledServiceFixture::offered() {
-    const auto found = std::ranges::find(items_, 0U, &Item::acknowledgements);
-    return found == items_.end() ? nullptr : &*found;
+    const auto found = std::ranges::find(items, 0U, &Item::acknowledgements);
+    return found == items.end() ? nullptr : &*found;
 }
 
 HttpReply KilledServiceFixture::reply(const HttpRequest& request) {
@@ -39,30 +39,30 @@ HttpReply KilledServiceFixture::reply(const HttpRequest& request) {
     if (item == nullptr)
         return HttpReply::json(nothing);
     if (request.target == streamTarget)
-        return cutsDownloads_ ? cutDownload(*item) : stream(request, *item);
+        return cutsDownloads ? cutDownload(*item) : stream(request, *item);
     return HttpReply::json(
         RealServiceFixture::item(wireName(item->name, R"(\\)"), item->isFolder ? "False" : "True", item->id));
 }
 
 HttpReply KilledServiceFixture::stream(const HttpRequest& request, const Item& item) {
     const auto offset = std::stoul(textBehind(request.body, "\"Length\" : \""));
-    EXPECT_GE(offset, fetched_) << "bytes are fetched twice";
-    fetched_ = 0;
+    EXPECT_GE(offset, fetched) << "bytes are fetched twice";
+    fetched = 0;
     if (isManaged() && offset > item.content.size())
-        isCallDue_ = true; // The item has changed. A call ends the wait that follows.
+        isCallDue = true; // The item has changed. A call ends the wait that follows.
     const auto bytes = item.content.substr(std::min(offset, item.content.size()));
     const auto reply = HttpReply::ok(bytes, streamHeaders(wireName(item.name, "\\"), item.id));
     const auto later = bytes.size() / 2;
     if (later > 0)
-        rest_ = Rest{request.connection, bytes.substr(bytes.size() - later), temporary(item.name),
-                     offset + bytes.size() - later};
+        rest = Rest{request.connection, bytes.substr(bytes.size() - later), temporary(item.name),
+                    offset + bytes.size() - later};
     return reply.cutAfter(reply.bytes().size() - later);
 }
 
 HttpReply KilledServiceFixture::cutDownload(const Item& item) const {
     const auto headers = streamHeaders(wireName(item.name, "\\"), item.id);
     const std::string bytes = partialContent(item);
-    if (case_.partial != KillCase::Partial::AllBytes) {
+    if (killCase.partial != KillCase::Partial::AllBytes) {
         const bool isLonger = bytes.size() > item.content.size();
         const auto whole = HttpReply::ok(isLonger ? bytes + "and what never comes" : item.content, headers);
         return whole.cutAfter(whole.bytes().find("\r\n\r\n") + 4 + bytes.size()).thenClose();
@@ -78,13 +78,13 @@ HttpReply KilledServiceFixture::cutDownload(const Item& item) const {
 
 HttpReply KilledServiceFixture::acknowledge(const HttpRequest& request) {
     const auto id = textBehind(request.body, "\"FileUploadID\" : \"");
-    const auto item = std::ranges::find(items_, id, &Item::id);
-    if (item == items_.end()) {
+    const auto item = std::ranges::find(items, id, &Item::id);
+    if (item == items.end()) {
         ADD_FAILURE() << "the acknowledgement is of no item: " << request.body;
         return HttpReply::json(nothing);
     }
     ++item->acknowledgements;
-    fetched_ = 0;
+    fetched = 0;
     const Tree now = treeOf(placed(""), true);
     const Tree expected = expectedInPlace();
     const auto path = item->name + (item->isFolder ? "/" : "");
@@ -93,15 +93,15 @@ HttpReply KilledServiceFixture::acknowledge(const HttpRequest& request) {
         EXPECT_EQ(now.at(path), expected.at(path)) << "when it was acknowledged";
     }
     // The next item is asked for at once.
-    isCallDue_ = isCallDue_ || !isManaged();
+    isCallDue = isCallDue || !isManaged();
     return HttpReply::json(R"({"ReturnStatus":"0"})");
 }
 
 void KilledServiceFixture::sendRest() {
-    if (!rest_ || contentOf(rest_->file).value_or("").size() < rest_->sizeBefore)
+    if (!rest || contentOf(rest->file).value_or("").size() < rest->sizeBefore)
         return;
-    server.send(rest_->connection, rest_->bytes);
-    rest_.reset();
+    server.send(rest->connection, rest->bytes);
+    rest.reset();
 }
 
 } // namespace Quenmark

@@ -22,14 +22,14 @@ protected:
     /// Expects that of an attempt that had come to a download.
     void expectAfterDownload(const Outcome& outcome) {
         SCOPED_TRACE(reasonOf(outcome.end));
-        this->download(++number_);
-        this->end(number_, outcome.end, outcome.isGateOpen);
+        this->download(++number);
+        this->end(number, outcome.end, outcome.isGateOpen);
         EXPECT_EQ(nameOf(this->state()), nameOf(outcome.state));
         EXPECT_EQ(this->reason(), outcome.reason);
     }
 
 private:
-    EngineObserver::AttemptNumber number_ = 0;
+    EngineObserver::AttemptNumber number = 0;
 };
 
 class TheStatusAfterAFailure : public AFailure<EngineStatusFixture> {};

@@ -21,7 +21,7 @@ std::size_t offsetIn(const TestSupport::HttpRequest& request) {
 
 RoadFixture::RoadFixture() {
     for (std::size_t index = 0; index < 100'000; ++index)
-        content_ += static_cast<char>('a' + index * index % 26);
+        itemContent += static_cast<char>('a' + index * index % 26);
     server.setHandler([this](const HttpRequest& request) { return respond(request); });
 }
 
@@ -29,37 +29,37 @@ RoadFixture::HttpReply RoadFixture::respond(const HttpRequest& request) {
     if (requested)
         requested(request);
     if (request.target == pollTarget)
-        return HttpReply::json(isOffered_ ? pollOfItem() : nothing);
+        return HttpReply::json(isOffered ? pollOfItem() : nothing);
     if (request.target == streamTarget)
         return streamFrom(offsetIn(request));
     if (request.target == acknowledgeTarget) {
         ++confirmations;
-        isOffered_ = false;
+        isOffered = false;
     }
     return HttpReply::json(confirmed);
 }
 
 void RoadFixture::offerNext(std::string_view jsonName, std::string_view name) {
-    ++number_;
-    name_ = name.empty() ? "\\Docs\\item" + identifier() + ".bin" : name;
-    jsonName_ = jsonName.empty() ? R"(\\Docs\\item)" + identifier() + ".bin" : jsonName;
-    isOffered_ = true;
+    ++itemNumber;
+    itemName = name.empty() ? "\\Docs\\item" + identifier() + ".bin" : name;
+    itemJsonName = jsonName.empty() ? R"(\\Docs\\item)" + identifier() + ".bin" : jsonName;
+    isOffered = true;
     confirmations = 0;
-    requestsBefore_ = server.requests().size();
+    requestsBefore = server.requests().size();
 }
 
 std::string RoadFixture::localName() const {
-    return LocalPaths::localName(name_).substr(1);
+    return LocalPaths::localName(itemName).substr(1);
 }
 
 std::string RoadFixture::pollOfItem(std::string_view status) const {
-    return R"({"FileName":")" + jsonName_ + R"(","FileUploadID":")" + identifier() + R"(","IsFile":"True",)" +
+    return R"({"FileName":")" + itemJsonName + R"(","FileUploadID":")" + identifier() + R"(","IsFile":"True",)" +
            (status.empty() ? "" : R"("ReturnStatus":)" + std::string(status) + ",") +
            R"("ServerPath":"s","ToComputerID":"7","TransitUploadPath":"t"})";
 }
 
 RoadFixture::HttpReply RoadFixture::streamFrom(std::size_t offset) const {
-    return HttpReply::ok(std::string_view(content_).substr(offset), goodFields());
+    return HttpReply::ok(std::string_view(itemContent).substr(offset), goodFields());
 }
 
 std::string RoadFixture::headWithoutLength(const std::string& field) const {
@@ -95,7 +95,7 @@ std::size_t RoadFixture::bytesOnDisk() const {
 void RoadFixture::leavePartial(std::size_t size) {
     const auto whole = streamFrom(0);
     const auto before = failures();
-    server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - content_.size() + size));
+    server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - itemContent.size() + size));
     ASSERT_TRUE(letTimePassUntil([&] { return bytesOnDisk() == size; }));
     server.reset(last(streamTarget).connection);
     ASSERT_TRUE(waitForOneMoreFailure(before));
@@ -105,7 +105,7 @@ void RoadFixture::leavePartial(std::size_t size) {
 std::vector<std::size_t> RoadFixture::offsets() const {
     std::vector<std::size_t> offsets;
     const auto& requests = server.requests();
-    for (std::size_t index = requestsBefore_; index < requests.size(); ++index) {
+    for (std::size_t index = requestsBefore; index < requests.size(); ++index) {
         if (requests[index].target == streamTarget)
             offsets.push_back(offsetIn(requests[index]));
     }
@@ -118,7 +118,7 @@ void RoadFixture::expectArrival(const std::vector<std::size_t>& expected) {
     ASSERT_TRUE(letTimePassUntil([&] { return count(pollTarget) > polls + 1 && probe().gateIsOpen(); }));
     EXPECT_EQ(confirmations, 1);
     EXPECT_EQ(offsets(), expected);
-    EXPECT_TRUE(contentOf(placed(localName())) == content_);
+    EXPECT_TRUE(contentOf(placed(localName())) == itemContent);
     EXPECT_FALSE(Files::exists(temporary(localName())));
     EXPECT_FALSE(Files::exists(LocalPaths::recordFile(temporary(localName()))));
 }

@@ -21,18 +21,18 @@ protected:
     /// Offers the next item, of that name as in JSON and on the wire; "" stands for a name of the item's own.
     void offerNext(std::string_view jsonName = "", std::string_view name = "");
     /// The current item.
-    std::string wireName() const { return name_; }
+    std::string wireName() const { return itemName; }
     std::string localName() const;
-    std::string identifier() const { return std::to_string(number_); }
+    std::string identifier() const { return std::to_string(itemNumber); }
     std::string pollOfItem(std::string_view status = R"("0")") const;
     /// The good stream of the item from that offset on.
     HttpReply streamFrom(std::size_t offset) const;
     /// The header fields of its good stream.
-    TestSupport::Headers goodFields() const { return fieldsOf(name_, identifier()); }
+    TestSupport::Headers goodFields() const { return fieldsOf(itemName, identifier()); }
     /// The head of its good stream, with one more field and no length.
     std::string headWithoutLength(const std::string& field) const;
-    void setContent(std::string content) { content_ = std::move(content); }
-    const std::string& content() const { return content_; }
+    void setContent(std::string content) { itemContent = std::move(content); }
+    const std::string& content() const { return itemContent; }
 
     /// How many attempts have failed so far.
     std::size_t failures() const;
@@ -58,13 +58,13 @@ protected:
 private:
     HttpReply respond(const HttpRequest& request);
 
-    std::string content_;
-    std::string name_;
-    std::string jsonName_;
-    int number_ = 0;
-    bool isOffered_ = false;
+    std::string itemContent;
+    std::string itemName;
+    std::string itemJsonName;
+    int itemNumber = 0;
+    bool isOffered = false;
     /// How many requests came before the item was offered.
-    std::size_t requestsBefore_ = 0;
+    std::size_t requestsBefore = 0;
 };
 
 } // namespace Quenmark

@@ -105,7 +105,7 @@ protected:
     std::optional<Error> placeFar() const { return area().placeItem(from(), distant()); }
 
 private:
-    TestSupport::ScopedEnvironment environment_{{"TMPDIR", "/dev/shm"}};
+    TestSupport::ScopedEnvironment environment{{"TMPDIR", "/dev/shm"}};
 
 protected:
     TestSupport::TemporaryDirectory memory;

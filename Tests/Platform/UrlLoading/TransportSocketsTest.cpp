@@ -81,10 +81,10 @@ protected:
     TransportSockets sockets{loop, [this](int socket, Transfer& transfer, std::uint32_t events) {
                                  calls.push_back({socket, &transfer, events});
                              }};
-    const Url url_ = *Url::fromString("http://127.0.0.1/");
+    const Url url = *Url::fromString("http://127.0.0.1/");
     const RequestHeaders headers{};
-    Transfer firstTransfer{loop.attachment<TransferDriver>(), Transfer::Request{url_, headers, {}}, [] {}};
-    Transfer otherTransfer{loop.attachment<TransferDriver>(), Transfer::Request{url_, headers, {}}, [] {}};
+    Transfer firstTransfer{loop.attachment<TransferDriver>(), Transfer::Request{url, headers, {}}, [] {}};
+    Transfer otherTransfer{loop.attachment<TransferDriver>(), Transfer::Request{url, headers, {}}, [] {}};
 
     FileDescriptor listener;
     bool isListening = false;

@@ -16,22 +16,22 @@ namespace {
 /// Runs `base64 options` on an input through a file of its own.
 class Coreutils : public EachKernel {
 protected:
-    Coreutils() : path_(testing::TempDir() + "base64-input-XXXXXX") {
-        const int descriptor = ::mkstemp(path_.data());
+    Coreutils() : path(testing::TempDir() + "base64-input-XXXXXX") {
+        const int descriptor = ::mkstemp(path.data());
         if (descriptor < 0) {
             throw std::runtime_error("no temporary file");
         }
         ::close(descriptor);
     }
-    ~Coreutils() override { std::remove(path_.c_str()); }
+    ~Coreutils() override { std::remove(path.c_str()); }
 
     std::string base64(const std::string& options, std::span<const std::byte> input) {
-        std::FILE* const file = std::fopen(path_.c_str(), "wb");
+        std::FILE* const file = std::fopen(path.c_str(), "wb");
         EXPECT_NE(file, nullptr);
         EXPECT_EQ(std::fwrite(input.data(), 1, input.size(), file), input.size());
         EXPECT_EQ(std::fclose(file), 0);
 
-        std::FILE* const pipe = ::popen(("base64 " + options + " '" + path_ + "'").c_str(), "r");
+        std::FILE* const pipe = ::popen(("base64 " + options + " '" + path + "'").c_str(), "r");
         EXPECT_NE(pipe, nullptr);
         std::string output;
         std::array<char, 65536> block{};
@@ -45,7 +45,7 @@ protected:
     static constexpr std::array<std::size_t, 10> sizes = {1, 2, 3, 55, 56, 57, 1000, 12287, 65537, 1000003};
 
 private:
-    std::string path_;
+    std::string path;
 };
 
 std::string withLineFeedsAlone(std::string text) {
