@@ -6,6 +6,7 @@
 #include "Support/HttpServer.h"
 #include "Support/Polling.h"
 #include "Support/PrivateBus.h"
+#include "Support/Releases.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/ServiceProcess.h"
 #include "Support/TemporaryHome.h"
@@ -24,6 +25,9 @@
 namespace Quenmark {
 
 using TestSupport::pollUntil;
+using TestSupport::release10_10;
+using TestSupport::release10_7;
+using TestSupport::release10_8;
 using webservice::test::ServiceProcess;
 
 /// A release number that chooses front end and transport, and what to call it.
@@ -39,12 +43,12 @@ inline std::ostream& operator<<(std::ostream& stream, const Variation& variation
     return stream << variation.name;
 }
 
-inline constexpr Variation modern{1343.0, "ListenerAndSession", false};
-inline constexpr Variation between{1200.0, "ListenerAndConnection", false};
-inline constexpr Variation wrapper{1138.6, "WrapperAndConnection", true};
-inline constexpr Variation managedModern{1343.0, "ManagedListenerAndSession", false, "managed"};
-inline constexpr Variation managedBetween{1200.0, "ManagedListenerAndConnection", false, "managed"};
-inline constexpr Variation managedWrapper{1138.6, "ManagedWrapperAndConnection", true, "managed"};
+inline constexpr Variation modern{release10_10, "ListenerAndSession", false};
+inline constexpr Variation between{release10_8, "ListenerAndConnection", false};
+inline constexpr Variation wrapper{release10_7, "WrapperAndConnection", true};
+inline constexpr Variation managedModern{release10_10, "ManagedListenerAndSession", false, "managed"};
+inline constexpr Variation managedBetween{release10_8, "ManagedListenerAndConnection", false, "managed"};
+inline constexpr Variation managedWrapper{release10_7, "ManagedWrapperAndConnection", true, "managed"};
 
 /// The real service, launched by name over a bus of the test's own, with settings and folders of the test's own.
 class RealServiceFixture : public ::testing::TestWithParam<Variation> {

@@ -43,7 +43,7 @@ void expectNoRequest(const ServiceProcess& service) {
 class ASecureCall : public ::testing::Test {
 protected:
     /// Trusts an authority alone. The release chooses the transport.
-    void trust(const std::string& host, const std::string& authorities, int release = 1343) {
+    void trust(const std::string& host, const std::string& authorities, double release = release10_10) {
         home.setDeployment(R"({"serviceHost":")" + host + R"(","serviceScheme":"https","certificateAuthorities":")" +
                            authorities + R"(","appKitVersionNumber":)" + std::to_string(release) + "}");
     }
@@ -57,7 +57,7 @@ protected:
     }
     /// Over both transports.
     void expectFailure(const std::string& host, const std::string& authorities, const std::string& code) {
-        for (const int release : {1343, 1200}) {
+        for (const double release : {release10_10, release10_8}) {
             trust(host, authorities, release);
             const auto result = poll();
             EXPECT_EQ(result.status, 74) << code;
@@ -73,7 +73,7 @@ protected:
 
 TEST_F(ASecureCall, GoesToAServerWhoseCertificateATrustedAuthorityHasSigned) {
     const ServiceProcess service(home.path("data"), 0, optionsOf(good));
-    for (const int release : {1343, 1200}) {
+    for (const double release : {release10_10, release10_8}) {
         trust(service.host(), authority.certificate, release);
         const auto result = poll();
         EXPECT_EQ(result.status, 0) << result.errors;

@@ -35,7 +35,7 @@ protected:
 };
 
 TEST_F(ALineOfTheLog, TellsOfAFileThatHasArrived) {
-    for (const double release : {newRelease, oldRelease}) {
+    for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         log.clear();
         confirmAfter(std::chrono::milliseconds(1500));
@@ -107,7 +107,7 @@ TEST_F(ALineOfTheLog, SaysOnceThatThereIsNoNetworkHoweverLongItLasts) {
 }
 
 TEST_F(ALineOfTheLog, NamesTheHttpStatusOfAnErrorPage) {
-    for (const double release : {newRelease, oldRelease}) {
+    for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         log.clear();
         server.enqueue(pollTarget, HttpReply::status(503, "<html>"));
@@ -143,7 +143,7 @@ TEST_F(ALineOfTheLog, TellsOfAFailureAnewOnceAnItemHasArrived) {
 }
 
 TEST_F(ALineOfTheLog, SaysWhenNothingIsAskedForAnyMore) {
-    for (const double release : {newRelease, oldRelease}) {
+    for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         log.clear();
         server.enqueue(pollTarget, HttpReply::json(item(R"(\\a.txt)")));
@@ -194,6 +194,6 @@ TEST_P(ALineOfTheManagedLog, TellsOfFailureAndArrival) {
     EXPECT_EQ(log.count(arrival), 1U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Transports, ALineOfTheManagedLog, ::testing::Values(1343.0, 1138.6), transportName);
+INSTANTIATE_TEST_SUITE_P(Transports, ALineOfTheManagedLog, ::testing::Values(release10_10, release10_7), transportName);
 
 } // namespace Quenmark

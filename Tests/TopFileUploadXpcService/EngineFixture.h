@@ -5,6 +5,7 @@
 #include "Platform/Settings/DeploymentSettings.h"
 #include "Support/HttpServer.h"
 #include "Support/LogCapture.h"
+#include "Support/Releases.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryHome.h"
 #include "TopFileUploadXpcService/TopFileUploadXpcService.h"
@@ -20,6 +21,9 @@
 #include <vector>
 
 namespace Quenmark {
+
+using TestSupport::release10_10;
+using TestSupport::release10_7;
 
 /// What an engine keeps to itself, for its tests.
 class EngineProbe {
@@ -63,8 +67,6 @@ protected:
     static constexpr const char* acknowledgeTarget = "/QuenmarkRestService/Uploads.svc/UpdateFileUpload";
     static constexpr const char* logErrorTarget = "/QuenmarkRestService/MAC/ErrorLog.svc/LogError";
     static constexpr const char* nothing = R"({"ReturnStatus":"1"})";
-    static constexpr double newRelease = 1343.0;
-    static constexpr double oldRelease = 1138.6;
 
     EngineFixture();
 
@@ -119,7 +121,7 @@ protected:
     TestSupport::ScopedEnvironment environment;
     TestSupport::HttpServer server;
     /// The deployment settings of the engines.
-    Platform::DeploymentSettings settings{.serviceHost = server.host(), .appKitVersionNumber = newRelease};
+    Platform::DeploymentSettings settings{.serviceHost = server.host(), .appKitVersionNumber = release10_10};
     /// Returns the settings to the engines, at each use.
     std::function<Platform::DeploymentSettings()> readSettings = [this] { return settings; };
     /// The network's flags.
@@ -130,5 +132,10 @@ protected:
     std::shared_ptr<TopFileUploadXpcService> engine = std::make_shared<TopFileUploadXpcService>(context);
     EngineProbe engineProbe{*engine};
 };
+
+/// Names a test after the transport of the release that is its parameter.
+inline std::string transportName(const ::testing::TestParamInfo<double>& parameter) {
+    return parameter.param == release10_10 ? "Session" : "Connection";
+}
 
 } // namespace Quenmark

@@ -89,11 +89,11 @@ protected:
 class AnEnginesReportsOnBothTransports : public AnEnginesReports, public ::testing::WithParamInterface<double> {
 protected:
     AnEnginesReportsOnBothTransports() { setRelease(GetParam()); }
-    bool isSession() const { return GetParam() == newRelease; }
+    bool isSession() const { return GetParam() == release10_10; }
 };
 
-INSTANTIATE_TEST_SUITE_P(Transports, AnEnginesReportsOnBothTransports, ::testing::Values(1343.0, 1138.6),
-                         [](const auto& suite) { return suite.param == 1343.0 ? "Session" : "Connection"; });
+INSTANTIATE_TEST_SUITE_P(Transports, AnEnginesReportsOnBothTransports, ::testing::Values(release10_10, release10_7),
+                         transportName);
 
 TEST_P(AnEnginesReportsOnBothTransports, FollowAFileOnItsWay) {
     enqueueFile(R"(\\a.txt)", "\\a.txt", "the content");

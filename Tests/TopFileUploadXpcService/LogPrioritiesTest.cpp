@@ -19,7 +19,7 @@ protected:
 };
 
 TEST_F(AnEnginesLog, HasAnIdlePassForDebugging) {
-    for (const double release : {newRelease, oldRelease}) {
+    for (const double release : {release10_10, release10_7}) {
         setRelease(release);
         log.clear();
         server.setHandler([](const auto&) { return HttpReply::json(nothing); });

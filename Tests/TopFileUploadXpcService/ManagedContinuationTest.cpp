@@ -170,6 +170,6 @@ TEST_P(ABegunItem, IsFetchedAgainWhereItIsNotWhatWasPlacedAnyMore) {
     EXPECT_EQ(contentOf(placed("a.txt")), "content");
 }
 
-INSTANTIATE_TEST_SUITE_P(Transports, ABegunItem, ::testing::Values(1343.0, 1138.6), transportName);
+INSTANTIATE_TEST_SUITE_P(Transports, ABegunItem, ::testing::Values(release10_10, release10_7), transportName);
 
 } // namespace Quenmark

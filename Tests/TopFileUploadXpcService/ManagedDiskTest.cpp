@@ -165,6 +165,6 @@ TEST_P(ADiskInTrouble, IsReadOnlyWithTheFolderOfTheItemAndWritableLater) {
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(Transports, ADiskInTrouble, ::testing::Values(1343.0, 1138.6), transportName);
+INSTANTIATE_TEST_SUITE_P(Transports, ADiskInTrouble, ::testing::Values(release10_10, release10_7), transportName);
 
 } // namespace Quenmark

@@ -226,6 +226,6 @@ TEST_P(AManagedItem, OfNoKnownKindIsABadResponse) {
     EXPECT_EQ(count(acknowledgeTarget), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Transports, AManagedItem, ::testing::Values(1343.0, 1138.6), transportName);
+INSTANTIATE_TEST_SUITE_P(Transports, AManagedItem, ::testing::Values(release10_10, release10_7), transportName);
 
 } // namespace Quenmark

@@ -69,8 +69,4 @@ protected:
     std::string offsetOf(std::size_t number) const;
 };
 
-inline std::string transportName(const ::testing::TestParamInfo<double>& parameter) {
-    return parameter.param == 1343.0 ? "Session" : "Connection";
-}
-
 } // namespace Quenmark

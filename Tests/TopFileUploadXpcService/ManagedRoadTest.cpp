@@ -340,6 +340,6 @@ TEST_P(TheRoadOfAnItem, IsAcknowledgedAgainByTheNextProcess) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Transports, TheRoadOfAnItem, ::testing::Values(1343.0, 1138.6), transportName);
+INSTANTIATE_TEST_SUITE_P(Transports, TheRoadOfAnItem, ::testing::Values(release10_10, release10_7), transportName);
 
 } // namespace Quenmark

@@ -162,7 +162,7 @@ TEST_P(AManagedEngine, GoesOnAfterAnyResponseOfAPoll) {
     expectPollAfter(2, replies.size() + 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(Transports, AManagedEngine, ::testing::Values(1343.0, 1138.6), transportName);
+INSTANTIATE_TEST_SUITE_P(Transports, AManagedEngine, ::testing::Values(release10_10, release10_7), transportName);
 
 TEST(TheWaitAfterFailures, DoublesUpToThreeHundredSecondsWithATenthOfJitter) {
     const auto seconds = [](int count, double jitter) {

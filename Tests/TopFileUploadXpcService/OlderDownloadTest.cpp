@@ -9,7 +9,7 @@ using TestSupport::HttpReply;
 
 class AnOlderDownload : public EngineFixture {
 protected:
-    AnOlderDownload() { setRelease(oldRelease); }
+    AnOlderDownload() { setRelease(release10_7); }
 };
 
 TEST_F(AnOlderDownload, PlacesAFileAcknowledgesItAndAsksAgain) {

@@ -102,7 +102,7 @@ TEST_F(ADownloadOperation, FailsAtOnceForWhatJsonCannotCarry) {
 }
 
 TEST_F(ADownloadOperation, DoesNothingAtAllOnOldReleases) {
-    for (const double release : {1138.0, 1138.6, 1342.9}) {
+    for (const double release : {1138.0, release10_7, 1342.9}) {
         setRelease(release);
         call();
     }
@@ -199,7 +199,7 @@ TEST_F(AnUploadOperation, FailsAtOnceWhereTheNetworkIsNotReachable) {
 }
 
 TEST_F(AnUploadOperation, DoesNothingAtAllOnOldReleases) {
-    for (const double release : {1138.0, 1138.6, 1342.9}) {
+    for (const double release : {1138.0, release10_7, 1342.9}) {
         setRelease(release);
         call(folder.write("report.txt", "content"));
     }
