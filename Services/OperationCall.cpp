@@ -23,8 +23,7 @@ bool isCarriedOut(OperationVariant variant, const ServiceContext& context) {
     return !isStream || !ServicesUtilities::isLessThan10_10(context.settings());
 }
 
-/// Posts the parameters with the connector that the variant and the release ask for. Only for a variant that is
-/// carried out.
+/// Posts the parameters with the connector for the variant and release, which must be a supported combination.
 void startRequest(OperationVariant variant, const char* path, boost::json::object params, JsonPost::Finished finished,
                   const ServiceContext& context) {
     if (variant == OperationVariant::HeaderUpload)

@@ -14,17 +14,15 @@
 /// Carries out what a row of the catalogue says.
 namespace Quenmark {
 
-/// Gives an operation's handler what came of its request: the record of the response or why it has none. Says whether
-/// it was a record.
+/// Calls an operation's handler with the response's record, or with the error. Returns whether it was a record.
 using Delivery = std::function<bool(Result<boost::json::value> response, std::int64_t status)>;
 /// The status line and header fields of an undecoded response, nil where the status is not `RestStatusSuccess`; its
 /// complete body, or the error.
 using RawDelivery = std::function<void(std::optional<Platform::HttpUrlResponse> response, Result<Platform::Data> body,
                                        std::int64_t status)>;
 
-/// Posts the parameters with the connector that the variant and the release ask for, and delivers the response; does
-/// nothing where the variant is not carried out on the release of the context. All of that is done on the loop's
-/// thread: later, where this is another one.
+/// Posts the parameters with the connector for the variant and release, and delivers the response. Does nothing if the
+/// release does not support the variant. Called on another thread, it posts itself to the loop.
 void carryOut(OperationVariant variant, const char* path, const OperationLog& log, boost::json::object params,
               Delivery deliver, const ServiceContext& context);
 /// As `carryOut`, for `OperationVariant::RawStream`: passes on the undecoded response.

@@ -15,10 +15,10 @@ struct ServiceContext {
     /// Returns the host of the service, the release number and the staging directory.
     std::function<Platform::DeploymentSettings()> settings = &Platform::DeploymentSettings::current;
     /// Returns the flags by which the Internet can be reached now, nil where they cannot be read; those of the kernel
-    /// where the function is empty. Where it cannot be reached, nothing is sent.
+    /// where the function is empty. Nothing is sent while it is unreachable.
     std::function<std::optional<std::uint32_t>()> networkFlags = {};
-    /// Receives, on the main queue, how much of a file that is being sent was sent so far, and its size, in bytes.
-    /// Nobody is told where it is empty.
+    /// Receives, on the main queue, how much of a file that is being sent was sent so far, and its size, in bytes. May
+    /// be empty.
     std::function<void(std::uint64_t bytesSent, std::uint64_t bytesTotal)> uploadProgress = {};
 
     /// The source for the tests of the network.

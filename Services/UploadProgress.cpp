@@ -15,11 +15,11 @@ UploadProgress::UploadProgress(Handler handler, std::uint64_t bytesTotal)
 
 void UploadProgress::follow(std::weak_ptr<const Platform::UrlSessionTask> task) {
     task_ = std::move(task);
-    timer_ = Platform::Queue::main().timer(interval, [this] { look(); });
+    timer_ = Platform::Queue::main().timer(interval, [this] { sample(); });
 }
 
-void UploadProgress::look() {
-    timer_ = Platform::Queue::main().timer(interval, [this] { look(); });
+void UploadProgress::sample() {
+    timer_ = Platform::Queue::main().timer(interval, [this] { sample(); });
     const auto task = task_.lock();
     const auto sent = task ? task->countOfBytesSent() : 0;
     // A task that has ended, or begins anew after a redirect, counts from 0.

@@ -26,7 +26,7 @@ public:
     void finish();
 
 private:
-    void look();
+    void sample();
     void report(std::uint64_t bytesSent);
 
     Handler handler_;

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-/// What travels in messages (`Platform::Ipc::Value`), turned into value objects and back. Nothing here reports an
-/// error: what has no counterpart is nil, and is left out of the container that it is in. `XPCUUID` converts itself.
+/// Converts message values (`Platform::Ipc::Value`) to value objects and back. A value without a counterpart is no
+/// error: it becomes nil and is omitted from its container. `XPCUUID` converts itself.
 namespace Quenmark::XPCParse {
 
 using Platform::Ipc::Value;

@@ -16,7 +16,7 @@ struct Decode {
     std::optional<XPC::Object> operator()(const Ipc::Array&) const { return arrayWithContentsOfXPCObject(value); }
     std::optional<XPC::Object> operator()(Ipc::Date) const { return dateWithXPCObject(value); }
     std::optional<XPC::Object> operator()(const Ipc::Data&) const { return data(); }
-    // Shared memory goes the way of data, which then finds that it is none.
+    // data() returns nil for shared memory.
     std::optional<XPC::Object> operator()(const Ipc::SharedMemory&) const { return data(); }
     std::optional<XPC::Object> operator()(const std::string&) const { return stringWithXPCObject(value); }
     std::optional<XPC::Object> operator()(const Ipc::Uuid&) const { return XPCUUID::uuidWithXPCObject(value); }
