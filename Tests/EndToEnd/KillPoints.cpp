@@ -31,9 +31,9 @@ const std::set<std::string, std::less<>> callsWithoutEffect{
     "access", "faccessat", "faccessat2", "newfstatat", "readlink", "readlinkat", "statx"};
 
 bool hasEffect(std::string_view name, std::string_view text) {
-    // Opening a file that is there is a look at it.
-    const bool isLook = name == "openat" && text.find("O_CREAT") == text.npos && text.find("O_TMPFILE") == text.npos;
-    return !isLook && !callsWithoutEffect.contains(name);
+    // Opening an existing file only reads it.
+    const bool isRead = name == "openat" && text.find("O_CREAT") == text.npos && text.find("O_TMPFILE") == text.npos;
+    return !isRead && !callsWithoutEffect.contains(name);
 }
 
 /// How often the threads of a process have made the calls of one name.
@@ -76,8 +76,8 @@ std::vector<std::string> recorder(const std::string& file) {
     return {"strace", "-D", "-f", "-y", "-s", "100", "-o", file};
 }
 
-std::vector<KillPoint> ofRoad(const std::string& file, std::string_view poll, std::string_view acknowledgement,
-                              std::size_t items) {
+std::vector<KillPoint> ofDelivery(const std::string& file, std::string_view poll, std::string_view acknowledgement,
+                                  std::size_t items) {
     std::vector<KillPoint> points;
     Counts counts;
     std::size_t acknowledged = 0;

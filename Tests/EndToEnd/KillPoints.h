@@ -32,8 +32,8 @@ std::vector<std::string> recorder(const std::string& file);
 
 /// The moments of a recording from the first call that holds `poll` on, up to the next one behind the `items`th that
 /// holds `acknowledgement`; none while there is no such call.
-std::vector<KillPoint> ofRoad(const std::string& file, std::string_view poll, std::string_view acknowledgement,
-                              std::size_t items);
+std::vector<KillPoint> ofDelivery(const std::string& file, std::string_view poll, std::string_view acknowledgement,
+                                  std::size_t items);
 
 /// All of them where the environment has QUENMARK_KILLS=all, otherwise a twentieth, drawn by QUENMARK_KILLS_SEED, or
 /// by chance, and by the name of the case. Prints the seed.

@@ -244,7 +244,7 @@ std::vector<KillPoint> KilledServiceFixture::record() {
     begin();
     launch(KillPoints::recorder(file));
     EXPECT_TRUE(waitUntil([&] {
-        points = KillPoints::ofRoad(file, "GetTopFileUpload HTTP", "UpdateFileUpload HTTP", items.size());
+        points = KillPoints::ofDelivery(file, "GetTopFileUpload HTTP", "UpdateFileUpload HTTP", items.size());
         return !points.empty();
     })) << endOfLog();
     finishAndCompare();

@@ -3,9 +3,9 @@
 
 #include "Platform/Files/Files.h"
 #include "Support/AnotherAccount.h"
+#include "TopFileUploadXpcService/DeliveryFixture.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
-#include "TopFileUploadXpcService/RoadFixture.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -20,7 +20,7 @@ namespace Files = Platform::Files;
 namespace fs = std::filesystem;
 using TestSupport::OfAnotherAccount;
 
-class AnItemWithBadInput : public RoadFixture {
+class AnItemWithBadInput : public DeliveryFixture {
 protected:
     AnItemWithBadInput() {
         home.write("precious.txt", "precious");

@@ -2,7 +2,7 @@
 // once there is room.
 
 #include "Support/Namespaces.h"
-#include "TopFileUploadXpcService/RoadFixture.h"
+#include "TopFileUploadXpcService/DeliveryFixture.h"
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -29,16 +29,16 @@ void mountMemory(const std::string& folder, const char* options) {
 }
 
 /// An item on its way in a process with mounts of its own.
-class RoadWithMounts : public RoadFixture {
+class DeliveryWithMounts : public DeliveryFixture {
 public:
-    using RoadFixture::bytesOnDisk;
-    using RoadFixture::leavePartial;
-    using RoadFixture::offerNext;
-    using RoadFixture::offsets;
-    using RoadFixture::placed;
-    using RoadFixture::start;
+    using DeliveryFixture::bytesOnDisk;
+    using DeliveryFixture::leavePartial;
+    using DeliveryFixture::offerNext;
+    using DeliveryFixture::offsets;
+    using DeliveryFixture::placed;
+    using DeliveryFixture::start;
 
-    RoadWithMounts() {
+    DeliveryWithMounts() {
         // What is mounted here stays here.
         if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
             throw std::system_error(errno, std::generic_category(), "/");
@@ -72,96 +72,96 @@ private:
 
 class ADiskInTrouble : public ::testing::TestWithParam<double> {
 protected:
-    static void run(const std::function<void(RoadWithMounts&)>& body) {
+    static void run(const std::function<void(DeliveryWithMounts&)>& body) {
         EXPECT_TRUE(TestSupport::succeedsInNamespaces(CLONE_NEWNS, [&] {
-            RoadWithMounts road;
-            body(road);
+            DeliveryWithMounts delivery;
+            body(delivery);
             return !HasFailure();
         }));
     }
 };
 
 TEST_P(ADiskInTrouble, IsFullWhereTheItemIsGatheredAndFreeLater) {
-    run([](RoadWithMounts& road) {
-        mountMemory(road.temporaryFolder(), "size=64k");
-        road.start();
-        road.offerNext();
-        road.expectFailures("disk full: ");
-        const auto kept = road.bytesOnDisk();
+    run([](DeliveryWithMounts& delivery) {
+        mountMemory(delivery.temporaryFolder(), "size=64k");
+        delivery.start();
+        delivery.offerNext();
+        delivery.expectFailures("disk full: ");
+        const auto kept = delivery.bytesOnDisk();
         EXPECT_GT(kept, 0U) << "what fits is kept";
-        EXPECT_EQ(road.offsets().front(), 0U);
-        EXPECT_TRUE(std::ranges::is_sorted(road.offsets())) << "nothing is fetched twice";
-        mountOn(road.temporaryFolder(), nullptr, MS_REMOUNT, "size=1m");
-        road.expectArrivalFrom(kept);
+        EXPECT_EQ(delivery.offsets().front(), 0U);
+        EXPECT_TRUE(std::ranges::is_sorted(delivery.offsets())) << "nothing is fetched twice";
+        mountOn(delivery.temporaryFolder(), nullptr, MS_REMOUNT, "size=1m");
+        delivery.expectArrivalFrom(kept);
     });
 }
 
 TEST_P(ADiskInTrouble, HasNoRoomForASingleByteAndSomeLater) {
-    run([](RoadWithMounts& road) {
-        mountMemory(road.temporaryFolder(), "size=64k");
-        const std::string filler = road.temporaryFolder() + "/filler";
+    run([](DeliveryWithMounts& delivery) {
+        mountMemory(delivery.temporaryFolder(), "size=64k");
+        const std::string filler = delivery.temporaryFolder() + "/filler";
         std::ofstream(filler) << std::string(1 << 20, 'x');
-        road.start();
-        road.offerNext();
-        road.expectFailures("disk full: 100000 bytes missing (\\Docs\\item");
-        EXPECT_EQ(road.bytesOnDisk(), 0U);
+        delivery.start();
+        delivery.offerNext();
+        delivery.expectFailures("disk full: 100000 bytes missing (\\Docs\\item");
+        EXPECT_EQ(delivery.bytesOnDisk(), 0U);
         std::filesystem::remove(filler);
-        mountOn(road.temporaryFolder(), nullptr, MS_REMOUNT, "size=1m");
-        road.expectArrivalFrom(0);
+        mountOn(delivery.temporaryFolder(), nullptr, MS_REMOUNT, "size=1m");
+        delivery.expectArrivalFrom(0);
     });
 }
 
 TEST_P(ADiskInTrouble, IsFullWhereTheItemIsPlacedAndFreeLater) {
-    run([](RoadWithMounts& road) {
-        mountMemory(road.quenmarkFolder(), "size=64k");
-        road.start();
-        road.offerNext();
-        road.expectFailures("disk full: 100000 bytes missing (\\Docs\\item");
-        EXPECT_EQ(road.offsets(), std::vector<std::size_t>{0});
-        EXPECT_FALSE(std::filesystem::exists(road.placed("Docs/item1.bin"))) << "nothing is placed in part";
-        mountOn(road.quenmarkFolder(), nullptr, MS_REMOUNT, "size=1m");
-        road.expectArrivalWithoutRequest();
+    run([](DeliveryWithMounts& delivery) {
+        mountMemory(delivery.quenmarkFolder(), "size=64k");
+        delivery.start();
+        delivery.offerNext();
+        delivery.expectFailures("disk full: 100000 bytes missing (\\Docs\\item");
+        EXPECT_EQ(delivery.offsets(), std::vector<std::size_t>{0});
+        EXPECT_FALSE(std::filesystem::exists(delivery.placed("Docs/item1.bin"))) << "nothing is placed in part";
+        mountOn(delivery.quenmarkFolder(), nullptr, MS_REMOUNT, "size=1m");
+        delivery.expectArrivalWithoutRequest();
     });
 }
 
 TEST_P(ADiskInTrouble, IsReadOnlyWhereTheItemIsGatheredAndWritableLater) {
-    run([](RoadWithMounts& road) {
-        mountOn(road.temporaryFolder(), nullptr, MS_BIND, nullptr);
-        road.start();
-        road.offerNext();
-        road.leavePartial(40'000);
-        mountOn(road.temporaryFolder(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr);
-        road.expectFailures("not writable: " + road.temporaryFolder());
-        EXPECT_EQ(road.bytesOnDisk(), 40'000U);
-        mountOn(road.temporaryFolder(), nullptr, MS_BIND | MS_REMOUNT, nullptr);
-        road.expectArrivalFrom(40'000);
+    run([](DeliveryWithMounts& delivery) {
+        mountOn(delivery.temporaryFolder(), nullptr, MS_BIND, nullptr);
+        delivery.start();
+        delivery.offerNext();
+        delivery.leavePartial(40'000);
+        mountOn(delivery.temporaryFolder(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr);
+        delivery.expectFailures("not writable: " + delivery.temporaryFolder());
+        EXPECT_EQ(delivery.bytesOnDisk(), 40'000U);
+        mountOn(delivery.temporaryFolder(), nullptr, MS_BIND | MS_REMOUNT, nullptr);
+        delivery.expectArrivalFrom(40'000);
     });
 }
 
 TEST_P(ADiskInTrouble, IsReadOnlyWhereTheItemIsPlacedAndWritableLater) {
-    run([](RoadWithMounts& road) {
-        mountOn(road.quenmarkFolder(), nullptr, MS_BIND, nullptr);
-        mountOn(road.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr);
-        road.start();
-        road.offerNext();
-        road.expectFailures("not writable: " + road.placed("Docs") + " (\\Docs\\item");
-        EXPECT_EQ(road.offsets(), std::vector<std::size_t>{0});
-        mountOn(road.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT, nullptr);
-        road.expectArrivalWithoutRequest();
+    run([](DeliveryWithMounts& delivery) {
+        mountOn(delivery.quenmarkFolder(), nullptr, MS_BIND, nullptr);
+        mountOn(delivery.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr);
+        delivery.start();
+        delivery.offerNext();
+        delivery.expectFailures("not writable: " + delivery.placed("Docs") + " (\\Docs\\item");
+        EXPECT_EQ(delivery.offsets(), std::vector<std::size_t>{0});
+        mountOn(delivery.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT, nullptr);
+        delivery.expectArrivalWithoutRequest();
     });
 }
 
 TEST_P(ADiskInTrouble, IsReadOnlyWithTheFolderOfTheItemAndWritableLater) {
-    run([](RoadWithMounts& road) {
-        std::filesystem::create_directories(road.placed("Docs"));
-        mountOn(road.quenmarkFolder(), nullptr, MS_BIND, nullptr);
-        mountOn(road.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr);
-        road.start();
-        road.offerNext();
-        road.expectFailures("not writable: " + road.placed("Docs") + " (\\Docs\\item");
-        mountOn(road.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT, nullptr);
-        road.expectArrivalWithoutRequest();
-        EXPECT_EQ(road.offsets(), std::vector<std::size_t>{0});
+    run([](DeliveryWithMounts& delivery) {
+        std::filesystem::create_directories(delivery.placed("Docs"));
+        mountOn(delivery.quenmarkFolder(), nullptr, MS_BIND, nullptr);
+        mountOn(delivery.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr);
+        delivery.start();
+        delivery.offerNext();
+        delivery.expectFailures("not writable: " + delivery.placed("Docs") + " (\\Docs\\item");
+        mountOn(delivery.quenmarkFolder(), nullptr, MS_BIND | MS_REMOUNT, nullptr);
+        delivery.expectArrivalWithoutRequest();
+        EXPECT_EQ(delivery.offsets(), std::vector<std::size_t>{0});
     });
 }
 

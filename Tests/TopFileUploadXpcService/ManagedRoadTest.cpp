@@ -1,14 +1,14 @@
 // The road of an item in managed mode under every failure, at every stage: without a call it arrives identical, is
 // acknowledged once, and no byte is fetched twice that was written before.
 
-#include "TopFileUploadXpcService/RoadFixture.h"
+#include "TopFileUploadXpcService/DeliveryFixture.h"
 
 #include <filesystem>
 #include <fstream>
 
 namespace Quenmark {
 
-class TheRoadOfAnItem : public RoadFixture {
+class TheRoadOfAnItem : public DeliveryFixture {
 protected:
     using Offsets = std::vector<std::size_t>;
 
@@ -172,8 +172,8 @@ TEST_P(TheRoadOfAnItem, ContinuesHoweverOftenItsStreamBreaksOff) {
 TEST_P(TheRoadOfAnItem, ContinuesAfterABodyInChunksThatWasCut) {
     offerNext();
     const auto before = failures();
-    const std::string head = headWithoutLength("Transfer-Encoding: chunked");
-    server.enqueue(streamTarget, HttpReply::raw(head + "2710\r\n" + content().substr(0, tenth) + "\r\n2710\r\n" +
+    const std::string headers = headersWithoutLength("Transfer-Encoding: chunked");
+    server.enqueue(streamTarget, HttpReply::raw(headers + "2710\r\n" + content().substr(0, tenth) + "\r\n2710\r\n" +
                                                 content().substr(tenth, 1))
                                      .thenClose());
     ASSERT_TRUE(waitForOneMoreFailure(before));
@@ -185,8 +185,8 @@ TEST_P(TheRoadOfAnItem, ContinuesAfterABodyThatEndsTooEarly) {
     offerNext();
     leavePartial(partial);
     const auto before = failures();
-    const std::string head = headWithoutLength("Connection: close");
-    server.enqueue(streamTarget, HttpReply::raw(head + content().substr(partial, tenth)).thenClose());
+    const std::string headers = headersWithoutLength("Connection: close");
+    server.enqueue(streamTarget, HttpReply::raw(headers + content().substr(partial, tenth)).thenClose());
     ASSERT_TRUE(waitForOneMoreFailure(before));
     EXPECT_EQ(bytesOnDisk(), partial + tenth);
     expectArrival({0, partial, partial + tenth});
@@ -279,7 +279,7 @@ TEST_P(TheRoadOfAnItem, TakesNoStreamWhosePartialFileHasGoneMeanwhile) {
     server.enqueue(streamTarget, HttpReply::silence());
     ASSERT_TRUE(letTimePassUntil([&] { return offsets() == Offsets({0, partial}); }));
     std::filesystem::remove(temporary(localName()));
-    server.send(last(streamTarget).connection, headWithoutLength("Connection: close") + content().substr(partial));
+    server.send(last(streamTarget).connection, headersWithoutLength("Connection: close") + content().substr(partial));
     ASSERT_TRUE(runUntil([&] { return failures() == before + 1; }));
     EXPECT_EQ(bytesOnDisk(), 0U);
     server.close(last(streamTarget).connection);

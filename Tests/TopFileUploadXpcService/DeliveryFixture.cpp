@@ -1,4 +1,4 @@
-#include "TopFileUploadXpcService/RoadFixture.h"
+#include "TopFileUploadXpcService/DeliveryFixture.h"
 
 #include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
@@ -19,13 +19,13 @@ std::size_t offsetIn(const TestSupport::HttpRequest& request) {
 
 } // namespace
 
-RoadFixture::RoadFixture() {
+DeliveryFixture::DeliveryFixture() {
     for (std::size_t index = 0; index < 100'000; ++index)
         itemContent += static_cast<char>('a' + index * index % 26);
     server.setHandler([this](const HttpRequest& request) { return respond(request); });
 }
 
-RoadFixture::HttpReply RoadFixture::respond(const HttpRequest& request) {
+DeliveryFixture::HttpReply DeliveryFixture::respond(const HttpRequest& request) {
     if (requested)
         requested(request);
     if (request.target == pollTarget)
@@ -39,7 +39,7 @@ RoadFixture::HttpReply RoadFixture::respond(const HttpRequest& request) {
     return HttpReply::json(confirmed);
 }
 
-void RoadFixture::offerNext(std::string_view jsonName, std::string_view name) {
+void DeliveryFixture::offerNext(std::string_view jsonName, std::string_view name) {
     ++itemNumber;
     itemName = name.empty() ? "\\Docs\\item" + identifier() + ".bin" : name;
     itemJsonName = jsonName.empty() ? R"(\\Docs\\item)" + identifier() + ".bin" : jsonName;
@@ -48,34 +48,34 @@ void RoadFixture::offerNext(std::string_view jsonName, std::string_view name) {
     requestsBefore = server.requests().size();
 }
 
-std::string RoadFixture::localName() const {
+std::string DeliveryFixture::localName() const {
     return LocalPaths::localName(itemName).substr(1);
 }
 
-std::string RoadFixture::pollOfItem(std::string_view status) const {
+std::string DeliveryFixture::pollOfItem(std::string_view status) const {
     return R"({"FileName":")" + itemJsonName + R"(","FileUploadID":")" + identifier() + R"(","IsFile":"True",)" +
            (status.empty() ? "" : R"("ReturnStatus":)" + std::string(status) + ",") +
            R"("ServerPath":"s","ToComputerID":"7","TransitUploadPath":"t"})";
 }
 
-RoadFixture::HttpReply RoadFixture::streamFrom(std::size_t offset) const {
+DeliveryFixture::HttpReply DeliveryFixture::streamFrom(std::size_t offset) const {
     return HttpReply::ok(std::string_view(itemContent).substr(offset), goodFields());
 }
 
-std::string RoadFixture::headWithoutLength(const std::string& field) const {
-    std::string head = "HTTP/1.1 200 OK\r\n" + field + "\r\n";
+std::string DeliveryFixture::headersWithoutLength(const std::string& field) const {
+    std::string headers = "HTTP/1.1 200 OK\r\n" + field + "\r\n";
     for (const auto& [name, value] : goodFields())
-        head += name + ": " + value + "\r\n";
-    return head + "\r\n";
+        headers += name + ": " + value + "\r\n";
+    return headers + "\r\n";
 }
 
-std::size_t RoadFixture::failures() const {
+std::size_t DeliveryFixture::failures() const {
     return static_cast<std::size_t>(std::ranges::count_if(log.entries(), [](const std::string& entry) {
         return entry.find("; the next attempt follows in ") != std::string::npos;
     }));
 }
 
-bool RoadFixture::letTimePassUntil(const std::function<bool()>& condition) {
+bool DeliveryFixture::letTimePassUntil(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
@@ -88,11 +88,11 @@ bool RoadFixture::letTimePassUntil(const std::function<bool()>& condition) {
     return true;
 }
 
-std::size_t RoadFixture::bytesOnDisk() const {
+std::size_t DeliveryFixture::bytesOnDisk() const {
     return Files::size(temporary(localName())).value_or(0);
 }
 
-void RoadFixture::leavePartial(std::size_t size) {
+void DeliveryFixture::leavePartial(std::size_t size) {
     const auto whole = streamFrom(0);
     const auto before = failures();
     server.enqueue(streamTarget, whole.cutAfter(whole.bytes().size() - itemContent.size() + size));
@@ -102,7 +102,7 @@ void RoadFixture::leavePartial(std::size_t size) {
     ASSERT_EQ(bytesOnDisk(), size);
 }
 
-std::vector<std::size_t> RoadFixture::offsets() const {
+std::vector<std::size_t> DeliveryFixture::offsets() const {
     std::vector<std::size_t> offsets;
     const auto& requests = server.requests();
     for (std::size_t index = requestsBefore; index < requests.size(); ++index) {
@@ -112,7 +112,7 @@ std::vector<std::size_t> RoadFixture::offsets() const {
     return offsets;
 }
 
-void RoadFixture::expectArrival(const std::vector<std::size_t>& expected) {
+void DeliveryFixture::expectArrival(const std::vector<std::size_t>& expected) {
     ASSERT_TRUE(letTimePassUntil([&] { return confirmations > 0; })) << localName();
     const auto polls = count(pollTarget);
     ASSERT_TRUE(letTimePassUntil([&] { return count(pollTarget) > polls + 1 && probe().gateIsOpen(); }));

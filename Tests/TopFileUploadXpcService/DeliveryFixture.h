@@ -12,11 +12,11 @@ namespace Quenmark {
 
 /// One item after the other on its way from the web service to its place, in managed mode. The web service offers an
 /// item until it has confirmed its acknowledgement. A test enqueues responses that come in the place of good ones.
-class RoadFixture : public ManagedFixture {
+class DeliveryFixture : public ManagedFixture {
 protected:
     using HttpRequest = TestSupport::HttpRequest;
 
-    RoadFixture();
+    DeliveryFixture();
 
     /// Offers the next item, of that name as in JSON and on the wire; "" stands for a name of the item's own.
     void offerNext(std::string_view jsonName = "", std::string_view name = "");
@@ -29,8 +29,8 @@ protected:
     HttpReply streamFrom(std::size_t offset) const;
     /// The header fields of its good stream.
     TestSupport::Headers goodFields() const { return fieldsOf(itemName, identifier()); }
-    /// The head of its good stream, with one more field and no length.
-    std::string headWithoutLength(const std::string& field) const;
+    /// The status line and headers of its good stream, with one more field and without Content-Length.
+    std::string headersWithoutLength(const std::string& field) const;
     void setContent(std::string content) { itemContent = std::move(content); }
     const std::string& content() const { return itemContent; }
 
