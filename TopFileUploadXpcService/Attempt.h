@@ -18,8 +18,8 @@ public:
     /// Receives each end, and whether it is the first one of this attempt.
     using Ended = std::function<void(const Attempt& attempt, const AttemptEnd& end, bool isFirst)>;
 
-    /// What has come of the attempt so far.
-    struct Course {
+    /// The progress of the attempt.
+    struct Progress {
         bool hasItem = false;
         /// The item that the poll offers, by its name on the wire, and when it did, on the loop's clock.
         std::string item = {};
@@ -44,26 +44,26 @@ public:
     }
 
     void end(const AttemptEnd& end) { ended_(*this, end, !std::exchange(isOver_, true)); }
-    /// It never began.
+    /// Ends the attempt without reporting it: nothing was sent.
     void dismiss() { isOver_ = true; }
     bool isOver() const { return isOver_; }
     std::uint64_t number() const { return number_; }
-    const Course& course() const { return course_; }
-    Course& course() { return course_; }
+    const Progress& progress() const { return progress_; }
+    Progress& progress() { return progress_; }
 
-    /// The item is not in its place, or not whole, and is acknowledged all the same; the first cause counts.
-    void lose(const char* cause) {
-        if (loss_.empty())
-            loss_ = cause;
+    /// Records why the item was not placed completely although it is acknowledged. Only the first cause is kept.
+    void setPlacementError(const char* cause) {
+        if (placementError_.empty())
+            placementError_ = cause;
     }
-    /// Why the item is not in its place; empty where it is.
-    const std::string& loss() const { return loss_; }
+    /// Empty if the item was placed.
+    const std::string& placementError() const { return placementError_; }
 
 private:
     std::uint64_t number_;
     Ended ended_;
-    Course course_;
-    std::string loss_;
+    Progress progress_;
+    std::string placementError_;
     bool isOver_ = false;
 };
 

@@ -17,7 +17,7 @@ std::string reasonOf(const AttemptEnd& end) {
         if (!end.reason.empty())
             return end.reason;
         [[fallthrough]];
-    case AttemptEnd::Kind::StreamNotAnswered:
+    case AttemptEnd::Kind::NoStreamResponse:
     case AttemptEnd::Kind::StreamFailed:
         return "transport " + std::to_string(end.number);
     case AttemptEnd::Kind::Refused:

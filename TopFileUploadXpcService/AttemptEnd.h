@@ -19,7 +19,7 @@ struct AttemptEnd {
         /// none, and `reason` says what is wrong with the response, where there is one.
         PollFailed,
         /// The request of the stream got no response; `number` as above.
-        StreamNotAnswered,
+        NoStreamResponse,
         /// The stream broke off behind its header fields; `number` as above.
         StreamFailed,
         /// The stream's "ReturnStatus", which `number` is, is not 0.

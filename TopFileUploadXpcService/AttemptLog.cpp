@@ -27,19 +27,19 @@ std::string secondsOf(Platform::Duration duration) {
     return text.data();
 }
 
-void logArrival(const Attempt::Course& course) {
-    Log::write("The item " + printable(course.item) + " is in place: " + std::to_string(course.bytes) + " bytes in " +
-               secondsOf(Platform::RunLoop::main().now() - course.offered));
+void logArrival(const Attempt::Progress& progress) {
+    Log::write("The item " + printable(progress.item) + " is in place: " + std::to_string(progress.bytes) +
+               " bytes in " + secondsOf(Platform::RunLoop::main().now() - progress.offered));
 }
 
 /// What is known of a failure besides its reason: the item, the HTTP status, and `detail`.
-std::string circumstances(const Attempt::Course& course, const std::string& detail) {
+std::string circumstances(const Attempt::Progress& progress, const std::string& detail) {
     std::string text;
     const auto add = [&](const std::string& part) { text += (text.empty() ? " (" : ", ") + part; };
-    if (course.hasItem)
-        add(printable(course.item));
-    if (course.httpStatus != 0)
-        add("HTTP " + std::to_string(course.httpStatus));
+    if (progress.hasItem)
+        add(printable(progress.item));
+    if (progress.httpStatus != 0)
+        add("HTTP " + std::to_string(progress.httpStatus));
     if (!detail.empty())
         add(printable(detail));
     return text.empty() ? "" : text + ")";
@@ -55,8 +55,8 @@ void AttemptLog::ended(const Attempt& attempt, const AttemptEnd& end, const std:
         return;
     case Kind::Acknowledged:
         last_.clear();
-        // One that was lost is reported as lost.
-        return end.reason.empty() ? logArrival(attempt.course()) : void();
+        // An item that was not placed has its own log entry.
+        return end.reason.empty() ? logArrival(attempt.progress()) : void();
     default:
         return failed(attempt, end, next, isStalled);
     }
@@ -64,12 +64,12 @@ void AttemptLog::ended(const Attempt& attempt, const AttemptEnd& end, const std:
 
 void AttemptLog::failed(const Attempt& attempt, const AttemptEnd& end, const std::string& next, bool isStalled) {
     const auto entryWith = [&](const std::string& detail) {
-        return printable(reasonOf(end)) + circumstances(attempt.course(), detail) + "; " + next;
+        return printable(reasonOf(end)) + circumstances(attempt.progress(), detail) + "; " + next;
     };
-    // What an error says tells times, too, that are never the same.
+    // Compare without the error text, which may contain durations.
     std::string failure = entryWith("");
     const auto now = Platform::RunLoop::main().now();
-    // Without a network nothing was tried, which is worth no second line however long it lasts.
+    // A missing network is logged once, however long it lasts.
     const bool isKnown = failure == last_ && (end.kind == Kind::NoNetwork || now - lastTime_ < repetition);
     if (isKnown && !isStalled)
         return;

@@ -6,9 +6,9 @@
 
 namespace Quenmark {
 
-/// Logs the attempts of an engine: a line for each item that arrives, and one for each failure with what follows it.
-/// A failure that repeats itself, but for one that stalls the engine, is logged once a minute, and the lack of a
-/// network once. What comes from outside stays on its line.
+/// Logs the attempts of an engine: a line for each item that arrives, and one for each failure with what follows it. A
+/// failure that repeats itself, but for one that stalls the engine, is logged once a minute, and the lack of a network
+/// once. External text is escaped to one line.
 class AttemptLog {
 public:
     /// The attempt has ended, for the first time; `next` says what follows a failure. An engine that is stalled goes on

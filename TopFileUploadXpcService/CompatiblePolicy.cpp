@@ -22,7 +22,7 @@ bool CompatiblePolicy::attemptEnded(const AttemptEnd& end, bool) {
     case Kind::NoNetwork:
     case Kind::Acknowledged:
     case Kind::PollFailed:
-    case Kind::StreamNotAnswered:
+    case Kind::NoStreamResponse:
     case Kind::NotWritten:
     case Kind::NotDurable:
         return true;
@@ -45,7 +45,7 @@ std::string CompatiblePolicy::nextStep(bool isStalled) const {
     return isStalled ? "nothing is asked for until GetTopFileUpload is called" : "the next pass asks again";
 }
 
-EnginePolicy::Beginning CompatiblePolicy::begin(const Item&, const ItemPaths& paths) {
+EnginePolicy::FetchPlan CompatiblePolicy::planFetch(const Item&, const ItemPaths& paths) {
     return {.offset = LocalPaths::temporaryArea().size(paths.temporary).value_or(0)};
 }
 

@@ -4,13 +4,12 @@
 
 namespace Quenmark {
 
-/// The behaviour that the desktop application knows, hazards included. A chain of passes runs for ever, two seconds
-/// after each other, and every call begins one more. Some failures leave the gate closed until the next call. An item
-/// is acknowledged even where it could not be moved into its place.
+/// The behaviour that the desktop application expects, including its known data-loss cases. Each call starts another
+/// endless chain of passes, two seconds apart.
 class CompatiblePolicy final : public EnginePolicy {
 public:
     void started(std::function<void()>) override {}
-    bool passesAtCall(bool) override { return true; }
+    bool startsPassOnCall(bool) override { return true; }
     void passEnded(std::function<void()> pass, bool isAttempting) override;
     bool attemptEnded(const AttemptEnd& end, bool isFirst) override;
     std::string nextStep(bool isStalled) const override;
@@ -18,7 +17,7 @@ public:
     bool isReadable(const GetTopFileUploadResponseData&) const override { return true; }
     bool isConfirmation(const UpdateFileUploadResponseData&) const override { return true; }
     std::optional<AttemptEnd> refusal(const Item&) const override { return std::nullopt; }
-    Beginning begin(const Item& item, const ItemPaths& paths) override;
+    FetchPlan planFetch(const Item& item, const ItemPaths& paths) override;
     Item itemOfStream(const Item& offered, const Platform::HttpUrlResponse& response) const override;
     std::optional<AttemptEnd> streamBegan(const Item&, const Platform::HttpUrlResponse&, const ItemPaths&,
                                           std::uint64_t) override {

@@ -22,7 +22,7 @@ public:
     virtual void started() {}
     /// A pass begins, whether the gate is open or not.
     virtual void passed() {}
-    /// The pass found the gate closed, and asks nothing.
+    /// The pass found the gate closed and sends nothing.
     virtual void foundGateClosed() {}
     virtual void pollSent(AttemptNumber) {}
     /// The web service has responded to any request of the engine.

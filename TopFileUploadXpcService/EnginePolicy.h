@@ -24,17 +24,17 @@ struct ItemPaths {
     std::string quenmarkPath;
 };
 
-/// What differs between the two modes of the service: when it asks, what follows a failure, and what it takes for an
-/// item in its place. `CompatiblePolicy` is the behaviour that the desktop application knows; `ManagedPolicy` is for
-/// machines where nobody stands by. A policy belongs to one engine, and is used on the loop's thread.
+/// What differs between the two modes of the service: when it polls, what follows a failure, and when an item counts as
+/// placed. `CompatiblePolicy` is what the desktop application expects; `ManagedPolicy` is for unattended machines. A
+/// policy belongs to one engine and is used on the loop's thread.
 class EnginePolicy {
 public:
-    /// What is to be done for a file that the web service offers.
-    struct Beginning {
+    /// The next step for a file that the web service offers.
+    struct FetchPlan {
         enum class Step {
             /// The bytes from `offset` on are to be fetched.
             Download,
-            /// Every byte waits in the temporary file.
+            /// The temporary file is complete.
             Place,
             /// The file is in its place; its acknowledgement was lost.
             Acknowledge,
@@ -49,9 +49,8 @@ public:
 
     /// The engine is started, for the first time or not. `pass` runs one pass, and does not keep the engine alive.
     virtual void started(std::function<void()> pass) = 0;
-    /// A call of `GetTopFileUpload` while an attempt is under way, or not. Says whether the gate opens and a pass runs
-    /// now.
-    virtual bool passesAtCall(bool isAttempting) = 0;
+    /// Called by `GetTopFileUpload`. Returns whether to open the gate and run a pass immediately.
+    virtual bool startsPassOnCall(bool isAttempting) = 0;
     /// A pass has ended; an attempt may be under way now. `pass` runs one pass, and keeps the engine alive.
     virtual void passEnded(std::function<void()> pass, bool isAttempting) = 0;
     /// An attempt has ended, for the first time or not. Says whether the gate opens.
@@ -67,14 +66,14 @@ public:
     virtual bool isConfirmation(const UpdateFileUploadResponseData& response) const = 0;
     /// Why an item that is offered is not fetched; nil where it is.
     virtual std::optional<AttemptEnd> refusal(const Item& item) const = 0;
-    /// Looks at what an earlier attempt has left of a file.
-    virtual Beginning begin(const Item& item, const ItemPaths& paths) = 0;
+    /// Determines the next step from what earlier attempts left on disk.
+    virtual FetchPlan planFetch(const Item& item, const ItemPaths& paths) = 0;
     /// The item that a stream carries: as the poll offered it, and as its header fields describe it.
     virtual Item itemOfStream(const Item& offered, const Platform::HttpUrlResponse& response) const = 0;
-    /// A stream with a good status begins with this response. Why it is not taken; nil where it is.
+    /// A stream with a good status begins with this response. Returns why it is rejected; nil if it is accepted.
     virtual std::optional<AttemptEnd> streamBegan(const Item& offered, const Platform::HttpUrlResponse& response,
                                                   const ItemPaths& paths, std::uint64_t offset) = 0;
-    /// Whether a stream that is not taken ends with its header fields, on the transport that tells them at once.
+    /// Whether the connection transport cancels a rejected stream as soon as its header fields are received.
     virtual bool endsRefusedStreams() const = 0;
     /// Whether the temporary file is closed however its stream ends, so that its disk can be unmounted and its space is
     /// free where it was copied; otherwise some ends leave it open until the next stream.

@@ -65,7 +65,7 @@ EngineStatus::Shown EngineStatus::shown() const {
         return {atWork->step, "", atWork->item, atWork->bytes, atWork->total};
     if (slowPoll() != nullptr)
         return {State::Polling};
-    // A poll is in flight that a call has brought about since.
+    // A later call has started a poll, which is in flight.
     if (rest_.state == State::Stalled && !attempts_.empty())
         return {State::Idle, downloadFailure_};
     return rest_;
@@ -124,7 +124,7 @@ void EngineStatus::downloadBegan(AttemptNumber number, std::uint64_t offset) {
     change([&] {
         attempt->step = State::Downloading;
         attempt->bytes = offset;
-        // What is fetched anew was discarded.
+        // Bytes beyond the offset were discarded and are fetched again.
         attempt->fetched = std::min(attempt->fetched, offset);
     });
 }
@@ -204,16 +204,16 @@ EngineStatus::Shown EngineStatus::restAfterFailure(const Attempt& attempt, const
         rest.state = State::Stalled;
         return rest;
     }
-    // A response that cannot be read is no lack of one.
-    const bool isUnanswered = end.kind == Kind::PollFailed && end.reason.empty();
-    return {isUnanswered ? State::Offline : State::Idle, rest.reason};
+    // A malformed response is still a response.
+    const bool gotNoResponse = end.kind == Kind::PollFailed && end.reason.empty();
+    return {gotNoResponse ? State::Offline : State::Idle, rest.reason};
 }
 
-void EngineStatus::arrived(const Attempt& attempt, const std::string& loss) {
-    if (!loss.empty()) {
+void EngineStatus::arrived(const Attempt& attempt, const std::string& placementError) {
+    if (!placementError.empty()) {
         ++entry_.itemsLost;
         entry_.lastLostItem = attempt.item;
-        entry_.lastLostReason = loss;
+        entry_.lastLostReason = placementError;
     } else {
         entry_.lastItem = attempt.item;
         entry_.lastItemTime = service_->time();

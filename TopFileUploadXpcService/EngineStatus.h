@@ -114,7 +114,7 @@ private:
     /// What is shown once an attempt has ended and nothing else is in flight.
     Shown restAfter(const Attempt& attempt, const AttemptEnd& end, bool isGateOpen);
     Shown restAfterFailure(const Attempt& attempt, const AttemptEnd& end, bool isGateOpen) const;
-    void arrived(const Attempt& attempt, const std::string& loss);
+    void arrived(const Attempt& attempt, const std::string& placementError);
 
     const std::shared_ptr<ServiceStatus> service_;
     /// Without what `shown` says.

@@ -48,7 +48,7 @@ std::shared_ptr<ItemClaims::Claim> ItemClaims::claim(const std::string& temporar
 void ItemClaims::acknowledged(const std::optional<std::string>& fileUploadID) {
     ++acknowledgements_;
     kept_.push_back(Platform::text(fileUploadID));
-    if (kept_.size() > mostKept)
+    if (kept_.size() > maxKept)
         kept_.pop_front();
     lockFile_.count(LocalPaths::temporaryArea(), LocalPaths::claimsFile());
 }

@@ -36,7 +36,7 @@ public:
         Platform::FileDescriptor lock_;
     };
 
-    /// A moment in the sequence of acknowledgements: of this process, and of others as far as they were noticed.
+    /// A snapshot of this process's acknowledgement counter, and of how often the others' was seen to have changed.
     struct Moment {
         std::uint64_t acknowledgements;
         std::uint64_t noticed;
@@ -48,9 +48,9 @@ public:
 
     /// The moment at which a poll is sent.
     Moment now() const { return {acknowledgements_, noticed_}; }
-    /// Claims the item that a poll offers which was sent at `sent`. Nil where the item is claimed, where this process
-    /// has acknowledged it since, and where another process has, or may have, acknowledged anything since: others are
-    /// looked at when there is an item, so that a poll without one costs nothing.
+    /// Claims an item from the response to a poll sent at `sent`. Nil if the item is claimed, if this process has
+    /// acknowledged it since, or if another process may have acknowledged any item since. Other processes' counters are
+    /// read here and not at each poll, so an empty poll costs nothing.
     std::shared_ptr<Claim> claim(const std::string& temporaryPath, const std::optional<std::string>& fileUploadID,
                                  const Moment& sent);
     /// Notes that the acknowledgement of an item has ended, whatever its result: without a response, the web service
@@ -58,7 +58,7 @@ public:
     void acknowledged(const std::optional<std::string>& fileUploadID);
 
     /// How many acknowledgements are kept. To a poll from before them, every item counts as acknowledged.
-    static constexpr std::size_t mostKept = 1000;
+    static constexpr std::size_t maxKept = 1000;
 
 private:
     bool isAcknowledgedSince(const std::optional<std::string>& fileUploadID, std::uint64_t moment) const;
@@ -71,7 +71,7 @@ private:
     /// The identifiers of the latest ones; the last is number `acknowledgements_`.
     std::deque<std::string> kept_;
     Platform::LockFile lockFile_;
-    /// The last look at what others have acknowledged, and how often a look differed from the one before.
+    /// The others' counter as last read, and how often it had changed.
     Platform::LockFile::Others others_;
     std::uint64_t noticed_ = 0;
     std::string lastError_;

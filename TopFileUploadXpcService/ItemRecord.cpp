@@ -3,8 +3,8 @@
 #include "Platform/Files/FileState.h"
 #include "Platform/Files/OutputStream.h"
 #include "Platform/Json.h"
-#include "TopFileUploadXpcService/Leftovers.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
+#include "TopFileUploadXpcService/StaleFiles.h"
 
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
@@ -18,7 +18,7 @@ namespace Quenmark {
 
 using Platform::Error;
 using Platform::FileState;
-using Step = EnginePolicy::Beginning::Step;
+using Step = EnginePolicy::FetchPlan::Step;
 
 namespace {
 
@@ -81,7 +81,7 @@ ItemRecord::ItemRecord(ItemPaths paths, std::optional<std::string> fileUploadID)
     : paths_(std::move(paths)), fileUploadID_(std::move(fileUploadID)),
       recordPath_(LocalPaths::recordFile(paths_.temporary)) {}
 
-std::variant<EnginePolicy::Beginning, Error> ItemRecord::look() const {
+std::variant<EnginePolicy::FetchPlan, Error> ItemRecord::inspect() const {
     const auto content = LocalPaths::temporaryArea().contents(recordPath_, longestRecord);
     if (const auto* error = std::get_if<Error>(&content); error != nullptr && mayPass(error->code))
         return *error;
@@ -91,21 +91,21 @@ std::variant<EnginePolicy::Beginning, Error> ItemRecord::look() const {
     const bool isTooLong = entry && file && entry->total && file->size > *entry->total;
     if (entry && file && file->isSameFileAs(entry->file) && !isTooLong) {
         const bool isWhole = entry->isComplete && file->hasSameContentAs(entry->file);
-        return EnginePolicy::Beginning{.step = isWhole ? Step::Place : Step::Download, .offset = file->size};
+        return EnginePolicy::FetchPlan{.step = isWhole ? Step::Place : Step::Download, .offset = file->size};
     }
     if (entry && entry->isComplete && !file) {
         const auto placed = FileState::at(paths_.final);
         if (placed && placed->hasSameContentAs(entry->file))
-            return EnginePolicy::Beginning{.step = Step::Acknowledge, .offset = placed->size};
+            return EnginePolicy::FetchPlan{.step = Step::Acknowledge, .offset = placed->size};
     }
     forget();
-    return EnginePolicy::Beginning{};
+    return EnginePolicy::FetchPlan{};
 }
 
 bool ItemRecord::continuesAt(std::uint64_t offset) const {
-    const auto found = look();
-    const auto* beginning = std::get_if<EnginePolicy::Beginning>(&found);
-    return beginning != nullptr && beginning->step == Step::Download && beginning->offset == offset;
+    const auto found = inspect();
+    const auto* plan = std::get_if<EnginePolicy::FetchPlan>(&found);
+    return plan != nullptr && plan->step == Step::Download && plan->offset == offset;
 }
 
 bool ItemRecord::fits(std::optional<std::uint64_t> total) const {
@@ -119,7 +119,7 @@ std::optional<Error> ItemRecord::begin(std::optional<std::uint64_t> total) const
         return std::nullopt;
     auto error = makeTemporaryFile();
     if (error && (error->code == ENOTDIR || error->code == EISDIR)) {
-        Leftovers::makeWayFor(paths_.temporary);
+        StaleFiles::removeConflicting(paths_.temporary);
         error = makeTemporaryFile();
     }
     if (error)

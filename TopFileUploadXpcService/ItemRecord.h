@@ -18,9 +18,9 @@ public:
     /// The record of the temporary file of `paths`, for the item that has this identifier.
     ItemRecord(ItemPaths paths, std::optional<std::string> fileUploadID);
 
-    /// What there is of the item. A temporary file of another item, or of none, is removed, and so is one that is
-    /// longer than the item. The error says why the record cannot be read at the moment.
-    std::variant<EnginePolicy::Beginning, Platform::Error> look() const;
+    /// Returns the next step for the item. Removes a temporary file that belongs to another item or to none, or is
+    /// longer than the item. Returns an error if the record cannot be read now.
+    std::variant<EnginePolicy::FetchPlan, Platform::Error> inspect() const;
     /// Whether the temporary file, still or again, has `offset` bytes of the item, and is not complete.
     bool continuesAt(std::uint64_t offset) const;
     /// The stream of the item begins; `total` is the size that the whole item will have, nil where it is not known.

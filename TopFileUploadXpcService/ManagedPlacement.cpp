@@ -41,7 +41,7 @@ std::optional<Error> placeFile(const Platform::PrivateArea& area, const ItemPath
         return error;
     }
     auto error = area.replaceFile(paths.temporary, paths.final);
-    // What cannot be written to is the folder, and nobody can look for a file that is not there.
+    // Report the folder: the file at the final path may not exist yet.
     if (error && !Flush::hasFailed(error) && Posix::pathOf(*error) == paths.final)
         return Posix::error(folder, error->code);
     return error;

@@ -65,7 +65,7 @@ void ManagedPolicy::started(std::function<void()> pass) {
     });
 }
 
-bool ManagedPolicy::passesAtCall(bool isAttempting) {
+bool ManagedPolicy::startsPassOnCall(bool isAttempting) {
     isCalled_ = isAttempting;
     timer_.cancel();
     return !isAttempting;
@@ -118,20 +118,20 @@ std::optional<AttemptEnd> ManagedPolicy::refusal(const Item& item) const {
     return std::nullopt;
 }
 
-EnginePolicy::Beginning ManagedPolicy::begin(const Item& item, const ItemPaths& paths) {
+EnginePolicy::FetchPlan ManagedPolicy::planFetch(const Item& item, const ItemPaths& paths) {
     const ItemRecord record(paths, item.fileUploadID);
-    const auto found = record.look();
+    const auto found = record.inspect();
     if (const auto* error = std::get_if<Platform::Error>(&found))
         return {.failure = writeFailed(*error, 0)};
-    auto beginning = std::get<Beginning>(found);
-    if (resumed_.path != paths.temporary || resumed_.offset != beginning.offset)
-        resumed_ = {.path = paths.temporary, .offset = beginning.offset};
-    if (beginning.step == Beginning::Step::Download && resumed_.refusals >= maxRefusals) {
+    auto plan = std::get<FetchPlan>(found);
+    if (resumed_.path != paths.temporary || resumed_.offset != plan.offset)
+        resumed_ = {.path = paths.temporary, .offset = plan.offset};
+    if (plan.step == FetchPlan::Step::Download && resumed_.refusals >= maxRefusals) {
         record.forget();
-        beginning = {};
+        plan = {};
         resumed_ = {.path = paths.temporary};
     }
-    return beginning;
+    return plan;
 }
 
 Item ManagedPolicy::itemOfStream(const Item& offered, const HttpUrlResponse& response) const {

@@ -8,7 +8,7 @@
 
 namespace Quenmark {
 
-/// The behaviour for machines where nobody stands by.
+/// The behaviour for unattended machines.
 ///
 /// Passes are two seconds apart while there is nothing to do, and follow an acknowledged item at once. Every failure
 /// leads to another attempt, after a wait that grows. An item is acknowledged only when it is complete, in its place
@@ -26,7 +26,7 @@ public:
     ManagedPolicy(Platform::NetworkSource network, Jitter jitter);
 
     void started(std::function<void()> pass) override;
-    bool passesAtCall(bool isAttempting) override;
+    bool startsPassOnCall(bool isAttempting) override;
     void passEnded(std::function<void()> pass, bool isAttempting) override;
     bool attemptEnded(const AttemptEnd& end, bool isFirst) override;
     std::string nextStep(bool isStalled) const override;
@@ -34,7 +34,7 @@ public:
     bool isReadable(const GetTopFileUploadResponseData& response) const override;
     bool isConfirmation(const UpdateFileUploadResponseData& response) const override;
     std::optional<AttemptEnd> refusal(const Item& item) const override;
-    Beginning begin(const Item& item, const ItemPaths& paths) override;
+    FetchPlan planFetch(const Item& item, const ItemPaths& paths) override;
     Item itemOfStream(const Item& offered, const Platform::HttpUrlResponse& response) const override;
     std::optional<AttemptEnd> streamBegan(const Item& offered, const Platform::HttpUrlResponse& response,
                                           const ItemPaths& paths, std::uint64_t offset) override;

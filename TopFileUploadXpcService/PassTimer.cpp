@@ -11,7 +11,7 @@ using Platform::RunLoop;
 
 namespace {
 
-/// The two clocks that tell of a suspend are not read at the same moment.
+/// Tolerance: CLOCK_MONOTONIC and CLOCK_BOOTTIME are read one after the other.
 constexpr Platform::Duration clockDifference = std::chrono::milliseconds(100);
 
 Queue background() {
@@ -33,7 +33,7 @@ void PassTimer::endNow() {
 
 void PassTimer::continueUntilEnd() {
     const auto remaining = std::max(end_ - RunLoop::main().now(), Platform::Duration{});
-    timer_ = background().timer(std::min(remaining, lookInterval), [this] {
+    timer_ = background().timer(std::min(remaining, suspendCheckInterval), [this] {
         const bool wasSuspended = RunLoop::main().clock().suspended() - suspended_ > clockDifference;
         if (!wasSuspended && RunLoop::main().now() < end_)
             continueUntilEnd();

@@ -6,14 +6,13 @@
 
 namespace Quenmark {
 
-/// The wait before the next pass. It ends after its time, as soon as possible after the machine was suspended
-/// meanwhile, or where somebody ends it.
+/// The wait before the next pass. Ends when its time is over, soon after a resume from suspend, or by `endNow`.
 class PassTimer {
 public:
     /// `pass` runs at the end of each wait, on the global background queue.
     void setPass(std::function<void()> pass) { pass_ = std::move(pass); }
 
-    /// Begins to wait, in the place of a wait that has not ended.
+    /// Starts a wait, replacing a pending one.
     void begin(Platform::Duration wait);
     /// Ends the wait, where there is one: the pass runs next.
     void endNow();
@@ -22,7 +21,7 @@ public:
     bool isWaiting() const { return timer_.isScheduled(); }
 
     /// A suspend is noticed after at most this time.
-    static constexpr Platform::Duration lookInterval = std::chrono::seconds(2);
+    static constexpr Platform::Duration suspendCheckInterval = std::chrono::seconds(2);
 
 private:
     void continueUntilEnd();

@@ -46,7 +46,7 @@ void ServiceStatus::keepFetched(const std::string& item, std::uint64_t bytes) {
     if (bytes == 0)
         return;
     fetched_.emplace_back(item, bytes);
-    if (fetched_.size() > mostUnfinished)
+    if (fetched_.size() > maxUnfinished)
         fetched_.pop_front();
 }
 

@@ -40,7 +40,7 @@ public:
     std::vector<EngineEntry> engines() const;
 
     /// Of how many unfinished items the fetched bytes are remembered.
-    static constexpr std::size_t mostUnfinished = 100;
+    static constexpr std::size_t maxUnfinished = 100;
 
 private:
     friend class EngineStatus;
@@ -50,7 +50,7 @@ private:
     void remove(std::uint64_t id);
     /// One more item is in place and acknowledged.
     void received(std::uint64_t bytes);
-    /// Remembers how many bytes of an unfinished item were fetched, and forgets the oldest one beyond `mostUnfinished`.
+    /// Remembers how many bytes of an unfinished item were fetched, and forgets the oldest one beyond `maxUnfinished`.
     void keepFetched(const std::string& item, std::uint64_t bytes);
     /// How many bytes of that item were fetched, which is forgotten.
     std::uint64_t takeFetched(const std::string& item);

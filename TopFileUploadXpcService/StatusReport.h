@@ -16,7 +16,7 @@ namespace Quenmark {
 std::string summaryOf(const std::vector<EngineEntry>& engines);
 
 /// Reports every change of the status, at most four times a second: on the bus by the status object, and to the service
-/// manager, where there is one, as the status text. It hears of the service's start once the object can be reached.
+/// manager, where there is one, as the status text. The service manager gets READY=1 once the object can be reached.
 void reportChanges(ServiceStatus& status, const std::shared_ptr<Platform::Ipc::PropertyObject>& object);
 
 } // namespace Quenmark

@@ -47,7 +47,7 @@ std::string descriptionOf(const Platform::Error* error) {
     return error != nullptr ? error->localizedDescription : "";
 }
 
-/// What has become of a poll that has no response.
+/// The end of an attempt whose poll failed.
 AttemptEnd endOfPoll(const Platform::Error* error, std::int64_t status) {
     if (status == RestStatusNotReachable)
         return {Kind::NoNetwork};
@@ -74,7 +74,7 @@ void TopFileUploadXpcService::GetTopFileUpload() {
         if (const auto self = engine.lock())
             self->TopFileUploadProcess();
     });
-    if (!policy_->passesAtCall(isAttempting()))
+    if (!policy_->startsPassOnCall(isAttempting()))
         return;
     openGate();
     TopFileUploadProcess();
@@ -99,7 +99,7 @@ TopFileUploadXpcService::AttemptPointer TopFileUploadXpcService::beginAttempt() 
     const auto number = ++attempts_;
     auto attempt = std::make_shared<Attempt>(
         number, [engine = weak_from_this()](const Attempt& ended, const AttemptEnd& end, bool isFirst) {
-            // What a loop drops at its end has not failed.
+            // Attempts dropped by a loop that is being destroyed are not failures.
             if (const auto self = engine.lock(); self && !Platform::RunLoop::main().isEnding())
                 self->attemptEnded(ended, end, isFirst);
         });
@@ -111,14 +111,14 @@ void TopFileUploadXpcService::attemptEnded(const Attempt& attempt, const Attempt
     if (policy_->attemptEnded(end, isFirst))
         openGate();
     observer_->ended(attempt.number(), end, isFirst, isGateOpen());
-    // A gate that another attempt has closed opens again.
+    // If another attempt closed the gate, its end may open it.
     const bool isStalled = !isGateOpen() && !isAttempting();
     if (isFirst)
         attemptLog_.ended(attempt, end, policy_->nextStep(isStalled), isStalled);
 }
 
-EngineObserver::AttemptNumber TopFileUploadXpcService::numberOf(const Errand& errand) {
-    return errand.attempt ? errand.attempt->number() : 0;
+EngineObserver::AttemptNumber TopFileUploadXpcService::numberOf(const ItemFetch& fetch) {
+    return fetch.attempt ? fetch.attempt->number() : 0;
 }
 
 void TopFileUploadXpcService::noteResponse(std::int64_t status) {
@@ -178,55 +178,55 @@ void TopFileUploadXpcService::pollCompleted(const Result<GetTopFileUploadRespons
     if (!returnStatus || !returnStatus->is_string() || returnStatus->get_string() != "0")
         return attempt->end({Kind::NoItem});
     Item item = Item::fromPoll(*response);
-    auto& course = attempt->course();
-    course.hasItem = true;
-    course.item = item.fileName.value_or("");
-    course.offered = Platform::RunLoop::main().now();
-    observer_->offered(attempt->number(), course.item);
+    auto& progress = attempt->progress();
+    progress.hasItem = true;
+    progress.item = item.fileName.value_or("");
+    progress.offered = Platform::RunLoop::main().now();
+    observer_->offered(attempt->number(), progress.item);
     if (const auto refusal = policy_->refusal(item))
         return attempt->end(*refusal);
     auto claim = ItemClaims::ofThisProcess().claim(LocalPaths::temporaryPath(item.fileName), item.fileUploadID, sent);
     if (!claim)
         return attempt->end({Kind::NoItem});
-    const auto beginning = beginItem(std::move(item));
-    if (beginning.failure)
-        return attempt->end(*beginning.failure);
+    const auto plan = beginItem(std::move(item));
+    if (plan.failure)
+        return attempt->end(*plan.failure);
     refreshPendingUploadIDs();
-    course.bytes = beginning.offset;
-    const Errand errand{attempt, std::move(claim), item_, paths(), beginning.offset};
+    progress.bytes = plan.offset;
+    const ItemFetch fetch{attempt, std::move(claim), item_, paths(), plan.offset};
     if (!item_.isCalledFile())
-        return placeFolder(errand);
-    if (beginning.step != EnginePolicy::Beginning::Step::Download)
-        observer_->foundComplete(attempt->number(), beginning.offset);
-    switch (beginning.step) {
-    case EnginePolicy::Beginning::Step::Download:
-        return download(errand, params);
-    case EnginePolicy::Beginning::Step::Place:
-        return acknowledgeWhenDurable(policy_->placement(errand.paths), errand);
-    case EnginePolicy::Beginning::Step::Acknowledge:
-        return acknowledgeWhenDurable(policy_->flushOfPlaced(errand.paths), errand);
+        return placeFolder(fetch);
+    if (plan.step != EnginePolicy::FetchPlan::Step::Download)
+        observer_->foundComplete(attempt->number(), plan.offset);
+    switch (plan.step) {
+    case EnginePolicy::FetchPlan::Step::Download:
+        return download(fetch, params);
+    case EnginePolicy::FetchPlan::Step::Place:
+        return acknowledgeWhenDurable(policy_->placement(fetch.paths), fetch);
+    case EnginePolicy::FetchPlan::Step::Acknowledge:
+        return acknowledgeWhenDurable(policy_->flushOfPlaced(fetch.paths), fetch);
     }
 }
 
-void TopFileUploadXpcService::download(const Errand& errand, const boost::json::object& params) {
-    errand_ = errand;
-    observer_->downloadBegan(numberOf(errand), errand.offset);
+void TopFileUploadXpcService::download(const ItemFetch& fetch, const boost::json::object& params) {
+    fetch_ = fetch;
+    observer_->downloadBegan(numberOf(fetch), fetch.offset);
     try {
         startAsyncDownloadWithStreamRequest(serviceRoot(context_.settings()) + "Uploads.svc/GetTopFileUploadWithStream",
                                             params);
     } catch (...) {
-        errand_ = {};
+        fetch_ = {};
         throw;
     }
 }
 
-EnginePolicy::Beginning TopFileUploadXpcService::beginItem(Item item) {
+EnginePolicy::FetchPlan TopFileUploadXpcService::beginItem(Item item) {
     item_ = std::move(item);
     filePath_ = finalPath();
     tempFilePath_ = LocalPaths::temporaryPath(item_.fileName);
-    const auto beginning = policy_->begin(item_, paths());
-    fileLength_ = text(beginning.offset);
-    return beginning;
+    const auto plan = policy_->planFetch(item_, paths());
+    fileLength_ = text(plan.offset);
+    return plan;
 }
 
 ItemPaths TopFileUploadXpcService::paths() const {
@@ -253,29 +253,29 @@ void TopFileUploadXpcService::acknowledgeFileUploadProcess(const UpdateFileUploa
     acknowledge(query, {.attempt = beginAttempt()});
 }
 
-void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, const Errand& errand) {
-    observer_->acknowledging(numberOf(errand));
+void TopFileUploadXpcService::acknowledge(const UpdateFileUploadQuery& query, const ItemFetch& fetch) {
+    observer_->acknowledging(numberOf(fetch));
     RestInterface::asyncUpdateFileUpload(
         query,
-        [self = shared_from_this(), id = query.fileUploadId, errand](const Result<UpdateFileUploadResponseData>& result,
-                                                                     std::int64_t operationStatus) {
+        [self = shared_from_this(), id = query.fileUploadId, fetch](const Result<UpdateFileUploadResponseData>& result,
+                                                                    std::int64_t operationStatus) {
             self->noteResponse(operationStatus);
             ItemClaims::ofThisProcess().acknowledged(id);
             const auto* response = result.value();
             if (response == nullptr)
-                return errand.attempt->end({.kind = Kind::NotAcknowledged, .detail = descriptionOf(result.error())});
+                return fetch.attempt->end({.kind = Kind::NotAcknowledged, .detail = descriptionOf(result.error())});
             if (const int status = Platform::integerValue(text(response->returnStatus)))
-                return errand.attempt->end({Kind::AcknowledgementRefused, status});
+                return fetch.attempt->end({Kind::AcknowledgementRefused, status});
             if (!self->policy_->isConfirmation(*response))
-                return errand.attempt->end({Kind::BadResponse});
+                return fetch.attempt->end({Kind::BadResponse});
             self->markFinished();
-            self->policy_->forget(errand.paths);
-            const auto& loss = errand.attempt->loss();
-            if (!loss.empty())
-                Log::write("The item " + Platform::printable(text(errand.offered.fileName)) +
-                               " is acknowledged, but not in place: " + loss,
+            self->policy_->forget(fetch.paths);
+            const auto& placementError = fetch.attempt->placementError();
+            if (!placementError.empty())
+                Log::write("The item " + Platform::printable(text(fetch.offered.fileName)) +
+                               " is acknowledged, but not in place: " + placementError,
                            Log::Priority::Error);
-            errand.attempt->end({.kind = Kind::Acknowledged, .reason = loss});
+            fetch.attempt->end({.kind = Kind::Acknowledged, .reason = placementError});
         },
         context_);
 }

@@ -35,10 +35,10 @@ namespace Quenmark {
 /// The engine: fetches, one at a time, the items that the web service holds for this computer, and places them under
 /// the user's Quenmark folder.
 ///
-/// Every two seconds a pass asks for the next item, if the gate is open and the network is up. An item that nobody else
-/// fetches is claimed. A folder is made, flushed and acknowledged. A file is streamed to a temporary file, flushed,
-/// moved into place and acknowledged; the gate opens again when the acknowledgement is confirmed. What cannot be
-/// flushed is fetched again. Some failures leave the gate closed until `GetTopFileUpload` is called again, which is
+/// Every two seconds a pass polls for the next item if the gate is open and the network is up. An item that no other
+/// engine is fetching is claimed. A folder is made, flushed and acknowledged. A file is streamed to a temporary file,
+/// flushed, moved into place and acknowledged; the gate opens again when the acknowledgement is confirmed. What cannot
+/// be flushed is fetched again. Some failures leave the gate closed until `GetTopFileUpload` is called again, which is
 /// required: see `downloadStatus_`.
 ///
 /// An engine is held by a shared pointer. Its pending work keeps it alive, so once it has started it never ends.
@@ -96,8 +96,8 @@ private:
     using AttemptPointer = std::shared_ptr<Attempt>;
     using Claim = std::shared_ptr<ItemClaims::Claim>;
 
-    /// An item on its way from the poll to its acknowledgement.
-    struct Errand {
+    /// The state of one item between its poll and its acknowledgement.
+    struct ItemFetch {
         AttemptPointer attempt = {};
         Claim claim = {};
         /// As the poll offered it.
@@ -108,9 +108,9 @@ private:
 
     AttemptPointer beginAttempt();
     void attemptEnded(const Attempt& attempt, const AttemptEnd& end, bool isFirst);
-    /// The number of the errand's attempt; 0 where it has none.
-    static EngineObserver::AttemptNumber numberOf(const Errand& errand);
-    /// Tells the observer of the response of an operation, where there is one.
+    /// The number of the fetch's attempt; 0 if it has none.
+    static EngineObserver::AttemptNumber numberOf(const ItemFetch& fetch);
+    /// Notifies the observer if an operation got a response.
     void noteResponse(std::int64_t status);
     /// Whether the attempt that began last is under way.
     bool isAttempting() const;
@@ -127,36 +127,36 @@ private:
                        const ItemClaims::Moment& sent, const boost::json::object& params,
                        const AttemptPointer& attempt);
     /// Begins with the item of a poll. Its paths stay as they are now, whatever the stream's header fields say.
-    EnginePolicy::Beginning beginItem(Item item);
+    EnginePolicy::FetchPlan beginItem(Item item);
     void refreshPendingUploadIDs();
     std::string settingText(std::string_view key) const;
     /// The final path of the item under the name that it has now.
     std::string finalPath() const;
     void createFolderItem();
     /// The work that makes the folders of this item durable. Notes where the item's own could not be made.
-    Platform::Flusher::Work flushOfFolders(const Errand& errand);
-    void download(const Errand& errand, const boost::json::object& params);
+    Platform::Flusher::Work flushOfFolders(const ItemFetch& fetch);
+    void download(const ItemFetch& fetch, const boost::json::object& params);
     /// The paths of the current item.
     ItemPaths paths() const;
     /// Makes the folder of an item that the poll calls one, and acknowledges it.
-    void placeFolder(const Errand& errand);
+    void placeFolder(const ItemFetch& fetch);
     /// Acknowledges the current item once `work` has made it durable.
-    void acknowledgeWhenDurable(Platform::Flusher::Work work, const Errand& errand);
+    void acknowledgeWhenDurable(Platform::Flusher::Work work, const ItemFetch& fetch);
     /// Runs `work` off the loop and then, on this queue, `next`. Where flushing failed, the attempt ends instead, so
     /// that the item is fetched again; where the work failed otherwise, the policy says.
-    void whenDurable(Platform::Flusher::Work work, const Errand& errand, std::function<void()> next);
+    void whenDurable(Platform::Flusher::Work work, const ItemFetch& fetch, std::function<void()> next);
     /// Acknowledges an item, which stays claimed until there is a response.
-    void acknowledge(const UpdateFileUploadQuery& query, const Errand& errand);
-    /// The errand of a stream that has ended; the engine lets it go where this was the last stream.
-    Errand errandOfEndedStream();
+    void acknowledge(const UpdateFileUploadQuery& query, const ItemFetch& fetch);
+    /// Called when a stream has ended. Returns its fetch, and resets `fetch_` if no other stream is running.
+    ItemFetch finishStreamFetch();
     void readStatus(const Platform::HttpUrlResponse* response);
     int statusValue() const;
-    /// Reads a stream's header fields: a good status and the item, whose folder is made; or another status. Says why
-    /// the stream is not taken; nil where it is.
-    std::optional<AttemptEnd> readHeaderFields(const Platform::HttpUrlResponse& response, const Errand& errand);
-    /// Has the policy look at a stream with a good status, once. Says why the stream is not taken; nil where it is.
-    std::optional<AttemptEnd> takeStream(const Platform::HttpUrlResponse& response, const Errand& errand);
-    void finishItem(Platform::UrlSessionTask& task, const Errand& errand);
+    /// Reads a stream's status and item from its header fields and creates a folder item. Returns why the stream is
+    /// rejected; nil if it is accepted.
+    std::optional<AttemptEnd> readHeaderFields(const Platform::HttpUrlResponse& response, const ItemFetch& fetch);
+    /// Has the policy validate a stream of status 0, once. Returns why it is rejected; nil if it is accepted.
+    std::optional<AttemptEnd> validateStream(const Platform::HttpUrlResponse& response, const ItemFetch& fetch);
+    void finishItem(Platform::UrlSessionTask& task, const ItemFetch& fetch);
     /// Appends a piece of the stream. The end of the download where it has to end there.
     std::optional<AttemptEnd> appendToTemporaryFile(std::string_view data);
     /// Ends the download of the older transport, and the attempt.
@@ -183,11 +183,11 @@ private:
     std::weak_ptr<Attempt> attempt_;
     EngineObserver::AttemptNumber attempts_ = 0;
     /// What is being downloaded.
-    Errand errand_;
+    ItemFetch fetch_;
     /// How many downloads are running: one, unless a call has opened the gate meanwhile.
     int streams_ = 0;
-    /// Whether the policy has taken the stream, and what is wrong with it since then.
-    bool isStreamTaken_ = false;
+    /// Whether the policy has validated the stream, and the stream's error since then.
+    bool isStreamValidated_ = false;
     std::optional<AttemptEnd> streamFailure_;
     /// How many bytes of the stream are not on disk yet, where its length was announced.
     std::uint64_t missing_ = 0;
@@ -195,9 +195,9 @@ private:
     Platform::WriteBack writeBack_;
     /// Paths of the folders that were made, or were there already, for folder items that are not acknowledged yet.
     std::set<std::string> unflushedFolders_;
-    /// The gate. Open (true): the next pass may ask the server. Closed: a request or a download is in flight, or a
-    /// failure that does not open it again has happened: a transport error other than -1004 and -1005 once there is a
-    /// response, a "ReturnStatus" other than 0 and 2, an acknowledgement that fails or is refused.
+    /// The gate. Open (true): the next pass may poll. Closed: a request or a download is in flight, or a failure that
+    /// does not open it again has happened: a transport error other than -1004 and -1005 once there is a response, a
+    /// "ReturnStatus" other than 0 and 2, an acknowledgement that fails or is refused.
     bool downloadStatus_ = false;
     /// Made at the start; no work is put on it.
     std::optional<OperationQueue> operationQueue_;

@@ -44,7 +44,7 @@ Platform::UrlRequest streamRequest(const std::string& address, std::string body)
 void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::string& request,
                                                                   const boost::json::object& params) {
     isFilePathSet_ = false;
-    isStreamTaken_ = false;
+    isStreamValidated_ = false;
     streamFailure_.reset();
     stream_.reset();
     const auto* toComputerID = params.if_contains("ToComputerID");
@@ -70,14 +70,14 @@ void TopFileUploadXpcService::startAsyncDownloadWithStreamRequest(const std::str
     ++streams_;
 }
 
-TopFileUploadXpcService::Errand TopFileUploadXpcService::errandOfEndedStream() {
+TopFileUploadXpcService::ItemFetch TopFileUploadXpcService::finishStreamFetch() {
     streams_ = std::max(streams_ - 1, 0);
     if (streams_ == 0 && policy_->closesEveryFile())
         stream_.reset();
-    Errand errand = streams_ == 0 ? std::exchange(errand_, {}) : errand_;
-    if (!errand.attempt)
-        errand.attempt = beginAttempt();
-    return errand;
+    ItemFetch fetch = streams_ == 0 ? std::exchange(fetch_, {}) : fetch_;
+    if (!fetch.attempt)
+        fetch.attempt = beginAttempt();
+    return fetch;
 }
 
 void TopFileUploadXpcService::readStatus(const HttpUrlResponse* response) {
@@ -89,7 +89,7 @@ int TopFileUploadXpcService::statusValue() const {
 }
 
 std::optional<AttemptEnd> TopFileUploadXpcService::readHeaderFields(const HttpUrlResponse& response,
-                                                                    const Errand& errand) {
+                                                                    const ItemFetch& fetch) {
     Log::write(text(response.allHeaderFields));
     observer_->responded();
     readStatus(&response);
@@ -98,21 +98,22 @@ std::optional<AttemptEnd> TopFileUploadXpcService::readHeaderFields(const HttpUr
             markFinished();
         return AttemptEnd{Kind::Refused, status};
     }
-    if (auto failure = takeStream(response, errand))
+    if (auto failure = validateStream(response, fetch))
         return failure;
-    item_ = policy_->itemOfStream(errand.offered, response);
+    item_ = policy_->itemOfStream(fetch.offered, response);
     if (item_.isCalledFolder())
         createFolderItem();
     return std::nullopt;
 }
 
-std::optional<AttemptEnd> TopFileUploadXpcService::takeStream(const HttpUrlResponse& response, const Errand& errand) {
-    if (std::exchange(isStreamTaken_, true))
+std::optional<AttemptEnd> TopFileUploadXpcService::validateStream(const HttpUrlResponse& response,
+                                                                  const ItemFetch& fetch) {
+    if (std::exchange(isStreamValidated_, true))
         return streamFailure_;
     missing_ = response.expectedContentLength.value_or(0);
-    streamFailure_ = policy_->streamBegan(errand.offered, response, errand.paths, errand.offset);
+    streamFailure_ = policy_->streamBegan(fetch.offered, response, fetch.paths, fetch.offset);
     if (!streamFailure_ && response.expectedContentLength)
-        observer_->totalKnown(numberOf(errand), errand.offset + *response.expectedContentLength);
+        observer_->totalKnown(numberOf(fetch), fetch.offset + *response.expectedContentLength);
     return streamFailure_;
 }
 
@@ -134,16 +135,16 @@ std::optional<AttemptEnd> TopFileUploadXpcService::appendToTemporaryFile(std::st
             streamFailure_ = policy_->writeFailed(stream_->streamError().value_or(Platform::Error{}), missing_);
             if (streamFailure_)
                 return streamFailure_;
-            if (errand_.attempt)
-                errand_.attempt->lose("write failed");
+            if (fetch_.attempt)
+                fetch_.attempt->setPlacementError("write failed");
             openGate();
             return std::nullopt;
         }
         remaining -= written;
         missing_ -= std::min(missing_, static_cast<std::uint64_t>(written));
-        if (errand_.attempt)
-            errand_.attempt->course().bytes += static_cast<std::uint64_t>(written);
-        observer_->wrote(numberOf(errand_), static_cast<std::uint64_t>(written));
+        if (fetch_.attempt)
+            fetch_.attempt->progress().bytes += static_cast<std::uint64_t>(written);
+        observer_->wrote(numberOf(fetch_), static_cast<std::uint64_t>(written));
         writeBack_.wrote(*stream_, static_cast<std::uint64_t>(written));
     }
     return std::nullopt;
@@ -154,7 +155,7 @@ void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlS
     readStatus(dataTask.response());
     if (statusValue() != 0)
         return;
-    if (dataTask.response() != nullptr && takeStream(*dataTask.response(), errand_))
+    if (dataTask.response() != nullptr && validateStream(*dataTask.response(), fetch_))
         return dataTask.cancel();
     closeGate();
     if (item_.isCalledFolder())
@@ -165,45 +166,45 @@ void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlS
 
 void TopFileUploadXpcService::URLSessionTaskDidCompleteWithError(UrlSession&, UrlSessionTask& task,
                                                                  const std::optional<Platform::Error>& error) {
-    const auto errand = errandOfEndedStream();
+    const auto fetch = finishStreamFetch();
     if (task.response() != nullptr)
-        errand.attempt->course().httpStatus = task.response()->statusCode;
+        fetch.attempt->progress().httpStatus = task.response()->statusCode;
     if (streamFailure_)
-        return errand.attempt->end(*streamFailure_);
+        return fetch.attempt->end(*streamFailure_);
     if (task.response() == nullptr)
-        return errand.attempt->end({.kind = Kind::StreamNotAnswered,
-                                    .number = error ? error->code : 0,
-                                    .detail = error ? error->localizedDescription : ""});
+        return fetch.attempt->end({.kind = Kind::NoStreamResponse,
+                                   .number = error ? error->code : 0,
+                                   .detail = error ? error->localizedDescription : ""});
     if (error)
-        return errand.attempt->end(failureOf(*error));
+        return fetch.attempt->end(failureOf(*error));
     try {
-        finishItem(task, errand);
+        finishItem(task, fetch);
     } catch (...) {
         reportException();
     }
 }
 
-void TopFileUploadXpcService::finishItem(UrlSessionTask& task, const Errand& errand) {
-    if (const auto failure = readHeaderFields(*task.response(), errand))
-        return errand.attempt->end(*failure);
+void TopFileUploadXpcService::finishItem(UrlSessionTask& task, const ItemFetch& fetch) {
+    if (const auto failure = readHeaderFields(*task.response(), fetch))
+        return fetch.attempt->end(*failure);
     if (stream_)
         stream_->close();
     task.suspend();
     task.cancel();
-    if (const auto failure = policy_->streamEnded(errand.offered, errand.paths))
-        return errand.attempt->end(*failure);
+    if (const auto failure = policy_->streamEnded(fetch.offered, fetch.paths))
+        return fetch.attempt->end(*failure);
     // What is not called a folder is a file on this transport, and the name in the header fields does not move it.
-    acknowledgeWhenDurable(item_.isCalledFolder() ? flushOfFolders(errand) : policy_->placement(paths()), errand);
+    acknowledgeWhenDurable(item_.isCalledFolder() ? flushOfFolders(fetch) : policy_->placement(paths()), fetch);
 }
 
 void TopFileUploadXpcService::connectionDidReceiveResponse(UrlConnection& connection, const HttpUrlResponse& response) {
-    if (errand_.attempt)
-        errand_.attempt->course().httpStatus = response.statusCode;
-    const auto failure = readHeaderFields(response, errand_);
+    if (fetch_.attempt)
+        fetch_.attempt->progress().httpStatus = response.statusCode;
+    const auto failure = readHeaderFields(response, fetch_);
     if (failure && policy_->endsRefusedStreams())
         endStream(connection, *failure);
     else if (failure)
-        (errand_.attempt ? errand_.attempt : beginAttempt())->end(*failure);
+        (fetch_.attempt ? fetch_.attempt : beginAttempt())->end(*failure);
 }
 
 void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection& connection, std::string_view data) {
@@ -212,16 +213,16 @@ void TopFileUploadXpcService::connectionDidReceiveData(UrlConnection& connection
 }
 
 void TopFileUploadXpcService::connectionDidFinishLoading(UrlConnection& connection) {
-    const auto errand = errandOfEndedStream();
+    const auto fetch = finishStreamFetch();
     connection.cancel();
-    if (const auto failure = policy_->streamEnded(errand.offered, errand.paths))
-        return errand.attempt->end(*failure);
+    if (const auto failure = policy_->streamEnded(fetch.offered, fetch.paths))
+        return fetch.attempt->end(*failure);
     const bool isAcknowledged = returnStatus_ && statusValue() == 0;
     // Only what is called a file is moved on this transport, and whatever the status says.
-    whenDurable(item_.isCalledFile() ? policy_->placement(paths()) : flushOfFolders(errand), errand,
-                [this, isAcknowledged, query = item_.acknowledgement(), errand] {
+    whenDurable(item_.isCalledFile() ? policy_->placement(paths()) : flushOfFolders(fetch), fetch,
+                [this, isAcknowledged, query = item_.acknowledgement(), fetch] {
                     if (isAcknowledged)
-                        acknowledge(query, errand);
+                        acknowledge(query, fetch);
                 });
 }
 
@@ -231,7 +232,7 @@ void TopFileUploadXpcService::connectionDidFailWithError(UrlConnection& connecti
 
 void TopFileUploadXpcService::endStream(UrlConnection& connection, const AttemptEnd& end) {
     connection.cancel();
-    errandOfEndedStream().attempt->end(end);
+    finishStreamFetch().attempt->end(end);
 }
 
 } // namespace Quenmark

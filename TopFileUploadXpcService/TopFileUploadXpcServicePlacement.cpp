@@ -28,53 +28,54 @@ void TopFileUploadXpcService::createFolderItem() {
         unflushedFolders_.insert(path);
 }
 
-Platform::Flusher::Work TopFileUploadXpcService::flushOfFolders(const Errand& errand) {
+Platform::Flusher::Work TopFileUploadXpcService::flushOfFolders(const ItemFetch& fetch) {
     if (!Files::isDirectory(finalPath()))
-        errand.attempt->lose("not placed");
+        fetch.attempt->setPlacementError("not placed");
     return [paths = std::exchange(unflushedFolders_, {})] {
         return Flush::entries(std::vector<std::string>(paths.begin(), paths.end()));
     };
 }
 
-void TopFileUploadXpcService::placeFolder(const Errand& errand) {
-    if (auto work = policy_->folderPlacement(errand.paths))
-        return acknowledgeWhenDurable(std::move(work), errand);
+void TopFileUploadXpcService::placeFolder(const ItemFetch& fetch) {
+    if (auto work = policy_->folderPlacement(fetch.paths))
+        return acknowledgeWhenDurable(std::move(work), fetch);
     createFolderItem();
-    whenDurable(flushOfFolders(errand), errand, [this, query = item_.acknowledgement(), errand] {
-        acknowledge(query, errand);
+    whenDurable(flushOfFolders(fetch), fetch, [this, query = item_.acknowledgement(), fetch] {
+        acknowledge(query, fetch);
         openGate();
     });
 }
 
-void TopFileUploadXpcService::acknowledgeWhenDurable(Platform::Flusher::Work work, const Errand& errand) {
-    whenDurable(std::move(work), errand, [this, query = item_.acknowledgement(), errand] {
+void TopFileUploadXpcService::acknowledgeWhenDurable(Platform::Flusher::Work work, const ItemFetch& fetch) {
+    whenDurable(std::move(work), fetch, [this, query = item_.acknowledgement(), fetch] {
         try {
-            acknowledge(query, errand);
+            acknowledge(query, fetch);
         } catch (...) {
             reportException();
         }
     });
 }
 
-void TopFileUploadXpcService::whenDurable(Platform::Flusher::Work work, const Errand& errand,
+void TopFileUploadXpcService::whenDurable(Platform::Flusher::Work work, const ItemFetch& fetch,
                                           std::function<void()> next) {
-    observer_->flushing(numberOf(errand));
-    Platform::Flusher::perform(std::move(work), [self = shared_from_this(), errand,
+    observer_->flushing(numberOf(fetch));
+    Platform::Flusher::perform(std::move(work), [self = shared_from_this(), fetch,
                                                  name = Platform::printable(text(item_.fileName)),
                                                  next = std::move(next)](const std::optional<Platform::Error>& error) {
         if (Flush::hasFailed(error)) {
             Log::write("The item " + name + " cannot be made durable, and is fetched again: " + text(error),
                        Log::Priority::Error);
-            self->policy_->forget(errand.paths);
-            return errand.attempt->end({AttemptEnd::Kind::NotDurable});
+            self->policy_->forget(fetch.paths);
+            return fetch.attempt->end({AttemptEnd::Kind::NotDurable});
         }
-        const auto end = error ? self->policy_->placementFailed(*error, errand.paths) : std::nullopt;
+        const auto end = error ? self->policy_->placementFailed(*error, fetch.paths) : std::nullopt;
         if (error && !end)
-            errand.attempt->lose(LocalPaths::temporaryArea().size(errand.paths.temporary) ? "move failed" : "no bytes");
+            fetch.attempt->setPlacementError(LocalPaths::temporaryArea().size(fetch.paths.temporary) ? "move failed"
+                                                                                                     : "no bytes");
         if (!end)
             return next();
         Log::write("The item " + name + " cannot be placed: " + text(error), Log::Priority::Error);
-        errand.attempt->end(*end);
+        fetch.attempt->end(*end);
     });
 }
 

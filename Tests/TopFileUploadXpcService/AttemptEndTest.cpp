@@ -22,7 +22,7 @@ TEST(TheReasonOfAnAttemptsEnd, SaysInAFewWordsWhatFailed) {
     EXPECT_EQ(reasonOf({Kind::NotConfigured}), "computerIdKey");
     EXPECT_EQ(reasonOf({Kind::PollFailed, -1004}), "transport -1004");
     EXPECT_EQ(reasonOf({.kind = Kind::PollFailed, .reason = "bad response"}), "bad response");
-    EXPECT_EQ(reasonOf({Kind::StreamNotAnswered, -1001}), "transport -1001");
+    EXPECT_EQ(reasonOf({Kind::NoStreamResponse, -1001}), "transport -1001");
     EXPECT_EQ(reasonOf({Kind::StreamFailed, -1005}), "transport -1005");
     EXPECT_EQ(reasonOf({Kind::Refused, 2}), "status 2");
     EXPECT_EQ(reasonOf({Kind::BadResponse}), "bad response");
@@ -63,10 +63,10 @@ TEST_F(AnAttempt, HasTheNumberThatItWasGiven) {
 }
 
 TEST_F(AnAttempt, KeepsTheFirstCauseOfALoss) {
-    EXPECT_EQ(attempt->loss(), "");
-    attempt->lose("write failed");
-    attempt->lose("move failed");
-    EXPECT_EQ(attempt->loss(), "write failed");
+    EXPECT_EQ(attempt->placementError(), "");
+    attempt->setPlacementError("write failed");
+    attempt->setPlacementError("move failed");
+    EXPECT_EQ(attempt->placementError(), "write failed");
 }
 
 TEST_F(AnAttempt, ThatIsDroppedHasEndedWithABadResponse) {

@@ -40,7 +40,7 @@ TEST_F(TheStatusAfterAFailure, IsStalledWhereTheGateIsClosedAndIdleWithTheReason
     const std::vector<Outcome> outcomes{
         {{Kind::StreamFailed, -1001}, false, State::Stalled, "transport -1001"},
         {{Kind::StreamFailed, -1005}, true, State::Idle, "transport -1005"},
-        {{Kind::StreamNotAnswered, -1004}, true, State::Idle, "transport -1004"},
+        {{Kind::NoStreamResponse, -1004}, true, State::Idle, "transport -1004"},
         {{Kind::Refused, 3}, false, State::Stalled, "status 3"},
         {{Kind::Refused, 2}, true, State::Idle, "status 2"},
         {{Kind::BadResponse}, false, State::Stalled, "bad response"},
@@ -57,7 +57,7 @@ TEST_F(TheManagedStatusAfterAFailure, IsRetryingOrBlocked) {
     start();
     const std::vector<Outcome> outcomes{
         {{Kind::StreamFailed, -1001}, true, State::Retrying, "transport -1001"},
-        {{Kind::StreamNotAnswered, -1004}, true, State::Retrying, "transport -1004"},
+        {{Kind::NoStreamResponse, -1004}, true, State::Retrying, "transport -1004"},
         {{Kind::PollFailed, -1004}, true, State::Retrying, "transport -1004"},
         {{.kind = Kind::PollFailed, .reason = "bad response"}, true, State::Retrying, "bad response"},
         {{Kind::Refused, 3}, true, State::Retrying, "status 3"},

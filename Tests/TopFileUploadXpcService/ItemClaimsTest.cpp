@@ -77,7 +77,7 @@ TEST_F(AClaim, IsNotGivenForAnItemThatWasAcknowledgedSinceThePollWasSent) {
 
 TEST_F(AClaim, IsNotGivenForAPollThatIsOlderThanWhatIsKept) {
     const auto sent = ours.now();
-    for (std::size_t count = 0; count < ItemClaims::mostKept; ++count)
+    for (std::size_t count = 0; count < ItemClaims::maxKept; ++count)
         ours.acknowledged("1");
     EXPECT_NE(ours.claim(path("a"), "2", sent), nullptr);
     const auto later = ours.now();

@@ -16,7 +16,7 @@
 namespace Quenmark {
 
 namespace Files = Platform::Files;
-using Step = EnginePolicy::Beginning::Step;
+using Step = EnginePolicy::FetchPlan::Step;
 
 class AnItemRecord : public ::testing::Test {
 protected:
@@ -28,13 +28,13 @@ protected:
         ASSERT_EQ(record().begin(total), std::nullopt);
         ASSERT_EQ(Files::write(paths.temporary, std::string_view(content).substr(0, size)), std::nullopt);
     }
-    /// What a look finds; nil where the record cannot be read.
+    /// What `inspect` finds; nil where the record cannot be read.
     using Found = std::optional<std::pair<Step, std::uint64_t>>;
     static Found found(Step step, std::uint64_t offset) { return std::pair(step, offset); }
     static Found found(const ItemRecord& record) {
-        const auto result = record.look();
-        const auto* beginning = std::get_if<EnginePolicy::Beginning>(&result);
-        return beginning != nullptr ? found(beginning->step, beginning->offset) : std::nullopt;
+        const auto result = record.inspect();
+        const auto* plan = std::get_if<EnginePolicy::FetchPlan>(&result);
+        return plan != nullptr ? found(plan->step, plan->offset) : std::nullopt;
     }
     static Found fromTheStart() { return found(Step::Download, 0); }
     std::string file() const { return LocalPaths::recordFile(paths.temporary); }

@@ -1,4 +1,4 @@
-#include "TopFileUploadXpcService/Leftovers.h"
+#include "TopFileUploadXpcService/StaleFiles.h"
 
 #include "Platform/Files/Files.h"
 #include "TopFileUploadXpcService/ItemClaims.h"
@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-namespace Quenmark::Leftovers {
+namespace Quenmark::StaleFiles {
 
 namespace {
 
@@ -44,7 +44,7 @@ void removeFolder(const std::string& path) {
 
 } // namespace
 
-void makeWayFor(const std::string& temporaryPath) {
+void removeConflicting(const std::string& temporaryPath) {
     const std::string area = LocalPaths::temporaryPath("/");
     if (!temporaryPath.starts_with(area))
         return;
@@ -59,4 +59,4 @@ void makeWayFor(const std::string& temporaryPath) {
         removeFolder(temporaryPath);
 }
 
-} // namespace Quenmark::Leftovers
+} // namespace Quenmark::StaleFiles
