@@ -5,6 +5,8 @@ namespace Tools::ServiceNames {
 
 inline constexpr const char* service = "Velkarin.Quenmark.TopFileUploadXpcService";
 inline constexpr const char* object = "/Velkarin/Quenmark/TopFileUploadXpcService";
+/// Its unit of the user's service manager.
+inline constexpr const char* unit = "quenmark.service";
 inline constexpr const char* engineInterface = "Velkarin.Quenmark.TopFileUploadXpcServiceProtocol";
 inline constexpr const char* engineMethod = "GetTopFileUpload";
 inline constexpr const char* messageInterface = "Velkarin.Quenmark.XPC";

@@ -4,6 +4,9 @@
 
 namespace Quenmark {
 
+/// The "ReturnStatus" of a stream that has no item: the computer polls again.
+inline constexpr int statusDrop = 2;
+
 /// How an attempt to get the next item ended: a poll, and what followed it.
 struct AttemptEnd {
     enum class Kind {

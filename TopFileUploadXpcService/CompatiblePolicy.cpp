@@ -16,7 +16,6 @@ void CompatiblePolicy::passEnded(std::function<void()> pass, bool) {
 }
 
 bool CompatiblePolicy::attemptEnded(const AttemptEnd& end, bool) {
-    constexpr int statusDrop = 2;
     switch (end.kind) {
     case Kind::NoItem:
     case Kind::NoNetwork:

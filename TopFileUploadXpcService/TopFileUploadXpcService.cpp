@@ -9,6 +9,7 @@
 #include "Services/Properties.h"
 #include "Services/RestInterface.h"
 #include "Services/RestStatus.h"
+#include "Services/Catalogue.h"
 #include "Services/ServiceRoot.h"
 #include "TopFileUploadXpcService/CompatiblePolicy.h"
 #include "TopFileUploadXpcService/LocalPaths.h"
@@ -212,8 +213,8 @@ void TopFileUploadXpcService::download(const ItemFetch& fetch, const boost::json
     fetch_ = fetch;
     observer_->downloadBegan(numberOf(fetch), fetch.offset);
     try {
-        startAsyncDownloadWithStreamRequest(serviceRoot(context_.settings()) + "Uploads.svc/GetTopFileUploadWithStream",
-                                            params);
+        startAsyncDownloadWithStreamRequest(
+            serviceRoot(context_.settings()).append(Catalogue::getTopFileUploadWithStream.path), params);
     } catch (...) {
         fetch_ = {};
         throw;

@@ -23,8 +23,6 @@ using Kind = AttemptEnd::Kind;
 
 namespace {
 
-constexpr int statusDrop = 2;
-
 AttemptEnd failureOf(const Platform::Error& error) {
     return {.kind = Kind::StreamFailed, .number = error.code, .detail = error.localizedDescription};
 }
@@ -155,12 +153,12 @@ void TopFileUploadXpcService::URLSessionDataTaskDidReceiveData(UrlSession&, UrlS
     readStatus(dataTask.response());
     if (statusValue() != 0)
         return;
-    if (dataTask.response() != nullptr && validateStream(*dataTask.response(), fetch_))
+    if (dataTask.response() != nullptr && validateStream(*dataTask.response(), fetch_).has_value())
         return dataTask.cancel();
     closeGate();
     if (item_.isCalledFolder())
         createFolderItem();
-    else if (appendToTemporaryFile(data))
+    else if (const auto failure = appendToTemporaryFile(data); failure.has_value())
         dataTask.cancel();
 }
 

@@ -12,6 +12,8 @@ inline constexpr const char* nameHasNoOwner = "org.freedesktop.DBus.Error.NameHa
 inline constexpr const char* noMemory = "org.freedesktop.DBus.Error.NoMemory";
 inline constexpr const char* noReply = "org.freedesktop.DBus.Error.NoReply";
 inline constexpr const char* serviceUnknown = "org.freedesktop.DBus.Error.ServiceUnknown";
+/// The names of all failures to launch a service begin with it.
+inline constexpr const char* spawnPrefix = "org.freedesktop.DBus.Error.Spawn.";
 inline constexpr const char* timedOut = "org.freedesktop.DBus.Error.TimedOut";
 inline constexpr const char* unknownInterface = "org.freedesktop.DBus.Error.UnknownInterface";
 inline constexpr const char* unknownMethod = "org.freedesktop.DBus.Error.UnknownMethod";

@@ -31,7 +31,7 @@ struct BusError {
 /// Whether a call failed because the manager's name has no owner and cannot be activated.
 bool isManagerUnavailable(std::string_view name) {
     return name == ErrorName::serviceUnknown || name == ErrorName::nameHasNoOwner ||
-           name.starts_with("org.freedesktop.DBus.Error.Spawn.");
+           name.starts_with(ErrorName::spawnPrefix);
 }
 
 /// A blocking client of the user's service manager.
@@ -40,24 +40,24 @@ public:
     explicit Manager(Duration timeout)
         : limit_(static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(timeout).count())) {}
 
-    std::optional<UnitFailure> open() {
+    UnitResult open() {
         sd_bus* opened = nullptr;
         const int result = sd_bus_open_user(&opened);
         bus_.reset(opened);
         if (result < 0)
             return UnitFailure{false, std::string("no session bus: ") + std::strerror(-result)};
         sd_bus_set_method_call_timeout(bus_.get(), limit_);
-        return std::nullopt;
+        return {};
     }
 
     /// Calls a method whose reply does not matter.
     template <class... Arguments>
-    std::optional<UnitFailure> call(const char* method, const char* types, Arguments... arguments) {
+    UnitResult call(const char* method, const char* types, Arguments... arguments) {
         OwnedMessage reply;
         return call(reply, method, types, arguments...);
     }
 
-    std::optional<UnitFailure> start(const std::string& unit) {
+    UnitResult start(const std::string& unit) {
         sd_bus_slot* slot = nullptr;
         const int result = sd_bus_match_signal(bus_.get(), &slot, managerName, managerPath, managerInterface,
                                                "JobRemoved", &Manager::jobRemoved, this);
@@ -65,11 +65,11 @@ public:
         if (result < 0)
             return failure(result);
         // Without Subscribe() the manager emits no signals.
-        if (auto failed = call("Subscribe", ""))
-            return failed;
+        if (auto called = call("Subscribe", ""); !called)
+            return called;
         OwnedMessage reply;
-        if (auto failed = call(reply, "StartUnit", "ss", unit.c_str(), "replace"))
-            return failed;
+        if (auto called = call(reply, "StartUnit", "ss", unit.c_str(), "replace"); !called)
+            return called;
         const char* job = nullptr;
         if (const int read = sd_bus_message_read_basic(reply.get(), 'o', &job); read <= 0)
             return failure(read < 0 ? read : -EBADMSG);
@@ -78,21 +78,20 @@ public:
 
 private:
     template <class... Arguments>
-    std::optional<UnitFailure> call(OwnedMessage& reply, const char* method, const char* types,
-                                    Arguments... arguments) {
+    UnitResult call(OwnedMessage& reply, const char* method, const char* types, Arguments... arguments) {
         BusError error;
         sd_bus_message* received = nullptr;
         const int result = sd_bus_call_method(bus_.get(), managerName, managerPath, managerInterface, method,
                                               &error.error, &received, types, arguments...);
         reply.reset(received);
         if (result >= 0)
-            return std::nullopt;
+            return {};
         const std::string_view name = error.error.name == nullptr ? "" : error.error.name;
         return UnitFailure{!isManagerUnavailable(name),
                            error.error.message == nullptr ? std::strerror(-result) : std::string(error.error.message)};
     }
 
-    std::optional<UnitFailure> awaitJob(const std::string& job) {
+    UnitResult awaitJob(const std::string& job) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(limit_);
         while (!results_.contains(job)) {
             const auto left = std::chrono::ceil<std::chrono::microseconds>(end - std::chrono::steady_clock::now());
@@ -105,7 +104,7 @@ private:
                 return failure(result);
         }
         const auto& result = results_[job];
-        return result == "done" ? std::nullopt : std::optional(UnitFailure{true, "its start has ended with " + result});
+        return result == "done" ? UnitResult() : UnitFailure{true, "its start has ended with " + result};
     }
 
     static int jobRemoved(sd_bus_message* message, void* data, sd_bus_error*) {
@@ -128,15 +127,15 @@ private:
 
 } // namespace
 
-std::optional<UnitFailure> enableUserUnit(const std::string& unit, Duration timeout) {
+UnitResult enableUserUnit(const std::string& unit, Duration timeout) {
     Manager manager(timeout);
-    if (auto failed = manager.open())
-        return failed;
+    if (auto opened = manager.open(); !opened)
+        return opened;
     // runtime=false, force=false.
-    if (auto failed = manager.call("EnableUnitFiles", "asbb", 1, unit.c_str(), 0, 0))
-        return failed;
-    if (auto failed = manager.call("Reload", ""))
-        return failed;
+    if (auto enabled = manager.call("EnableUnitFiles", "asbb", 1, unit.c_str(), 0, 0); !enabled)
+        return enabled;
+    if (auto reloaded = manager.call("Reload", ""); !reloaded)
+        return reloaded;
     return manager.start(unit);
 }
 

@@ -2,7 +2,8 @@
 
 #include "Platform/Loop/Clock.h"
 
-#include <optional>
+#include <boost/system/result.hpp>
+
 #include <string>
 
 namespace Platform::Ipc {
@@ -16,10 +17,11 @@ struct UnitFailure {
 
     bool operator==(const UnitFailure&) const = default;
 };
+using UnitResult = boost::system::result<void, UnitFailure>;
 
 /// Has the user's service manager, which is reached on the session bus (org.freedesktop.systemd1(5)), enable a unit and
-/// start it, and waits until it has started; nil where it has. One that is enabled and runs is left as it is. Blocks,
-/// for `timeout` at most at each of its five steps: the caller has no loop to keep running.
-std::optional<UnitFailure> enableUserUnit(const std::string& unit, Duration timeout);
+/// start it, and waits until it has started; or the error says why it has not. One that is enabled and runs is left as
+/// it is. Blocks, for `timeout` at most at each of its five steps: the caller has no loop to keep running.
+UnitResult enableUserUnit(const std::string& unit, Duration timeout);
 
 } // namespace Platform::Ipc

@@ -14,7 +14,7 @@ namespace {
 
 /// How many engines get a line of their own.
 constexpr std::size_t maxEnginesChecked = 10;
-constexpr const char* unitName = "quenmark.service";
+constexpr const char* unitName = ServiceNames::unit;
 constexpr const char* adviceToRestart = "Run: quenmark stop; then run: quenmark start";
 
 Check activationCheck(const BusFindings& findings) {

@@ -5,6 +5,7 @@
 #include "Platform/Loop/RunLoop.h"
 #include "Tools/EngineStart.h"
 #include "Tools/Output.h"
+#include "Tools/ServiceNames.h"
 #include "Tools/ServiceStop.h"
 
 #include <chrono>
@@ -15,7 +16,7 @@ namespace Tools {
 
 namespace {
 
-constexpr const char* unitName = "quenmark.service";
+constexpr const char* unitName = ServiceNames::unit;
 constexpr auto stepLimit = std::chrono::seconds(30);
 
 /// What cannot be ended, since there is no bus or the service is another user's, cannot be enabled either.
@@ -41,12 +42,12 @@ void readServiceFiles() {
 void enableService(bool isRestarted) {
     if (isRestarted)
         endService();
-    const auto failure = Platform::Ipc::enableUserUnit(unitName, stepLimit);
-    if (!failure)
+    const auto enabled = Platform::Ipc::enableUserUnit(unitName, stepLimit);
+    if (enabled)
         return printMessage(std::string(unitName) + " is enabled and runs");
     const std::string reason =
-        failure->hasManager ? " does not run (" : " cannot be enabled, since there is no user manager (";
-    printMessage(unitName + reason + failure->text + ")");
+        enabled.error().hasManager ? " does not run (" : " cannot be enabled, since there is no user manager (";
+    printMessage(unitName + reason + enabled.error().text + ")");
     readServiceFiles();
     if (startEngine(false) == ExitStatus::Success)
         printMessage("the service runs; it starts when it is called, and not at login");
