@@ -1,8 +1,7 @@
 // A program with one defect of each kind, for the test that the sanitizers report it.
 
-#include <climits>
-
-#include <cstring>
+#include <cstddef>
+#include <limits>
 #include <memory>
 #include <string_view>
 
@@ -27,7 +26,7 @@ int useAfterReturn(int index) {
 }
 
 int overflow(int value) {
-    return INT_MAX + value; // overflow
+    return std::numeric_limits<int>::max() + value; // overflow
 }
 
 int leak(int size) {
